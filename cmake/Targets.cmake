@@ -1,0 +1,31 @@
+# What all targets of the project have in common.
+
+# How the project's own code is compiled: every warning that helps, and the sanitizers asked for.
+add_library(sqm_build_options INTERFACE)
+target_compile_options(sqm_build_options INTERFACE
+  -Wall -Wextra -Wpedantic -Wconversion -Wsign-conversion -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual
+  -Wcast-qual -Wold-style-cast -Wformat=2 -Wimplicit-fallthrough
+  $<$<BOOL:${SQM_WARNINGS_AS_ERRORS}>:-Werror>
+)
+if(SQM_SANITIZE)
+  target_compile_options(sqm_build_options INTERFACE -fsanitize=${SQM_SANITIZE} -fno-sanitize-recover=all
+    -fno-omit-frame-pointer)
+  target_link_options(sqm_build_options INTERFACE -fsanitize=${SQM_SANITIZE})
+endif()
+
+# sqm_library(<name>): a library of the package, as the target sqm_<name> and as sqm::<name>.
+function(sqm_library name)
+  add_library(sqm_${name} STATIC)
+  add_library(sqm::${name} ALIAS sqm_${name})
+  set_target_properties(sqm_${name} PROPERTIES EXPORT_NAME ${name})
+  target_include_directories(sqm_${name} PUBLIC
+    $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}> $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
+  target_compile_features(sqm_${name} PUBLIC cxx_std_20)
+  target_link_libraries(sqm_${name} PRIVATE $<BUILD_INTERFACE:sqm_build_options>)
+endfunction()
+
+# sqm_program(<name> <source>...): a program in build/<preset>/bin that uses the library.
+function(sqm_program name)
+  add_executable(${name} ${ARGN})
+  target_link_libraries(${name} PRIVATE sqm::sqm sqm_build_options)
+endfunction()

@@ -1,0 +1,45 @@
+#include "sqm/common/FieldNameTable.h"
+
+#include <functional>
+#include <stdexcept>
+#include <utility>
+
+namespace sqm {
+
+namespace {
+
+constexpr std::uint8_t kFree = 0xFF;
+
+}  // namespace
+
+FieldNameTable::FieldNameTable(std::vector<std::optional<std::string>> names) : names_(std::move(names)) {
+  if (names_.size() > kFields) names_.resize(kFields);
+  buckets_.fill(kFree);
+  for (std::size_t field = 0; field < names_.size(); ++field) {
+    if (!names_[field]) continue;
+    std::uint8_t& bucket = buckets_[bucketFor(*names_[field])];
+    if (bucket == kFree) bucket = static_cast<std::uint8_t>(field);
+    firstNamesakes_[field] = bucket;
+  }
+}
+
+std::optional<std::string_view> FieldNameTable::name(std::int64_t field) const {
+  if (field < 0 || static_cast<std::uint64_t>(field) >= names_.size()) {
+    throw std::out_of_range("field number " + std::to_string(field) + " is beyond the field-name table, which holds " +
+                            std::to_string(names_.size()) + " of " + std::to_string(kFields) + " names");
+  }
+  return names_[static_cast<std::size_t>(field)];
+}
+
+std::optional<std::size_t> FieldNameTable::fieldNamed(std::string_view name) const {
+  const std::uint8_t field = buckets_[bucketFor(name)];
+  return field == kFree ? std::nullopt : std::optional<std::size_t>(field);
+}
+
+std::size_t FieldNameTable::bucketFor(std::string_view name) const {
+  std::size_t bucket = std::hash<std::string_view>{}(name) % kBuckets;
+  while (buckets_[bucket] != kFree && *names_[buckets_[bucket]] != name) bucket = (bucket + 1) % kBuckets;
+  return bucket;
+}
+
+}  // namespace sqm

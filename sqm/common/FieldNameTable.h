@@ -1,0 +1,42 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace sqm {
+
+/// The names of the record fields, by field number 0 to 90: entry N is the key of field N's value and the name of its XML
+/// element. Fields with the same name share one key. Immutable.
+class FieldNameTable {
+ public:
+  static constexpr std::size_t kFields = 91;
+
+  /// Entries beyond the 91st are not used; a missing name leaves its field without a key.
+  explicit FieldNameTable(std::vector<std::optional<std::string>> names);
+
+  /// The name of a field; nothing where the list has none.
+  /// Failure: std::out_of_range when the number is negative or beyond the end of the list.
+  std::optional<std::string_view> name(std::int64_t field) const;
+
+  /// The first field that has this name, which stands for all that have it.
+  std::optional<std::size_t> fieldNamed(std::string_view name) const;
+
+  /// The first field that has the same name as `field`, which must have one.
+  std::size_t firstNamesake(std::size_t field) const { return firstNamesakes_[field]; }
+
+ private:
+  static constexpr std::size_t kBuckets = 256;  // a power of two, more than twice kFields: probing is short and ends
+
+  std::size_t bucketFor(std::string_view name) const;
+
+  std::vector<std::optional<std::string>> names_;
+  std::array<std::uint8_t, kFields> firstNamesakes_{};
+  std::array<std::uint8_t, kBuckets> buckets_;
+};
+
+}  // namespace sqm

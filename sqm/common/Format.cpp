@@ -1,0 +1,38 @@
+#include "sqm/common/Format.h"
+
+#include <array>
+#include <cstddef>
+
+namespace sqm {
+
+namespace {
+
+constexpr std::array<std::string_view, 4> kPlaceholders = {"%@", "%d", "%ld", "%s"};
+
+std::size_t placeholderLength(std::string_view text) {
+  for (const std::string_view placeholder : kPlaceholders) {
+    if (text.starts_with(placeholder)) return placeholder.size();
+  }
+  return 0;
+}
+
+}  // namespace
+
+void appendFormatted(std::string& out, std::string_view format, std::span<const std::string_view> arguments) {
+  while (!arguments.empty()) {
+    const std::size_t percent = format.find('%');
+    if (percent == std::string_view::npos) break;
+    const std::size_t length = placeholderLength(format.substr(percent));
+    if (length == 0) {
+      out.append(format.substr(0, percent + 1));
+      format.remove_prefix(percent + 1);
+      continue;
+    }
+    out.append(format.substr(0, percent)).append(arguments.front());
+    format.remove_prefix(percent + length);
+    arguments = arguments.subspan(1);
+  }
+  out.append(format);
+}
+
+}  // namespace sqm

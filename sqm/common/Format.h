@@ -1,0 +1,13 @@
+#pragma once
+
+#include <span>
+#include <string>
+#include <string_view>
+
+namespace sqm {
+
+/// Appends `format` to `out`, with each placeholder ("%@", "%d", "%ld", "%s") replaced by the next of `arguments`.
+/// The arguments are data: a per cent sign inside one stays as it is. A placeholder without an argument stays as it is.
+void appendFormatted(std::string& out, std::string_view format, std::span<const std::string_view> arguments);
+
+}  // namespace sqm

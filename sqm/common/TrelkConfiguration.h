@@ -1,0 +1,15 @@
+#pragma once
+
+#include <string>
+
+namespace sqm {
+
+/// Where the user's files lie. Paths are absolute, without a trailing separator.
+class TrelkConfiguration {
+ public:
+  virtual ~TrelkConfiguration() = default;
+
+  virtual std::string homeDirectory() const = 0;
+};
+
+}  // namespace sqm

@@ -1,0 +1,119 @@
+#include "sqm/common/XmlText.h"
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+
+namespace sqm {
+
+namespace {
+
+/// What a byte at the beginning of a character calls for.
+enum class ByteClass : std::uint8_t { plain, reference, sequence, disallowed };
+
+using ByteClasses = std::array<ByteClass, 256>;
+
+constexpr ByteClasses classesWithReferences(std::string_view referenced) {
+  ByteClasses classes{};
+  for (std::size_t byte = 0; byte < 0x20; ++byte) classes[byte] = ByteClass::disallowed;
+  for (const unsigned char allowed : {'\t', '\n', '\r'}) classes[allowed] = ByteClass::plain;
+  for (std::size_t byte = 0x80; byte < 0x100; ++byte) classes[byte] = ByteClass::sequence;
+  for (const unsigned char byte : referenced) classes[byte] = ByteClass::reference;
+  return classes;
+}
+
+constexpr ByteClasses kMarkupClasses = classesWithReferences("&<>\"'");
+constexpr ByteClasses kPropertyListClasses = classesWithReferences("&<>\r");
+constexpr ByteClasses kAllowedClasses = classesWithReferences("");
+
+constexpr std::string_view kReplacementCharacter = "\xEF\xBF\xBD";
+
+constexpr std::string_view referenceTo(char character) {
+  switch (character) {
+    case '&': return "&amp;";
+    case '<': return "&lt;";
+    case '>': return "&gt;";
+    case '"': return "&quot;";
+    case '\'': return "&apos;";
+    default: return "&#13;";
+  }
+}
+
+struct Sequence {
+  std::size_t length;
+  bool allowed;
+};
+
+/// The multi-byte character at the beginning of `text`, or the maximal subpart of an ill-formed one. The ranges of the
+/// second byte are those of table 3-7 of The Unicode Standard.
+Sequence sequenceAt(std::string_view text) {
+  const auto byte = [&](std::size_t at) { return static_cast<unsigned char>(text[at]); };
+  const unsigned lead = byte(0);
+  const std::size_t length = lead < 0xC2 ? 1 : lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : lead < 0xF5 ? 4 : 1;
+  unsigned low = 0x80;
+  unsigned high = 0xBF;
+  if (lead == 0xE0) low = 0xA0;
+  if (lead == 0xED) high = 0x9F;
+  if (lead == 0xF0) low = 0x90;
+  if (lead == 0xF4) high = 0x8F;
+  std::size_t at = 1;
+  for (; at < length && at < text.size() && byte(at) >= low && byte(at) <= high; ++at) {
+    low = 0x80;
+    high = 0xBF;
+  }
+  if (length == 1 || at < length) return {at, false};
+  const bool noncharacter = lead == 0xEF && byte(1) == 0xBF && byte(2) >= 0xBE;  // U+FFFE and U+FFFF
+  return {length, !noncharacter};
+}
+
+void append(std::string& out, std::string_view text, const ByteClasses& classes) {
+  std::size_t runStart = 0;
+  std::size_t at = 0;
+  const auto replace = [&](std::size_t length, std::string_view by) {
+    out.append(text, runStart, at - runStart).append(by);
+    at += length;
+    runStart = at;
+  };
+  while (at < text.size()) {
+    switch (classes[static_cast<unsigned char>(text[at])]) {
+      case ByteClass::plain: ++at; break;
+      case ByteClass::reference: replace(1, referenceTo(text[at])); break;
+      case ByteClass::disallowed: replace(1, kReplacementCharacter); break;
+      case ByteClass::sequence: {
+        const Sequence sequence = sequenceAt(text.substr(at));
+        if (sequence.allowed) {
+          at += sequence.length;
+        } else {
+          replace(sequence.length, kReplacementCharacter);
+        }
+      }
+    }
+  }
+  out.append(text, runStart);
+}
+
+}  // namespace
+
+void appendXmlText(std::string& out, std::string_view text, XmlEscaping escaping) {
+  append(out, text, escaping == XmlEscaping::markup ? kMarkupClasses : kPropertyListClasses);
+}
+
+void appendXmlAllowed(std::string& out, std::string_view text) { append(out, text, kAllowedClasses); }
+
+bool isXmlAllowed(std::string_view text) {
+  for (std::size_t at = 0; at < text.size();) {
+    switch (kAllowedClasses[static_cast<unsigned char>(text[at])]) {
+      case ByteClass::sequence: {
+        const Sequence sequence = sequenceAt(text.substr(at));
+        if (!sequence.allowed) return false;
+        at += sequence.length;
+        break;
+      }
+      case ByteClass::disallowed: return false;
+      default: ++at;
+    }
+  }
+  return true;
+}
+
+}  // namespace sqm
