@@ -16,9 +16,9 @@ using ByteClasses = std::array<ByteClass, 256>;
 constexpr ByteClasses classesWithReferences(std::string_view referenced) {
   ByteClasses classes{};
   for (std::size_t byte = 0; byte < 0x20; ++byte) classes[byte] = ByteClass::disallowed;
-  for (const unsigned char allowed : {'\t', '\n', '\r'}) classes[allowed] = ByteClass::plain;
+  for (const std::size_t allowed : {0x09, 0x0A, 0x0D}) classes[allowed] = ByteClass::plain;
   for (std::size_t byte = 0x80; byte < 0x100; ++byte) classes[byte] = ByteClass::sequence;
-  for (const unsigned char byte : referenced) classes[byte] = ByteClass::reference;
+  for (const char byte : referenced) classes[static_cast<unsigned char>(byte)] = ByteClass::reference;
   return classes;
 }
 

@@ -1,0 +1,77 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <string_view>
+
+#include "sqm/common/FieldNameTable.h"
+
+namespace sqm {
+
+/// When a row of a layout is written.
+enum class When : std::uint8_t {
+  always,   ///< an absent value gives an empty element
+  present,  ///< a value is stored, the empty text included
+  notEmpty  ///< a value is stored, and it is not the empty text
+};
+
+/// One line of a record's layout: what is written at this place. Rows are made by the functions below. The element's name
+/// is the field-name entry's, or the fixed name where there is one.
+struct Row {
+  enum class Kind : std::uint8_t {
+    value,          ///< an element around the entry's value
+    timeStamped,    ///< the same, with the client time stamp as the attribute `timestamp`
+    environment,    ///< an element around the value stored under the fixed name, made XML-safe on the way out
+    element,        ///< an element around rows
+    markedElement,  ///< the same, where the entry has a value (of any text) and at least one of the rows is written
+    section         ///< rows, without an element around them
+  };
+
+  Kind kind;
+  When when = When::always;
+  std::uint8_t entry = 0;
+  std::string_view fixedName = {};
+  std::span<const Row> rows = {};
+};
+
+using Rows = std::span<const Row>;
+
+constexpr Row always(std::uint8_t entry) { return {Row::Kind::value, When::always, entry}; }
+constexpr Row present(std::uint8_t entry) { return {Row::Kind::value, When::present, entry}; }
+constexpr Row notEmpty(std::uint8_t entry) { return {Row::Kind::value, When::notEmpty, entry}; }
+constexpr Row alwaysNamed(std::string_view name, std::uint8_t entry) {
+  return {Row::Kind::value, When::always, entry, name};
+}
+constexpr Row timeStamped(std::uint8_t entry) { return {Row::Kind::timeStamped, When::always, entry}; }
+constexpr Row environment(std::string_view key) { return {Row::Kind::environment, When::present, 0, key}; }
+constexpr Row element(std::uint8_t entry, Rows rows) { return {Row::Kind::element, When::always, entry, {}, rows}; }
+constexpr Row element(std::string_view name, Rows rows) { return {Row::Kind::element, When::always, 0, name, rows}; }
+constexpr Row markedElement(std::uint8_t entry, Rows rows) {
+  return {Row::Kind::markedElement, When::present, entry, {}, rows};
+}
+constexpr Row section(Rows rows) { return {Row::Kind::section, When::always, 0, {}, rows}; }
+
+/// How often the rows write the value of the entry.
+constexpr std::size_t timesWritten(Rows rows, std::size_t entry) {
+  std::size_t times = 0;
+  for (const Row& row : rows) {
+    const bool isValue = row.kind == Row::Kind::value || row.kind == Row::Kind::timeStamped;
+    times += isValue && row.entry == entry ? 1 : timesWritten(row.rows, entry);
+  }
+  return times;
+}
+
+/// True when every row names an entry that there is, and no value is written twice.
+constexpr bool isSound(Rows rows) {
+  for (const Row& row : rows) {
+    if (row.entry >= FieldNameTable::kFields || !isSound(row.rows)) return false;
+    if (row.kind == Row::Kind::environment && row.fixedName.empty()) return false;
+  }
+  for (std::size_t entry = 0; entry < FieldNameTable::kFields; ++entry) {
+    if (timesWritten(rows, entry) > 1) return false;
+  }
+  return true;
+}
+
+}  // namespace sqm

@@ -1,0 +1,21 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "sqm/records/TableRecord.h"
+
+namespace sqm {
+
+/// The mobile device that the client connects with.
+class SQMDeviceRecord : public TableRecord {
+ public:
+  explicit SQMDeviceRecord(Host& host) : TableRecord(host, kDeviceKind) {}
+
+  std::int64_t ValidateRecordData() const { return validate(); }
+
+  /// The device's elements, without the one around them.
+  std::string FormatMobileDeviceFields() const { return format(kMobileDeviceFields); }
+};
+
+}  // namespace sqm

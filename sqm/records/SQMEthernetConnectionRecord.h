@@ -1,0 +1,21 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "sqm/records/SQMConnectionRecord.h"
+
+namespace sqm {
+
+/// A wired connection attempt: its start and, on the same object, its stop.
+class SQMEthernetConnectionRecord : public SQMConnectionRecord {
+ public:
+  explicit SQMEthernetConnectionRecord(Host& host) : SQMConnectionRecord(host, kEthernetConnectionKind) {}
+
+  std::int64_t ValidateRecordData() const { return validate(); }
+
+  /// The fields that this medium alone has.
+  std::string FormatEthernetConnectionFields() const { return format(kEthernetConnectionFields); }
+};
+
+}  // namespace sqm

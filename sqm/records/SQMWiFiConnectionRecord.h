@@ -1,0 +1,21 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "sqm/records/SQMConnectionRecord.h"
+
+namespace sqm {
+
+/// A Wi-Fi connection attempt: its start and, on the same object, its stop.
+class SQMWiFiConnectionRecord : public SQMConnectionRecord {
+ public:
+  explicit SQMWiFiConnectionRecord(Host& host) : SQMConnectionRecord(host, kWiFiConnectionKind) {}
+
+  std::int64_t ValidateRecordData() const { return validate(); }
+
+  /// The fields that this medium alone has.
+  std::string FormatWiFiConnectionFields() const { return format(kWiFiConnectionFields); }
+};
+
+}  // namespace sqm

@@ -1,0 +1,119 @@
+#include "sqm/records/TableRecord.h"
+
+#include <stdexcept>
+#include <utility>
+
+#include "sqm/common/MainBundle.h"
+#include "sqm/common/PropertyList.h"
+#include "sqm/common/UserPrefs.h"
+#include "sqm/common/UtilityFunctions.h"
+#include "sqm/records/RecordFormatter.h"
+
+namespace sqm {
+
+namespace {
+
+constexpr std::int64_t kRequiredEntry = 6;
+constexpr std::string_view kRequiredLiteral = "6";
+
+/// The time stamp of a record made while the preferences hold none. It brings its quotes, as every time stamp does.
+constexpr std::string_view kNoTimeStamp = "\"0000000000\"";
+
+}  // namespace
+
+TableRecord::TableRecord(Host& host, const RecordKind& kind) : host_(host), kind_(kind) {
+  const auto path = host_.mainBundle->pathForResource("SQMFieldNames", "plist");
+  if (!path) return;
+  if (auto names = host_.propertyLists->arrayWithContentsOfFile(*path)) {
+    names_ = std::make_shared<const FieldNameTable>(*std::move(names));
+  }
+  values_.emplace(names_);
+}
+
+std::int64_t TableRecord::FormatRecord(std::optional<std::string>& slot) {
+  if (kind_.layout.empty()) return kRecordOk;
+  if (!slot) return kRecordRejected;
+  const std::int64_t status = validate();
+  std::string text;
+  if (status == kRecordOk) append(text, kind_.layout);
+  *slot = std::move(text);
+  return status;
+}
+
+std::int64_t TableRecord::SetAttribute(std::int64_t field, std::optional<std::string_view> withValue) {
+  return store(field, withValue, Setter::plain);
+}
+
+std::int64_t TableRecord::SetAttributeAfterXMLCompatibleFormat(std::int64_t field,
+                                                               std::optional<std::string_view> withValue) {
+  return store(field, withValue, Setter::xmlCompatible);
+}
+
+std::int64_t TableRecord::store(std::int64_t field, std::optional<std::string_view> value, Setter setter) {
+  const bool isRejected = field > kind_.highestField || (field < 0 && kind_.fieldRejected != kRecordOk);
+  if (isRejected) return kind_.fieldRejected;
+  const auto name = nameOf(field);
+  if (!values_) return kind_.fieldRejected;
+  if (!name) return setter == Setter::plain ? kind_.plainSetterNameMissing : kRecordOk;
+
+  const auto index = static_cast<std::size_t>(field);
+  if (!value) {
+    if (!kind_.absentValueRemoves) {
+      throw std::invalid_argument("field " + std::to_string(field) + " of a record of kind " +
+                                  std::string(kind_.name) + " was given an absent value");
+    }
+    values_->eraseField(index);
+  } else if (setter == Setter::plain || value->empty()) {
+    values_->setField(index, *value);
+  } else {
+    escaped_.clear();
+    host_.utilities->appendXmlCompatible(escaped_, *value);
+    values_->setField(index, escaped_);
+  }
+  return kRecordOk;
+}
+
+bool TableRecord::clearRecord() {
+  if (kind_.clearKeepsValues) return true;
+  if (!values_) return false;
+  values_->clear();
+  return true;
+}
+
+std::optional<std::string_view> TableRecord::recordSubType() const {
+  return kind_.subTypeEntry ? nameOf(*kind_.subTypeEntry) : kind_.subType;
+}
+
+void TableRecord::updateRecordValues(ValueDictionary values) { values_ = std::move(values).madeWith(names_); }
+
+std::int64_t TableRecord::validate() const {
+  if (!values_) return kind_.withoutDictionary;
+  const bool isThere = kind_.required == RecordKind::Required::entry6 ? holds(kRequiredEntry)
+                                                                      : values_->contains(kRequiredLiteral);
+  return isThere ? kRecordOk : kind_.requiredMissing;
+}
+
+bool TableRecord::holds(std::int64_t field) const {
+  return values_ && nameOf(field) && values_->findField(static_cast<std::size_t>(field));
+}
+
+std::string TableRecord::format(Rows rows) const {
+  std::string text;
+  append(text, rows);
+  return text;
+}
+
+void TableRecord::append(std::string& out, Rows rows) const {
+  const std::string_view stamp = host_.userPrefs->clientTimeStamp();
+  appendRows(out, rows,
+             {.names = names_.get(),
+              .values = values_ ? &*values_ : nullptr,
+              .timeStamp = stamp.empty() ? kNoTimeStamp : stamp,
+              .utilities = host_.utilities});
+}
+
+std::optional<std::string_view> TableRecord::nameOf(std::int64_t field) const {
+  return names_ ? names_->name(field) : std::nullopt;
+}
+
+}  // namespace sqm

@@ -1,0 +1,60 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "sqm/common/Host.h"
+#include "sqm/records/RecordKinds.h"
+#include "sqm/records/SQM.h"
+
+namespace sqm {
+
+/// A record that is driven by the table of its kind. The record classes add the operations of their own to it.
+///
+/// A new record reads the field-name table "SQMFieldNames" of the main bundle. Without that resource it has neither names
+/// nor a value dictionary; with one that cannot be read it has a dictionary and no names.
+class TableRecord : public SQM {
+ public:
+  TableRecord(const TableRecord&) = delete;
+  TableRecord& operator=(const TableRecord&) = delete;
+
+  std::int64_t FormatRecord(std::optional<std::string>& slot) override;
+  std::int64_t SetAttribute(std::int64_t field, std::optional<std::string_view> withValue) override;
+  std::int64_t SetAttributeAfterXMLCompatibleFormat(std::int64_t field,
+                                                    std::optional<std::string_view> withValue) override;
+  bool clearRecord() override;
+  ValueDictionary* recordValues() override { return values_ ? &*values_ : nullptr; }
+  std::optional<std::string_view> recordName() const override { return kind_.name; }
+  std::optional<std::string_view> recordSubType() const override;
+  void updateRecordValues(ValueDictionary values) override;
+
+ protected:
+  TableRecord(Host& host, const RecordKind& kind);
+
+  /// The status that `FormatRecord` gives to a record with these values.
+  std::int64_t validate() const;
+
+  /// True when a value, the empty text included, is stored in the field.
+  bool holds(std::int64_t field) const;
+
+  /// What some rows of the layout give.
+  std::string format(Rows rows) const;
+
+ private:
+  enum class Setter : std::uint8_t { plain, xmlCompatible };
+
+  std::int64_t store(std::int64_t field, std::optional<std::string_view> value, Setter setter);
+  void append(std::string& out, Rows rows) const;
+  std::optional<std::string_view> nameOf(std::int64_t field) const;
+
+  Host& host_;
+  const RecordKind& kind_;
+  std::shared_ptr<const FieldNameTable> names_;
+  std::optional<ValueDictionary> values_;
+  std::string escaped_;  // room for the text that a setter escapes, kept from one to the next
+};
+
+}  // namespace sqm
