@@ -15,10 +15,13 @@ using ByteClasses = std::array<ByteClass, 256>;
 
 constexpr ByteClasses classesWithReferences(std::string_view referenced) {
   ByteClasses classes{};
+  const auto classify = [&](std::string_view bytes, ByteClass as) {
+    for (const char byte : bytes) classes[static_cast<unsigned char>(byte)] = as;
+  };
   for (std::size_t byte = 0; byte < 0x20; ++byte) classes[byte] = ByteClass::disallowed;
-  for (const std::size_t allowed : {0x09, 0x0A, 0x0D}) classes[allowed] = ByteClass::plain;
   for (std::size_t byte = 0x80; byte < 0x100; ++byte) classes[byte] = ByteClass::sequence;
-  for (const char byte : referenced) classes[static_cast<unsigned char>(byte)] = ByteClass::reference;
+  classify("\t\n\r", ByteClass::plain);
+  classify(referenced, ByteClass::reference);
   return classes;
 }
 

@@ -1,0 +1,18 @@
+#pragma once
+
+#include <string_view>
+
+namespace sqm {
+
+// The notifications that tell the host, and the manager, how an upload went. Their object is the uploader.
+
+/// Of `SQMUpdaterAgent`: its transaction completed, whatever the response's status.
+inline constexpr std::string_view TrelkSQMUploadSuccess = "TrelkSQMUploadSuccess";
+/// Of `SQMUpdaterAgent`: its transaction failed or timed out.
+inline constexpr std::string_view TrelkSQMUploadFailure = "TrelkSQMUploadFailure";
+/// Of the directory uploader: the folder has been sent and holds nothing more.
+inline constexpr std::string_view TrelkSQMUploadComplete = "TrelkSQMUploadComplete";
+/// Of the directory uploader: a response other than 200, an error or a time-out.
+inline constexpr std::string_view TrelkSQMUploadError = "TrelkSQMUploadError";
+
+}  // namespace sqm

@@ -1,0 +1,15 @@
+#include "sqm/upload/TransactionRegistrations.h"
+
+#include "sqm/common/HttpTransaction.h"
+
+namespace sqm {
+
+TransactionRegistrations observeTransaction(NotificationCenter& center, const HttpTransaction& transaction,
+                                            const NotificationCenter::Handler& handler) {
+  return {center.addObserver(TrelkHttpTransactionCompletedNotification, &transaction, handler),
+          center.addObserver(TrelkHttpTransactionErrorNotification, &transaction, handler),
+          center.addObserver(TrelkHttpTransactionTimeOutNotification, &transaction, handler),
+          center.addObserver(TrelkHttpTransactionAbortedNotification, &transaction, handler)};
+}
+
+}  // namespace sqm
