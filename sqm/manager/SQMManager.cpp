@@ -1,0 +1,228 @@
+#include "sqm/manager/SQMManager.h"
+
+#include <utility>
+
+#include "sqm/common/LogFile.h"
+#include "sqm/common/QFSQMFilterManager.h"
+#include "sqm/manager/CreatingCalls.h"
+#include "sqm/records/SQMClientHelper.h"
+#include "sqm/records/SQMClientRecord.h"
+#include "sqm/records/SQMDeviceRecord.h"
+#include "sqm/records/SQMUserAcceptanceRecord.h"
+#include "sqm/upload/SQMUploadNotifications.h"
+
+namespace sqm {
+
+namespace {
+
+constexpr int kLogLevel = 2;
+
+/// Lays values over a record's own for as long as it lives, then puts the record's own back. A record that had no value
+/// dictionary has an empty one afterwards.
+class LaidOverValues {
+ public:
+  LaidOverValues(SQM& record, std::optional<ValueDictionary> values) : record_(record) {
+    if (ValueDictionary* own = record.recordValues()) own_ = std::move(*own);
+    if (values) record.updateRecordValues(*std::move(values));
+  }
+  LaidOverValues(const LaidOverValues&) = delete;
+  LaidOverValues& operator=(const LaidOverValues&) = delete;
+  ~LaidOverValues() { record_.updateRecordValues(std::move(own_)); }
+
+ private:
+  SQM& record_;
+  ValueDictionary own_;
+};
+
+/// The record's text, with the filtered values where there are some. Whatever status the record reports, its text counts.
+std::string formatted(SQM& record, std::optional<ValueDictionary> filtered) {
+  std::optional<std::string> text = "";
+  std::optional<LaidOverValues> laidOver;
+  if (filtered || record.recordValues() == nullptr) laidOver.emplace(record, std::move(filtered));
+  record.FormatRecord(text);
+  return std::move(text).value_or("");
+}
+
+}  // namespace
+
+SQMManager::SQMManager(Host& host)
+    : host_(host),
+      mSQMUpdaterObj_(SQMUpdaterAgent::create(host)),
+      mSQMRecStoreObj_(std::make_unique<SQMRecordStore>(host)) {
+  if (mSQMUpdaterObj_) {
+    const auto handler = [this](const Notification& notification) { httpStatus(notification); };
+    NotificationCenter& center = *host_.notificationCenter;
+    registrations_ = {center.addObserver(TrelkSQMUploadSuccess, mSQMUpdaterObj_.get(), handler),
+                      center.addObserver(TrelkSQMUploadFailure, mSQMUpdaterObj_.get(), handler)};
+  }
+  mLogFile_ = host_.logFiles->initWithFile("SQMManager.log", kLogLevel);
+}
+
+SQMManager::~SQMManager() = default;
+
+void SQMManager::SetSQMConnectionURL(std::optional<std::string> url) { urlOf(RecordType::connection) = std::move(url); }
+
+void SQMManager::SetSQMClientURL(std::optional<std::string> url) { urlOf(RecordType::client) = std::move(url); }
+
+void SQMManager::SetSQMDeviceURL(std::optional<std::string> url) { urlOf(RecordType::device) = std::move(url); }
+
+void SQMManager::SetSQMApplicationURL(std::optional<std::string> url) {
+  urlOf(RecordType::application) = std::move(url);
+}
+
+void SQMManager::SetSQMUserAcceptanceURL(std::optional<std::string> url) {
+  urlOf(RecordType::userAcceptance) = std::move(url);
+}
+
+std::string_view SQMManager::mediaType(std::int32_t type) {
+  const Medium* medium = mediumOf(type);
+  return medium == nullptr ? std::string_view{} : medium->name;
+}
+
+bool SQMManager::sqmCreateStartRecord(const SQMSessionParams* params) {
+  if (params == nullptr) return false;
+  sqmConnectionRecord_.reset();
+  currentRecordIndex_ = 0;
+  const Medium* medium = mediumOf(deviceType_);
+  if (medium == nullptr) return false;
+
+  sqmConnectionRecord_ = medium->makeRecord(host_);
+  sqmConnectionRecord_->clearRecord();
+  fill(sqmConnectionRecord_.get(), medium->startFills, params, {"start", currentRecordIndex_});
+  ++currentRecordIndex_;
+  record(kConnectionStartCall, sqmConnectionRecord_.get());
+  return false;
+}
+
+bool SQMManager::sqmCreateStopRecord(const SQMSessionParams* params) {
+  if (params == nullptr || mediumOf(deviceType_) == nullptr) return false;
+  fill(sqmConnectionRecord_.get(), kConnectionStopFills, params, {"stop", currentRecordIndex_});
+  record(kConnectionStopCall, sqmConnectionRecord_.get());
+  return false;
+}
+
+bool SQMManager::sqmCreateDeviceRecord(const SQMSessionParams* params) {
+  SQMDeviceRecord device(host_);
+  fill(&device, kDeviceFills, params, {});
+  record(kDeviceCall, &device);
+  return true;
+}
+
+bool SQMManager::sqmCreateClientRecord(const SQMSessionParams* params) {
+  SQMClientHelper environment(host_);
+  SQMClientRecord client(host_);
+  fill(&client, kClientFillsBeforeEnvironment, params, {});
+  client.setValue(environment.getCurrentLocale(), "locale");
+  client.setValue(environment.osName(), "os");
+  client.setValue(environment.getOSVersion(), "osVersion");
+  fill(&client, kClientFillsAfterEnvironment, params, {});
+  record(kClientCall, &client);
+  return true;
+}
+
+bool SQMManager::sqmCreateUserAcceptanceRecord(const SQMSessionParams* params) {
+  SQMUserAcceptanceRecord answer(host_);
+  fill(&answer, kUserAcceptanceFills, params, {});
+  record(kUserAcceptanceCall, &answer);
+  return true;
+}
+
+bool SQMManager::sqmCreateApplicationStartRecord(const SQMSessionParams* params) {
+  const auto application = std::make_shared<SQMApplicationRecord>(host_);
+  setSqmAppLicationRecord(application);
+  if (params == nullptr) return true;
+  // The number of the connection start record, which the index has moved on from.
+  fill(application.get(), kApplicationStartFills, params, {"start", currentRecordIndex_ - 1});
+  record(kApplicationStartCall, application.get());
+  return true;
+}
+
+bool SQMManager::sqmCreateApplicationStopRecord(const SQMSessionParams* params) {
+  if (params == nullptr) return false;
+  const auto application = sqmAppLicationRecord();
+  if (application) application->clearRecord();
+  fill(application.get(), kApplicationStopFills, params, {"stop", currentRecordIndex_});
+  return record(kApplicationStopCall, application.get());
+}
+
+/// Fills a record's fields. An absent record takes nothing; absent parameters give absent values.
+void SQMManager::fill(SQM* record, std::span<const Fill> fills, const SQMSessionParams* params,
+                      const Generated& generated) const {
+  if (record == nullptr) return;
+  for (const auto& [field, filling] : fills) {
+    const auto value = params == nullptr ? std::nullopt : std::optional(params->valueForKey(field));
+    switch (filling) {
+      case Filling::plain: record->SetAttribute(field, value); break;
+      case Filling::xmlSafe: record->SetAttributeAfterXMLCompatibleFormat(field, value); break;
+      case Filling::unlessEmpty:
+        if (value && !value->empty()) record->SetAttribute(field, value);
+        break;
+      case Filling::event: record->SetAttribute(field, generated.event); break;
+      case Filling::index: record->SetAttribute(field, std::to_string(generated.index)); break;
+      case Filling::marker: record->SetAttribute(field, ""); break;
+    }
+  }
+}
+
+/// Has the filters decide on a record, formats, stores and logs it. False when recording is disabled. An absent record
+/// has neither name nor values, and its text is empty.
+bool SQMManager::record(const CreatingCall& call, SQM* record) {
+  static const ValueDictionary kNoValues;
+  const ValueDictionary* own = record == nullptr ? nullptr : record->recordValues();
+  const ValueDictionary& values = own == nullptr ? kNoValues : *own;
+  const auto name = record == nullptr ? std::nullopt : record->recordName();
+  const auto subType = call.filterSubType ? call.filterSubType
+                       : record == nullptr ? std::nullopt
+                                           : record->recordSubType();
+
+  if (host_.filterManager->recordingDisabledForRecordName(name, subType, values)) {
+    log(call.disabledText);
+    return false;
+  }
+  auto filtered = host_.filterManager->appyFiltersForRecord(name, subType, values);
+  std::string text = record == nullptr ? std::string{} : formatted(*record, std::move(filtered));
+
+  const auto type = static_cast<std::int64_t>(call.type);
+  if (call.order == CreatingCall::Order::storeThenLog) {
+    mSQMRecStoreObj_->saveSQMRecordType(type, text);
+    log(call.generatedText, text);
+  } else {
+    log(call.generatedText, text);
+    mSQMRecStoreObj_->saveSQMRecordType(type, std::move(text));
+  }
+  return true;
+}
+
+void SQMManager::log(std::string_view format, std::string_view argument) {
+  if (mLogFile_) mLogFile_->writeLogToFileWithInfo("USER", kLogLevel, format, {argument});
+}
+
+void SQMManager::saveToDisk() { mSQMRecStoreObj_->SaveSQMStoreToDisk(); }
+
+void SQMManager::uploadSQM() { perform(nextUploadStep(mUploadState_, UploadEvent::started)); }
+
+void SQMManager::httpStatus(const Notification& notification) {
+  const bool hasFailed = notification.name == TrelkSQMUploadFailure;
+  if (hasFailed) {
+    log("httpStatus: TrelkSQMUploadFailure notification recieved for SQM record of type mUploadState=%d.",
+        std::to_string(static_cast<std::int32_t>(mUploadState_)));
+  }
+  perform(nextUploadStep(mUploadState_, hasFailed ? UploadEvent::failed : UploadEvent::succeeded));
+}
+
+void SQMManager::perform(const UploadStep& step) {
+  if (step.delivered) mSQMRecStoreObj_->deleteRecords(*step.delivered);
+  if (step.postUnlessEmpty) {
+    auto document = mSQMRecStoreObj_->document(*step.postUnlessEmpty);
+    if (document && !document->empty()) return post(*step.postUnlessEmpty, std::move(document));
+    mSQMRecStoreObj_->deleteRecords(*step.postUnlessEmpty);
+  }
+  if (step.postOtherwise) post(*step.postOtherwise, mSQMRecStoreObj_->document(*step.postOtherwise));
+}
+
+void SQMManager::post(RecordType type, std::optional<std::string> document) {
+  mUploadState_ = uploadStateOf(type);
+  if (mSQMUpdaterObj_) mSQMUpdaterObj_->startUploadToURL(urlOf(type), std::move(document));
+}
+
+}  // namespace sqm

@@ -1,0 +1,42 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "sqm/records/SQM.h"
+
+namespace sqm {
+
+/// The values of one event, under small integer keys: what is stored under key N goes into field N of the record that the
+/// event gives. The client fills one, hands it to a creating call of `SQMManager`, and clears or refills it.
+///
+/// Keys 1 to 91 can be stored, keys 0 to 90 be read.
+///
+/// Ownership: the client's; the manager keeps none.
+/// Threading: one thread.
+class SQMSessionParams {
+ public:
+  /// Status 3, and nothing stored, for a key outside 1 to 91. An absent value removes the key.
+  std::int64_t setStringValue(std::optional<std::string_view> value, std::int64_t forKey);
+
+  /// The same, with the value as decimal text.
+  std::int64_t setIntValue(std::int64_t value, std::int64_t forKey);
+
+  /// The stored text; empty where nothing is stored and for a key outside 0 to 90. Valid until the container changes.
+  std::string_view valueForKey(std::int64_t key) const;
+
+  /// Removes every value. Always true.
+  bool clearRecord();
+
+ private:
+  static constexpr std::size_t kHighestStored = 91;
+  static constexpr std::uint64_t kHighestRead = 90;
+
+  std::array<std::string, kHighestStored + 1> mSQMSessionParametersDict_;  // by key; a key without a value reads as ""
+};
+
+}  // namespace sqm

@@ -1,0 +1,30 @@
+#include "sqm/testing/FakeHost.h"
+
+#include "sqm/common/FieldNameTable.h"
+
+namespace sqm::testing {
+
+FakeHost::FakeHost()
+    : host{.httpTransactions = &http,
+           .logFiles = &logs,
+           .mainBundle = &bundle,
+           .mainThread = &mainThread,
+           .notificationCenter = &notificationCenter,
+           .propertyLists = &propertyLists,
+           .locale = &locale,
+           .filterManager = &filter,
+           .console = &console,
+           .configuration = &configuration,
+           .userPrefs = &prefs,
+           .utilities = &utilities} {
+  bundle.paths["SQMFieldNames.plist"] = kFieldNamesPath;
+  setFieldNames(defaultFieldNames());
+}
+
+PropertyList::Array FakeHost::defaultFieldNames() {
+  PropertyList::Array names;
+  for (std::size_t field = 0; field < FieldNameTable::kFields; ++field) names.push_back("F" + std::to_string(field));
+  return names;
+}
+
+}  // namespace sqm::testing

@@ -1,0 +1,138 @@
+#pragma once
+
+#include <deque>
+#include <functional>
+#include <map>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "sqm/common/MainBundle.h"
+#include "sqm/common/MainThread.h"
+#include "sqm/common/QFLocale.h"
+#include "sqm/common/QFSQMFilterManager.h"
+#include "sqm/common/SystemConsole.h"
+#include "sqm/common/TrelkConfiguration.h"
+#include "sqm/common/UserPrefs.h"
+#include "sqm/common/UtilityFunctions.h"
+#include "sqm/common/XmlText.h"
+
+// The smaller services of a host, with what they answer in public members for the test to set.
+
+namespace sqm::testing {
+
+/// Keeps the tasks until the test runs them.
+class ManualMainThread : public MainThread {
+ public:
+  void post(Task task) override { tasks_.push_back(std::move(task)); }
+  std::size_t waiting() const { return tasks_.size(); }
+
+  /// Runs the tasks that wait, and those that they post.
+  void runAll() {
+    while (!tasks_.empty()) {
+      const Task task = std::move(tasks_.front());
+      tasks_.pop_front();
+      task();
+    }
+  }
+
+ private:
+  std::deque<Task> tasks_;
+};
+
+/// Resources by file name ("SQMFieldNames.plist"), as paths.
+class MemoryBundle : public MainBundle {
+ public:
+  std::optional<std::string> pathForResource(std::string_view name, std::string_view ofType) override {
+    const auto found = paths.find(std::string(name) + "." + std::string(ofType));
+    return found == paths.end() ? std::nullopt : std::optional(found->second);
+  }
+
+  std::map<std::string, std::string> paths;
+};
+
+class FixedPrefs : public UserPrefs {
+ public:
+  std::string_view clientTimeStamp() const override { return timeStamp; }
+
+  std::string timeStamp;
+};
+
+class FixedConfiguration : public TrelkConfiguration {
+ public:
+  std::string homeDirectory() const override { return home; }
+
+  std::string home = "/home/tester";
+};
+
+class FixedUtilities : public UtilityFunctions {
+ public:
+  void appendXmlCompatible(std::string& out, std::string_view text) const override {
+    ++escapings;
+    appendXmlText(out, text, XmlEscaping::markup);
+  }
+  std::string getOSVersion() const override { return osVersion; }
+  std::string getOSProductName() const override { return osName; }
+
+  std::string osVersion = "10.8.2";
+  std::string osName = "Mac OS X";
+  mutable int escapings = 0;
+};
+
+class FixedLocale : public QFLocale {
+ public:
+  std::string currentLocale() const override { return current; }
+  std::optional<std::string> displayName(std::string_view identifier, std::string_view inLocale) const override {
+    asked = {std::string(identifier), std::string(inLocale)};
+    return name;
+  }
+
+  std::string current = "en_US";
+  std::optional<std::string> name = "English (United States)";
+  mutable std::pair<std::string, std::string> asked;
+};
+
+class MemoryConsole : public SystemConsole {
+ public:
+  void writeLine(std::string_view text) override { lines.emplace_back(text); }
+
+  std::vector<std::string> lines;
+};
+
+/// Records everything as it is, until the test sets what it decides.
+class ScriptedFilter : public QFSQMFilterManager {
+ public:
+  /// What a filter is asked for: the record's name and sub-type, and its values.
+  struct Query {
+    std::optional<std::string> name;
+    std::optional<std::string> subType;
+    ValueDictionary values;
+  };
+
+  bool recordingDisabledForRecordName(std::optional<std::string_view> recordName,
+                                      std::optional<std::string_view> subType,
+                                      const ValueDictionary& andSQMValues) override {
+    queries.push_back({copyOf(recordName), copyOf(subType), andSQMValues});
+    return disabled && disabled(queries.back());
+  }
+
+  std::optional<ValueDictionary> appyFiltersForRecord(std::optional<std::string_view> record,
+                                                      std::optional<std::string_view> subType,
+                                                      const ValueDictionary& values) override {
+    if (!replaced) return std::nullopt;
+    return replaced({copyOf(record), copyOf(subType), values});
+  }
+
+  std::function<bool(const Query&)> disabled;
+  std::function<std::optional<ValueDictionary>(const Query&)> replaced;
+  std::vector<Query> queries;
+
+ private:
+  static std::optional<std::string> copyOf(std::optional<std::string_view> text) {
+    return text ? std::optional(std::string(*text)) : std::nullopt;
+  }
+};
+
+}  // namespace sqm::testing

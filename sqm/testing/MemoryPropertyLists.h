@@ -1,0 +1,47 @@
+#pragma once
+
+#include <map>
+#include <optional>
+#include <set>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "sqm/common/PropertyList.h"
+
+namespace sqm::testing {
+
+/// Property-list files in memory. A file is written whatever folder it names, unless writing there is refused.
+///
+/// Threading: one thread.
+class MemoryPropertyLists : public PropertyList {
+ public:
+  struct Write {
+    std::string path;
+    bool atomically;
+  };
+
+  std::optional<Array> arrayWithContentsOfFile(const std::string& path) override;
+  bool writeToFile(std::span<const std::string> array, const std::string& path, bool atomically) override;
+
+  /// Lays a file there; nothing stands for a file that cannot be read as an array.
+  void put(const std::string& path, std::optional<Array> array) { files_[path] = std::move(array); }
+
+  /// The file's elements; nothing when there is no such file.
+  std::optional<Array> file(const std::string& path) const;
+
+  /// From now on the file cannot be written.
+  void refuseWriting(const std::string& path) { refused_.insert(path); }
+
+  /// What was asked for, refused or not, in order.
+  const std::vector<Write>& writes() const { return writes_; }
+  const std::vector<std::string>& reads() const { return reads_; }
+
+ private:
+  std::map<std::string, std::optional<Array>> files_;
+  std::set<std::string> refused_;
+  std::vector<Write> writes_;
+  std::vector<std::string> reads_;
+};
+
+}  // namespace sqm::testing

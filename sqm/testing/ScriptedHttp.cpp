@@ -1,0 +1,43 @@
+#include "sqm/testing/ScriptedHttp.h"
+
+#include <utility>
+
+namespace sqm::testing {
+
+std::unique_ptr<HttpTransaction> ScriptedHttp::makeTransaction() {
+  return isRefusing_ ? nullptr : std::make_unique<Transaction>(*this);
+}
+
+void ScriptedHttp::complete(int status, std::string_view content) {
+  transactions_.back()->end(TrelkHttpTransactionCompletedNotification, status, content);
+}
+
+void ScriptedHttp::fail() { transactions_.back()->end(TrelkHttpTransactionErrorNotification); }
+
+void ScriptedHttp::timeOut() { transactions_.back()->end(TrelkHttpTransactionTimeOutNotification); }
+
+void ScriptedHttp::endAbort() { transactions_.back()->end(TrelkHttpTransactionAbortedNotification); }
+
+ScriptedHttp::Transaction::Transaction(ScriptedHttp& http) : http_(http) { http_.transactions_.push_back(this); }
+
+ScriptedHttp::Transaction::~Transaction() { std::erase(http_.transactions_, this); }
+
+void ScriptedHttp::Transaction::startSession(std::string_view session, std::string_view logFile) {
+  session_ = session;
+  logFile_ = logFile;
+}
+
+void ScriptedHttp::Transaction::sendHttpRequest(std::optional<std::string_view> url, int withMethod,
+                                                std::string data) {
+  status_ = 0;
+  content_.clear();
+  http_.requests_.push_back({url ? std::optional(std::string(*url)) : std::nullopt, withMethod, std::move(data)});
+}
+
+void ScriptedHttp::Transaction::end(std::string_view name, int status, std::string_view content) {
+  status_ = status;
+  content_ = content;
+  http_.center_.postNotificationName(name, this);
+}
+
+}  // namespace sqm::testing
