@@ -22,7 +22,8 @@ std::optional<std::string_view> ValueDictionary::find(std::string_view key) cons
 }
 
 std::size_t ValueDictionary::size() const {
-  const auto present = std::count_if(fields_.begin(), fields_.end(), [](const Place& place) { return place.present(); });
+  const auto present =
+      std::count_if(fields_.begin(), fields_.end(), [](const Place& place) { return place.present(); });
   return static_cast<std::size_t>(present) + others_.size();
 }
 
@@ -45,12 +46,6 @@ void ValueDictionary::clear() {
   others_.clear();
   text_.clear();
   live_ = 0;
-}
-
-std::optional<std::string_view> ValueDictionary::findField(std::size_t field) const {
-  const Place& place = fields_[names_->firstNamesake(field)];
-  if (!place.present()) return std::nullopt;
-  return text(place);
 }
 
 void ValueDictionary::setField(std::size_t field, std::string_view value) {

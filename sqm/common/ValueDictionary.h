@@ -44,7 +44,10 @@ class ValueDictionary {
   }
 
   /// By field number. The field must have a name in the table the dictionary was made with.
-  std::optional<std::string_view> findField(std::size_t field) const;
+  std::optional<std::string_view> findField(std::size_t field) const {
+    const Place& place = fields_[names_->firstNamesake(field)];
+    return place.present() ? std::optional(text(place)) : std::nullopt;
+  }
   void setField(std::size_t field, std::string_view value);
   void eraseField(std::size_t field);
 
@@ -62,7 +65,7 @@ class ValueDictionary {
     bool present() const { return length != kAbsent; }
   };
 
-  std::string_view text(const Place& place) const { return std::string_view(text_).substr(place.offset, place.length); }
+  std::string_view text(const Place& place) const { return {text_.data() + place.offset, place.length}; }
   Place* placeOf(std::string_view key);
   void store(Place& place, std::string_view value);
   void closeGaps();

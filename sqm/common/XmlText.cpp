@@ -33,12 +33,18 @@ constexpr std::string_view kReplacementCharacter = "\xEF\xBF\xBD";
 
 constexpr std::string_view referenceTo(char character) {
   switch (character) {
-    case '&': return "&amp;";
-    case '<': return "&lt;";
-    case '>': return "&gt;";
-    case '"': return "&quot;";
-    case '\'': return "&apos;";
-    default: return "&#13;";
+    case '&':
+      return "&amp;";
+    case '<':
+      return "&lt;";
+    case '>':
+      return "&gt;";
+    case '"':
+      return "&quot;";
+    case '\'':
+      return "&apos;";
+    default:
+      return "&#13;";
   }
 }
 
@@ -79,9 +85,15 @@ void append(std::string& out, std::string_view text, const ByteClasses& classes)
   };
   while (at < text.size()) {
     switch (classes[static_cast<unsigned char>(text[at])]) {
-      case ByteClass::plain: ++at; break;
-      case ByteClass::reference: replace(1, referenceTo(text[at])); break;
-      case ByteClass::disallowed: replace(1, kReplacementCharacter); break;
+      case ByteClass::plain:
+        ++at;
+        break;
+      case ByteClass::reference:
+        replace(1, referenceTo(text[at]));
+        break;
+      case ByteClass::disallowed:
+        replace(1, kReplacementCharacter);
+        break;
       case ByteClass::sequence: {
         const Sequence sequence = sequenceAt(text.substr(at));
         if (sequence.allowed) {
@@ -112,8 +124,10 @@ bool isXmlAllowed(std::string_view text) {
         at += sequence.length;
         break;
       }
-      case ByteClass::disallowed: return false;
-      default: ++at;
+      case ByteClass::disallowed:
+        return false;
+      default:
+        ++at;
     }
   }
   return true;

@@ -1,13 +1,12 @@
 #include "tools/demo/Process.h"
 
+#include <cerrno>
+#include <csignal>
 #include <fcntl.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
-#include <unistd.h>
-
-#include <cerrno>
-#include <csignal>
 #include <system_error>
+#include <unistd.h>
 
 namespace demo {
 

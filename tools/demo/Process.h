@@ -1,8 +1,7 @@
 #pragma once
 
-#include <sys/types.h>
-
 #include <string>
+#include <sys/types.h>
 #include <vector>
 
 namespace demo {
@@ -10,8 +9,8 @@ namespace demo {
 /// A program that runs beside this one. It ends with this one, whatever happens.
 class Process {
  public:
-  /// Starts the program `arguments[0]`. With `readsOutput`, its standard output comes to `readLine`; otherwise it shares
-  /// this process's. Throws std::system_error.
+  /// Starts the program `arguments[0]`. With `readsOutput`, its standard output comes to `readLine`; otherwise it
+  /// shares this process's. Throws std::system_error.
   Process(const std::vector<std::string>& arguments, bool readsOutput);
   Process(const Process&) = delete;
   Process& operator=(const Process&) = delete;

@@ -1,19 +1,20 @@
 // sqm-demo: the library's main job on one screen. It starts a collection server, plays a laptop's day with one example
 // program, uploads what that stored with another, and compares what the server got with what lay on disk.
 
-#include <httplib.h>
-
 #include <array>
 #include <cstdio>
 #include <exception>
 #include <filesystem>
-#include <nlohmann/json.hpp>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
+#include <httplib.h>
+#include <nlohmann/json.hpp>
+
 #include "sqm/common/PropertyList.h"
 #include "sqm/platform/StandardHost.h"
+
 #include "tools/demo/Process.h"
 #include "tools/demo/Shown.h"
 
@@ -146,7 +147,8 @@ int runDemo(const fs::path& programs) {
     shown.bad("What arrived is not what was stored.");
     return 1;
   }
-  shown.good("Everything that was stored arrived, in " + plural(arrived.size(), "document") + ", and nothing else did.");
+  shown.good("Everything that was stored arrived, in " + plural(arrived.size(), "document") +
+             ", and nothing else did.");
   return 0;
 }
 
