@@ -1,7 +1,10 @@
 #include "sqm/manager/CreatingCalls.h"
 
 #include <algorithm>
+#include <cstddef>
+#include <iterator>
 
+#include "sqm/common/FieldNameTable.h"
 #include "sqm/records/SQMEthernetConnectionRecord.h"
 #include "sqm/records/SQMMBConnectionRecord.h"
 #include "sqm/records/SQMWiFiConnectionRecord.h"
@@ -46,11 +49,10 @@ constexpr Fill kDevice[] = {
 constexpr Fill kClientBeforeEnvironment[] = {{6, xmlSafe}, {7, xmlSafe}};
 constexpr Fill kClientAfterEnvironment[] = {{0, marker}, {2}, {4}, {1}, {3}};
 
+// 77 and 78 are filled from the parameters, and then again by the manager.
 constexpr Fill kApplicationStart[] = {
-    {6, xmlSafe}, {13, xmlSafe}, {86},          {75}, {76, xmlSafe}, {77},          {78},  // 77 and 78 are filled from
-                                                                                           // the parameters, and then
-                                                                                           // again by the manager
-    {79},         {80},          {81, xmlSafe}, {82}, {83},          {85, xmlSafe}, {77, event}, {78, index},
+    {6, xmlSafe}, {13, xmlSafe}, {86}, {75}, {76, xmlSafe}, {77},        {78},        {79},
+    {80},         {81, xmlSafe}, {82}, {83}, {85, xmlSafe}, {77, event}, {78, index},
 };
 
 constexpr Fill kApplicationStop[] = {
@@ -59,6 +61,21 @@ constexpr Fill kApplicationStop[] = {
 };
 
 constexpr Fill kUserAcceptance[] = {{6, xmlSafe}, {13, xmlSafe}, {88}, {89}, {90}};
+
+/// True when every field exists, and none is filled twice but by the manager itself, later.
+constexpr bool isSound(Fills fills) {
+  for (std::size_t at = 0; at < fills.size(); ++at) {
+    if (fills[at].field >= FieldNameTable::kFields) return false;
+    for (const Fill& later : fills.subspan(at + 1)) {
+      const bool isManagers = later.filling == event || later.filling == index;
+      if (later.field == fills[at].field && !isManagers) return false;
+    }
+  }
+  return true;
+}
+static_assert(isSound(kWiFiStart) && isSound(kMBStart) && isSound(kEthernetStart) && isSound(kConnectionStop) &&
+              isSound(kDevice) && isSound(kClientBeforeEnvironment) && isSound(kClientAfterEnvironment) &&
+              isSound(kApplicationStart) && isSound(kApplicationStop) && isSound(kUserAcceptance));
 
 template <typename Record>
 std::unique_ptr<SQMConnectionRecord> make(Host& host) {
