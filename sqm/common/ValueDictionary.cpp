@@ -48,10 +48,6 @@ void ValueDictionary::clear() {
   live_ = 0;
 }
 
-void ValueDictionary::setField(std::size_t field, std::string_view value) {
-  store(fields_[names_->firstNamesake(field)], value);
-}
-
 void ValueDictionary::eraseField(std::size_t field) {
   Place& place = fields_[names_->firstNamesake(field)];
   if (place.present()) live_ -= place.length;
@@ -80,17 +76,15 @@ ValueDictionary::Place* ValueDictionary::placeOf(std::string_view key) {
   return other == others_.end() ? nullptr : &other->second;
 }
 
-void ValueDictionary::store(Place& place, std::string_view value) {
-  if (place.present() && value.size() <= place.length) {
+void ValueDictionary::replace(Place& place, std::string_view value) {
+  live_ -= place.length;
+  if (value.size() <= place.length) {
     if (!value.empty()) std::memmove(text_.data() + place.offset, value.data(), value.size());
-    live_ -= place.length - value.size();
     place.length = value.size();
+    live_ += value.size();
     return;
   }
-  const std::size_t offset = text_.size();
-  text_.append(value);
-  live_ += value.size() - (place.present() ? place.length : 0);
-  place = {offset, value.size()};
+  append(place, value);
   if (text_.size() > kSmallBuffer && live_ < text_.size() / 2) closeGaps();
 }
 
