@@ -82,6 +82,10 @@ class SQMManager {
   /// the main thread. A failure ends it, and keeps the records for the next call.
   void uploadSQM();
 
+  /// Which document is in flight, or was last. On a success notification, observers that registered after the manager was
+  /// made find the next one here.
+  UploadState uploadState() const { return mUploadState_; }
+
  private:
   struct Generated {
     std::string_view event;

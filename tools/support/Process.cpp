@@ -1,4 +1,4 @@
-#include "tools/demo/Process.h"
+#include "tools/support/Process.h"
 
 #include <cerrno>
 #include <csignal>
@@ -8,7 +8,7 @@
 #include <system_error>
 #include <unistd.h>
 
-namespace demo {
+namespace tools {
 
 namespace {
 
@@ -62,4 +62,4 @@ int Process::wait() {
   return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
 }
 
-}  // namespace demo
+}  // namespace tools

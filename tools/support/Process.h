@@ -4,7 +4,7 @@
 #include <sys/types.h>
 #include <vector>
 
-namespace demo {
+namespace tools {
 
 /// A program that runs beside this one. It ends with this one, whatever happens.
 class Process {
@@ -30,4 +30,4 @@ class Process {
   int output_ = -1;
 };
 
-}  // namespace demo
+}  // namespace tools
