@@ -113,7 +113,7 @@ int main(int argc, char** argv) {
   if (!host.makeFolders()) return 1;
   host.preferences().setClientTimeStamp("\"2026-11-21T08:55:00Z\"");
   // User-acceptance records go out with values that a filter completes.
-  const sqm::platform::RuleFilter::Replace completion = {.name = "useracceptance", .values = {{"6", "complete"}}};
+  const sqm::platform::ReplaceRule completion = {.name = "useracceptance", .values = {{"6", "complete"}}};
   host.filter().setRules({}, {completion});
 
   sqm::SQMManager manager(host);

@@ -48,7 +48,10 @@ Process::~Process() {
 
 std::string Process::readLine() {
   std::string line;
-  for (char character = 0; read(output_, &character, 1) == 1 && character != '\n';) line.push_back(character);
+  char character = 0;
+  ssize_t count = 0;
+  while ((count = read(output_, &character, 1)) == 1 && character != '\n') line.push_back(character);
+  isAtEnd_ = count != 1 && line.empty();
   return line;
 }
 

@@ -19,6 +19,9 @@ class Process {
   /// The next line of its output, without the line end; what there is when the output ends.
   std::string readLine();
 
+  /// True when the last `readLine` found the end of the output, and no line.
+  bool isAtEnd() const { return isAtEnd_; }
+
   /// Asks it to end.
   void terminate();
 
@@ -28,6 +31,7 @@ class Process {
  private:
   pid_t pid_ = -1;
   int output_ = -1;
+  bool isAtEnd_ = false;
 };
 
 }  // namespace tools
