@@ -3,6 +3,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 
 namespace sqm {
 
@@ -107,6 +108,14 @@ void append(std::string& out, std::string_view text, const ByteClasses& classes)
   out.append(text, runStart);
 }
 
+/// True when each of the eight bytes at `bytes` is an ASCII character that is no control character.
+bool areEightPrintable(const char* bytes) {
+  constexpr std::uint64_t kEach = 0x0101010101010101;
+  std::uint64_t word = 0;
+  std::memcpy(&word, bytes, sizeof word);
+  return ((word | (word - 0x20 * kEach)) & 0x80 * kEach) == 0;
+}
+
 }  // namespace
 
 void appendXmlText(std::string& out, std::string_view text, XmlEscaping escaping) {
@@ -117,6 +126,10 @@ void appendXmlAllowed(std::string& out, std::string_view text) { append(out, tex
 
 bool isXmlAllowed(std::string_view text) {
   for (std::size_t at = 0; at < text.size();) {
+    if (text.size() - at >= 8 && areEightPrintable(text.data() + at)) {
+      at += 8;
+      continue;
+    }
     switch (kAllowedClasses[static_cast<unsigned char>(text[at])]) {
       case ByteClass::sequence: {
         const Sequence sequence = sequenceAt(text.substr(at));
