@@ -13,8 +13,9 @@ class PreferencesFile;
 class RuleFilter;
 class RunLoop;
 
-/// Every service that the library expects of its host, on this machine: a host application makes one and hands it to the
-/// library's objects. To replace a service, point the member of `Host` at your own before the first of them is made.
+/// Every service that the library expects of its host, on this machine: a host application makes one and hands it to
+/// the library's objects. To replace a service, point the member of `Host` at your own before the first of them is
+/// made.
 ///
 /// Ownership: owns its services. Outlives the objects that were given it.
 /// Threading: made, used and destroyed on the main thread.
@@ -27,8 +28,8 @@ class StandardHost : public Host {
     std::string homeDirectory;
     /// Where "SQMFieldNames.plist" lies. Empty: the folder of the executable.
     std::string resourceDirectory;
-    /// Every list is written to a temporary file, synced and renamed, so that whatever happens the file is the old list or
-    /// the new one. Recommended; off, because saves are in place unless the host says otherwise.
+    /// Every list is written to a temporary file, synced and renamed, so that whatever happens the file is the old list
+    /// or the new one. Recommended; off, because saves are in place unless the host says otherwise.
     bool atomicSaves = false;
     HttpOptions http;
     /// Where tasks for the main thread go: an adapter for the application's own event loop. Null: `runLoop`, which the
