@@ -136,7 +136,10 @@ class HttpFixture : public ::testing::Test {
     startClient({});
   }
 
-  void startClient(const HttpOptions& options) { client.emplace(mainThread, notifications, logs, options); }
+  void startClient(const HttpOptions& options) {
+    client.emplace(mainThread, notifications, logs, options);
+    last.emplace(*client, notifications);
+  }
 
   std::unique_ptr<Caller> newCaller() { return std::make_unique<Caller>(*client, notifications); }
 
@@ -149,10 +152,10 @@ class HttpFixture : public ::testing::Test {
 
   /// What the HTTP thread has done so far has reached the main thread when a request that it began later is over.
   void runUntilQuiet() {
-    Caller last(*client, notifications);
-    last.send(std::nullopt);
-    ASSERT_TRUE(loop.runUntil([&] { return !last.told.empty(); }, kPatience));
-    EXPECT_EQ(last.told, std::vector{Told{std::string(kError)}});
+    last->told.clear();
+    last->send(std::nullopt);
+    ASSERT_TRUE(loop.runUntil([&] { return !last->told.empty(); }, kPatience));
+    EXPECT_EQ(last->told, std::vector{Told{std::string(kError)}});
   }
 
   platform::RunLoop loop;
@@ -160,6 +163,7 @@ class HttpFixture : public ::testing::Test {
   NotificationCenter notifications;
   sqm::testing::MemoryLogs logs;
   std::optional<platform::HttpClient> client;
+  std::optional<Caller> last;  // made before all others, so that no destroyed transaction can have had its address
 };
 
 }  // namespace sqm::tests
