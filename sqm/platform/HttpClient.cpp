@@ -49,8 +49,10 @@ std::string onOneLine(std::string text) {
 /// notifications.
 class EngineTransaction final : public HttpTransaction, public HttpRequestOwner {
  public:
-  EngineTransaction(std::weak_ptr<HttpEngine> engine, NotificationCenter& notifications, LogFileFactory& logFiles)
+  EngineTransaction(std::weak_ptr<HttpEngine> engine, std::shared_ptr<std::size_t> underWay,
+                    NotificationCenter& notifications, LogFileFactory& logFiles)
       : engine_(std::move(engine)),
+        underWay_(std::move(underWay)),
         notifications_(notifications),
         logFiles_(logFiles),
         sender_(std::make_shared<HttpSender>(this)),
@@ -61,6 +63,7 @@ class EngineTransaction final : public HttpTransaction, public HttpRequestOwner 
   ~EngineTransaction() override {
     EngineTransaction::abortTransaction();
     sender_->owner = nullptr;
+    *underWay_ -= running_;
   }
 
   void setEncoding(int) override {}
@@ -98,6 +101,7 @@ class EngineTransaction final : public HttpTransaction, public HttpRequestOwner 
       request.result.reason = "no memory";
     }
     ++running_;
+    ++*underWay_;
     engine->submit(std::move(node));
   }
 
@@ -132,6 +136,7 @@ class EngineTransaction final : public HttpTransaction, public HttpRequestOwner 
 
   void settle(HttpRequestNode node) override {
     --running_;
+    --*underWay_;
     HttpRequest& request = node.front();
     HttpResult& result = request.result;
     if (request.aborted()) {
@@ -165,6 +170,7 @@ class EngineTransaction final : public HttpTransaction, public HttpRequestOwner 
   }
 
   const std::weak_ptr<HttpEngine> engine_;
+  const std::shared_ptr<std::size_t> underWay_;  // requests of all the client's transactions
   NotificationCenter& notifications_;
   LogFileFactory& logFiles_;
   const std::shared_ptr<HttpSender> sender_;
@@ -183,17 +189,23 @@ class EngineTransaction final : public HttpTransaction, public HttpRequestOwner 
 
 HttpClient::HttpClient(MainThread& mainThread, NotificationCenter& notifications, LogFileFactory& logFiles,
                        const HttpOptions& options)
-    : mainThread_(mainThread), notifications_(notifications), logFiles_(logFiles), options_(options) {}
+    : mainThread_(mainThread),
+      notifications_(notifications),
+      logFiles_(logFiles),
+      options_(options),
+      underWay_(std::make_shared<std::size_t>(0)) {}
 
 HttpClient::~HttpClient() = default;
 
 std::unique_ptr<HttpTransaction> HttpClient::makeTransaction() {
   try {
     if (!engine_) engine_ = std::make_shared<HttpEngine>(mainThread_, options_);
-    return std::make_unique<EngineTransaction>(engine_, notifications_, logFiles_);
+    return std::make_unique<EngineTransaction>(engine_, underWay_, notifications_, logFiles_);
   } catch (const std::exception&) {
     return nullptr;
   }
 }
+
+std::size_t HttpClient::requestsUnderWay() const { return *underWay_; }
 
 }  // namespace sqm::platform

@@ -63,12 +63,17 @@ class HttpClient final : public HttpTransactionFactory {
 
   std::unique_ptr<HttpTransaction> makeTransaction() override;
 
+  /// Requests begun whose notification has not been posted yet. Inside a notification's handler, its own is not counted
+  /// any more.
+  std::size_t requestsUnderWay() const;
+
  private:
   MainThread& mainThread_;
   NotificationCenter& notifications_;
   LogFileFactory& logFiles_;
   HttpOptions options_;
   std::shared_ptr<HttpEngine> engine_;
+  std::shared_ptr<std::size_t> underWay_;
 };
 
 }  // namespace sqm::platform
