@@ -15,8 +15,8 @@ class TrelkConfiguration;
 class UserPrefs;
 class UtilityFunctions;
 
-/// The services that the library expects of the application it runs in. `platform::StandardHost` fills one; to replace a
-/// service, point its member at an implementation of your own before the first object of the library is made.
+/// The services that the library expects of the application it runs in. `platform::StandardHost` fills one; to replace
+/// a service, point its member at an implementation of your own before the first object of the library is made.
 ///
 /// Ownership: borrowed. Every member is set, and it and the `Host` outlive the objects that were given the host.
 struct Host {

@@ -13,7 +13,8 @@ struct Notification {
   const void* object;
 };
 
-/// Delivers notifications inside the process, synchronously, to the observers that registered for their name and sender.
+/// Delivers notifications inside the process, synchronously, to the observers that registered for their name and
+/// sender.
 ///
 /// Ownership: a registration ends with its `Registration`; the center may be destroyed before its registrations.
 /// Threading: one thread, the one that drives the manager. Handlers run on it, inside `postNotificationName`.

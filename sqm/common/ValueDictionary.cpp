@@ -22,7 +22,8 @@ std::optional<std::string_view> ValueDictionary::find(std::string_view key) cons
 }
 
 std::size_t ValueDictionary::size() const {
-  const auto present = std::count_if(fields_.begin(), fields_.end(), [](const Place& place) { return place.present(); });
+  const auto present =
+      std::count_if(fields_.begin(), fields_.end(), [](const Place& place) { return place.present(); });
   return static_cast<std::size_t>(present) + others_.size();
 }
 
@@ -45,16 +46,6 @@ void ValueDictionary::clear() {
   others_.clear();
   text_.clear();
   live_ = 0;
-}
-
-std::optional<std::string_view> ValueDictionary::findField(std::size_t field) const {
-  const Place& place = fields_[names_->firstNamesake(field)];
-  if (!place.present()) return std::nullopt;
-  return text(place);
-}
-
-void ValueDictionary::setField(std::size_t field, std::string_view value) {
-  store(fields_[names_->firstNamesake(field)], value);
 }
 
 void ValueDictionary::eraseField(std::size_t field) {
@@ -85,17 +76,15 @@ ValueDictionary::Place* ValueDictionary::placeOf(std::string_view key) {
   return other == others_.end() ? nullptr : &other->second;
 }
 
-void ValueDictionary::store(Place& place, std::string_view value) {
-  if (place.present() && value.size() <= place.length) {
+void ValueDictionary::replace(Place& place, std::string_view value) {
+  live_ -= place.length;
+  if (value.size() <= place.length) {
     if (!value.empty()) std::memmove(text_.data() + place.offset, value.data(), value.size());
-    live_ -= place.length - value.size();
     place.length = value.size();
+    live_ += value.size();
     return;
   }
-  const std::size_t offset = text_.size();
-  text_.append(value);
-  live_ += value.size() - (place.present() ? place.length : 0);
-  place = {offset, value.size()};
+  append(place, value);
   if (text_.size() > kSmallBuffer && live_ < text_.size() / 2) closeGaps();
 }
 

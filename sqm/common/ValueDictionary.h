@@ -44,8 +44,11 @@ class ValueDictionary {
   }
 
   /// By field number. The field must have a name in the table the dictionary was made with.
-  std::optional<std::string_view> findField(std::size_t field) const;
-  void setField(std::size_t field, std::string_view value);
+  std::optional<std::string_view> findField(std::size_t field) const {
+    const Place& place = fields_[names_->firstNamesake(field)];
+    return place.present() ? std::optional(text(place)) : std::nullopt;
+  }
+  void setField(std::size_t field, std::string_view value) { store(fields_[names_->firstNamesake(field)], value); }
   void eraseField(std::size_t field);
 
   /// This dictionary's values under their keys, in a dictionary made with `names`.
@@ -62,9 +65,15 @@ class ValueDictionary {
     bool present() const { return length != kAbsent; }
   };
 
-  std::string_view text(const Place& place) const { return std::string_view(text_).substr(place.offset, place.length); }
+  std::string_view text(const Place& place) const { return {text_.data() + place.offset, place.length}; }
   Place* placeOf(std::string_view key);
-  void store(Place& place, std::string_view value);
+  void store(Place& place, std::string_view value) { place.present() ? replace(place, value) : append(place, value); }
+  void append(Place& place, std::string_view value) {
+    place = {text_.size(), value.size()};
+    live_ += value.size();
+    text_.append(value);
+  }
+  void replace(Place& place, std::string_view value);
   void closeGaps();
 
   std::shared_ptr<const FieldNameTable> names_;

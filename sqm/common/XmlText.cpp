@@ -3,6 +3,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 
 namespace sqm {
 
@@ -33,12 +34,18 @@ constexpr std::string_view kReplacementCharacter = "\xEF\xBF\xBD";
 
 constexpr std::string_view referenceTo(char character) {
   switch (character) {
-    case '&': return "&amp;";
-    case '<': return "&lt;";
-    case '>': return "&gt;";
-    case '"': return "&quot;";
-    case '\'': return "&apos;";
-    default: return "&#13;";
+    case '&':
+      return "&amp;";
+    case '<':
+      return "&lt;";
+    case '>':
+      return "&gt;";
+    case '"':
+      return "&quot;";
+    case '\'':
+      return "&apos;";
+    default:
+      return "&#13;";
   }
 }
 
@@ -79,9 +86,15 @@ void append(std::string& out, std::string_view text, const ByteClasses& classes)
   };
   while (at < text.size()) {
     switch (classes[static_cast<unsigned char>(text[at])]) {
-      case ByteClass::plain: ++at; break;
-      case ByteClass::reference: replace(1, referenceTo(text[at])); break;
-      case ByteClass::disallowed: replace(1, kReplacementCharacter); break;
+      case ByteClass::plain:
+        ++at;
+        break;
+      case ByteClass::reference:
+        replace(1, referenceTo(text[at]));
+        break;
+      case ByteClass::disallowed:
+        replace(1, kReplacementCharacter);
+        break;
       case ByteClass::sequence: {
         const Sequence sequence = sequenceAt(text.substr(at));
         if (sequence.allowed) {
@@ -95,6 +108,14 @@ void append(std::string& out, std::string_view text, const ByteClasses& classes)
   out.append(text, runStart);
 }
 
+/// True when each of the eight bytes at `bytes` is an ASCII character that is no control character.
+bool areEightPrintable(const char* bytes) {
+  constexpr std::uint64_t kEach = 0x0101010101010101;
+  std::uint64_t word = 0;
+  std::memcpy(&word, bytes, sizeof word);
+  return ((word | (word - 0x20 * kEach)) & 0x80 * kEach) == 0;
+}
+
 }  // namespace
 
 void appendXmlText(std::string& out, std::string_view text, XmlEscaping escaping) {
@@ -105,6 +126,10 @@ void appendXmlAllowed(std::string& out, std::string_view text) { append(out, tex
 
 bool isXmlAllowed(std::string_view text) {
   for (std::size_t at = 0; at < text.size();) {
+    if (text.size() - at >= 8 && areEightPrintable(text.data() + at)) {
+      at += 8;
+      continue;
+    }
     switch (kAllowedClasses[static_cast<unsigned char>(text[at])]) {
       case ByteClass::sequence: {
         const Sequence sequence = sequenceAt(text.substr(at));
@@ -112,8 +137,10 @@ bool isXmlAllowed(std::string_view text) {
         at += sequence.length;
         break;
       }
-      case ByteClass::disallowed: return false;
-      default: ++at;
+      case ByteClass::disallowed:
+        return false;
+      default:
+        ++at;
     }
   }
   return true;

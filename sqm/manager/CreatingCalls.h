@@ -14,12 +14,12 @@ namespace sqm {
 
 /// How one field of a record is filled.
 enum class Filling : std::uint8_t {
-  plain,         ///< from the session parameter of the same number, as it stands
-  xmlSafe,       ///< from the session parameter, made safe as XML content
-  unlessEmpty,   ///< as `plain`, where the parameter is not empty
-  event,         ///< with the event's name: "start" or "stop"
-  index,         ///< with the number of the record
-  marker         ///< with the empty text
+  plain,        ///< from the session parameter of the same number, as it stands
+  xmlSafe,      ///< from the session parameter, made safe as XML content
+  unlessEmpty,  ///< as `plain`, where the parameter is not empty
+  event,        ///< with the event's name: "start" or "stop"
+  index,        ///< with the number of the record
+  marker        ///< with the empty text
 };
 
 struct Fill {

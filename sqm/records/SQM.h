@@ -20,14 +20,14 @@ enum RecordStatus : std::int64_t {
 ///
 /// Threading: one thread, the caller's.
 /// Failure: by the status, but for errors of the caller: std::out_of_range for a field number from 0 to 90 that lies
-/// beyond a short field-name table, or is negative; std::invalid_argument for an absent value where the record takes none.
-/// Neither changes anything.
+/// beyond a short field-name table, or is negative; std::invalid_argument for an absent value where the record takes
+/// none. Neither changes anything.
 class SQM {
  public:
   virtual ~SQM() = default;
 
-  /// Replaces the text in the slot by the record's XML element. An empty slot is left alone: status 3. A record that does
-  /// not validate leaves the empty text and its status.
+  /// Replaces the text in the slot by the record's XML element. An empty slot is left alone: status 3. A record that
+  /// does not validate leaves the empty text and its status.
   virtual std::int64_t FormatRecord(std::optional<std::string>& slot) = 0;
 
   /// Stores the value, as it stands, in the field.

@@ -59,8 +59,8 @@ std::int64_t TableRecord::store(std::int64_t field, std::optional<std::string_vi
   const auto index = static_cast<std::size_t>(field);
   if (!value) {
     if (!kind_.absentValueRemoves) {
-      throw std::invalid_argument("field " + std::to_string(field) + " of a record of kind " +
-                                  std::string(kind_.name) + " was given an absent value");
+      throw std::invalid_argument("field " + std::to_string(field) + " of a record of kind " + std::string(kind_.name) +
+                                  " was given an absent value");
     }
     values_->eraseField(index);
   } else if (setter == Setter::plain || value->empty()) {
@@ -88,8 +88,8 @@ void TableRecord::updateRecordValues(ValueDictionary values) { values_ = std::mo
 
 std::int64_t TableRecord::validate() const {
   if (!values_) return kind_.withoutDictionary;
-  const bool isThere = kind_.required == RecordKind::Required::entry6 ? holds(kRequiredEntry)
-                                                                      : values_->contains(kRequiredLiteral);
+  const bool isThere =
+      kind_.required == RecordKind::Required::entry6 ? holds(kRequiredEntry) : values_->contains(kRequiredLiteral);
   return isThere ? kRecordOk : kind_.requiredMissing;
 }
 

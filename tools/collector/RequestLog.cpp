@@ -1,8 +1,9 @@
 #include "tools/collector/RequestLog.h"
 
 #include <ctime>
-#include <nlohmann/json.hpp>
 #include <utility>
+
+#include <nlohmann/json.hpp>
 
 namespace collector {
 

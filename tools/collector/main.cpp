@@ -1,14 +1,14 @@
 // sqm-collector: a small collection server for development and demonstration. It keeps every post in memory, whole, and
 // answers 200; what it got is read back over HTTP.
 
-#include <httplib.h>
-#include <pthread.h>
-
 #include <CLI/CLI.hpp>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <pthread.h>
 #include <thread>
+
+#include <httplib.h>
 
 #include "tools/collector/RequestLog.h"
 
@@ -56,8 +56,9 @@ std::thread stopOnSignal(httplib::Server& server, const sigset_t& signals) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  CLI::App options{"Keeps what is posted to it and answers 200. GET /_requests lists the posts as JSON; "
-                   "GET /_requests/N gives the body of one."};
+  CLI::App options{
+      "Keeps what is posted to it and answers 200. GET /_requests lists the posts as JSON; "
+      "GET /_requests/N gives the body of one."};
   int port = 8080;
   bool isQuiet = false;
   options.add_option("--port", port, "Port on 127.0.0.1; 0 takes a free one")->check(CLI::Range(0, 65535));

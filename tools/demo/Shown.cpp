@@ -1,11 +1,11 @@
 #include "tools/demo/Shown.h"
 
-#include <unistd.h>
-
 #include <cstdio>
 #include <cstdlib>
-#include <pugixml.hpp>
 #include <sstream>
+#include <unistd.h>
+
+#include <pugixml.hpp>
 
 namespace demo {
 

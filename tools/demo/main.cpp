@@ -1,28 +1,31 @@
 // sqm-demo: the library's main job on one screen. It starts a collection server, plays a laptop's day with one example
 // program, uploads what that stored with another, and compares what the server got with what lay on disk.
 
-#include <httplib.h>
-
 #include <array>
 #include <cstdio>
 #include <exception>
 #include <filesystem>
-#include <nlohmann/json.hpp>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
+#include <httplib.h>
+#include <nlohmann/json.hpp>
+
 #include "sqm/common/PropertyList.h"
 #include "sqm/platform/StandardHost.h"
-#include "tools/demo/Process.h"
+
 #include "tools/demo/Shown.h"
+#include "tools/support/Process.h"
+#include "tools/support/TemporaryFolder.h"
 
 namespace {
 
 namespace fs = std::filesystem;
 
-using demo::Process;
 using demo::Shown;
+using tools::Process;
+using tools::TemporaryFolder;
 
 /// One of the five lists: what an operator finds on disk, and what the server then gets.
 struct List {
@@ -40,24 +43,6 @@ constexpr std::array<List, 5> kLists = {{
 }};
 
 constexpr const char* kFolder = "Library/Application Support/Trelk/Trelk Quenfa/SQM";
-
-/// A folder that goes with the demonstration.
-class TemporaryFolder {
- public:
-  TemporaryFolder() : path_((fs::temp_directory_path() / "sqm-demo-XXXXXX").string()) {
-    if (mkdtemp(path_.data()) == nullptr) throw std::runtime_error("cannot make a temporary folder at " + path_);
-  }
-  TemporaryFolder(const TemporaryFolder&) = delete;
-  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
-  ~TemporaryFolder() {
-    std::error_code ignored;
-    fs::remove_all(path_, ignored);
-  }
-  const std::string& path() const { return path_; }
-
- private:
-  std::string path_;
-};
 
 /// A document as the server is to get it.
 struct Document {
@@ -119,7 +104,7 @@ std::vector<Document> showArrived(const Shown& shown, const std::string& server)
 
 int runDemo(const fs::path& programs) {
   const Shown shown;
-  const TemporaryFolder folder;
+  const TemporaryFolder folder("sqm-demo");
   const std::string& home = folder.path();
   Process collector({(programs / "sqm-collector").string(), "--port", "0", "--quiet"}, /*readsOutput=*/true);
   std::string server = collector.readLine();
@@ -146,7 +131,8 @@ int runDemo(const fs::path& programs) {
     shown.bad("What arrived is not what was stored.");
     return 1;
   }
-  shown.good("Everything that was stored arrived, in " + plural(arrived.size(), "document") + ", and nothing else did.");
+  shown.good("Everything that was stored arrived, in " + plural(arrived.size(), "document") +
+             ", and nothing else did.");
   return 0;
 }
 

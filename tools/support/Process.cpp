@@ -1,15 +1,14 @@
-#include "tools/demo/Process.h"
-
-#include <fcntl.h>
-#include <sys/prctl.h>
-#include <sys/wait.h>
-#include <unistd.h>
+#include "tools/support/Process.h"
 
 #include <cerrno>
 #include <csignal>
+#include <fcntl.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
 #include <system_error>
+#include <unistd.h>
 
-namespace demo {
+namespace tools {
 
 namespace {
 
@@ -49,7 +48,10 @@ Process::~Process() {
 
 std::string Process::readLine() {
   std::string line;
-  for (char character = 0; read(output_, &character, 1) == 1 && character != '\n';) line.push_back(character);
+  char character = 0;
+  ssize_t count = 0;
+  while ((count = read(output_, &character, 1)) == 1 && character != '\n') line.push_back(character);
+  isAtEnd_ = count != 1 && line.empty();
   return line;
 }
 
@@ -63,4 +65,4 @@ int Process::wait() {
   return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
 }
 
-}  // namespace demo
+}  // namespace tools

@@ -1,17 +1,16 @@
 #pragma once
 
-#include <sys/types.h>
-
 #include <string>
+#include <sys/types.h>
 #include <vector>
 
-namespace demo {
+namespace tools {
 
 /// A program that runs beside this one. It ends with this one, whatever happens.
 class Process {
  public:
-  /// Starts the program `arguments[0]`. With `readsOutput`, its standard output comes to `readLine`; otherwise it shares
-  /// this process's. Throws std::system_error.
+  /// Starts the program `arguments[0]`. With `readsOutput`, its standard output comes to `readLine`; otherwise it
+  /// shares this process's. Throws std::system_error.
   Process(const std::vector<std::string>& arguments, bool readsOutput);
   Process(const Process&) = delete;
   Process& operator=(const Process&) = delete;
@@ -19,6 +18,9 @@ class Process {
 
   /// The next line of its output, without the line end; what there is when the output ends.
   std::string readLine();
+
+  /// True when the last `readLine` found the end of the output, and no line.
+  bool isAtEnd() const { return isAtEnd_; }
 
   /// Asks it to end.
   void terminate();
@@ -29,6 +31,7 @@ class Process {
  private:
   pid_t pid_ = -1;
   int output_ = -1;
+  bool isAtEnd_ = false;
 };
 
-}  // namespace demo
+}  // namespace tools
