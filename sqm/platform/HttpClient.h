@@ -33,11 +33,11 @@ struct HttpOptions {
 
 /// Makes the transactions of a host whose HTTP is libcurl.
 ///
-/// All transactions share one background thread, begun with the first of them, and its kept-alive connections. Requests
-/// are HTTP/1.1 POSTs over http or https; the content type is "text/xml; charset=utf-8" for a body that begins with an
-/// XML declaration, else "text/plain; charset=utf-8". Certificates and host names are checked, redirects are not
-/// followed, the proxy settings of the environment are honoured. The time limits of a request count from when it has
-/// its turn among the `connectionBound`.
+/// All transactions share one background thread, begun with the first of them, and its kept-alive connections.
+/// Requests are HTTP/1.1 POSTs over http or https; the content type is "text/xml; charset=utf-8" for a body that begins
+/// with an XML declaration, else "text/plain; charset=utf-8". Certificates and host names are checked, redirects are
+/// not followed, the proxy settings of the environment are honoured. An answer of HTTP/0.9, or with more than 256 KiB
+/// of headers, is an error. The time limits of a request count from when it has its turn among the `connectionBound`.
 ///
 /// Delivery is at least once: when a kept-alive connection dies before a byte of the answer has come, the request is
 /// sent again on a fresh one, though the server may have taken the first. A time-out or an error does not mean that the
@@ -48,9 +48,11 @@ struct HttpOptions {
 /// user name and password of an address.
 ///
 /// Ownership: the services must outlive the client; transactions may outlive it. With the client go all requests on
-/// their way, without a notification, and later ones go nowhere. Threading: the main thread. The client may be
-/// destroyed inside a notification's handler. Failure: `makeTransaction` gives null when the thread cannot be had. A
-/// `MainThread` whose `post` throws is asked again until it takes the task.
+/// their way, without a notification, and later ones go nowhere.
+/// Threading: the main thread. The client may be destroyed inside a notification's handler. Its own thread reads the
+/// environment, which therefore must not change while requests run, and takes none of the process's signals.
+/// Failure: `makeTransaction` gives null when the thread cannot be had. A `MainThread` whose `post` throws is asked
+/// again until it takes the task.
 class HttpClient final : public HttpTransactionFactory {
  public:
   HttpClient(MainThread& mainThread, NotificationCenter& notifications, LogFileFactory& logFiles,

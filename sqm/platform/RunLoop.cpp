@@ -1,5 +1,6 @@
 #include "sqm/platform/RunLoop.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace sqm::platform {
@@ -8,11 +9,11 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-/// The end of time when `timeout` reaches beyond it.
+/// Now, for a negative timeout; the end of time, for one that reaches beyond it.
 Clock::time_point deadlineAfter(std::chrono::milliseconds timeout) {
   const Clock::time_point now = Clock::now();
   const auto longest = std::chrono::floor<std::chrono::milliseconds>(Clock::time_point::max() - now);
-  return timeout < longest ? now + timeout : Clock::time_point::max();
+  return timeout < longest ? now + std::max(timeout, std::chrono::milliseconds(0)) : Clock::time_point::max();
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 
 #include <arpa/inet.h>
 #include <chrono>
+#include <cstdint>
 #include <netinet/in.h>
 #include <string>
 #include <string_view>
@@ -187,6 +188,20 @@ TEST_F(HttpOutcome, TheStallLimitEndsAnUploadThatNobodyReads) {
   caller->send(server.url(), std::string(64 * 1024 * 1024, 'x'));
   runUntilTold(*caller, 1);
   EXPECT_THAT(caller->told, testing::ElementsAre(timeOut));
+}
+
+TEST_F(HttpOutcome, LimitsBeyondAllReasonAreNoLimits) {
+  using Milliseconds = std::chrono::milliseconds;
+  using Seconds = std::chrono::seconds;
+  for (const HttpOptions& options :
+       {HttpOptions{
+            .connectLimit = Milliseconds::max(), .stallLimit = Seconds::max(), .totalLimit = Milliseconds::max()},
+        HttpOptions{
+            .connectLimit = Milliseconds::min(), .stallLimit = Seconds::min(), .totalLimit = Milliseconds::min()},
+        HttpOptions{.bodyLimit = SIZE_MAX, .connectionBound = SIZE_MAX}}) {
+    startClient(options);
+    EXPECT_EQ(outcomeOf(response("200 OK", "ok")), completed(200, "ok"));
+  }
 }
 
 TEST_F(HttpOutcome, NoLimitRunsWhileARequestWaitsItsTurn) {

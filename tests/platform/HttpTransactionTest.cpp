@@ -1,12 +1,13 @@
 // How requests run, end, are given up and go away with what they belong to.
 
-#include <array>
 #include <chrono>
-#include <optional>
+#include <signal.h>
 #include <stdexcept>
 #include <string>
-#include <string_view>
+#include <utility>
 #include <vector>
+
+#include "sqm/platform/MainThreadAdapter.h"
 
 #include "tests/platform/FakeResolver.h"
 #include "tests/platform/HttpFixture.h"
@@ -441,6 +442,27 @@ TEST_F(HttpTransaction, AnExceptionOfAHandlerReachesTheRunLoopAndSpoilsNothing) 
   caller->send(server.url());
   runUntilTold(*caller, 2);
   EXPECT_THAT(caller->told, ElementsAre(kOk, kOk));
+}
+
+TEST_F(HttpTransaction, TheHttpThreadTakesNoSignalsOfTheProcess) {
+  sigset_t blocked;
+  sigemptyset(&blocked);
+  sqm::platform::MainThreadAdapter adapter([&](sqm::MainThread::Task task) {
+    pthread_sigmask(SIG_BLOCK, nullptr, &blocked);  // called on the HTTP thread
+    loop.post(std::move(task));
+  });
+  sqm::platform::HttpClient other(adapter, notifications, logs);
+  Caller caller(other, notifications);
+  caller.send(kNoAddress);
+  ASSERT_TRUE(loop.runUntil([&] { return !caller.told.empty(); }, kPatience));
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGALRM, SIGCHLD, SIGPIPE, SIGUSR1}) {
+    EXPECT_EQ(sigismember(&blocked, signal), 1) << signal;
+  }
+  for (const int signal : {SIGSEGV, SIGABRT}) EXPECT_EQ(sigismember(&blocked, signal), 0) << signal;
+
+  sigset_t own;
+  pthread_sigmask(SIG_BLOCK, nullptr, &own);
+  EXPECT_EQ(sigismember(&own, SIGTERM), 0);
 }
 
 TEST_F(HttpTransaction, ClientsAreIndependentOfEachOther) {
