@@ -21,17 +21,20 @@ bool isPlainName(std::string_view name) {
 /// The beginning of each line, "2026-11-21T10:00:00.000Z": its date and time of day are made anew once a second.
 class TimeStamps {
  public:
-  void append(std::string& out, std::chrono::system_clock::time_point now) {
+  /// True when it is another second than the last time.
+  bool append(std::string& out, std::chrono::system_clock::time_point now) {
     using namespace std::chrono;
     const auto second = floor<seconds>(now);
-    if (second != second_ || text_.empty()) {
+    const bool isNew = second != second_ || text_.empty();
+    if (isNew) {
       second_ = second;
       text_ = textOf(second);
     }
-    char milliseconds_[8];
-    const auto fraction = static_cast<int>(floor<milliseconds>(now - second).count());
-    const int length = std::snprintf(milliseconds_, sizeof milliseconds_, ".%03dZ", fraction);
-    out.append(text_).append(milliseconds_, static_cast<std::size_t>(length));
+    char fraction[8];
+    const auto count = static_cast<int>(floor<milliseconds>(now - second).count());
+    const int length = std::snprintf(fraction, sizeof fraction, ".%03dZ", count);
+    out.append(text_).append(fraction, static_cast<std::size_t>(length));
+    return isNew;
   }
 
  private:
@@ -85,7 +88,7 @@ class LogFiles::SharedLog {
   void write(const LogLine& line) {
     const std::lock_guard lock(mutex_);
     line_.clear();
-    stamps_.append(line_, now_());
+    if (stamps_.append(line_, now_())) file_.look();
     line_.append(" ").append(line.info).append(" ").append(std::to_string(line.userLevel)).append(" ");
     const std::size_t text = line_.size();
     if (std::size_t leftOut = appendFormatted(line_, line.format, line.arguments, textSize_)) {

@@ -16,7 +16,8 @@ namespace sqm::platform {
 /// folder is made when the first log is opened. Folder and files are their user's alone.
 ///
 /// A line is "2026-11-21T10:00:00.000Z USER 2 text", its time in UTC, and is in the file when `write` returns, whatever
-/// becomes of the process. A text that is too long is cut, with a note of how many bytes were left out.
+/// becomes of the process. A file that was deleted or moved away is made anew within a second. A text that is too long
+/// is cut, with a note of how many bytes were left out.
 ///
 /// Ownership: the logs share their file and may outlive the factory, but not the file operations.
 /// Threading: any thread. Failure: a log that cannot be opened is null; a line that cannot be written is lost.

@@ -187,39 +187,55 @@ TEST_F(LogFilesTest, LogsOfOneNameShareTheirFileAndRotateTogether) {
   LogFiles logs(small);
   const auto first = logs.initWithFile("a.log", 2);
   const auto second = logs.initWithFile("a.log", 2);
-  const LogFiles::Options sameFolder = small;
-  LogFiles otherProcess(sameFolder);
-  const auto third = otherProcess.initWithFile("a.log", 2);
   write(*first, "1");
   write(*second, "2");
-  write(*third, "3");
-  write(*first, "4");
+  write(*first, "3");
+  write(*second, "4");
   write(*second, "5");
   EXPECT_EQ(content("a.log.2"), line("1") + line("2"));
   EXPECT_EQ(content("a.log.1"), line("3") + line("4"));
   EXPECT_EQ(content("a.log"), line("5"));
 }
 
-TEST_F(LogFilesTest, ADeletedFileOrFolderIsMadeAgain) {
+TEST_F(LogFilesTest, AnotherProcessMayRotateTheSameFile) {
+  auto small = options();
+  small.fileSize = 2 * line("1").size();
+  LogFiles here(small);
+  LogFiles there(small);
+  const auto ours = here.initWithFile("a.log", 2);
+  const auto theirs = there.initWithFile("a.log", 2);
+  write(*ours, "1");
+  write(*ours, "2");
+  write(*theirs, "3");
+  EXPECT_EQ(content("a.log.1"), line("1") + line("2"));
+  EXPECT_EQ(content("a.log"), line("3"));
+  write(*ours, "4");
+  EXPECT_EQ(content("a.log"), line("3") + line("4")) << "a file that is not full was rotated";
+}
+
+TEST_F(LogFilesTest, ADeletedFileOrFolderIsMadeAgainWithinASecond) {
   LogFiles logs(options());
   const auto log = logs.initWithFile("a.log", 2);
   write(*log, "1");
   std::filesystem::remove(folder_ / "logs/a.log");
+  now_ += 1s;
   write(*log, "2");
-  EXPECT_EQ(content("a.log"), line("2"));
+  EXPECT_EQ(content("a.log"), "2026-11-21T10:00:01.000Z USER 2 2\n");
   std::filesystem::remove_all(folder_ / "logs");
+  now_ += 1s;
   write(*log, "3");
-  EXPECT_EQ(content("a.log"), line("3"));
+  EXPECT_EQ(content("a.log"), "2026-11-21T10:00:02.000Z USER 2 3\n");
 }
 
-TEST_F(LogFilesTest, AFileThatWasMovedAwayIsLeftAlone) {
+TEST_F(LogFilesTest, AFileThatWasMovedAwayIsLeftAloneWithinASecond) {
   LogFiles logs(options());
   const auto log = logs.initWithFile("a.log", 2);
   write(*log, "1");
   std::filesystem::rename(folder_ / "logs/a.log", folder_ / "logs/kept");
+  now_ += 1s;
   write(*log, "2");
   EXPECT_EQ(content("kept"), line("1"));
-  EXPECT_EQ(content("a.log"), line("2"));
+  EXPECT_EQ(content("a.log"), "2026-11-21T10:00:01.000Z USER 2 2\n");
 }
 
 TEST_F(LogFilesTest, AFailureLosesALineAndNoMore) {

@@ -13,23 +13,31 @@ std::error_code RotatingFile::openWith(int flags) {
     problem = makeFolders(operations_, path_.substr(0, path_.find_last_of('/')));
     if (!problem) problem = file_.open(operations_, path_, all);
   }
+  size_ = problem ? 0 : static_cast<std::size_t>(file_.status().st_size);
   return problem;
 }
 
-void RotatingFile::append(std::string_view line) {
-  struct ::stat status {};
-  const bool isThere = operations_.stat(path_, status) == 0;
-  if (!isThere || !isOurs(status)) {
-    if (open()) return;
-    status = file_.status();
+void RotatingFile::look() {
+  struct ::stat there {};
+  const struct ::stat& ours = file_.status();
+  const bool isOurs = file_.isOpen() && operations_.stat(path_, there) == 0 && there.st_dev == ours.st_dev &&
+                      there.st_ino == ours.st_ino;
+  if (isOurs) {
+    size_ = static_cast<std::size_t>(there.st_size);
+  } else {
+    open();
   }
-  const auto size = static_cast<std::size_t>(status.st_size);
-  if (size > 0 && size + line.size() > sizeLimit_) rotate();
-  if (file_.isOpen()) writeAll(operations_, file_.descriptor(), line);
 }
 
-bool RotatingFile::isOurs(const struct ::stat& status) const {
-  return file_.isOpen() && status.st_dev == file_.status().st_dev && status.st_ino == file_.status().st_ino;
+void RotatingFile::append(std::string_view line) {
+  if (!file_.isOpen()) look();
+  if (isFullFor(line)) {
+    look();
+    if (isFullFor(line)) rotate();
+  }
+  if (!file_.isOpen()) return;
+  writeAll(operations_, file_.descriptor(), line);
+  size_ += line.size();
 }
 
 void RotatingFile::rotate() {

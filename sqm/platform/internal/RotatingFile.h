@@ -4,6 +4,7 @@
 #include <string>
 #include <string_view>
 #include <system_error>
+#include <utility>
 
 #include "sqm/platform/FileOperations.h"
 
@@ -12,7 +13,8 @@ namespace sqm::platform {
 /// A file that lines are added to and that does not grow beyond a size: it then becomes "NAME.1", an earlier "NAME.1"
 /// becomes "NAME.2", and so on, and the oldest goes.
 ///
-/// Other processes may add to the same file, rotate or delete it: before each line it is looked at where it is.
+/// Other processes may add to the same file, rotate or delete it; `look` finds that out.
+///
 /// Threading: one thread at a time.
 class RotatingFile {
  public:
@@ -23,12 +25,15 @@ class RotatingFile {
   /// Opens or makes the file, and the folders above it.
   std::error_code open();
 
+  /// Sees what became of the file, and makes it anew when it is gone. To look before each line would double its cost.
+  void look();
+
   /// Adds the line with a single call of the system. What cannot be written is lost.
   void append(std::string_view line);
 
  private:
   std::error_code openWith(int flags);
-  bool isOurs(const struct ::stat& status) const;
+  bool isFullFor(std::string_view line) const { return size_ > 0 && size_ + line.size() > sizeLimit_; }
   void rotate();
   std::string name(std::size_t number) const;
 
@@ -37,6 +42,7 @@ class RotatingFile {
   std::size_t sizeLimit_;
   std::size_t files_;
   File file_;
+  std::size_t size_ = 0;
 };
 
 }  // namespace sqm::platform
