@@ -47,18 +47,21 @@ void ValueDictionary::clear() {
   live_ = 0;
 }
 
-std::optional<std::string_view> ValueDictionary::findField(std::size_t field) const {
-  const Place& place = fields_[names_->firstNamesake(field)];
+std::optional<std::string_view> ValueDictionary::findField(const FieldNameTable& names, std::size_t field) const {
+  if (&names != names_.get()) return find(*names.name(static_cast<std::int64_t>(field)));
+  const Place& place = fields_[names.firstNamesake(field)];
   if (!place.present()) return std::nullopt;
   return text(place);
 }
 
-void ValueDictionary::setField(std::size_t field, std::string_view value) {
-  store(fields_[names_->firstNamesake(field)], value);
+void ValueDictionary::setField(const FieldNameTable& names, std::size_t field, std::string_view value) {
+  if (&names != names_.get()) return set(*names.name(static_cast<std::int64_t>(field)), value);
+  store(fields_[names.firstNamesake(field)], value);
 }
 
-void ValueDictionary::eraseField(std::size_t field) {
-  Place& place = fields_[names_->firstNamesake(field)];
+void ValueDictionary::eraseField(const FieldNameTable& names, std::size_t field) {
+  if (&names != names_.get()) return erase(*names.name(static_cast<std::int64_t>(field)));
+  Place& place = fields_[names.firstNamesake(field)];
   if (place.present()) live_ -= place.length;
   place = Place{};
 }

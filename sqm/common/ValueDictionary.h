@@ -43,10 +43,11 @@ class ValueDictionary {
     for (const auto& [key, place] : others_) visit(std::string_view(key), text(place));
   }
 
-  /// By field number. The field must have a name in the table the dictionary was made with.
-  std::optional<std::string_view> findField(std::size_t field) const;
-  void setField(std::size_t field, std::string_view value);
-  void eraseField(std::size_t field);
+  /// By the number of a field that has a name in `names`: quick in a dictionary made with that table, by the name in
+  /// any other.
+  std::optional<std::string_view> findField(const FieldNameTable& names, std::size_t field) const;
+  void setField(const FieldNameTable& names, std::size_t field, std::string_view value);
+  void eraseField(const FieldNameTable& names, std::size_t field);
 
   /// This dictionary's values under their keys, in a dictionary made with `names`.
   ValueDictionary madeWith(std::shared_ptr<const FieldNameTable> names) &&;

@@ -110,7 +110,7 @@ class Walk {
 
   std::optional<std::string_view> valueOf(const Row& row) const {
     if (!nameOfEntry(row) || contents_.values == nullptr) return std::nullopt;
-    return contents_.values->findField(row.entry);
+    return contents_.values->findField(*contents_.names, row.entry);
   }
 
   std::optional<std::string_view> environmentValue(const Row& row) const {
