@@ -29,7 +29,7 @@ std::size_t ValueDictionary::size() const {
 
 void ValueDictionary::set(std::string_view key, std::string_view value) {
   Place* place = placeOf(key);
-  if (place == nullptr) place = &others_.emplace_back(key, Place{}).second;
+  if (place == nullptr) place = &others_.emplace_back(key, Place{0, 0}).second;  // empty, should the text not fit in memory
   store(*place, value);
 }
 
@@ -48,8 +48,9 @@ void ValueDictionary::clear() {
   live_ = 0;
 }
 
-void ValueDictionary::eraseField(std::size_t field) {
-  Place& place = fields_[names_->firstNamesake(field)];
+void ValueDictionary::eraseField(const FieldNameTable& names, std::size_t field) {
+  if (&names != names_.get()) return erase(*names.name(static_cast<std::int64_t>(field)));
+  Place& place = fields_[names.firstNamesake(field)];
   if (place.present()) live_ -= place.length;
   place = Place{};
 }
@@ -77,14 +78,15 @@ ValueDictionary::Place* ValueDictionary::placeOf(std::string_view key) {
 }
 
 void ValueDictionary::replace(Place& place, std::string_view value) {
-  live_ -= place.length;
-  if (value.size() <= place.length) {
+  const std::size_t earlier = place.length;
+  if (value.size() <= earlier) {
     if (!value.empty()) std::memmove(text_.data() + place.offset, value.data(), value.size());
     place.length = value.size();
-    live_ += value.size();
+    live_ -= earlier - value.size();
     return;
   }
   append(place, value);
+  live_ -= earlier;
   if (text_.size() > kSmallBuffer && live_ < text_.size() / 2) closeGaps();
 }
 
