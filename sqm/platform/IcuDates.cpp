@@ -36,8 +36,9 @@ std::string IcuDates::text(Date date, std::string_view pattern) const {
   if (U_FAILURE(status)) return {};
   format.adoptTimeZone(zoneCalled(zone_).release());
   icu::UnicodeString formatted;
+  format.format(icuDate(date), formatted, /*posIter=*/nullptr, status);
   std::string text;
-  format.format(icuDate(date), formatted).toUTF8String(text);
+  if (U_SUCCESS(status)) formatted.toUTF8String(text);
   return text;
 }
 

@@ -102,7 +102,7 @@ void SQMDataCollector::setAutoConnect(std::int64_t autoConnect) {
 
 std::string SQMDataCollector::getOSVersion() const { return host().utilities->getOSVersion(); }
 
-void SQMDataCollector::saveRecord() const { static_cast<void>(saveRec()); }
+void SQMDataCollector::saveRecord() const { saveRec(); }
 
 void SQMDataCollector::collect(std::span<const CollectingStep> steps, std::span<const Text> arguments) {
   for (const CollectingStep& step : steps) setStringValueForField(step.position, valueOf(step, arguments));

@@ -75,17 +75,17 @@ bool makeRoom(std::string& body, std::uintmax_t more) {
 
 /// Appends the rest of the file, which is about `size` bytes long; false when a reading fails, or memory has no room.
 bool appendToEnd(std::string& body, std::FILE* file, std::uintmax_t size) {
-  constexpr std::uintmax_t kLongestStep = 1 << 20;
+  constexpr std::size_t kLongestStep = 1 << 20;
   if (!makeRoom(body, size + 1)) return false;
   // One byte more than the size, so that the first reading meets the end of a file that did not grow.
-  const auto step = static_cast<std::size_t>(std::min(size, kLongestStep)) + 1;
-  std::size_t count = step;
-  while (count == step) {
+  std::size_t step = static_cast<std::size_t>(std::min<std::uintmax_t>(size, kLongestStep)) + 1;
+  for (bool isMore = true; isMore; step = std::min(2 * step, kLongestStep)) {
     const std::size_t end = body.size();
     if (!makeRoom(body, step)) return false;
     body.resize(end + step);
-    count = std::fread(body.data() + end, 1, step, file);
+    const std::size_t count = std::fread(body.data() + end, 1, step, file);
     body.resize(end + count);
+    isMore = count == step;
   }
   return std::ferror(file) == 0;
 }
