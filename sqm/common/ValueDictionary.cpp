@@ -48,8 +48,14 @@ void ValueDictionary::clear() {
   live_ = 0;
 }
 
-void ValueDictionary::eraseField(std::size_t field) {
-  Place& place = fields_[names_->firstNamesake(field)];
+void ValueDictionary::setField(const FieldNameTable& names, std::size_t field, std::string_view value) {
+  if (&names != names_.get()) return set(*names.name(static_cast<std::int64_t>(field)), value);
+  store(fields_[names.firstNamesake(field)], value);
+}
+
+void ValueDictionary::eraseField(const FieldNameTable& names, std::size_t field) {
+  if (&names != names_.get()) return erase(*names.name(static_cast<std::int64_t>(field)));
+  Place& place = fields_[names.firstNamesake(field)];
   if (place.present()) live_ -= place.length;
   place = Place{};
 }

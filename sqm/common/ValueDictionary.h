@@ -43,13 +43,15 @@ class ValueDictionary {
     for (const auto& [key, place] : others_) visit(std::string_view(key), text(place));
   }
 
-  /// By field number. The field must have a name in the table the dictionary was made with.
-  std::optional<std::string_view> findField(std::size_t field) const {
-    const Place& place = fields_[names_->firstNamesake(field)];
+  /// By the number of a field that has a name in `names`: quick in a dictionary made with that table, by the name in
+  /// any other.
+  std::optional<std::string_view> findField(const FieldNameTable& names, std::size_t field) const {
+    if (&names != names_.get()) return find(*names.name(static_cast<std::int64_t>(field)));
+    const Place& place = fields_[names.firstNamesake(field)];
     return place.present() ? std::optional(text(place)) : std::nullopt;
   }
-  void setField(std::size_t field, std::string_view value) { store(fields_[names_->firstNamesake(field)], value); }
-  void eraseField(std::size_t field);
+  void setField(const FieldNameTable& names, std::size_t field, std::string_view value);
+  void eraseField(const FieldNameTable& names, std::size_t field);
 
   /// This dictionary's values under their keys, in a dictionary made with `names`.
   ValueDictionary madeWith(std::shared_ptr<const FieldNameTable> names) &&;
