@@ -29,7 +29,7 @@ std::size_t ValueDictionary::size() const {
 
 void ValueDictionary::set(std::string_view key, std::string_view value) {
   Place* place = placeOf(key);
-  if (place == nullptr) place = &others_.emplace_back(key, Place{}).second;
+  if (place == nullptr) place = &others_.emplace_back(key, Place{0, 0}).second;  // empty, should the text not fit in memory
   store(*place, value);
 }
 
