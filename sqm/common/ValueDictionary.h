@@ -71,7 +71,9 @@ class ValueDictionary {
   };
 
   std::string_view text(const Place& place) const { return {text_.data() + place.offset, place.length}; }
-  Place* placeOf(std::string_view key);
+  /// Where the key's value has its place, if it has one; of a constant dictionary, to look at.
+  template <typename Dictionary>
+  static auto placeOf(Dictionary& dictionary, std::string_view key) -> decltype(dictionary.fields_.data());
   void store(Place& place, std::string_view value) { place.present() ? replace(place, value) : append(place, value); }
   void append(Place& place, std::string_view value) {
     const std::size_t offset = text_.size();
