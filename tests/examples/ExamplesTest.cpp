@@ -147,7 +147,7 @@ TEST(Demo, SaysThatEverythingArrived) {
   std::string last;
   for (std::string line = demo.readLine(); !demo.isAtEnd(); line = demo.readLine()) last = line;
   EXPECT_EQ(demo.wait(), 0);
-  EXPECT_EQ(last, "Everything that was stored arrived, in 5 documents, and nothing else did.");
+  EXPECT_EQ(last, "Everything that was stored arrived, in 5 posts, and nothing else did.");
 }
 
 TEST(Demo, FailsWithoutItsPrograms) {
