@@ -115,7 +115,7 @@ TEST_F(HttpTransaction, RequestsInARowShareOneConnection) {
   caller->send(server.url(), "0");
   runUntilTold(*caller, kRequests);
   EXPECT_THAT(caller->told, Each(kOk));
-  EXPECT_EQ(server.connections(), 1u);
+  EXPECT_EQ(server.connections(), 1U);
   const auto requests = server.requests();
   ASSERT_EQ(requests.size(), kRequests);
   for (std::size_t number = 0; number < kRequests; ++number) EXPECT_EQ(requests[number].body, std::to_string(number));
@@ -128,7 +128,7 @@ TEST_F(HttpTransaction, TransactionsShareTheirConnections) {
     caller->send(server.url());
     runUntilTold(*caller, 1);
   }
-  EXPECT_EQ(server.connections(), 1u);
+  EXPECT_EQ(server.connections(), 1U);
 }
 
 TEST_F(HttpTransaction, ThousandsAtOnceWaitForTheirTurnOnFewConnections) {
@@ -139,7 +139,7 @@ TEST_F(HttpTransaction, ThousandsAtOnceWaitForTheirTurnOnFewConnections) {
   for (std::size_t number = 0; number < kRequests; ++number) caller->send(server.url(), std::to_string(number));
   runUntilTold(*caller, kRequests);
   EXPECT_THAT(caller->told, Each(kOk));
-  EXPECT_LE(server.connections(), 4u);
+  EXPECT_LE(server.connections(), 4U);
   std::vector<bool> came(kRequests);
   for (const ReceivedRequest& request : server.requests()) came.at(std::stoul(request.body)) = true;
   EXPECT_THAT(came, Each(true));
@@ -175,7 +175,7 @@ TEST_F(HttpTransaction, ARequestIsSentAgainWhenItsKeptAliveConnectionDiesUnanswe
   runUntilTold(*caller, 2);
   EXPECT_THAT(caller->told, ElementsAre(kOk, kOk));
   const auto requests = server.requests();
-  ASSERT_EQ(requests.size(), 3u);
+  ASSERT_EQ(requests.size(), 3U);
   EXPECT_EQ(requests[1].body, "second");
   EXPECT_EQ(requests[2].body, "second");
 }
@@ -368,7 +368,7 @@ TEST_F(HttpTransaction, TheClientMayGoFirst) {
   caller->send(server.url());
   idle->send(server.url());
   idle->transaction->startSession("late", "SQMHttp.log");
-  EXPECT_EQ(loop.poll(), 0u);
+  EXPECT_EQ(loop.poll(), 0U);
   EXPECT_THAT(caller->told, IsEmpty());
   EXPECT_THAT(idle->told, IsEmpty());
   EXPECT_EQ(idle->transaction->httpResponseStatusCode(), 0);
@@ -380,7 +380,7 @@ TEST_F(HttpTransaction, TasksThatTheClientLeftBehindDoNothing) {
   caller->send(server.url());
   ASSERT_TRUE(mainThread.waitForPosts(1));
   client.reset();
-  EXPECT_EQ(loop.poll(), 1u);
+  EXPECT_EQ(loop.poll(), 1U);
   EXPECT_THAT(caller->told, IsEmpty());
 }
 
@@ -429,7 +429,7 @@ TEST_F(HttpTransaction, AMainThreadThatRefusesEveryTaskDoesNotKeepTheClientFromE
   mainThread.refuse(1'000'000);
   caller->send(kNoAddress);
   client.reset();
-  EXPECT_EQ(loop.poll(), 0u);
+  EXPECT_EQ(loop.poll(), 0U);
 }
 
 TEST_F(HttpTransaction, AnExceptionOfAHandlerReachesTheRunLoopAndSpoilsNothing) {
