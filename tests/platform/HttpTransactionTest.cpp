@@ -94,6 +94,24 @@ TEST_F(HttpTransaction, AFailureDoesNotShowTheResponseOfARequestBesideIt) {
   EXPECT_THAT(caller->told, ElementsAre(kOk, Told{std::string(kTimeOut)}));
 }
 
+TEST_F(HttpTransaction, TheClientKnowsHowManyRequestsAreUnderWay) {
+  const LoopbackServer silent(kNoAnswer);
+  const LoopbackServer server(response("200 OK", "ok"));
+  const auto first = newCaller();
+  auto second = newCaller();
+  EXPECT_EQ(client->requestsUnderWay(), 0U);
+  std::size_t insideHandler = 0;
+  first->whenTold = [&] { insideHandler = client->requestsUnderWay(); };
+  first->send(server.url());
+  second->send(silent.url());
+  second->send(silent.url());
+  EXPECT_EQ(client->requestsUnderWay(), 3U);
+  runUntilTold(*first, 1);
+  EXPECT_EQ(insideHandler, 2U);
+  second.reset();
+  EXPECT_EQ(client->requestsUnderWay(), 0U);
+}
+
 TEST_F(HttpTransaction, NotificationsNameTheTransactionThatSent) {
   const LoopbackServer server(response("200 OK", "ok"));
   const auto first = newCaller();
@@ -105,7 +123,9 @@ TEST_F(HttpTransaction, NotificationsNameTheTransactionThatSent) {
 
 TEST_F(HttpTransaction, RequestsInARowShareOneConnection) {
   constexpr std::size_t kRequests = 1000;
-  const LoopbackServer server(response("200 OK", "ok"));
+  // With headers that, all together, are longer than the limit for one answer.
+  const LoopbackServer server(
+      Answer{"HTTP/1.1 200 OK\r\nContent-Length: 2\r\nX-Padding: " + std::string(512, 'x') + "\r\n\r\nok"});
   const auto caller = newCaller();
   caller->whenTold = [&] {
     if (caller->told.size() < kRequests) {
@@ -372,6 +392,26 @@ TEST_F(HttpTransaction, TheClientMayGoFirst) {
   EXPECT_THAT(caller->told, IsEmpty());
   EXPECT_THAT(idle->told, IsEmpty());
   EXPECT_EQ(idle->transaction->httpResponseStatusCode(), 0);
+}
+
+TEST_F(HttpTransaction, NoServiceIsAskedForAnythingOnceTheClientIsGone) {
+  const LoopbackServer server(kNoAnswer);
+  auto ownLogs = std::make_unique<sqm::testing::MemoryLogs>();
+  auto ownNotifications = std::make_unique<sqm::NotificationCenter>();
+  auto ownLoop = std::make_unique<sqm::platform::RunLoop>();
+  auto ownClient = std::make_unique<sqm::platform::HttpClient>(*ownLoop, *ownNotifications, *ownLogs);
+  Caller caller(*ownClient, *ownNotifications);
+  caller.send(server.url());
+  ASSERT_TRUE(server.waitForHeads(1));
+  ownClient.reset();
+  ownLoop.reset();
+  ownNotifications.reset();
+  ownLogs.reset();
+  caller.transaction->startSession("late", "SQMHttp.log");
+  caller.send(server.url());
+  caller.transaction->abortTransaction();
+  caller.transaction.reset();
+  EXPECT_THAT(caller.told, IsEmpty());
 }
 
 TEST_F(HttpTransaction, TasksThatTheClientLeftBehindDoNothing) {
