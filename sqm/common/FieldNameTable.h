@@ -40,7 +40,7 @@ class FieldNameTable {
 
   std::vector<std::optional<std::string>> names_;
   std::array<std::uint8_t, kFields> firstNamesakes_{};
-  std::array<std::uint8_t, kBuckets> buckets_;
+  std::array<std::uint8_t, kBuckets> buckets_{};
 };
 
 }  // namespace sqm

@@ -7,6 +7,9 @@
 
 namespace sqm {
 
+/// What stands for an absent object in a formatted text.
+inline constexpr std::string_view kNullText = "(null)";
+
 /// Appends `format` to `out`, with each placeholder ("%@", "%d", "%ld", "%s") replaced by the next of `arguments`.
 /// The arguments are data: a per cent sign inside one stays as it is. A placeholder without an argument stays as it is.
 /// At most `limit` bytes are appended; the result is how many more it would have been.

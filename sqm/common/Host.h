@@ -2,6 +2,8 @@
 
 namespace sqm {
 
+class Clock;
+class Dates;
 class HttpTransactionFactory;
 class LogFileFactory;
 class MainBundle;
@@ -32,6 +34,8 @@ struct Host {
   TrelkConfiguration* configuration = nullptr;
   UserPrefs* userPrefs = nullptr;
   UtilityFunctions* utilities = nullptr;
+  Clock* clock = nullptr;
+  Dates* dates = nullptr;
 };
 
 }  // namespace sqm

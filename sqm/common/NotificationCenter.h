@@ -3,6 +3,7 @@
 #include <functional>
 #include <memory>
 #include <string_view>
+#include <utility>
 
 namespace sqm {
 
@@ -30,9 +31,8 @@ class NotificationCenter {
    public:
     Registration() = default;
     Registration(Registration&&) noexcept = default;
-    Registration& operator=(Registration&& other) noexcept;
-    ~Registration() { reset(); }
-    void reset();
+    Registration& operator=(Registration&&) noexcept = default;
+    void reset() { observer_.reset(); }
 
    private:
     friend class NotificationCenter;

@@ -5,6 +5,8 @@
 #include <cstdint>
 #include <cstring>
 
+#include "sqm/common/Utf8.h"
+
 namespace sqm {
 
 namespace {
@@ -54,26 +56,11 @@ struct Sequence {
   bool allowed;
 };
 
-/// The multi-byte character at the beginning of `text`, or the maximal subpart of an ill-formed one. The ranges of the
-/// second byte are those of table 3-7 of The Unicode Standard.
+/// The multi-byte character at the beginning of `text`, or the maximal subpart of an ill-formed one.
 Sequence sequenceAt(std::string_view text) {
-  const auto byte = [&](std::size_t at) { return static_cast<unsigned char>(text[at]); };
-  const unsigned lead = byte(0);
-  const std::size_t length = lead < 0xC2 ? 1 : lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : lead < 0xF5 ? 4 : 1;
-  unsigned low = 0x80;
-  unsigned high = 0xBF;
-  if (lead == 0xE0) low = 0xA0;
-  if (lead == 0xED) high = 0x9F;
-  if (lead == 0xF0) low = 0x90;
-  if (lead == 0xF4) high = 0x8F;
-  std::size_t at = 1;
-  for (; at < length && at < text.size() && byte(at) >= low && byte(at) <= high; ++at) {
-    low = 0x80;
-    high = 0xBF;
-  }
-  if (length == 1 || at < length) return {at, false};
-  const bool noncharacter = lead == 0xEF && byte(1) == 0xBF && byte(2) >= 0xBE;  // U+FFFE and U+FFFF
-  return {length, !noncharacter};
+  const auto [length, isWellFormed] = utf8SequenceAt(text);
+  const bool isNoncharacter = isWellFormed && (text.starts_with("\xEF\xBF\xBE") || text.starts_with("\xEF\xBF\xBF"));
+  return {length, isWellFormed && !isNoncharacter};
 }
 
 void append(std::string& out, std::string_view text, const ByteClasses& classes) {

@@ -23,7 +23,7 @@ enum class Filling : std::uint8_t {
 };
 
 struct Fill {
-  std::uint8_t field;
+  std::uint8_t field = 0;
   Filling filling = Filling::plain;
 };
 

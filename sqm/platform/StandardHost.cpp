@@ -6,6 +6,7 @@
 #include "sqm/platform/FileOperations.h"
 #include "sqm/platform/FileProblems.h"
 #include "sqm/platform/HomeFolders.h"
+#include "sqm/platform/IcuDates.h"
 #include "sqm/platform/IcuLocale.h"
 #include "sqm/platform/LogFiles.h"
 #include "sqm/platform/PreferencesFile.h"
@@ -14,6 +15,7 @@
 #include "sqm/platform/RuleFilter.h"
 #include "sqm/platform/RunLoop.h"
 #include "sqm/platform/StandardErrorConsole.h"
+#include "sqm/platform/SystemClock.h"
 #include "sqm/platform/SystemInformation.h"
 
 namespace sqm::platform {
@@ -36,6 +38,8 @@ struct StandardHost::Services {
   ResourceFolder resources;
   PreferencesFile preferences;
   SystemInformation system;
+  SystemClock clock;
+  IcuDates dates;
   IcuLocale locale;
   RuleFilter filter;
   StandardErrorConsole console;
@@ -57,6 +61,8 @@ StandardHost::StandardHost(Options options) : services_(std::make_unique<Service
   configuration = &services_->folders;
   userPrefs = &services_->preferences;
   utilities = &services_->system;
+  clock = &services_->clock;
+  dates = &services_->dates;
 }
 
 StandardHost::~StandardHost() = default;

@@ -139,7 +139,7 @@ class Walk {
 
   std::optional<std::string_view> valueOf(const Row& row, const std::optional<std::string_view>& nameOfEntry) const {
     if (!nameOfEntry || contents_.values == nullptr) return std::nullopt;
-    return contents_.values->findField(row.entry);
+    return contents_.values->findField(*contents_.names, row.entry);
   }
 
   std::optional<std::string_view> environmentValue(const Row& row) const {

@@ -47,13 +47,15 @@ class SQM {
   virtual std::optional<std::string_view> recordSubType() const { return std::nullopt; }
 
   /// Puts the given values in the place of the record's own.
-  virtual void updateRecordValues(ValueDictionary values) { static_cast<void>(values); }
+  virtual void updateRecordValues(ValueDictionary /*values*/) {}
 };
 
 // The names of three enumerations (record types, field numbers, error codes) that clients link against. The library
 // neither reads nor writes them.
+// NOLINTBEGIN(cppcoreguidelines-avoid-non-const-global-variables): they are variables of the clients'.
 extern std::int32_t NsqmRecType;
 extern std::int32_t NSSQMFields;
 extern std::int32_t NSSqmError;
+// NOLINTEND(cppcoreguidelines-avoid-non-const-global-variables)
 
 }  // namespace sqm

@@ -62,13 +62,13 @@ std::int64_t TableRecord::store(std::int64_t field, std::optional<std::string_vi
       throw std::invalid_argument("field " + std::to_string(field) + " of a record of kind " + std::string(kind_.name) +
                                   " was given an absent value");
     }
-    values_->eraseField(index);
+    values_->eraseField(*names_, index);
   } else if (setter == Setter::plain || value->empty()) {
-    values_->setField(index, *value);
+    values_->setField(*names_, index, *value);
   } else {
     escaped_.clear();
     host_.utilities->appendXmlCompatible(escaped_, *value);
-    values_->setField(index, escaped_);
+    values_->setField(*names_, index, escaped_);
   }
   return kRecordOk;
 }
@@ -94,7 +94,7 @@ std::int64_t TableRecord::validate() const {
 }
 
 bool TableRecord::holds(std::int64_t field) const {
-  return values_ && nameOf(field) && values_->findField(static_cast<std::size_t>(field));
+  return values_ && nameOf(field) && values_->findField(*names_, static_cast<std::size_t>(field));
 }
 
 std::string TableRecord::format(Rows rows) const {

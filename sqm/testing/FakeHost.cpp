@@ -16,7 +16,9 @@ FakeHost::FakeHost()
            .console = &console,
            .configuration = &configuration,
            .userPrefs = &prefs,
-           .utilities = &utilities} {
+           .utilities = &utilities,
+           .clock = &clock,
+           .dates = &dates} {
   bundle.paths["SQMFieldNames.plist"] = kFieldNamesPath;
   setFieldNames(defaultFieldNames());
 }

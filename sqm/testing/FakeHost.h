@@ -43,6 +43,8 @@ class FakeHost {
   FixedLocale locale;
   ScriptedFilter filter;
   MemoryConsole console;
+  ManualClock clock;
+  FixedDates dates;
 
   Host host;
 };

@@ -9,11 +9,11 @@
 #include "sqm/common/Host.h"
 #include "sqm/common/NotificationCenter.h"
 #include "sqm/upload/TransactionRegistrations.h"
+#include "sqm/upload/UploadLog.h"
 
 namespace sqm {
 
 class HttpTransaction;
-class LogFile;
 
 /// Posts one document to one address, and tells the outcome by `TrelkSQMUploadSuccess` or `TrelkSQMUploadFailure`.
 ///
@@ -56,7 +56,7 @@ class SQMUpdaterAgent {
   Host& host_;
   std::unique_ptr<HttpTransaction> mHttpTransObj_;
   std::optional<std::string> mSQMLoadUrl_;
-  std::unique_ptr<LogFile> mSQMUpdateLog_;
+  UploadLog mSQMUpdateLog_;
   Status mUploadStatus_ = Status::idle;
   TransactionRegistrations registrations_;
   std::shared_ptr<const bool> lifetime_ = std::make_shared<const bool>(true);  // for telling that an observer ended it

@@ -16,4 +16,7 @@ using TransactionRegistrations = std::array<NotificationCenter::Registration, 4>
                                                           const HttpTransaction& transaction,
                                                           const NotificationCenter::Handler& handler);
 
+/// True for the outcomes without a response that the transaction did not choose: an error, a time-out.
+bool isTransactionFailure(const Notification& outcome);
+
 }  // namespace sqm
