@@ -1,10 +1,8 @@
 #include "sqm/platform/HttpClient.h"
 
-#include <algorithm>
 #include <chrono>
 #include <cstdint>
 #include <exception>
-#include <limits>
 #include <new>
 #include <string>
 #include <string_view>
@@ -37,13 +35,6 @@ constexpr OutcomeTexts kOutcomeTexts[] = {
     {TrelkHttpTransactionTimeOutNotification, "time-out: "},
     {TrelkHttpTransactionAbortedNotification, "aborted"},
 };
-
-/// What is put into one line of the log stays in it: reasons can quote what a server said.
-std::string onOneLine(std::string text) {
-  std::ranges::replace_if(
-      text, [](char c) { return static_cast<unsigned char>(c) < 0x20; }, ' ');
-  return text;
-}
 
 /// A transaction whose requests the engine carries. Each of them comes back through `settle`, which alone posts
 /// notifications.
@@ -158,7 +149,7 @@ class EngineTransaction final : public HttpTransaction, public HttpRequestOwner 
   void tellOutcome(const HttpRequest& request, std::string_view outcome) try {
     const HttpResult& result = request.result;
     std::string told(outcome);
-    told += result.outcome == HttpOutcome::completed ? std::to_string(result.status) : onOneLine(result.reason);
+    told += result.outcome == HttpOutcome::completed ? std::to_string(result.status) : result.reason;
     const auto elapsed = std::chrono::steady_clock::now() - request.begun;
     log_->writeLogToFileWithInfo(
         kLogInfo, kLogLevel, kOutcomeLine,

@@ -61,11 +61,11 @@ void releaseBlockedLookUps() {
 
 }  // namespace sqm::tests
 
-extern "C" int getaddrinfo(const char* node, const char* service, const addrinfo* hints, addrinfo** result) {
-  const std::string_view name = node == nullptr ? "" : node;
-  if (name == sqm::tests::kBlockedName) sqm::tests::block();
-  if (name.ends_with(".invalid")) return EAI_NONAME;
-  using LookUp = int (*)(const char*, const char*, const addrinfo*, addrinfo**);
-  static const auto kSystem = reinterpret_cast<LookUp>(::dlsym(RTLD_NEXT, "getaddrinfo"));
-  return kSystem(node, service, hints, result);
+extern "C" int getaddrinfo(const char* name, const char* service, const addrinfo* req, addrinfo** pai) {
+  const std::string_view wanted = name == nullptr ? "" : name;
+  if (wanted == sqm::tests::kBlockedName) sqm::tests::block();
+  if (wanted.ends_with(".invalid")) return EAI_NONAME;
+  // NOLINTNEXTLINE(cppcoreguidelines-pro-type-reinterpret-cast): POSIX lets what dlsym gives be a function
+  static const auto kSystem = reinterpret_cast<decltype(&getaddrinfo)>(::dlsym(RTLD_NEXT, "getaddrinfo"));
+  return kSystem(name, service, req, pai);
 }

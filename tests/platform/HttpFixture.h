@@ -131,7 +131,7 @@ class HttpFixture : public ::testing::Test {
   HttpFixture() {
     for (const char* const name :
          {"http_proxy", "https_proxy", "HTTPS_PROXY", "all_proxy", "ALL_PROXY", "no_proxy", "NO_PROXY"}) {
-      ::unsetenv(name);
+      ::unsetenv(name);  // NOLINT(concurrency-mt-unsafe): no client runs yet
     }
     startClient({});
   }

@@ -12,6 +12,7 @@
 
 #include "tests/platform/FakeResolver.h"
 #include "tests/platform/HttpFixture.h"
+#include "tests/platform/LoopbackSocket.h"
 
 namespace {
 
@@ -44,7 +45,7 @@ class HttpOutcome : public HttpFixture {
 
 TEST_F(HttpOutcome, AWholeResponseCompletesWhateverItsStatus) {
   const struct {
-    const char* what;
+    std::string_view what;
     Answer answer;
     Told told;
   } kCases[] = {
@@ -76,7 +77,7 @@ TEST_F(HttpOutcome, AWholeResponseCompletesWhateverItsStatus) {
 
 TEST_F(HttpOutcome, WhatIsNoWholeResponseIsAnError) {
   const struct {
-    const char* what;
+    std::string_view what;
     Answer answer;
   } kCases[] = {
       {"closed at once", {"", Then::close, When::onConnect}},
@@ -91,7 +92,7 @@ TEST_F(HttpOutcome, WhatIsNoWholeResponseIsAnError) {
       {"chunks that are none", {"HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\nzebra\r\n", Then::close}},
       {"an interim answer alone", {"HTTP/1.1 100 Continue\r\n\r\n", Then::close}},
       {"another protocol", {"HTTP/1.1 101 Switching Protocols\r\nUpgrade: other\r\n\r\nhello", Then::close}},
-      {"garbage", {std::string("\x16\x03\x01\0\xFF garbage\n", 15), Then::close}},
+      {"garbage", {std::string("\x16\x03\x01\0\xFF garbage\n", 14), Then::close}},
       {"HTTP/0.9", {"stored\n", Then::close}},
       {"another version", {"HTTP/9.9 200 OK\r\nContent-Length: 0\r\n\r\n"}},
       {"a length that is none", {"HTTP/1.1 200 OK\r\nContent-Length: many\r\n\r\n", Then::close}},
@@ -120,8 +121,8 @@ TEST_F(HttpOutcome, RedirectsAreNotFollowed) {
     const LoopbackServer server(Answer{std::string("HTTP/1.1 ") + status + "\r\nLocation: " + elsewhere.url() +
                                        "\r\nContent-Length: 0\r\n\r\n"});
     EXPECT_EQ(outcomeAt(server.url()).status, std::stoi(status));
-    EXPECT_EQ(server.requests().size(), 1u);
-    EXPECT_EQ(elsewhere.connections(), 0u);
+    EXPECT_EQ(server.requests().size(), 1U);
+    EXPECT_EQ(elsewhere.connections(), 0U);
   }
 }
 
@@ -135,27 +136,19 @@ TEST_F(HttpOutcome, AddressesThatCannotBeUsedAreErrors) {
            "http://" + host + std::string("/\0b", 3), "http://" + host + "/\x01", "http://127.0.0.1:99999/"}) {
     EXPECT_EQ(outcomeAt(url), error) << url;
   }
-  EXPECT_EQ(server.connections(), 0u);
+  EXPECT_EQ(server.connections(), 0U);
 }
 
 TEST_F(HttpOutcome, AMethodThatIsNotPostIsAnError) {
   const LoopbackServer server(response("200 OK"));
   EXPECT_EQ(outcomeAt(server.url(), 0), error);
   EXPECT_EQ(outcomeAt(server.url(), 2), error);
-  EXPECT_EQ(server.connections(), 0u);
+  EXPECT_EQ(server.connections(), 0U);
 }
 
 TEST_F(HttpOutcome, ARefusedConnectionIsAnError) {
-  // Bound, and so nobody else's, but not listening.
-  const int socket = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  socklen_t length = sizeof address;
-  ASSERT_EQ(::bind(socket, reinterpret_cast<sockaddr*>(&address), length), 0);
-  ASSERT_EQ(::getsockname(socket, reinterpret_cast<sockaddr*>(&address), &length), 0);
-  EXPECT_EQ(outcomeAt("http://127.0.0.1:" + std::to_string(ntohs(address.sin_port)) + "/"), error);
-  ::close(socket);
+  const Descriptor socket = boundSocket();  // so nobody else's, but not listening
+  EXPECT_EQ(outcomeAt("http://127.0.0.1:" + std::to_string(portOf(socket)) + "/"), error);
 }
 
 TEST_F(HttpOutcome, ANameThatNobodyKnowsIsAnError) { EXPECT_EQ(outcomeAt("http://unknown.invalid/"), error); }

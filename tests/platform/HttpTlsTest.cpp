@@ -11,11 +11,11 @@
 #include <string_view>
 #include <sys/socket.h>
 #include <thread>
-#include <unistd.h>
 
 #include <curl/curl.h>
 
 #include "tests/platform/HttpFixture.h"
+#include "tests/platform/LoopbackSocket.h"
 
 namespace {
 
@@ -32,7 +32,8 @@ std::unique_ptr<Handle, Free*> owned(Handle* handle, Free* free) {
 /// connections, one request each.
 class SelfSignedServer {
  public:
-  explicit SelfSignedServer(int connections) : context_(owned(SSL_CTX_new(TLS_server_method()), SSL_CTX_free)) {
+  explicit SelfSignedServer(int connections)
+      : context_(owned(SSL_CTX_new(TLS_server_method()), SSL_CTX_free)), listener_(boundSocket()) {
     const auto key = owned(EVP_EC_gen("P-256"), EVP_PKEY_free);
     const auto certificate = owned(X509_new(), X509_free);
     X509_set_version(certificate.get(), X509_VERSION_3);
@@ -40,35 +41,23 @@ class SelfSignedServer {
     X509_gmtime_adj(X509_getm_notBefore(certificate.get()), -3600);
     X509_gmtime_adj(X509_getm_notAfter(certificate.get()), 3600);
     X509_set_pubkey(certificate.get(), key.get());
-    constexpr std::string_view kName = "localhost";
+    constexpr std::array<unsigned char, 9> kName = {'l', 'o', 'c', 'a', 'l', 'h', 'o', 's', 't'};
     X509_NAME* const name = X509_get_subject_name(certificate.get());
-    X509_NAME_add_entry_by_txt(name, "CN", MBSTRING_ASC, reinterpret_cast<const unsigned char*>(kName.data()),
-                               static_cast<int>(kName.size()), -1, 0);
+    X509_NAME_add_entry_by_txt(name, "CN", MBSTRING_ASC, kName.data(), static_cast<int>(kName.size()), -1, 0);
     X509_set_issuer_name(certificate.get(), name);
     X509_sign(certificate.get(), key.get(), EVP_sha256());
     SSL_CTX_use_certificate(context_.get(), certificate.get());
     SSL_CTX_use_PrivateKey(context_.get(), key.get());
 
-    listener_ = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t length = sizeof address;
-    auto* const plain = reinterpret_cast<sockaddr*>(&address);
-    EXPECT_EQ(::bind(listener_, plain, length), 0);
     EXPECT_EQ(::listen(listener_, SOMAXCONN), 0);
-    EXPECT_EQ(::getsockname(listener_, plain, &length), 0);
-    url = "https://127.0.0.1:" + std::to_string(ntohs(address.sin_port)) + "/collect";
+    url = "https://127.0.0.1:" + std::to_string(portOf(listener_)) + "/collect";
     thread_ = std::thread([this, connections] {
       for (int served = 0; served < connections; ++served) serveOne();
     });
   }
   SelfSignedServer(const SelfSignedServer&) = delete;
   SelfSignedServer& operator=(const SelfSignedServer&) = delete;
-  ~SelfSignedServer() {
-    wait();
-    ::close(listener_);
-  }
+  ~SelfSignedServer() { wait(); }
 
   /// Until all connections have been served.
   void wait() {
@@ -80,7 +69,7 @@ class SelfSignedServer {
 
  private:
   void serveOne() {
-    const int socket = ::accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
+    const Descriptor socket(::accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC));
     const auto session = owned(SSL_new(context_.get()), SSL_free);
     SSL_set_fd(session.get(), socket);
     std::array<char, 4096> buffer{};
@@ -90,11 +79,10 @@ class SelfSignedServer {
       SSL_write(session.get(), kAnswer.data(), static_cast<int>(kAnswer.size()));
       SSL_shutdown(session.get());
     }
-    ::close(socket);
   }
 
   std::unique_ptr<SSL_CTX, decltype(&SSL_CTX_free)> context_;
-  int listener_ = -1;
+  Descriptor listener_;
   std::thread thread_;
 };
 
@@ -120,7 +108,7 @@ TEST_F(HttpTls, ACertificateThatNobodyVouchesForIsAnErrorBeforeAnythingIsSent) {
   caller->send(server.url, "confidential");
   runUntilTold(*caller, 1);
   EXPECT_THAT(caller->told, ElementsAre(Told{std::string(kError)}));
-  ASSERT_EQ(logs.lines("SQMHttp.log").size(), 2u);
+  ASSERT_EQ(logs.lines("SQMHttp.log").size(), 2U);
   EXPECT_THAT(logs.lines("SQMHttp.log")[1], ContainsRegex("error: .*certificate"));
 
   EXPECT_EQ(statusForTheCareless(server.url), 200);  // the server itself is a good one

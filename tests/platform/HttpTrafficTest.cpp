@@ -1,17 +1,15 @@
 // What goes over the wire, and what the traffic log tells of it.
 
 #include <cstdlib>
-#include <dirent.h>
 #include <fcntl.h>
-#include <memory>
-#include <netinet/in.h>
+#include <filesystem>
 #include <random>
 #include <string>
 #include <string_view>
-#include <sys/socket.h>
 #include <vector>
 
 #include "tests/platform/HttpFixture.h"
+#include "tests/platform/LoopbackSocket.h"
 
 namespace {
 
@@ -31,7 +29,7 @@ class HttpTraffic : public HttpFixture {
     caller->send(server.url(path), std::move(body));
     runUntilTold(*caller, 1);
     const auto requests = server.requests();
-    EXPECT_EQ(requests.size(), 1u);
+    EXPECT_EQ(requests.size(), 1U);
     return requests.empty() ? ReceivedRequest{} : requests.front();
   }
 };
@@ -99,33 +97,29 @@ TEST_F(HttpTraffic, CredentialsOfAnAddressAreSentWithItAlone) {
   caller->send("http://" + host + "/");
   runUntilTold(*caller, 2);
   const auto requests = server.requests();
-  ASSERT_EQ(requests.size(), 2u);
+  ASSERT_EQ(requests.size(), 2U);
   EXPECT_THAT(requests[0].head, HasSubstr("\r\nAuthorization: Basic dXNlcjpzZWNyZXQ=\r\n"));
   EXPECT_THAT(requests[1].head, Not(HasSubstr("Authorization")));
 }
 
 TEST_F(HttpTraffic, TheProxyOfTheEnvironmentIsUsed) {
   const LoopbackServer proxy(response("200 OK", "by proxy"));
-  ::setenv("http_proxy", proxy.url("").c_str(), 1);
+  ::setenv("http_proxy", proxy.url("").c_str(), 1);  // NOLINT(concurrency-mt-unsafe): no request runs
   const auto caller = newCaller();
   caller->send("http://collector.invalid/sqm");
   runUntilTold(*caller, 1);
-  ::unsetenv("http_proxy");
+  ::unsetenv("http_proxy");  // NOLINT(concurrency-mt-unsafe): no request runs
   EXPECT_THAT(caller->told, ElementsAre(Told{std::string(kCompleted), 200, "by proxy"}));
-  ASSERT_EQ(proxy.requests().size(), 1u);
+  ASSERT_EQ(proxy.requests().size(), 1U);
   EXPECT_THAT(proxy.requests()[0].head, StartsWith("POST http://collector.invalid/sqm HTTP/1.1\r\n"));
 }
 
 /// The sockets of this process that are connected to `port` of 127.0.0.1.
 std::vector<int> socketsTo(int port) {
   std::vector<int> found;
-  const std::unique_ptr<DIR, int (*)(DIR*)> folder(::opendir("/proc/self/fd"), ::closedir);
-  while (const dirent* const entry = ::readdir(folder.get())) {
-    const int fd = std::atoi(entry->d_name);
-    sockaddr_in peer{};
-    socklen_t length = sizeof peer;
-    if (::getpeername(fd, reinterpret_cast<sockaddr*>(&peer), &length) != 0) continue;
-    if (peer.sin_family == AF_INET && ntohs(peer.sin_port) == port) found.push_back(fd);
+  for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+    const int fd = std::stoi(entry.path().filename());
+    if (peerPortOf(fd) == port) found.push_back(fd);
   }
   return found;
 }
@@ -136,7 +130,7 @@ TEST_F(HttpTraffic, ConnectionsAreNotInheritedByOtherPrograms) {
   caller->send(server.url());
   runUntilTold(*caller, 1);
   const auto sockets = socketsTo(server.port());
-  ASSERT_EQ(sockets.size(), 1u);  // kept alive
+  ASSERT_EQ(sockets.size(), 1U);  // kept alive
   EXPECT_NE(::fcntl(sockets[0], F_GETFD) & FD_CLOEXEC, 0);
 }
 
@@ -185,7 +179,7 @@ TEST_F(HttpTraffic, TheLogTellsTimeOutsAndAborts) {
   caller->transaction->abortTransaction();
   runUntilTold(*caller, 2);
   const auto lines = logs.lines("SQMHttp.log");
-  ASSERT_EQ(lines.size(), 4u);
+  ASSERT_EQ(lines.size(), 4U);
   EXPECT_THAT(lines[1], StartsWith("DEBUG 2 s***request 1: time-out: "));
   EXPECT_THAT(lines[3], MatchesRegex("DEBUG 2 s\\*\\*\\*request 2: aborted, [0-9]+ ms, 0 bytes"));
 }
@@ -235,8 +229,8 @@ TEST_F(HttpTraffic, ALaterSessionTakesTheLogOver) {
   caller->transaction->startSession("second", "Second.log");
   caller->send(std::nullopt);
   runUntilTold(*caller, 2);
-  EXPECT_EQ(logs.lines("First.log").size(), 2u);
-  ASSERT_EQ(logs.lines("Second.log").size(), 2u);
+  EXPECT_EQ(logs.lines("First.log").size(), 2U);
+  ASSERT_EQ(logs.lines("Second.log").size(), 2U);
   EXPECT_THAT(logs.lines("Second.log")[0], StartsWith("DEBUG 2 second***request 2: "));
 }
 

@@ -94,6 +94,24 @@ TEST_F(HttpTransaction, AFailureDoesNotShowTheResponseOfARequestBesideIt) {
   EXPECT_THAT(caller->told, ElementsAre(kOk, Told{std::string(kTimeOut)}));
 }
 
+TEST_F(HttpTransaction, TheClientKnowsHowManyRequestsAreUnderWay) {
+  const LoopbackServer silent(kNoAnswer);
+  const LoopbackServer server(response("200 OK", "ok"));
+  const auto first = newCaller();
+  auto second = newCaller();
+  EXPECT_EQ(client->requestsUnderWay(), 0U);
+  std::size_t insideHandler = 0;
+  first->whenTold = [&] { insideHandler = client->requestsUnderWay(); };
+  first->send(server.url());
+  second->send(silent.url());
+  second->send(silent.url());
+  EXPECT_EQ(client->requestsUnderWay(), 3U);
+  runUntilTold(*first, 1);
+  EXPECT_EQ(insideHandler, 2U);
+  second.reset();
+  EXPECT_EQ(client->requestsUnderWay(), 0U);
+}
+
 TEST_F(HttpTransaction, NotificationsNameTheTransactionThatSent) {
   const LoopbackServer server(response("200 OK", "ok"));
   const auto first = newCaller();
@@ -105,7 +123,9 @@ TEST_F(HttpTransaction, NotificationsNameTheTransactionThatSent) {
 
 TEST_F(HttpTransaction, RequestsInARowShareOneConnection) {
   constexpr std::size_t kRequests = 1000;
-  const LoopbackServer server(response("200 OK", "ok"));
+  // With headers that, all together, are longer than the limit for one answer.
+  const LoopbackServer server(
+      Answer{"HTTP/1.1 200 OK\r\nContent-Length: 2\r\nX-Padding: " + std::string(512, 'x') + "\r\n\r\nok"});
   const auto caller = newCaller();
   caller->whenTold = [&] {
     if (caller->told.size() < kRequests) {
@@ -115,7 +135,7 @@ TEST_F(HttpTransaction, RequestsInARowShareOneConnection) {
   caller->send(server.url(), "0");
   runUntilTold(*caller, kRequests);
   EXPECT_THAT(caller->told, Each(kOk));
-  EXPECT_EQ(server.connections(), 1u);
+  EXPECT_EQ(server.connections(), 1U);
   const auto requests = server.requests();
   ASSERT_EQ(requests.size(), kRequests);
   for (std::size_t number = 0; number < kRequests; ++number) EXPECT_EQ(requests[number].body, std::to_string(number));
@@ -128,7 +148,7 @@ TEST_F(HttpTransaction, TransactionsShareTheirConnections) {
     caller->send(server.url());
     runUntilTold(*caller, 1);
   }
-  EXPECT_EQ(server.connections(), 1u);
+  EXPECT_EQ(server.connections(), 1U);
 }
 
 TEST_F(HttpTransaction, ThousandsAtOnceWaitForTheirTurnOnFewConnections) {
@@ -139,7 +159,7 @@ TEST_F(HttpTransaction, ThousandsAtOnceWaitForTheirTurnOnFewConnections) {
   for (std::size_t number = 0; number < kRequests; ++number) caller->send(server.url(), std::to_string(number));
   runUntilTold(*caller, kRequests);
   EXPECT_THAT(caller->told, Each(kOk));
-  EXPECT_LE(server.connections(), 4u);
+  EXPECT_LE(server.connections(), 4U);
   std::vector<bool> came(kRequests);
   for (const ReceivedRequest& request : server.requests()) came.at(std::stoul(request.body)) = true;
   EXPECT_THAT(came, Each(true));
@@ -175,7 +195,7 @@ TEST_F(HttpTransaction, ARequestIsSentAgainWhenItsKeptAliveConnectionDiesUnanswe
   runUntilTold(*caller, 2);
   EXPECT_THAT(caller->told, ElementsAre(kOk, kOk));
   const auto requests = server.requests();
-  ASSERT_EQ(requests.size(), 3u);
+  ASSERT_EQ(requests.size(), 3U);
   EXPECT_EQ(requests[1].body, "second");
   EXPECT_EQ(requests[2].body, "second");
 }
@@ -368,10 +388,30 @@ TEST_F(HttpTransaction, TheClientMayGoFirst) {
   caller->send(server.url());
   idle->send(server.url());
   idle->transaction->startSession("late", "SQMHttp.log");
-  EXPECT_EQ(loop.poll(), 0u);
+  EXPECT_EQ(loop.poll(), 0U);
   EXPECT_THAT(caller->told, IsEmpty());
   EXPECT_THAT(idle->told, IsEmpty());
   EXPECT_EQ(idle->transaction->httpResponseStatusCode(), 0);
+}
+
+TEST_F(HttpTransaction, NoServiceIsAskedForAnythingOnceTheClientIsGone) {
+  const LoopbackServer server(kNoAnswer);
+  auto ownLogs = std::make_unique<sqm::testing::MemoryLogs>();
+  auto ownNotifications = std::make_unique<sqm::NotificationCenter>();
+  auto ownLoop = std::make_unique<sqm::platform::RunLoop>();
+  auto ownClient = std::make_unique<sqm::platform::HttpClient>(*ownLoop, *ownNotifications, *ownLogs);
+  Caller caller(*ownClient, *ownNotifications);
+  caller.send(server.url());
+  ASSERT_TRUE(server.waitForHeads(1));
+  ownClient.reset();
+  ownLoop.reset();
+  ownNotifications.reset();
+  ownLogs.reset();
+  caller.transaction->startSession("late", "SQMHttp.log");
+  caller.send(server.url());
+  caller.transaction->abortTransaction();
+  caller.transaction.reset();
+  EXPECT_THAT(caller.told, IsEmpty());
 }
 
 TEST_F(HttpTransaction, TasksThatTheClientLeftBehindDoNothing) {
@@ -380,7 +420,7 @@ TEST_F(HttpTransaction, TasksThatTheClientLeftBehindDoNothing) {
   caller->send(server.url());
   ASSERT_TRUE(mainThread.waitForPosts(1));
   client.reset();
-  EXPECT_EQ(loop.poll(), 1u);
+  EXPECT_EQ(loop.poll(), 1U);
   EXPECT_THAT(caller->told, IsEmpty());
 }
 
@@ -429,7 +469,7 @@ TEST_F(HttpTransaction, AMainThreadThatRefusesEveryTaskDoesNotKeepTheClientFromE
   mainThread.refuse(1'000'000);
   caller->send(kNoAddress);
   client.reset();
-  EXPECT_EQ(loop.poll(), 0u);
+  EXPECT_EQ(loop.poll(), 0U);
 }
 
 TEST_F(HttpTransaction, AnExceptionOfAHandlerReachesTheRunLoopAndSpoilsNothing) {

@@ -1,7 +1,6 @@
 #include "tests/platform/LoopbackServer.h"
 
 #include <algorithm>
-#include <arpa/inet.h>
 #include <cerrno>
 #include <charconv>
 #include <chrono>
@@ -20,27 +19,13 @@
 #include <thread>
 #include <unistd.h>
 
+#include "tests/platform/LoopbackSocket.h"
+
 namespace sqm::tests {
 
 namespace {
 
 constexpr std::chrono::seconds kPatience{60};
-
-class Descriptor {
- public:
-  explicit Descriptor(int fd) : fd_(fd) {
-    if (fd < 0) throw std::runtime_error("the loopback server has no descriptor");
-  }
-  Descriptor(Descriptor&& other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
-  Descriptor& operator=(Descriptor&&) = delete;
-  ~Descriptor() {
-    if (fd_ >= 0) ::close(fd_);
-  }
-  operator int() const { return fd_; }
-
- private:
-  int fd_;
-};
 
 /// The value of "Content-Length:" as libcurl spells it; 0 without one.
 std::size_t declaredLength(std::string_view head) {
@@ -77,19 +62,9 @@ Answer response(std::string_view status, std::string_view body) {
 class LoopbackServer::Loop {
  public:
   explicit Loop(std::vector<Answer> script)
-      : script_(std::move(script)),
-        listener_(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0)),
-        stop_(::eventfd(0, EFD_CLOEXEC)) {
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t length = sizeof address;
-    auto* const plain = reinterpret_cast<sockaddr*>(&address);
-    if (::bind(listener_, plain, length) != 0 || ::listen(listener_, SOMAXCONN) != 0 ||
-        ::getsockname(listener_, plain, &length) != 0) {
-      throw std::runtime_error("the loopback server has no port");
-    }
-    port = ntohs(address.sin_port);
+      : script_(std::move(script)), listener_(boundSocket()), stop_(::eventfd(0, EFD_CLOEXEC)) {
+    if (::listen(listener_, SOMAXCONN) != 0) throw std::runtime_error("the loopback server cannot listen");
+    port = portOf(listener_);
     thread_ = std::thread([this] { run(); });
   }
 

@@ -29,7 +29,7 @@ TEST(RunLoop, PostNeverRunsTheTaskItself) {
   bool ran = false;
   loop.post([&] { ran = true; });
   EXPECT_FALSE(ran);
-  EXPECT_EQ(loop.poll(), 1u);
+  EXPECT_EQ(loop.poll(), 1U);
   EXPECT_TRUE(ran);
 }
 
@@ -37,11 +37,11 @@ TEST(RunLoop, PollRunsWhatIsQueuedInOrder) {
   RunLoop loop;
   std::vector<int> order;
   for (const int number : {1, 2, 3}) loop.post([&, number] { order.push_back(number); });
-  EXPECT_EQ(loop.poll(), 3u);
+  EXPECT_EQ(loop.poll(), 3U);
   EXPECT_THAT(order, ElementsAre(1, 2, 3));
 }
 
-TEST(RunLoop, PollOfAnEmptyQueueRunsNothing) { EXPECT_EQ(RunLoop().poll(), 0u); }
+TEST(RunLoop, PollOfAnEmptyQueueRunsNothing) { EXPECT_EQ(RunLoop().poll(), 0U); }
 
 TEST(RunLoop, PollLeavesWhatIsPostedMeanwhileForTheNextCall) {
   RunLoop loop;
@@ -51,9 +51,9 @@ TEST(RunLoop, PollLeavesWhatIsPostedMeanwhileForTheNextCall) {
     loop.post(again);
   };
   loop.post(again);
-  EXPECT_EQ(loop.poll(), 1u);
+  EXPECT_EQ(loop.poll(), 1U);
   EXPECT_EQ(rounds, 1);
-  EXPECT_EQ(loop.poll(), 1u);
+  EXPECT_EQ(loop.poll(), 1U);
   EXPECT_EQ(rounds, 2);
 }
 
@@ -67,8 +67,8 @@ TEST(RunLoop, PollInsideATaskTakesTheTasksThatWereQueuedAndNoMore) {
     inner = loop.poll();
   });
   loop.post([&] { order.emplace_back("second"); });
-  EXPECT_EQ(loop.poll(), 1u);
-  EXPECT_EQ(inner, 2u);
+  EXPECT_EQ(loop.poll(), 1U);
+  EXPECT_EQ(inner, 2U);
   EXPECT_THAT(order, ElementsAre("first", "second", "posted meanwhile"));
 }
 
@@ -79,7 +79,7 @@ TEST(RunLoop, AnExceptionReachesWhoPollsAndTheRestStays) {
   loop.post([&] { ran = true; });
   EXPECT_THROW(loop.poll(), std::runtime_error);
   EXPECT_FALSE(ran);
-  EXPECT_EQ(loop.poll(), 1u);
+  EXPECT_EQ(loop.poll(), 1U);
   EXPECT_TRUE(ran);
 }
 
@@ -89,7 +89,7 @@ TEST(RunLoop, AnExceptionReachesWhoRunsAndTheRestStays) {
   loop.post([&] { loop.stop(); });
   EXPECT_THROW(loop.run(), std::runtime_error);
   loop.run();
-  EXPECT_EQ(loop.poll(), 0u);
+  EXPECT_EQ(loop.poll(), 0U);
 }
 
 TEST(RunLoop, AnExceptionReachesWhoRunsUntilAndTheRestStays) {
@@ -107,6 +107,7 @@ TEST(RunLoop, RunTakesTasksOfOtherThreadsUntilStop) {
   RunLoop loop;
   int ran = 0;
   std::vector<std::thread> posters;
+  posters.reserve(kThreads);
   for (int thread = 0; thread < kThreads; ++thread) {
     posters.emplace_back([&] {
       for (int task = 0; task < kTasksEach; ++task) {
@@ -128,7 +129,7 @@ TEST(RunLoop, StopLeavesTheRestOfTheQueue) {
   loop.post([&] { ran = true; });
   loop.run();
   EXPECT_FALSE(ran);
-  EXPECT_EQ(loop.poll(), 1u);
+  EXPECT_EQ(loop.poll(), 1U);
 }
 
 TEST(RunLoop, StopBeforeRunEndsThatRunAlone) {
@@ -164,7 +165,7 @@ TEST(RunLoop, RunUntilAsksAfterEveryTask) {
   for (int task = 0; task < 5; ++task) loop.post([&] { ++ran; });
   EXPECT_TRUE(loop.runUntil([&] { return ran == 2; }, kPatience));
   EXPECT_EQ(ran, 2);
-  EXPECT_EQ(loop.poll(), 3u);
+  EXPECT_EQ(loop.poll(), 3U);
 }
 
 TEST(RunLoop, RunUntilIsWokenByATaskOfAnotherThread) {
@@ -207,8 +208,8 @@ TEST(RunLoop, WhatATaskOwnsMayPostWhenItGoes) {
     std::shared_ptr<void> owned(nullptr, [&](void*) { loop.post([&] { ran = true; }); });
     loop.post([owned = std::move(owned)] {});
   }
-  EXPECT_EQ(loop.poll(), 1u);
-  EXPECT_EQ(loop.poll(), 1u);
+  EXPECT_EQ(loop.poll(), 1U);
+  EXPECT_EQ(loop.poll(), 1U);
   EXPECT_TRUE(ran);
 }
 
@@ -227,7 +228,7 @@ TEST(MainThreadAdapter, HandsTasksToTheEventLoopOfTheHost) {
   MainThreadAdapter adapter([&](MainThread::Task task) { hostLoop.push_back(std::move(task)); });
   bool ran = false;
   static_cast<MainThread&>(adapter).post([&] { ran = true; });
-  ASSERT_EQ(hostLoop.size(), 1u);
+  ASSERT_EQ(hostLoop.size(), 1U);
   EXPECT_FALSE(ran);
   hostLoop.front()();
   EXPECT_TRUE(ran);

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <utility>
+
+namespace sqm::tests {
+
+/// Closes a descriptor when it goes.
+class Descriptor {
+ public:
+  /// Failure: std::runtime_error for a negative descriptor.
+  explicit Descriptor(int fd);
+  Descriptor(Descriptor&& other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
+  Descriptor& operator=(Descriptor&&) = delete;
+  ~Descriptor();
+  operator int() const { return fd_; }
+
+ private:
+  int fd_;
+};
+
+/// A TCP socket that has a free port of 127.0.0.1 for itself, and does not listen yet.
+Descriptor boundSocket();
+
+/// The port to which the socket is bound.
+int portOf(int socket);
+
+/// The port at the other end of a connection of 127.0.0.1; 0 for a descriptor that is no such connection.
+int peerPortOf(int socket);
+
+}  // namespace sqm::tests
