@@ -75,7 +75,7 @@ TEST(FieldNameTable, SaysWhichNumberLiesBeyondHowManyNames) {
 TEST(FieldNameTable, ShortListNamesWhatItHolds) {
   const FieldNameTable table(numbered(7));
   EXPECT_EQ(table.name(6), "F6");
-  EXPECT_EQ(table.fieldNamed("F6"), 6u);
+  EXPECT_EQ(table.fieldNamed("F6"), 6U);
   EXPECT_EQ(table.fieldNamed("F7"), std::nullopt);
 }
 
@@ -92,11 +92,12 @@ TEST(FieldNameTable, MissingNameLeavesItsFieldWithoutOne) {
   const FieldNameTable table(names);
   EXPECT_EQ(table.name(7), std::nullopt);
   EXPECT_EQ(table.fieldNamed("F7"), std::nullopt);
-  EXPECT_EQ(table.fieldNamed("F8"), 8u);
+  EXPECT_EQ(table.fieldNamed("F8"), 8U);
 }
 
 TEST(FieldNameTable, AllNamesMayBeMissing) {
-  const FieldNameTable table(Names(FieldNameTable::kFields));
+  const Names noNames(FieldNameTable::kFields);
+  const FieldNameTable table(noNames);
   EXPECT_EQ(table.name(0), std::nullopt);
   EXPECT_EQ(table.name(90), std::nullopt);
   EXPECT_EQ(table.fieldNamed(""), std::nullopt);
@@ -108,17 +109,17 @@ TEST(FieldNameTable, FirstFieldStandsForAllOfItsName) {
   names[90] = "F12";
   const FieldNameTable table(names);
   EXPECT_EQ(table.name(90), "F12");
-  EXPECT_EQ(table.fieldNamed("F12"), 12u);
-  EXPECT_EQ(table.firstNamesake(12), 12u);
-  EXPECT_EQ(table.firstNamesake(40), 12u);
-  EXPECT_EQ(table.firstNamesake(90), 12u);
+  EXPECT_EQ(table.fieldNamed("F12"), 12U);
+  EXPECT_EQ(table.firstNamesake(12), 12U);
+  EXPECT_EQ(table.firstNamesake(40), 12U);
+  EXPECT_EQ(table.firstNamesake(90), 12U);
   EXPECT_EQ(table.fieldNamed("F40"), std::nullopt);
 }
 
 TEST(FieldNameTable, AllFieldsMayHaveOneName) {
   const FieldNameTable table(Names(FieldNameTable::kFields, "same"));
-  EXPECT_EQ(table.fieldNamed("same"), 0u);
-  for (std::size_t field = 0; field < FieldNameTable::kFields; ++field) EXPECT_EQ(table.firstNamesake(field), 0u);
+  EXPECT_EQ(table.fieldNamed("same"), 0U);
+  for (std::size_t field = 0; field < FieldNameTable::kFields; ++field) EXPECT_EQ(table.firstNamesake(field), 0U);
 }
 
 TEST(FieldNameTable, NamesAreData) {
@@ -135,7 +136,7 @@ TEST(FieldNameTable, CopiesAreTablesOfTheirOwn) {
   const FieldNameTable copy = *original;
   original.reset();
   EXPECT_EQ(copy.name(3), "F3");
-  EXPECT_EQ(copy.fieldNamed("F3"), 3u);
+  EXPECT_EQ(copy.fieldNamed("F3"), 3U);
 }
 
 }  // namespace
