@@ -80,10 +80,12 @@ TEST(FieldNameTable, ShortListNamesWhatItHolds) {
 }
 
 TEST(FieldNameTable, DoesNotUseEntriesBeyondTheLastField) {
-  const FieldNameTable table(numbered(1000));
-  EXPECT_EQ(table.name(90), "F90");
-  EXPECT_THROW(static_cast<void>(table.name(91)), std::out_of_range);
-  EXPECT_EQ(table.fieldNamed("F91"), std::nullopt);
+  for (const std::size_t entries : {FieldNameTable::kFields + 1, std::size_t{1'000}}) {
+    const FieldNameTable table(numbered(entries));
+    EXPECT_EQ(table.name(90), "F90");
+    EXPECT_THROW(static_cast<void>(table.name(91)), std::out_of_range);
+    EXPECT_EQ(table.fieldNamed("F91"), std::nullopt);
+  }
 }
 
 TEST(FieldNameTable, MissingNameLeavesItsFieldWithoutOne) {
