@@ -47,6 +47,7 @@ class SQM {
   virtual std::optional<std::string_view> recordSubType() const { return std::nullopt; }
 
   /// Puts the given values in the place of the record's own.
+  // NOLINTNEXTLINE(performance-unnecessary-value-param): who has values keeps them.
   virtual void updateRecordValues(ValueDictionary /*values*/) {}
 };
 

@@ -75,15 +75,17 @@ TEST(FieldNameTable, SaysWhichNumberLiesBeyondHowManyNames) {
 TEST(FieldNameTable, ShortListNamesWhatItHolds) {
   const FieldNameTable table(numbered(7));
   EXPECT_EQ(table.name(6), "F6");
-  EXPECT_EQ(table.fieldNamed("F6"), 6u);
+  EXPECT_EQ(table.fieldNamed("F6"), 6U);
   EXPECT_EQ(table.fieldNamed("F7"), std::nullopt);
 }
 
 TEST(FieldNameTable, DoesNotUseEntriesBeyondTheLastField) {
-  const FieldNameTable table(numbered(1000));
-  EXPECT_EQ(table.name(90), "F90");
-  EXPECT_THROW(static_cast<void>(table.name(91)), std::out_of_range);
-  EXPECT_EQ(table.fieldNamed("F91"), std::nullopt);
+  for (const std::size_t entries : {FieldNameTable::kFields + 1, std::size_t{1'000}}) {
+    const FieldNameTable table(numbered(entries));
+    EXPECT_EQ(table.name(90), "F90");
+    EXPECT_THROW(static_cast<void>(table.name(91)), std::out_of_range);
+    EXPECT_EQ(table.fieldNamed("F91"), std::nullopt);
+  }
 }
 
 TEST(FieldNameTable, MissingNameLeavesItsFieldWithoutOne) {
@@ -92,11 +94,12 @@ TEST(FieldNameTable, MissingNameLeavesItsFieldWithoutOne) {
   const FieldNameTable table(names);
   EXPECT_EQ(table.name(7), std::nullopt);
   EXPECT_EQ(table.fieldNamed("F7"), std::nullopt);
-  EXPECT_EQ(table.fieldNamed("F8"), 8u);
+  EXPECT_EQ(table.fieldNamed("F8"), 8U);
 }
 
 TEST(FieldNameTable, AllNamesMayBeMissing) {
-  const FieldNameTable table(Names(FieldNameTable::kFields));
+  const Names noNames(FieldNameTable::kFields);
+  const FieldNameTable table(noNames);
   EXPECT_EQ(table.name(0), std::nullopt);
   EXPECT_EQ(table.name(90), std::nullopt);
   EXPECT_EQ(table.fieldNamed(""), std::nullopt);
@@ -108,17 +111,17 @@ TEST(FieldNameTable, FirstFieldStandsForAllOfItsName) {
   names[90] = "F12";
   const FieldNameTable table(names);
   EXPECT_EQ(table.name(90), "F12");
-  EXPECT_EQ(table.fieldNamed("F12"), 12u);
-  EXPECT_EQ(table.firstNamesake(12), 12u);
-  EXPECT_EQ(table.firstNamesake(40), 12u);
-  EXPECT_EQ(table.firstNamesake(90), 12u);
+  EXPECT_EQ(table.fieldNamed("F12"), 12U);
+  EXPECT_EQ(table.firstNamesake(12), 12U);
+  EXPECT_EQ(table.firstNamesake(40), 12U);
+  EXPECT_EQ(table.firstNamesake(90), 12U);
   EXPECT_EQ(table.fieldNamed("F40"), std::nullopt);
 }
 
 TEST(FieldNameTable, AllFieldsMayHaveOneName) {
   const FieldNameTable table(Names(FieldNameTable::kFields, "same"));
-  EXPECT_EQ(table.fieldNamed("same"), 0u);
-  for (std::size_t field = 0; field < FieldNameTable::kFields; ++field) EXPECT_EQ(table.firstNamesake(field), 0u);
+  EXPECT_EQ(table.fieldNamed("same"), 0U);
+  for (std::size_t field = 0; field < FieldNameTable::kFields; ++field) EXPECT_EQ(table.firstNamesake(field), 0U);
 }
 
 TEST(FieldNameTable, NamesAreData) {
@@ -135,7 +138,7 @@ TEST(FieldNameTable, CopiesAreTablesOfTheirOwn) {
   const FieldNameTable copy = *original;
   original.reset();
   EXPECT_EQ(copy.name(3), "F3");
-  EXPECT_EQ(copy.fieldNamed("F3"), 3u);
+  EXPECT_EQ(copy.fieldNamed("F3"), 3U);
 }
 
 }  // namespace

@@ -30,7 +30,7 @@ class KeepingLogFile : public sqm::LogFile {
 TEST(LogFile, HandsOverTheLineAsItWasGiven) {
   KeepingLogFile log;
   log.writeLogToFileWithInfo("USER", 2, "%@ and %d", {"first", "2"});
-  ASSERT_EQ(log.lines.size(), 1u);
+  ASSERT_EQ(log.lines.size(), 1U);
   EXPECT_EQ(log.lines[0].info, "USER");
   EXPECT_EQ(log.lines[0].userLevel, 2);
   EXPECT_EQ(log.lines[0].format, "%@ and %d");
@@ -40,7 +40,7 @@ TEST(LogFile, HandsOverTheLineAsItWasGiven) {
 TEST(LogFile, TakesALineWithoutArguments) {
   KeepingLogFile log;
   log.writeLogToFileWithInfo("DEBUG", 1, "httpStatus***upload error");
-  ASSERT_EQ(log.lines.size(), 1u);
+  ASSERT_EQ(log.lines.size(), 1U);
   EXPECT_EQ(log.lines[0].format, "httpStatus***upload error");
   EXPECT_TRUE(log.lines[0].arguments.empty());
 }

@@ -112,7 +112,7 @@ TEST_F(NotificationCenterTest, MovingKeepsTheRegistration) {
   Registration first = observe("a");
   Registration second = std::move(first);
   post();
-  first.reset();
+  first.reset();  // NOLINT(bugprone-use-after-move): it is empty now
   post();
   second.reset();
   post();
@@ -192,7 +192,7 @@ TEST_F(NotificationCenterTest, ObserverAddedInsideADeliveryIsCalledFromTheNextOn
   EXPECT_EQ(told, Texts{"first"});
   told.clear();
   post();
-  EXPECT_EQ(told.size(), 101u);
+  EXPECT_EQ(told.size(), 101U);
 }
 
 TEST_F(NotificationCenterTest, ObjectMayDestroyItselfAndItsRegistrationInsideADelivery) {

@@ -93,7 +93,7 @@ TEST(SharedInstance, ConcurrentFirstCallsMakeOneObject) {
   EXPECT_EQ(Class::made, 1);
   EXPECT_EQ(std::set<Class*>(shared.begin(), shared.end()), std::set<Class*>{Class::sharedSingle()});
   std::erase(allocated, nullptr);
-  EXPECT_LE(allocated.size(), 1u);
+  EXPECT_LE(allocated.size(), 1U);
 }
 
 }  // namespace

@@ -27,7 +27,7 @@ Table tableOf(std::vector<std::optional<std::string>> names) {
 
 Table numberedTable() {
   std::vector<std::optional<std::string>> names;
-  for (std::size_t field = 0; field < FieldNameTable::kFields; ++field) names.push_back("F" + std::to_string(field));
+  for (std::size_t field = 0; field < FieldNameTable::kFields; ++field) names.emplace_back("F" + std::to_string(field));
   return tableOf(std::move(names));
 }
 
@@ -38,7 +38,7 @@ Pairs pairsOf(const ValueDictionary& values) {
 }
 
 /// A text that is long enough to make a buffer move.
-std::string longText(char character) { return std::string(10'000, character); }
+std::string longText(char character) { return repeated({&character, 1}, 10'000); }
 
 /// What holds with and without a field-name table; half of the keys used below are names of the table.
 class ValueDictionaryTest : public ::testing::TestWithParam<bool> {
@@ -53,7 +53,7 @@ INSTANTIATE_TEST_SUITE_P(, ValueDictionaryTest, ::testing::Bool(),
 
 TEST_P(ValueDictionaryTest, IsEmptyAtFirst) {
   EXPECT_TRUE(values.empty());
-  EXPECT_EQ(values.size(), 0u);
+  EXPECT_EQ(values.size(), 0U);
   EXPECT_FALSE(values.contains("F6"));
   EXPECT_EQ(values.find("F6"), std::nullopt);
   EXPECT_EQ(pairsOf(values), Pairs{});
@@ -66,7 +66,7 @@ TEST_P(ValueDictionaryTest, KeepsValuesUnderTheirKeys) {
   EXPECT_EQ(values.find("locale"), "English");
   EXPECT_EQ(values.find("F"), std::nullopt);
   EXPECT_EQ(values.find("F7"), std::nullopt);
-  EXPECT_EQ(values.size(), 2u);
+  EXPECT_EQ(values.size(), 2U);
   EXPECT_FALSE(values.empty());
 }
 
@@ -75,7 +75,7 @@ TEST_P(ValueDictionaryTest, EmptyTextIsAValueLikeAnyOther) {
   values.set("os", "");
   EXPECT_EQ(values.find("F6"), "");
   EXPECT_TRUE(values.contains("os"));
-  EXPECT_EQ(values.size(), 2u);
+  EXPECT_EQ(values.size(), 2U);
 }
 
 TEST_P(ValueDictionaryTest, EmptyTextIsAKeyLikeAnyOther) {
@@ -92,7 +92,7 @@ TEST_P(ValueDictionaryTest, LaterValueTakesThePlaceOfTheEarlierOne) {
       EXPECT_EQ(values.find("F7"), "neighbour");
     }
   }
-  EXPECT_EQ(values.size(), 3u);
+  EXPECT_EQ(values.size(), 3U);
 }
 
 TEST_P(ValueDictionaryTest, KeysAndValuesAreData) {
@@ -120,7 +120,7 @@ TEST_P(ValueDictionaryTest, EraseRemovesOneValue) {
   values.erase("F6");
   values.erase("never there");
   EXPECT_EQ(pairsOf(values), (Pairs{{"F7", "seven"}, {"os", "system"}}));
-  EXPECT_EQ(values.size(), 2u);
+  EXPECT_EQ(values.size(), 2U);
 
   values.set("F6", "again");
   values.set("locale", "");
@@ -189,7 +189,7 @@ TEST_P(ValueDictionaryTest, ValueMayBeAViewOfAnotherOneWhenGapsAreClosed) {
   values.set("F4", *values.find("F1"));  // hardly anything of the buffer is in use
   EXPECT_EQ(values.find("F1"), "source");
   EXPECT_EQ(values.find("F4"), "source");
-  EXPECT_EQ(values.size(), 2u);
+  EXPECT_EQ(values.size(), 2U);
 }
 
 TEST_P(ValueDictionaryTest, KeyMayBeAViewOfAValue) {
@@ -276,7 +276,7 @@ TEST_F(ValueDictionaryByField, FieldAndItsNameAreOneKey) {
   EXPECT_EQ(values.find("F6"), "by number");
   values.set("F6", "by name");
   EXPECT_EQ(values.findField(*names, 6), "by name");
-  EXPECT_EQ(values.size(), 1u);
+  EXPECT_EQ(values.size(), 1U);
   values.eraseField(*names, 6);
   EXPECT_FALSE(values.contains("F6"));
   values.set("F6", "");

@@ -80,10 +80,8 @@ TEST(XmlText, WhiteSpaceStaysInMarkup) { EXPECT_EQ(markup("a\rb\r\nc\t "), "a\rb
 TEST(XmlText, AllowedTextHasNoReferences) { EXPECT_EQ(allowed("&<>\"'\r\n\t&#0;"), "&<>\"'\r\n\t&#0;"); }
 
 TEST(XmlText, OrdinaryTextStaysAsItIs) {
-  for (const std::string_view text : {"", "plain", "%@ %d",
-                                      "Stra\xC3\x9F"
-                                      "e",
-                                      "\xE2\x82\xAC", "\xF0\x9F\x93\xB6", "\x7F"}) {
+  for (const std::string_view text :
+       {"", "plain", "%@ %d", "Gru\xC3\x9F", "\xE2\x82\xAC", "\xF0\x9F\x93\xB6", "\x7F"}) {
     EXPECT_EQ(markup(text), text);
     EXPECT_EQ(propertyList(text), text);
     EXPECT_EQ(allowed(text), text);

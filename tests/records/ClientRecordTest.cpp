@@ -41,7 +41,7 @@ TEST_F(ClientRecord, TakesTheFields0To7) {
   EXPECT_EQ(record.SetAttribute(91, "V91"), 3);
   EXPECT_EQ(record.SetAttribute(-1, "V"), 3);
   EXPECT_EQ(record.SetAttributeAfterXMLCompatibleFormat(8, "V8"), 3);
-  EXPECT_EQ(record.recordValues()->size(), 1u);
+  EXPECT_EQ(record.recordValues()->size(), 1U);
 }
 
 TEST_F(ClientRecord, RejectsAFieldAbove90WhateverTheTableHolds) {
@@ -155,7 +155,7 @@ TEST_F(ClientRecord, SetValueRejectsWhatIsAbsent) {
   EXPECT_EQ(record.setValue("value", std::nullopt), 3);
   EXPECT_EQ(record.setValue(std::nullopt, std::nullopt), 3);
   EXPECT_EQ(record.recordValues()->find("locale"), "English");
-  EXPECT_EQ(record.recordValues()->size(), 1u);
+  EXPECT_EQ(record.recordValues()->size(), 1U);
 }
 
 TEST_F(ClientRecord, WithoutTheResourceSetValueStoresNothingAndSucceeds) {

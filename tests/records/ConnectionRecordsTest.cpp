@@ -58,7 +58,7 @@ TEST_F(ConnectionRecord, StoresWhatItsKindsStore) {
   EXPECT_THROW(record.SetAttribute(6, std::nullopt), std::invalid_argument);
   EXPECT_EQ(record.recordValues()->find("F90"), "V90");
   EXPECT_EQ(record.recordValues()->find("F13"), "a&amp;b");
-  EXPECT_EQ(record.recordValues()->size(), 2u);
+  EXPECT_EQ(record.recordValues()->size(), 2U);
   EXPECT_TRUE(record.clearRecord());
   EXPECT_TRUE(record.recordValues()->empty());
 }

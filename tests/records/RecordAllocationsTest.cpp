@@ -31,7 +31,7 @@ TEST_P(RecordAllocations, FormattingAllocatesItsResultAlone) {
   const std::size_t count = probe.count();
   const std::size_t bytes = probe.bytes();
   EXPECT_EQ(status, 0);
-  EXPECT_EQ(count, 1u);
+  EXPECT_EQ(count, 1U);
   EXPECT_EQ(bytes, slot->size() + 1);
 }
 
@@ -40,7 +40,7 @@ TEST_P(RecordAllocations, FormattingARecordThatDoesNotValidateAllocatesNothing) 
   std::optional<std::string> slot = "";
   const AllocationProbe probe;
   record->FormatRecord(slot);
-  EXPECT_EQ(probe.count(), 0u);
+  EXPECT_EQ(probe.count(), 0U);
 }
 
 TEST_P(RecordAllocations, SettingFieldsAgainAllocatesNothing) {
@@ -60,7 +60,7 @@ TEST_P(RecordAllocations, SettingFieldsAgainAllocatesNothing) {
   setEveryField();
   record->clearRecord();
   setEveryField();
-  EXPECT_EQ(again.count(), 0u);
+  EXPECT_EQ(again.count(), 0U);
 }
 
 }  // namespace

@@ -41,7 +41,7 @@ TEST_P(RecordFieldNames, EveryRecordReadsTheTableItself) {
   names[6] = "Other";
   fake.setFieldNames(names);
   const auto second = made();
-  EXPECT_EQ(fake.propertyLists.reads().size(), 2u);
+  EXPECT_EQ(fake.propertyLists.reads().size(), 2U);
   first->SetAttribute(6, "value");
   second->SetAttribute(6, "value");
   EXPECT_TRUE(first->recordValues()->contains("F6"));
@@ -51,7 +51,7 @@ TEST_P(RecordFieldNames, EveryRecordReadsTheTableItself) {
 TEST_P(RecordFieldNames, WithoutTheResourceThereIsNoDictionary) {
   fake.removeFieldNames();
   const auto record = made();
-  EXPECT_EQ(fake.propertyLists.reads().size(), 0u);
+  EXPECT_EQ(fake.propertyLists.reads().size(), 0U);
   EXPECT_EQ(record->recordValues(), nullptr);
   EXPECT_EQ(record->clearRecord(), kind().clearKeepsValues);
   expectSettersToStoreNothing(*record, kind().fieldRejected, kind().fieldRejected);
@@ -89,7 +89,7 @@ TEST_P(RecordFieldNames, FieldBeyondAShortTableIsAnErrorThatChangesNothing) {
   record->SetAttribute(6, "six");
   EXPECT_THROW(record->SetAttribute(7, "seven"), std::out_of_range);
   EXPECT_THROW(record->SetAttributeAfterXMLCompatibleFormat(7, "seven"), std::out_of_range);
-  EXPECT_EQ(record->recordValues()->size(), 1u);
+  EXPECT_EQ(record->recordValues()->size(), 1U);
   EXPECT_EQ(record->recordValues()->find("F6"), "six");
 }
 
@@ -151,7 +151,7 @@ TEST_P(RecordFieldNames, FieldsOfOneNameShareOneValue) {
   for (std::int64_t field = 0; field <= kind().highestField; ++field) {
     EXPECT_EQ(record->SetAttribute(field, std::to_string(field)), 0);
   }
-  EXPECT_EQ(record->recordValues()->size(), 1u);
+  EXPECT_EQ(record->recordValues()->size(), 1U);
   EXPECT_EQ(record->recordValues()->find("same"), std::to_string(kind().highestField));
   record->recordValues()->set(kind().requiredKey, "");
   const Formatted result = formatted(*record);
@@ -163,7 +163,7 @@ TEST_P(RecordFieldNames, FieldsOfOneNameShareOneValue) {
 TEST(RecordFieldNamesTable, MissingNamesOfWrittenFieldsReadNull) {
   FakeHost fake;
   auto names = FakeHost::defaultFieldNames();
-  for (const std::size_t field : {5u, 10u, 23u, 87u}) names[field] = std::nullopt;
+  for (const std::size_t field : {5U, 10U, 23U, 87U}) names[field] = std::nullopt;
   fake.setFieldNames(names);
   const auto record = recordKinds().front().make(fake.host);
   fillEverything(*record);

@@ -85,8 +85,9 @@ TEST_P(RecordFormatting, FieldNamesAreWrittenAsTheyStand) {
     fake.setFieldNames(names);
     const auto record = valid();
     record->recordValues()->set(name, "value");
-    EXPECT_NE(formatted(*record).text->find("<" + name + " timestamp=\"0000000000\">value</" + name + ">"),
-              std::string::npos);
+    std::string element = "<" + name;
+    element.append(" timestamp=\"0000000000\">value</").append(name).append(">");
+    EXPECT_NE(formatted(*record).text->find(element), std::string::npos);
   }
 }
 

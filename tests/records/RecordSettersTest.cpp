@@ -68,7 +68,7 @@ TEST_P(RecordSetters, KeepTheLaterOfTwoValues) {
     ((*record).*set)(6, "the first value");
     ((*record).*set)(6, "second");
     EXPECT_EQ(record->recordValues()->find("F6"), "second");
-    EXPECT_EQ(record->recordValues()->size(), 1u);
+    EXPECT_EQ(record->recordValues()->size(), 1U);
   }
 }
 

@@ -31,6 +31,7 @@ std::size_t AllocationProbe::bytes() const { return allocatedBytes; }
 void AllocationProbe::failAfter(std::size_t successes) { allowed = allocations + successes; }
 
 // The other forms of operator new and delete come down to these.
+// NOLINTBEGIN(cppcoreguidelines-no-malloc): this is where memory comes from.
 
 void* operator new(std::size_t size) {
   if (isWatching) {
@@ -46,3 +47,5 @@ void* operator new(std::size_t size) {
 void operator delete(void* memory) noexcept { std::free(memory); }
 
 void operator delete(void* memory, std::size_t /*size*/) noexcept { std::free(memory); }
+
+// NOLINTEND(cppcoreguidelines-no-malloc)
