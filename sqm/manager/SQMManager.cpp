@@ -46,10 +46,8 @@ std::string formatted(SQM& record, std::optional<ValueDictionary> filtered) {
 
 }  // namespace
 
-SQMManager::SQMManager(Host& host)
-    : host_(host),
-      mSQMUpdaterObj_(SQMUpdaterAgent::create(host)),
-      mSQMRecStoreObj_(std::make_unique<SQMRecordStore>(host)) {
+SQMManager::SQMManager(Host& host) : host_(host), mSQMRecStoreObj_(std::make_unique<SQMRecordStore>(host)) {
+  mSQMUpdaterObj_ = SQMUpdaterAgent::create(host);  // here, since it is made after the store and destroyed after it
   if (mSQMUpdaterObj_) {
     const auto handler = [this](const Notification& notification) { httpStatus(notification); };
     NotificationCenter& center = *host_.notificationCenter;
