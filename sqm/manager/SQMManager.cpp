@@ -17,17 +17,16 @@ namespace {
 
 constexpr int kLogLevel = 2;
 
-/// Lays values over a record's own for as long as it lives, then puts the record's own back. A record that had no value
-/// dictionary has an empty one afterwards.
-class LaidOverValues {
+/// Takes a record's own values for as long as it lives, then puts them back. A record that had no value dictionary has
+/// an empty one afterwards.
+class OwnValuesKept {
  public:
-  LaidOverValues(SQM& record, std::optional<ValueDictionary> values) : record_(record) {
+  explicit OwnValuesKept(SQM& record) : record_(record) {
     if (ValueDictionary* own = record.recordValues()) own_ = std::move(*own);
-    if (values) record.updateRecordValues(*std::move(values));
   }
-  LaidOverValues(const LaidOverValues&) = delete;
-  LaidOverValues& operator=(const LaidOverValues&) = delete;
-  ~LaidOverValues() { record_.updateRecordValues(std::move(own_)); }
+  OwnValuesKept(const OwnValuesKept&) = delete;
+  OwnValuesKept& operator=(const OwnValuesKept&) = delete;
+  ~OwnValuesKept() { record_.updateRecordValues(std::move(own_)); }
 
  private:
   SQM& record_;
@@ -38,8 +37,9 @@ class LaidOverValues {
 /// counts.
 std::string formatted(SQM& record, std::optional<ValueDictionary> filtered) {
   std::optional<std::string> text = "";
-  std::optional<LaidOverValues> laidOver;
-  if (filtered || record.recordValues() == nullptr) laidOver.emplace(record, std::move(filtered));
+  std::optional<OwnValuesKept> own;
+  if (filtered || record.recordValues() == nullptr) own.emplace(record);
+  if (filtered) record.updateRecordValues(*std::move(filtered));
   record.FormatRecord(text);
   return std::move(text).value_or("");
 }
