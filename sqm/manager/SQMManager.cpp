@@ -1,5 +1,6 @@
 #include "sqm/manager/SQMManager.h"
 
+#include <mutex>
 #include <utility>
 
 #include "sqm/common/LogFile.h"
@@ -142,6 +143,16 @@ bool SQMManager::sqmCreateApplicationStopRecord(const SQMSessionParams* params) 
   if (application) application->clearRecord();
   fill(application.get(), kApplicationStopFills, params, {"stop", currentRecordIndex_});
   return record(kApplicationStopCall, application.get());
+}
+
+std::shared_ptr<SQMApplicationRecord> SQMManager::sqmAppLicationRecord() const {
+  const std::lock_guard lock(sqmAppLicationRecordMutex_);
+  return sqmAppLicationRecord_;
+}
+
+void SQMManager::setSqmAppLicationRecord(std::shared_ptr<SQMApplicationRecord> record) {
+  const std::lock_guard lock(sqmAppLicationRecordMutex_);
+  sqmAppLicationRecord_.swap(record);  // the earlier record goes with the parameter, when the lock is no longer held
 }
 
 /// Fills a record's fields. An absent record takes nothing; absent parameters give absent values.

@@ -1,9 +1,9 @@
 #pragma once
 
 #include <array>
-#include <atomic>
 #include <cstdint>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <span>
 #include <string>
@@ -70,10 +70,8 @@ class SQMManager {
   bool sqmCreateApplicationStopRecord(const SQMSessionParams* params);
 
   /// The record of the last VPN session begun; null before the first.
-  std::shared_ptr<SQMApplicationRecord> sqmAppLicationRecord() const { return sqmAppLicationRecord_.load(); }
-  void setSqmAppLicationRecord(std::shared_ptr<SQMApplicationRecord> record) {
-    sqmAppLicationRecord_.store(std::move(record));
-  }
+  std::shared_ptr<SQMApplicationRecord> sqmAppLicationRecord() const;
+  void setSqmAppLicationRecord(std::shared_ptr<SQMApplicationRecord> record);
 
   /// Writes the stored records to disk.
   void saveToDisk();
@@ -103,7 +101,8 @@ class SQMManager {
 
   // Destroyed from the last to the first: the store saves its lists while the upload agent still lives.
   Host& host_;
-  std::atomic<std::shared_ptr<SQMApplicationRecord>> sqmAppLicationRecord_;
+  mutable std::mutex sqmAppLicationRecordMutex_;
+  std::shared_ptr<SQMApplicationRecord> sqmAppLicationRecord_;
   std::unique_ptr<SQMUpdaterAgent> mSQMUpdaterObj_;
   std::unique_ptr<SQMConnectionRecord> sqmConnectionRecord_;
   std::unique_ptr<SQMRecordStore> mSQMRecStoreObj_;

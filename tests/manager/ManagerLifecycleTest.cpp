@@ -135,6 +135,17 @@ TEST(ManagerOrder, StoreThenAgentThenApplicationRecordAreLetGo) {
   EXPECT_TRUE(wasLetGoLast);
 }
 
+TEST_F(ManagerLifecycle, ApplicationRecordThatIsLetGoMaySeeItsSuccessor) {
+  std::shared_ptr<SQMApplicationRecord> seen;
+  manager->setSqmAppLicationRecord({new SQMApplicationRecord(fakes.host), [&](const SQMApplicationRecord* record) {
+                                      seen = manager->sqmAppLicationRecord();
+                                      delete record;
+                                    }});
+  const auto successor = std::make_shared<SQMApplicationRecord>(fakes.host);
+  manager->setSqmAppLicationRecord(successor);
+  EXPECT_EQ(seen, successor);
+}
+
 TEST_F(ManagerLifecycle, ApplicationRecordMayBeSetAndReadFromTwoThreads) {
   constexpr int kRounds = 2000;
   const auto first = std::make_shared<SQMApplicationRecord>(fakes.host);
