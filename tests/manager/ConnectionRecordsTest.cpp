@@ -10,7 +10,6 @@
 #include "tests/support/CaseName.h"
 #include "tests/support/ManagerTest.h"
 
-using sqm::PropertyList;
 using sqm::RecordType;
 using sqm::SQMSessionParams;
 using sqm::ValueDictionary;

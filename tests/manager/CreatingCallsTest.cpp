@@ -15,7 +15,6 @@
 #include "tests/support/ManagerTest.h"
 #include "tests/support/ObservedLogs.h"
 
-using sqm::PropertyList;
 using sqm::RecordType;
 using sqm::SQMManager;
 using sqm::SQMSessionParams;

@@ -9,7 +9,6 @@
 
 #include "tests/support/ManagerTest.h"
 
-using sqm::PropertyList;
 using sqm::RecordType;
 using sqm::SQMApplicationRecord;
 using sqm::SQMManager;

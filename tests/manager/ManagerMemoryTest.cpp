@@ -21,7 +21,7 @@ class ManagerMemory : public ManagerTest {
     restart();
     manager->setDeviceType(1);
   }
-  ~ManagerMemory() override { manager.reset(); }  // before its log's maker
+  void TearDown() override { manager.reset(); }  // before its log's maker
 
   /// Makes a call for which there is memory this many times, and no more; false when that was enough.
   bool failsAfter(std::size_t number, bool (sqm::SQMManager::*create)(const sqm::SQMSessionParams*)) {

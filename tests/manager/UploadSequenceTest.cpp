@@ -35,8 +35,8 @@ TEST(UploadSequence, EndsWithAFailureWhateverTheState) {
 TEST(UploadSequence, SuccessMovesEveryStateOn) {
   using enum RecordType;
   const struct {
-    UploadState state;
-    UploadStep next;
+    UploadState state = UploadState::idle;
+    UploadStep next = {};
   } cases[] = {
       {UploadState::idle, {}},
       {UploadState::client, {.delivered = client, .postOtherwise = connection}},

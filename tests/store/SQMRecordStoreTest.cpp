@@ -78,6 +78,7 @@ std::optional<std::string> emptyDocumentOf(const TypeCase& type) {
 
 std::vector<std::string> pathsOf(const std::vector<sqm::testing::MemoryPropertyLists::Write>& writes) {
   std::vector<std::string> paths;
+  paths.reserve(writes.size());
   for (const auto& write : writes) paths.push_back(write.path);
   return paths;
 }

@@ -28,7 +28,7 @@ inline std::vector<std::string> savedRecords(const sqm::testing::FakeHost& fakes
 
 /// A list document: the records, already joined, in the element of their type.
 inline std::string listDocument(std::string_view element, std::string_view records) {
-  std::string text = "<?xml version=\"1.0\" encoding=\"utf-8\"?>";
+  std::string text = R"(<?xml version="1.0" encoding="utf-8"?>)";
   text.append("<").append(element).append(">").append(records).append("</").append(element).append(">");
   return text;
 }

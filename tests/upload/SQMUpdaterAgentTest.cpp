@@ -45,7 +45,7 @@ class UpdaterAgent : public ::testing::Test {
     }
   }
 
-  sqm::testing::ScriptedHttp::Transaction& transaction() { return *fakes.http.transactions().back(); }
+  sqm::testing::ScriptedHttp::Transaction& transaction() const { return *fakes.http.transactions().back(); }
   std::vector<std::string> log() const { return fakes.logs.lines(kUploadLog); }
 
   FakeHost fakes;
