@@ -1,5 +1,6 @@
 #include "sqm/manager/SQMManager.h"
 
+#include <mutex>
 #include <utility>
 
 #include "sqm/common/LogFile.h"
@@ -17,17 +18,16 @@ namespace {
 
 constexpr int kLogLevel = 2;
 
-/// Lays values over a record's own for as long as it lives, then puts the record's own back. A record that had no value
-/// dictionary has an empty one afterwards.
-class LaidOverValues {
+/// Takes a record's own values for as long as it lives, then puts them back. A record that had no value dictionary has
+/// an empty one afterwards.
+class OwnValuesKept {
  public:
-  LaidOverValues(SQM& record, std::optional<ValueDictionary> values) : record_(record) {
+  explicit OwnValuesKept(SQM& record) : record_(record) {
     if (ValueDictionary* own = record.recordValues()) own_ = std::move(*own);
-    if (values) record.updateRecordValues(*std::move(values));
   }
-  LaidOverValues(const LaidOverValues&) = delete;
-  LaidOverValues& operator=(const LaidOverValues&) = delete;
-  ~LaidOverValues() { record_.updateRecordValues(std::move(own_)); }
+  OwnValuesKept(const OwnValuesKept&) = delete;
+  OwnValuesKept& operator=(const OwnValuesKept&) = delete;
+  ~OwnValuesKept() { record_.updateRecordValues(std::move(own_)); }
 
  private:
   SQM& record_;
@@ -38,18 +38,17 @@ class LaidOverValues {
 /// counts.
 std::string formatted(SQM& record, std::optional<ValueDictionary> filtered) {
   std::optional<std::string> text = "";
-  std::optional<LaidOverValues> laidOver;
-  if (filtered || record.recordValues() == nullptr) laidOver.emplace(record, std::move(filtered));
+  std::optional<OwnValuesKept> own;
+  if (filtered || record.recordValues() == nullptr) own.emplace(record);
+  if (filtered) record.updateRecordValues(*std::move(filtered));
   record.FormatRecord(text);
   return std::move(text).value_or("");
 }
 
 }  // namespace
 
-SQMManager::SQMManager(Host& host)
-    : host_(host),
-      mSQMUpdaterObj_(SQMUpdaterAgent::create(host)),
-      mSQMRecStoreObj_(std::make_unique<SQMRecordStore>(host)) {
+SQMManager::SQMManager(Host& host) : host_(host), mSQMRecStoreObj_(std::make_unique<SQMRecordStore>(host)) {
+  mSQMUpdaterObj_ = SQMUpdaterAgent::create(host);  // here, since it is made after the store and destroyed after it
   if (mSQMUpdaterObj_) {
     const auto handler = [this](const Notification& notification) { httpStatus(notification); };
     NotificationCenter& center = *host_.notificationCenter;
@@ -144,6 +143,16 @@ bool SQMManager::sqmCreateApplicationStopRecord(const SQMSessionParams* params) 
   if (application) application->clearRecord();
   fill(application.get(), kApplicationStopFills, params, {"stop", currentRecordIndex_});
   return record(kApplicationStopCall, application.get());
+}
+
+std::shared_ptr<SQMApplicationRecord> SQMManager::sqmAppLicationRecord() const {
+  const std::lock_guard lock(sqmAppLicationRecordMutex_);
+  return sqmAppLicationRecord_;
+}
+
+void SQMManager::setSqmAppLicationRecord(std::shared_ptr<SQMApplicationRecord> record) {
+  const std::lock_guard lock(sqmAppLicationRecordMutex_);
+  sqmAppLicationRecord_.swap(record);  // the earlier record goes with the parameter, when the lock is no longer held
 }
 
 /// Fills a record's fields. An absent record takes nothing; absent parameters give absent values.

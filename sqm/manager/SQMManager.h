@@ -1,9 +1,9 @@
 #pragma once
 
 #include <array>
-#include <atomic>
 #include <cstdint>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <span>
 #include <string>
@@ -30,8 +30,8 @@ struct Fill;
 /// A new manager holds the records that earlier runs saved; `saveToDisk` and destruction save what it holds.
 ///
 /// Ownership: the client's, for as long as it records. The host outlives it.
-/// Threading: the main thread, for every operation but `sqmAppLicationRecord` and its setter, which any thread may
-/// call. Failure: nothing is reported but by the log "SQMManager.log"; the results of the creating calls are no success
+/// Threading: the main thread; `sqmAppLicationRecord` and its setter may be called from any thread.
+/// Failure: nothing is reported but by the log "SQMManager.log"; the results of the creating calls are no success
 /// flags. A field-name table with fewer than 91 entries makes them throw std::out_of_range, and a device or
 /// user-acceptance call without parameters std::invalid_argument; no stored record is touched then.
 class SQMManager {
@@ -70,10 +70,8 @@ class SQMManager {
   bool sqmCreateApplicationStopRecord(const SQMSessionParams* params);
 
   /// The record of the last VPN session begun; null before the first.
-  std::shared_ptr<SQMApplicationRecord> sqmAppLicationRecord() const { return sqmAppLicationRecord_.load(); }
-  void setSqmAppLicationRecord(std::shared_ptr<SQMApplicationRecord> record) {
-    sqmAppLicationRecord_.store(std::move(record));
-  }
+  std::shared_ptr<SQMApplicationRecord> sqmAppLicationRecord() const;
+  void setSqmAppLicationRecord(std::shared_ptr<SQMApplicationRecord> record);
 
   /// Writes the stored records to disk.
   void saveToDisk();
@@ -82,8 +80,8 @@ class SQMManager {
   /// the main thread. A failure ends it, and keeps the records for the next call.
   void uploadSQM();
 
-  /// Which document is in flight, or was last. On a success notification, observers that registered after the manager was
-  /// made find the next one here.
+  /// Which document is in flight, or was last. On a success notification, observers that registered after the manager
+  /// was made find the next one here.
   UploadState uploadState() const { return mUploadState_; }
 
  private:
@@ -103,8 +101,9 @@ class SQMManager {
 
   // Destroyed from the last to the first: the store saves its lists while the upload agent still lives.
   Host& host_;
+  mutable std::mutex sqmAppLicationRecordMutex_;
+  std::shared_ptr<SQMApplicationRecord> sqmAppLicationRecord_;
   std::unique_ptr<SQMUpdaterAgent> mSQMUpdaterObj_;
-  std::atomic<std::shared_ptr<SQMApplicationRecord>> sqmAppLicationRecord_;
   std::unique_ptr<SQMConnectionRecord> sqmConnectionRecord_;
   std::unique_ptr<SQMRecordStore> mSQMRecStoreObj_;
   std::array<std::optional<std::string>, SQMRecordStore::kTypes> urls_;

@@ -1,0 +1,170 @@
+#include <atomic>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tests/support/ManagerTest.h"
+
+using sqm::RecordType;
+using sqm::SQMApplicationRecord;
+using sqm::SQMManager;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+namespace {
+
+class ManagerLifecycle : public ManagerTest {};
+
+TEST_F(ManagerLifecycle, NewManagerHasNoMediumNoRecordAndNoUpload) {
+  EXPECT_EQ(manager->deviceType(), 0);
+  EXPECT_EQ(manager->sqmAppLicationRecord(), nullptr);
+  EXPECT_EQ(manager->uploadState(), sqm::UploadState::idle);
+  EXPECT_THAT(log(), IsEmpty());
+  EXPECT_THAT(fakes.http.requests(), IsEmpty());
+}
+
+TEST_F(ManagerLifecycle, AnyMediumIsKept) {
+  for (const std::int64_t type : {std::int64_t{7}, std::int64_t{-1}, std::int64_t{1} << 40}) {
+    manager->setDeviceType(type);
+    EXPECT_EQ(manager->deviceType(), type);
+  }
+}
+
+TEST_F(ManagerLifecycle, MediaHaveNames) {
+  EXPECT_EQ(SQMManager::mediaType(1), "WiFi");
+  EXPECT_EQ(SQMManager::mediaType(2), "mobile");
+  EXPECT_EQ(SQMManager::mediaType(3), "Ethernet");
+  for (const std::int32_t other : {-1, 0, 4, 7}) EXPECT_EQ(SQMManager::mediaType(other), "") << other;
+}
+
+TEST_F(ManagerLifecycle, SavingWritesTheStoreAndNothingElse) {
+  manager->sqmCreateClientRecord(nullptr);
+  const std::size_t lines = log().size();
+  manager->saveToDisk();
+  EXPECT_EQ(fakes.propertyLists.writes().size(), 5U);
+  EXPECT_THAT(savedRecords(fakes, RecordType::client), ElementsAre(""));
+  EXPECT_EQ(log().size(), lines);
+}
+
+TEST_F(ManagerLifecycle, RecordsAreInMemoryAloneUntilTheyAreSaved) {
+  manager->sqmCreateClientRecord(nullptr);
+  EXPECT_THAT(fakes.propertyLists.writes(), IsEmpty());
+}
+
+TEST_F(ManagerLifecycle, DestructionSaves) {
+  manager->sqmCreateClientRecord(nullptr);
+  manager.reset();
+  EXPECT_EQ(fakes.propertyLists.writes().size(), 5U);
+  EXPECT_THAT(savedRecords(fakes, RecordType::client), ElementsAre(""));
+}
+
+TEST_F(ManagerLifecycle, NewManagerHoldsWhatAnEarlierOneSaved) {
+  manager->sqmCreateClientRecord(nullptr);
+  restart();
+  EXPECT_THAT(stored(RecordType::client), ElementsAre(""));
+}
+
+TEST_F(ManagerLifecycle, WithoutAWritableFolderNothingIsLostInMemory) {
+  fakes.propertyLists.refuseWriting(storeFile(RecordType::client));
+  manager->sqmCreateClientRecord(nullptr);
+  manager->saveToDisk();
+  manager->uploadSQM();
+  ASSERT_EQ(fakes.http.requests().size(), 1U);
+  EXPECT_EQ(fakes.http.requests()[0].data, listDocument("clientList", ""));
+}
+
+/// Notes how many files were read when a transaction is made.
+class WatchedHttp : public sqm::HttpTransactionFactory {
+ public:
+  explicit WatchedHttp(sqm::testing::FakeHost& fakes) : fakes_(fakes) {}
+
+  std::unique_ptr<sqm::HttpTransaction> makeTransaction() override {
+    filesRead = fakes_.propertyLists.reads().size();
+    return fakes_.http.makeTransaction();
+  }
+
+  std::size_t filesRead = 0;
+
+ private:
+  sqm::testing::FakeHost& fakes_;
+};
+
+TEST(ManagerOrder, StoreIsMadeBeforeTheUploadAgent) {
+  sqm::testing::FakeHost fakes;
+  WatchedHttp http(fakes);
+  fakes.host.httpTransactions = &http;
+  const SQMManager manager(fakes.host);
+  EXPECT_EQ(http.filesRead, 5U);
+}
+
+/// Notes how many transactions live while a file is written.
+class WatchedFiles : public sqm::testing::MemoryPropertyLists {
+ public:
+  explicit WatchedFiles(const sqm::testing::ScriptedHttp& http) : http_(http) {}
+
+  bool writeToFile(std::span<const std::string> array, const std::string& path, bool atomically) override {
+    transactions.push_back(http_.transactions().size());
+    return MemoryPropertyLists::writeToFile(array, path, atomically);
+  }
+
+  std::vector<std::size_t> transactions;
+
+ private:
+  const sqm::testing::ScriptedHttp& http_;
+};
+
+TEST(ManagerOrder, StoreThenAgentThenApplicationRecordAreLetGo) {
+  sqm::testing::FakeHost fakes;
+  WatchedFiles files(fakes.http);
+  fakes.host.propertyLists = &files;
+  bool wasLetGoLast = false;
+  {
+    SQMManager manager(fakes.host);
+    manager.setSqmAppLicationRecord({new SQMApplicationRecord(fakes.host), [&](const SQMApplicationRecord* record) {
+                                       wasLetGoLast =
+                                           files.transactions.size() == 5 && fakes.http.transactions().empty();
+                                       delete record;
+                                     }});
+  }
+  EXPECT_THAT(files.transactions, ElementsAre(1U, 1U, 1U, 1U, 1U));
+  EXPECT_TRUE(wasLetGoLast);
+}
+
+TEST_F(ManagerLifecycle, ApplicationRecordThatIsLetGoMaySeeItsSuccessor) {
+  std::shared_ptr<SQMApplicationRecord> seen;
+  manager->setSqmAppLicationRecord({new SQMApplicationRecord(fakes.host), [&](const SQMApplicationRecord* record) {
+                                      seen = manager->sqmAppLicationRecord();
+                                      delete record;
+                                    }});
+  const auto successor = std::make_shared<SQMApplicationRecord>(fakes.host);
+  manager->setSqmAppLicationRecord(successor);
+  EXPECT_EQ(seen, successor);
+}
+
+TEST_F(ManagerLifecycle, ApplicationRecordMayBeSetAndReadFromTwoThreads) {
+  constexpr int kRounds = 2000;
+  const auto first = std::make_shared<SQMApplicationRecord>(fakes.host);
+  const auto second = std::make_shared<SQMApplicationRecord>(fakes.host);
+  manager->setSqmAppLicationRecord(first);
+  std::atomic<int> strangers = 0;
+  const auto swap = [&] {
+    for (int round = 0; round < kRounds; ++round) {
+      manager->setSqmAppLicationRecord(round % 2 == 0 ? second : first);
+      const auto seen = manager->sqmAppLicationRecord();
+      if (seen != first && seen != second) ++strangers;
+    }
+  };
+  std::thread other(swap);
+  swap();
+  other.join();
+  EXPECT_EQ(strangers, 0);
+  manager->setSqmAppLicationRecord(nullptr);
+  EXPECT_EQ(first.use_count(), 1);
+  EXPECT_EQ(second.use_count(), 1);
+}
+
+}  // namespace

@@ -1,0 +1,63 @@
+#include <optional>
+#include <string>
+#include <utility>
+
+#include <gtest/gtest.h>
+
+#include "sqm/store/SQMRecordStore.h"
+#include "sqm/testing/FakeHost.h"
+
+#include "tests/support/AllocationProbe.h"
+
+using sqm::RecordType;
+using sqm::SQMRecordStore;
+using sqm::testing::FakeHost;
+
+namespace {
+
+const std::string kRecord(1000, 'r');
+
+TEST(DocumentAllocation, DocumentIsBuiltInOneBuffer) {
+  FakeHost fakes;
+  SQMRecordStore store(fakes.host);
+  for (const RecordType type :
+       {RecordType::client, RecordType::connection, RecordType::device, RecordType::application}) {
+    for (int count = 0; count < 100; ++count) store.saveSQMRecordType(static_cast<std::int64_t>(type), kRecord);
+    const AllocationProbe probe;
+    const auto document = store.document(type);
+    const std::size_t count = probe.count();
+    const std::size_t bytes = probe.bytes();
+    EXPECT_EQ(count, 1U) << static_cast<std::int64_t>(type);
+    EXPECT_EQ(bytes, document->size() + 1) << static_cast<std::int64_t>(type);
+  }
+}
+
+/// Takes the line and keeps nothing.
+class DeafConsole : public sqm::SystemConsole {
+ public:
+  void writeLine(std::string_view /*text*/) override {}
+};
+
+TEST(DocumentAllocation, TheConsoleLineIsOneBufferMore) {
+  FakeHost fakes;
+  DeafConsole console;
+  fakes.host.console = &console;
+  SQMRecordStore store(fakes.host);
+  for (int count = 0; count < 100; ++count) store.saveSQMUserAcceptanceRecordToStore(kRecord);
+  const AllocationProbe probe;
+  const auto document = store.getUserAcceptanceRecordXMLAsString();
+  EXPECT_LT(probe.bytes(), 2 * document->size() + 100);
+}
+
+TEST(DocumentAllocation, StoredTextIsMovedIn) {
+  FakeHost fakes;
+  SQMRecordStore store(fakes.host);
+  std::string byType = kRecord;
+  std::string byName = kRecord;
+  const AllocationProbe probe;
+  store.saveSQMRecordType(0, std::move(byType));
+  store.saveSQMClientRecordToStore(std::move(byName));
+  EXPECT_LT(probe.bytes(), kRecord.size()) << "room in the list alone";
+}
+
+}  // namespace
