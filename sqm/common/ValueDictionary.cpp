@@ -17,12 +17,12 @@ ValueDictionary::ValueDictionary(std::shared_ptr<const FieldNameTable> names)
 
 template <typename Dictionary>
 auto ValueDictionary::placeOf(Dictionary& dictionary, std::string_view key) -> decltype(dictionary.fields_.data()) {
-  if (dictionary.names_) {
-    if (const auto field = dictionary.names_->fieldNamed(key)) return &dictionary.fields_[*field];
-  }
+  // The others, which are few, first: they are compared before the key could be hashed.
   auto& others = dictionary.others_;
   const auto other = std::find_if(others.begin(), others.end(), [&](const auto& each) { return each.first == key; });
-  return other == others.end() ? nullptr : &other->second;
+  if (other != others.end()) return &other->second;
+  const auto field = dictionary.names_ ? dictionary.names_->fieldNamed(key) : std::nullopt;
+  return field ? &dictionary.fields_[*field] : nullptr;
 }
 
 std::optional<std::string_view> ValueDictionary::find(std::string_view key) const {
@@ -39,7 +39,8 @@ std::size_t ValueDictionary::size() const {
 
 void ValueDictionary::set(std::string_view key, std::string_view value) {
   Place* place = placeOf(*this, key);
-  if (place == nullptr) place = &others_.emplace_back(key, Place{0, 0}).second;  // empty, should the text not fit in memory
+  // A new place holds the empty text, should this one not fit in memory.
+  if (place == nullptr) place = &others_.emplace_back(key, Place{0, 0}).second;
   store(*place, value);
 }
 
