@@ -137,7 +137,7 @@ void printMemoryOfSaving(PropertyListFiles& files, std::size_t count, const std:
 
 bench::Effort fileEffort(std::size_t count) {
   constexpr double kAim = 1.3;
-  constexpr int kFew = 5;
+  constexpr int kFew = 10;
   return {.aim = kAim, .repetitions = count == kMostRecords ? std::optional(kFew) : std::nullopt};
 }
 
