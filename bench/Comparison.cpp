@@ -83,8 +83,8 @@ int run(int argc, char** argv) {
   std::vector<std::string> arguments = {argv[0], "--benchmark_repetitions=60", "--benchmark_min_time=0.002",
                                         "--benchmark_enable_random_interleaving=true"};
   arguments.insert(arguments.end(), argv + 1, argv + argc);
-  std::vector<char*> pointers;
-  for (std::string& argument : arguments) pointers.push_back(argument.data());
+  std::vector<char*> pointers(arguments.size());
+  std::transform(arguments.begin(), arguments.end(), pointers.begin(), [](std::string& each) { return each.data(); });
   int count = static_cast<int>(pointers.size());
   benchmark::Initialize(&count, pointers.data());
   if (benchmark::ReportUnrecognizedArguments(count, pointers.data())) return 2;
@@ -97,7 +97,7 @@ int run(int argc, char** argv) {
 void require(bool isDone, const char* what) {
   if (isDone) return;
   std::fprintf(stderr, "benchmark: %s\n", what);
-  std::exit(1);
+  std::abort();
 }
 
 }  // namespace bench

@@ -5,6 +5,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include <curl/curl.h>
 
@@ -21,8 +22,8 @@ namespace {
 /// The library's client, as a host drives it.
 class Client {
  public:
-  explicit Client(const std::string& url)
-      : url_(url),
+  explicit Client(std::string url)
+      : url_(std::move(url)),
         transaction_(http_.makeTransaction()),
         registration_(center_.addObserver(sqm::TrelkHttpTransactionCompletedNotification, transaction_.get(),
                                           [this](const sqm::Notification&) { isDone_ = true; })) {}
@@ -48,8 +49,9 @@ class Client {
 /// The least that libcurl does for a post, with the same headers.
 class BareClient {
  public:
-  explicit BareClient(const std::string& url) : handle_(curl_easy_init()) {
-    headers_ = curl_slist_append(curl_slist_append(nullptr, "Expect:"), "Content-Type: text/plain; charset=utf-8");
+  explicit BareClient(const std::string& url)
+      : handle_(curl_easy_init()),
+        headers_(curl_slist_append(curl_slist_append(nullptr, "Expect:"), "Content-Type: text/plain; charset=utf-8")) {
     curl_easy_setopt(handle_, CURLOPT_URL, url.c_str());
     curl_easy_setopt(handle_, CURLOPT_POST, 1L);
     curl_easy_setopt(handle_, CURLOPT_HTTPHEADER, headers_);
@@ -73,7 +75,7 @@ class BareClient {
 
  private:
   CURL* handle_;
-  curl_slist* headers_ = nullptr;
+  curl_slist* headers_;
 };
 
 /// Both post a fresh copy of the body each time, which is made outside of the measured time, and which is gone at the

@@ -59,7 +59,7 @@ LoopbackServer::LoopbackServer() : listener_(::socket(AF_INET, SOCK_STREAM | SOC
   address.sin_family = AF_INET;
   address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
   socklen_t length = sizeof address;
-  auto* const generic = reinterpret_cast<sockaddr*>(&address);
+  auto* const generic = static_cast<sockaddr*>(static_cast<void*>(&address));
   require(listener_ >= 0 && ::bind(listener_, generic, length) == 0 && ::listen(listener_, 8) == 0 &&
               ::getsockname(listener_, generic, &length) == 0,
           "no loopback server can be had");

@@ -130,7 +130,7 @@ void compareFilling(const std::string& name, std::optional<double> aim, std::vec
           std::string copy(length, '\0');
           char* at = copy.data();
           for (const std::string& piece : *pieces) {
-            std::memcpy(at, piece.data(), piece.size());
+            std::memcpy(at, piece.data(), piece.size());  // NOLINT(bugprone-not-null-terminated-result)
             at += piece.size();
           }
           benchmark::DoNotOptimize(copy);

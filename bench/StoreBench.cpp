@@ -34,13 +34,16 @@ constexpr std::size_t kMostRecords = 100'000;
 
 /// One record: short elements, a good part of it marks.
 std::string recordText(std::size_t number) {
-  std::string text = "<connection><connectionId timestamp=\"1795255200\">" + std::to_string(number) + "</connectionId>";
   constexpr std::string_view kEnd = "</connection>";
-  for (std::size_t field = 0;; ++field) {
+  std::string text = "<connection><connectionId timestamp=\"1795255200\">";
+  text.append(std::to_string(number)).append("</connectionId>");
+  std::string element;
+  for (std::size_t field = 0; text.size() + element.size() + kEnd.size() <= kRecordSize; ++field) {
+    text.append(element);
     const std::string name = "fieldName" + std::to_string(field);
-    const std::string element = "<" + name + ">value &amp; " + std::to_string(number * field) + "</" + name + ">";
-    if (text.size() + element.size() + kEnd.size() > kRecordSize) break;
-    text += element;
+    element = "<";
+    element.append(name).append(">value &amp; ").append(std::to_string(number * field));
+    element.append("</").append(name).append(">");
   }
   return text.append(kEnd);
 }
@@ -77,7 +80,7 @@ void compareDocument(std::size_t count) {
           const auto text = std::make_unique_for_overwrite<char[]>(length);
           char* at = text.get();
           for (const std::string& record : records(count)) {
-            std::memcpy(at, record.data(), record.size());
+            std::memcpy(at, record.data(), record.size());  // NOLINT(bugprone-not-null-terminated-result)
             at += record.size();
           }
           benchmark::DoNotOptimize(text.get());

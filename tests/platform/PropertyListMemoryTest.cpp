@@ -45,10 +45,10 @@ INSTANTIATE_TEST_SUITE_P(, PropertyListMemory, ::testing::Bool(),
 TEST_P(PropertyListMemory, SavingTakesNoMoreMemoryForALongListThanForAShortOne) {
   const Cost ofShortList = costOfSaving(10);
   const Cost ofLongList = costOfSaving(10'000);
-  EXPECT_GT(ofShortList.allocations, 0u);
+  EXPECT_GT(ofShortList.allocations, 0U);
   EXPECT_EQ(ofLongList.allocations, ofShortList.allocations);
   EXPECT_EQ(ofLongList.bytes, ofShortList.bytes);
-  EXPECT_LT(ofLongList.bytes, 128u * 1024);
+  EXPECT_LT(ofLongList.bytes, 128U * 1024);
 }
 
 }  // namespace
