@@ -39,8 +39,7 @@ std::size_t ValueDictionary::size() const {
 
 void ValueDictionary::set(std::string_view key, std::string_view value) {
   Place* place = placeOf(*this, key);
-  // A new place holds the empty text, should this one not fit in memory.
-  if (place == nullptr) place = &others_.emplace_back(key, Place{0, 0}).second;
+  if (place == nullptr) place = &others_.emplace_back(key, Place{0, 0}).second;  // empty, should memory run out now
   store(*place, value);
 }
 
