@@ -17,7 +17,7 @@ constexpr std::string_view kLimitSuffix = "/limit";
 
 struct Comparison {
   std::string name;
-  double aim;
+  std::optional<double> aim;
 };
 
 std::vector<Comparison>& comparisons() {
@@ -49,8 +49,13 @@ class RatioReporter : public benchmark::BenchmarkReporter {
       const auto subject = best_.find(each.name);
       const auto limit = best_.find(each.name + std::string(kLimitSuffix));
       if (subject == best_.end() || limit == best_.end()) continue;
-      std::printf("%-52s %12.2f %12.2f %8.2f %8.2f\n", each.name.c_str(), subject->second * 1e6, limit->second * 1e6,
-                  subject->second / limit->second, each.aim);
+      std::printf("%-52s %12.2f %12.2f %8.2f", each.name.c_str(), subject->second * 1e6, limit->second * 1e6,
+                  subject->second / limit->second);
+      if (each.aim) {
+        std::printf(" %8.2f\n", *each.aim);
+      } else {
+        std::printf(" %8s\n", "-");
+      }
     }
   }
 
@@ -63,19 +68,23 @@ class RatioReporter : public benchmark::BenchmarkReporter {
 
 }  // namespace
 
-void compare(const std::string& name, double aim, Body subject, Body limit) {
-  comparisons().push_back({name, aim});
-  benchmark::RegisterBenchmark(name.c_str(), std::move(subject))->UseRealTime();
-  benchmark::RegisterBenchmark((name + std::string(kLimitSuffix)).c_str(), std::move(limit))->UseRealTime();
+void compare(const std::string& name, const Effort& effort, Body subject, Body limit) {
+  comparisons().push_back({name, effort.aim});
+  for (auto& [each, body] :
+       {std::pair(name, std::move(subject)), {name + std::string(kLimitSuffix), std::move(limit)}}) {
+    benchmark::internal::Benchmark* const registered = benchmark::RegisterBenchmark(each.c_str(), body)->UseRealTime();
+    if (effort.repetitions) registered->Repetitions(*effort.repetitions);
+  }
 }
 
 int run(int argc, char** argv) {
-  // Ours come first, so that the caller's win.
-  std::vector<std::string> arguments = {argv[0], "--benchmark_repetitions=7", "--benchmark_min_time=0.05",
+  // Ours come first, so that the caller's win. Repetitions are many and short: on a busy machine some of them run
+  // within one turn on the processor.
+  std::vector<std::string> arguments = {argv[0], "--benchmark_repetitions=60", "--benchmark_min_time=0.002",
                                         "--benchmark_enable_random_interleaving=true"};
   arguments.insert(arguments.end(), argv + 1, argv + argc);
-  std::vector<char*> pointers;
-  for (std::string& argument : arguments) pointers.push_back(argument.data());
+  std::vector<char*> pointers(arguments.size());
+  std::transform(arguments.begin(), arguments.end(), pointers.begin(), [](std::string& each) { return each.data(); });
   int count = static_cast<int>(pointers.size());
   benchmark::Initialize(&count, pointers.data());
   if (benchmark::ReportUnrecognizedArguments(count, pointers.data())) return 2;
@@ -88,7 +97,7 @@ int run(int argc, char** argv) {
 void require(bool isDone, const char* what) {
   if (isDone) return;
   std::fprintf(stderr, "benchmark: %s\n", what);
-  std::exit(1);
+  std::abort();
 }
 
 }  // namespace bench

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <functional>
+#include <optional>
 #include <string>
 
 #include <benchmark/benchmark.h>
@@ -9,9 +10,16 @@ namespace bench {
 
 using Body = std::function<void(benchmark::State&)>;
 
+struct Effort {
+  /// The ratio to the limit that the library is built for; nothing for a figure that is there to be known.
+  std::optional<double> aim;
+  /// How often both are measured; nothing for as often as all that are short.
+  std::optional<int> repetitions = {};
+};
+
 /// Registers two benchmarks that run in turn: what the library does, and the limit, the least that must be done for the
-/// same result. `aim` is the ratio of their times that the library is built for.
-void compare(const std::string& name, double aim, Body subject, Body limit);
+/// same result.
+void compare(const std::string& name, const Effort& effort, Body subject, Body limit);
 
 /// Runs what is registered, each several times and mixed with the others, and prints the best time of each with its
 /// ratio to its limit. Takes the options of Google Benchmark.

@@ -1,5 +1,6 @@
 #include "sqm/common/FieldNameTable.h"
 
+#include <algorithm>
 #include <functional>
 #include <stdexcept>
 #include <utility>
@@ -12,10 +13,11 @@ constexpr std::uint8_t kFree = 0xFF;
 
 }  // namespace
 
-FieldNameTable::FieldNameTable(std::vector<std::optional<std::string>> names) : names_(std::move(names)) {
-  if (names_.size() > kFields) names_.resize(kFields);
+FieldNameTable::FieldNameTable(std::vector<std::optional<std::string>> names)
+    : count_(std::min(names.size(), kFields)) {
+  std::move(names.begin(), names.begin() + static_cast<std::ptrdiff_t>(count_), names_.begin());
   buckets_.fill(kFree);
-  for (std::size_t field = 0; field < names_.size(); ++field) {
+  for (std::size_t field = 0; field < count_; ++field) {
     if (!names_[field]) continue;
     std::uint8_t& bucket = buckets_[bucketFor(*names_[field])];
     if (bucket == kFree) bucket = static_cast<std::uint8_t>(field);
@@ -25,7 +27,7 @@ FieldNameTable::FieldNameTable(std::vector<std::optional<std::string>> names) : 
 
 void FieldNameTable::throwBeyond(std::int64_t field) const {
   throw std::out_of_range("field number " + std::to_string(field) + " is beyond the field-name table, which holds " +
-                          std::to_string(names_.size()) + " of " + std::to_string(kFields) + " names");
+                          std::to_string(count_) + " of " + std::to_string(kFields) + " names");
 }
 
 std::optional<std::size_t> FieldNameTable::fieldNamed(std::string_view name) const {

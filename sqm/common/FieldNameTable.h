@@ -22,7 +22,7 @@ class FieldNameTable {
   /// The name of a field; nothing where the list has none.
   /// Failure: std::out_of_range when the number is negative or beyond the end of the list.
   std::optional<std::string_view> name(std::int64_t field) const {
-    if (static_cast<std::uint64_t>(field) >= names_.size()) throwBeyond(field);
+    if (static_cast<std::uint64_t>(field) >= count_) throwBeyond(field);
     return names_[static_cast<std::size_t>(field)];
   }
 
@@ -38,7 +38,8 @@ class FieldNameTable {
   [[noreturn]] void throwBeyond(std::int64_t field) const;
   std::size_t bucketFor(std::string_view name) const;
 
-  std::vector<std::optional<std::string>> names_;
+  std::size_t count_;
+  std::array<std::optional<std::string>, kFields> names_;
   std::array<std::uint8_t, kFields> firstNamesakes_{};
   std::array<std::uint8_t, kBuckets> buckets_{};
 };

@@ -17,12 +17,12 @@ ValueDictionary::ValueDictionary(std::shared_ptr<const FieldNameTable> names)
 
 template <typename Dictionary>
 auto ValueDictionary::placeOf(Dictionary& dictionary, std::string_view key) -> decltype(dictionary.fields_.data()) {
-  if (dictionary.names_) {
-    if (const auto field = dictionary.names_->fieldNamed(key)) return &dictionary.fields_[*field];
-  }
+  // The others, which are few, first: they are compared before the key could be hashed.
   auto& others = dictionary.others_;
   const auto other = std::find_if(others.begin(), others.end(), [&](const auto& each) { return each.first == key; });
-  return other == others.end() ? nullptr : &other->second;
+  if (other != others.end()) return &other->second;
+  const auto field = dictionary.names_ ? dictionary.names_->fieldNamed(key) : std::nullopt;
+  return field ? &dictionary.fields_[*field] : nullptr;
 }
 
 std::optional<std::string_view> ValueDictionary::find(std::string_view key) const {

@@ -27,12 +27,16 @@ pugi::xml_node elementFrom(pugi::xml_node node) {
   return node;
 }
 
-std::string textOf(const pugi::xml_node& element) {
-  std::string text = element.value();
-  for (auto piece = element.first_child(); piece; piece = piece.next_sibling()) {
+/// Adds the element's text to the array, where it is built in its place: short strings cost more to move than to make.
+void addText(PropertyList::Array& array, const pugi::xml_node& element) {
+  const std::string_view first = element.value();
+  std::string& text = *array.emplace_back(std::in_place, first);
+  pugi::xml_node piece = element.first_child();
+  if (!piece && isXmlAllowed(first)) return;
+  for (; piece; piece = piece.next_sibling()) {
     if (piece.type() != pugi::node_element) text += piece.value();
   }
-  return xmlAllowed(std::move(text));
+  text = xmlAllowed(std::move(text));
 }
 
 }  // namespace
@@ -54,7 +58,7 @@ std::optional<PropertyList::Array> readXmlArray(char* bytes, std::size_t size, s
   array.reserve(kUsualCount);
   for (auto element = elementFrom(root.first_child()); element; element = elementFrom(element.next_sibling())) {
     if (isNamed(element, "string")) {
-      array.emplace_back(textOf(element));
+      addText(array, element);
     } else {
       array.emplace_back();
     }

@@ -1,0 +1,40 @@
+// A line to a log, beside handing the same bytes to the system.
+
+#include <fcntl.h>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <unistd.h>
+
+#include "sqm/platform/LogFiles.h"
+
+#include "bench/Comparison.h"
+#include "bench/TemporaryFolder.h"
+
+int main(int argc, char** argv) {
+  const bench::TemporaryFolder folder;
+  sqm::platform::LogFiles logs({.folder = folder.path()});
+  const auto log = logs.initWithFile("bench.log", 2);
+  bench::require(log != nullptr, "the log cannot be opened");
+  const int file = ::open((folder / "bare.log").c_str(), O_WRONLY | O_APPEND | O_CREAT, 0600);
+  bench::require(file >= 0, "the bare log cannot be opened");
+
+  for (const std::size_t length : {std::size_t{100}, std::size_t{1600}}) {
+    const auto text = std::make_shared<const std::string>(length, 't');
+    const auto line = std::make_shared<const std::string>("2026-11-21T10:00:00.000Z USER 2 " + *text + "\n");
+    bench::compare(
+        "a line to the log/" + std::to_string(length) + " B", {.aim = {}},
+        [&log, text](benchmark::State& state) {
+          for (auto _ : state) log->writeLogToFileWithInfo("USER", 2, "%@", {*text});
+        },
+        [file, line](benchmark::State& state) {
+          for (auto _ : state) {
+            bench::require(::write(file, line->data(), line->size()) == static_cast<ssize_t>(line->size()),
+                           "the bare log cannot be written");
+          }
+        });
+  }
+  const int status = bench::run(argc, argv);
+  ::close(file);
+  return status;
+}
