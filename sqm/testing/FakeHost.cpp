@@ -16,7 +16,10 @@ FakeHost::FakeHost()
            .console = &console,
            .configuration = &configuration,
            .userPrefs = &prefs,
-           .utilities = &utilities} {
+           .utilities = &utilities,
+           .serializer = &archives,
+           .jsonWriter = &json,
+           .compressor = &compressor} {
   bundle.paths["SQMFieldNames.plist"] = kFieldNamesPath;
   setFieldNames(defaultFieldNames());
 }

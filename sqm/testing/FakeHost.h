@@ -6,6 +6,7 @@
 #include "sqm/common/Host.h"
 #include "sqm/common/NotificationCenter.h"
 #include "sqm/testing/FakeServices.h"
+#include "sqm/testing/MemoryArchives.h"
 #include "sqm/testing/MemoryLog.h"
 #include "sqm/testing/MemoryPropertyLists.h"
 #include "sqm/testing/ScriptedHttp.h"
@@ -43,6 +44,9 @@ class FakeHost {
   FixedLocale locale;
   ScriptedFilter filter;
   MemoryConsole console;
+  MemoryArchives archives;
+  PlainJson json;
+  ScriptedCompressor compressor;
 
   Host host;
 };
