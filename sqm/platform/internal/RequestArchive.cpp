@@ -20,9 +20,11 @@ constexpr std::array<Entry, 2> kEntries = {{
     {"uploadData", &UploadRequest::uploadData},
 }};
 
-/// What a list unfolds to is counted, and this is the most: its parts may stand in it many times, so that a small file
-/// can ask for any amount. No list that is small enough to be written comes near it.
-constexpr std::size_t kMostBytes = std::size_t{1} << 30;
+/// A part of a list may stand in it many times, so that a small file could ask for any amount of memory and time. What
+/// a list unfolds to is counted, and may be this many times the size of the file, and some more. A list of ours holds
+/// everything once, and never comes near it.
+constexpr std::size_t kMostUnfolding = 8;
+constexpr std::size_t kSomeMore = std::size_t{1} << 24;
 /// What a request, and an entry of one, counts beside its text.
 constexpr std::size_t kPerPart = 64;
 
@@ -114,7 +116,7 @@ std::optional<UploadRequests> decodedRequests(std::string_view bytes, std::strin
     problem = kNoRequests;
     return std::nullopt;
   }
-  std::size_t room = kMostBytes;
+  std::size_t room = kMostUnfolding * bytes.size() + kSomeMore;
   UploadRequests requests;
   for (std::size_t index = 0; index < root->count; ++index) {
     const auto dictionary = list->object(list->reference(*root, index));
