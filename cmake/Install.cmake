@@ -2,15 +2,27 @@
 
 include(CMakePackageConfigHelpers)
 
-set(SQM_PACKAGE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/SQM)
+# sqm_public_headers(<name> <regex>): the headers below sqm/ whose path matches belong to sqm::<name>. They are installed
+# with it, and the target all_verify_interface_header_sets compiles each alone. A folder called internal stays inside.
+file(GLOB_RECURSE sqm_headers RELATIVE ${PROJECT_SOURCE_DIR} CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/sqm/*.h)
+list(FILTER sqm_headers EXCLUDE REGEX "/internal/")
+function(sqm_public_headers name regex)
+  list(FILTER sqm_headers INCLUDE REGEX "${regex}")
+  list(TRANSFORM sqm_headers PREPEND ${PROJECT_SOURCE_DIR}/)
+  target_sources(sqm_${name} PUBLIC FILE_SET HEADERS BASE_DIRS ${PROJECT_SOURCE_DIR} FILES ${sqm_headers})
+  set_target_properties(sqm_${name} PROPERTIES VERIFY_INTERFACE_HEADER_SETS ON)
+endfunction()
+
+sqm_public_headers(core "^sqm/(common|records|store|upload|manager|diagnostics)/")
+sqm_public_headers(testing "^sqm/testing/")
 set(sqm_installed sqm_core sqm_testing)
 if(NOT SQM_CORE_ONLY)
+  sqm_public_headers(platform "^sqm/platform/")
   list(APPEND sqm_installed sqm_platform sqm_sqm)
 endif()
 
-install(TARGETS ${sqm_installed} EXPORT SQMTargets)
-install(DIRECTORY ${PROJECT_SOURCE_DIR}/sqm DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} FILES_MATCHING PATTERN "*.h"
-  PATTERN "internal" EXCLUDE)
+set(SQM_PACKAGE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/SQM)
+install(TARGETS ${sqm_installed} EXPORT SQMTargets FILE_SET HEADERS)
 install(EXPORT SQMTargets NAMESPACE sqm:: DESTINATION ${SQM_PACKAGE_DIR})
 configure_package_config_file(cmake/SQMConfig.cmake.in ${PROJECT_BINARY_DIR}/SQMConfig.cmake
   INSTALL_DESTINATION ${SQM_PACKAGE_DIR})

@@ -4,7 +4,9 @@
 add_library(sqm_build_options INTERFACE)
 target_compile_options(sqm_build_options INTERFACE
   -Wall -Wextra -Wpedantic -Wconversion -Wsign-conversion -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual
-  -Wcast-qual -Wold-style-cast -Wformat=2 -Wimplicit-fallthrough
+  -Wdeprecated-copy-dtor -Wcast-qual -Wold-style-cast -Wformat=2 -Wimplicit-fallthrough
+  # Before version 13, GCC takes ordinary joining of strings for overlapping copies.
+  $<$<AND:$<CXX_COMPILER_ID:GNU>,$<VERSION_LESS:$<CXX_COMPILER_VERSION>,13>>:-Wno-restrict>
   $<$<BOOL:${SQM_WARNINGS_AS_ERRORS}>:-Werror>
 )
 if(SQM_SANITIZE)

@@ -23,12 +23,9 @@ FieldNameTable::FieldNameTable(std::vector<std::optional<std::string>> names) : 
   }
 }
 
-std::optional<std::string_view> FieldNameTable::name(std::int64_t field) const {
-  if (field < 0 || static_cast<std::uint64_t>(field) >= names_.size()) {
-    throw std::out_of_range("field number " + std::to_string(field) + " is beyond the field-name table, which holds " +
-                            std::to_string(names_.size()) + " of " + std::to_string(kFields) + " names");
-  }
-  return names_[static_cast<std::size_t>(field)];
+void FieldNameTable::throwBeyond(std::int64_t field) const {
+  throw std::out_of_range("field number " + std::to_string(field) + " is beyond the field-name table, which holds " +
+                          std::to_string(names_.size()) + " of " + std::to_string(kFields) + " names");
 }
 
 std::optional<std::size_t> FieldNameTable::fieldNamed(std::string_view name) const {

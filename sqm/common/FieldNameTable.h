@@ -10,8 +10,8 @@
 
 namespace sqm {
 
-/// The names of the record fields, by field number 0 to 90: entry N is the key of field N's value and the name of its XML
-/// element. Fields with the same name share one key. Immutable.
+/// The names of the record fields, by field number 0 to 90: entry N is the key of field N's value and the name of its
+/// XML element. Fields with the same name share one key. Immutable.
 class FieldNameTable {
  public:
   static constexpr std::size_t kFields = 91;
@@ -21,7 +21,10 @@ class FieldNameTable {
 
   /// The name of a field; nothing where the list has none.
   /// Failure: std::out_of_range when the number is negative or beyond the end of the list.
-  std::optional<std::string_view> name(std::int64_t field) const;
+  std::optional<std::string_view> name(std::int64_t field) const {
+    if (static_cast<std::uint64_t>(field) >= names_.size()) throwBeyond(field);
+    return names_[static_cast<std::size_t>(field)];
+  }
 
   /// The first field that has this name, which stands for all that have it.
   std::optional<std::size_t> fieldNamed(std::string_view name) const;
@@ -32,11 +35,12 @@ class FieldNameTable {
  private:
   static constexpr std::size_t kBuckets = 256;  // a power of two, more than twice kFields: probing is short and ends
 
+  [[noreturn]] void throwBeyond(std::int64_t field) const;
   std::size_t bucketFor(std::string_view name) const;
 
   std::vector<std::optional<std::string>> names_;
   std::array<std::uint8_t, kFields> firstNamesakes_{};
-  std::array<std::uint8_t, kBuckets> buckets_;
+  std::array<std::uint8_t, kBuckets> buckets_{};
 };
 
 }  // namespace sqm

@@ -1,7 +1,7 @@
 #include "sqm/common/Format.h"
 
+#include <algorithm>
 #include <array>
-#include <cstddef>
 
 namespace sqm {
 
@@ -18,21 +18,32 @@ std::size_t placeholderLength(std::string_view text) {
 
 }  // namespace
 
-void appendFormatted(std::string& out, std::string_view format, std::span<const std::string_view> arguments) {
+std::size_t appendFormatted(std::string& out, std::string_view format, std::span<const std::string_view> arguments,
+                            std::size_t limit) {
+  std::size_t room = limit;
+  std::size_t leftOut = 0;
+  const auto append = [&](std::string_view text) {
+    const std::size_t length = std::min(text.size(), room);
+    out.append(text, 0, length);
+    room -= length;
+    leftOut += text.size() - length;
+  };
   while (!arguments.empty()) {
     const std::size_t percent = format.find('%');
     if (percent == std::string_view::npos) break;
     const std::size_t length = placeholderLength(format.substr(percent));
     if (length == 0) {
-      out.append(format.substr(0, percent + 1));
+      append(format.substr(0, percent + 1));
       format.remove_prefix(percent + 1);
       continue;
     }
-    out.append(format.substr(0, percent)).append(arguments.front());
+    append(format.substr(0, percent));
+    append(arguments.front());
     format.remove_prefix(percent + length);
     arguments = arguments.subspan(1);
   }
-  out.append(format);
+  append(format);
+  return leftOut;
 }
 
 }  // namespace sqm

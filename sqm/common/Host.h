@@ -2,6 +2,8 @@
 
 namespace sqm {
 
+class Clock;
+class Dates;
 class HttpTransactionFactory;
 class JsonWriter;
 class LogFileFactory;
@@ -35,6 +37,8 @@ struct Host {
   TrelkConfiguration* configuration = nullptr;
   UserPrefs* userPrefs = nullptr;
   UtilityFunctions* utilities = nullptr;
+  Clock* clock = nullptr;
+  Dates* dates = nullptr;
   QFSerializer* serializer = nullptr;
   JsonWriter* jsonWriter = nullptr;
   TextCompressor* compressor = nullptr;

@@ -20,8 +20,8 @@ inline constexpr std::string_view TrelkHttpTransactionAbortedNotification = "Tre
 /// The method code of a POST.
 inline constexpr int kHttpMethodPost = 1;
 
-/// Sends requests one after another, each in the background, and tells the outcome by a notification whose object is the
-/// transaction.
+/// Sends requests one after another, each in the background, and tells the outcome by a notification whose object is
+/// the transaction.
 ///
 /// Every request ends in exactly one of the four notifications, posted to the host's `NotificationCenter` on the main
 /// thread, never from inside `sendHttpRequest`.

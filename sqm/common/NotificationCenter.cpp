@@ -1,6 +1,7 @@
 #include "sqm/common/NotificationCenter.h"
 
 #include <algorithm>
+#include <iterator>
 #include <string>
 #include <utility>
 #include <vector>
@@ -11,36 +12,32 @@ struct NotificationCenter::Registration::Observer {
   std::string name;
   const void* object;
   Handler handler;
-  bool active = true;
+
+  bool wants(std::string_view posted, const void* by) const {
+    return name == posted && (object == nullptr || object == by);
+  }
 };
 
+/// Every observer belongs to its registration; the center sees who is left.
 struct NotificationCenter::Observers {
   using Observer = Registration::Observer;
 
-  std::vector<std::shared_ptr<Observer>> list;
+  std::vector<std::weak_ptr<Observer>> list;
 
-  std::vector<std::shared_ptr<Observer>> matching(std::string_view name, const void* object) {
-    std::erase_if(list, [](const auto& observer) { return !observer->active; });
-    std::vector<std::shared_ptr<Observer>> found;
-    std::copy_if(list.begin(), list.end(), std::back_inserter(found), [&](const auto& observer) {
-      return observer->name == name && (observer->object == nullptr || observer->object == object);
+  void add(const std::shared_ptr<Observer>& observer) {
+    std::erase_if(list, [](const auto& each) { return each.expired(); });
+    list.push_back(observer);
+  }
+
+  std::vector<std::weak_ptr<Observer>> wanting(std::string_view name, const void* object) const {
+    std::vector<std::weak_ptr<Observer>> found;
+    std::copy_if(list.begin(), list.end(), std::back_inserter(found), [&](const auto& each) {
+      const auto observer = each.lock();
+      return observer && observer->wants(name, object);
     });
     return found;
   }
 };
-
-NotificationCenter::Registration& NotificationCenter::Registration::operator=(Registration&& other) noexcept {
-  if (this != &other) {
-    reset();
-    observer_ = std::move(other.observer_);
-  }
-  return *this;
-}
-
-void NotificationCenter::Registration::reset() {
-  if (observer_) observer_->active = false;
-  observer_.reset();
-}
 
 NotificationCenter::NotificationCenter() : observers_(std::make_unique<Observers>()) {}
 
@@ -49,16 +46,16 @@ NotificationCenter::~NotificationCenter() = default;
 NotificationCenter::Registration NotificationCenter::addObserver(std::string_view name, const void* object,
                                                                  Handler handler) {
   auto observer = std::make_shared<Registration::Observer>(
-      Registration::Observer{std::string(name), object, std::move(handler), true});
-  observers_->list.push_back(observer);
+      Registration::Observer{std::string(name), object, std::move(handler)});
+  observers_->add(observer);
   return Registration(std::move(observer));
 }
 
 void NotificationCenter::postNotificationName(std::string_view name, const void* object) {
   const Notification notification{name, object};
-  // A snapshot: it keeps a handler alive that removes itself while it runs.
-  for (const auto& observer : observers_->matching(name, object)) {
-    if (observer->active) observer->handler(notification);
+  for (const auto& each : observers_->wanting(name, object)) {
+    // Who is gone by now is not called; who removes itself lives until its handler returns.
+    if (const auto observer = each.lock()) observer->handler(notification);
   }
 }
 

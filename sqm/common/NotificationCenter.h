@@ -3,6 +3,7 @@
 #include <functional>
 #include <memory>
 #include <string_view>
+#include <utility>
 
 namespace sqm {
 
@@ -13,7 +14,8 @@ struct Notification {
   const void* object;
 };
 
-/// Delivers notifications inside the process, synchronously, to the observers that registered for their name and sender.
+/// Delivers notifications inside the process, synchronously, to the observers that registered for their name and
+/// sender.
 ///
 /// Ownership: a registration ends with its `Registration`; the center may be destroyed before its registrations.
 /// Threading: one thread, the one that drives the manager. Handlers run on it, inside `postNotificationName`.
@@ -29,9 +31,8 @@ class NotificationCenter {
    public:
     Registration() = default;
     Registration(Registration&&) noexcept = default;
-    Registration& operator=(Registration&& other) noexcept;
-    ~Registration() { reset(); }
-    void reset();
+    Registration& operator=(Registration&&) noexcept = default;
+    void reset() { observer_.reset(); }
 
    private:
     friend class NotificationCenter;

@@ -15,25 +15,36 @@ constexpr std::size_t kSmallBuffer = 4096;
 ValueDictionary::ValueDictionary(std::shared_ptr<const FieldNameTable> names)
     : names_(std::move(names)), fields_(names_ ? FieldNameTable::kFields : 0) {}
 
+template <typename Dictionary>
+auto ValueDictionary::placeOf(Dictionary& dictionary, std::string_view key) -> decltype(dictionary.fields_.data()) {
+  if (dictionary.names_) {
+    if (const auto field = dictionary.names_->fieldNamed(key)) return &dictionary.fields_[*field];
+  }
+  auto& others = dictionary.others_;
+  const auto other = std::find_if(others.begin(), others.end(), [&](const auto& each) { return each.first == key; });
+  return other == others.end() ? nullptr : &other->second;
+}
+
 std::optional<std::string_view> ValueDictionary::find(std::string_view key) const {
-  const Place* place = const_cast<ValueDictionary*>(this)->placeOf(key);
+  const Place* place = placeOf(*this, key);
   if (place == nullptr || !place->present()) return std::nullopt;
   return text(*place);
 }
 
 std::size_t ValueDictionary::size() const {
-  const auto present = std::count_if(fields_.begin(), fields_.end(), [](const Place& place) { return place.present(); });
+  const auto present =
+      std::count_if(fields_.begin(), fields_.end(), [](const Place& place) { return place.present(); });
   return static_cast<std::size_t>(present) + others_.size();
 }
 
 void ValueDictionary::set(std::string_view key, std::string_view value) {
-  Place* place = placeOf(key);
-  if (place == nullptr) place = &others_.emplace_back(key, Place{}).second;
+  Place* place = placeOf(*this, key);
+  if (place == nullptr) place = &others_.emplace_back(key, Place{0, 0}).second;  // empty, should the text not fit in memory
   store(*place, value);
 }
 
 void ValueDictionary::erase(std::string_view key) {
-  Place* place = placeOf(key);
+  Place* place = placeOf(*this, key);
   if (place == nullptr || !place->present()) return;
   live_ -= place->length;
   *place = Place{};
@@ -47,18 +58,9 @@ void ValueDictionary::clear() {
   live_ = 0;
 }
 
-std::optional<std::string_view> ValueDictionary::findField(std::size_t field) const {
-  const Place& place = fields_[names_->firstNamesake(field)];
-  if (!place.present()) return std::nullopt;
-  return text(place);
-}
-
-void ValueDictionary::setField(std::size_t field, std::string_view value) {
-  store(fields_[names_->firstNamesake(field)], value);
-}
-
-void ValueDictionary::eraseField(std::size_t field) {
-  Place& place = fields_[names_->firstNamesake(field)];
+void ValueDictionary::eraseField(const FieldNameTable& names, std::size_t field) {
+  if (&names != names_.get()) return erase(*names.name(static_cast<std::int64_t>(field)));
+  Place& place = fields_[names.firstNamesake(field)];
   if (place.present()) live_ -= place.length;
   place = Place{};
 }
@@ -77,25 +79,16 @@ bool operator==(const ValueDictionary& left, const ValueDictionary& right) {
   return equal;
 }
 
-ValueDictionary::Place* ValueDictionary::placeOf(std::string_view key) {
-  if (names_) {
-    if (const auto field = names_->fieldNamed(key)) return &fields_[*field];
-  }
-  const auto other = std::find_if(others_.begin(), others_.end(), [&](const auto& each) { return each.first == key; });
-  return other == others_.end() ? nullptr : &other->second;
-}
-
-void ValueDictionary::store(Place& place, std::string_view value) {
-  if (place.present() && value.size() <= place.length) {
+void ValueDictionary::replace(Place& place, std::string_view value) {
+  const std::size_t earlier = place.length;
+  if (value.size() <= earlier) {
     if (!value.empty()) std::memmove(text_.data() + place.offset, value.data(), value.size());
-    live_ -= place.length - value.size();
     place.length = value.size();
+    live_ -= earlier - value.size();
     return;
   }
-  const std::size_t offset = text_.size();
-  text_.append(value);
-  live_ += value.size() - (place.present() ? place.length : 0);
-  place = {offset, value.size()};
+  append(place, value);
+  live_ -= earlier;
   if (text_.size() > kSmallBuffer && live_ < text_.size() / 2) closeGaps();
 }
 

@@ -43,10 +43,18 @@ class ValueDictionary {
     for (const auto& [key, place] : others_) visit(std::string_view(key), text(place));
   }
 
-  /// By field number. The field must have a name in the table the dictionary was made with.
-  std::optional<std::string_view> findField(std::size_t field) const;
-  void setField(std::size_t field, std::string_view value);
-  void eraseField(std::size_t field);
+  /// By the number of a field that has a name in `names`: quick in a dictionary made with that table, by the name in
+  /// any other.
+  std::optional<std::string_view> findField(const FieldNameTable& names, std::size_t field) const {
+    if (&names != names_.get()) return find(*names.name(static_cast<std::int64_t>(field)));
+    const Place& place = fields_[names.firstNamesake(field)];
+    return place.present() ? std::optional(text(place)) : std::nullopt;
+  }
+  void setField(const FieldNameTable& names, std::size_t field, std::string_view value) {
+    if (&names != names_.get()) return set(*names.name(static_cast<std::int64_t>(field)), value);
+    store(fields_[names.firstNamesake(field)], value);
+  }
+  void eraseField(const FieldNameTable& names, std::size_t field);
 
   /// This dictionary's values under their keys, in a dictionary made with `names`.
   ValueDictionary madeWith(std::shared_ptr<const FieldNameTable> names) &&;
@@ -62,9 +70,18 @@ class ValueDictionary {
     bool present() const { return length != kAbsent; }
   };
 
-  std::string_view text(const Place& place) const { return std::string_view(text_).substr(place.offset, place.length); }
-  Place* placeOf(std::string_view key);
-  void store(Place& place, std::string_view value);
+  std::string_view text(const Place& place) const { return {text_.data() + place.offset, place.length}; }
+  /// Where the key's value has its place, if it has one; of a constant dictionary, to look at.
+  template <typename Dictionary>
+  static auto placeOf(Dictionary& dictionary, std::string_view key) -> decltype(dictionary.fields_.data());
+  void store(Place& place, std::string_view value) { place.present() ? replace(place, value) : append(place, value); }
+  void append(Place& place, std::string_view value) {
+    const std::size_t offset = text_.size();
+    text_.append(value);
+    live_ += value.size();
+    place = {offset, value.size()};
+  }
+  void replace(Place& place, std::string_view value);
   void closeGaps();
 
   std::shared_ptr<const FieldNameTable> names_;

@@ -3,6 +3,9 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
+
+#include "sqm/common/Utf8.h"
 
 namespace sqm {
 
@@ -33,12 +36,18 @@ constexpr std::string_view kReplacementCharacter = "\xEF\xBF\xBD";
 
 constexpr std::string_view referenceTo(char character) {
   switch (character) {
-    case '&': return "&amp;";
-    case '<': return "&lt;";
-    case '>': return "&gt;";
-    case '"': return "&quot;";
-    case '\'': return "&apos;";
-    default: return "&#13;";
+    case '&':
+      return "&amp;";
+    case '<':
+      return "&lt;";
+    case '>':
+      return "&gt;";
+    case '"':
+      return "&quot;";
+    case '\'':
+      return "&apos;";
+    default:
+      return "&#13;";
   }
 }
 
@@ -47,26 +56,11 @@ struct Sequence {
   bool allowed;
 };
 
-/// The multi-byte character at the beginning of `text`, or the maximal subpart of an ill-formed one. The ranges of the
-/// second byte are those of table 3-7 of The Unicode Standard.
+/// The multi-byte character at the beginning of `text`, or the maximal subpart of an ill-formed one.
 Sequence sequenceAt(std::string_view text) {
-  const auto byte = [&](std::size_t at) { return static_cast<unsigned char>(text[at]); };
-  const unsigned lead = byte(0);
-  const std::size_t length = lead < 0xC2 ? 1 : lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : lead < 0xF5 ? 4 : 1;
-  unsigned low = 0x80;
-  unsigned high = 0xBF;
-  if (lead == 0xE0) low = 0xA0;
-  if (lead == 0xED) high = 0x9F;
-  if (lead == 0xF0) low = 0x90;
-  if (lead == 0xF4) high = 0x8F;
-  std::size_t at = 1;
-  for (; at < length && at < text.size() && byte(at) >= low && byte(at) <= high; ++at) {
-    low = 0x80;
-    high = 0xBF;
-  }
-  if (length == 1 || at < length) return {at, false};
-  const bool noncharacter = lead == 0xEF && byte(1) == 0xBF && byte(2) >= 0xBE;  // U+FFFE and U+FFFF
-  return {length, !noncharacter};
+  const auto [length, isWellFormed] = utf8SequenceAt(text);
+  const bool isNoncharacter = isWellFormed && (text.starts_with("\xEF\xBF\xBE") || text.starts_with("\xEF\xBF\xBF"));
+  return {length, isWellFormed && !isNoncharacter};
 }
 
 void append(std::string& out, std::string_view text, const ByteClasses& classes) {
@@ -79,9 +73,15 @@ void append(std::string& out, std::string_view text, const ByteClasses& classes)
   };
   while (at < text.size()) {
     switch (classes[static_cast<unsigned char>(text[at])]) {
-      case ByteClass::plain: ++at; break;
-      case ByteClass::reference: replace(1, referenceTo(text[at])); break;
-      case ByteClass::disallowed: replace(1, kReplacementCharacter); break;
+      case ByteClass::plain:
+        ++at;
+        break;
+      case ByteClass::reference:
+        replace(1, referenceTo(text[at]));
+        break;
+      case ByteClass::disallowed:
+        replace(1, kReplacementCharacter);
+        break;
       case ByteClass::sequence: {
         const Sequence sequence = sequenceAt(text.substr(at));
         if (sequence.allowed) {
@@ -95,6 +95,14 @@ void append(std::string& out, std::string_view text, const ByteClasses& classes)
   out.append(text, runStart);
 }
 
+/// True when each of the eight bytes at `bytes` is an ASCII character that is no control character.
+bool areEightPrintable(const char* bytes) {
+  constexpr std::uint64_t kEach = 0x0101010101010101;
+  std::uint64_t word = 0;
+  std::memcpy(&word, bytes, sizeof word);
+  return ((word | (word - 0x20 * kEach)) & 0x80 * kEach) == 0;
+}
+
 }  // namespace
 
 void appendXmlText(std::string& out, std::string_view text, XmlEscaping escaping) {
@@ -105,6 +113,10 @@ void appendXmlAllowed(std::string& out, std::string_view text) { append(out, tex
 
 bool isXmlAllowed(std::string_view text) {
   for (std::size_t at = 0; at < text.size();) {
+    if (text.size() - at >= 8 && areEightPrintable(text.data() + at)) {
+      at += 8;
+      continue;
+    }
     switch (kAllowedClasses[static_cast<unsigned char>(text[at])]) {
       case ByteClass::sequence: {
         const Sequence sequence = sequenceAt(text.substr(at));
@@ -112,8 +124,10 @@ bool isXmlAllowed(std::string_view text) {
         at += sequence.length;
         break;
       }
-      case ByteClass::disallowed: return false;
-      default: ++at;
+      case ByteClass::disallowed:
+        return false;
+      default:
+        ++at;
     }
   }
   return true;

@@ -1,7 +1,10 @@
 #include "sqm/manager/CreatingCalls.h"
 
 #include <algorithm>
+#include <cstddef>
+#include <iterator>
 
+#include "sqm/common/FieldNameTable.h"
 #include "sqm/records/SQMEthernetConnectionRecord.h"
 #include "sqm/records/SQMMBConnectionRecord.h"
 #include "sqm/records/SQMWiFiConnectionRecord.h"
@@ -14,15 +17,19 @@ using enum Filling;
 using Order = CreatingCall::Order;
 
 constexpr Fill kWiFiStart[] = {
-    {13, xmlSafe}, {6, xmlSafe}, {7},  {11}, {12}, {14, xmlSafe}, {16}, {15, xmlSafe}, {17}, {18},          {19}, {21},
-    {22},          {23},         {24, unlessEmpty}, {25}, {35},   {87}, {30},          {32}, {26, xmlSafe}, {31}, {34},
-    {33},          {27, xmlSafe}, {28}, {29}, {47}, {8, event},   {9, index},
+    {13, xmlSafe}, {6, xmlSafe}, {7},           {11},       {12},
+    {14, xmlSafe}, {16},         {15, xmlSafe}, {17},       {18},
+    {19},          {21},         {22},          {23},       {24, unlessEmpty},
+    {25},          {35},         {87},          {30},       {32},
+    {26, xmlSafe}, {31},         {34},          {33},       {27, xmlSafe},
+    {28},          {29},         {47},          {8, event}, {9, index},
 };
 
 constexpr Fill kMBStart[] = {
-    {13, xmlSafe}, {6, xmlSafe}, {7},  {11}, {12}, {14, xmlSafe}, {16}, {15, xmlSafe}, {17}, {18}, {19}, {43, xmlSafe},
-    {44, xmlSafe}, {45, xmlSafe}, {46}, {47}, {48}, {49},         {50}, {51},          {52, xmlSafe},    {53}, {54},
-    {55},          {56},         {57}, {21}, {22}, {58},          {59}, {60},          {61}, {8, event}, {9, index},
+    {13, xmlSafe}, {6, xmlSafe},  {7},           {11},          {12}, {14, xmlSafe}, {16}, {15, xmlSafe}, {17}, {18},
+    {19},          {43, xmlSafe}, {44, xmlSafe}, {45, xmlSafe}, {46}, {47},          {48}, {49},          {50}, {51},
+    {52, xmlSafe}, {53},          {54},          {55},          {56}, {57},          {21}, {22},          {58}, {59},
+    {60},          {61},          {8, event},    {9, index},
 };
 
 constexpr Fill kEthernetStart[] = {
@@ -42,10 +49,10 @@ constexpr Fill kDevice[] = {
 constexpr Fill kClientBeforeEnvironment[] = {{6, xmlSafe}, {7, xmlSafe}};
 constexpr Fill kClientAfterEnvironment[] = {{0, marker}, {2}, {4}, {1}, {3}};
 
+// 77 and 78 are filled from the parameters, and then again by the manager.
 constexpr Fill kApplicationStart[] = {
-    {6, xmlSafe}, {13, xmlSafe}, {86}, {75}, {76, xmlSafe}, {77},
-    {78},  // 77 and 78 are filled from the parameters, and then again by the manager
-    {79},         {80},          {81, xmlSafe}, {82}, {83}, {85, xmlSafe}, {77, event}, {78, index},
+    {6, xmlSafe}, {13, xmlSafe}, {86}, {75}, {76, xmlSafe}, {77},        {78},        {79},
+    {80},         {81, xmlSafe}, {82}, {83}, {85, xmlSafe}, {77, event}, {78, index},
 };
 
 constexpr Fill kApplicationStop[] = {
@@ -54,6 +61,21 @@ constexpr Fill kApplicationStop[] = {
 };
 
 constexpr Fill kUserAcceptance[] = {{6, xmlSafe}, {13, xmlSafe}, {88}, {89}, {90}};
+
+/// True when every field exists, and none is filled twice but by the manager itself, later.
+constexpr bool isSound(Fills fills) {
+  for (std::size_t at = 0; at < fills.size(); ++at) {
+    if (fills[at].field >= FieldNameTable::kFields) return false;
+    for (const Fill& later : fills.subspan(at + 1)) {
+      const bool isManagers = later.filling == event || later.filling == index;
+      if (later.field == fills[at].field && !isManagers) return false;
+    }
+  }
+  return true;
+}
+static_assert(isSound(kWiFiStart) && isSound(kMBStart) && isSound(kEthernetStart) && isSound(kConnectionStop) &&
+              isSound(kDevice) && isSound(kClientBeforeEnvironment) && isSound(kClientAfterEnvironment) &&
+              isSound(kApplicationStart) && isSound(kApplicationStop) && isSound(kUserAcceptance));
 
 template <typename Record>
 std::unique_ptr<SQMConnectionRecord> make(Host& host) {
@@ -69,18 +91,18 @@ constexpr Medium kMedia[] = {
 }  // namespace
 
 // The texts are those that log readers know, double blanks included.
-const CreatingCall kConnectionStartCall = {
-    RecordType::connection, std::nullopt, "Stopped generation of connection start Record as recording disabled \n\t",
-    "Generated  Connection start Record  \n \t %@ \n\t", Order::logThenStore};
-const CreatingCall kConnectionStopCall = {
-    RecordType::connection, std::nullopt, "Stopped generation of  connection Stop Record as recording disabled \n\t",
-    "Generated Connection Stop Record  \n \t %@ \n\t", Order::logThenStore};
-const CreatingCall kDeviceCall = {
-    RecordType::device, "mobiledevice", "Stopped generation of  SQM Device Record as recording disabled \n\t",
-    "Generated Device Record  \n \t %@ \n\t", Order::storeThenLog};
-const CreatingCall kClientCall = {
-    RecordType::client, "client", "Stopped generation of  SQM Client record as recording disabled \n\t",
-    "Generated CLIENT Record  \n \t %@ \n\t", Order::storeThenLog};
+const CreatingCall kConnectionStartCall = {RecordType::connection, std::nullopt,
+                                           "Stopped generation of connection start Record as recording disabled \n\t",
+                                           "Generated  Connection start Record  \n \t %@ \n\t", Order::logThenStore};
+const CreatingCall kConnectionStopCall = {RecordType::connection, std::nullopt,
+                                          "Stopped generation of  connection Stop Record as recording disabled \n\t",
+                                          "Generated Connection Stop Record  \n \t %@ \n\t", Order::logThenStore};
+const CreatingCall kDeviceCall = {RecordType::device, "mobiledevice",
+                                  "Stopped generation of  SQM Device Record as recording disabled \n\t",
+                                  "Generated Device Record  \n \t %@ \n\t", Order::storeThenLog};
+const CreatingCall kClientCall = {RecordType::client, "client",
+                                  "Stopped generation of  SQM Client record as recording disabled \n\t",
+                                  "Generated CLIENT Record  \n \t %@ \n\t", Order::storeThenLog};
 const CreatingCall kApplicationStartCall = {
     RecordType::application, std::nullopt,
     "Stopped generation of SQM Application start Record as recording is disabled\n\t",

@@ -14,16 +14,16 @@ namespace sqm {
 
 /// How one field of a record is filled.
 enum class Filling : std::uint8_t {
-  plain,         ///< from the session parameter of the same number, as it stands
-  xmlSafe,       ///< from the session parameter, made safe as XML content
-  unlessEmpty,   ///< as `plain`, where the parameter is not empty
-  event,         ///< with the event's name: "start" or "stop"
-  index,         ///< with the number of the record
-  marker         ///< with the empty text
+  plain,        ///< from the session parameter of the same number, as it stands
+  xmlSafe,      ///< from the session parameter, made safe as XML content
+  unlessEmpty,  ///< as `plain`, where the parameter is not empty
+  event,        ///< with the event's name: "start" or "stop"
+  index,        ///< with the number of the record
+  marker        ///< with the empty text
 };
 
 struct Fill {
-  std::uint8_t field;
+  std::uint8_t field = 0;
   Filling filling = Filling::plain;
 };
 

@@ -34,7 +34,8 @@ class LaidOverValues {
   ValueDictionary own_;
 };
 
-/// The record's text, with the filtered values where there are some. Whatever status the record reports, its text counts.
+/// The record's text, with the filtered values where there are some. Whatever status the record reports, its text
+/// counts.
 std::string formatted(SQM& record, std::optional<ValueDictionary> filtered) {
   std::optional<std::string> text = "";
   std::optional<LaidOverValues> laidOver;
@@ -152,14 +153,24 @@ void SQMManager::fill(SQM* record, std::span<const Fill> fills, const SQMSession
   for (const auto& [field, filling] : fills) {
     const auto value = params == nullptr ? std::nullopt : std::optional(params->valueForKey(field));
     switch (filling) {
-      case Filling::plain: record->SetAttribute(field, value); break;
-      case Filling::xmlSafe: record->SetAttributeAfterXMLCompatibleFormat(field, value); break;
+      case Filling::plain:
+        record->SetAttribute(field, value);
+        break;
+      case Filling::xmlSafe:
+        record->SetAttributeAfterXMLCompatibleFormat(field, value);
+        break;
       case Filling::unlessEmpty:
         if (value && !value->empty()) record->SetAttribute(field, value);
         break;
-      case Filling::event: record->SetAttribute(field, generated.event); break;
-      case Filling::index: record->SetAttribute(field, std::to_string(generated.index)); break;
-      case Filling::marker: record->SetAttribute(field, ""); break;
+      case Filling::event:
+        record->SetAttribute(field, generated.event);
+        break;
+      case Filling::index:
+        record->SetAttribute(field, std::to_string(generated.index));
+        break;
+      case Filling::marker:
+        record->SetAttribute(field, "");
+        break;
     }
   }
 }
@@ -171,7 +182,7 @@ bool SQMManager::record(const CreatingCall& call, SQM* record) {
   const ValueDictionary* own = record == nullptr ? nullptr : record->recordValues();
   const ValueDictionary& values = own == nullptr ? kNoValues : *own;
   const auto name = record == nullptr ? std::nullopt : record->recordName();
-  const auto subType = call.filterSubType ? call.filterSubType
+  const auto subType = call.filterSubType  ? call.filterSubType
                        : record == nullptr ? std::nullopt
                                            : record->recordSubType();
 

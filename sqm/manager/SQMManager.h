@@ -24,16 +24,16 @@ class LogFile;
 struct CreatingCall;
 struct Fill;
 
-/// The object through which a client uses the library: it makes a record of every event it is told of, keeps the records,
-/// and uploads them, one type after another, to five addresses.
+/// The object through which a client uses the library: it makes a record of every event it is told of, keeps the
+/// records, and uploads them, one type after another, to five addresses.
 ///
 /// A new manager holds the records that earlier runs saved; `saveToDisk` and destruction save what it holds.
 ///
 /// Ownership: the client's, for as long as it records. The host outlives it.
-/// Threading: the main thread, for every operation but `sqmAppLicationRecord` and its setter, which any thread may call.
-/// Failure: nothing is reported but by the log "SQMManager.log"; the results of the creating calls are no success flags.
-/// A field-name table with fewer than 91 entries makes them throw std::out_of_range, and a device or user-acceptance
-/// call without parameters std::invalid_argument; no stored record is touched then.
+/// Threading: the main thread, for every operation but `sqmAppLicationRecord` and its setter, which any thread may
+/// call. Failure: nothing is reported but by the log "SQMManager.log"; the results of the creating calls are no success
+/// flags. A field-name table with fewer than 91 entries makes them throw std::out_of_range, and a device or
+/// user-acceptance call without parameters std::invalid_argument; no stored record is touched then.
 class SQMManager {
  public:
   explicit SQMManager(Host& host);
@@ -78,9 +78,13 @@ class SQMManager {
   /// Writes the stored records to disk.
   void saveToDisk();
 
-  /// Starts to post what is stored, type by type; each type's records go once they have arrived. Goes on by itself on the
-  /// main thread. A failure ends it, and keeps the records for the next call.
+  /// Starts to post what is stored, type by type; each type's records go once they have arrived. Goes on by itself on
+  /// the main thread. A failure ends it, and keeps the records for the next call.
   void uploadSQM();
+
+  /// Which document is in flight, or was last. On a success notification, observers that registered after the manager was
+  /// made find the next one here.
+  UploadState uploadState() const { return mUploadState_; }
 
  private:
   struct Generated {

@@ -11,8 +11,8 @@
 
 namespace sqm {
 
-/// The values of one event, under small integer keys: what is stored under key N goes into field N of the record that the
-/// event gives. The client fills one, hands it to a creating call of `SQMManager`, and clears or refills it.
+/// The values of one event, under small integer keys: what is stored under key N goes into field N of the record that
+/// the event gives. The client fills one, hands it to a creating call of `SQMManager`, and clears or refills it.
 ///
 /// Keys 1 to 91 can be stored, keys 0 to 90 be read.
 ///

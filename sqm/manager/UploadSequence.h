@@ -23,7 +23,8 @@ enum class UploadEvent : std::uint8_t { started, succeeded, failed };
 struct UploadStep {
   /// The records of this type have arrived and go.
   std::optional<RecordType> delivered = {};
-  /// The document of this type is posted, unless it is absent or empty: then the type's records go, and the step goes on.
+  /// The document of this type is posted, unless it is absent or empty: then the type's records go, and the step goes
+  /// on.
   std::optional<RecordType> postUnlessEmpty = {};
   /// The state becomes this type's, and its document is posted as it is. An absent one ends the sequence here.
   std::optional<RecordType> postOtherwise = {};
@@ -32,21 +33,25 @@ struct UploadStep {
 };
 
 /// The order of an upload: client, connection, device, application, user acceptance. It takes note that the connection
-/// document is posted even without records, and that without device and application records the user acceptances wait for
-/// the next upload.
+/// document is posted even without records, and that without device and application records the user acceptances wait
+/// for the next upload.
 constexpr UploadStep nextUploadStep(UploadState state, UploadEvent event) {
   using enum RecordType;
   if (event == UploadEvent::failed) return {};
   if (event == UploadEvent::started) return {.postUnlessEmpty = client, .postOtherwise = connection};
   switch (state) {
-    case UploadState::idle: return {};
-    case UploadState::client: return {.delivered = client, .postOtherwise = connection};
+    case UploadState::idle:
+      return {};
+    case UploadState::client:
+      return {.delivered = client, .postOtherwise = connection};
     case UploadState::connection:
       return {.delivered = connection, .postUnlessEmpty = device, .postOtherwise = application};
     case UploadState::device:
       return {.delivered = device, .postUnlessEmpty = application, .postOtherwise = userAcceptance};
-    case UploadState::application: return {.delivered = application, .postOtherwise = userAcceptance};
-    case UploadState::userAcceptance: return {.delivered = userAcceptance};
+    case UploadState::application:
+      return {.delivered = application, .postOtherwise = userAcceptance};
+    case UploadState::userAcceptance:
+      return {.delivered = userAcceptance};
   }
   return {};
 }
@@ -54,11 +59,16 @@ constexpr UploadStep nextUploadStep(UploadState state, UploadEvent event) {
 /// The state while a type's document is in flight.
 constexpr UploadState uploadStateOf(RecordType type) {
   switch (type) {
-    case RecordType::client: return UploadState::client;
-    case RecordType::connection: return UploadState::connection;
-    case RecordType::device: return UploadState::device;
-    case RecordType::application: return UploadState::application;
-    case RecordType::userAcceptance: return UploadState::userAcceptance;
+    case RecordType::client:
+      return UploadState::client;
+    case RecordType::connection:
+      return UploadState::connection;
+    case RecordType::device:
+      return UploadState::device;
+    case RecordType::application:
+      return UploadState::application;
+    case RecordType::userAcceptance:
+      return UploadState::userAcceptance;
   }
   return UploadState::idle;
 }

@@ -2,8 +2,8 @@
 
 #include <cstddef>
 #include <fcntl.h>
-#include <filesystem>
 #include <new>
+#include <system_error>
 
 #include "sqm/platform/WholeFile.h"
 #include "sqm/platform/internal/RequestArchive.h"
@@ -40,22 +40,17 @@ std::error_code moveAside(FileOperations& files, const std::string& path, std::s
 
 bool ArchiveFiles::serializeObject(const UploadRequests& object, const std::string& toFile) try {
   const std::string bytes = encodedRequests(object);
-  auto failure = bytes.size() > kLargestFile ? make_error_code(std::errc::file_too_large) : replace(toFile, bytes);
-  if (failure == std::errc::no_such_file_or_directory) {
-    failure = makeFolders(files_, std::filesystem::path(toFile).parent_path().string());
-    if (!failure) failure = replace(toFile, bytes);
+  std::error_code failure = make_error_code(std::errc::file_too_large);
+  if (bytes.size() <= kLargestFile) {
+    FileReplacement file(files_, toFile, FileReplacement::Mode::atomically);
+    file.write(bytes);
+    failure = file.commit();
   }
   if (failure) problems_.cannotWrite(toFile, failure.message());
   return !failure;
 } catch (const std::bad_alloc&) {
   problems_.cannotWrite(toFile, kNoMemory);
   return false;
-}
-
-std::error_code ArchiveFiles::replace(const std::string& path, std::string_view bytes) {
-  FileReplacement file(files_, path, FileReplacement::Mode::atomically);
-  file.write(bytes);
-  return file.commit();
 }
 
 std::optional<UploadRequests> ArchiveFiles::objectFromFile(const std::string& path) try {

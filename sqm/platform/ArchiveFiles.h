@@ -2,7 +2,6 @@
 
 #include <optional>
 #include <string>
-#include <string_view>
 
 #include "sqm/common/QFSerializer.h"
 #include "sqm/platform/FileOperations.h"
@@ -11,8 +10,7 @@
 namespace sqm::platform {
 
 /// Archives of upload requests on the system's disk, as binary property lists. An archive is its user's alone, and
-/// replaced atomically: a temporary file beside it (PATH.new), sync, rename, sync of the folder, which is made where it
-/// is missing.
+/// replaced atomically: a temporary file beside it (PATH.new), sync, rename, sync of the folder.
 ///
 /// A file that cannot be read as an archive is moved aside, to PATH.unreadable, PATH.unreadable-2 and so on, and counts
 /// as an archive without requests; where it cannot even be moved, it stays and yields nothing. That, and what cannot be
@@ -28,7 +26,6 @@ class ArchiveFiles : public QFSerializer {
   std::optional<UploadRequests> objectFromFile(const std::string& path) override;
 
  private:
-  std::error_code replace(const std::string& path, std::string_view bytes);
   std::optional<UploadRequests> withoutFile(const std::string& path, std::string reason);
 
   FileProblems problems_;

@@ -10,19 +10,28 @@ namespace sqm {
 namespace {
 
 constexpr std::string_view kMissingName = "(null)";
+constexpr std::string_view kTimeStamp = " timestamp=";
 
-/// Adds up how long a text will be. A text that is escaped on the way counts as it is.
+/// Adds up how long a text will be. A value that is made XML-safe on the way counts as it is.
 class Measure {
  public:
-  void text(std::string_view piece) { length_ += piece.size(); }
-  void escaped(std::string_view piece, const UtilityFunctions& /*utilities*/) { length_ += piece.size(); }
+  void open(std::string_view name) { length_ += name.size() + 2; }
+  void close(std::string_view name) { length_ += name.size() + 3; }
+  void element(std::string_view name, std::string_view value) { length_ += 2 * name.size() + value.size() + 5; }
+  void timeStamped(std::string_view name, std::string_view stamp, std::string_view value) {
+    element(name, value);
+    length_ += kTimeStamp.size() + stamp.size();
+  }
+  void xmlSafeElement(std::string_view name, std::string_view value, const UtilityFunctions& /*utilities*/) {
+    element(name, value);
+  }
   std::size_t length() const { return length_; }
 
  private:
   std::size_t length_ = 0;
 };
 
-/// Writes pieces to the end of a string, which has been made long enough for nearly all of them beforehand.
+/// Writes elements to the end of a string, which has been made long enough for nearly all of them beforehand.
 class Writer {
  public:
   Writer(std::string& out, std::size_t expected) : out_(out), used_(out.size()) { out_.resize(used_ + expected); }
@@ -30,27 +39,50 @@ class Writer {
   Writer& operator=(const Writer&) = delete;
   ~Writer() { out_.resize(used_); }
 
-  void text(std::string_view piece) {
-    if (piece.empty()) return;
-    if (out_.size() - used_ < piece.size()) out_.resize(std::max(2 * out_.size(), used_ + piece.size()));
-    std::memcpy(out_.data() + used_, piece.data(), piece.size());
-    used_ += piece.size();
+  void open(std::string_view name) { write(name.size() + 2, '<', name, '>'); }
+  void close(std::string_view name) { write(name.size() + 3, '<', '/', name, '>'); }
+  void element(std::string_view name, std::string_view value) {
+    write(2 * name.size() + value.size() + 5, '<', name, '>', value, '<', '/', name, '>');
   }
-
-  void escaped(std::string_view piece, const UtilityFunctions& utilities) {
+  void timeStamped(std::string_view name, std::string_view stamp, std::string_view value) {
+    write(name.size() + kTimeStamp.size() + stamp.size() + 2, '<', name, kTimeStamp, stamp, '>');
+    write(value.size(), value);
+    close(name);
+  }
+  void xmlSafeElement(std::string_view name, std::string_view value, const UtilityFunctions& utilities) {
+    open(name);
     const std::size_t room = out_.size();
     out_.resize(used_);
-    utilities.appendXmlCompatible(out_, piece);
+    utilities.appendXmlCompatible(out_, value);
     used_ = out_.size();
     out_.resize(std::max(room, used_));
+    close(name);
   }
 
  private:
+  /// Writes the pieces, texts and single characters, which are `length` characters together.
+  template <typename... Pieces>
+  void write(std::size_t length, Pieces... pieces) {
+    if (out_.size() - used_ < length) out_.resize(std::max(2 * out_.size(), used_ + length));
+    char* at = out_.data() + used_;
+    ((at = put(at, pieces)), ...);
+    used_ += length;
+  }
+
+  static char* put(char* at, char character) {
+    *at = character;
+    return at + 1;
+  }
+  static char* put(char* at, std::string_view text) {
+    if (!text.empty()) std::memcpy(at, text.data(), text.size());
+    return at + text.size();
+  }
+
   std::string& out_;
   std::size_t used_;
 };
 
-/// Walks rows, and hands their text to a sink piece by piece.
+/// Walks rows, and hands what they give to a sink, element by element.
 template <typename Sink>
 class Walk {
  public:
@@ -63,54 +95,51 @@ class Walk {
  private:
   void row(const Row& row) {
     switch (row.kind) {
-      case Row::Kind::value:
-        if (const auto value = valueOf(row); isWritten(row, value)) wrapped(nameOf(row), value.value_or(""));
+      case Row::Kind::value: {
+        const auto name = nameOfEntry(row);
+        const auto value = valueOf(row, name);
+        if (isWritten(row, value)) sink_.element(shownName(row, name), value.value_or(std::string_view{}));
         break;
+      }
       case Row::Kind::timeStamped: {
-        const std::string_view name = nameOf(row);
-        pieces("<", name, " timestamp=", contents_.timeStamp, ">", valueOf(row).value_or(""));
-        pieces("</", name, ">");
+        const auto name = nameOfEntry(row);
+        sink_.timeStamped(shownName(row, name), contents_.timeStamp, valueOf(row, name).value_or(std::string_view{}));
         break;
       }
       case Row::Kind::environment:
-        if (const auto value = environmentValue(row)) {
-          pieces("<", row.fixedName, ">");
-          sink_.escaped(*value, *contents_.utilities);
-          pieces("</", row.fixedName, ">");
-        }
+        if (const auto value = environmentValue(row)) sink_.xmlSafeElement(row.fixedName, *value, *contents_.utilities);
         break;
-      case Row::Kind::element: wrap(nameOf(row), row.rows); break;
-      case Row::Kind::markedElement:
-        if (valueOf(row) && anyEnvironment(row.rows)) wrap(nameOf(row), row.rows);
+      case Row::Kind::element:
+        wrap(shownName(row, nameOfEntry(row)), row.rows);
         break;
-      case Row::Kind::section: rows(row.rows); break;
+      case Row::Kind::markedElement: {
+        const auto name = nameOfEntry(row);
+        if (valueOf(row, name) && anyEnvironment(row.rows)) wrap(shownName(row, name), row.rows);
+        break;
+      }
+      case Row::Kind::section:
+        rows(row.rows);
+        break;
     }
   }
 
-  template <typename... Pieces>
-  void pieces(Pieces... each) {
-    (sink_.text(each), ...);
-  }
-
-  void wrapped(std::string_view name, std::string_view value) { pieces("<", name, ">", value, "</", name, ">"); }
-
   void wrap(std::string_view name, Rows inner) {
-    pieces("<", name, ">");
+    sink_.open(name);
     rows(inner);
-    pieces("</", name, ">");
+    sink_.close(name);
   }
 
   std::optional<std::string_view> nameOfEntry(const Row& row) const {
     return contents_.names == nullptr ? std::nullopt : contents_.names->name(row.entry);
   }
 
-  std::string_view nameOf(const Row& row) const {
-    return row.fixedName.empty() ? nameOfEntry(row).value_or(kMissingName) : row.fixedName;
+  static std::string_view shownName(const Row& row, const std::optional<std::string_view>& nameOfEntry) {
+    return row.fixedName.empty() ? nameOfEntry.value_or(kMissingName) : row.fixedName;
   }
 
-  std::optional<std::string_view> valueOf(const Row& row) const {
-    if (!nameOfEntry(row) || contents_.values == nullptr) return std::nullopt;
-    return contents_.values->findField(row.entry);
+  std::optional<std::string_view> valueOf(const Row& row, const std::optional<std::string_view>& nameOfEntry) const {
+    if (!nameOfEntry || contents_.values == nullptr) return std::nullopt;
+    return contents_.values->findField(*contents_.names, row.entry);
   }
 
   std::optional<std::string_view> environmentValue(const Row& row) const {
@@ -123,9 +152,12 @@ class Walk {
 
   static bool isWritten(const Row& row, const std::optional<std::string_view>& value) {
     switch (row.when) {
-      case When::always: return true;
-      case When::present: return value.has_value();
-      case When::notEmpty: return value.has_value() && !value->empty();
+      case When::always:
+        return true;
+      case When::present:
+        return value.has_value();
+      case When::notEmpty:
+        return value.has_value() && !value->empty();
     }
     return false;
   }

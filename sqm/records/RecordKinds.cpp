@@ -11,12 +11,10 @@ constexpr Row kCommonConnectionRows[] = {
     present(17), present(18), present(19), present(20), present(21), present(22),
 };
 
+// 47, 34 and 33 come in this order. 35 is stored in Wi-Fi records for the filters to see, and not written.
 constexpr Row kWiFiRows[] = {
-    present(23),  present(24),  present(25),  present(26), present(27), present(28), present(29), present(30),
-    present(31),  present(32),
-    notEmpty(47), notEmpty(34), notEmpty(33),  // in this order
-    always(87),
-    // 35 is stored in Wi-Fi records for the filters to see, and not written.
+    present(23), present(24), present(25), present(26),  present(27),  present(28),  present(29),
+    present(30), present(31), present(32), notEmpty(47), notEmpty(34), notEmpty(33), always(87),
 };
 constexpr Row kWiFiConnectionRows[] = {section(kCommonConnectionRows), section(kWiFiRows)};
 constexpr Row kWiFiRecordRows[] = {
@@ -66,7 +64,9 @@ constexpr Row kCommonSessionRows[] = {
     always(86),  present(81), present(82), present(83), present(84),
 };
 constexpr Row kApplicationRecordRows[] = {
-    section(kCommonApplicationRows), section(kCommonSessionRows), alwaysNamed("gateway", 85),
+    section(kCommonApplicationRows),
+    section(kCommonSessionRows),
+    alwaysNamed("gateway", 85),
 };
 constexpr Row kApplicationLayout[] = {element("vpn", kApplicationRecordRows)};
 
@@ -79,8 +79,8 @@ static_assert(isSound(kWiFiLayout) && isSound(kMBLayout) && isSound(kEthernetLay
               isSound(kDeviceLayout) && isSound(kApplicationLayout) && isSound(kUserAcceptanceLayout));
 
 /// What the connection kinds have in common.
-constexpr RecordKind connectionKind(std::optional<std::string_view> subType,
-                                    std::optional<std::uint8_t> subTypeEntry, Rows layout) {
+constexpr RecordKind connectionKind(std::optional<std::string_view> subType, std::optional<std::uint8_t> subTypeEntry,
+                                    Rows layout) {
   return {.name = "connection",
           .subType = subType,
           .subTypeEntry = subTypeEntry,
@@ -112,9 +112,8 @@ const RecordKind kApplicationKind = {.name = "application",
                                      .requiredMissing = kConnectionRequiredFieldMissing,
                                      .withoutDictionary = kRecordOk};
 
-const RecordKind kUserAcceptanceKind = {.name = "useracceptance",
-                                        .layout = kUserAcceptanceLayout,
-                                        .required = RecordKind::Required::literalDigit6};
+const RecordKind kUserAcceptanceKind = {
+    .name = "useracceptance", .layout = kUserAcceptanceLayout, .required = RecordKind::Required::literalDigit6};
 
 const Rows kCommonConnectionFields = kCommonConnectionRows;
 const Rows kWiFiConnectionFields = kWiFiRows;

@@ -19,16 +19,16 @@ struct RecordKind {
   };
 
   std::string_view name;
-  std::optional<std::string_view> subType = {};     ///< a fixed sub-type
-  std::optional<std::uint8_t> subTypeEntry = {};    ///< the entry whose text is the sub-type
-  Rows layout = {};                                 ///< no rows: a kind that formats nothing
+  std::optional<std::string_view> subType = {};   ///< a fixed sub-type
+  std::optional<std::uint8_t> subTypeEntry = {};  ///< the entry whose text is the sub-type
+  Rows layout = {};                               ///< no rows: a kind that formats nothing
   Required required = Required::entry6;
-  RecordStatus requiredMissing = kRecordRejected;   ///< the status without the required key
-  RecordStatus withoutDictionary = kRecordRejected; ///< what validation gives without a value dictionary
-  std::uint8_t highestField = 90;                   ///< what lies above is not stored
-  RecordStatus fieldRejected = kRecordOk;           ///< the setters' status for such a field, and without a dictionary
-  RecordStatus plainSetterNameMissing = kRecordOk;  ///< the plain setter's status where the table has no name
-  bool absentValueRemoves = false;                  ///< otherwise an absent value is an error of the caller
+  RecordStatus requiredMissing = kRecordRejected;    ///< the status without the required key
+  RecordStatus withoutDictionary = kRecordRejected;  ///< what validation gives without a value dictionary
+  std::uint8_t highestField = 90;                    ///< what lies above is not stored
+  RecordStatus fieldRejected = kRecordOk;            ///< the setters' status for such a field, and without a dictionary
+  RecordStatus plainSetterNameMissing = kRecordOk;   ///< the plain setter's status where the table has no name
+  bool absentValueRemoves = false;                   ///< otherwise an absent value is an error of the caller
   bool clearKeepsValues = false;
 };
 

@@ -20,14 +20,14 @@ enum RecordStatus : std::int64_t {
 ///
 /// Threading: one thread, the caller's.
 /// Failure: by the status, but for errors of the caller: std::out_of_range for a field number from 0 to 90 that lies
-/// beyond a short field-name table, or is negative; std::invalid_argument for an absent value where the record takes none.
-/// Neither changes anything.
+/// beyond a short field-name table, or is negative; std::invalid_argument for an absent value where the record takes
+/// none. Neither changes anything.
 class SQM {
  public:
   virtual ~SQM() = default;
 
-  /// Replaces the text in the slot by the record's XML element. An empty slot is left alone: status 3. A record that does
-  /// not validate leaves the empty text and its status.
+  /// Replaces the text in the slot by the record's XML element. An empty slot is left alone: status 3. A record that
+  /// does not validate leaves the empty text and its status.
   virtual std::int64_t FormatRecord(std::optional<std::string>& slot) = 0;
 
   /// Stores the value, as it stands, in the field.
@@ -47,13 +47,15 @@ class SQM {
   virtual std::optional<std::string_view> recordSubType() const { return std::nullopt; }
 
   /// Puts the given values in the place of the record's own.
-  virtual void updateRecordValues(ValueDictionary values) { static_cast<void>(values); }
+  virtual void updateRecordValues(ValueDictionary /*values*/) {}
 };
 
 // The names of three enumerations (record types, field numbers, error codes) that clients link against. The library
 // neither reads nor writes them.
+// NOLINTBEGIN(cppcoreguidelines-avoid-non-const-global-variables): they are variables of the clients'.
 extern std::int32_t NsqmRecType;
 extern std::int32_t NSSQMFields;
 extern std::int32_t NSSqmError;
+// NOLINTEND(cppcoreguidelines-avoid-non-const-global-variables)
 
 }  // namespace sqm

@@ -9,9 +9,8 @@ namespace {
 constexpr CodeText kLaunchTypes[] = {{1, "connectondemand"}, {2, "autoreconnect"}};
 
 constexpr CodeText kConnectionStatuses[] = {
-    {1, "Connection Success"},     {2, "Cancelled By User"},     {3, "Dropped By Policy"},
-    {4, "Authentication Failure"}, {5, "Invalid Configuration"}, {6, "Connection Timeout"},
-    {7, "Internal VPN Error"},
+    {1, "Connection Success"},    {2, "Cancelled By User"},  {3, "Dropped By Policy"},  {4, "Authentication Failure"},
+    {5, "Invalid Configuration"}, {6, "Connection Timeout"}, {7, "Internal VPN Error"},
 };
 
 constexpr CodeText kConnectionResults[] = {{1, "success"}, {2, "fail"}};

@@ -9,8 +9,8 @@
 
 namespace sqm {
 
-/// The installed client and what it runs on. Its fields are 0 to 7; an absent value removes one, and `clearRecord` keeps
-/// them all.
+/// The installed client and what it runs on. Its fields are 0 to 7; an absent value removes one, and `clearRecord`
+/// keeps them all.
 class SQMClientRecord : public TableRecord {
  public:
   explicit SQMClientRecord(Host& host) : TableRecord(host, kClientKind) {}

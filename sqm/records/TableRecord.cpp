@@ -59,16 +59,16 @@ std::int64_t TableRecord::store(std::int64_t field, std::optional<std::string_vi
   const auto index = static_cast<std::size_t>(field);
   if (!value) {
     if (!kind_.absentValueRemoves) {
-      throw std::invalid_argument("field " + std::to_string(field) + " of a record of kind " +
-                                  std::string(kind_.name) + " was given an absent value");
+      throw std::invalid_argument("field " + std::to_string(field) + " of a record of kind " + std::string(kind_.name) +
+                                  " was given an absent value");
     }
-    values_->eraseField(index);
+    values_->eraseField(*names_, index);
   } else if (setter == Setter::plain || value->empty()) {
-    values_->setField(index, *value);
+    values_->setField(*names_, index, *value);
   } else {
     escaped_.clear();
     host_.utilities->appendXmlCompatible(escaped_, *value);
-    values_->setField(index, escaped_);
+    values_->setField(*names_, index, escaped_);
   }
   return kRecordOk;
 }
@@ -88,13 +88,13 @@ void TableRecord::updateRecordValues(ValueDictionary values) { values_ = std::mo
 
 std::int64_t TableRecord::validate() const {
   if (!values_) return kind_.withoutDictionary;
-  const bool isThere = kind_.required == RecordKind::Required::entry6 ? holds(kRequiredEntry)
-                                                                      : values_->contains(kRequiredLiteral);
+  const bool isThere =
+      kind_.required == RecordKind::Required::entry6 ? holds(kRequiredEntry) : values_->contains(kRequiredLiteral);
   return isThere ? kRecordOk : kind_.requiredMissing;
 }
 
 bool TableRecord::holds(std::int64_t field) const {
-  return values_ && nameOf(field) && values_->findField(static_cast<std::size_t>(field));
+  return values_ && nameOf(field) && values_->findField(*names_, static_cast<std::size_t>(field));
 }
 
 std::string TableRecord::format(Rows rows) const {

@@ -14,8 +14,8 @@ namespace sqm {
 
 /// A record that is driven by the table of its kind. The record classes add the operations of their own to it.
 ///
-/// A new record reads the field-name table "SQMFieldNames" of the main bundle. Without that resource it has neither names
-/// nor a value dictionary; with one that cannot be read it has a dictionary and no names.
+/// A new record reads the field-name table "SQMFieldNames" of the main bundle. Without that resource it has neither
+/// names nor a value dictionary; with one that cannot be read it has a dictionary and no names.
 class TableRecord : public SQM {
  public:
   TableRecord(const TableRecord&) = delete;

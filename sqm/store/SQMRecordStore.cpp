@@ -43,9 +43,9 @@ constexpr bool isInTypeOrder() {
 static_assert(isInTypeOrder());
 
 /// The order in which the files are written and read.
-constexpr std::array<RecordType, SQMRecordStore::kTypes> kFileOrder = {
-    RecordType::connection, RecordType::client, RecordType::device, RecordType::application,
-    RecordType::userAcceptance};
+constexpr std::array<RecordType, SQMRecordStore::kTypes> kFileOrder = {RecordType::connection, RecordType::client,
+                                                                       RecordType::device, RecordType::application,
+                                                                       RecordType::userAcceptance};
 
 constexpr std::string_view kFolder = "/Library/Application Support/Trelk/Trelk Quenfa/SQM";
 constexpr std::string_view kDeclaration = R"(<?xml version="1.0" encoding="utf-8"?>)";

@@ -14,8 +14,8 @@ namespace sqm {
 /// The kinds of record that the store keeps apart, by their number.
 enum class RecordType : std::int64_t { client = 0, connection = 1, device = 2, application = 3, userAcceptance = 4 };
 
-/// Keeps the XML text of the records that have been made and not yet uploaded: one ordered list for each record type, in
-/// memory, and on disk in five property-list files in the SQM folder below the user's home directory.
+/// Keeps the XML text of the records that have been made and not yet uploaded: one ordered list for each record type,
+/// in memory, and on disk in five property-list files in the SQM folder below the user's home directory.
 ///
 /// A new store appends what the files hold; `SaveSQMStoreToDisk` and destruction write the lists back. The store never
 /// makes the SQM folder: the host does.

@@ -17,6 +17,8 @@ FakeHost::FakeHost()
            .configuration = &configuration,
            .userPrefs = &prefs,
            .utilities = &utilities,
+           .clock = &clock,
+           .dates = &dates,
            .serializer = &archives,
            .jsonWriter = &json,
            .compressor = &compressor} {

@@ -44,6 +44,8 @@ class FakeHost {
   FixedLocale locale;
   ScriptedFilter filter;
   MemoryConsole console;
+  ManualClock clock;
+  FixedDates dates;
   MemoryArchives archives;
   PlainJson json;
   ScriptedCompressor compressor;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <chrono>
+#include <cstdint>
 #include <deque>
 #include <functional>
 #include <map>
@@ -9,6 +11,8 @@
 #include <utility>
 #include <vector>
 
+#include "sqm/common/Clock.h"
+#include "sqm/common/Dates.h"
 #include "sqm/common/JsonWriter.h"
 #include "sqm/common/MainBundle.h"
 #include "sqm/common/MainThread.h"
@@ -96,6 +100,37 @@ class FixedLocale : public QFLocale {
   std::string current = "en_US";
   std::optional<std::string> name = "English (United States)";
   mutable std::pair<std::string, std::string> asked;
+};
+
+/// Stands still until the test moves it. Its two readings can be set apart.
+class ManualClock : public Clock {
+ public:
+  std::int64_t time() const override { return seconds; }
+  Date date() const override { return now; }
+
+  void set(Date date) {
+    now = date;
+    seconds = std::chrono::floor<std::chrono::seconds>(date.time_since_epoch()).count();
+  }
+  void advance(Date::duration by) { set(now + by); }
+
+  std::int64_t seconds = 0;
+  Date now{};
+};
+
+/// A zone with one offset. A date's text is what the test sets, and says otherwise what was asked for: the pattern, an
+/// "@" and the microseconds since 1970.
+class FixedDates : public Dates {
+ public:
+  std::chrono::seconds secondsFromGMT(Date) const override { return offset; }
+  std::string text(Date date, std::string_view pattern) const override {
+    const std::string asked = std::string(pattern) + "@" + std::to_string(date.time_since_epoch().count());
+    const auto found = texts.find(asked);
+    return found == texts.end() ? asked : found->second;
+  }
+
+  std::chrono::seconds offset{0};
+  std::map<std::string, std::string> texts;
 };
 
 class MemoryConsole : public SystemConsole {

@@ -27,8 +27,7 @@ void ScriptedHttp::Transaction::startSession(std::string_view session, std::stri
   logFile_ = logFile;
 }
 
-void ScriptedHttp::Transaction::sendHttpRequest(std::optional<std::string_view> url, int withMethod,
-                                                std::string data) {
+void ScriptedHttp::Transaction::sendHttpRequest(std::optional<std::string_view> url, int withMethod, std::string data) {
   status_ = 0;
   content_.clear();
   http_.requests_.push_back({url ? std::optional(std::string(*url)) : std::nullopt, withMethod, std::move(data)});

@@ -2,26 +2,17 @@
 
 #include <utility>
 
+#include "sqm/common/Format.h"
 #include "sqm/common/HttpTransaction.h"
-#include "sqm/common/LogFile.h"
 #include "sqm/upload/SQMUploadNotifications.h"
 
 namespace sqm {
-
-namespace {
-
-constexpr int kLogLevel = 2;
-constexpr std::string_view kMissing = "(null)";
-constexpr std::string_view kNotificationReceived = "httpStatus***notification recieved :%@";
-
-}  // namespace
 
 std::unique_ptr<SQMUpdaterAgent> SQMUpdaterAgent::create(Host& host) {
   auto transaction = host.httpTransactions->makeTransaction();
   if (!transaction) return nullptr;
   std::unique_ptr<SQMUpdaterAgent> agent(new SQMUpdaterAgent(host, std::move(transaction)));
-  agent->mSQMUpdateLog_ = host.logFiles->initWithFile("SQMUploadlog.log", kLogLevel);
-  return agent->mSQMUpdateLog_ ? std::move(agent) : nullptr;
+  return agent->mSQMUpdateLog_.open(host) ? std::move(agent) : nullptr;
 }
 
 SQMUpdaterAgent::SQMUpdaterAgent(Host& host, std::unique_ptr<HttpTransaction> transaction)
@@ -38,9 +29,8 @@ void SQMUpdaterAgent::setSQMUploadUrl(std::optional<std::string_view> url) { mSQ
 
 void SQMUpdaterAgent::startUploadToURL(std::optional<std::string_view> url, std::optional<std::string> withData) {
   if (!withData) return;
-  mSQMUpdateLog_->writeLogToFileWithInfo("DEBUG", kLogLevel, "startSend***started sending data to server: %@",
-                                         {url.value_or(kMissing)});
-  mSQMUpdateLog_->writeLogToFileWithInfo("DEBUG", kLogLevel, "startSend*** SQM Data:%@", {*withData});
+  mSQMUpdateLog_.write("startSend***started sending data to server: %@", {url.value_or(kNullText)});
+  mSQMUpdateLog_.writeData(*withData);
   mHttpTransObj_->sendHttpRequest(url, kHttpMethodPost, *std::move(withData));
   mUploadStatus_ = Status::sending;
 }
@@ -50,15 +40,11 @@ void SQMUpdaterAgent::abortSend() {
 }
 
 void SQMUpdaterAgent::httpStatus(const Notification& notification) {
-  const auto logNotification = [&] {
-    mSQMUpdateLog_->writeLogToFileWithInfo("DEBUG", kLogLevel, kNotificationReceived, {notification.name});
-  };
-  logNotification();
+  mSQMUpdateLog_.writeNotification(notification);
   if (notification.name == TrelkHttpTransactionCompletedNotification) {
-    logNotification();  // a completed exchange is logged twice
+    mSQMUpdateLog_.writeNotification(notification);  // a completed exchange is logged twice
     finish(TrelkSQMUploadSuccess, Status::succeeded);
-  } else if (notification.name == TrelkHttpTransactionErrorNotification ||
-             notification.name == TrelkHttpTransactionTimeOutNotification) {
+  } else if (isTransactionFailure(notification)) {
     finish(TrelkSQMUploadFailure, Status::idle);
   }
   // An aborted upload ends here: nobody is told, and the state stays `sending`.

@@ -9,16 +9,16 @@
 #include "sqm/common/Host.h"
 #include "sqm/common/NotificationCenter.h"
 #include "sqm/upload/TransactionRegistrations.h"
+#include "sqm/upload/UploadLog.h"
 
 namespace sqm {
 
 class HttpTransaction;
-class LogFile;
 
 /// Posts one document to one address, and tells the outcome by `TrelkSQMUploadSuccess` or `TrelkSQMUploadFailure`.
 ///
-/// It carries one upload at a time, which is the caller's to see to, and neither queues nor retries. A completed exchange
-/// is a success, whatever the status of the response. An abort is told to nobody.
+/// It carries one upload at a time, which is the caller's to see to, and neither queues nor retries. A completed
+/// exchange is a success, whatever the status of the response. An abort is told to nobody.
 ///
 /// Threading: the main thread, on which the notifications are posted too.
 class SQMUpdaterAgent {
@@ -43,7 +43,8 @@ class SQMUpdaterAgent {
   void abortSend();
 
   /// What became of the last upload: `idle` before the first and after a failure; after an abort still `sending`. It is
-  /// set after the outcome has been posted, so an upload that an observer starts then is `succeeded` from the beginning.
+  /// set after the outcome has been posted, so an upload that an observer starts then is `succeeded` from the
+  /// beginning.
   Status uploadStatus() const { return mUploadStatus_; }
 
  private:
@@ -55,7 +56,7 @@ class SQMUpdaterAgent {
   Host& host_;
   std::unique_ptr<HttpTransaction> mHttpTransObj_;
   std::optional<std::string> mSQMLoadUrl_;
-  std::unique_ptr<LogFile> mSQMUpdateLog_;
+  UploadLog mSQMUpdateLog_;
   Status mUploadStatus_ = Status::idle;
   TransactionRegistrations registrations_;
   std::shared_ptr<const bool> lifetime_ = std::make_shared<const bool>(true);  // for telling that an observer ended it

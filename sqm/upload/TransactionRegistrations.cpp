@@ -12,4 +12,9 @@ TransactionRegistrations observeTransaction(NotificationCenter& center, const Ht
           center.addObserver(TrelkHttpTransactionAbortedNotification, &transaction, handler)};
 }
 
+bool isTransactionFailure(const Notification& outcome) {
+  return outcome.name == TrelkHttpTransactionErrorNotification ||
+         outcome.name == TrelkHttpTransactionTimeOutNotification;
+}
+
 }  // namespace sqm

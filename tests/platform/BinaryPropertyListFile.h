@@ -10,7 +10,8 @@ namespace sqm::platform::test {
 
 inline std::string bigEndian(std::uint64_t value, std::size_t size) {
   std::string bytes;
-  for (std::size_t at = size; at-- > 0;) bytes.push_back(static_cast<char>(value >> (8 * at)));
+  for (std::size_t at = size; at-- > 0;)
+    bytes.push_back(at < sizeof value ? static_cast<char>(value >> (8 * at)) : '\0');
   return bytes;
 }
 

@@ -1,6 +1,8 @@
 #include "sqm/platform/internal/XmlPropertyList.h"
 
+#include <cstring>
 #include <string>
+#include <utility>
 
 #include <pugixml.hpp>
 
@@ -14,17 +16,20 @@ namespace {
 constexpr unsigned kParseOptions =
     pugi::parse_cdata | pugi::parse_escapes | pugi::parse_eol | pugi::parse_ws_pcdata | pugi::parse_embed_pcdata;
 
-bool isNamed(const pugi::xml_node& node, std::string_view name) { return node.name() == name; }
+/// A field-name table, which every record reads, fits without growing.
+constexpr std::size_t kUsualCount = 96;
 
-pugi::xml_node firstElement(const pugi::xml_node& parent) {
-  pugi::xml_node child = parent.first_child();
-  while (child && child.type() != pugi::node_element) child = child.next_sibling();
-  return child;
+bool isNamed(const pugi::xml_node& node, const char* name) { return std::strcmp(node.name(), name) == 0; }
+
+/// The first of `node` and its siblings to the right that is an element.
+pugi::xml_node elementFrom(pugi::xml_node node) {
+  while (node && node.type() != pugi::node_element) node = node.next_sibling();
+  return node;
 }
 
 std::string textOf(const pugi::xml_node& element) {
   std::string text = element.value();
-  for (const pugi::xml_node piece : element) {
+  for (auto piece = element.first_child(); piece; piece = piece.next_sibling()) {
     if (piece.type() != pugi::node_element) text += piece.value();
   }
   return xmlAllowed(std::move(text));
@@ -39,15 +44,15 @@ std::optional<PropertyList::Array> readXmlArray(char* bytes, std::size_t size, s
     problem = parsed.description();
     return std::nullopt;
   }
-  pugi::xml_node root = firstElement(document);
-  if (isNamed(root, "plist")) root = firstElement(root);
+  pugi::xml_node root = elementFrom(document.first_child());
+  if (isNamed(root, "plist")) root = elementFrom(root.first_child());
   if (!isNamed(root, "array")) {
     problem = "the root of the property list is no array";
     return std::nullopt;
   }
   PropertyList::Array array;
-  for (const pugi::xml_node element : root) {
-    if (element.type() != pugi::node_element) continue;
+  array.reserve(kUsualCount);
+  for (auto element = elementFrom(root.first_child()); element; element = elementFrom(element.next_sibling())) {
     if (isNamed(element, "string")) {
       array.emplace_back(textOf(element));
     } else {

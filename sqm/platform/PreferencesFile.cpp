@@ -1,0 +1,102 @@
+#include "sqm/platform/PreferencesFile.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+
+#include <plist/plist.h>
+
+#include "sqm/platform/WholeFile.h"
+#include "sqm/platform/internal/BinaryPropertyList.h"
+#include "sqm/platform/internal/XmlAllowed.h"
+
+namespace sqm::platform {
+
+namespace {
+
+constexpr const char* kClientTimeStamp = "clientTimeStamp";
+
+/// libplist recurses on nesting and unfolds every reference of a binary list: small files cannot nest deep enough to
+/// matter, and a binary one is measured first.
+constexpr std::size_t kLargestFile = 64 * 1024;
+constexpr std::size_t kDeepest = 32;
+constexpr std::size_t kMostObjects = 10'000;
+
+struct Free {
+  void operator()(void* list) const { plist_free(list); }
+};
+using List = std::unique_ptr<void, Free>;
+
+/// The dictionary that the bytes hold, or null.
+List dictionaryFrom(std::string_view bytes) {
+  if (BinaryPropertyList::recognises(bytes)) {
+    const auto list = BinaryPropertyList::open(bytes);
+    if (!list || !list->isWithin(kDeepest, kMostObjects)) return nullptr;
+  }
+  plist_t parsed = nullptr;
+  plist_from_memory(bytes.data(), static_cast<std::uint32_t>(bytes.size()), &parsed);
+  List list(parsed);
+  if (!list || plist_get_node_type(list.get()) != PLIST_DICT) return nullptr;
+  return list;
+}
+
+/// The dictionary of the file, or null; an empty one where there is no file.
+List dictionaryOf(FileOperations& files, const std::string& path, std::error_code& failure) {
+  FileBytes content;
+  failure = readWholeFile(files, path, kLargestFile, content);
+  if (!failure) return dictionaryFrom(content.text());
+  if (failure != std::errc::no_such_file_or_directory) return nullptr;
+  failure.clear();
+  return List(plist_new_dict());
+}
+
+std::string textUnder(const char* key, const List& dictionary) {
+  const plist_t value = plist_dict_get_item(dictionary.get(), key);
+  if (value == nullptr || plist_get_node_type(value) != PLIST_STRING) return {};
+  std::uint64_t length = 0;
+  const char* text = plist_get_string_ptr(value, &length);
+  return xmlAllowed(std::string(text, static_cast<std::size_t>(length)));
+}
+
+}  // namespace
+
+PreferencesFile::PreferencesFile(const std::string& applicationFolder, LogFileFactory& logs, FileOperations& files)
+    : folder_(applicationFolder), path_(applicationFolder + "/UserPrefs.plist"), problems_(logs), files_(files) {
+  std::error_code failure;
+  const List dictionary = dictionaryOf(files_, path_, failure);
+  if (dictionary) {
+    clientTimeStamp_ = textUnder(kClientTimeStamp, dictionary);
+  } else {
+    problems_.cannotRead(path_, failure ? failure.message() : "it is no property list with a dictionary as its root");
+  }
+}
+
+bool PreferencesFile::setClientTimeStamp(std::optional<std::string_view> value) {
+  clientTimeStamp_ = xmlAllowed(std::string(value.value_or("")));
+  std::error_code failure;
+  List dictionary = dictionaryOf(files_, path_, failure);
+  if (!failure) {
+    if (!dictionary) dictionary.reset(plist_new_dict());
+    if (value) {
+      plist_dict_set_item(dictionary.get(), kClientTimeStamp, plist_new_string(clientTimeStamp_.c_str()));
+    } else if (plist_dict_get_item(dictionary.get(), kClientTimeStamp) != nullptr) {
+      plist_dict_remove_item(dictionary.get(), kClientTimeStamp);
+    } else {
+      return true;
+    }
+    failure = makeFolders(files_, folder_);
+  }
+  if (!failure) {
+    char* xml = nullptr;
+    std::uint32_t length = 0;
+    plist_to_xml(dictionary.get(), &xml, &length);
+    FileReplacement file(files_, path_, FileReplacement::Mode::atomically);
+    file.write({xml, length});
+    plist_to_xml_free(xml);
+    failure = file.commit();
+  }
+  if (failure) problems_.cannotWrite(path_, failure.message());
+  return !failure;
+}
+
+}  // namespace sqm::platform

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "sqm/common/MainBundle.h"
+
+namespace sqm::platform {
+
+/// The host's resources as files of one folder. A name is a plain one: what would lead out of the folder is no
+/// resource.
+class ResourceFolder : public MainBundle {
+ public:
+  /// An empty `folder` stands for that of the executable.
+  explicit ResourceFolder(std::string folder = {});
+
+  std::optional<std::string> pathForResource(std::string_view name, std::string_view ofType) override;
+
+ private:
+  std::string folder_;
+};
+
+}  // namespace sqm::platform

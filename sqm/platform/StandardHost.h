@@ -1,0 +1,62 @@
+#pragma once
+
+#include <chrono>
+#include <memory>
+#include <string>
+
+#include "sqm/common/Host.h"
+#include "sqm/platform/HttpClient.h"
+
+namespace sqm::platform {
+
+class PreferencesFile;
+class RuleFilter;
+class RunLoop;
+
+/// Every service that the library expects of its host, on this machine: a host application makes one and hands it to
+/// the library's objects. To replace a service, point the member of `Host` at your own before the first of them is
+/// made.
+///
+/// Ownership: owns its services. Outlives the objects that were given it.
+/// Threading: made, used and destroyed on the main thread.
+/// Failure: nothing is made on disk but by `makeFolders`, by preferences that are set, and by logs when they have
+/// something to say.
+class StandardHost : public Host {
+ public:
+  struct Options {
+    /// The user's home directory. Empty: the user's own.
+    std::string homeDirectory;
+    /// Where "SQMFieldNames.plist" lies. Empty: the folder of the executable.
+    std::string resourceDirectory;
+    /// Every list is written to a temporary file, synced and renamed, so that whatever happens the file is the old list
+    /// or the new one. Recommended; off, because saves are in place unless the host says otherwise.
+    bool atomicSaves = false;
+    HttpOptions http;
+    /// Where tasks for the main thread go: an adapter for the application's own event loop. Null: `runLoop`, which the
+    /// application then runs. Outlives the host.
+    MainThread* mainThread = nullptr;
+  };
+
+  StandardHost();
+  explicit StandardHost(Options options);
+  StandardHost(const StandardHost&) = delete;
+  StandardHost& operator=(const StandardHost&) = delete;
+  ~StandardHost();
+
+  /// Makes the application's folder and the SQM folder in it below the home directory, the user's alone, where they are
+  /// missing; the library itself never makes them. False when they cannot be made, with a line in the log.
+  bool makeFolders();
+
+  /// Runs the loop until no request is under way, or the time is up. True when none is.
+  bool runUntilIdle(std::chrono::milliseconds timeout);
+
+  RunLoop& runLoop();
+  PreferencesFile& preferences();
+  RuleFilter& filter();
+
+ private:
+  struct Services;
+  std::unique_ptr<Services> services_;
+};
+
+}  // namespace sqm::platform

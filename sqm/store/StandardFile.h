@@ -1,0 +1,20 @@
+#pragma once
+
+#include <cstdio>
+#include <memory>
+#include <string>
+
+namespace sqm {
+
+struct CloseFile {
+  void operator()(std::FILE* file) const { std::fclose(file); }
+};
+
+/// A file of the C library, closed at the end of its life; null when it could not be opened.
+using StandardFile = std::unique_ptr<std::FILE, CloseFile>;
+
+inline StandardFile openFile(const std::string& path, const char* mode) {
+  return StandardFile(std::fopen(path.c_str(), mode));
+}
+
+}  // namespace sqm

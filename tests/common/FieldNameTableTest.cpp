@@ -1,0 +1,141 @@
+#include <cstdint>
+#include <limits>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "sqm/common/FieldNameTable.h"
+
+#include "tests/support/Bytes.h"
+
+using sqm::FieldNameTable;
+
+namespace {
+
+using Names = std::vector<std::optional<std::string>>;
+
+Names numbered(std::size_t count) {
+  Names names;
+  for (std::size_t field = 0; field < count; ++field) names.push_back("F" + std::to_string(field));
+  return names;
+}
+
+TEST(FieldNameTable, NamesEveryFieldAndFindsItByItsName) {
+  const FieldNameTable table(numbered(FieldNameTable::kFields));
+  for (std::size_t field = 0; field < FieldNameTable::kFields; ++field) {
+    const std::string name = "F" + std::to_string(field);
+    EXPECT_EQ(table.name(static_cast<std::int64_t>(field)), name);
+    EXPECT_EQ(table.fieldNamed(name), field);
+    EXPECT_EQ(table.firstNamesake(field), field);
+  }
+}
+
+TEST(FieldNameTable, KnowsNoOtherNames) {
+  const FieldNameTable table(numbered(FieldNameTable::kFields));
+  for (const char* name : {"", "F", "f0", "F91", "F00", "6"}) EXPECT_EQ(table.fieldNamed(name), std::nullopt) << name;
+}
+
+TEST(FieldNameTable, ThrowsForNumbersBeyondTheList) {
+  const struct {
+    std::size_t entries;
+    std::int64_t number;
+  } cases[] = {
+      {91, -1},
+      {91, 91},
+      {91, std::numeric_limits<std::int64_t>::max()},
+      {91, std::numeric_limits<std::int64_t>::min()},
+      {7, 7},
+      {1, 1},
+      {0, 0},
+      {0, -1},
+      // In 32 bits these would be 0 and 90.
+      {91, std::int64_t{1} << 32},
+      {91, (std::int64_t{1} << 32) + 90},
+  };
+  for (const auto& [entries, number] : cases) {
+    SCOPED_TRACE(number);
+    const FieldNameTable table(numbered(entries));
+    EXPECT_THROW(static_cast<void>(table.name(number)), std::out_of_range);
+  }
+}
+
+TEST(FieldNameTable, SaysWhichNumberLiesBeyondHowManyNames) {
+  const FieldNameTable table(numbered(7));
+  try {
+    static_cast<void>(table.name(64));
+    FAIL() << "expected std::out_of_range";
+  } catch (const std::out_of_range& error) {
+    EXPECT_STREQ(error.what(), "field number 64 is beyond the field-name table, which holds 7 of 91 names");
+  }
+}
+
+TEST(FieldNameTable, ShortListNamesWhatItHolds) {
+  const FieldNameTable table(numbered(7));
+  EXPECT_EQ(table.name(6), "F6");
+  EXPECT_EQ(table.fieldNamed("F6"), 6u);
+  EXPECT_EQ(table.fieldNamed("F7"), std::nullopt);
+}
+
+TEST(FieldNameTable, DoesNotUseEntriesBeyondTheLastField) {
+  const FieldNameTable table(numbered(1000));
+  EXPECT_EQ(table.name(90), "F90");
+  EXPECT_THROW(static_cast<void>(table.name(91)), std::out_of_range);
+  EXPECT_EQ(table.fieldNamed("F91"), std::nullopt);
+}
+
+TEST(FieldNameTable, MissingNameLeavesItsFieldWithoutOne) {
+  Names names = numbered(FieldNameTable::kFields);
+  names[7] = std::nullopt;
+  const FieldNameTable table(names);
+  EXPECT_EQ(table.name(7), std::nullopt);
+  EXPECT_EQ(table.fieldNamed("F7"), std::nullopt);
+  EXPECT_EQ(table.fieldNamed("F8"), 8u);
+}
+
+TEST(FieldNameTable, AllNamesMayBeMissing) {
+  const FieldNameTable table(Names(FieldNameTable::kFields));
+  EXPECT_EQ(table.name(0), std::nullopt);
+  EXPECT_EQ(table.name(90), std::nullopt);
+  EXPECT_EQ(table.fieldNamed(""), std::nullopt);
+}
+
+TEST(FieldNameTable, FirstFieldStandsForAllOfItsName) {
+  Names names = numbered(FieldNameTable::kFields);
+  names[40] = "F12";
+  names[90] = "F12";
+  const FieldNameTable table(names);
+  EXPECT_EQ(table.name(90), "F12");
+  EXPECT_EQ(table.fieldNamed("F12"), 12u);
+  EXPECT_EQ(table.firstNamesake(12), 12u);
+  EXPECT_EQ(table.firstNamesake(40), 12u);
+  EXPECT_EQ(table.firstNamesake(90), 12u);
+  EXPECT_EQ(table.fieldNamed("F40"), std::nullopt);
+}
+
+TEST(FieldNameTable, AllFieldsMayHaveOneName) {
+  const FieldNameTable table(Names(FieldNameTable::kFields, "same"));
+  EXPECT_EQ(table.fieldNamed("same"), 0u);
+  for (std::size_t field = 0; field < FieldNameTable::kFields; ++field) EXPECT_EQ(table.firstNamesake(field), 0u);
+}
+
+TEST(FieldNameTable, NamesAreData) {
+  const Names names(std::begin(kAwkwardTexts), std::end(kAwkwardTexts));
+  const FieldNameTable table(names);
+  for (std::size_t field = 0; field < names.size(); ++field) {
+    EXPECT_EQ(table.name(static_cast<std::int64_t>(field)), names[field]);
+    EXPECT_EQ(table.fieldNamed(*names[field]), field);
+  }
+}
+
+TEST(FieldNameTable, CopiesAreTablesOfTheirOwn) {
+  auto original = std::make_optional<FieldNameTable>(numbered(8));
+  const FieldNameTable copy = *original;
+  original.reset();
+  EXPECT_EQ(copy.name(3), "F3");
+  EXPECT_EQ(copy.fieldNamed("F3"), 3u);
+}
+
+}  // namespace

@@ -1,0 +1,68 @@
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "sqm/common/Format.h"
+
+#include "tests/support/Bytes.h"
+
+using sqm::appendFormatted;
+
+namespace {
+
+using Arguments = std::vector<std::string_view>;
+
+std::string formatted(std::string_view format, const Arguments& arguments) {
+  std::string text;
+  appendFormatted(text, format, arguments);
+  return text;
+}
+
+TEST(Format, ReplacesPlaceholdersInOrder) {
+  const struct {
+    std::string_view format;
+    Arguments arguments;
+    std::string_view expected;
+  } cases[] = {
+      {"", {}, ""},
+      {"", {"unused"}, ""},
+      {"plain", {}, "plain"},
+      {"%@", {"a"}, "a"},
+      {"%d", {"-7"}, "-7"},
+      {"%ld", {"12"}, "12"},
+      {"%s", {"c"}, "c"},
+      {"<%@>%@</%@>", {"E", "", "E"}, "<E></E>"},
+      {"%@%@", {"a", "b"}, "ab"},
+      {"%@ %d %ld %s.", {"1", "2", "3", "4"}, "1 2 3 4."},
+      {"Generated  Record  \n \t %@ \n\t", {"x"}, "Generated  Record  \n \t x \n\t"},
+  };
+  for (const auto& [format, arguments, expected] : cases) {
+    SCOPED_TRACE(format);
+    EXPECT_EQ(formatted(format, arguments), expected);
+  }
+}
+
+TEST(Format, LeavesAPlaceholderWithoutAnArgument) {
+  EXPECT_EQ(formatted("%@ %@ %d", {"one"}), "one %@ %d");
+  EXPECT_EQ(formatted("%@", {}), "%@");
+}
+
+TEST(Format, IgnoresArgumentsWithoutAPlaceholder) { EXPECT_EQ(formatted("%@", {"a", "b"}), "a"); }
+
+TEST(Format, LeavesAPerCentSignThatBeginsNoPlaceholder) {
+  EXPECT_EQ(formatted("100 % of %x, %%, %l, %@ %", {"a"}), "100 % of %x, %%, %l, a %");
+}
+
+TEST(Format, TakesArgumentsAsData) {
+  for (const std::string& text : kAwkwardTexts) EXPECT_EQ(formatted("[%@|%@]", {text, "%@"}), "[" + text + "|%@]");
+}
+
+TEST(Format, AppendsToWhatIsThere) {
+  std::string text = "before ";
+  appendFormatted(text, "%@", Arguments{"after"});
+  EXPECT_EQ(text, "before after");
+}
+
+}  // namespace

@@ -1,0 +1,48 @@
+#include "tests/support/AllocationProbe.h"
+
+#include <cstdlib>
+#include <limits>
+#include <new>
+
+namespace {
+
+constexpr std::size_t kUnlimited = std::numeric_limits<std::size_t>::max();
+
+bool isWatching = false;
+std::size_t allocations = 0;
+std::size_t allocatedBytes = 0;
+std::size_t allowed = kUnlimited;
+
+}  // namespace
+
+AllocationProbe::AllocationProbe() {
+  isWatching = true;
+  allocations = 0;
+  allocatedBytes = 0;
+  allowed = kUnlimited;
+}
+
+AllocationProbe::~AllocationProbe() { isWatching = false; }
+
+std::size_t AllocationProbe::count() const { return allocations; }
+
+std::size_t AllocationProbe::bytes() const { return allocatedBytes; }
+
+void AllocationProbe::failAfter(std::size_t successes) { allowed = allocations + successes; }
+
+// The other forms of operator new and delete come down to these.
+
+void* operator new(std::size_t size) {
+  if (isWatching) {
+    if (allocations >= allowed) throw std::bad_alloc();
+    ++allocations;
+    allocatedBytes += size;
+  }
+  void* const memory = std::malloc(size == 0 ? 1 : size);
+  if (memory == nullptr) throw std::bad_alloc();
+  return memory;
+}
+
+void operator delete(void* memory) noexcept { std::free(memory); }
+
+void operator delete(void* memory, std::size_t /*size*/) noexcept { std::free(memory); }

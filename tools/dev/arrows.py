@@ -1,0 +1,101 @@
+#!/usr/bin/env python3
+"""Checks who includes whom.
+
+Arrows between the folders run one way (MAY_INCLUDE). The core stands on the standard library alone, and so does every
+public header: a host that includes one needs nobody else's headers. What lies in a folder called `internal` belongs to
+the folder above it, and to the tests.
+"""
+
+import pathlib
+import re
+import sys
+
+CORE = {"common", "records", "store", "upload", "manager", "diagnostics", "testing"}
+
+# Folder of sqm/ -> the other folders of sqm/ that it may include.
+MAY_INCLUDE = {
+    "common": set(),
+    "records": {"common"},
+    "store": {"common"},
+    "diagnostics": {"common"},
+    "upload": {"common", "store"},  # the directory uploader reads the directory store
+    "manager": {"common", "records", "store", "upload", "diagnostics"},
+    "testing": {"common"},
+    "platform": {"common"},
+}
+
+# What stands on top of the library may include all of its public headers.
+ON_TOP = ("tools", "examples", "bench", "tests")
+
+STANDARD = set(
+    """
+    algorithm any array atomic barrier bit bitset charconv chrono codecvt compare complex concepts condition_variable
+    coroutine deque exception execution filesystem format forward_list fstream functional future initializer_list
+    iomanip ios iosfwd iostream istream iterator latch limits list locale map memory memory_resource mutex new numbers
+    numeric optional ostream queue random ranges ratio regex scoped_allocator semaphore set shared_mutex
+    source_location span sstream stack stdexcept stop_token streambuf string string_view syncstream system_error thread
+    tuple type_traits typeindex typeinfo unordered_map unordered_set utility valarray variant vector version
+    cassert cctype cerrno cfenv cfloat cinttypes climits clocale cmath csetjmp csignal cstdarg cstddef cstdint cstdio
+    cstdlib cstring ctime cuchar cwchar cwctype
+    """.split()
+)
+
+INCLUDE = re.compile(r'^[ \t]*#[ \t]*include[ \t]*(<[^>\n]*>|"[^"\n]*"|\w+)', re.MULTILINE)
+
+
+def complaint(path, include):
+    """What is wrong with `path` including `include`, both from the root of the repository; None when nothing is."""
+    in_library = path.parts[0] == "sqm"
+    folder = path.parts[1] if in_library else None
+    internal = "internal" in path.parts
+    name = include.strip('<>"')
+
+    if not include.startswith('"sqm/'):
+        if not in_library:
+            return None
+        if include.startswith('"') or not include.startswith("<"):
+            return "a header of the project is included as \"sqm/...\""
+        public = path.suffix == ".h" and not internal
+        if (folder in CORE or public) and name not in STANDARD:
+            return "the core and all public headers include the standard library and \"sqm/...\" alone"
+        return None
+
+    target = pathlib.PurePosixPath(name)
+    if "internal" in target.parts and path.parts[0] != "tests":
+        owner = target.parts[: target.parts.index("internal")]
+        if path.parts[: len(owner)] != owner:
+            return "this header is internal to " + "/".join(owner)
+        if path.suffix == ".h" and not internal:
+            return "a public header includes no internal one"
+    if in_library and target.parts[1] != folder and target.parts[1] not in MAY_INCLUDE[folder]:
+        return f"no arrow runs from {folder} to {target.parts[1]}"
+    return None
+
+
+def main():
+    root = pathlib.Path(__file__).resolve().parents[2]
+    faults = []
+    files = 0
+    for top in ("sqm", *ON_TOP):
+        for file in sorted((root / top).rglob("*")):
+            if file.suffix not in (".h", ".cpp"):
+                continue
+            files += 1
+            path = pathlib.PurePosixPath(file.relative_to(root).as_posix())
+            if path.parts[0] == "sqm" and path.parts[1] not in MAY_INCLUDE:
+                faults.append(f"{path}: the folder is not in the table of arrows, tools/dev/arrows.py")
+                continue
+            text = file.read_text(encoding="utf-8")
+            for match in INCLUDE.finditer(text):
+                wrong = complaint(path, match[1])
+                if wrong:
+                    line = text.count("\n", 0, match.start()) + 1
+                    faults.append(f"{path}:{line}: {match[1]}: {wrong}")
+    for fault in faults:
+        print(fault)
+    print(f"{files} files, {len(faults)} includes against the arrows")
+    return 1 if faults or not files else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
