@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <string>
 #include <variant>
 #include <vector>
@@ -25,5 +26,12 @@ struct JsonMember {
 
   friend bool operator==(const JsonMember&, const JsonMember&) = default;
 };
+
+/// Appends a string to `out` as it stands in JSON text: with its quotes, escaped.
+using AppendJsonString = std::function<void(std::string& out, const std::string& text)>;
+
+/// Append JSON text without white space to `out`.
+void appendJson(std::string& out, const JsonObject& object, const AppendJsonString& appendString);
+void appendJson(std::string& out, const JsonArray& array, const AppendJsonString& appendString);
 
 }  // namespace sqm

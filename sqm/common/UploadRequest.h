@@ -1,8 +1,8 @@
 #pragma once
 
-#include <deque>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace sqm {
 
@@ -15,6 +15,6 @@ struct UploadRequest {
 };
 
 /// Requests, the oldest first.
-using UploadRequests = std::deque<UploadRequest>;
+using UploadRequests = std::vector<UploadRequest>;
 
 }  // namespace sqm

@@ -57,13 +57,15 @@ std::optional<UploadRequests> ArchiveFiles::objectFromFile(const std::string& pa
   FileBytes content;
   if (const auto failure = readWholeFile(files_, path, kLargestFile, content)) {
     if (failure == std::errc::no_such_file_or_directory) return UploadRequests{};
+    if (failure == std::errc::not_enough_memory) throw std::bad_alloc();
     return withoutFile(path, failure.message());
   }
   std::string_view problem;
   auto requests = decodedRequests(content.text(), problem);
   return requests ? std::move(requests) : withoutFile(path, std::string(problem));
 } catch (const std::bad_alloc&) {
-  return withoutFile(path, std::string(kNoMemory));
+  problems_.cannotRead(path, kNoMemory);
+  return std::nullopt;
 }
 
 /// What there is when the file cannot be read, for this reason.

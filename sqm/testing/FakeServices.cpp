@@ -4,9 +4,7 @@ namespace sqm::testing {
 
 namespace {
 
-void append(std::string& out, const JsonValue& value);
-
-void append(std::string& out, const std::string& text) {
+void appendString(std::string& out, const std::string& text) {
   out += '"';
   for (const char character : text) {
     if (character == '"' || character == '\\') out += '\\';
@@ -15,45 +13,19 @@ void append(std::string& out, const std::string& text) {
   out += '"';
 }
 
-void append(std::string& out, const JsonObject& object) {
-  const char* separator = "";
-  out += '{';
-  for (const JsonMember& member : object) {
-    out += std::exchange(separator, ",");
-    append(out, member.key);
-    out += ':';
-    append(out, member.value);
-  }
-  out += '}';
-}
-
-void append(std::string& out, const JsonArray& array) {
-  const char* separator = "";
-  out += '[';
-  for (const JsonValue& value : array) {
-    out += std::exchange(separator, ",");
-    append(out, value);
-  }
-  out += ']';
-}
-
-void append(std::string& out, const JsonValue& value) {
-  std::visit([&](const auto& held) { append(out, held); }, value);
-}
-
 }  // namespace
 
 std::optional<std::string> PlainJson::JSONString(const JsonObject& dictionary) const {
   if (refusesObjects) return std::nullopt;
   std::string text;
-  append(text, dictionary);
+  appendJson(text, dictionary, appendString);
   return text;
 }
 
 std::optional<std::string> PlainJson::JSONString(const JsonArray& array) const {
   if (refusedArray && *refusedArray == array) return std::nullopt;
   std::string text;
-  append(text, array);
+  appendJson(text, array, appendString);
   return text;
 }
 

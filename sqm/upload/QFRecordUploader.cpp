@@ -98,7 +98,7 @@ bool QFRecordUploader::removeHead() {
   const std::lock_guard lock(mutex_);
   uploadInProgress_ = false;
   if (!recordQueue_ || recordQueue_->empty()) return false;
-  recordQueue_->pop_front();
+  recordQueue_->erase(recordQueue_->begin());
   writeArchive();
   return !recordQueue_->empty();
 }

@@ -194,13 +194,14 @@ TEST_F(SQMDiagnosticsRecordTest, EmptyAndAbsentArraysAreTheEmptyText) {
 
 TEST_F(SQMDiagnosticsRecordTest, ArrayWithoutATextEndsTheAuthObjectBeforeIt) {
   setAll();
-  host_.json.refusedArray = JsonArray{"found"};
+  record_.discoveryDetails()->emplace_back(JsonObject{{"Step", "1"}});
+  host_.json.refusedArray = JsonArray{"found", JsonObject{{"Step", "1"}}};
   EXPECT_EQ(record_.formatDiscoveryDetails(), std::nullopt);
   EXPECT_NE(reported().find(R"("Auth":{"P":"value of authProtocol","Dir":"value of dirID"}}})"), std::string::npos);
 
   host_.json.refusedArray = JsonArray{"polled"};
   EXPECT_EQ(record_.formatLoginPollDetails(), std::nullopt);
-  EXPECT_NE(reported().find(R"("Dis":"[\"found\"]","Login":"value of loginURL"}}})"), std::string::npos);
+  EXPECT_NE(reported().find(R"(\"}]","Login":"value of loginURL"}}})"), std::string::npos);
 }
 
 TEST_F(SQMDiagnosticsRecordTest, FormattingValidates) {

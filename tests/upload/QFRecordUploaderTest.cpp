@@ -399,7 +399,7 @@ TEST_F(QFRecordUploaderTest, EightThreadsQueueWhileTheMainThreadSends) {
     if (written.size() > expected.size()) {
       expected.push_back(written.back());
     } else {
-      expected.pop_front();
+      expected.erase(expected.begin());
     }
     ASSERT_EQ(written, expected);
   }
