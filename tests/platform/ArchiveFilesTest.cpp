@@ -8,7 +8,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "sqm/common/TrelkConfiguration.h"
 #include "sqm/platform/ArchiveFiles.h"
+#include "sqm/platform/StandardHost.h"
 #include "sqm/testing/MemoryLog.h"
 
 #include "tests/platform/BinaryPropertyListFile.h"
@@ -117,6 +119,16 @@ TEST_F(ArchiveFilesTest, MissingFolderIsNotMade) {
                                       ": No such file or directory"));
 }
 
+TEST_F(ArchiveFilesTest, FormatIsTheSameAsEver) {
+  EXPECT_TRUE(archives_.serializeObject({{"https://a.example/", "hi"}}, path_));
+  const std::string objects = std::string("bplist00") + "\x59uploadURL" + "\x5AuploadData" +
+                              "\x5F\x10\x12https://a.example/" + "\x52hi" + std::string("\xD2\0\1\2\3", 5) + "\xA1\4";
+  const std::string offsets = "\x08\x12\x1D\x32\x35\x3A";
+  const std::string trailer = std::string(6, '\0') + "\1\1" + test::bigEndian(6, 8) + test::bigEndian(5, 8) +
+                              test::bigEndian(objects.size(), 8);
+  EXPECT_EQ(contentOf(path_), objects + offsets + trailer);
+}
+
 TEST_F(ArchiveFilesTest, OtherReadersUnderstandIt) {
   EXPECT_TRUE(archives_.serializeObject({{"https://a.example/",
                                           "Gr\xC3\xBC\xC3\x9F"
@@ -138,6 +150,17 @@ TEST_F(ArchiveFilesTest, ListsOfOtherWritersAreRead) {
       "open(sys.argv[1], \"wb\"), fmt=plistlib.FMT_BINARY)' '" +
       path_ + "'");
   EXPECT_EQ(archives_.objectFromFile(path_), (UploadRequests{{"same", "same"}, {"\xC3\xBC\xF0\x9F\x93\xB6", "\xFF"}}));
+}
+
+TEST_F(ArchiveFilesTest, StandardHostBringsIt) {
+  StandardHost::Options options;
+  options.homeDirectory = folder_.path();
+  StandardHost host(options);
+  EXPECT_TRUE(host.makeFolders());
+  const std::string path = host.configuration->applicationQuenfaFolderPath() + "/QFRecordUploader.plist";
+  EXPECT_TRUE(host.serializer->serializeObject({{"u", "d"}}, path));
+  EXPECT_EQ(archives_.objectFromFile(folder_ / "Library/Application Support/Trelk/Trelk Quenfa/QFRecordUploader.plist"),
+            (UploadRequests{{"u", "d"}}));
 }
 
 TEST_F(ArchiveFilesTest, LongestArchiveIsNotOutgrown) {

@@ -7,6 +7,7 @@
 #include "sqm/diagnostics/SQMDiagnosticsRecord.h"
 #include "sqm/platform/GzipBase64.h"
 #include "sqm/platform/JsonText.h"
+#include "sqm/platform/StandardHost.h"
 #include "sqm/testing/FakeHost.h"
 
 #include "tests/platform/ShellCommand.h"
@@ -74,6 +75,15 @@ TEST_F(DiagnosticReport, IsReadWithBase64AndGunzip) {
             R"("Link":{"SSID":"CorpNet","Sig":"-61","apmac":""},"IP":{"NIC":"en1"},)"
             R"("Ravix":{"URL":"","UA":"","Resp":"","Stat":""},)"
             R"("Auth":{"P":"","Dir":"","Dis":"[\"Portal found\"]","Login":"","LoginPoll":""}}})");
+}
+
+TEST_F(DiagnosticReport, IsMadeByTheStandardHost) {
+  StandardHost::Options options;
+  options.homeDirectory = folder_.path();
+  StandardHost host(options);
+  SQMDiagnosticsRecord record(host);
+  record.setErrorCode("2");
+  EXPECT_EQ(valueAt(record.formattedDiagnosticJsonBlob(), "[\"Error\"][\"Code\"]"), "'2'\n");
 }
 
 TEST_F(DiagnosticReport, ArraysAreJsonTextsInTheJsonText) {

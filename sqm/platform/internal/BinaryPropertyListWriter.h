@@ -9,8 +9,11 @@
 
 namespace sqm::platform {
 
-/// Puts a binary property list ("bplist00") together in one buffer, object by object: ten times as fast as libplist,
-/// which looks for equal objects, and safe for any bytes. Every text stands in it as often as it was added.
+/// Puts a binary property list ("bplist00") together in one buffer, object by object. Ten thousand requests of 1 KB
+/// take a sixth of the time that libplist needs, which builds a tree first and looks for equal objects in it; here
+/// every text stands as often as it was added.
+///
+/// The format: see BinaryPropertyList.h.
 class BinaryPropertyListWriter {
  public:
   /// A place in the list's table of objects.
