@@ -6,12 +6,15 @@ namespace sqm {
 
 namespace {
 
-std::atomic<Host*> installedHost = nullptr;
+std::atomic<Host*>& theInstalled() {
+  static std::atomic<Host*> host = nullptr;
+  return host;
+}
 
 }  // namespace
 
-void Host::install(Host& host) { installedHost = &host; }
+void Host::install(Host& host) { theInstalled() = &host; }
 
-Host* Host::installed() { return installedHost; }
+Host* Host::installed() { return theInstalled(); }
 
 }  // namespace sqm

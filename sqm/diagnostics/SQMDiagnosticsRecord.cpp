@@ -10,7 +10,8 @@ namespace sqm {
 
 SQMDiagnosticsRecord* SQMDiagnosticsRecord::sharedSQMDiagnosticsRecord() {
   if (Host::installed() == nullptr) return nullptr;
-  static SQMDiagnosticsRecord* const record = new SQMDiagnosticsRecord(*Host::installed());
+  // NOLINTNEXTLINE(cppcoreguidelines-avoid-non-const-global-variables): the process's one record, for all to change.
+  static auto* const record = new SQMDiagnosticsRecord(*Host::installed());
   return record;
 }
 

@@ -239,6 +239,7 @@ TEST_IN_FRESH_PROCESS(SQMDiagnosticsRecordCreation, SharedRecordIsOneAndApartFro
   sqm::Host::install(host.host);
   std::array<SQMDiagnosticsRecord*, 8> got{};
   std::vector<std::thread> threads;
+  threads.reserve(got.size());
   for (SQMDiagnosticsRecord*& each : got) {
     threads.emplace_back([&each] { each = SQMDiagnosticsRecord::sharedSQMDiagnosticsRecord(); });
   }

@@ -61,10 +61,8 @@ TEST_F(ArchiveFilesTest, AnyTextsComeBackByteForByte) {
       "",
       "plain",
       "line\r\nline\ttab",
-      "Gr\xC3\xBC\xC3\x9F"
-      "e, \xE2\x82\xAC, \xF0\x9F\x93\xB6",  // two, three and four bytes long
-      "\xEF\xBB\xBF"
-      "begins with a byte-order mark",
+      "gr\xC3\xBCn, \xE2\x82\xAC, \xF0\x9F\x93\xB6",  // two, three and four bytes long
+      "\xEF\xBB\xBF it begins with a byte-order mark",
       "\xED\x9F\xBF \xEE\x80\x80 \xEF\xBF\xBD \xF0\x90\x80\x80 \xF4\x8F\xBF\xBF",  // the edges of UTF-16
       "\xEF\xBF\xBE \xEF\xBF\xBF",                                                 // noncharacters
       std::string("holds a \0 NUL", 13),
@@ -121,8 +119,8 @@ TEST_F(ArchiveFilesTest, MissingFolderIsNotMade) {
 
 TEST_F(ArchiveFilesTest, FormatIsTheSameAsEver) {
   EXPECT_TRUE(archives_.serializeObject({{"https://a.example/", "hi"}}, path_));
-  const std::string objects = std::string("bplist00") + "\x59uploadURL" + "\x5AuploadData" +
-                              "\x5F\x10\x12https://a.example/" + "\x52hi" + std::string("\xD2\0\1\2\3", 5) + "\xA1\4";
+  const std::string objects = std::string("bplist00") + "YuploadURL" + "ZuploadData" + "_\x10\x12https://a.example/" +
+                              "Rhi" + std::string("\xD2\0\1\2\3", 5) + "\xA1\4";
   const std::string offsets = "\x08\x12\x1D\x32\x35\x3A";
   const std::string trailer = std::string(6, '\0') + "\1\1" + test::bigEndian(6, 8) + test::bigEndian(5, 8) +
                               test::bigEndian(objects.size(), 8);
@@ -130,25 +128,22 @@ TEST_F(ArchiveFilesTest, FormatIsTheSameAsEver) {
 }
 
 TEST_F(ArchiveFilesTest, OtherReadersUnderstandIt) {
-  EXPECT_TRUE(archives_.serializeObject({{"https://a.example/",
-                                          "Gr\xC3\xBC\xC3\x9F"
-                                          "e \xF0\x9F\x93\xB6"},
+  EXPECT_TRUE(archives_.serializeObject({{"https://a.example/", "gr\xC3\xBCn \xF0\x9F\x93\xB6"},
                                          {"https://b.example/", std::string("\xFF\0", 2)},
                                          {std::nullopt, ""}},
                                         path_));
-  EXPECT_EQ(test::printedBy("python3 -c 'import plistlib, sys; "
-                            "print(ascii(plistlib.load(open(sys.argv[1], \"rb\"))))' '" +
-                            path_ + "'"),
-            "[{'uploadURL': 'https://a.example/', 'uploadData': 'Gr\\xfc\\xdfe \\U0001f4f6'}, "
-            "{'uploadURL': 'https://b.example/', 'uploadData': b'\\xff\\x00'}, {'uploadData': ''}]\n");
+  EXPECT_EQ(
+      test::printedBy(R"(python3 -c 'import plistlib, sys; print(ascii(plistlib.load(open(sys.argv[1], "rb"))))' ')" +
+                      path_ + "'"),
+      "[{'uploadURL': 'https://a.example/', 'uploadData': 'gr\\xfcn \\U0001f4f6'}, "
+      "{'uploadURL': 'https://b.example/', 'uploadData': b'\\xff\\x00'}, {'uploadData': ''}]\n");
 }
 
 TEST_F(ArchiveFilesTest, ListsOfOtherWritersAreRead) {
-  test::printedBy(
-      "python3 -c 'import plistlib, sys; plistlib.dump([{\"uploadURL\": \"same\", \"uploadData\": \"same\"}, "
-      "{\"uploadURL\": \"\\u00fc\\U0001f4f6\", \"uploadData\": b\"\\xff\", \"more\": [1, {}]}], "
-      "open(sys.argv[1], \"wb\"), fmt=plistlib.FMT_BINARY)' '" +
-      path_ + "'");
+  test::printedBy(R"(python3 -c 'import plistlib, sys; plistlib.dump([{"uploadURL": "same", "uploadData": "same"}, )"
+                  R"({"uploadURL": "\u00fc\U0001f4f6", "uploadData": b"\xff", "more": [1, {}]}], )"
+                  R"(open(sys.argv[1], "wb"), fmt=plistlib.FMT_BINARY)' ')" +
+                  path_ + "'");
   EXPECT_EQ(archives_.objectFromFile(path_), (UploadRequests{{"same", "same"}, {"\xC3\xBC\xF0\x9F\x93\xB6", "\xFF"}}));
 }
 
@@ -194,7 +189,7 @@ std::vector<Unreadable> unreadable() {
   return {
       {"Empty", "", kNoList},
       {"Text", "uploadURL", kNoList},
-      {"Xml", "<?xml version=\"1.0\"?><plist version=\"1.0\"><array/></plist>", kNoList},
+      {"Xml", R"(<?xml version="1.0"?><plist version="1.0"><array/></plist>)", kNoList},
       {"CutOff", sound.substr(0, sound.size() - 1), kNoList},
       {"CutShort", sound.substr(0, 8), kNoList},
       {"RootIsText", listOf({File::text("uploadURL")}), kNoRequests},

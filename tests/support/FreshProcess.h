@@ -14,10 +14,12 @@ namespace sqm::test {
     const ::testing::TestPartResult& each = result.GetTestPartResult(part);
     if (each.failed()) std::cerr << each.file_name() << ":" << each.line_number() << ": " << each.message() << "\n";
   }
-  std::exit(result.Failed() ? 1 : 0);
+  std::exit(result.Failed() ? 1 : 0);  // NOLINT(concurrency-mt-unsafe): the other threads have been joined
 }
 
 }  // namespace sqm::test
+
+// NOLINTBEGIN(cppcoreguidelines-macro-usage): GoogleTest's tests are macros.
 
 /// A test that runs in a new process, in which no object has been made of which a process has one.
 #define TEST_IN_FRESH_PROCESS(suite, name)                                                       \
@@ -27,3 +29,5 @@ namespace sqm::test {
     EXPECT_EXIT((suite##name(), sqm::test::endWithVerdict()), ::testing::ExitedWithCode(0), ""); \
   }                                                                                              \
   static void suite##name()
+
+// NOLINTEND(cppcoreguidelines-macro-usage)

@@ -44,7 +44,7 @@ class QFRecordUploaderTest : public ::testing::Test {
     uploader_.setCurrentURLRequest(std::nullopt);
     uploader_.setUploadInProgress(false);
   }
-  ~QFRecordUploaderTest() override { uploader_.setLogfile(nullptr); }
+  void TearDown() override { uploader_.setLogfile(nullptr); }
 
   static FakeHost& installedHost() {
     static FakeHost& host = *[] {
@@ -370,6 +370,7 @@ TEST_F(QFRecordUploaderTest, EightThreadsQueueWhileTheMainThreadSends) {
   constexpr int kThreads = 8;
   constexpr int kEach = 25;
   std::vector<std::thread> threads;
+  threads.reserve(kThreads);
   for (int thread = 0; thread < kThreads; ++thread) {
     threads.emplace_back([&, thread] {
       for (int each = 0; each < kEach; ++each) {
@@ -488,6 +489,7 @@ TEST_IN_FRESH_PROCESS(QFRecordUploaderCreation, ConcurrentFirstCallsGetTheOne) {
   FreshHost host;
   std::array<QFRecordUploader*, 8> got{};
   std::vector<std::thread> threads;
+  threads.reserve(got.size());
   for (QFRecordUploader*& each : got) {
     threads.emplace_back([&each] { each = QFRecordUploader::sharedQFRecordUploader(); });
   }
