@@ -45,8 +45,8 @@ NotificationCenter::~NotificationCenter() = default;
 
 NotificationCenter::Registration NotificationCenter::addObserver(std::string_view name, const void* object,
                                                                  Handler handler) {
-  auto observer = std::make_shared<Registration::Observer>(
-      Registration::Observer{std::string(name), object, std::move(handler)});
+  auto observer =
+      std::make_shared<Registration::Observer>(Registration::Observer{std::string(name), object, std::move(handler)});
   observers_->add(observer);
   return Registration(std::move(observer));
 }

@@ -91,37 +91,37 @@ constexpr RecordKind connectionKind(std::optional<std::string_view> subType, std
 
 }  // namespace
 
-const RecordKind kConnectionKind = connectionKind("", std::nullopt, {});
-const RecordKind kWiFiConnectionKind = connectionKind(std::nullopt, 10, kWiFiLayout);
-const RecordKind kMBConnectionKind = connectionKind("mobiledata", std::nullopt, kMBLayout);
-const RecordKind kEthernetConnectionKind = connectionKind(std::nullopt, 74, kEthernetLayout);
+constinit const RecordKind kConnectionKind = connectionKind("", std::nullopt, {});
+constinit const RecordKind kWiFiConnectionKind = connectionKind(std::nullopt, 10, kWiFiLayout);
+constinit const RecordKind kMBConnectionKind = connectionKind("mobiledata", std::nullopt, kMBLayout);
+constinit const RecordKind kEthernetConnectionKind = connectionKind(std::nullopt, 74, kEthernetLayout);
 
-const RecordKind kClientKind = {.name = "client",
-                                .layout = kClientLayout,
-                                .highestField = 7,
-                                .fieldRejected = kRecordRejected,
-                                .plainSetterNameMissing = kRecordRejected,
-                                .absentValueRemoves = true,
-                                .clearKeepsValues = true};
+constinit const RecordKind kClientKind = {.name = "client",
+                                          .layout = kClientLayout,
+                                          .highestField = 7,
+                                          .fieldRejected = kRecordRejected,
+                                          .plainSetterNameMissing = kRecordRejected,
+                                          .absentValueRemoves = true,
+                                          .clearKeepsValues = true};
 
-const RecordKind kDeviceKind = {.name = "device", .subTypeEntry = 63, .layout = kDeviceLayout};
+constinit const RecordKind kDeviceKind = {.name = "device", .subTypeEntry = 63, .layout = kDeviceLayout};
 
-const RecordKind kApplicationKind = {.name = "application",
-                                     .subType = "vpn",
-                                     .layout = kApplicationLayout,
-                                     .requiredMissing = kConnectionRequiredFieldMissing,
-                                     .withoutDictionary = kRecordOk};
+constinit const RecordKind kApplicationKind = {.name = "application",
+                                               .subType = "vpn",
+                                               .layout = kApplicationLayout,
+                                               .requiredMissing = kConnectionRequiredFieldMissing,
+                                               .withoutDictionary = kRecordOk};
 
-const RecordKind kUserAcceptanceKind = {
+constinit const RecordKind kUserAcceptanceKind = {
     .name = "useracceptance", .layout = kUserAcceptanceLayout, .required = RecordKind::Required::literalDigit6};
 
-const Rows kCommonConnectionFields = kCommonConnectionRows;
-const Rows kWiFiConnectionFields = kWiFiRows;
-const Rows kMBConnectionFields = kMBRows;
-const Rows kEthernetConnectionFields = kEthernetRows;
-const Rows kEnvironmentInformation = kEnvironmentRows;
-const Rows kMobileDeviceFields = kMobileDeviceRows;
-const Rows kCommonApplicationFields = kCommonApplicationRows;
-const Rows kCommonSessionFields = kCommonSessionRows;
+constinit const Rows kCommonConnectionFields = kCommonConnectionRows;
+constinit const Rows kWiFiConnectionFields = kWiFiRows;
+constinit const Rows kMBConnectionFields = kMBRows;
+constinit const Rows kEthernetConnectionFields = kEthernetRows;
+constinit const Rows kEnvironmentInformation = kEnvironmentRows;
+constinit const Rows kMobileDeviceFields = kMobileDeviceRows;
+constinit const Rows kCommonApplicationFields = kCommonApplicationRows;
+constinit const Rows kCommonSessionFields = kCommonSessionRows;
 
 }  // namespace sqm

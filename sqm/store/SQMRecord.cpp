@@ -93,7 +93,7 @@ std::string SQMRecord::line() const {
 }
 
 std::string_view SQMRecord::recordName() const {
-  return recordType_ < kRecordNames.size() ? kRecordNames[recordType_] : std::string_view();
+  return recordType_ < kRecordNames.size() ? kRecordNames[static_cast<std::size_t>(recordType_)] : std::string_view();
 }
 
 }  // namespace sqm

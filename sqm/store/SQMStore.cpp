@@ -49,13 +49,12 @@ std::vector<Entry> recordEntries(const std::string& folder) {
        listed.increment(error)) {
     const fs::path name = listed->path().filename();
     if (!isRecordExtension(extensionOf(name))) continue;
-    std::string path = folder + "/" + name.string();
+    // Asked of the listing, which mostly knows what an entry is without a look at it.
     std::error_code unknown;
-    const fs::file_status status = fs::status(path, unknown);
-    if (!fs::exists(status)) continue;
-    const bool isRegular = fs::is_regular_file(status);
-    const std::uintmax_t size = isRegular ? fs::file_size(path, unknown) : 0;
-    entries.push_back({std::move(path), unknown ? 0 : size, isRegular});
+    if (!listed->exists(unknown)) continue;
+    const bool isRegular = listed->is_regular_file(unknown);
+    const std::uintmax_t size = isRegular ? listed->file_size(unknown) : 0;
+    entries.push_back({folder + "/" + name.string(), unknown ? 0 : size, isRegular});
   }
   if (error) entries.clear();
   std::sort(entries.begin(), entries.end(), [](const Entry& a, const Entry& b) { return a.path < b.path; });

@@ -14,7 +14,8 @@ namespace sqm {
 /// Deleting takes every `.sqm` file that is there by then, whether or not it was read.
 ///
 /// Threading: one thread, the uploader's.
-/// Failure: silent. What cannot be listed, read or deleted is passed over and stays as it is.
+/// Failure: silent. What cannot be listed, read or deleted is passed over, and so is a file that memory has no room
+/// for.
 class SQMStore {
  public:
   explicit SQMStore(Host& host) : host_(host) {}
@@ -26,8 +27,8 @@ class SQMStore {
   /// out, and so is what is no regular file: a folder, a pipe, a device.
   std::string getDataFromSQMRec() const;
 
-  /// Deletes the files. A folder that is called like one goes only when it is empty, and a link goes without what it
-  /// leads to: only what the library could have written is taken from the user.
+  /// Deletes the files. A folder that is called like one goes only when it is empty, since nobody has read what is in
+  /// it; of a link only the link goes.
   void deleteSQMRecord() const;
 
  private:

@@ -21,7 +21,8 @@ class HttpTransaction;
 /// or `TrelkSQMUploadError`.
 ///
 /// Any other status, an error and a time-out leave the files for a later `startSend`. An abort is told to nobody. Files
-/// that the application writes while a body is under way are deleted with those that were sent: write none then.
+/// that the application writes while a body is under way are deleted with those that were sent: write none then. Files
+/// that cannot be deleted are posted again after every success, until `abortSend`.
 ///
 /// Threading: the main thread, on which the notifications are posted too. An observer may destroy the uploader.
 class SQMUploader {
