@@ -5,6 +5,7 @@ namespace sqm {
 class Clock;
 class Dates;
 class HttpTransactionFactory;
+class JsonWriter;
 class LogFileFactory;
 class MainBundle;
 class MainThread;
@@ -12,7 +13,9 @@ class NotificationCenter;
 class PropertyList;
 class QFLocale;
 class QFSQMFilterManager;
+class QFSerializer;
 class SystemConsole;
+class TextCompressor;
 class TrelkConfiguration;
 class UserPrefs;
 class UtilityFunctions;
@@ -36,6 +39,19 @@ struct Host {
   UtilityFunctions* utilities = nullptr;
   Clock* clock = nullptr;
   Dates* dates = nullptr;
+  QFSerializer* serializer = nullptr;
+  JsonWriter* jsonWriter = nullptr;
+  TextCompressor* compressor = nullptr;
+
+  /// Makes `host` the one that objects of which the process has one (`QFRecordUploader`, the shared
+  /// `SQMDiagnosticsRecord`) take when they are made. They cannot be had before, and keep the host that they took.
+  ///
+  /// Ownership: borrowed, for as long as those objects are used: as a rule until the process ends.
+  /// Threading: any thread.
+  static void install(Host& host);
+
+  /// The host that was installed last; null when none was.
+  static Host* installed();
 };
 
 }  // namespace sqm

@@ -3,11 +3,12 @@
 #include <cstdint>
 #include <limits>
 #include <mutex>
+#include <utility>
 
 namespace sqm {
 
-/// The base of a class that has one object in the process: `class T : public SharedInstance<T>`, with a private default
-/// constructor and this class as its friend.
+/// The base of a class that has one object in the process: `class T : public SharedInstance<T>`, with private
+/// constructors and this class as its friend.
 ///
 /// Ownership: the object is never destroyed; copy, retain and release leave it as it is.
 /// Threading: any thread; concurrent first calls make one object.
@@ -18,10 +19,11 @@ class SharedInstance {
   SharedInstance& operator=(const SharedInstance&) = delete;
 
   /// Makes the object, where there is none yet; otherwise null, so that nobody can make a second one.
-  static T* alloc() {
+  template <typename... Arguments>
+  static T* alloc(Arguments&&... arguments) {
     Slot& slot = theSlot();
     const std::lock_guard lock(slot.mutex);
-    return slot.instance == nullptr ? slot.make() : nullptr;
+    return slot.instance == nullptr ? slot.make(std::forward<Arguments>(arguments)...) : nullptr;
   }
 
   T* copy() { return self(); }
@@ -35,10 +37,11 @@ class SharedInstance {
   ~SharedInstance() = default;
 
   /// The object, made on the first call.
-  static T* shared() {
+  template <typename... Arguments>
+  static T* shared(Arguments&&... arguments) {
     Slot& slot = theSlot();
     const std::lock_guard lock(slot.mutex);
-    return slot.instance == nullptr ? slot.make() : slot.instance;
+    return slot.instance == nullptr ? slot.make(std::forward<Arguments>(arguments)...) : slot.instance;
   }
 
  private:
@@ -46,8 +49,9 @@ class SharedInstance {
     std::mutex mutex;
     T* instance = nullptr;
 
-    T* make() {
-      instance = new T();
+    template <typename... Arguments>
+    T* make(Arguments&&... arguments) {
+      instance = new T(std::forward<Arguments>(arguments)...);
       return instance;
     }
   };

@@ -10,6 +10,9 @@ class TrelkConfiguration {
   virtual ~TrelkConfiguration() = default;
 
   virtual std::string homeDirectory() const = 0;
+
+  /// The folder in which the application keeps its data.
+  virtual std::string applicationQuenfaFolderPath() const = 0;
 };
 
 }  // namespace sqm

@@ -41,7 +41,7 @@ std::string HomeFolders::homeDirectory() const {
   return tidy(home != nullptr && *home != '\0' ? home : homeFromPasswordDatabase());
 }
 
-std::string HomeFolders::applicationFolder() const {
+std::string HomeFolders::applicationQuenfaFolderPath() const {
   return homeDirectory() + "/Library/Application Support/Trelk/Trelk Quenfa";
 }
 

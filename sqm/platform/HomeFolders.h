@@ -14,7 +14,7 @@ class HomeFolders : public TrelkConfiguration {
   explicit HomeFolders(const std::string& homeDirectory = {});
 
   std::string homeDirectory() const override;
-  std::string applicationFolder() const;
+  std::string applicationQuenfaFolderPath() const override;
   std::string logFolder() const;
 
  private:

@@ -3,11 +3,14 @@
 #include <utility>
 
 #include "sqm/common/NotificationCenter.h"
+#include "sqm/platform/ArchiveFiles.h"
 #include "sqm/platform/FileOperations.h"
 #include "sqm/platform/FileProblems.h"
+#include "sqm/platform/GzipBase64.h"
 #include "sqm/platform/HomeFolders.h"
 #include "sqm/platform/IcuDates.h"
 #include "sqm/platform/IcuLocale.h"
+#include "sqm/platform/JsonText.h"
 #include "sqm/platform/LogFiles.h"
 #include "sqm/platform/PreferencesFile.h"
 #include "sqm/platform/PropertyListFiles.h"
@@ -25,8 +28,9 @@ struct StandardHost::Services {
       : folders(options.homeDirectory),
         logs({.folder = folders.logFolder()}),
         propertyLists(logs, {.atomicSaves = options.atomicSaves}),
+        archives(logs),
         resources(options.resourceDirectory),
-        preferences(folders.applicationFolder(), logs),
+        preferences(folders.applicationQuenfaFolderPath(), logs),
         http(options.mainThread == nullptr ? runLoop : *options.mainThread, notifications, logs, options.http) {}
 
   // In the order of use: what comes later borrows from what came before.
@@ -35,12 +39,15 @@ struct StandardHost::Services {
   HomeFolders folders;
   LogFiles logs;
   PropertyListFiles propertyLists;
+  ArchiveFiles archives;
   ResourceFolder resources;
   PreferencesFile preferences;
   SystemInformation system;
   SystemClock clock;
   IcuDates dates;
   IcuLocale locale;
+  JsonText json;
+  GzipBase64 compressor;
   RuleFilter filter;
   StandardErrorConsole console;
   HttpClient http;
@@ -63,12 +70,15 @@ StandardHost::StandardHost(Options options) : services_(std::make_unique<Service
   utilities = &services_->system;
   clock = &services_->clock;
   dates = &services_->dates;
+  serializer = &services_->archives;
+  jsonWriter = &services_->json;
+  compressor = &services_->compressor;
 }
 
 StandardHost::~StandardHost() = default;
 
 bool StandardHost::makeFolders() {
-  const std::string folder = services_->folders.applicationFolder() + "/SQM";
+  const std::string folder = services_->folders.applicationQuenfaFolderPath() + "/SQM";
   const std::error_code error = platform::makeFolders(FileOperations::posix(), folder);
   if (error) FileProblems(services_->logs).cannotWrite(folder, error.message());
   return !error;

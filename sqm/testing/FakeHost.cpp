@@ -18,7 +18,10 @@ FakeHost::FakeHost()
            .userPrefs = &prefs,
            .utilities = &utilities,
            .clock = &clock,
-           .dates = &dates} {
+           .dates = &dates,
+           .serializer = &archives,
+           .jsonWriter = &json,
+           .compressor = &compressor} {
   bundle.paths["SQMFieldNames.plist"] = kFieldNamesPath;
   setFieldNames(defaultFieldNames());
 }

@@ -6,6 +6,7 @@
 #include "sqm/common/Host.h"
 #include "sqm/common/NotificationCenter.h"
 #include "sqm/testing/FakeServices.h"
+#include "sqm/testing/MemoryArchives.h"
 #include "sqm/testing/MemoryLog.h"
 #include "sqm/testing/MemoryPropertyLists.h"
 #include "sqm/testing/ScriptedHttp.h"
@@ -45,6 +46,9 @@ class FakeHost {
   MemoryConsole console;
   ManualClock clock;
   FixedDates dates;
+  MemoryArchives archives;
+  PlainJson json;
+  ScriptedCompressor compressor;
 
   Host host;
 };

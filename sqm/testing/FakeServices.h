@@ -13,11 +13,13 @@
 
 #include "sqm/common/Clock.h"
 #include "sqm/common/Dates.h"
+#include "sqm/common/JsonWriter.h"
 #include "sqm/common/MainBundle.h"
 #include "sqm/common/MainThread.h"
 #include "sqm/common/QFLocale.h"
 #include "sqm/common/QFSQMFilterManager.h"
 #include "sqm/common/SystemConsole.h"
+#include "sqm/common/TextCompressor.h"
 #include "sqm/common/TrelkConfiguration.h"
 #include "sqm/common/UserPrefs.h"
 #include "sqm/common/UtilityFunctions.h"
@@ -67,8 +69,10 @@ class FixedPrefs : public UserPrefs {
 class FixedConfiguration : public TrelkConfiguration {
  public:
   std::string homeDirectory() const override { return home; }
+  std::string applicationQuenfaFolderPath() const override { return applicationFolder; }
 
   std::string home = "/home/tester";
+  std::string applicationFolder = "/home/tester/application";
 };
 
 class FixedUtilities : public UtilityFunctions {
@@ -168,6 +172,35 @@ class ScriptedFilter : public QFSQMFilterManager {
   static std::optional<std::string> copyOf(std::optional<std::string_view> text) {
     return text ? std::optional(std::string(*text)) : std::nullopt;
   }
+};
+
+/// Writes JSON for texts without control characters, until the test sets what it refuses.
+class PlainJson : public JsonWriter {
+ public:
+  std::optional<std::string> JSONString(const JsonObject& dictionary) const override;
+  std::optional<std::string> JSONString(const JsonArray& array) const override;
+
+  bool refusesObjects = false;
+  std::optional<JsonArray> refusedArray;
+};
+
+/// Compresses nothing: the result is the text as it is, unless the test sets another.
+class ScriptedCompressor : public TextCompressor {
+ public:
+  struct Call {
+    std::string text;
+    int encoding;
+    std::size_t fitting;
+  };
+
+  std::optional<std::string> compressStringWithEncoding(std::string_view text, int encoding,
+                                                        std::size_t fitting) const override {
+    calls.push_back({std::string(text), encoding, fitting});
+    return compressed ? compressed(text) : std::optional(std::string(text));
+  }
+
+  std::function<std::optional<std::string>(std::string_view)> compressed;
+  mutable std::vector<Call> calls;
 };
 
 }  // namespace sqm::testing

@@ -40,7 +40,7 @@ TEST(HomeFolders, WithoutAnEnvironmentThePasswordDatabaseIsAsked) {
 
 TEST(HomeFolders, TheApplicationsFoldersLieBelowIt) {
   const HomeFolders folders("/home/given");
-  EXPECT_EQ(folders.applicationFolder(), "/home/given/Library/Application Support/Trelk/Trelk Quenfa");
+  EXPECT_EQ(folders.applicationQuenfaFolderPath(), "/home/given/Library/Application Support/Trelk/Trelk Quenfa");
   EXPECT_EQ(folders.logFolder(), "/home/given/Library/Logs/Trelk/Trelk Quenfa");
 }
 

@@ -1,7 +1,5 @@
 #include "sqm/platform/internal/BinaryPropertyList.h"
 
-#include <string>
-
 #include "sqm/platform/internal/XmlAllowed.h"
 
 namespace sqm::platform {
@@ -69,6 +67,18 @@ std::string utf8FromUtf16(std::string_view units) {
 
 }  // namespace
 
+std::optional<std::string> BinaryPropertyList::bytesOf(const Object& object) {
+  switch (object.kind) {
+    case Kind::bytesText:
+    case Kind::data:
+      return std::string(object.body);
+    case Kind::utf16Text:
+      return utf8FromUtf16(object.body);
+    default:
+      return std::nullopt;
+  }
+}
+
 bool BinaryPropertyList::recognises(std::string_view bytes) { return bytes.starts_with(kSignature); }
 
 std::optional<BinaryPropertyList> BinaryPropertyList::open(std::string_view bytes) {
@@ -101,6 +111,9 @@ std::optional<BinaryPropertyList::Object> BinaryPropertyList::object(std::uint64
   Object found;
   std::size_t unit = 1;
   switch (marker >> 4) {
+    case 0x4:
+      found.kind = Kind::data;
+      break;
     case 0x5:
       found.kind = Kind::bytesText;
       break;
@@ -191,13 +204,8 @@ std::optional<PropertyList::Array> readBinaryArray(std::string_view bytes, std::
   array.reserve(root->count);
   for (std::size_t index = 0; index < root->count; ++index) {
     const auto element = elementAt(index);
-    if (!isText(*element)) {
-      array.emplace_back();
-    } else if (element->kind == Kind::utf16Text) {
-      array.emplace_back(xmlAllowed(utf8FromUtf16(element->body)));
-    } else {
-      array.emplace_back(xmlAllowed(std::string(element->body)));
-    }
+    array.push_back(isText(*element) ? BinaryPropertyList::bytesOf(*element) : std::nullopt);
+    if (array.back()) array.back() = xmlAllowed(*std::move(array.back()));
   }
   return array;
 }

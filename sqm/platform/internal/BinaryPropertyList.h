@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <optional>
+#include <string>
 #include <string_view>
 
 #include "sqm/common/PropertyList.h"
@@ -19,14 +20,17 @@ namespace sqm::platform {
 /// The format: CFBinaryPList.c of Apple's open CoreFoundation describes it. Numbers are big-endian.
 class BinaryPropertyList {
  public:
-  enum class Kind { array, dictionary, bytesText, utf16Text, other };
+  enum class Kind { array, dictionary, bytesText, utf16Text, data, other };
 
-  /// `count` is that of the elements, or of the code units of a text.
+  /// `count` is that of the elements, of the code units of a text, or of the bytes of data.
   struct Object {
     Kind kind = Kind::other;
     std::size_t count = 0;
     std::string_view body;
   };
+
+  /// What a text or data holds; nothing for every other object. UTF-16 comes as UTF-8.
+  static std::optional<std::string> bytesOf(const Object& object);
 
   static bool recognises(std::string_view bytes);
 

@@ -1,0 +1,22 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "sqm/common/JsonValue.h"
+
+namespace sqm {
+
+/// Writes values as JSON text (RFC 8259), without white space between them.
+///
+/// Threading: any thread.
+/// Failure: nothing, when there is no text to be had. What is not well-formed UTF-8 is no failure: it becomes U+FFFD.
+class JsonWriter {
+ public:
+  virtual ~JsonWriter() = default;
+
+  virtual std::optional<std::string> JSONString(const JsonObject& dictionary) const = 0;
+  virtual std::optional<std::string> JSONString(const JsonArray& array) const = 0;
+};
+
+}  // namespace sqm

@@ -1,0 +1,19 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "sqm/common/JsonWriter.h"
+
+namespace sqm::platform {
+
+/// Writes JSON with the keys in the order given. Each ill-formed part of a text becomes U+FFFD.
+///
+/// Failure: nothing, when there is not enough memory.
+class JsonText : public JsonWriter {
+ public:
+  std::optional<std::string> JSONString(const JsonObject& dictionary) const override;
+  std::optional<std::string> JSONString(const JsonArray& array) const override;
+};
+
+}  // namespace sqm::platform

@@ -1,0 +1,33 @@
+#pragma once
+
+#include <cstdlib>
+#include <iostream>
+
+#include <gtest/gtest.h>
+
+namespace sqm::test {
+
+/// Ends the process, successfully when no assertion of the test has failed; otherwise says which did.
+[[noreturn]] inline void endWithVerdict() {
+  const ::testing::TestResult& result = *::testing::UnitTest::GetInstance()->current_test_info()->result();
+  for (int part = 0; part < result.total_part_count(); ++part) {
+    const ::testing::TestPartResult& each = result.GetTestPartResult(part);
+    if (each.failed()) std::cerr << each.file_name() << ":" << each.line_number() << ": " << each.message() << "\n";
+  }
+  std::exit(result.Failed() ? 1 : 0);  // NOLINT(concurrency-mt-unsafe): the other threads have been joined
+}
+
+}  // namespace sqm::test
+
+// NOLINTBEGIN(cppcoreguidelines-macro-usage): GoogleTest's tests are macros.
+
+/// A test that runs in a new process, in which no object has been made of which a process has one.
+#define TEST_IN_FRESH_PROCESS(suite, name)                                                       \
+  static void suite##name();                                                                     \
+  TEST(suite, name) {                                                                            \
+    GTEST_FLAG_SET(death_test_style, "threadsafe");                                              \
+    EXPECT_EXIT((suite##name(), sqm::test::endWithVerdict()), ::testing::ExitedWithCode(0), ""); \
+  }                                                                                              \
+  static void suite##name()
+
+// NOLINTEND(cppcoreguidelines-macro-usage)
