@@ -1,5 +1,6 @@
 // Uploads what another process has saved, and shows how far it is.
-// Usage: 03_upload HOME SERVER, where HOME stands for the user's home directory, and SERVER is like http://127.0.0.1:8080.
+// Usage: 03_upload HOME SERVER, where HOME stands for the user's home directory, and SERVER is like
+// http://127.0.0.1:8080.
 
 #include <chrono>
 #include <cstdio>
@@ -14,12 +15,18 @@ namespace {
 
 const char* nameOf(sqm::UploadState state) {
   switch (state) {
-    case sqm::UploadState::client: return "client";
-    case sqm::UploadState::connection: return "connections";
-    case sqm::UploadState::device: return "device";
-    case sqm::UploadState::application: return "VPN sessions";
-    case sqm::UploadState::userAcceptance: return "prompts";
-    case sqm::UploadState::idle: break;
+    case sqm::UploadState::client:
+      return "client";
+    case sqm::UploadState::connection:
+      return "connections";
+    case sqm::UploadState::device:
+      return "device";
+    case sqm::UploadState::application:
+      return "VPN sessions";
+    case sqm::UploadState::userAcceptance:
+      return "prompts";
+    case sqm::UploadState::idle:
+      break;
   }
   return "nothing";
 }
@@ -47,13 +54,13 @@ int main(int argc, char** argv) {
   // The manager hears of a success first, and has moved on when this observer does.
   int failures = 0;
   sqm::UploadState inFlight = sqm::UploadState::idle;
-  const auto arrived = host.notificationCenter->addObserver(
-      sqm::TrelkSQMUploadSuccess, nullptr, [&](const sqm::Notification&) {
+  const auto arrived =
+      host.notificationCenter->addObserver(sqm::TrelkSQMUploadSuccess, nullptr, [&](const sqm::Notification&) {
         std::printf("  %-13s arrived\n", nameOf(inFlight));
         inFlight = manager.uploadState();
       });
-  const auto failed = host.notificationCenter->addObserver(
-      sqm::TrelkSQMUploadFailure, nullptr, [&](const sqm::Notification&) {
+  const auto failed =
+      host.notificationCenter->addObserver(sqm::TrelkSQMUploadFailure, nullptr, [&](const sqm::Notification&) {
         std::printf("  %-13s could not be sent; what is left stays for the next time\n", nameOf(inFlight));
         ++failures;
       });

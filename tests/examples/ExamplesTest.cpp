@@ -1,14 +1,14 @@
 // Runs the built programs as a newcomer would.
 
-#include <gtest/gtest.h>
-#include <httplib.h>
-
 #include <filesystem>
 #include <fstream>
-#include <nlohmann/json.hpp>
 #include <sstream>
 #include <string>
 #include <vector>
+
+#include <gtest/gtest.h>
+#include <httplib.h>
+#include <nlohmann/json.hpp>
 
 #include "tools/support/Process.h"
 #include "tools/support/TemporaryFolder.h"

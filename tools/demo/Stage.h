@@ -16,8 +16,8 @@ struct Post {
   std::string body;
 };
 
-/// What the scenes of the demonstration share: where the programs lie, the user's home directory, and a collection server
-/// that runs.
+/// What the scenes of the demonstration share: where the programs lie, the user's home directory, and a collection
+/// server that runs.
 struct Stage {
   Shown shown;
   std::filesystem::path programs;

@@ -1,5 +1,5 @@
-// sqm-demo: the library's work on one screen. It starts a collection server, has example programs record and upload, and
-// compares what the server got with what lay on disk.
+// sqm-demo: the library's work on one screen. It starts a collection server, has example programs record and upload,
+// and compares what the server got with what lay on disk.
 
 #include <array>
 #include <cstdio>
