@@ -31,11 +31,11 @@ class SQM {
   virtual std::int64_t FormatRecord(std::optional<std::string>& slot) = 0;
 
   /// Stores the value, as it stands, in the field.
-  virtual std::int64_t SetAttribute(std::int64_t field, std::optional<std::string_view> withValue) = 0;
+  virtual std::int64_t SetAttribute(std::int64_t field, const std::optional<std::string_view>& withValue) = 0;
 
   /// Stores the value, made safe as XML element content, in the field.
   virtual std::int64_t SetAttributeAfterXMLCompatibleFormat(std::int64_t field,
-                                                            std::optional<std::string_view> withValue) = 0;
+                                                            const std::optional<std::string_view>& withValue) = 0;
 
   /// Removes the values; false when the record has no value dictionary.
   virtual bool clearRecord() = 0;

@@ -40,16 +40,16 @@ std::int64_t TableRecord::FormatRecord(std::optional<std::string>& slot) {
   return status;
 }
 
-std::int64_t TableRecord::SetAttribute(std::int64_t field, std::optional<std::string_view> withValue) {
+std::int64_t TableRecord::SetAttribute(std::int64_t field, const std::optional<std::string_view>& withValue) {
   return store(field, withValue, Setter::plain);
 }
 
 std::int64_t TableRecord::SetAttributeAfterXMLCompatibleFormat(std::int64_t field,
-                                                               std::optional<std::string_view> withValue) {
+                                                               const std::optional<std::string_view>& withValue) {
   return store(field, withValue, Setter::xmlCompatible);
 }
 
-std::int64_t TableRecord::store(std::int64_t field, std::optional<std::string_view> value, Setter setter) {
+std::int64_t TableRecord::store(std::int64_t field, const std::optional<std::string_view>& value, Setter setter) {
   const bool isRejected = field > kind_.highestField || (field < 0 && kind_.fieldRejected != kRecordOk);
   if (isRejected) return kind_.fieldRejected;
   const auto name = nameOf(field);

@@ -22,9 +22,9 @@ class TableRecord : public SQM {
   TableRecord& operator=(const TableRecord&) = delete;
 
   std::int64_t FormatRecord(std::optional<std::string>& slot) override;
-  std::int64_t SetAttribute(std::int64_t field, std::optional<std::string_view> withValue) override;
+  std::int64_t SetAttribute(std::int64_t field, const std::optional<std::string_view>& withValue) override;
   std::int64_t SetAttributeAfterXMLCompatibleFormat(std::int64_t field,
-                                                    std::optional<std::string_view> withValue) override;
+                                                    const std::optional<std::string_view>& withValue) override;
   bool clearRecord() override;
   ValueDictionary* recordValues() override { return values_ ? &*values_ : nullptr; }
   std::optional<std::string_view> recordName() const override { return kind_.name; }
@@ -46,7 +46,7 @@ class TableRecord : public SQM {
  private:
   enum class Setter : std::uint8_t { plain, xmlCompatible };
 
-  std::int64_t store(std::int64_t field, std::optional<std::string_view> value, Setter setter);
+  std::int64_t store(std::int64_t field, const std::optional<std::string_view>& value, Setter setter);
   void append(std::string& out, Rows rows) const;
   std::optional<std::string_view> nameOf(std::int64_t field) const;
 

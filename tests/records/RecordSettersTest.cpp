@@ -14,7 +14,7 @@ using sqm::SQM;
 
 namespace {
 
-using Setter = std::int64_t (SQM::*)(std::int64_t, std::optional<std::string_view>);
+using Setter = std::int64_t (SQM::*)(std::int64_t, const std::optional<std::string_view>&);
 
 /// What holds for both setters of every kind.
 class RecordSetters : public EveryKind {

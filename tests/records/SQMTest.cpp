@@ -13,8 +13,8 @@ namespace {
 class BareRecord : public sqm::SQM {
  public:
   std::int64_t FormatRecord(std::optional<std::string>&) override { return 0; }
-  std::int64_t SetAttribute(std::int64_t, std::optional<std::string_view>) override { return 0; }
-  std::int64_t SetAttributeAfterXMLCompatibleFormat(std::int64_t, std::optional<std::string_view>) override {
+  std::int64_t SetAttribute(std::int64_t, const std::optional<std::string_view>&) override { return 0; }
+  std::int64_t SetAttributeAfterXMLCompatibleFormat(std::int64_t, const std::optional<std::string_view>&) override {
     return 0;
   }
   bool clearRecord() override { return true; }
