@@ -19,8 +19,8 @@ class RunLoop;
 ///
 /// Ownership: owns its services. Outlives the objects that were given it.
 /// Threading: made, used and destroyed on the main thread.
-/// Failure: nothing is made on disk but by `makeFolders`, by preferences that are set, and by logs, whose files and folder
-/// are made when the library's objects open them.
+/// Failure: nothing is made on disk but by `makeFolders`, by preferences that are set, and by logs, whose files and
+/// folder are made when the library's objects open them.
 class StandardHost : public Host {
  public:
   struct Options {
