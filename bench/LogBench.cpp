@@ -9,10 +9,10 @@
 #include "sqm/platform/LogFiles.h"
 
 #include "bench/Comparison.h"
-#include "bench/TemporaryFolder.h"
+#include "tools/support/TemporaryFolder.h"
 
 int main(int argc, char** argv) {
-  const bench::TemporaryFolder folder;
+  const tools::TemporaryFolder folder;
   sqm::platform::LogFiles logs({.folder = folder.path()});
   const auto log = logs.initWithFile("bench.log", 2);
   bench::require(log != nullptr, "the log cannot be opened");

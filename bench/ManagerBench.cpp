@@ -13,7 +13,7 @@
 
 #include "bench/BareParse.h"
 #include "bench/Comparison.h"
-#include "bench/TemporaryFolder.h"
+#include "tools/support/TemporaryFolder.h"
 
 namespace {
 
@@ -41,7 +41,7 @@ std::unique_ptr<sqm::SQMManager> newManager(sqm::Host& host) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  const bench::TemporaryFolder folder;
+  const tools::TemporaryFolder folder;
   std::filesystem::copy_file(std::string(SQM_FIELD_NAMES_DIR) + "/" + kTable, folder / kTable);
   sqm::platform::StandardHost::Options options;
   options.homeDirectory = folder.path();

@@ -22,7 +22,7 @@
 
 #include "bench/BareParse.h"
 #include "bench/Comparison.h"
-#include "bench/TemporaryFolder.h"
+#include "tools/support/TemporaryFolder.h"
 
 namespace {
 
@@ -191,7 +191,7 @@ bench::Effort fileEffort(std::size_t count) {
   return {.aim = kAim, .repetitions = count == kMostRecords ? std::optional(kFew) : std::nullopt};
 }
 
-void compareSaving(PropertyListFiles& files, std::size_t count, const bench::TemporaryFolder& folder) {
+void compareSaving(PropertyListFiles& files, std::size_t count, const tools::TemporaryFolder& folder) {
   const std::string path = folder / ("saved " + std::to_string(count));
   const std::string barePath = folder / ("bare " + std::to_string(count));
   bench::compare(
@@ -205,7 +205,7 @@ void compareSaving(PropertyListFiles& files, std::size_t count, const bench::Tem
       });
 }
 
-void compareLoading(PropertyListFiles& files, std::size_t count, const bench::TemporaryFolder& folder) {
+void compareLoading(PropertyListFiles& files, std::size_t count, const tools::TemporaryFolder& folder) {
   const std::string path = folder / ("loaded " + std::to_string(count));
   bench::require(files.writeToFile(records(count), path, false), "a list cannot be saved");
   bench::compare(
@@ -224,7 +224,7 @@ void compareLoading(PropertyListFiles& files, std::size_t count, const bench::Te
 }  // namespace
 
 int main(int argc, char** argv) {
-  const bench::TemporaryFolder folder;
+  const tools::TemporaryFolder folder;
   sqm::testing::MemoryLogs logs;
   PropertyListFiles files(logs, {});
 

@@ -5,11 +5,12 @@
 #include <cstring>
 #include <optional>
 
+#include "sqm/common/Format.h"
+
 namespace sqm {
 
 namespace {
 
-constexpr std::string_view kMissingName = "(null)";
 constexpr std::string_view kTimeStamp = " timestamp=";
 
 /// Adds up how long a text will be. A value that is made XML-safe on the way counts as it is.
@@ -143,7 +144,7 @@ class Walk {
   }
 
   static std::string_view shownName(const Row& row, const std::optional<std::string_view>& nameOfEntry) {
-    return row.fixedName.empty() ? nameOfEntry.value_or(kMissingName) : row.fixedName;
+    return row.fixedName.empty() ? nameOfEntry.value_or(kNullText) : row.fixedName;
   }
 
   std::optional<std::string_view> valueOf(const Row& row, const std::optional<std::string_view>& nameOfEntry) const {

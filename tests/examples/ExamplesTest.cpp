@@ -83,7 +83,7 @@ TEST(Readme, ShowsTheFirstExampleAsItIs) {
 }
 
 TEST(FirstRecord, ArrivesAtTheCollector) {
-  const TemporaryFolder home("sqm-test");
+  const TemporaryFolder home;
   const Collector collector;
 
   ASSERT_EQ(run({"/usr/bin/env", "HOME=" + home.path(), kPrograms + "/01_first_record", collector.address()}), 0);
@@ -96,7 +96,7 @@ TEST(FirstRecord, ArrivesAtTheCollector) {
 }
 
 TEST(FirstRecord, IsKeptWhileNoServerAnswers) {
-  const TemporaryFolder home("sqm-test");
+  const TemporaryFolder home;
   std::string address;
   {
     Collector collector;
@@ -110,7 +110,7 @@ TEST(FirstRecord, IsKeptWhileNoServerAnswers) {
 }
 
 TEST(LaptopDay, IsUploadedByTheNextProcess) {
-  const TemporaryFolder home("sqm-test");
+  const TemporaryFolder home;
   const Collector collector;
 
   ASSERT_EQ(run({kPrograms + "/02_laptop_day", home.path()}), 0);
@@ -128,7 +128,7 @@ TEST(LaptopDay, IsUploadedByTheNextProcess) {
 }
 
 TEST(Upload, FailsWhenNoServerAnswers) {
-  const TemporaryFolder home("sqm-test");
+  const TemporaryFolder home;
   std::string address;
   {
     Collector collector;
@@ -151,7 +151,7 @@ TEST(Demo, SaysThatEverythingArrived) {
 }
 
 TEST(Demo, FailsWithoutItsPrograms) {
-  const TemporaryFolder elsewhere("sqm-test");
+  const TemporaryFolder elsewhere;
   fs::copy_file(kPrograms + "/sqm-demo", elsewhere.path() + "/sqm-demo");
   EXPECT_EQ(run({elsewhere.path() + "/sqm-demo"}), 1);
 }

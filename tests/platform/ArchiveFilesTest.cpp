@@ -16,18 +16,14 @@
 #include "tests/platform/BinaryPropertyListFile.h"
 #include "tests/platform/FaultyFileOperations.h"
 #include "tests/platform/ShellCommand.h"
-#include "tests/platform/TemporaryFolder.h"
+#include "tests/support/TemporaryFolder.h"
 
 namespace sqm::platform {
 namespace {
 
 using test::BinaryPropertyListFile;
-using test::contentOf;
 using test::Fault;
 using test::FaultyFileOperations;
-using test::permissionsOf;
-using test::putContent;
-using test::TemporaryFolder;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using Strings = std::vector<std::string>;

@@ -10,16 +10,13 @@
 #include "sqm/testing/MemoryLog.h"
 
 #include "tests/platform/FaultyFileOperations.h"
-#include "tests/platform/TemporaryFolder.h"
+#include "tests/support/TemporaryFolder.h"
 
 namespace sqm::platform {
 namespace {
 
-using test::contentOf;
 using test::Fault;
 using test::FaultyFileOperations;
-using test::putContent;
-using test::TemporaryFolder;
 
 using Strings = std::vector<std::string>;
 

@@ -11,7 +11,7 @@
 #include "sqm/testing/FakeHost.h"
 
 #include "tests/platform/ShellCommand.h"
-#include "tests/platform/TemporaryFolder.h"
+#include "tests/support/TemporaryFolder.h"
 
 // The report as the one who receives it sees it.
 
@@ -42,20 +42,20 @@ class DiagnosticReport : public ::testing::Test {
 
   /// What stands in the report, by the two tools that everybody has.
   std::string decoded(const std::string& blob) {
-    test::putContent(folder_ / "report", blob);
+    putContent(folder_ / "report", blob);
     return test::printedBy("base64 -d '" + folder_ / "report" + "' | gunzip");
   }
 
   /// A value of the report, found by another reader: `place` is its place below "Trace", in Python.
   std::string valueAt(const std::string& blob, const std::string& place) {
-    test::putContent(folder_ / "json", decoded(blob));
+    putContent(folder_ / "json", decoded(blob));
     return test::printedBy(
         "python3 -c 'import json, sys; "
         "print(ascii(json.load(open(sys.argv[1], encoding=\"utf-8\"))[\"Trace\"]" +
         place + "))' '" + folder_ / "json" + "'");
   }
 
-  test::TemporaryFolder folder_;
+  TemporaryFolder folder_;
   testing::FakeHost host_;
   JsonText json_;
   KeepingCompressor compressor_;

@@ -7,17 +7,13 @@
 #include "sqm/platform/WholeFile.h"
 
 #include "tests/platform/FaultyFileOperations.h"
-#include "tests/platform/TemporaryFolder.h"
+#include "tests/support/TemporaryFolder.h"
 
 namespace sqm::platform {
 namespace {
 
-using test::contentOf;
 using test::Fault;
 using test::FaultyFileOperations;
-using test::permissionsOf;
-using test::putContent;
-using test::TemporaryFolder;
 
 constexpr auto kPrivateFile = static_cast<std::filesystem::perms>(0600);
 constexpr auto kPrivateFolder = static_cast<std::filesystem::perms>(0700);

@@ -8,7 +8,7 @@
 #include "sqm/platform/GzipBase64.h"
 
 #include "tests/platform/ShellCommand.h"
-#include "tests/platform/TemporaryFolder.h"
+#include "tests/support/TemporaryFolder.h"
 
 namespace sqm::platform {
 namespace {
@@ -28,25 +28,25 @@ std::string words(std::size_t count) {
 }
 
 TEST(GzipBase64, BothToolsUndoIt) {
-  const test::TemporaryFolder folder;
+  const TemporaryFolder folder;
   std::string anything;
   std::minstd_rand random(1);
   for (int byte = 0; byte < 5000; ++byte) anything.push_back(static_cast<char>(random() >> 8));
   for (const std::string& text : {std::string(), std::string("a"), std::string("ab"), std::string("abc"),
                                   std::string("a\0b", 3), std::string(100000, 'x'), words(3000), anything}) {
-    test::putContent(folder / "report", compressed(text));
+    putContent(folder / "report", compressed(text));
     EXPECT_TRUE(test::printedBy("base64 -d '" + folder / "report" + "' | gunzip") == text) << text.size();
   }
 }
 
 TEST(GzipBase64, EveryLengthOfTheLastGroupIsPadded) {
-  const test::TemporaryFolder folder;
+  const TemporaryFolder folder;
   for (std::size_t length = 0; length < 12; ++length) {
     const std::string text = words(4).substr(0, length);
     const std::string form = compressed(text);
     EXPECT_EQ(form.size() % 4, 0U);
     EXPECT_THAT(form, ::testing::MatchesRegex("[A-Za-z0-9+/]+={0,2}"));
-    test::putContent(folder / "report", form);
+    putContent(folder / "report", form);
     EXPECT_EQ(test::printedBy("base64 -d '" + folder / "report" + "' | gunzip"), text);
   }
 }

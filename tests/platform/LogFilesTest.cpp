@@ -14,17 +14,13 @@
 #include "sqm/platform/LogFiles.h"
 
 #include "tests/platform/FaultyFileOperations.h"
-#include "tests/platform/TemporaryFolder.h"
+#include "tests/support/TemporaryFolder.h"
 
 namespace sqm::platform {
 namespace {
 
-using test::contentOf;
 using test::Fault;
 using test::FaultyFileOperations;
-using test::permissionsOf;
-using test::putContent;
-using test::TemporaryFolder;
 using ::testing::ElementsAre;
 using ::testing::EndsWith;
 using ::testing::IsEmpty;

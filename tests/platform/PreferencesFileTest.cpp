@@ -12,16 +12,13 @@
 
 #include "tests/platform/BinaryPropertyListFile.h"
 #include "tests/platform/FaultyFileOperations.h"
-#include "tests/platform/TemporaryFolder.h"
+#include "tests/support/TemporaryFolder.h"
 
 namespace sqm::platform {
 namespace {
 
-using test::contentOf;
 using test::Fault;
 using test::FaultyFileOperations;
-using test::putContent;
-using test::TemporaryFolder;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::SizeIs;
@@ -56,7 +53,7 @@ TEST_F(PreferencesFileTest, ATimeStampComesBack) {
     EXPECT_EQ(preferences.clientTimeStamp(), value);
     EXPECT_EQ(stored(), value);
   }
-  EXPECT_EQ(test::permissionsOf(path_), static_cast<std::filesystem::perms>(0600));
+  EXPECT_EQ(permissionsOf(path_), static_cast<std::filesystem::perms>(0600));
 }
 
 TEST_F(PreferencesFileTest, WhatXmlCannotHoldIsReplaced) {

@@ -12,18 +12,15 @@
 #include "tests/platform/BinaryPropertyListFile.h"
 #include "tests/platform/FaultyFileOperations.h"
 #include "tests/platform/PythonPropertyLists.h"
-#include "tests/platform/TemporaryFolder.h"
+#include "tests/support/TemporaryFolder.h"
 
 namespace sqm::platform {
 namespace {
 
 using test::BinaryPropertyListFile;
-using test::contentOf;
 using test::Fault;
 using test::FaultyFileOperations;
-using test::putContent;
 using test::PythonPropertyLists;
-using test::TemporaryFolder;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
@@ -244,7 +241,7 @@ TEST_F(PropertyListWriting, TheFileIsOverwrittenInPlace) {
 
 TEST_F(PropertyListWriting, ANewFileIsItsUsersAlone) {
   EXPECT_TRUE(write({"a"}));
-  EXPECT_EQ(test::permissionsOf(path_), static_cast<std::filesystem::perms>(0600));
+  EXPECT_EQ(permissionsOf(path_), static_cast<std::filesystem::perms>(0600));
 }
 
 TEST_F(PropertyListWriting, TheBufferDoesNotGrowWithTheListOrTheString) {

@@ -15,16 +15,13 @@
 
 #include "tests/platform/BinaryPropertyListFile.h"
 #include "tests/platform/PythonPropertyLists.h"
-#include "tests/platform/TemporaryFolder.h"
+#include "tests/support/TemporaryFolder.h"
 
 namespace sqm::platform {
 namespace {
 
 using test::BinaryPropertyListFile;
-using test::contentOf;
-using test::putContent;
 using test::PythonPropertyLists;
-using test::TemporaryFolder;
 
 using Strings = std::vector<std::string>;
 using Array = PropertyList::Array;

@@ -17,7 +17,7 @@
 #include "sqm/upload/QFRecordUploader.h"
 
 #include "tests/platform/FaultyFileOperations.h"
-#include "tests/platform/TemporaryFolder.h"
+#include "tests/support/TemporaryFolder.h"
 
 // A process with a queue and its archive meets every fault there is. It is a child of the test, which is told through a
 // pipe, one word at a time, how far it came.
@@ -27,7 +27,6 @@ namespace {
 
 using test::Fault;
 using test::FaultyFileOperations;
-using test::TemporaryFolder;
 using ::testing::IsEmpty;
 using Words = std::vector<std::string>;
 
@@ -99,14 +98,14 @@ class QueueCrash : public ::testing::Test {
  protected:
   QueueCrash() {
     EXPECT_TRUE(ArchiveFiles(logs_).serializeObject(kStates[0], archive()));
-    untouched_ = test::contentOf(archive());
+    untouched_ = contentOf(archive());
   }
 
   std::string archive() const { return folder_ / std::string(QFRecordUploader::kArchiveFile); }
 
   /// Lets a child process with this fault begin with the first state; tells its words, and how it ended.
   Words wordsOf(Fault fault, const std::function<void(Process&)>& body, int& status) {
-    test::putContent(archive(), untouched_);
+    putContent(archive(), untouched_);
     int ends[2];
     EXPECT_EQ(::pipe(ends), 0);
     const pid_t child = ::fork();
@@ -240,7 +239,7 @@ TEST_F(QueueCrash, ALaterProcessGoesOnWhereTheKilledOneWas) {
   wordsOf(
       {Fault::Kind::killsBefore, 40, 0}, [](Process& process) { process.run([](std::size_t) {}); }, status);
   ASSERT_TRUE(WIFSIGNALED(status));
-  untouched_ = test::contentOf(archive());
+  untouched_ = contentOf(archive());
   const Words words = wordsOf(
       {},
       [](Process& process) {

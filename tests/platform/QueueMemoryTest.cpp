@@ -10,8 +10,8 @@
 #include "sqm/platform/JsonText.h"
 #include "sqm/testing/MemoryLog.h"
 
-#include "tests/platform/TemporaryFolder.h"
 #include "tests/support/AllocationProbe.h"
+#include "tests/support/TemporaryFolder.h"
 
 namespace sqm::platform {
 namespace {
@@ -31,22 +31,22 @@ std::size_t failuresForWantOfMemory(
 }
 
 TEST(QueueMemory, AnArchiveIsWrittenOrStaysAsItIs) {
-  const test::TemporaryFolder folder;
+  const TemporaryFolder folder;
   const std::string path = folder / "QFRecordUploader.plist";
   testing::MemoryLogs logs;
   ArchiveFiles archives(logs);
   const UploadRequests old = {{"u", "old"}};
   ASSERT_TRUE(archives.serializeObject(old, path));
-  const std::string content = test::contentOf(path);
+  const std::string content = contentOf(path);
   const UploadRequests requests = {{"https://collect.example/", std::string(100, 'x') + "\xC3\xA9"}};
   const std::size_t failures = failuresForWantOfMemory([&] { return archives.serializeObject(requests, path); },
-                                                       [&] { EXPECT_EQ(test::contentOf(path), content); });
+                                                       [&] { EXPECT_EQ(contentOf(path), content); });
   EXPECT_GT(failures, 2U);
   EXPECT_EQ(archives.objectFromFile(path), requests);
 }
 
 TEST(QueueMemory, AnArchiveIsReadOrStaysWhereItIs) {
-  const test::TemporaryFolder folder;
+  const TemporaryFolder folder;
   const std::string path = folder / "QFRecordUploader.plist";
   testing::MemoryLogs logs;
   ArchiveFiles archives(logs);

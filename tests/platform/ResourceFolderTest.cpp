@@ -2,13 +2,10 @@
 
 #include "sqm/platform/ResourceFolder.h"
 
-#include "tests/platform/TemporaryFolder.h"
+#include "tests/support/TemporaryFolder.h"
 
 namespace sqm::platform {
 namespace {
-
-using test::putContent;
-using test::TemporaryFolder;
 
 TEST(ResourceFolder, AResourceIsAFileOfTheFolder) {
   const TemporaryFolder folder;

@@ -10,15 +10,11 @@
 #include "sqm/platform/RunLoop.h"
 #include "sqm/platform/StandardHost.h"
 
-#include "tests/platform/TemporaryFolder.h"
+#include "tests/support/TemporaryFolder.h"
 
 namespace sqm::platform {
 namespace {
 
-using test::contentOf;
-using test::permissionsOf;
-using test::putContent;
-using test::TemporaryFolder;
 namespace fs = std::filesystem;
 
 constexpr const char* kSqmFolder = "Library/Application Support/Trelk/Trelk Quenfa/SQM";

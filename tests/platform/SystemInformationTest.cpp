@@ -4,13 +4,10 @@
 
 #include "sqm/platform/SystemInformation.h"
 
-#include "tests/platform/TemporaryFolder.h"
+#include "tests/support/TemporaryFolder.h"
 
 namespace sqm::platform {
 namespace {
-
-using test::putContent;
-using test::TemporaryFolder;
 
 TEST(SystemInformation, NameAndVersionComeFromTheReleaseFile) {
   const struct {

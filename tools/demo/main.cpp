@@ -19,7 +19,7 @@ namespace fs = std::filesystem;
 constexpr std::array kScenes = {demo::playLaptopDay};
 
 int play(const fs::path& programs) {
-  const tools::TemporaryFolder home("sqm-demo");
+  const tools::TemporaryFolder home;
   tools::Process collector({(programs / "sqm-collector").string(), "--port", "0", "--quiet"}, /*readsOutput=*/true);
   std::string server = collector.readLine();
   if (server.empty()) throw std::runtime_error("the collection server did not start");

@@ -1,18 +1,22 @@
 #pragma once
 
-#include <cstdlib>
+#include <algorithm>
 #include <filesystem>
 #include <stdexcept>
+#include <stdlib.h>
 #include <string>
+#include <string_view>
+#include <system_error>
+#include <vector>
 
 namespace tools {
 
-/// A fresh folder, which goes with the object and everything in it.
+/// A fresh folder, gone with the object and with all that is in it. Throws std::runtime_error when none can be made.
 class TemporaryFolder {
  public:
-  explicit TemporaryFolder(const std::string& name)
-      : path_((std::filesystem::temp_directory_path() / (name + "-XXXXXX")).string()) {
-    if (mkdtemp(path_.data()) == nullptr) throw std::runtime_error("cannot make a temporary folder at " + path_);
+  explicit TemporaryFolder(const std::filesystem::path& below = std::filesystem::temp_directory_path())
+      : path_((below / "sqm-XXXXXX").string()) {
+    if (::mkdtemp(path_.data()) == nullptr) throw std::runtime_error("cannot make a temporary folder like " + path_);
   }
   TemporaryFolder(const TemporaryFolder&) = delete;
   TemporaryFolder& operator=(const TemporaryFolder&) = delete;
@@ -22,6 +26,15 @@ class TemporaryFolder {
   }
 
   const std::string& path() const { return path_; }
+  std::string operator/(std::string_view name) const { return path_ + "/" + std::string(name); }
+
+  /// The names of what lies in the folder, in order.
+  std::vector<std::string> names() const {
+    std::vector<std::string> found;
+    for (const auto& entry : std::filesystem::directory_iterator(path_)) found.push_back(entry.path().filename());
+    std::sort(found.begin(), found.end());
+    return found;
+  }
 
  private:
   std::string path_;
