@@ -1,8 +1,6 @@
 // Runs the built programs as a newcomer would.
 
 #include <filesystem>
-#include <fstream>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -10,24 +8,15 @@
 #include <httplib.h>
 #include <nlohmann/json.hpp>
 
-#include "tools/support/Process.h"
-#include "tools/support/TemporaryFolder.h"
+#include "tests/support/Programs.h"
 
 namespace {
 
 namespace fs = std::filesystem;
 
 using tools::Process;
-using tools::TemporaryFolder;
 
-const std::string kPrograms = SQM_PROGRAM_DIR;
 const std::string kSources = SQM_SOURCE_DIR;
-
-std::string contentsOf(const fs::path& file) {
-  std::ostringstream contents;
-  contents << std::ifstream(file).rdbuf();
-  return contents.str();
-}
 
 std::size_t timesIn(const std::string& text, const std::string& part) {
   std::size_t times = 0;
@@ -37,47 +26,27 @@ std::size_t timesIn(const std::string& text, const std::string& part) {
 
 int run(const std::vector<std::string>& arguments) { return Process(arguments, /*readsOutput=*/false).wait(); }
 
-/// The collection server, on a port of its own.
-class Collector {
- public:
-  struct Post {
-    std::string path;
-    std::string body;
-  };
-
-  Collector() : process_({kPrograms + "/sqm-collector", "--port", "0", "--quiet"}, /*readsOutput=*/true) {
-    address_ = process_.readLine();
-    address_.pop_back();  // the slash at the end
-  }
-
-  const std::string& address() const { return address_; }
-
-  std::vector<Post> posts() const {
-    httplib::Client client(address_);
-    std::vector<Post> posts;
-    for (const auto& request : nlohmann::json::parse(client.Get("/_requests")->body)) {
-      posts.push_back({request.at("path"), client.Get("/_requests/" + request.at("id").dump())->body});
-    }
-    return posts;
-  }
-
-  int end() {
-    process_.terminate();
-    return process_.wait();
-  }
-
- private:
-  Process process_;
-  std::string address_;
+struct Post {
+  std::string path;
+  std::string body;
 };
 
+std::vector<Post> postsTo(const Collector& collector) {
+  httplib::Client client(collector.address());
+  std::vector<Post> posts;
+  for (const auto& request : nlohmann::json::parse(client.Get("/_requests")->body)) {
+    posts.push_back({request.at("path"), client.Get("/_requests/" + request.at("id").dump())->body});
+  }
+  return posts;
+}
+
 std::string listFile(const std::string& home, const std::string& name) {
-  return contentsOf(home + "/Library/Application Support/Trelk/Trelk Quenfa/SQM/" + name);
+  return contentOf(home + "/Library/Application Support/Trelk/Trelk Quenfa/SQM/" + name);
 }
 
 TEST(Readme, ShowsTheFirstExampleAsItIs) {
-  const std::string readme = contentsOf(kSources + "/README.md");
-  const std::string example = contentsOf(kSources + "/examples/01_first_record.cpp");
+  const std::string readme = contentOf(kSources + "/README.md");
+  const std::string example = contentOf(kSources + "/examples/01_first_record.cpp");
   ASSERT_FALSE(example.empty());
   EXPECT_NE(readme.find("```cpp\n" + example + "```"), std::string::npos);
 }
@@ -88,7 +57,7 @@ TEST(FirstRecord, ArrivesAtTheCollector) {
 
   ASSERT_EQ(run({"/usr/bin/env", "HOME=" + home.path(), kPrograms + "/01_first_record", collector.address()}), 0);
 
-  const auto posts = collector.posts();
+  const auto posts = postsTo(collector);
   ASSERT_EQ(posts.size(), 1u);
   EXPECT_EQ(posts[0].path, "/connection");
   EXPECT_EQ(timesIn(posts[0].body, "<ssid>Café &amp; Bar</ssid>"), 2u);
@@ -119,7 +88,7 @@ TEST(LaptopDay, IsUploadedByTheNextProcess) {
   ASSERT_EQ(run({kPrograms + "/03_upload", home.path(), collector.address()}), 0);
 
   std::vector<std::string> paths;
-  for (const auto& post : collector.posts()) paths.push_back(post.path);
+  for (const auto& post : postsTo(collector)) paths.push_back(post.path);
   EXPECT_EQ(paths, (std::vector<std::string>{"/client", "/connection", "/device", "/application", "/user-acceptance"}));
   for (const char* file : {"SQMClient.plist", "SQMConnection.plist", "SQMDevice.plist", "SQMApplication.plist",
                            "SQMUserAcceptance.plist"}) {
