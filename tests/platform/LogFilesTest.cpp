@@ -284,7 +284,7 @@ TEST_F(LogFilesTest, ALongTextIsCutWithANote) {
 TEST_F(LogFilesTest, AHugeTextIsCutBeforeItIsBuilt) {
   FaultyFileOperations files;
   LogFiles logs(options(), files);
-  const std::string huge(100'000'000, 'x');
+  const std::string huge(100'000'000, 'x');  // NOLINT(bugprone-string-constructor): it is to be that long
   write(*logs.initWithFile("a.log", 2), huge);
   EXPECT_EQ(files.largestWrite(), content("a.log").size());
   EXPECT_THAT(content("a.log"), EndsWith("x [99934464 bytes left out]\n"));
@@ -311,6 +311,7 @@ TEST_F(LogFilesTest, ThreadsWriteWholeLines) {
   many.files = 100;
   LogFiles logs(many);
   std::vector<std::thread> threads;
+  threads.reserve(kThreads);
   for (int thread = 0; thread < kThreads; ++thread) {
     threads.emplace_back([&, thread] {
       const auto log = logs.initWithFile("a.log", 2);

@@ -157,6 +157,9 @@ TEST_F(PropertyListRobustness, TheReachOfABinaryListIsMeasuredWithoutUnfoldingIt
   for (std::uint64_t level = 1; level < 40; ++level) laughs.objects.push_back(File::array({level, level, level}));
   laughs.objects.push_back(File::text("ha"));
   EXPECT_FALSE(isWithin(laughs, 100, 100'000));
+  const File echoes{.objects = {File::array({1, 1}), File::text(std::string(640, 'x'))}};
+  EXPECT_TRUE(isWithin(echoes, 2, 1 + 2 * 11));
+  EXPECT_FALSE(isWithin(echoes, 2, 2 * 11));
 }
 
 struct TableCase {

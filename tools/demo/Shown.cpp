@@ -19,6 +19,7 @@ constexpr std::string_view kReset = "\033[0m";
 
 }  // namespace
 
+// NOLINTNEXTLINE(concurrency-mt-unsafe): the environment does not change while the process has threads
 Shown::Shown() : isColoured_(isatty(STDOUT_FILENO) != 0 && std::getenv("NO_COLOR") == nullptr) {}
 
 void Shown::title(std::string_view text) const {
