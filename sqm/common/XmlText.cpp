@@ -1,5 +1,6 @@
 #include "sqm/common/XmlText.h"
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -113,8 +114,10 @@ void appendXmlAllowed(std::string& out, std::string_view text) { append(out, tex
 
 bool isXmlAllowed(std::string_view text) {
   for (std::size_t at = 0; at < text.size();) {
-    if (text.size() - at >= 8 && areEightPrintable(text.data() + at)) {
-      at += 8;
+    // Eight at a time; at the end of a longer text they are its last eight, some of which have been looked at.
+    const std::size_t eight = std::min(at + 8, text.size());
+    if (eight >= 8 && areEightPrintable(text.data() + eight - 8)) {
+      at = eight;
       continue;
     }
     switch (kAllowedClasses[static_cast<unsigned char>(text[at])]) {
