@@ -39,7 +39,7 @@ std::size_t ValueDictionary::size() const {
 
 void ValueDictionary::set(std::string_view key, std::string_view value) {
   Place* place = placeOf(*this, key);
-  if (place == nullptr) place = &others_.emplace_back(key, Place{1, 0}).second;  // empty, should memory run out now
+  if (place == nullptr) place = &others_.emplace_back(key, Place{0, 0}).second;  // empty, should memory run out now
   store(*place, value);
 }
 
@@ -82,7 +82,7 @@ bool operator==(const ValueDictionary& left, const ValueDictionary& right) {
 void ValueDictionary::replace(Place& place, std::string_view value) {
   const std::size_t earlier = place.length;
   if (value.size() <= earlier) {
-    if (!value.empty()) std::memmove(text_.data() + place.number - 1, value.data(), value.size());
+    if (!value.empty()) std::memmove(text_.data() + place.offset, value.data(), value.size());
     place.length = value.size();
     live_ -= earlier - value.size();
     return;
@@ -97,9 +97,9 @@ void ValueDictionary::closeGaps() {
   tidy.reserve(live_);
   const auto move = [&](Place& place) {
     if (!place.present()) return;
-    const std::size_t number = tidy.size() + 1;
+    const std::size_t offset = tidy.size();
     tidy.append(text(place));
-    place.number = number;
+    place.offset = offset;
   };
   for (Place& place : fields_) move(place);
   for (auto& [key, place] : others_) move(place);

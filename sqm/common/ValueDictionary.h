@@ -62,23 +62,24 @@ class ValueDictionary {
   friend bool operator==(const ValueDictionary& left, const ValueDictionary& right);
 
  private:
-  /// Where a value lies in the buffer. An absent one is all zeros, so that clearing many costs next to nothing.
+  /// Where a value lies in the buffer.
   struct Place {
-    std::size_t number = 0;  ///< of the first byte, from 1 on; 0 where there is no value
-    std::size_t length = 0;
-    bool present() const { return number != 0; }
+    static constexpr std::size_t kAbsent = static_cast<std::size_t>(-1);
+    std::size_t offset = 0;
+    std::size_t length = kAbsent;
+    bool present() const { return length != kAbsent; }
   };
 
-  std::string_view text(const Place& place) const { return {text_.data() + place.number - 1, place.length}; }
+  std::string_view text(const Place& place) const { return {text_.data() + place.offset, place.length}; }
   /// Where the key's value has its place, if it has one; of a constant dictionary, to look at.
   template <typename Dictionary>
   static auto placeOf(Dictionary& dictionary, std::string_view key) -> decltype(dictionary.fields_.data());
   void store(Place& place, std::string_view value) { place.present() ? replace(place, value) : append(place, value); }
   void append(Place& place, std::string_view value) {
-    const std::size_t number = text_.size() + 1;
+    const std::size_t offset = text_.size();
     text_.append(value);
     live_ += value.size();
-    place = {number, value.size()};
+    place = {offset, value.size()};
   }
   void replace(Place& place, std::string_view value);
   void closeGaps();
