@@ -1,6 +1,5 @@
 #include "sqm/common/XmlText.h"
 
-#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -114,11 +113,13 @@ void appendXmlAllowed(std::string& out, std::string_view text) { append(out, tex
 
 bool isXmlAllowed(std::string_view text) {
   for (std::size_t at = 0; at < text.size();) {
-    // Eight at a time; at the end of a longer text they are its last eight, some of which have been looked at.
-    const std::size_t eight = std::min(at + 8, text.size());
-    if (eight >= 8 && areEightPrintable(text.data() + eight - 8)) {
-      at = eight;
-      continue;
+    if (text.size() - at >= 8) {
+      if (areEightPrintable(text.data() + at)) {
+        at += 8;
+        continue;
+      }
+    } else if (text.size() >= 8 && areEightPrintable(text.data() + text.size() - 8)) {
+      return true;  // the last eight, some of which have been looked at before
     }
     switch (kAllowedClasses[static_cast<unsigned char>(text[at])]) {
       case ByteClass::sequence: {
