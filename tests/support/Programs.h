@@ -47,10 +47,11 @@ inline Outcome runProgram(const std::vector<std::string>& arguments, std::string
   return {WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status), contentOf(out), contentOf(err)};
 }
 
-/// The collection server, on a port of its own.
+/// The collection server, on a port of its own unless one is given.
 class Collector {
  public:
-  explicit Collector(const std::vector<std::string>& options = {}) : process_(command(options), /*readsOutput=*/true) {
+  explicit Collector(const std::vector<std::string>& options = {}, int port = 0)
+      : process_(command(options, port), /*readsOutput=*/true) {
     address_ = process_.readLine();
     if (address_.empty()) {
       ADD_FAILURE() << "the collection server did not start";
@@ -68,8 +69,8 @@ class Collector {
   }
 
  private:
-  static std::vector<std::string> command(const std::vector<std::string>& options) {
-    std::vector<std::string> words = {kPrograms + "/sqm-collector", "--port", "0", "--quiet"};
+  static std::vector<std::string> command(const std::vector<std::string>& options, int port) {
+    std::vector<std::string> words = {kPrograms + "/sqm-collector", "--port", std::to_string(port), "--quiet"};
     words.insert(words.end(), options.begin(), options.end());
     return words;
   }

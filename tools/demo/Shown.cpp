@@ -5,6 +5,7 @@
 #include <sstream>
 #include <unistd.h>
 
+#include <nlohmann/json.hpp>
 #include <pugixml.hpp>
 
 namespace demo {
@@ -43,6 +44,13 @@ void Shown::xml(const std::string& text) const {
   std::string shown = indented.str();
   if (!shown.empty() && shown.back() == '\n') shown.pop_back();
   line(kDim, shown);
+}
+
+void Shown::json(const std::string& text) const {
+  const auto value = nlohmann::ordered_json::parse(text, nullptr, /*allow_exceptions=*/false);
+  if (value.is_discarded()) return note("    " + text);
+  std::istringstream lines(value.dump(2));
+  for (std::string each; std::getline(lines, each);) line(kDim, "    " + each);
 }
 
 void Shown::line(std::string_view colour, std::string_view text) const {
