@@ -22,13 +22,20 @@ std::string commandOf(const CLI::App& program) {
   return command;
 }
 
+/// What the parser found wrong. A word that is no subcommand is named; to the parser a subcommand is missing then.
+std::string reasonOf(const CLI::App& program, const CLI::ParseError& error) {
+  const auto unknown = program.remaining(/*recurse=*/true);
+  const bool isMissing = error.get_exit_code() == static_cast<int>(CLI::ExitCodes::RequiredError);
+  return isMissing && !unknown.empty() ? "'" + unknown.front() + "' is not expected here" : error.what();
+}
+
 int run(CLI::App& program, const Invocation& invocation, int argc, char** argv) {
   try {
     program.parse(argc, argv);
     return invocation.status;
   } catch (const CLI::ParseError& error) {
     if (error.get_exit_code() == 0) return program.exit(error);  // --help, --version
-    remark(std::string(error.what()) + "\nRun '" + commandOf(program) + " --help' to see what is expected.");
+    remark(reasonOf(program, error) + "\nRun '" + commandOf(program) + " --help' to see what is expected.");
     return kBadInput;
   } catch (const Problem& problem) {
     remark(problem.what());
