@@ -52,6 +52,11 @@ TEST(SqmctlDiagnostics, KeepsTheOrderAndIndents) {
   EXPECT_EQ(decode(blobOf(R"({"b":"1","a":["2"]})")).out, "{\n  \"b\": \"1\",\n  \"a\": [\n    \"2\"\n  ]\n}\n");
 }
 
+TEST(SqmctlDiagnostics, LeavesATextThatIsNoArrayAsItIs) {
+  const std::string report = R"({"Trace":{"Auth":{"Dis":"[\"cut","LoginPoll":"plain"}}})";
+  EXPECT_EQ(Json::parse(decode(blobOf(report)).out), Json::parse(report));
+}
+
 struct NoBlob {
   std::string name;
   std::string blob;

@@ -22,13 +22,13 @@ TEST(SqmctlStatus, SaysThatNothingWaits) {
   EXPECT_EQ(outcome.status, 0);
   EXPECT_EQ(outcome.out, "Below " + home.path() +
                              "\n"
-                             "  client                  0 records          0 bytes   \n"
-                             "  connection              0 records          0 bytes   \n"
-                             "  device                  0 records          0 bytes   \n"
-                             "  application             0 records          0 bytes   \n"
-                             "  user-acceptance         0 records          0 bytes   \n"
-                             "  upload queue            0 requests         0 bytes   \n"
-                             "  .sqm files              0 files            0 bytes   \n"
+                             "  client                 0 records         0 bytes\n"
+                             "  connection             0 records         0 bytes\n"
+                             "  device                 0 records         0 bytes\n"
+                             "  application            0 records         0 bytes\n"
+                             "  user-acceptance        0 records         0 bytes\n"
+                             "  upload queue           0 requests        0 bytes\n"
+                             "  .sqm files             0 files           0 bytes\n"
                              "The .sqm files are those of " +
                              folder + "\nNothing waits\n");
   EXPECT_EQ(outcome.err, "");
@@ -60,13 +60,13 @@ TEST_F(SqmctlStatusOfWaiting, CountsEverything) {
   EXPECT_EQ(outcome.status, 0);
   EXPECT_EQ(outcome.out, "Below " + home.path() +
                              "\n"
-                             "  client                  1 record           9 bytes    1970-01-02T00:00:00Z\n"
-                             "  connection              2 records          9 bytes    1970-01-03T00:00:00Z\n"
-                             "  device                  0 records          0 bytes   \n"
-                             "  application             0 records          0 bytes   \n"
-                             "  user-acceptance         0 records          0 bytes   \n"
-                             "  upload queue            1 request         12 bytes    1970-01-04T00:00:00Z\n"
-                             "  .sqm files              2 files            9 bytes    1970-01-05T00:00:00Z\n"
+                             "  client                 1 record          9 bytes  1970-01-02T00:00:00Z\n"
+                             "  connection             2 records         9 bytes  1970-01-03T00:00:00Z\n"
+                             "  device                 0 records         0 bytes\n"
+                             "  application            0 records         0 bytes\n"
+                             "  user-acceptance        0 records         0 bytes\n"
+                             "  upload queue           1 request        12 bytes  1970-01-04T00:00:00Z\n"
+                             "  .sqm files             2 files           9 bytes  1970-01-05T00:00:00Z\n"
                              "The .sqm files are those of " +
                              home.lists() + "\nThe oldest file in which something waits is of 1970-01-02T00:00:00Z\n");
 }

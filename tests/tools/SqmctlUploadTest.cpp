@@ -38,7 +38,7 @@ TEST(SqmctlUpload, PostsWhatDocumentsShows) {
     EXPECT_EQ(posts[at].first, "/" + document.at("type").get<std::string>());
     EXPECT_EQ(posts[at].second, document.at("document"));
   }
-  EXPECT_EQ(withoutSeconds(outcome.out).find("  client              1 record"), 0u) << outcome.out;
+  EXPECT_EQ(withoutSeconds(outcome.out).find("  client                 1 record "), 0u) << outcome.out;
 }
 
 TEST(SqmctlUpload, TakesAnAddressForEachType) {
@@ -49,8 +49,8 @@ TEST(SqmctlUpload, TakesAnAddressForEachType) {
       home.run({"upload", "--client", collector.address() + "/a", "--connection", collector.address() + "/b"});
   EXPECT_EQ(outcome.status, 0) << outcome.err;
   EXPECT_EQ(withoutSeconds(outcome.out),
-            "  client              1 record        71 bytes     N s  status 200\n"
-            "  connection         0 records        71 bytes     N s  status 200\n");
+            "  client                 1 record        71 bytes     N s  status 200\n"
+            "  connection             0 records       71 bytes     N s  status 200\n");
   const auto posts = postsTo(collector);
   ASSERT_EQ(posts.size(), 2u);
   EXPECT_EQ(posts[0].first, "/a");
@@ -105,8 +105,8 @@ TEST(SqmctlUpload, SaysThatACompletedExchangeCountsWhateverItsStatus) {
   const Outcome outcome = home.run({"upload", "--all", server.url("/")});
   EXPECT_EQ(outcome.status, 0);
   EXPECT_EQ(withoutSeconds(outcome.out),
-            "  client              1 record        71 bytes     N s  status 500\n"
-            "  connection         0 records        71 bytes     N s  status 500\n");
+            "  client                 1 record        71 bytes     N s  status 500\n"
+            "  connection             0 records       71 bytes     N s  status 500\n");
   EXPECT_EQ(
       outcome.err,
       "sqmctl: client: the server answered with status 500; a completed exchange counts as delivered whatever its "
@@ -120,7 +120,7 @@ TEST(SqmctlUpload, GivesUpWhenTheTimeIsUp) {
   const LoopbackServer server(Answer{});  // none
   const Outcome outcome = home.run({"upload", "--all", server.url("/"), "--timeout", "0.2"});
   EXPECT_EQ(outcome.status, 1);
-  EXPECT_EQ(outcome.out, "  client              1 record        71 bytes  given up\n");
+  EXPECT_EQ(outcome.out, "  client                 1 record        71 bytes  given up\n");
   EXPECT_EQ(outcome.err,
             "sqmctl: client: no answer within 0.20 s; the server may have got the records all the same, and gets them "
             "again\n"
@@ -180,7 +180,7 @@ TEST(SqmctlUpload, ShowsHowFarItIsOnATerminal) {
   const Collector collector;
   const Outcome outcome = home.runAtTerminal({"upload", "--all", collector.address()});
   EXPECT_EQ(outcome.status, 0);
-  const std::string row = "  client              1 record        71 bytes  ";
+  const std::string row = "  client                 1 record        71 bytes  ";
   EXPECT_EQ(
       withoutSeconds(outcome.out).find("\r\033[K" + row + "under way\r\033[K" + row + "   N s  \033[32mstatus 200"), 0u)
       << outcome.out;

@@ -7,6 +7,7 @@
 
 #include "tools/sqmctl/Command.h"
 #include "tools/support/Base64.h"
+#include "tools/support/Characters.h"
 
 namespace sqmctl {
 
@@ -31,7 +32,8 @@ std::string compressedOf(std::string_view blob) {
   auto bytes = tools::bytesOfBase64(blob, soundUpTo);
   if (bytes) return *std::move(bytes);
   if (soundUpTo < blob.size() && blob[soundUpTo] != '=') {
-    fail(kBase64Layer, "'" + tools::visible(tools::beginning(blob.substr(soundUpTo), 1)) + "' at byte " +
+    const std::string_view rest = blob.substr(soundUpTo);
+    fail(kBase64Layer, "'" + tools::visible(rest.substr(0, tools::characterAt(rest).bytes)) + "' at byte " +
                            std::to_string(begin + soundUpTo) + " does not belong there");
   }
   fail(kBase64Layer, "it ends too early, at byte " + std::to_string(begin + blob.size()));

@@ -17,14 +17,18 @@ struct DecodeOptions {
   bool isRaw = false;
 };
 
-/// Unfolds what is a JSON text in a string, so that it can be read.
+/// Unfolds what is a JSON text in a string, so that it can be read. Any other text stays.
 void unfoldDetails(Json& report) {
   const Json::json_pointer kAuth("/Trace/Auth");
   if (!report.is_object() || !report.contains(kAuth) || !report[kAuth].is_object()) return;
   for (const char* const key : {"Dis", "LoginPoll"}) {
     Json& auth = report[kAuth];
     if (!auth.contains(key) || !auth[key].is_string() || auth[key].get_ref<const std::string&>().empty()) continue;
-    auth[key] = reportOf(auth[key].get<std::string>());
+    try {
+      auth[key] = reportOf(auth[key].get<std::string>());
+    } catch (const Problem&) {
+      continue;
+    }
   }
 }
 

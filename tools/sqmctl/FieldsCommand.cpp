@@ -16,6 +16,7 @@
 #include "tools/sqmctl/HeardLogs.h"
 #include "tools/sqmctl/Output.h"
 #include "tools/sqmctl/XmlName.h"
+#include "tools/support/Characters.h"
 
 namespace sqmctl {
 
@@ -83,9 +84,11 @@ void addFaultsOfNames(std::vector<std::string>& faults, const Names& names) {
     const std::string& name = *names[entry];
     const auto end = endOfXmlName(name);
     if (!end) continue;
-    faults.push_back(name.empty() ? which + " is empty"
-                                  : which + ": '" + name + "' is no name that XML allows: '" +
-                                        tools::beginning(name.substr(*end), 1) + "' at byte " + std::to_string(*end));
+    faults.push_back(name.empty()
+                         ? which + " is empty"
+                         : which + ": '" + name + "' is no name that XML allows: '" +
+                               name.substr(*end, tools::characterAt(std::string_view(name).substr(*end)).bytes) +
+                               "' at byte " + std::to_string(*end));
   }
 }
 

@@ -34,4 +34,9 @@ std::string padded(std::string_view text, std::size_t width) { return std::strin
 
 std::string flushRight(std::string_view text, std::size_t width) { return blanks(text, width) + std::string(text); }
 
+std::string counted(std::uintmax_t count, const std::string& noun) {
+  constexpr std::size_t kDigits = 9;
+  return flushRight(std::to_string(count), kDigits) + " " + padded(noun + (count == 1 ? "" : "s"), noun.size() + 1);
+}
+
 }  // namespace sqmctl

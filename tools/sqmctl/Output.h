@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -25,5 +26,8 @@ EncodedBytes encodedForJson(std::string_view bytes);
 /// `text` and blanks, as wide as a column of this many characters; and the same with the blanks before it.
 std::string padded(std::string_view text, std::size_t width);
 std::string flushRight(std::string_view text, std::size_t width);
+
+/// "     1 record  ", "   417 records": a number and its unit, so that both stand in columns.
+std::string counted(std::uintmax_t count, const std::string& noun);
 
 }  // namespace sqmctl

@@ -64,7 +64,9 @@ sqm::QFRecordUploader& uploaderOn(SendingHost& sending, const std::string& home)
     throw Problem(kFailure, queue.problem + "\nNothing was changed. Move the file away to begin a new queue.");
   }
   sqm::Host::install(sending.host());
-  return *sqm::QFRecordUploader::sharedQFRecordUploader();
+  sqm::QFRecordUploader& uploader = *sqm::QFRecordUploader::sharedQFRecordUploader();
+  if (!uploader.recordQueue()) throw Problem(kFailure, "the queue " + queue.path + " cannot be read");
+  return uploader;
 }
 
 struct AddOptions {

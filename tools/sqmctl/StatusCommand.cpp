@@ -51,12 +51,11 @@ Json jsonOf(const Place& place, const char* countName) {
 
 void printRow(const tools::Terminal& terminal, const Place& place) {
   const bool isWaiting = place.count > 0;
-  const auto counted = [](std::uintmax_t count, const std::string& unit) {
-    return flushRight(std::to_string(count), 10) + " " + padded(unit + (count == 1 ? "" : "s"), 8);
-  };
-  std::string row = "  " + padded(place.name, 15) + counted(place.count, place.unit) + counted(place.bytes, "byte");
-  if (!place.isReadable) row += " cannot be read";
-  if (place.oldest) row += " " + utcText(*place.oldest);
+  constexpr std::size_t kNameWidth = 15, kCountWidth = 18;
+  std::string row = "  " + padded(place.name, kNameWidth) + padded(counted(place.count, place.unit), kCountWidth) +
+                    counted(place.bytes, "byte");
+  if (!place.isReadable) row += "  cannot be read";
+  if (place.oldest) row += "  " + utcText(*place.oldest);
   terminal.line(terminal.styled(!place.isReadable ? Style::bad : isWaiting ? Style::plain : Style::dim, row));
 }
 

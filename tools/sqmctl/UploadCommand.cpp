@@ -119,8 +119,9 @@ class Upload {
 
   std::string row(RecordType type) const {
     const StoredList& list = listOf(type);
-    return "  " + padded(nameOf(type), 16) + flushRight(plural(list.records.size(), "record"), 12) +
-           flushRight(plural(documentOf(list).size(), "byte"), 16) + "  ";
+    constexpr std::size_t kNameWidth = 15;
+    return "  " + padded(nameOf(type), kNameWidth) + counted(list.records.size(), "record") +
+           counted(documentOf(list).size(), "byte") + "  ";
   }
 
   void begin(sqm::UploadState state) {
