@@ -50,9 +50,6 @@ struct Stage {
   std::vector<Post> arrived(std::size_t known = 0) const;
 };
 
-/// "1 record", "2 records".
-std::string plural(std::size_t count, const std::string& noun);
-
 // The scenes. Each shows what it does and gives true when what arrived is what was to arrive.
 
 /// A laptop's day is recorded by one process and uploaded by the next.
