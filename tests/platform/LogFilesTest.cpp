@@ -155,15 +155,17 @@ TEST_F(LogFilesTest, AFullFileMakesRoomAndTheOldestGoes) {
 }
 
 TEST_F(LogFilesTest, ASingleFileIsEmptiedWhenItIsFull) {
-  auto single = options();
-  single.files = 1;
-  single.fileSize = line("1").size();
-  LogFiles logs(single);
-  const auto log = logs.initWithFile("a.log", 2);
-  write(*log, "1");
-  write(*log, "2");
-  EXPECT_THAT(names(), ElementsAre("a.log"));
-  EXPECT_EQ(content("a.log"), line("2"));
+  for (const std::size_t files : {1U, 0U}) {
+    auto single = options();
+    single.files = files;
+    single.fileSize = line("1").size();
+    LogFiles logs(single);
+    const auto log = logs.initWithFile("a.log", 2);
+    write(*log, "1");
+    write(*log, "2");
+    EXPECT_THAT(names(), ElementsAre("a.log"));
+    EXPECT_EQ(content("a.log"), line("2"));
+  }
 }
 
 TEST_F(LogFilesTest, ALineLongerThanAFileHasAFileOfItsOwn) {
