@@ -128,6 +128,17 @@ TEST_F(PropertyListRobustness, DeepNestingDoesNotOverflowTheStack) {
   EXPECT_EQ(read(file.bytes()), Array(1, std::nullopt));
 }
 
+TEST_F(PropertyListRobustness, EntitiesStayAsTheyAreWritten) {
+  std::string declared = R"(<!ENTITY file SYSTEM "file:///etc/hostname"><!ENTITY level0 "ha">)";
+  for (int level = 1; level < 40; ++level) {
+    const std::string lower = "&level" + std::to_string(level - 1) + ";";
+    declared.append("<!ENTITY level" + std::to_string(level) + " \"").append(repeated(lower, 10)).append("\">");
+  }
+  EXPECT_EQ(read("<!DOCTYPE plist [" + declared +
+                 "]><plist><array><string>&level39;</string><string>&file;</string></array></plist>"),
+            (Array{"&level39;", "&file;"}));
+}
+
 TEST_F(PropertyListRobustness, ABinaryListMayHoldItselfAndUnfoldToNoMoreThanItsElements) {
   EXPECT_EQ(read(File{.objects = {File::array({0, 0})}}.bytes()), Array(2, std::nullopt));
   File laughs;
