@@ -70,6 +70,10 @@ std::optional<UploadRequests> ArchiveFiles::objectFromFile(const std::string& pa
 
 /// What there is when the file cannot be read, for this reason.
 std::optional<UploadRequests> ArchiveFiles::withoutFile(const std::string& path, std::string reason) {
+  if (unreadable_ == Unreadable::stays) {
+    problems_.cannotRead(path, reason);
+    return std::nullopt;
+  }
   std::string aside;
   if (const auto failure = moveAside(files_, path, aside)) {
     problems_.cannotRead(path,

@@ -53,7 +53,7 @@ std::vector<Document> showStored(const Stage& stage) {
     if (!records) throw std::runtime_error(file.string() + " is not there, or cannot be read");
     std::array<char, 128> line{};
     std::snprintf(line.data(), line.size(), "  %-26s%10s%10ju bytes", list.file,
-                  plural(records->size(), "record").c_str(), static_cast<std::uintmax_t>(fs::file_size(file)));
+                  tools::plural(records->size(), "record").c_str(), static_cast<std::uintmax_t>(fs::file_size(file)));
     stage.shown.note(line.data());
     if (records->empty()) continue;
     const std::string element = list.element;

@@ -1,15 +1,16 @@
 #pragma once
 
+#include <cstdio>
 #include <string>
 #include <string_view>
+
+#include "tools/support/Terminal.h"
 
 namespace demo {
 
 /// Prints the demonstration for a person to read: coloured on a terminal, plain elsewhere.
 class Shown {
  public:
-  Shown();
-
   void title(std::string_view text) const;
   void note(std::string_view text) const;
   void good(std::string_view text) const;
@@ -22,9 +23,9 @@ class Shown {
   void json(const std::string& text) const;
 
  private:
-  void line(std::string_view colour, std::string_view text) const;
+  void line(tools::Style style, std::string_view text) const;
 
-  bool isColoured_;
+  tools::Terminal terminal_{stdout};
 };
 
 }  // namespace demo

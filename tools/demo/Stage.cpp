@@ -38,8 +38,4 @@ std::vector<Post> Stage::arrived(std::size_t known) const {
   return posts;
 }
 
-std::string plural(std::size_t count, const std::string& noun) {
-  return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
-}
-
 }  // namespace demo

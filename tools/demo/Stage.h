@@ -39,16 +39,13 @@ struct Stage {
   std::string home;
   std::string server;  ///< its address, without a slash at the end
 
-  /// Runs one of the programs to its end. Throws std::runtime_error when it ends with another status; 128 and the number
-  /// of a signal stand for being killed by it.
+  /// Runs one of the programs to its end. Throws std::runtime_error when it ends with another status; 128 and the
+  /// number of a signal stand for being killed by it.
   void run(const std::string& program, const std::vector<std::string>& arguments, int expectedStatus = 0) const;
 
   /// What the collection server has got so far, but for the first `known` posts.
   std::vector<Post> arrived(std::size_t known = 0) const;
 };
-
-/// "1 record", "2 records".
-std::string plural(std::size_t count, const std::string& noun);
 
 // The scenes. Each shows what it does and gives true when what arrived is what was to arrive.
 

@@ -33,7 +33,7 @@ int play(const fs::path& programs) {
     stage.shown.bad("What arrived is not what was stored.");
     return 1;
   }
-  stage.shown.good("Everything that was stored arrived, in " + demo::plural(stage.arrived().size(), "post") +
+  stage.shown.good("Everything that was stored arrived, in " + tools::plural(stage.arrived().size(), "post") +
                    ", and nothing else did.");
   return 0;
 }
