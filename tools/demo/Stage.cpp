@@ -15,15 +15,11 @@ Collector::Collector(const std::filesystem::path& programs, int port)
   address_.pop_back();  // the slash at the end
 }
 
-int Stage::statusOf(const std::string& program, const std::vector<std::string>& arguments) const {
+void Stage::run(const std::string& program, const std::vector<std::string>& arguments, int expectedStatus) const {
   std::vector<std::string> command = {(programs / program).string()};
   command.insert(command.end(), arguments.begin(), arguments.end());
-  return tools::Process(command, /*readsOutput=*/false).wait();
-}
-
-void Stage::run(const std::string& program, const std::vector<std::string>& arguments) const {
-  const int status = statusOf(program, arguments);
-  if (status != 0) throw std::runtime_error(program + " ended with status " + std::to_string(status));
+  const int status = tools::Process(command, /*readsOutput=*/false).wait();
+  if (status != expectedStatus) throw std::runtime_error(program + " ended with status " + std::to_string(status));
 }
 
 std::vector<Post> Stage::arrived(std::size_t known) const {
@@ -37,7 +33,7 @@ std::vector<Post> Stage::arrived(std::size_t known) const {
   for (const auto& request : nlohmann::json::parse(get("/_requests"))) {
     const auto id = request.at("id").get<std::size_t>();
     if (id <= known) continue;
-    posts.push_back({request.at("path"), request.at("contentType"), get("/_requests/" + std::to_string(id))});
+    posts.push_back({request.at("path"), request.at("contentType"), get("/_requests/" + std::to_string(id) + "/body")});
   }
   return posts;
 }

@@ -39,12 +39,9 @@ struct Stage {
   std::string home;
   std::string server;  ///< its address, without a slash at the end
 
-  /// Runs one of the programs to its end, and gives its exit status, or 128 and the number of the signal that killed
-  /// it.
-  int statusOf(const std::string& program, const std::vector<std::string>& arguments) const;
-
-  /// Runs one of the programs to its end. Throws std::runtime_error when it fails.
-  void run(const std::string& program, const std::vector<std::string>& arguments) const;
+  /// Runs one of the programs to its end. Throws std::runtime_error when it ends with another status; 128 and the
+  /// number of a signal stand for being killed by it.
+  void run(const std::string& program, const std::vector<std::string>& arguments, int expectedStatus = 0) const;
 
   /// What the collection server has got so far, but for the first `known` posts.
   std::vector<Post> arrived(std::size_t known = 0) const;
