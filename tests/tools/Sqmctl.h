@@ -102,7 +102,7 @@ inline std::string withoutSeconds(std::string text) {
     while (begin > 0 && (std::isdigit(static_cast<unsigned char>(text[begin - 1])) != 0 || text[begin - 1] == '.'))
       --begin;
     text.replace(begin, at - begin, "N");
-    at = begin;
+    at = begin + 1;  // behind the N
   }
   return text;
 }
