@@ -1,5 +1,6 @@
 // Runs the built programs as a newcomer would.
 
+#include <csignal>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -9,6 +10,7 @@
 #include <nlohmann/json.hpp>
 
 #include "tests/support/Programs.h"
+#include "tools/support/ReservedPort.h"
 
 namespace {
 
@@ -66,14 +68,9 @@ TEST(FirstRecord, ArrivesAtTheCollector) {
 
 TEST(FirstRecord, IsKeptWhileNoServerAnswers) {
   const TemporaryFolder home;
-  std::string address;
-  {
-    Collector collector;
-    address = collector.address();
-    ASSERT_EQ(collector.end(), 0);
-  }
+  const tools::ReservedPort nobody;
 
-  ASSERT_EQ(run({"/usr/bin/env", "HOME=" + home.path(), kPrograms + "/01_first_record", address}), 0);
+  ASSERT_EQ(run({"/usr/bin/env", "HOME=" + home.path(), kPrograms + "/01_first_record", nobody.address()}), 0);
 
   EXPECT_EQ(timesIn(listFile(home.path(), "SQMConnection.plist"), "<string>"), 2u);
 }
@@ -98,17 +95,69 @@ TEST(LaptopDay, IsUploadedByTheNextProcess) {
 
 TEST(Upload, FailsWhenNoServerAnswers) {
   const TemporaryFolder home;
-  std::string address;
-  {
-    Collector collector;
-    address = collector.address();
-    ASSERT_EQ(collector.end(), 0);
-  }
+  const tools::ReservedPort nobody;
   ASSERT_EQ(run({kPrograms + "/02_laptop_day", home.path()}), 0);
 
-  EXPECT_EQ(run({kPrograms + "/03_upload", home.path(), address}), 1);
+  EXPECT_EQ(run({kPrograms + "/03_upload", home.path(), nobody.address()}), 1);
 
   EXPECT_EQ(timesIn(listFile(home.path(), "SQMClient.plist"), "<string>"), 1u);
+}
+
+TEST(UploadQueue, IsSentByTheProcessAfterTheKilledOne) {
+  const TemporaryFolder home;
+  const tools::ReservedPort port;
+  const std::string example = kPrograms + "/05_upload_queue";
+  const Outcome killed = runProgram({example, home.path(), "queue", port.address()});
+  EXPECT_EQ(killed.status, 128 + SIGKILL);
+  EXPECT_EQ(killed.out, "  queued 3 requests, and tried to send them: 3 wait\n");
+  EXPECT_EQ(run({example, home.path(), "send"}), 1) << "nobody answers yet";
+
+  const Collector collector({}, port.number());
+  const Outcome next = runProgram({example, home.path(), "send"});
+  EXPECT_EQ(next.status, 0);
+  EXPECT_EQ(next.out, "  3 requests wait\n  0 are left\n");
+  std::vector<std::string> sent;
+  for (const auto& post : postsTo(collector)) sent.push_back(post.path + " " + post.body);
+  EXPECT_EQ(sent,
+            (std::vector<std::string>{"/queue 09:31 the portal's page does not load",
+                                      "/queue 09:40 the tunnel went down", "/queue 09:41 the tunnel is up again"}));
+}
+
+TEST(UploadQueue, SaysHowItIsUsed) {
+  const TemporaryFolder home;
+  for (const std::vector<std::string>& arguments : {std::vector<std::string>{},
+                                                    {home.path()},
+                                                    {home.path(), "queue"},
+                                                    {home.path(), "send", "x"},
+                                                    {home.path(), "x"}}) {
+    std::vector<std::string> command = {kPrograms + "/05_upload_queue"};
+    command.insert(command.end(), arguments.begin(), arguments.end());
+    const Outcome outcome = runProgram(command);
+    EXPECT_EQ(outcome.status, 2);
+    EXPECT_EQ(outcome.err.rfind("usage: ", 0), 0u) << outcome.err;
+  }
+  EXPECT_TRUE(home.names().empty());
+}
+
+TEST(Diagnostics, ReportIsReadWithBase64AndGunzip) {
+  const Outcome report = runProgram({kPrograms + "/06_diagnostics"});
+  EXPECT_EQ(report.status, 0);
+  const Outcome decoded = runProgram({"/bin/sh", "-c", "base64 -d | gunzip"}, report.out);
+  EXPECT_EQ(decoded.status, 0);
+  const auto trace = nlohmann::json::parse(decoded.out).at("Trace");
+  EXPECT_EQ(trace.at("Link").at("SSID"), "Café & Bar");
+  EXPECT_EQ(trace.at("Ravix").at("UA"), "ConnectivityClient/4.2") << "it outlives the reset of the probe";
+  EXPECT_EQ(trace.at("Auth").at("Dis"), R"(["Portal found"])");
+  EXPECT_EQ(nlohmann::json::parse(trace.at("Auth").at("LoginPoll").get<std::string>()).size(), 3u);
+  EXPECT_EQ(trace.at("Error").at("Details"), "Timeout");
+}
+
+TEST(ReservedPort, RefusesUntilAServerListens) {
+  const tools::ReservedPort port;
+  EXPECT_FALSE(httplib::Client(port.address()).Get("/_requests"));
+  const Collector collector({}, port.number());
+  EXPECT_EQ(collector.address(), port.address());
+  EXPECT_TRUE(httplib::Client(port.address()).Get("/_requests"));
 }
 
 TEST(Demo, SaysThatEverythingArrived) {

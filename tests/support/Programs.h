@@ -80,10 +80,11 @@ inline Outcome runOnTerminal(const std::vector<std::string>& arguments) {
   return outcome;
 }
 
-/// The collection server, on a port of its own.
+/// The collection server, on a port of its own unless one is given.
 class Collector {
  public:
-  explicit Collector(const std::vector<std::string>& options = {}) : process_(command(options), /*readsOutput=*/true) {
+  explicit Collector(const std::vector<std::string>& options = {}, int port = 0)
+      : process_(command(options, port), /*readsOutput=*/true) {
     address_ = process_.readLine();
     if (address_.empty()) {
       ADD_FAILURE() << "the collection server did not start";
@@ -101,8 +102,8 @@ class Collector {
   }
 
  private:
-  static std::vector<std::string> command(const std::vector<std::string>& options) {
-    std::vector<std::string> words = {kPrograms + "/sqm-collector", "--port", "0", "--quiet"};
+  static std::vector<std::string> command(const std::vector<std::string>& options, int port) {
+    std::vector<std::string> words = {kPrograms + "/sqm-collector", "--port", std::to_string(port), "--quiet"};
     words.insert(words.end(), options.begin(), options.end());
     return words;
   }

@@ -1,5 +1,9 @@
 #include "tools/demo/Shown.h"
 
+#include <sstream>
+
+#include <nlohmann/json.hpp>
+
 #include "tools/support/IndentedXml.h"
 
 namespace demo {
@@ -19,6 +23,13 @@ void Shown::good(std::string_view text) const { line(Style::good, text); }
 void Shown::bad(std::string_view text) const { line(Style::bad, text); }
 
 void Shown::xml(const std::string& text) const { terminal_.line(tools::indentedXml(terminal_, text, 4)); }
+
+void Shown::json(const std::string& text) const {
+  const auto value = nlohmann::ordered_json::parse(text, nullptr, /*allow_exceptions=*/false);
+  if (value.is_discarded()) return note("    " + text);
+  std::istringstream lines(value.dump(2));
+  for (std::string each; std::getline(lines, each);) line(Style::dim, "    " + each);
+}
 
 void Shown::line(Style style, std::string_view text) const { terminal_.line(terminal_.styled(style, text)); }
 

@@ -19,6 +19,9 @@ class Shown {
   /// An XML text, a line for each element, indented. What is no XML is printed as it stands.
   void xml(const std::string& text) const;
 
+  /// A JSON text, a line for each value, indented. What is no JSON is printed as it stands.
+  void json(const std::string& text) const;
+
  private:
   void line(tools::Style style, std::string_view text) const;
 

@@ -5,14 +5,24 @@
 #include <httplib.h>
 #include <nlohmann/json.hpp>
 
-#include "tools/support/Process.h"
-
 namespace demo {
 
-void Stage::run(const std::string& program, const std::vector<std::string>& arguments) const {
+Collector::Collector(const std::filesystem::path& programs, int port)
+    : process_({(programs / "sqm-collector").string(), "--port", std::to_string(port), "--quiet"},
+               /*readsOutput=*/true),
+      address_(process_.readLine()) {
+  if (address_.empty()) throw std::runtime_error("the collection server did not start");
+  address_.pop_back();  // the slash at the end
+}
+
+int Stage::statusOf(const std::string& program, const std::vector<std::string>& arguments) const {
   std::vector<std::string> command = {(programs / program).string()};
   command.insert(command.end(), arguments.begin(), arguments.end());
-  const int status = tools::Process(command, /*readsOutput=*/false).wait();
+  return tools::Process(command, /*readsOutput=*/false).wait();
+}
+
+void Stage::run(const std::string& program, const std::vector<std::string>& arguments) const {
+  const int status = statusOf(program, arguments);
   if (status != 0) throw std::runtime_error(program + " ended with status " + std::to_string(status));
 }
 

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "tools/demo/Shown.h"
+#include "tools/support/Process.h"
 
 namespace demo {
 
@@ -16,6 +17,20 @@ struct Post {
   std::string body;
 };
 
+/// A collection server that runs as long as the object.
+class Collector {
+ public:
+  /// Port 0 is a free one. Throws std::runtime_error when it does not start.
+  explicit Collector(const std::filesystem::path& programs, int port = 0);
+
+  /// Its address, without a slash at the end.
+  const std::string& address() const { return address_; }
+
+ private:
+  tools::Process process_;
+  std::string address_;
+};
+
 /// What the scenes of the demonstration share: where the programs lie, the user's home directory, and a collection
 /// server that runs.
 struct Stage {
@@ -23,6 +38,10 @@ struct Stage {
   std::filesystem::path programs;
   std::string home;
   std::string server;  ///< its address, without a slash at the end
+
+  /// Runs one of the programs to its end, and gives its exit status, or 128 and the number of the signal that killed
+  /// it.
+  int statusOf(const std::string& program, const std::vector<std::string>& arguments) const;
 
   /// Runs one of the programs to its end. Throws std::runtime_error when it fails.
   void run(const std::string& program, const std::vector<std::string>& arguments) const;
@@ -35,5 +54,11 @@ struct Stage {
 
 /// A laptop's day is recorded by one process and uploaded by the next.
 bool playLaptopDay(const Stage& stage);
+
+/// Requests are queued while their server is down, by a process that is killed; the next one sends them.
+bool playOutage(const Stage& stage);
+
+/// A failed connection attempt is reported in one line of text, which is taken apart again.
+bool playFailedAttempt(const Stage& stage);
 
 }  // namespace demo

@@ -5,27 +5,26 @@
 #include <cstdio>
 #include <exception>
 #include <filesystem>
-#include <stdexcept>
 #include <string>
 
 #include "tools/demo/Stage.h"
-#include "tools/support/Process.h"
 #include "tools/support/TemporaryFolder.h"
 
 namespace {
 
 namespace fs = std::filesystem;
 
-constexpr std::array kScenes = {demo::playLaptopDay};
+constexpr std::array kScenes = {
+    demo::playLaptopDay,
+    demo::playOutage,
+    demo::playFailedAttempt,
+};
 
 int play(const fs::path& programs) {
   const tools::TemporaryFolder home;
-  tools::Process collector({(programs / "sqm-collector").string(), "--port", "0", "--quiet"}, /*readsOutput=*/true);
-  std::string server = collector.readLine();
-  if (server.empty()) throw std::runtime_error("the collection server did not start");
-  server.pop_back();  // the slash at the end
+  const demo::Collector collector(programs);
 
-  const demo::Stage stage{demo::Shown(), programs, home.path(), server};
+  const demo::Stage stage{demo::Shown(), programs, home.path(), collector.address()};
   bool isAllRight = true;
   for (const auto& scene : kScenes) isAllRight = scene(stage) && isAllRight;
 
