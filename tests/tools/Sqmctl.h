@@ -80,10 +80,7 @@ inline std::vector<std::pair<std::string, std::string>> postsTo(const Collector&
   httplib::Client client(collector.address());
   std::vector<std::pair<std::string, std::string>> posts;
   for (const auto& request : Json::parse(client.Get("/_requests")->body)) {
-    posts.emplace_back(request.at("path"), "");
-    const auto body = client.Get("/_requests/" + request.at("id").dump() + "/body");
-    // A server without that address gives the body at the request's own.
-    posts.back().second = body->status == 200 ? body->body : client.Get("/_requests/" + request.at("id").dump())->body;
+    posts.emplace_back(request.at("path"), client.Get("/_requests/" + request.at("id").dump() + "/body")->body);
   }
   return posts;
 }

@@ -12,7 +12,9 @@
 namespace {
 
 std::string blobOf(std::string_view text) {
-  return sqm::platform::GzipBase64().compressStringWithEncoding(text, sqm::kUtf8Encoding, std::string::npos).value_or("");
+  return sqm::platform::GzipBase64()
+      .compressStringWithEncoding(text, sqm::kUtf8Encoding, std::string::npos)
+      .value_or("");
 }
 
 Outcome decode(std::string_view blob, const Words& options = {}) {
