@@ -11,7 +11,7 @@ namespace tools {
 namespace {
 
 struct Position {
-  std::size_t number;
+  std::size_t number = 0;
   std::string_view name;
 };
 
