@@ -15,7 +15,8 @@ Json statusOf(const Home& home) { return Json::parse(home.run({"status", "--json
 
 std::size_t waiting(const Home& home) {
   std::size_t count = 0;
-  for (const auto& [type, place] : statusOf(home).items()) count += place.at("records").get<std::size_t>();
+  const Json status = statusOf(home);
+  for (const auto& [type, place] : status.items()) count += place.at("records").get<std::size_t>();
   return count;
 }
 

@@ -36,7 +36,7 @@ void checkFolder(const std::string& folder) {
 /// The word for a position; its number where it has none.
 std::string wordFor(std::size_t position) {
   const std::string_view name = tools::sqmPositionName(position);
-  return name.empty() ? "position" + std::to_string(position) : std::string(name);
+  return name.empty() ? std::to_string(position) : std::string(name);
 }
 
 /// What keeps the file from being sent as one session; empty when nothing does.
@@ -47,9 +47,9 @@ std::string remarkOn(const SqmFile& file, const tools::SqmSession& session) {
 }
 
 Json jsonOf(const SqmFile& file, const tools::SqmSession& session) {
-  Json values = Json::object();
+  Json values = Json::array();
   for (std::size_t at = 0; at < session.fields.size(); ++at) {
-    if (!session.fields[at].empty()) values[wordFor(at)] = session.fields[at];
+    if (!session.fields[at].empty()) values.push_back(Json::array({wordFor(at), session.fields[at]}));
   }
   const std::string remark = remarkOn(file, session);
   return {{"file", file.name},
