@@ -10,11 +10,12 @@ struct CloseFile {
   void operator()(std::FILE* file) const { std::fclose(file); }
 };
 
-/// A file of the C library, closed at the end of its life; null when it could not be opened.
+/// A file of the C library, closed at the end of its life; null when it could not be opened. No program that the
+/// process starts meanwhile inherits it.
 using StandardFile = std::unique_ptr<std::FILE, CloseFile>;
 
 inline StandardFile openFile(const std::string& path, const char* mode) {
-  return StandardFile(std::fopen(path.c_str(), mode));
+  return StandardFile(std::fopen(path.c_str(), (std::string(mode) + "e").c_str()));
 }
 
 }  // namespace sqm
