@@ -29,6 +29,8 @@ void Shown::title(std::string_view text) const {
 
 void Shown::note(std::string_view text) const { line({}, text); }
 
+void Shown::aside(std::string_view text) const { line(kDim, text); }
+
 void Shown::good(std::string_view text) const { line(kGreen, text); }
 
 void Shown::bad(std::string_view text) const { line(kRed, text); }
