@@ -48,6 +48,7 @@ bool isRecordExtension(std::string_view extension) {
 /// The `.sqm` entries that exist, sorted by name; none when the listing fails.
 std::vector<Entry> recordEntries(const std::string& folder) {
   std::vector<Entry> entries;
+  if (folder.find('\0') != std::string::npos) return entries;  // the listing would be that of the path before it
   std::error_code error;
   for (fs::directory_iterator listed(folder, error); !error && listed != fs::directory_iterator();
        listed.increment(error)) {

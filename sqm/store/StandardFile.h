@@ -15,6 +15,8 @@ struct CloseFile {
 using StandardFile = std::unique_ptr<std::FILE, CloseFile>;
 
 inline StandardFile openFile(const std::string& path, const char* mode) {
+  // The C library would take what stands before a NUL for the path, which is somebody else's.
+  if (path.find('\0') != std::string::npos) return nullptr;
   return StandardFile(std::fopen(path.c_str(), (std::string(mode) + "e").c_str()));
 }
 

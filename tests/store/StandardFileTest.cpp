@@ -25,4 +25,12 @@ TEST(StandardFile, IsNullWhenItCannotBeOpened) {
   EXPECT_FALSE(sqm::openFile(folder / "missing/file", "w"));
 }
 
+TEST(StandardFile, APathWithANulIsNotTheOneBeforeIt) {
+  const TemporaryFolder folder;
+  putContent(folder / "file", "content");
+  EXPECT_FALSE(sqm::openFile(folder / std::string_view("file\0more", 9), "rb"));
+  EXPECT_FALSE(sqm::openFile(folder / std::string_view("file\0more", 9), "w"));
+  EXPECT_EQ(contentOf(folder / "file"), "content");
+}
+
 }  // namespace
