@@ -24,7 +24,7 @@ sqm::UploadRequests showArchive(const Stage& stage) {
   const std::string name(sqm::QFRecordUploader::kArchiveFile);
   const auto requests = host.serializer->objectFromFile(host.configuration->applicationQuenfaFolderPath() + "/" + name)
                             .value_or(sqm::UploadRequests{});
-  stage.shown.note("  " + name + ": " + plural(requests.size(), "request"));
+  stage.shown.note("  " + name + ": " + tools::plural(requests.size(), "request"));
   for (const auto& request : requests) stage.shown.note("    " + request.uploadData.value_or(""));
   return requests;
 }
