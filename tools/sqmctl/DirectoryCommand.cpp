@@ -123,7 +123,7 @@ void send(Invocation& invocation, const SendOptions& options) {
   SendingHost sending(homeOf(invocation));
   std::vector<std::string> left = namesOf(files);
   std::string reason = "it could not be posted; can the logs below the home directory be written?";
-  sending.onExchange = [&](const Exchange& exchange) {
+  sending.tellExchanges([&](const Exchange& exchange) {
     const bool isTaken = exchange.outcome == "status 200";
     reason = exchange.isAnswer() && !isTaken
                  ? "the server answered with " + exchange.outcome + ", and only 200 takes the files off the folder"
@@ -131,7 +131,7 @@ void send(Invocation& invocation, const SendOptions& options) {
     terminal.passing("");
     terminal.line("  " + plural(left.size(), "file") + "  " + secondsText(exchange.seconds) + "  " +
                   terminal.styled(isTaken ? Style::good : Style::bad, exchange.outcome));
-  };
+  });
   bool isInTime = true;
   if (const auto uploader = sqm::SQMUploader::create(sending.host())) {
     // The uploader posts again what it cannot delete, for as long as the server takes it.
