@@ -1,0 +1,91 @@
+// Showing text of unknown size and content: cut, laid out, with the marks that would not be seen.
+
+import { button, el, plural } from "./dom.js";
+
+/// The beginning of a text; a character is never cut in two.
+export function cut(text, length) {
+  if (text.length <= length) return text;
+  const isInside = /[\uD800-\uDBFF]/.test(text[length - 1]);
+  return text.slice(0, isInside ? length - 1 : length);
+}
+
+// What has no picture of its own, or moves what stands around it: control characters but tab and line feed, the soft
+// hyphen, zero-width spaces, marks of direction. Joiners stay: scripts and emoji are written with them.
+const mark = /[\u0000-\u0008\u000B-\u001F\u007F-\u009F\u00AD\u061C\u180E\u200B\u200E\u200F\u2028-\u202E\u2060-\u2069\uFEFF\uFFF9-\uFFFB]/g;
+const mostMarkElements = 1000;
+const nameOf = (character) => `U+${character.charCodeAt(0).toString(16).toUpperCase().padStart(4, "0")}`;
+
+/// The text as nodes, its unseen marks by their names.
+export function visible(text) {
+  const nodes = [];
+  let shown = 0;
+  for (const { 0: character, index } of text.matchAll(mark)) {
+    if (nodes.length > 2 * mostMarkElements) break;
+    nodes.push(text.slice(shown, index), el("span", { class: "mark" }, nameOf(character)));
+    shown = index + 1;
+  }
+  nodes.push(text.slice(shown).replace(mark, (character) => `[${nameOf(character)}]`));
+  return nodes;
+}
+
+/// A text on the page: cut when it is long, with a button for the whole. `fetchWhole` gets the whole when the text at
+/// hand is itself only the beginning.
+export function shown(text, { length = 2000, fetchWhole = null, tag = "bdi" } = {}) {
+  const beginning = cut(text, length);
+  const element = el(tag, { class: "text" }, ...visible(beginning));
+  if (beginning === text && !fetchWhole) return element;
+  const size = fetchWhole ? "" : ` (${plural(text.length, "character")})`;
+  const more = button(`Show all${size}`, async () => {
+    more.disabled = true;
+    const whole = fetchWhole ? await fetchWhole() : text;
+    if (whole === null) {
+      more.disabled = false;
+      return;
+    }
+    element.replaceChildren(...visible(whole));
+    element.tabIndex = -1;
+    element.focus({ preventScroll: true });
+    rest.remove();
+  });
+  const rest = el("span", { class: "rest" }, "… ", more);
+  return el("span", { class: "long" }, element, rest);
+}
+
+/// XML with one element on a line, indented. Works on text alone, so that what is not well-formed is shown as well.
+export function laidOut(xml) {
+  const deepest = 40;
+  const lines = [];
+  let depth = 0;
+  let line = "";
+  let hasOwnText = false;  // the line holds an element's beginning, and perhaps its text: its end may follow there
+  const begin = () => {
+    if (line) lines.push(line);
+    line = "  ".repeat(Math.min(depth, deepest));
+  };
+  for (let at = 0; at < xml.length; ) {
+    const open = xml.indexOf("<", at);
+    const text = xml.slice(at, open < 0 ? xml.length : open);
+    if (text.trim() || (hasOwnText && xml.startsWith("</", open))) {
+      if (!hasOwnText) begin();
+      line += text;
+    }
+    if (open < 0) break;
+    const close = xml.indexOf(">", open);
+    const end = close < 0 ? xml.length : close + 1;
+    const tag = xml.slice(open, end);
+    at = end;
+    if (tag.startsWith("</")) {
+      depth = Math.max(0, depth - 1);
+      if (!hasOwnText) begin();
+      line += tag;
+      hasOwnText = false;
+    } else {
+      begin();
+      line += tag;
+      hasOwnText = !/^<[?!]|\/>$/.test(tag);
+      if (hasOwnText) ++depth;
+    }
+  }
+  if (line) lines.push(line);
+  return lines.join("\n");
+}
