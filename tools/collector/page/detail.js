@@ -1,10 +1,11 @@
 // One record, whole: its fields beside those of its connection's start, its text, and the request that brought it.
 
-import { byId, el, foreign, plural, timeOf } from "./dom.js";
+import { byId, el, plural, timeOf } from "./dom.js";
 import { changesOf, isStop, labelOf, titleOf } from "./records.js";
-import { cut, laidOut, shown } from "./text.js";
+import { foreign, laidOut, shown } from "./text.js";
 
-const longestValue = 2000;
+const longestName = 200;
+const longestValue = 500;
 const longestText = 20_000;
 
 const changeNames = { changed: "changed", new: "new", gone: "gone" };
@@ -20,14 +21,14 @@ export class Detail {
   #turn = 0;  // what was asked for on behalf of an earlier entry is dropped when it arrives
   #startOf;
   #goTo;
+  #parts = [byId("record-part"), byId("request-part")];
 
   /// `startOf(entry)` finds a stop's start, `goTo(key)` shows another entry.
   constructor({ startOf, goTo }) {
     this.#startOf = startOf;
     this.#goTo = goTo;
     byId("only-changes").addEventListener("change", () => this.#drawFilter());
-    byId("record-part").addEventListener("toggle", () => this.#drawRecordText());
-    byId("request-part").addEventListener("toggle", () => this.#drawRequest());
+    for (const part of this.#parts) part.addEventListener("toggle", () => this.drawParts());
   }
 
   async show(entry) {
@@ -35,7 +36,10 @@ export class Detail {
     const turn = ++this.#turn;
     byId("hint").hidden = entry !== null;
     byId("reading").hidden = entry === null;
-    if (!entry) return;
+    if (!entry) {
+      for (const part of this.#parts) delete part.dataset.shows;
+      return;
+    }
 
     const isRecord = entry.type !== "request";
     byId("fields-part").hidden = !isRecord || entry.values.length === 0;
@@ -43,8 +47,7 @@ export class Detail {
     this.#drawHead();
     const start = this.#startOf(entry);
     this.#drawFields(entry, start);
-    this.#drawRecordText();
-    this.#drawRequest();
+    this.drawParts();
     byId("detail").scrollTop = 0;
 
     // What was too long to be told in passing is compared whole.
@@ -61,15 +64,15 @@ export class Detail {
   #drawHead() {
     const entry = this.#entry;
     byId("kind").replaceChildren(labelOf(entry.type),
-      ...[entry.subType, entry.event].filter(Boolean).flatMap((fact) => [" · ", foreign(cut(fact, 60))]));
+      ...[entry.subType, entry.event].filter(Boolean).flatMap((fact) => [" · ", foreign(fact)]));
     byId("kind").dataset.type = entry.type;
-    byId("title").replaceChildren(shown(cut(titleOf(entry), 200)));
+    byId("title").replaceChildren(foreign(titleOf(entry), { length: longestName }));
     const facts = [
       ["Arrived", timeOf(entry.time, { isWhole: true })],
-      ["Posted to", foreign(cut(entry.path, 200))],
+      ["Posted to", foreign(entry.path, { length: longestName })],
       ["Request", `${entry.request}`],
       ...(entry.type === "request" ? [] : [["Record", `${entry.id}`]]),
-      ...(entry.problem ? [["Problem", foreign(cut(entry.problem, 500), { class: "problem" })]] : []),
+      ...(entry.problem ? [["Problem", foreign(entry.problem, { length: longestValue, class: "problem" })]] : []),
     ];
     byId("facts").replaceChildren(...facts.map(([name, value]) => el("div", {}, el("dt", {}, name), el("dd", {}, value))));
   }
@@ -99,6 +102,12 @@ export class Detail {
     byId("fields").classList.toggle("only-changes", byId("only-changes").checked && !byId("only").hidden);
   }
 
+  /// Fills the unfolded parts that are not filled: when they are unfolded, and when the server is there again.
+  drawParts() {
+    this.#drawRecordText();
+    this.#drawRequest();
+  }
+
   #drawRecordText() {
     this.#drawPart(byId("record-part"), byId("record-text"), `/_records/${this.#entry?.id}`,
       (record) => [textPart(record.raw)]);
@@ -120,17 +129,16 @@ export class Detail {
   /// Fills a part that is unfolded with what the server has at `path`.
   async #drawPart(part, place, path, draw) {
     if (!this.#entry || !part.open || part.hidden || part.dataset.shows === path) return;
-    const turn = this.#turn;
     part.dataset.shows = path;
     place.replaceChildren(el("p", { class: "note" }, "Loading…"));
-    let nodes;
     try {
-      nodes = draw(await fetched(path));
+      const nodes = draw(await fetched(path));
+      if (part.dataset.shows === path) place.replaceChildren(...nodes);
     } catch (error) {
-      nodes = [el("p", { class: "problem" }, `This cannot be shown now. ${error.message}`)];
+      if (part.dataset.shows !== path) return;
       delete part.dataset.shows;
+      place.replaceChildren(el("p", { class: "problem" }, `This cannot be shown now. ${error.message}`));
     }
-    if (turn === this.#turn) place.replaceChildren(...nodes);
   }
 }
 
@@ -139,14 +147,14 @@ function rowOfField({ name, value, was, change }) {
   if (value !== null) cell.append(valueNode(value));
   if (change) cell.append(el("span", { class: "change" }, changeNames[change]));
   if (was !== null && change) cell.append(el("span", { class: "was" }, "was ", el("del", {}, valueNode(was))));
-  return el("tr", { "data-change": change || false }, el("th", { scope: "row" }, foreign(cut(name, 200))), cell);
+  return el("tr", { "data-change": change || false }, el("th", { scope: "row" }, foreign(name, { length: longestName })), cell);
 }
 
 const valueNode = (value) =>
-  value === "" ? el("i", { class: "nothing" }, "empty") : shown(value, { length: longestValue });
+  value === "" ? el("i", { class: "nothing" }, "empty") : shown(value, longestValue);
 
 const preformatted = (text, label) =>
-  el("pre", { tabindex: "0", "aria-label": label }, shown(text, { length: longestText }));
+  el("pre", { tabindex: "0", "aria-label": label }, shown(text, longestText));
 
 /// A text laid out, or as it came.
 function textPart(text, dump = null) {

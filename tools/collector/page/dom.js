@@ -19,9 +19,6 @@ function filled(element, attributes, children) {
   return element;
 }
 
-/// Text of foreign origin on a line of the page: its direction stays its own.
-export const foreign = (text, attributes = {}) => el("bdi", attributes, text);
-
 export const button = (text, onClick) => {
   const made = el("button", { type: "button" }, text);
   made.addEventListener("click", onClick);
@@ -44,7 +41,7 @@ export function perFrame(work) {
 /// A moment in the viewer's zone, with the whole of it for those who point at it.
 export function timeOf(iso, { isWhole = false } = {}) {
   const moment = new Date(iso);
-  if (Number.isNaN(moment.getTime())) return el("time", {}, foreign(String(iso)));
+  if (Number.isNaN(moment.getTime())) return el("time", {}, "at no time");
   const clock = { hour: "2-digit", minute: "2-digit", second: "2-digit" };
   const day = { year: "numeric", month: "short", day: "numeric" };
   const isToday = moment.toDateString() === new Date().toDateString();

@@ -1,8 +1,8 @@
 // The list of what arrived, newest first: a window of its newest entries, which grows on demand.
 
-import { byId, el, foreign, plural, timeOf } from "./dom.js";
-import { cut } from "./text.js";
+import { byId, el, plural, timeOf } from "./dom.js";
 import { labelOf, outcomeOf, titleOf } from "./records.js";
+import { foreign } from "./text.js";
 
 const windowStep = 200;
 const longestTitle = 120;
@@ -124,12 +124,12 @@ const idOf = (key) => `row-${key}`;
 
 function rowOf(entry) {
   const outcome = outcomeOf(entry);
-  const facts = [entry.subType, entry.event, outcome].filter(Boolean).flatMap((fact) => [" · ", foreign(cut(fact, 60))]);
+  const facts = [entry.subType, entry.event, outcome].filter(Boolean).flatMap((fact) => [" · ", foreign(fact)]);
   if (entry.type === "request") facts.push(` · ${plural(entry.bytes, "byte")}`);
   return el("li", { id: idOf(entry.key), "data-key": entry.key, "data-type": entry.type, role: "option",
     "aria-selected": "false" },
-    foreign(cut(titleOf(entry), longestTitle), { class: "title" }),
+    foreign(titleOf(entry), { length: longestTitle, class: "title" }),
     timeOf(entry.time),
     el("span", { class: "facts" }, labelOf(entry.type), ...facts),
-    ...(entry.problem ? [el("span", { class: "problem" }, foreign(cut(entry.problem, longestTitle)))] : []));
+    ...(entry.problem ? [el("span", { class: "problem" }, foreign(entry.problem, { length: longestTitle }))] : []));
 }

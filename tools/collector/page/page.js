@@ -25,11 +25,11 @@ const filter = { type: "", words: [] };
 
 // --- What arrives ---------------------------------------------------------------------------------------------------
 
-function entryOf({ id, request, time, path, type, subType, event, values, raw, cut: isCutAlready }) {
+function entryOf({ id, request, time, path, type, subType, event, problem, values, raw, cut: isCutAlready }) {
   const kept = values.map(([name, value]) => [cut(name, longestValue), cut(value, longestValue)]);
   const isCut = Boolean(isCutAlready) || values.some(([name, value], at) => name !== kept[at][0] || value !== kept[at][1]);
   const beginning = values.length ? "" : cut(raw, longestValue);
-  return { key: `record-${id}`, id, request, time, path, type, subType, event, values: kept, isCut, beginning };
+  return { key: `record-${id}`, id, request, time, path, type, subType, event, problem, values: kept, isCut, beginning };
 }
 
 /// A request that brought no record stands in the list itself.
@@ -50,7 +50,10 @@ const feed = new Feed({
   },
   state(now) {
     state = now;
-    if (now === "live") setTimeout(() => byId("main").classList.remove("waiting"), patience);
+    if (now === "live") {
+      detail.drawParts();
+      setTimeout(() => byId("main").classList.remove("waiting"), patience);
+    }
     draw();
   },
   forgotten() {

@@ -7,7 +7,7 @@
 const kinds = {
   connection: {
     label: "Connection",
-    title: ["ssid", "operatorName", "carrier", "profileName", "adapterName"],
+    title: ["ssid", "operatorName", "carrier", "profileName", "adapterName", "sessionId"],
     outcome: ["connectionStatus"],
     identity: ["clientId", "sessionId"],
   },
@@ -25,6 +25,8 @@ const kinds = {
   request: { label: "Other request" },
 };
 
+const namesOfTime = ["timestamp", "eventTime"];
+
 export const types = Object.keys(kinds);
 const kindOf = (record) => kinds[record.type] ?? { label: record.type };
 export const labelOf = (type) => (kinds[type] ?? { label: type }).label;
@@ -39,7 +41,8 @@ export const isStop = (record) => isEvent(record, "stop");
 /// What a record is called in the list.
 export function titleOf(record) {
   if (record.type === "request") return record.path;
-  return firstOf(record, kindOf(record).title) ?? record.values.find(([, value]) => value !== "")?.[1] ?? record.path;
+  return firstOf(record, kindOf(record).title) ??
+    record.values.find(([name, value]) => value !== "" && !namesOfTime.includes(name))?.[1] ?? record.path;
 }
 
 export const outcomeOf = (record) => firstOf(record, kindOf(record).outcome) ?? null;

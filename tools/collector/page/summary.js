@@ -1,12 +1,13 @@
 // The figures above the list: what came of the events, how requests were answered, connections per minute.
 
-import { byId, el, foreign, plural, svg } from "./dom.js";
-import { cut } from "./text.js";
+import { byId, el, plural, svg } from "./dom.js";
 import { beginsConnection, outcomeOf } from "./records.js";
+import { cut, foreign } from "./text.js";
 
 const minute = 60_000;
 const plotMinutes = 30;
 const mostOutcomes = 6;
+const longestOutcome = 60;
 
 /// Values by how often they were added, the most frequent first.
 class Counts {
@@ -39,7 +40,7 @@ export class Summary {
   addEntry(entry) {
     this.types.add(entry.type);
     const outcome = outcomeOf(entry);
-    if (outcome !== null) this.#outcomes.add(cut(outcome, 60));
+    if (outcome !== null) this.#outcomes.add(cut(outcome, longestOutcome));
     if (!beginsConnection(entry)) return;
     const at = Math.floor(Date.parse(entry.time) / minute);
     if (Number.isNaN(at)) return;
@@ -92,7 +93,7 @@ export class Summary {
 
 function drawCounts(list, ordered, nothing) {
   const rows = ordered.slice(0, mostOutcomes)
-    .map(([name, times]) => el("li", {}, foreign(name), " ", el("b", {}, times.toLocaleString())));
+    .map(([name, times]) => el("li", {}, foreign(name, { length: 28 }), " ", el("b", {}, times.toLocaleString())));
   const others = ordered.slice(mostOutcomes).reduce((sum, [, times]) => sum + times, 0);
   if (others > 0) rows.push(el("li", {}, "others ", el("b", {}, others.toLocaleString())));
   list.replaceChildren(...(rows.length ? rows : [el("li", { class: "nothing" }, nothing)]));

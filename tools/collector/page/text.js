@@ -28,27 +28,25 @@ export function visible(text) {
   return nodes;
 }
 
-/// A text on the page: cut when it is long, with a button for the whole. `fetchWhole` gets the whole when the text at
-/// hand is itself only the beginning.
-export function shown(text, { length = 2000, fetchWhole = null, tag = "bdi" } = {}) {
+/// A text of foreign origin on a line of the page: its direction stays its own, and it is cut where it is too long.
+export function foreign(text, { length = 60, ...attributes } = {}) {
   const beginning = cut(text, length);
-  const element = el(tag, { class: "text" }, ...visible(beginning));
-  if (beginning === text && !fetchWhole) return element;
-  const size = fetchWhole ? "" : ` (${plural(text.length, "character")})`;
-  const more = button(`Show all${size}`, async () => {
-    more.disabled = true;
-    const whole = fetchWhole ? await fetchWhole() : text;
-    if (whole === null) {
-      more.disabled = false;
-      return;
-    }
-    element.replaceChildren(...visible(whole));
+  return el("bdi", attributes, ...visible(beginning), beginning === text ? "" : "…");
+}
+
+/// A text of any length: cut where it is too long, with a button for the whole.
+export function shown(text, length) {
+  const beginning = cut(text, length);
+  const element = el("bdi", {}, ...visible(beginning));
+  if (beginning === text) return element;
+  const more = button(`Show all ${plural(text.length, "character")}`, () => {
+    element.replaceChildren(...visible(text));
+    rest.remove();
     element.tabIndex = -1;
     element.focus({ preventScroll: true });
-    rest.remove();
   });
   const rest = el("span", { class: "rest" }, "… ", more);
-  return el("span", { class: "long" }, element, rest);
+  return el("span", {}, element, rest);
 }
 
 /// XML with one element on a line, indented. Works on text alone, so that what is not well-formed is shown as well.
