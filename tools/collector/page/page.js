@@ -246,10 +246,17 @@ document.addEventListener("keydown", (event) => {
 
 const address = location.origin;
 byId("address").textContent = address;
-byId("curl").textContent =
-  `curl -H 'Content-Type: text/xml; charset=utf-8' ${address}/connection -d '<?xml version="1.0" encoding="utf-8"?>` +
-  "<connectionList><connectionRecord><eventTime>2026-11-21T09:30:00Z</eventTime><event>start</event>" +
-  "<wifi><ssid>Hello</ssid><connectionStatus>connected</connectionStatus></wifi></connectionRecord></connectionList>'";
+byId("curl").textContent = `curl ${address}/connection \\
+  -H 'Content-Type: text/xml; charset=utf-8' \\
+  -d '<connectionList>
+        <connectionRecord>
+          <event>start</event>
+          <wifi>
+            <connectionStatus>connected</connectionStatus>
+            <ssid>Hello</ssid>
+          </wifi>
+        </connectionRecord>
+      </connectionList>'`;
 byId("example").textContent = `build/release/bin/01_first_record ${address}`;
 for (const copier of document.querySelectorAll("[data-copies]")) {
   copier.addEventListener("click", async () => {
