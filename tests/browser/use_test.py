@@ -90,6 +90,20 @@ class Keyboard(PageTest):
         self.press(Keys.ARROW_UP)
         self.wait_for_current("network 29")
 
+    def test_the_list_shows_where_one_is_who_comes_by_the_tab_key(self):
+        self.press("/", Keys.TAB, Keys.TAB)
+        self.assertEqual(self.focused(), "list")
+        self.wait_for_current("network 29")
+
+    def test_the_list_grows_under_one_who_walks_on(self):
+        self.collector.post("/connection", connections(*(wifi(ssid=f"more {at}") for at in range(200))))
+        self.wait_for_count(230)
+        self.press("/", Keys.ARROW_DOWN, Keys.END)
+        self.wait_for_current("more 0")
+        self.press(Keys.ARROW_DOWN)
+        self.wait_for_current("network 29")
+        self.assertEqual(len(self.rows()), 230)
+
     def test_enter_leads_into_the_record_and_escape_back(self):
         self.press("/", Keys.ARROW_DOWN, Keys.ARROW_DOWN, Keys.ENTER)
         until(lambda: self.focused() == "title", "the record's title")
@@ -191,6 +205,7 @@ class Looks(PageTest):
 
         self.driver.find_element("id", "back").click()
         until(lambda: self.text("#list"), "the list")
+        self.assertEqual(self.focused(), "list")
         self.pick(2)
         until(lambda: self.text("#title"), "another record")
         self.driver.back()

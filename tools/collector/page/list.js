@@ -18,38 +18,45 @@ export class List {
   /// `onMove(key)` is told of the entry that the keys moved to, `onOpen(key)` of the one that was chosen; `onMore()` is
   /// asked for a new window.
   constructor({ onMove, onOpen, onMore }) {
-    this.#more.addEventListener("click", () => {
-      const first = this.#list.children.length;
-      this.#limit = first + windowStep;
+    const rows = this.#list.children;
+    const grow = () => {
+      this.#limit = rows.length + windowStep;
       onMore();
+    };
+    this.#more.addEventListener("click", () => {
+      const next = rows.length;
+      grow();
       this.#list.focus({ preventScroll: true });
-      const next = this.#list.children[first];
-      if (next) onMove(this.#mark(next));
+      onMove(this.#mark(rows[next]));
     });
     this.#list.addEventListener("click", (event) => {
       const row = event.target.closest("li");
       if (row) onOpen(this.#mark(row));
     });
     const moves = {
-      ArrowDown: (rows, at) => at + 1,
-      ArrowUp: (rows, at) => Math.max(0, at - 1),
-      PageDown: (rows, at) => at + 10,
-      PageUp: (rows, at) => Math.max(0, at - 10),
+      ArrowDown: (at) => at + 1,
+      ArrowUp: (at) => Math.max(0, at - 1),
+      PageDown: (at) => at + 10,
+      PageUp: (at) => Math.max(0, at - 10),
       Home: () => 0,
-      End: (rows) => rows.length - 1,
+      End: () => rows.length - 1,
     };
     this.#list.addEventListener("keydown", (event) => {
       if (event.altKey || event.ctrlKey || event.metaKey) return;
-      const rows = this.#list.children;
       const row = this.#currentRow();
       if (event.key === "Enter" && row) {
         event.preventDefault();
         onOpen(row.dataset.key, { isByKey: true });
       } else if (moves[event.key] && rows.length) {
         event.preventDefault();
-        const at = row ? [...rows].indexOf(row) : -1;
-        onMove(this.#mark(rows[Math.min(rows.length - 1, moves[event.key](rows, at))]));
+        const to = moves[event.key](row ? [...rows].indexOf(row) : -1);
+        if (to >= rows.length && rows.length < this.#matching) grow();
+        onMove(this.#mark(rows[Math.min(rows.length - 1, to)]));
       }
+    });
+    // One who comes here by the keys is to see where.
+    this.#list.addEventListener("focus", () => {
+      if (!this.#currentRow() && rows.length && this.#list.matches(":focus-visible")) this.#mark(rows[0]);
     });
   }
 

@@ -12,6 +12,7 @@ const mostEntries = 20_000;  // older ones are forgotten here, and stay with the
 const longestValue = 4096;   // of what is kept here for the list and the search
 const patience = 300;        // milliseconds that the first records have before the page says that there are none
 const newsPause = 3000;      // milliseconds between two announcements
+const addressPause = 250;    // milliseconds that an entry is read before the address is its own
 const isNarrow = window.matchMedia("(max-width: 56rem)");
 
 let entries = [];  // in order of arrival
@@ -60,7 +61,8 @@ const feed = new Feed({
     [entries, byKey, arrived, summary] = [[], new Map(), [], new Summary()];
     byId("types").querySelectorAll("label").forEach((chip) => chip.remove());
     filter.type = "";
-    close();
+    setAddress(null);
+    show(null);
     list.choose(null);
     refilter();
     draw();
@@ -195,28 +197,39 @@ function show(key) {
   detail.show(chosen && byKey.get(chosen));
 }
 
+// A browser allows few changes of the address in a short time, so one who hurries through the list leaves out some.
+let addressing = null;
+function setAddress(key, pause = 0) {
+  clearTimeout(addressing);
+  const write = () => history.replaceState(history.state, "", key ? `#${key}` : location.pathname);
+  if (pause > 0) addressing = setTimeout(write, pause);
+  else write();
+}
+
 /// Shows an entry under an address of its own. Where it hides the list, the browser's way back leads to the list.
 function open(key) {
   if (key === chosen) return;
-  const isStep = isNarrow.matches && chosen === null;
-  history[isStep ? "pushState" : "replaceState"](isStep ? { isStep } : history.state, "", `#${key}`);
+  if (isNarrow.matches && chosen === null) history.pushState({ isStep: true }, "", `#${key}`);
+  else setAddress(key, addressPause);
   show(key);
 }
 
 function close() {
+  clearTimeout(addressing);
   if (history.state?.isStep) return history.back();
-  history.replaceState(null, "", location.pathname);
-  show(null);
+  setAddress(null);
+  showAddressed();
 }
 
 function showAddressed() {
+  const before = chosen;
   show(location.hash.slice(1));
+  if (before && !chosen) list.focus();
 }
 
 function backToList() {
-  const key = chosen;
-  if (isNarrow.matches) close();
-  list.choose(key);
+  if (isNarrow.matches && chosen) return close();
+  if (chosen) list.choose(chosen);
   list.focus();
 }
 

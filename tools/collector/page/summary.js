@@ -6,15 +6,18 @@ import { cut, foreign } from "./text.js";
 
 const minute = 60_000;
 const plotMinutes = 30;
-const mostOutcomes = 6;
+const mostValues = 500;
+const mostShown = 6;
 const longestOutcome = 60;
 
-/// Values by how often they were added, the most frequent first.
+/// How often values were added. Of more values than anybody reads, the later ones are counted together.
 class Counts {
   #counts = new Map();
+  #others = 0;
 
   add(key) {
-    this.#counts.set(key, (this.#counts.get(key) ?? 0) + 1);
+    if (this.#counts.size >= mostValues && !this.#counts.has(key)) ++this.#others;
+    else this.#counts.set(key, (this.#counts.get(key) ?? 0) + 1);
   }
 
   of(key) {
@@ -25,8 +28,10 @@ class Counts {
     return [...this.#counts.values()].reduce((sum, times) => sum + times, 0);
   }
 
-  get ordered() {
-    return [...this.#counts].sort(([one, times], [other, otherTimes]) => otherTimes - times || (one < other ? -1 : 1));
+  /// The most frequent ones, as [value, times], and how often any other was added.
+  first(most) {
+    const ordered = [...this.#counts].sort(([one, times], [other, otherTimes]) => otherTimes - times || (one < other ? -1 : 1));
+    return [ordered.slice(0, most), ordered.slice(most).reduce((sum, [, times]) => sum + times, this.#others)];
   }
 }
 
@@ -34,7 +39,7 @@ export class Summary {
   types = new Counts();
   #outcomes = new Counts();
   #answers = new Counts();
-  #perMinute = new Counts();
+  #perMinute = new Map();
   #newest = 0;
 
   addEntry(entry) {
@@ -44,7 +49,7 @@ export class Summary {
     if (!beginsConnection(entry)) return;
     const at = Math.floor(Date.parse(entry.time) / minute);
     if (Number.isNaN(at)) return;
-    this.#perMinute.add(at);
+    this.#perMinute.set(at, (this.#perMinute.get(at) ?? 0) + 1);
     this.#newest = Math.max(this.#newest, at);
   }
 
@@ -53,8 +58,8 @@ export class Summary {
   }
 
   draw() {
-    drawCounts(byId("outcomes"), this.#outcomes.ordered, "No outcome yet");
-    drawCounts(byId("answers"), this.#answers.ordered, "No request yet");
+    drawCounts(byId("outcomes"), this.#outcomes, "No outcome yet");
+    drawCounts(byId("answers"), this.#answers, "No request yet");
     byId("plot").replaceChildren(this.#plot());
   }
 
@@ -63,7 +68,7 @@ export class Summary {
     const now = Math.floor(Date.now() / minute);
     const last = this.#newest > 0 && this.#newest <= now - plotMinutes ? this.#newest : Math.max(now, this.#newest);
     const bars = Array.from({ length: plotMinutes }, (_, index) => last - plotMinutes + 1 + index)
-      .map((at) => ({ at, count: this.#perMinute.of(at) }));
+      .map((at) => ({ at, count: this.#perMinute.get(at) ?? 0 }));
     const total = bars.reduce((sum, { count }) => sum + count, 0);
     const most = Math.max(1, ...bars.map(({ count }) => count));
     const clock = (at) => new Date(at * minute).toLocaleTimeString(undefined, { hour: "2-digit", minute: "2-digit" });
@@ -91,10 +96,9 @@ export class Summary {
   }
 }
 
-function drawCounts(list, ordered, nothing) {
-  const rows = ordered.slice(0, mostOutcomes)
-    .map(([name, times]) => el("li", {}, foreign(name, { length: 28 }), " ", el("b", {}, times.toLocaleString())));
-  const others = ordered.slice(mostOutcomes).reduce((sum, [, times]) => sum + times, 0);
+function drawCounts(list, counts, nothing) {
+  const [frequent, others] = counts.first(mostShown);
+  const rows = frequent.map(([name, times]) => el("li", {}, foreign(name, { length: 28 }), " ", el("b", {}, times.toLocaleString())));
   if (others > 0) rows.push(el("li", {}, "others ", el("b", {}, others.toLocaleString())));
   list.replaceChildren(...(rows.length ? rows : [el("li", { class: "nothing" }, nothing)]));
 }
