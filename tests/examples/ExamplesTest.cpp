@@ -35,7 +35,7 @@ std::vector<Post> postsTo(const Collector& collector) {
   httplib::Client client(collector.address());
   std::vector<Post> posts;
   for (const auto& request : nlohmann::json::parse(client.Get("/_requests")->body)) {
-    posts.push_back({request.at("path"), client.Get("/_requests/" + request.at("id").dump())->body});
+    posts.push_back({request.at("path"), client.Get("/_requests/" + request.at("id").dump() + "/body")->body});
   }
   return posts;
 }

@@ -5,14 +5,13 @@
 
 namespace collector {
 
-/// A file of the page: where it is served, and as what.
+/// A file of the page that the server shows to a browser.
 struct Asset {
-  std::string_view path;
+  std::string_view path;  ///< "/", or below "/_page/"
   std::string_view contentType;
   std::string_view content;
 };
 
-/// All files of the page. They are part of the program.
 std::span<const Asset> assets();
 
 }  // namespace collector

@@ -27,7 +27,7 @@ std::vector<Post> Stage::arrived(std::size_t known) const {
   for (const auto& request : nlohmann::json::parse(get("/_requests"))) {
     const auto id = request.at("id").get<std::size_t>();
     if (id <= known) continue;
-    posts.push_back({request.at("path"), request.at("contentType"), get("/_requests/" + std::to_string(id))});
+    posts.push_back({request.at("path"), request.at("contentType"), get("/_requests/" + std::to_string(id) + "/body")});
   }
   return posts;
 }
