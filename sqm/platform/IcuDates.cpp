@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <ctime>
 #include <memory>
+#include <mutex>
 
 #include <unicode/simpletz.h>
 #include <unicode/smpdtfmt.h>
@@ -26,10 +27,17 @@ std::int32_t millisecondsFromGMT(const icu::TimeZone& zone, Date at) {
   return standard + summer;
 }
 
+/// ICU keeps what it finds out about the system in variables of its own, without a lock.
+std::unique_ptr<icu::TimeZone> detectedZone() {
+  static std::mutex mutex;
+  const std::lock_guard lock(mutex);
+  return std::unique_ptr<icu::TimeZone>(icu::TimeZone::detectHostTimeZone());
+}
+
 /// The system's zone. The TZ variable can also spell out a rule ("XYZ-3:30"), which ICU does not read: where the C
 /// library knows another offset for that moment, its offset holds.
 std::unique_ptr<icu::TimeZone> systemZone(Date at) {
-  std::unique_ptr<icu::TimeZone> zone(icu::TimeZone::detectHostTimeZone());
+  std::unique_ptr<icu::TimeZone> zone = detectedZone();
   const std::time_t seconds = std::chrono::floor<std::chrono::seconds>(at.time_since_epoch()).count();
   std::tm local{};
   if (::localtime_r(&seconds, &local) == nullptr) return zone;

@@ -60,9 +60,9 @@ TEST(FirstRecord, ArrivesAtTheCollector) {
   ASSERT_EQ(run({"/usr/bin/env", "HOME=" + home.path(), kPrograms + "/01_first_record", collector.address()}), 0);
 
   const auto posts = postsTo(collector);
-  ASSERT_EQ(posts.size(), 1u);
+  ASSERT_EQ(posts.size(), 1U);
   EXPECT_EQ(posts[0].path, "/connection");
-  EXPECT_EQ(timesIn(posts[0].body, "<ssid>Café &amp; Bar</ssid>"), 2u);
+  EXPECT_EQ(timesIn(posts[0].body, "<ssid>Café &amp; Bar</ssid>"), 2U);
   EXPECT_NE(listFile(home.path(), "SQMConnection.plist").find("<array/>"), std::string::npos);
 }
 
@@ -72,7 +72,7 @@ TEST(FirstRecord, IsKeptWhileNoServerAnswers) {
 
   ASSERT_EQ(run({"/usr/bin/env", "HOME=" + home.path(), kPrograms + "/01_first_record", nobody.address()}), 0);
 
-  EXPECT_EQ(timesIn(listFile(home.path(), "SQMConnection.plist"), "<string>"), 2u);
+  EXPECT_EQ(timesIn(listFile(home.path(), "SQMConnection.plist"), "<string>"), 2U);
 }
 
 TEST(LaptopDay, IsUploadedByTheNextProcess) {
@@ -80,8 +80,8 @@ TEST(LaptopDay, IsUploadedByTheNextProcess) {
   const Collector collector;
 
   ASSERT_EQ(run({kPrograms + "/02_laptop_day", home.path()}), 0);
-  EXPECT_EQ(timesIn(listFile(home.path(), "SQMConnection.plist"), "<string>"), 6u);
-  EXPECT_EQ(timesIn(listFile(home.path(), "SQMApplication.plist"), "<string>"), 2u) << "one session is filtered out";
+  EXPECT_EQ(timesIn(listFile(home.path(), "SQMConnection.plist"), "<string>"), 6U);
+  EXPECT_EQ(timesIn(listFile(home.path(), "SQMApplication.plist"), "<string>"), 2U) << "one session is filtered out";
   ASSERT_EQ(run({kPrograms + "/03_upload", home.path(), collector.address()}), 0);
 
   std::vector<std::string> paths;
@@ -89,7 +89,7 @@ TEST(LaptopDay, IsUploadedByTheNextProcess) {
   EXPECT_EQ(paths, (std::vector<std::string>{"/client", "/connection", "/device", "/application", "/user-acceptance"}));
   for (const char* file : {"SQMClient.plist", "SQMConnection.plist", "SQMDevice.plist", "SQMApplication.plist",
                            "SQMUserAcceptance.plist"}) {
-    EXPECT_EQ(timesIn(listFile(home.path(), file), "<string>"), 0u) << file;
+    EXPECT_EQ(timesIn(listFile(home.path(), file), "<string>"), 0U) << file;
   }
 }
 
@@ -100,7 +100,7 @@ TEST(Upload, FailsWhenNoServerAnswers) {
 
   EXPECT_EQ(run({kPrograms + "/03_upload", home.path(), nobody.address()}), 1);
 
-  EXPECT_EQ(timesIn(listFile(home.path(), "SQMClient.plist"), "<string>"), 1u);
+  EXPECT_EQ(timesIn(listFile(home.path(), "SQMClient.plist"), "<string>"), 1U);
 }
 
 /// The `.sqm` files below a home directory.

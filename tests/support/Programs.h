@@ -30,9 +30,13 @@ inline Outcome runProgram(const std::vector<std::string>& arguments, std::string
   const TemporaryFolder folder;
   putContent(folder / "in", input);
   std::vector<char*> argv;
+  argv.reserve(arguments.size() + 1);
+  // NOLINTNEXTLINE(cppcoreguidelines-pro-type-const-cast): execv changes nothing
   for (const std::string& argument : arguments) argv.push_back(const_cast<char*>(argument.c_str()));
   argv.push_back(nullptr);
-  const std::string in = folder / "in", out = folder / "out", err = folder / "err";
+  const std::string in = folder / "in";
+  const std::string out = folder / "out";
+  const std::string err = folder / "err";
   const pid_t child = ::fork();
   if (child == 0) {
     ::dup2(::open(in.c_str(), O_RDONLY), STDIN_FILENO);

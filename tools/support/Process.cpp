@@ -23,6 +23,8 @@ Process::Process(const std::vector<std::string>& arguments, bool readsOutput, co
   if (readsOutput && pipe2(pipeEnds, O_CLOEXEC) != 0) throwLastError("pipe");
 
   std::vector<char*> argv;
+  argv.reserve(arguments.size() + 1);
+  // NOLINTNEXTLINE(cppcoreguidelines-pro-type-const-cast): execv changes nothing
   for (const std::string& argument : arguments) argv.push_back(const_cast<char*>(argument.c_str()));
   argv.push_back(nullptr);
 
@@ -56,7 +58,7 @@ std::string Process::readLine() {
   return line;
 }
 
-void Process::terminate() { kill(pid_, SIGTERM); }
+void Process::terminate() const { kill(pid_, SIGTERM); }
 
 int Process::wait() {
   int status = 0;

@@ -24,7 +24,7 @@ class Process {
   bool isAtEnd() const { return isAtEnd_; }
 
   /// Asks it to end.
-  void terminate();
+  void terminate() const;
 
   /// Waits for its end: the exit status, or 128 and the number of the signal that killed it.
   int wait();
