@@ -189,7 +189,10 @@ class Looks(PageTest):
             wifi(ssid="W" * 300, **{"aVeryLongNameOfAFieldThatHasNoBlankInIt": "x" * 300})))
         self.wait_for_count(13)
         self.browser.emulate(PHONE)
-        fits = lambda: self.js("return [document.documentElement.scrollWidth, innerWidth]")
+        fits = lambda: self.js("""return [document.documentElement.scrollWidth, innerWidth,
+            ...[...document.querySelectorAll('main *')].filter((element) => element.checkVisibility() &&
+              ['auto', 'scroll'].includes(getComputedStyle(element).overflowX) &&
+              element.scrollWidth > element.clientWidth).map((element) => element.outerHTML.slice(0, 80))]""")
         self.assertEqual(fits(), [360, 360])
         self.assertEqual(self.text("#detail"), "")
         self.picture("phone-list")
