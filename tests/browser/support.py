@@ -6,7 +6,6 @@ import json
 import pathlib
 import shutil
 import signal
-import socket
 import subprocess
 import sys
 import tempfile

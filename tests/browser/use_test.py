@@ -1,8 +1,6 @@
 """The page in use: by keys alone, on a phone, in a light and in a dark room."""
 
-import unittest
-
-from support import PHONE, WIDE, Keys, PageTest, connections, main, run_library, until, wifi
+from support import PHONE, Keys, PageTest, connections, main, run_library, until, wifi
 
 # The contrast of every text that is seen with what lies behind it: those below 4.5 to 1.
 FAINT = """
