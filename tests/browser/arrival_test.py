@@ -1,7 +1,6 @@
 """Records on their way into the page: the empty state, the list, the figures, and connections that are lost."""
 
 import subprocess
-import unittest
 
 from support import PATIENCE, PageTest, connections, main, run_library, until, wifi
 

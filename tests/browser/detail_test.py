@@ -1,9 +1,8 @@
 """One record, read: its fields and what changed, its text, its request; and texts that mean harm."""
 
 import datetime
-import unittest
 
-from support import Keys, PageTest, connections, main, run_library, until, wifi
+from support import PageTest, connections, main, run_library, until, wifi
 
 
 class Detail(PageTest):

@@ -6,7 +6,6 @@ import json
 import pathlib
 import shutil
 import signal
-import socket
 import subprocess
 import sys
 import tempfile
@@ -17,6 +16,7 @@ from xml.sax.saxutils import escape
 
 try:
     from selenium import webdriver
+    from selenium.common.exceptions import StaleElementReferenceException
     from selenium.webdriver.chrome.service import Service
     from selenium.webdriver.common.action_chains import ActionChains
     from selenium.webdriver.common.by import By
@@ -219,8 +219,14 @@ class PageTest(unittest.TestCase):
         until(lambda: self.text("#shown").startswith(f"{count:,} "), f"{count} entries, where there are {self.text('#shown')}")
 
     def pick(self, row):
-        """Clicks a row of the list, counted from 0."""
-        self.driver.find_elements(By.CSS_SELECTOR, "#list li")[row].click()
+        """Clicks a row of the list, counted from 0; again when the list was drawn anew under the hand."""
+        def clicked():
+            try:
+                self.driver.find_elements(By.CSS_SELECTOR, "#list li")[row].click()
+                return True
+            except (IndexError, StaleElementReferenceException):
+                return False
+        until(clicked, f"row {row}")
 
     def fields(self):
         """The detail's fields as they are seen: {name: (value, change, earlier value)}."""

@@ -1,8 +1,6 @@
 """The page in use: by keys alone, on a phone, in a light and in a dark room."""
 
-import unittest
-
-from support import PHONE, WIDE, Keys, PageTest, connections, main, run_library, until, wifi
+from support import PHONE, Keys, PageTest, connections, main, run_library, until, wifi
 
 # The contrast of every text that is seen with what lies behind it: those below 4.5 to 1.
 FAINT = """
@@ -189,7 +187,10 @@ class Looks(PageTest):
             wifi(ssid="W" * 300, **{"aVeryLongNameOfAFieldThatHasNoBlankInIt": "x" * 300})))
         self.wait_for_count(13)
         self.browser.emulate(PHONE)
-        fits = lambda: self.js("return [document.documentElement.scrollWidth, innerWidth]")
+        fits = lambda: self.js("""return [document.documentElement.scrollWidth, innerWidth,
+            ...[...document.querySelectorAll('main *')].filter((element) => element.checkVisibility() &&
+              ['auto', 'scroll'].includes(getComputedStyle(element).overflowX) &&
+              element.scrollWidth > element.clientWidth).map((element) => element.outerHTML.slice(0, 80))]""")
         self.assertEqual(fits(), [360, 360])
         self.assertEqual(self.text("#detail"), "")
         self.picture("phone-list")
