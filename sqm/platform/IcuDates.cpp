@@ -22,6 +22,14 @@ UDate icuDate(Date date) { return std::chrono::duration<UDate, std::milli>(date.
 
 }  // namespace
 
+bool IcuDates::isZone(std::string_view name) {
+  UBool isInDatabase = false;  // and not an offset that ICU has a name for, as "GMT+3"
+  icu::UnicodeString canonical;
+  UErrorCode status = U_ZERO_ERROR;
+  icu::TimeZone::getCanonicalID(unicode(name), canonical, isInDatabase, status);
+  return U_SUCCESS(status) && isInDatabase;
+}
+
 std::chrono::seconds IcuDates::secondsFromGMT(Date at) const {
   int32_t standard = 0;
   int32_t summer = 0;

@@ -62,6 +62,13 @@ class Variable {
   std::optional<std::string> before_;
 };
 
+TEST(IcuDates, KnowsWhatIsAZone) {
+  for (const char* each : {"Europe/Berlin", "Asia/Kolkata", "UTC", "America/Argentina/Buenos_Aires"})
+    EXPECT_TRUE(IcuDates::isZone(each)) << each;
+  for (const char* each : {"", "Europe/Nowhere", "GMT+3", "Berlin", "../etc/passwd", "\xFF"})
+    EXPECT_FALSE(IcuDates::isZone(each)) << each;
+}
+
 TEST(IcuDates, OffsetsFollowTheZoneAndItsSummerTime) {
   struct Case {
     std::string zone;
