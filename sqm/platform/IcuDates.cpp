@@ -53,6 +53,14 @@ std::unique_ptr<icu::TimeZone> zoneCalled(std::string_view name, Date at) {
 
 }  // namespace
 
+bool IcuDates::isZone(std::string_view name) {
+  UBool isInDatabase = false;  // and not an offset that ICU has a name for, as "GMT+3"
+  icu::UnicodeString canonical;
+  UErrorCode status = U_ZERO_ERROR;
+  icu::TimeZone::getCanonicalID(unicode(name), canonical, isInDatabase, status);
+  return U_SUCCESS(status) && isInDatabase;
+}
+
 std::chrono::seconds IcuDates::secondsFromGMT(Date at) const {
   return std::chrono::duration_cast<std::chrono::seconds>(
       std::chrono::milliseconds(millisecondsFromGMT(*zoneCalled(zone_, at), at)));

@@ -41,6 +41,13 @@ std::string startTime(Date moment, const std::string& zone) {
   return std::string(*collector.valueForField(12));
 }
 
+TEST(IcuDates, KnowsWhatIsAZone) {
+  for (const char* each : {"Europe/Berlin", "Asia/Kolkata", "UTC", "America/Argentina/Buenos_Aires"})
+    EXPECT_TRUE(IcuDates::isZone(each)) << each;
+  for (const char* each : {"", "Europe/Nowhere", "GMT+3", "Berlin", "../etc/passwd", "\xFF"})
+    EXPECT_FALSE(IcuDates::isZone(each)) << each;
+}
+
 TEST(IcuDates, OffsetsFollowTheZoneAndItsSummerTime) {
   struct Case {
     std::string zone;
