@@ -10,8 +10,8 @@
 #include <vector>
 
 #include "tools/demo/Stage.h"
-#include "tools/support/Terminal.h"
 #include "tools/support/TemporaryFolder.h"
+#include "tools/support/Terminal.h"
 
 namespace {
 
