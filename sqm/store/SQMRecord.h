@@ -58,7 +58,7 @@ class SQMRecord {
  protected:
   Host& host() const { return host_; }
 
-  // NOLINTBEGIN(misc-non-private-member-variables-in-classes): a collector is a record that fills itself
+  // NOLINTBEGIN(misc-non-private-member-variables-in-classes): the subclass's to fill, this class's to forget.
   std::optional<std::string> mOSver_;
   std::optional<Date> mConnectStartDate_;
   std::optional<Date> mLoginStartDate_;

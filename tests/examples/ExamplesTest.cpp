@@ -37,7 +37,7 @@ std::vector<Post> postsTo(const Collector& collector) {
   httplib::Client client(collector.address());
   std::vector<Post> posts;
   for (const auto& request : nlohmann::json::parse(client.Get("/_requests")->body)) {
-    posts.push_back({request.at("path"), client.Get("/_requests/" + request.at("id").dump())->body});
+    posts.push_back({request.at("path"), client.Get("/_requests/" + request.at("id").dump() + "/body")->body});
   }
   return posts;
 }
@@ -103,6 +103,59 @@ TEST(Upload, FailsWhenNoServerAnswers) {
   EXPECT_EQ(timesIn(listFile(home.path(), "SQMClient.plist"), "<string>"), 1U);
 }
 
+/// The `.sqm` files below a home directory.
+std::vector<std::string> sqmFiles(const std::string& home) {
+  std::vector<std::string> found;
+  for (const auto& entry : fs::directory_iterator(home + "/Library/Application Support/Trelk/Trelk Quenfa/SQM")) {
+    if (entry.path().extension() == ".sqm") found.push_back(entry.path());
+  }
+  return found;
+}
+
+TEST(SqmFiles, AreSavedPostedAndDeleted) {
+  const TemporaryFolder home;
+  const Collector collector;
+
+  ASSERT_EQ(runProgram({kPrograms + "/04_sqm_files", home.path()}).status, 0);
+  ASSERT_EQ(sqmFiles(home.path()).size(), 1u);
+  const std::string line = contentOf(sqmFiles(home.path()).front());
+  EXPECT_EQ(timesIn(line, "\",\""), 85u);
+  EXPECT_EQ(timesIn(line, "\"Café Mitte\""), 2u);
+
+  const Outcome upload = runProgram({kPrograms + "/04_sqm_files", home.path(), collector.address()});
+  EXPECT_EQ(upload.status, 0);
+  EXPECT_EQ(upload.out, "  status 0: never started\n  status 2: sending\n  status 4: completed\n");
+  EXPECT_EQ(timesIn(upload.err, "file deleted:"), 1u);
+
+  const auto posts = postsTo(collector);
+  ASSERT_EQ(posts.size(), 1u);
+  EXPECT_EQ(posts[0].path, "/sqm");
+  EXPECT_EQ(posts[0].body, line);
+  EXPECT_TRUE(sqmFiles(home.path()).empty());
+}
+
+TEST(SqmFiles, StayWhenNoServerAnswers) {
+  const TemporaryFolder home;
+  std::string address;
+  {
+    Collector collector;
+    address = collector.address();
+    ASSERT_EQ(collector.end(), 0);
+  }
+  ASSERT_EQ(runProgram({kPrograms + "/04_sqm_files", home.path()}).status, 0);
+
+  const Outcome upload = runProgram({kPrograms + "/04_sqm_files", home.path(), address});
+  EXPECT_EQ(upload.status, 1);
+  EXPECT_EQ(upload.out,
+            "  status 0: never started\n  status 2: sending\n  status 3: failed; the files stay for the next time\n");
+  EXPECT_EQ(sqmFiles(home.path()).size(), 1u);
+}
+
+TEST(SqmFiles, FailsWithAWordOnItsUseOrWhereItCannotSave) {
+  EXPECT_EQ(runProgram({kPrograms + "/04_sqm_files"}).status, 2);
+  EXPECT_EQ(runProgram({kPrograms + "/04_sqm_files", "/dev/null"}).status, 1);
+}
+
 TEST(UploadQueue, IsSentByTheProcessAfterTheKilledOne) {
   const TemporaryFolder home;
   const tools::ReservedPort port;
@@ -165,7 +218,9 @@ TEST(Demo, SaysThatEverythingArrived) {
   std::string last;
   for (std::string line = demo.readLine(); !demo.isAtEnd(); line = demo.readLine()) last = line;
   EXPECT_EQ(demo.wait(), 0);
-  EXPECT_EQ(last, "Everything that was stored arrived, in 5 posts, and nothing else did.");
+  EXPECT_EQ(
+      last,
+      "Everything that was stored arrived, in 7 posts, and nothing else did (refused, kept and sent again: 1 post).");
 }
 
 TEST(Demo, FailsWithoutItsPrograms) {

@@ -41,6 +41,13 @@ std::string startTime(Date moment, const std::string& zone) {
   return std::string(*collector.valueForField(12));
 }
 
+TEST(IcuDates, KnowsWhatIsAZone) {
+  for (const char* each : {"Europe/Berlin", "Asia/Kolkata", "UTC", "America/Argentina/Buenos_Aires"})
+    EXPECT_TRUE(IcuDates::isZone(each)) << each;
+  for (const char* each : {"", "Europe/Nowhere", "GMT+3", "Berlin", "../etc/passwd", "\xFF"})
+    EXPECT_FALSE(IcuDates::isZone(each)) << each;
+}
+
 TEST(IcuDates, OffsetsFollowTheZoneAndItsSummerTime) {
   struct Case {
     std::string zone;
@@ -93,10 +100,15 @@ TEST(IcuDates, FollowsTheSystemsZone) {
   const IcuDates dates;
   for (const auto& [zone, offset] : {std::pair<const char*, std::chrono::seconds>{"Asia/Kolkata", 5h + 30min},
                                      {"America/Los_Angeles", -7h},
+                                     {":Europe/Berlin", 2h},
+                                     {"/usr/share/zoneinfo/Asia/Kathmandu", 5h + 45min},
+                                     {"XYZ-3:30", 3h + 30min},
+                                     {"XYZ3:30", -3h - 30min},
+                                     {"CET-1CEST,M3.5.0,M10.5.0/3", 2h},
                                      {"UTC", 0s}}) {
     const EnvironmentVariable variable("TZ", zone);
     EXPECT_EQ(dates.secondsFromGMT(moment), offset) << zone;
-    EXPECT_EQ(dates.text(moment, kStartTimePattern), IcuDates(zone).text(moment, kStartTimePattern));
+    EXPECT_EQ(dates.text(moment, kStartTimePattern), IcuDates("GMT").text(moment + offset, kStartTimePattern)) << zone;
   }
 }
 

@@ -265,6 +265,13 @@ TEST_F(SQMRecordTest, AFileInPlaceOfTheFolderFailsTheSaveAndStaysAsItIs) {
   EXPECT_EQ(contentOf(folder / "file"), "content");
 }
 
+TEST_F(SQMRecordTest, AFolderWithANulFailsTheSaveAndHarmsNoFileBeforeIt) {
+  putContent(folder / "file", "content");
+  record.setSQMDir(folder / "file\0more"s);
+  EXPECT_FALSE(record.saveRec());
+  EXPECT_EQ(contentOf(folder / "file"), "content");
+}
+
 TEST_F(SQMRecordTest, AFolderThatMustNotBeWrittenToFailsTheSave) {
   const Forbidden forbidden(folder.path(), kReadOnlyFolder);
   const OrdinaryUser user;

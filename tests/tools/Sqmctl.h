@@ -80,10 +80,7 @@ inline std::vector<std::pair<std::string, std::string>> postsTo(const Collector&
   httplib::Client client(collector.address());
   std::vector<std::pair<std::string, std::string>> posts;
   for (const auto& request : Json::parse(client.Get("/_requests")->body)) {
-    posts.emplace_back(request.at("path"), "");
-    const auto body = client.Get("/_requests/" + request.at("id").dump() + "/body");
-    // A server without that address gives the body at the request's own.
-    posts.back().second = body->status == 200 ? body->body : client.Get("/_requests/" + request.at("id").dump())->body;
+    posts.emplace_back(request.at("path"), client.Get("/_requests/" + request.at("id").dump() + "/body")->body);
   }
   return posts;
 }
@@ -102,7 +99,7 @@ inline std::string withoutSeconds(std::string text) {
     while (begin > 0 && (std::isdigit(static_cast<unsigned char>(text[begin - 1])) != 0 || text[begin - 1] == '.'))
       --begin;
     text.replace(begin, at - begin, "N");
-    at = begin;
+    at = begin + 1;  // behind the N
   }
   return text;
 }

@@ -12,7 +12,9 @@
 namespace {
 
 std::string blobOf(std::string_view text) {
-  return sqm::platform::GzipBase64().compressStringWithEncoding(text, sqm::kUtf8Encoding, 0).value_or("");
+  return sqm::platform::GzipBase64()
+      .compressStringWithEncoding(text, sqm::kUtf8Encoding, std::string::npos)
+      .value_or("");
 }
 
 Outcome decode(std::string_view blob, const Words& options = {}) {
@@ -73,8 +75,6 @@ TEST_P(SqmctlDiagnosticsNoBlob, NamesTheLayerThatIsBroken) {
 }
 
 const std::string kGood = blobOf(R"({"a":"b"})");
-
-std::string cutBy(const std::string& blob, std::size_t characters) { return blob.substr(0, blob.size() - characters); }
 
 INSTANTIATE_TEST_SUITE_P(
     Of, SqmctlDiagnosticsNoBlob,

@@ -151,10 +151,10 @@ TEST(SqmctlLooking, MakesNoHome) {
 TEST(SqmctlLooking, NeedsNoPermissionToWrite) {
   const DayHome home;
   ASSERT_EQ(home.run({"queue", "add", "http://127.0.0.1:1/", "data"}).status, 0);
+  constexpr auto kReadable = fs::perms::group_read | fs::perms::others_read;
+  constexpr auto kEnterable = kReadable | fs::perms::group_exec | fs::perms::others_exec;
   for (const auto& entry : fs::recursive_directory_iterator(home.path())) {
-    fs::permissions(entry.path(),
-                    fs::perms::others_read | (entry.is_directory() ? fs::perms::others_exec : fs::perms::none),
-                    fs::perm_options::add);
+    fs::permissions(entry.path(), entry.is_directory() ? kEnterable : kReadable, fs::perm_options::add);
   }
   const Forbidden toWrite(home.path(), kReadOnlyFolder);
   const OrdinaryUser user;

@@ -15,7 +15,8 @@ Json statusOf(const Home& home) { return Json::parse(home.run({"status", "--json
 
 std::size_t waiting(const Home& home) {
   std::size_t count = 0;
-  for (const auto& [type, place] : statusOf(home).items()) count += place.at("records").get<std::size_t>();
+  const Json status = statusOf(home);
+  for (const auto& [type, place] : status.items()) count += place.at("records").get<std::size_t>();
   return count;
 }
 
@@ -49,7 +50,7 @@ TEST(SqmctlUpload, TakesAnAddressForEachType) {
       home.run({"upload", "--client", collector.address() + "/a", "--connection", collector.address() + "/b"});
   EXPECT_EQ(outcome.status, 0) << outcome.err;
   EXPECT_EQ(withoutSeconds(outcome.out),
-            "  client                 1 record        71 bytes     N s  status 200\n"
+            "  client                 1 record        72 bytes     N s  status 200\n"
             "  connection             0 records       71 bytes     N s  status 200\n");
   const auto posts = postsTo(collector);
   ASSERT_EQ(posts.size(), 2u);
@@ -105,7 +106,7 @@ TEST(SqmctlUpload, SaysThatACompletedExchangeCountsWhateverItsStatus) {
   const Outcome outcome = home.run({"upload", "--all", server.url("/")});
   EXPECT_EQ(outcome.status, 0);
   EXPECT_EQ(withoutSeconds(outcome.out),
-            "  client                 1 record        71 bytes     N s  status 500\n"
+            "  client                 1 record        72 bytes     N s  status 500\n"
             "  connection             0 records       71 bytes     N s  status 500\n");
   EXPECT_EQ(
       outcome.err,
@@ -120,7 +121,7 @@ TEST(SqmctlUpload, GivesUpWhenTheTimeIsUp) {
   const LoopbackServer server(Answer{});  // none
   const Outcome outcome = home.run({"upload", "--all", server.url("/"), "--timeout", "0.2"});
   EXPECT_EQ(outcome.status, 1);
-  EXPECT_EQ(outcome.out, "  client                 1 record        71 bytes  given up\n");
+  EXPECT_EQ(outcome.out, "  client                 1 record        72 bytes  given up\n");
   EXPECT_EQ(outcome.err,
             "sqmctl: client: no answer within 0.20 s; the server may have got the records all the same, and gets them "
             "again\n"
@@ -180,7 +181,7 @@ TEST(SqmctlUpload, ShowsHowFarItIsOnATerminal) {
   const Collector collector;
   const Outcome outcome = home.runAtTerminal({"upload", "--all", collector.address()});
   EXPECT_EQ(outcome.status, 0);
-  const std::string row = "  client                 1 record        71 bytes  ";
+  const std::string row = "  client                 1 record        72 bytes  ";
   EXPECT_EQ(
       withoutSeconds(outcome.out).find("\r\033[K" + row + "under way\r\033[K" + row + "   N s  \033[32mstatus 200"), 0u)
       << outcome.out;

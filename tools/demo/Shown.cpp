@@ -18,6 +18,8 @@ void Shown::title(std::string_view text) const {
 
 void Shown::note(std::string_view text) const { terminal_.line(terminal_.shown(text, /*keepsLines=*/true)); }
 
+void Shown::aside(std::string_view text) const { line(Style::dim, terminal_.shown(text)); }
+
 void Shown::good(std::string_view text) const { line(Style::good, text); }
 
 void Shown::bad(std::string_view text) const { line(Style::bad, text); }

@@ -13,6 +13,7 @@ class Shown {
  public:
   void title(std::string_view text) const;
   void note(std::string_view text) const;
+  void aside(std::string_view text) const;
   void good(std::string_view text) const;
   void bad(std::string_view text) const;
 

@@ -14,7 +14,10 @@ namespace demo {
 struct Post {
   std::string path;
   std::string contentType;
+  std::string answered;  ///< the status of the answer, or the fault that took its place
   std::string body;
+
+  bool isKept() const { return answered == "200"; }
 };
 
 /// A collection server that runs as long as the object.
@@ -39,21 +42,27 @@ struct Stage {
   std::string home;
   std::string server;  ///< its address, without a slash at the end
 
-  /// Runs one of the programs to its end, and gives its exit status, or 128 and the number of the signal that killed
-  /// it.
-  int statusOf(const std::string& program, const std::vector<std::string>& arguments) const;
+  /// Runs one of the programs to its end, and then shows what it wrote on its standard error. Throws std::runtime_error
+  /// when it ends with another status; 128 and the number of a signal stand for being killed by it.
+  void run(const std::string& program, const std::vector<std::string>& arguments, int expectedStatus = 0) const;
 
-  /// Runs one of the programs to its end. Throws std::runtime_error when it fails.
-  void run(const std::string& program, const std::vector<std::string>& arguments) const;
+  /// Has the collection server make these faults, such as "/sqm:status=500:once", and no others.
+  void setFaults(const std::vector<std::string>& rules) const;
 
   /// What the collection server has got so far, but for the first `known` posts.
   std::vector<Post> arrived(std::size_t known = 0) const;
 };
 
+/// Where the library keeps its files, below the home directory.
+inline constexpr const char* kSqmFolder = "Library/Application Support/Trelk/Trelk Quenfa/SQM";
+
 // The scenes. Each shows what it does and gives true when what arrived is what was to arrive.
 
 /// A laptop's day is recorded by one process and uploaded by the next.
 bool playLaptopDay(const Stage& stage);
+
+/// Sessions are saved as `.sqm` files and posted, to a server that keeps them and to one that refuses them once.
+bool playSqmFiles(const Stage& stage);
 
 /// Requests are queued while their server is down, by a process that is killed; the next one sends them.
 bool playOutage(const Stage& stage);

@@ -36,7 +36,7 @@ void checkFolder(const std::string& folder) {
 /// The word for a position; its number where it has none.
 std::string wordFor(std::size_t position) {
   const std::string_view name = tools::sqmPositionName(position);
-  return name.empty() ? "position" + std::to_string(position) : std::string(name);
+  return name.empty() ? std::to_string(position) : std::string(name);
 }
 
 /// What keeps the file from being sent as one session; empty when nothing does.
@@ -47,9 +47,9 @@ std::string remarkOn(const SqmFile& file, const tools::SqmSession& session) {
 }
 
 Json jsonOf(const SqmFile& file, const tools::SqmSession& session) {
-  Json values = Json::object();
+  Json values = Json::array();
   for (std::size_t at = 0; at < session.fields.size(); ++at) {
-    if (!session.fields[at].empty()) values[wordFor(at)] = session.fields[at];
+    if (!session.fields[at].empty()) values.push_back(Json::array({wordFor(at), session.fields[at]}));
   }
   const std::string remark = remarkOn(file, session);
   return {{"file", file.name},
@@ -123,7 +123,7 @@ void send(Invocation& invocation, const SendOptions& options) {
   SendingHost sending(homeOf(invocation));
   std::vector<std::string> left = namesOf(files);
   std::string reason = "it could not be posted; can the logs below the home directory be written?";
-  sending.onExchange = [&](const Exchange& exchange) {
+  sending.tellExchanges([&](const Exchange& exchange) {
     const bool isTaken = exchange.outcome == "status 200";
     reason = exchange.isAnswer() && !isTaken
                  ? "the server answered with " + exchange.outcome + ", and only 200 takes the files off the folder"
@@ -131,7 +131,7 @@ void send(Invocation& invocation, const SendOptions& options) {
     terminal.passing("");
     terminal.line("  " + plural(left.size(), "file") + "  " + secondsText(exchange.seconds) + "  " +
                   terminal.styled(isTaken ? Style::good : Style::bad, exchange.outcome));
-  };
+  });
   bool isInTime = true;
   if (const auto uploader = sqm::SQMUploader::create(sending.host())) {
     // The uploader posts again what it cannot delete, for as long as the server takes it.

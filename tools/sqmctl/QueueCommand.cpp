@@ -105,14 +105,14 @@ void send(Invocation& invocation, double timeout) {
            plural(request.uploadData.value_or("").size(), "byte") + "  ";
   };
   std::string reason;
-  sending.onExchange = [&](const Exchange& exchange) {
+  sending.tellExchanges([&](const Exchange& exchange) {
     const bool isTaken = exchange.outcome == "status 200";
     reason = isTaken ? std::string() : exchange.outcome;
     terminal.passing("");
     terminal.line(terminal.shown(row(uploader.currentURLRequest().value_or(sqm::UploadRequest{})) +
                                  secondsText(exchange.seconds) + "  ") +
                   terminal.styled(isTaken ? Style::good : Style::bad, exchange.outcome));
-  };
+  });
   terminal.passing("  " + plural(uploader.recordQueue()->size(), "request") + " under way");
   uploader.uploadRecord();
   const bool isInTime = sending.runUntilIdle(timeout);

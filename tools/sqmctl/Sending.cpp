@@ -48,12 +48,12 @@ bool SendingHost::runUntilIdle(double seconds) {
 void SendingHost::hearHttp(const sqm::LogLine& line) {
   constexpr std::size_t kOutcome = 2, kMilliseconds = 3;
   constexpr std::string_view kOutcomes[] = {"status ", "error: ", "time-out: "};
-  if (line.arguments.size() <= kMilliseconds || !onExchange) return;
+  if (line.arguments.size() <= kMilliseconds || !tellExchange_) return;
   const std::string outcome(line.arguments[kOutcome]);
   const bool isOutcome = std::any_of(std::begin(kOutcomes), std::end(kOutcomes),
                                      [&](std::string_view begin) { return outcome.starts_with(begin); });
   if (!isOutcome) return;
-  onExchange({outcome, std::strtod(std::string(line.arguments[kMilliseconds]).c_str(), nullptr) / 1000});
+  tellExchange_({outcome, std::strtod(std::string(line.arguments[kMilliseconds]).c_str(), nullptr) / 1000});
 }
 
 std::string secondsText(double seconds) {

@@ -4,6 +4,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "sqm/common/SystemConsole.h"
@@ -35,8 +36,8 @@ class SendingHost {
 
   sqm::platform::StandardHost& host() { return host_; }
 
-  /// Called before the library's own objects hear how a request ended.
-  std::function<void(const Exchange&)> onExchange;
+  /// From now on `tell` hears how a request ended, before the library's own objects do.
+  void tellExchanges(std::function<void(const Exchange&)> tell) { tellExchange_ = std::move(tell); }
 
   bool isIdle() const { return http_.requestsUnderWay() == 0; }
 
@@ -54,6 +55,7 @@ class SendingHost {
   void hearHttp(const sqm::LogLine& line);
 
   sqm::platform::StandardHost host_;
+  std::function<void(const Exchange&)> tellExchange_;
   std::vector<std::string> fileProblems_;
   HeardLogs httpLogs_;
   HeardLogs fileLogs_;

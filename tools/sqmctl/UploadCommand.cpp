@@ -89,7 +89,7 @@ class Upload {
 
   void run() {
     sqm::NotificationCenter& center = *sending_.host().notificationCenter;
-    sending_.onExchange = [this](const Exchange& exchange) { exchange_ = exchange; };
+    sending_.tellExchanges([this](const Exchange& exchange) { exchange_ = exchange; });
     bool isInTime = false;
     {
       SQMManager manager(sending_.host());

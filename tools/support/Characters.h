@@ -10,8 +10,8 @@ namespace tools {
 
 /// What stands at the beginning of a text.
 struct Character {
-  std::size_t bytes;
-  std::optional<char32_t> code;  ///< nothing where it is no well-formed UTF-8
+  std::size_t bytes = 0;
+  std::optional<char32_t> code = {};  ///< nothing where it is no well-formed UTF-8
 };
 
 /// Looks at the beginning of a text, which is not empty.

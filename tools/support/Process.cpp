@@ -18,7 +18,7 @@ namespace {
 
 }  // namespace
 
-Process::Process(const std::vector<std::string>& arguments, bool readsOutput) {
+Process::Process(const std::vector<std::string>& arguments, bool readsOutput, const std::string& errorFile) {
   int pipeEnds[2] = {-1, -1};
   if (readsOutput && pipe2(pipeEnds, O_CLOEXEC) != 0) throwLastError("pipe");
 
@@ -33,6 +33,7 @@ Process::Process(const std::vector<std::string>& arguments, bool readsOutput) {
   if (pid_ == 0) {
     prctl(PR_SET_PDEATHSIG, SIGTERM);
     if (readsOutput) dup2(pipeEnds[1], STDOUT_FILENO);
+    if (!errorFile.empty()) dup2(open(errorFile.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600), STDERR_FILENO);
     execv(argv[0], argv.data());
     _exit(127);
   }

@@ -10,8 +10,9 @@ namespace tools {
 class Process {
  public:
   /// Starts the program `arguments[0]`. With `readsOutput`, its standard output comes to `readLine`; otherwise it
-  /// shares this process's. Throws std::system_error.
-  Process(const std::vector<std::string>& arguments, bool readsOutput);
+  /// shares this process's. Its standard error is appended to `errorFile`, or shared when that is empty. Throws
+  /// std::system_error.
+  Process(const std::vector<std::string>& arguments, bool readsOutput, const std::string& errorFile = {});
   Process(const Process&) = delete;
   Process& operator=(const Process&) = delete;
   ~Process();

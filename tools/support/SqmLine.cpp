@@ -11,24 +11,24 @@ namespace tools {
 namespace {
 
 struct Position {
-  std::size_t number;
+  std::size_t number = 0;
   std::string_view name;
 };
 
 constexpr Position kPositions[] = {
     {0, "username"},
     {1, "osVersion"},
-    {2, "client"},
-    {4, "postConnectFirst"},
+    {2, "application"},
+    {4, "postConnect"},
     {5, "devicetype"},
     {7, "forSSID"},
-    {sqm::position::kConnectStart, "connectStartTime"},
-    {sqm::position::kLoginStart, "loginStartTime"},
+    {sqm::position::kConnectStart, "connectStart"},
+    {sqm::position::kLoginStart, "loginStart"},
     {sqm::position::kSecondsToLogin, "secondsToLogin"},
     {15, "serverIP"},
     {16, "clientIP"},
     {sqm::position::kErrorCode, "errorCode"},
-    {19, "creationFirst"},
+    {19, "creation"},
     {20, "profileID"},
     {21, "fullUserName"},
     {24, "accessPointOwner"},
@@ -36,16 +36,16 @@ constexpr Position kPositions[] = {
     {30, "lang"},
     {31, "sqmCounter"},
     {sqm::position::kLoginSeconds, "loginSeconds"},
-    {33, "disconnectFirst"},
-    {34, "preConnectFirst"},
+    {33, "disconnect"},
+    {34, "preConnect"},
     {37, "clientMacAddress"},
     {38, "apMacAddress"},
-    {40, "forSSIDAgain"},
+    {40, "forSSID"},
     {41, "installId"},
     {58, "signalstrength"},
     {66, "finalSigStrength"},
-    {70, "bytesSent"},
-    {71, "bytesReceived"},
+    {70, "txBytes"},
+    {71, "rxBytes"},
     {75, "phoneVer"},
     {76, "pbUpdateDate"},
     {79, "wiFiSecurity"},
