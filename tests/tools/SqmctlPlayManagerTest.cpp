@@ -179,6 +179,16 @@ TEST(SqmctlPlayManager, FilterRulesMatchByNameAndSubType) {
       {R"({"name":null})", true},
       {R"({"name":""})", true},
   };
+  for (const auto& [rule, isRecorded] : cases) {
+    const Played played(std::string(R"({"do":"filter","disable":[{"name":"x"},)") + rule +
+                        "]}\n{\"do\":\"device\",\"params\":{\"6\":\"a\"}}\n");
+    EXPECT_EQ(played.result(2), "true");
+    EXPECT_EQ(timesIn(list(played, "SQMDevice.plist"), "<string>"), isRecorded ? 1u : 0u) << rule;
+  }
+}
+
+TEST(SqmctlPlayManager, AnAbsentNameMatchesWhereThereIsNoRecord) {
+  // A stop without a start has no record, which has neither name nor sub-type.
   const struct {
     const char* rule;
     bool isRecorded;
