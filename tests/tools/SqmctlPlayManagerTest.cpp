@@ -49,6 +49,7 @@ TEST(SqmctlPlayManager, GivesTheResultsOfTheCalls) {
       {R"("userAcceptance","params":{"88":1})", "true"},
       {R"("save")", "null"},
       {R"("restart")", "null"},
+      {R"("applicationStart","params":{"6":"a"})", "true"},
       {R"("timeStamp","value":"\"2026\"")", "null"},
       {R"("timeStamp","value":null)", "null"},
       {R"("filter")", "null"},
