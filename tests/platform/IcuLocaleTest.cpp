@@ -66,6 +66,7 @@ TEST(IcuLocale, TheFirstVariableThatIsNotEmptyDecides) {
 TEST(IcuLocale, WhatTheProcessHasSetDoesNotMatter) {
   const EnvironmentVariable noAll("LC_ALL", nullptr);
   const EnvironmentVariable messages("LC_MESSAGES", "fr_FR.UTF-8");
+  // NOLINTNEXTLINE(concurrency-mt-unsafe): there is one thread
   ASSERT_NE(std::setlocale(LC_ALL, "C"), nullptr);
   EXPECT_EQ(IcuLocale().currentLocale(), "fr_FR");
 }

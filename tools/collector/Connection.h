@@ -1,0 +1,86 @@
+#pragma once
+
+#include <array>
+#include <chrono>
+#include <cstddef>
+#include <string>
+
+#include <httplib.h>
+
+namespace collector {
+
+/// What a client may take of the server.
+struct Limits {
+  std::size_t connections = 256;         ///< at a time; more wait to be accepted
+  std::chrono::seconds stall{10};        ///< without a byte going either way
+  std::chrono::seconds request{120};     ///< from the first byte of a request to its last
+  std::chrono::seconds keepAlive{30};    ///< between two requests
+  std::size_t largestBody = 256U << 20;  ///< bytes
+};
+
+/// A client's connection, as the HTTP engine sees it: what it reads and writes passes here. Beyond that it keeps the
+/// head of the request as it was written, bounds what a client can make the engine hold or wait for, and can be broken
+/// off.
+///
+/// Threading: one thread serves it; the `stop` calls may come from any.
+class Connection : public httplib::Stream {
+ public:
+  /// Takes the socket, which does not block, and closes it in the end.
+  Connection(int socket, const Limits& limits);
+  Connection(const Connection&) = delete;
+  Connection& operator=(const Connection&) = delete;
+  ~Connection() override;
+
+  /// Waits for the first byte of a request. False when none comes, and the connection is to be closed.
+  bool waitForRequest();
+
+  /// The engine has the head of the request; what follows is the body.
+  void endHead() { isHeadRead_ = true; }
+  bool isHeadRead() const { return isHeadRead_; }
+
+  /// The request line and the headers, as the client wrote them.
+  const std::string& head() const { return head_; }
+
+  /// Makes this request the connection's last: part of it will not be read.
+  void closeAfterAnswer() { isLast_ = true; }
+  bool isLast() const { return isLast_; }
+
+  /// Resets the connection: not a byte is written from now on, and the client's system reports a reset.
+  void breakOff() { isBroken_ = isLast_ = true; }
+
+  /// True when the client has closed its side.
+  bool hasPeerLeft() const;
+
+  void stopReading() const;
+  void stopAll() const;
+
+  // httplib::Stream
+  bool is_readable() const override;
+  bool is_writable() const override;
+  ssize_t read(char* out, std::size_t size) override;
+  ssize_t write(const char* data, std::size_t size) override;
+  void get_remote_ip_and_port(std::string& ip, int& port) const override;
+  void get_local_ip_and_port(std::string& ip, int& port) const override;
+  socket_t socket() const override { return socket_; }
+
+ private:
+  using Time = std::chrono::steady_clock::time_point;
+
+  bool waitFor(short events, Time until) const;
+  ssize_t fill(Time until);
+  void linger();
+
+  int socket_;
+  const Limits& limits_;
+  std::array<char, 65536> buffer_;
+  std::size_t begin_ = 0;
+  std::size_t end_ = 0;
+  Time deadline_;
+  std::string head_;
+  std::size_t lineLength_ = 0;
+  bool isHeadRead_ = false;
+  bool isLast_ = false;
+  bool isBroken_ = false;
+};
+
+}  // namespace collector

@@ -1,0 +1,100 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace collector {
+
+/// A request as it arrives.
+struct Arrival {
+  std::string time;  ///< UTC, ISO 8601
+  std::string method;
+  std::string path;         ///< as the client wrote it, without a query
+  std::string query;        ///< what stands behind the question mark
+  std::string contentType;  ///< empty: none
+  std::string headers;      ///< a JSON array of [name, value]
+  std::string_view body;
+  std::string answered;
+};
+
+/// A request that is kept, without its headers and body.
+struct RequestRow {
+  std::int64_t id = 0;
+  std::string time;
+  std::string method;
+  std::string path;
+  std::string query;
+  std::string contentType;
+  std::int64_t bytes = 0;
+  std::string answered;
+  std::int64_t records = 0;
+  std::optional<std::string> problem;
+};
+
+/// A record that is kept.
+struct RecordRow {
+  std::int64_t id = 0;
+  std::int64_t request = 0;
+  std::string time;
+  std::string path;
+  std::string type;
+  std::optional<std::string> subType;
+  std::optional<std::string> event;
+  std::string values;  ///< a JSON array of [name, value]
+  std::string raw;
+  std::optional<std::string> problem;
+};
+
+/// Why a database cannot be opened; the text is for the user.
+class CannotOpen : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+/// What has arrived, kept by SQLite in one file, or in a temporary one that goes with this object. A request and its
+/// records are kept together or not at all; once `add` has returned they survive the end of the process, however it
+/// comes.
+///
+/// Failure: sqlite::Error.
+/// Threading: any thread; one at a time is served.
+class Database {
+ public:
+  /// The empty name stands for a temporary database. `mostRequests`: the oldest go when there are more; 0 keeps all.
+  /// Throws CannotOpen, also for a file that another program has made, which stays as it is.
+  Database(const std::string& file, std::int64_t mostRequests);
+  ~Database();
+
+  /// Keeps a request, taken apart. Gives what was kept.
+  RequestRow add(const Arrival& arrival);
+
+  /// Some that come after `since`, oldest first: at most `limit`, and fewer when they are large. None when there are
+  /// none.
+  std::vector<RequestRow> requests(std::int64_t since, std::int64_t limit);
+  std::vector<RecordRow> records(std::int64_t since, std::int64_t limit);
+
+  std::optional<RequestRow> request(std::int64_t id);
+  std::optional<RecordRow> record(std::int64_t id);
+  std::string headers(std::int64_t request);  ///< empty when there is no such request
+  std::string body(std::int64_t request);     ///< empty when there is no such request
+
+  /// The number of the last record of the requests up to this one; 0 when they have none.
+  std::int64_t lastRecordUpTo(std::int64_t request);
+
+  /// The numbers of the last request and the last record that were ever kept.
+  std::pair<std::int64_t, std::int64_t> last();
+
+ private:
+  struct Tables;
+  std::mutex mutex_;
+  std::int64_t mostRequests_;
+  std::unique_ptr<Tables> tables_;
+};
+
+}  // namespace collector

@@ -1,0 +1,323 @@
+// Takes a document apart. It is cut into records first, each of which is then parsed by itself: a record that is not
+// well-formed (some values are written unescaped) harms no other, and a document of any size is never held as a tree.
+
+#include <algorithm>
+#include <array>
+#include <cctype>
+#include <charconv>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+
+#include <pugixml.hpp>
+
+#include "sqm/common/Utf8.h"
+
+#include "tools/collector/RecordReader.h"
+
+namespace collector {
+
+namespace {
+
+constexpr auto npos = std::string_view::npos;
+
+// What is larger is kept, and not taken apart. The library's own records have some 70 tags.
+constexpr std::size_t kLongestRecord = std::size_t{16} * 1024 * 1024;
+constexpr std::ptrdiff_t kMostTags = 20'000;
+
+/// The lists of the library.
+struct List {
+  std::string_view element;
+  std::string_view path;
+  std::string_view type;
+};
+constexpr std::array kLists = {
+    List{"clientList", "/client", "client"},
+    List{"connectionList", "/connection", "connection"},
+    List{"deviceList", "/device", "device"},
+    List{"sqmList", "/application", "application"},
+    List{"userAcceptanceList", "/user-acceptance", "user-acceptance"},
+};
+
+bool isSpace(char character) { return character == ' ' || character == '\t' || character == '\n' || character == '\r'; }
+
+void skipSpace(std::string_view& text) {
+  while (!text.empty() && isSpace(text.front())) text.remove_prefix(1);
+}
+
+/// The name in the tag at the beginning of `text`. Any characters will do: where a field-name table is missing, the
+/// library writes "(null)" for a name, and such a record is to be found, too.
+std::string_view tagName(std::string_view text) {
+  if (text.size() < 2 || text.front() != '<') return {};
+  text.remove_prefix(1);
+  if (std::strchr("/!?<>", text.front()) != nullptr || isSpace(text.front())) return {};
+  return text.substr(0, text.find_first_of(" \t\r\n/<>"));
+}
+
+/// True when `text` begins with `mark` and `name`, and the name ends there.
+bool isTag(std::string_view text, std::string_view mark, std::string_view name) {
+  if (!text.starts_with(mark) || !text.substr(mark.size()).starts_with(name)) return false;
+  const std::string_view rest = text.substr(mark.size() + name.size());
+  return rest.empty() || isSpace(rest.front()) || rest.front() == '>' || rest.front() == '/';
+}
+
+/// The length of the end tag of `name` at the beginning of `text`; 0 when there is none.
+std::size_t endTagLength(std::string_view text, std::string_view name) {
+  if (!isTag(text, "</", name)) return 0;
+  std::string_view rest = text.substr(2 + name.size());
+  skipSpace(rest);
+  return rest.starts_with('>') ? text.size() - rest.size() + 1 : 0;
+}
+
+/// Where the element ends that begins at the beginning of `text`: behind its end tag. Only tags of its own name count,
+/// so that nothing in a value leads astray but its own name. Nothing when its end tag does not come, or when elements
+/// of that name lie deeper in each other than any field-name table with equal names makes them: so a hostile text
+/// cannot make this look over all of it for each of its records.
+std::optional<std::size_t> endOfElement(std::string_view text, std::string_view name) {
+  constexpr int kDeepest = 8;
+  int depth = 0;
+  for (std::size_t at = 0; (at = text.find('<', at)) != npos; ++at) {
+    const std::string_view here = text.substr(at);
+    if (const std::size_t length = endTagLength(here, name); length > 0) {
+      if (--depth <= 0) return at + length;
+    } else if (isTag(here, "<", name)) {
+      std::string_view rest = here.substr(1 + name.size());
+      skipSpace(rest);
+      const bool isWhole = rest.starts_with("/>");
+      if (isWhole && depth == 0) return text.size() - rest.size() + 2;
+      if (!isWhole && ++depth > kDeepest) return std::nullopt;
+    }
+  }
+  return std::nullopt;
+}
+
+/// Where an element that is not well-formed most likely ends: behind the first of its end tags that another tag, or the
+/// end of the text, follows.
+std::size_t likelyEndOfElement(std::string_view text, std::string_view name) {
+  for (std::size_t at = 0; (at = text.find("</", at)) != npos; ++at) {
+    const std::size_t length = endTagLength(text.substr(at), name);
+    if (length == 0) continue;
+    std::string_view rest = text.substr(at + length);
+    skipSpace(rest);
+    if (rest.empty() || rest.front() == '<') return at + length;
+  }
+  return text.size();
+}
+
+/// True when `reference`, which stands between & and ;, is one that XML knows.
+bool isReference(std::string_view reference) {
+  if (!reference.starts_with('#')) {
+    constexpr std::array<std::string_view, 5> kNamed = {"amp", "lt", "gt", "quot", "apos"};
+    return std::find(kNamed.begin(), kNamed.end(), reference) != kNamed.end();
+  }
+  const bool isHexadecimal = reference.starts_with("#x");
+  const std::string_view digits = reference.substr(isHexadecimal ? 2 : 1);
+  std::uint32_t code = 0;
+  const auto [end, error] =
+      std::from_chars(digits.data(), digits.data() + digits.size(), code, isHexadecimal ? 16 : 10);
+  if (error != std::errc() || end != digits.data() + digits.size()) return false;
+  return code == 0x9 || code == 0xA || code == 0xD || (code >= 0x20 && code < 0xD800) ||
+         (code >= 0xE000 && code <= 0x10FFFF && code != 0xFFFE && code != 0xFFFF);
+}
+
+/// What XML does not allow and pugixml lets pass.
+std::optional<std::string> characterProblem(std::string_view text) {
+  for (std::size_t at = 0; at < text.size(); ++at) {
+    const char character = text[at];
+    if (static_cast<unsigned char>(character) < 0x20 && !isSpace(character)) {
+      return "a control character stands in it";
+    }
+    if (character != '&') continue;
+    const std::string_view rest = text.substr(at + 1, 16);
+    const std::size_t end = rest.find(';');
+    if (end == npos || !isReference(rest.substr(0, end))) return "an & stands in it as it is";
+  }
+  if (!sqm::isWellFormedUtf8(text)) return "it is not UTF-8";
+  return std::nullopt;
+}
+
+bool hasElements(const pugi::xml_node& node) {
+  const auto children = node.children();
+  return std::any_of(children.begin(), children.end(),
+                     [](const pugi::xml_node& child) { return child.type() == pugi::node_element; });
+}
+
+std::string textIn(const pugi::xml_node& leaf) {
+  std::string text;
+  for (const pugi::xml_node& child : leaf.children()) text += child.value();
+  return text;
+}
+
+/// Collects what a record's elements say, in their order.
+class Collecting : public pugi::xml_tree_walker {
+ public:
+  explicit Collecting(Record& record) : record_(record) {}
+
+  bool for_each(pugi::xml_node& node) override {
+    if (node.type() != pugi::node_element) return true;
+    for (const pugi::xml_attribute& attribute : node.attributes()) {
+      record_.values.emplace_back(attribute.name(), attribute.value());
+    }
+    if (!hasElements(node)) {
+      record_.values.emplace_back(node.name(), textIn(node));
+    } else if (depth() > 0 && !record_.subType) {
+      record_.subType = node.name();
+    }
+    return true;
+  }
+
+ private:
+  Record& record_;
+};
+
+bool isEventName(std::string_view name) {
+  constexpr std::string_view kEvent = "event";
+  if (name.size() < kEvent.size()) return false;
+  return std::equal(kEvent.begin(), kEvent.end(), name.end() - kEvent.size(), [](char expected, char found) {
+    return expected == std::tolower(static_cast<unsigned char>(found));
+  });
+}
+
+/// The value whose name is, or ends in, "event"; where the host's names have none, the first one that the library
+/// itself writes for an event.
+std::optional<std::string> eventOf(const Record& record) {
+  const auto& values = record.values;
+  auto found = std::find_if(values.begin(), values.end(), [](const auto& value) { return isEventName(value.first); });
+  if (found == values.end()) {
+    found = std::find_if(values.begin(), values.end(),
+                         [](const auto& value) { return value.second == "start" || value.second == "stop"; });
+  }
+  if (found == values.end()) return std::nullopt;
+  return found->second;
+}
+
+/// Fills the record from its text. False, and its problem, when that is not well-formed.
+bool parse(Record& record) {
+  if (record.raw.size() > kLongestRecord || std::count(record.raw.begin(), record.raw.end(), '<') > kMostTags) {
+    record.problem = "it is too large to be taken apart";
+    return true;
+  }
+  pugi::xml_document document;
+  const auto result = document.load_buffer(record.raw.data(), record.raw.size(),
+                                           pugi::parse_default | pugi::parse_ws_pcdata_single, pugi::encoding_utf8);
+  const pugi::xml_node root = document.document_element();
+  if (!result || !root || root.next_sibling()) {
+    record.problem = std::string("it is not well-formed: ") + (result ? "more than one element" : result.description());
+    return false;
+  }
+  Collecting collecting(record);
+  document.traverse(collecting);
+  record.event = eventOf(record);
+  record.problem = characterProblem(record.raw);
+  return true;
+}
+
+/// The records that stand in `text` one after another.
+class Records {
+ public:
+  Records(std::string_view type, const TakeRecord& take) : type_(type), take_(take) {}
+
+  std::optional<std::string> readAll(std::string_view text) {
+    for (skipSpace(text); !text.empty(); skipSpace(text)) {
+      if (number_ == kMostRecords) {
+        note("more than 100000 records: the others are not taken apart");
+        break;
+      }
+      const std::string_view name = tagName(text);
+      if (name.empty()) {
+        skipStray(text);
+      } else {
+        readOne(text, name);
+      }
+    }
+    return problem_;
+  }
+
+ private:
+  void readOne(std::string_view& text, std::string_view name) {
+    ++number_;
+    Record record;
+    record.type = type_;
+    const auto end = endOfElement(text, name);
+    record.raw = text.substr(0, end.value_or(0));
+    if (!end || !parse(record)) {
+      record.raw = text.substr(0, likelyEndOfElement(text, name));
+      if (!record.problem) record.problem = "it is not well-formed: its end tag is missing";
+    }
+    if (record.problem) note("record " + std::to_string(number_) + ": " + *record.problem);
+    text.remove_prefix(record.raw.size());
+    take_(record);
+  }
+
+  /// Skips what stands between two records and is none.
+  void skipStray(std::string_view& text) {
+    const std::size_t comment = text.starts_with("<!--") && hasCommentEnds_ ? text.find("-->") : npos;
+    if (comment != npos) return text.remove_prefix(comment + 3);
+    if (text.starts_with("<!--")) hasCommentEnds_ = false;
+    note("text stands behind record " + std::to_string(number_));
+    std::size_t end = 1;
+    while (end < text.size() && tagName(text.substr(end)).empty()) end = std::min(text.find('<', end + 1), text.size());
+    text.remove_prefix(end);
+  }
+
+  void note(std::string problem) {
+    if (!problem_) problem_ = std::move(problem);
+  }
+
+  std::string_view type_;
+  const TakeRecord& take_;
+  std::size_t number_ = 0;
+  bool hasCommentEnds_ = true;  // false once one was looked for in vain
+  std::optional<std::string> problem_;
+};
+
+/// Removes what may stand before the first element: a byte-order mark, the declaration, comments.
+void skipProlog(std::string_view& text) {
+  if (text.starts_with("\xEF\xBB\xBF")) text.remove_prefix(3);
+  for (skipSpace(text); text.starts_with("<?") || text.starts_with("<!"); skipSpace(text)) {
+    const std::string_view close = text.starts_with("<?") ? "?>" : text.starts_with("<!--") ? "-->" : ">";
+    const std::size_t end = text.find(close);
+    if (end == npos) return;
+    text.remove_prefix(end + close.size());
+  }
+}
+
+/// The records between the tags of the list that `text` begins with.
+std::optional<std::string> readList(const List& list, std::string_view text, const TakeRecord& take) {
+  const std::string element(list.element);
+  const std::size_t begin = text.find('>');
+  if (begin == npos) return "the tag of " + element + " has no end";
+  std::string_view content = text.substr(begin + 1);
+  std::string_view rest;
+  std::optional<std::string> problem;
+  if (text[begin - 1] == '/') {
+    std::swap(content, rest);
+  } else if (const std::size_t end = content.rfind("</" + element); end == npos) {
+    problem = element + " has no end tag";
+  } else {
+    const std::size_t length = endTagLength(content.substr(end), element);
+    rest = content.substr(end + length);
+    content = content.substr(0, end);
+  }
+  skipSpace(rest);
+  if (!rest.empty()) problem = "text stands behind " + element;
+  const auto inside = Records(list.type, take).readAll(content);
+  return inside ? inside : problem;
+}
+
+}  // namespace
+
+std::optional<std::string> readDocument(std::string_view path, std::string_view body, const TakeRecord& take) {
+  const auto byPath = std::find_if(kLists.begin(), kLists.end(), [&](const List& list) { return list.path == path; });
+  const bool isExpected = byPath != kLists.end();
+  skipProlog(body);
+  const std::string_view root = tagName(body);
+  const auto byElement =
+      std::find_if(kLists.begin(), kLists.end(), [&](const List& list) { return list.element == root; });
+  if (byElement != kLists.end()) return readList(*byElement, body, take);
+  if (!isExpected) return std::nullopt;
+  if (root.empty()) return "it is no document: it does not begin with an element";
+  return Records(byPath->type, take).readAll(body);
+}
+
+}  // namespace collector

@@ -1,0 +1,67 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace collector {
+
+/// One thing that the server shall do wrong, for which requests, and how often: `PATH:FAULT[:TIMES]`.
+struct FaultRule {
+  enum class Kind : std::uint8_t {
+    status,       ///< answers with another status
+    delay,        ///< answers late
+    resetBefore,  ///< resets the connection before any byte of the answer
+    resetInside,  ///< resets the connection inside the answer
+    cut           ///< sends a body shorter than it announces, and closes
+  };
+
+  std::string path;  ///< as posted, or "*" for all
+  Kind kind = Kind::status;
+  int status = 0;                      ///< of Kind::status
+  std::chrono::milliseconds delay{0};  ///< of Kind::delay
+  std::optional<std::uint64_t> times;  ///< how often it is still used; nothing: always
+
+  bool operator==(const FaultRule&) const = default;
+};
+
+/// Reads a rule. Throws std::invalid_argument, whose text says what is wrong with it and what would be right.
+FaultRule parseFaultRule(std::string_view text);
+
+/// The rule as it is written; reading that text gives the rule again.
+std::string textOf(const FaultRule& rule);
+
+/// What befalls one request.
+struct Misfortune {
+  std::chrono::milliseconds delay{0};
+  std::optional<FaultRule> fault;  ///< never Kind::delay
+};
+
+/// What befalls a request to `path`: the first rule that matches it. Delays that stand before that rule add up. Each
+/// rule that takes part is used once, and goes when it is used up.
+Misfortune useRules(std::vector<FaultRule>& rules, std::string_view path);
+
+/// What is told about a request that met this: "200", "500", "reset", "cut".
+std::string answeredText(const std::optional<FaultRule>& fault);
+
+/// The rules in force.
+///
+/// Threading: any thread.
+class Faults {
+ public:
+  explicit Faults(std::vector<FaultRule> rules) : rules_(std::move(rules)) {}
+
+  Misfortune next(std::string_view path);
+  void replace(std::vector<FaultRule> rules);
+  std::vector<std::string> texts() const;
+
+ private:
+  mutable std::mutex mutex_;
+  std::vector<FaultRule> rules_;
+};
+
+}  // namespace collector

@@ -1,0 +1,184 @@
+#include "tools/collector/HttpServer.h"
+
+#include <array>
+#include <charconv>
+#include <chrono>
+#include <cstdint>
+#include <exception>
+#include <fcntl.h>
+#include <optional>
+#include <poll.h>
+#include <stdexcept>
+#include <sys/socket.h>
+#include <system_error>
+#include <thread>
+#include <unistd.h>
+
+namespace collector {
+
+namespace {
+
+constexpr int kBacklog = 512;
+constexpr std::size_t kRequestsOfOneConnection = 1'000'000;
+constexpr int kPause = 50;                 // milliseconds until it is tried again to accept
+constexpr std::chrono::seconds kGrace{1};  // for answers that are under way at the end
+
+// NOLINTNEXTLINE(cppcoreguidelines-avoid-non-const-global-variables): the engine hands its handlers no more than a
+// request
+thread_local Connection* current = nullptr;
+
+bool hasBody(const httplib::Request& request) {
+  return request.has_header("Transfer-Encoding") || request.has_header("Content-Length");
+}
+
+/// The announced length of the body; nothing when it is none that a number can hold.
+std::optional<std::uint64_t> announcedLength(const httplib::Request& request) {
+  const std::string text = request.get_header_value("Content-Length");
+  std::uint64_t length = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), length);
+  if (error != std::errc() || end != text.data() + text.size()) return std::nullopt;
+  return length;
+}
+
+/// Why the request is not to be answered as asked: a status, or 0.
+int refusal(const httplib::Request& request, const Limits& limits) {
+  if (request.has_header("Transfer-Encoding") && request.get_header_value("Transfer-Encoding") != "chunked") return 501;
+  if (!request.has_header("Content-Length")) return 0;
+  const auto length = announcedLength(request);
+  if (!length || request.get_header_value_count("Content-Length") > 1) return 400;
+  return *length > limits.largestBody ? 413 : 0;
+}
+
+/// Keeps from the engine what it would do beyond handing a body on: decompress it, take a form apart, compress the
+/// answer or send a part of it.
+void simplify(httplib::Request& request) {
+  for (const char* name : {"Content-Encoding", "Content-Type", "Accept-Encoding"}) request.headers.erase(name);
+  request.ranges.clear();
+}
+
+}  // namespace
+
+HttpServer::HttpServer(const Limits& limits) : limits_(limits) {
+  set_payload_max_length(limits.largestBody);
+  // What the engine tells the clients; it is this layer that holds them to it.
+  set_keep_alive_timeout(limits.keepAlive.count());
+  set_keep_alive_max_count(kRequestsOfOneConnection);
+  set_socket_options([](int socket) {
+    const int on = 1;  // a restart finds its port free; a second server does not
+    setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
+  });
+  set_pre_routing_handler([this](const httplib::Request& request, httplib::Response& response) {
+    const int status = refusal(request, limits_);
+    if (status == 0) return HandlerResponse::Unhandled;
+    response.status = status;
+    if (status == 413) {
+      response.set_content("The body is longer than " + std::to_string(limits_.largestBody) + " bytes.\n",
+                           "text/plain");
+    }
+    return HandlerResponse::Handled;
+  });
+}
+
+int HttpServer::listenOn(const std::string& address, int port) {
+  const int bound = port == 0 ? bind_to_any_port(address) : bind_to_port(address, port) ? port : -1;
+  if (bound < 0) {
+    throw std::runtime_error("cannot listen on port " + std::to_string(port) + " of " + address +
+                             ": is it taken? --port 0 takes a free one.");
+  }
+  ::listen(svr_sock_, kBacklog);
+  fcntl(svr_sock_, F_SETFL, O_NONBLOCK);
+  return bound;
+}
+
+void HttpServer::run(int stop, const std::function<void()>& onStop) {
+  for (;;) {
+    std::unique_lock lock(mutex_);
+    const bool hasRoom = threads_ < limits_.connections;
+    lock.unlock();
+    std::array<pollfd, 2> descriptors = {pollfd{stop, POLLIN, 0}, pollfd{svr_sock_, POLLIN, 0}};
+    poll(descriptors.data(), hasRoom ? 2 : 1, hasRoom ? -1 : kPause);
+    if (descriptors[0].revents != 0) break;
+    if (hasRoom && descriptors[1].revents != 0) accept();
+  }
+  onStop();
+  end();
+}
+
+Connection& HttpServer::connection() { return *current; }
+
+void HttpServer::accept() {
+  const int socket = ::accept4(svr_sock_, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
+  if (socket < 0) {
+    // Too many open files, as a rule, or a client that has left again.
+    std::this_thread::sleep_for(std::chrono::milliseconds(kPause));
+    return;
+  }
+  {
+    const std::lock_guard lock(mutex_);
+    ++threads_;
+  }
+  try {
+    std::thread([this, socket] { serve(socket); }).detach();
+  } catch (const std::system_error&) {
+    close(socket);
+    const std::lock_guard lock(mutex_);
+    --threads_;
+  }
+}
+
+void HttpServer::serve(int socket) {
+  {
+    Connection connection(socket, limits_);
+    {
+      const std::lock_guard lock(mutex_);
+      connections_.insert(&connection);
+      if (isEnding_) connection.stopReading();
+    }
+    current = &connection;
+    try {
+      answer(connection);
+    } catch (const std::exception&) {  // no memory for the head of a request
+      connection.closeAfterAnswer();
+    }
+    const std::lock_guard lock(mutex_);
+    connections_.erase(&connection);
+  }
+  std::unique_lock lock(mutex_);
+  --threads_;
+  std::notify_all_at_thread_exit(isDone_, std::move(lock));
+}
+
+/// Answers the requests of a connection, one after another.
+void HttpServer::answer(Connection& connection) {
+  while (connection.waitForRequest()) {
+    bool isClosing = false;
+    const bool isWritten = process_request(connection, false, isClosing, [&](httplib::Request& request) {
+      connection.endHead();
+      const bool isRead = request.method == "POST" || request.method == "PUT";
+      if (refusal(request, limits_) != 0 || (hasBody(request) && !isRead)) {
+        connection.closeAfterAnswer();
+        request.headers.erase("Expect");
+        request.headers.erase("Connection");
+        request.headers.emplace("Connection", "close");
+      }
+      if (isRead && !hasBody(request)) request.headers.emplace("Content-Length", "0");
+      simplify(request);
+    });
+    if (!connection.isHeadRead()) connection.closeAfterAnswer();
+    if (!isWritten || isClosing || connection.isLast()) return;
+  }
+}
+
+void HttpServer::end() {
+  const int socket = svr_sock_.exchange(INVALID_SOCKET);  // ends the engine's answers that are made piece by piece, too
+  if (socket != INVALID_SOCKET) close(socket);
+  std::unique_lock lock(mutex_);
+  isEnding_ = true;
+  for (const Connection* connection : connections_) connection->stopReading();
+  const auto isDone = [this] { return threads_ == 0; };
+  if (isDone_.wait_for(lock, kGrace, isDone)) return;
+  for (const Connection* connection : connections_) connection->stopAll();
+  isDone_.wait(lock, isDone);
+}
+
+}  // namespace collector

@@ -1,0 +1,51 @@
+#pragma once
+
+#include <condition_variable>
+#include <cstddef>
+#include <functional>
+#include <mutex>
+#include <set>
+#include <string>
+
+#include <httplib.h>
+
+#include "tools/collector/Connection.h"
+
+namespace collector {
+
+/// The HTTP engine behind a small layer of our own that accepts the connections and gives each a thread: a slow client
+/// holds up nobody, a connection can be reset by a handler, and the end comes at once.
+///
+/// Bodies reach the content readers as they were sent: neither decompressed nor taken apart. A body that is announced
+/// to be longer than the limit is refused before a byte of it is read.
+class HttpServer : public httplib::Server {
+ public:
+  explicit HttpServer(const Limits& limits);
+
+  /// Listens on `port` of `address`, on a free one for 0. Gives the port. Throws std::runtime_error.
+  int listenOn(const std::string& address, int port);
+
+  /// Serves until the descriptor `stop` can be read. Then it calls `onStop`, accepts nobody any more, lets the answers
+  /// that are under way finish, for a moment, and returns when the last connection is closed.
+  void run(int stop, const std::function<void()>& onStop);
+
+  const Limits& limits() const { return limits_; }
+
+  /// The connection whose request the calling thread answers. Only for handlers.
+  static Connection& connection();
+
+ private:
+  void accept();
+  void serve(int socket);
+  void answer(Connection& connection);
+  void end();
+
+  const Limits limits_;
+  std::mutex mutex_;
+  std::condition_variable isDone_;
+  std::size_t threads_ = 0;
+  bool isEnding_ = false;
+  std::set<const Connection*> connections_;
+};
+
+}  // namespace collector

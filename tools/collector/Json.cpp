@@ -1,0 +1,110 @@
+#include "tools/collector/Json.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <utility>
+
+#include <nlohmann/json.hpp>
+
+#include "sqm/common/Utf8.h"
+
+#include "tools/collector/Database.h"
+
+namespace collector {
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+constexpr std::size_t kLongestInEvent = std::size_t{64} * 1024;
+
+std::string textOf(const Json& json) { return json.dump(-1, ' ', false, Json::error_handler_t::replace); }
+
+template <typename Value>
+Json orNull(const std::optional<Value>& value) {
+  return value ? Json(*value) : Json(nullptr);
+}
+
+Json summary(const RequestRow& request) {
+  return {{"id", request.id},           {"time", request.time},
+          {"method", request.method},   {"path", request.path},
+          {"query", request.query},     {"contentType", request.contentType},
+          {"bytes", request.bytes},     {"answered", request.answered},
+          {"records", request.records}, {"problem", orNull(request.problem)}};
+}
+
+Json whole(const RecordRow& record) {
+  return {{"id", record.id},
+          {"request", record.request},
+          {"time", record.time},
+          {"path", record.path},
+          {"type", record.type},
+          {"subType", orNull(record.subType)},
+          {"event", orNull(record.event)},
+          {"problem", orNull(record.problem)},
+          {"values", Json::parse(record.values)},
+          {"raw", record.raw}};
+}
+
+/// Cuts a text between two characters. True when there was something to be cut off.
+bool cut(std::string& text) {
+  if (text.size() <= kLongestInEvent) return false;
+  std::size_t end = kLongestInEvent;
+  while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xC0) == 0x80) --end;
+  text.resize(end);
+  return true;
+}
+
+std::string base64(std::string_view bytes) {
+  constexpr std::string_view kDigits = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+  std::string text;
+  text.reserve((bytes.size() + 2) / 3 * 4);
+  for (std::size_t at = 0; at < bytes.size(); at += 3) {
+    const std::string_view group = bytes.substr(at, 3);
+    std::uint32_t bits = 0;
+    for (std::size_t i = 0; i < 3; ++i) {
+      bits = bits << 8 | (i < group.size() ? static_cast<unsigned char>(group[i]) : 0U);
+    }
+    for (std::size_t i = 0; i < 4; ++i) {
+      text.push_back(i <= group.size() ? kDigits[bits >> (18 - 6 * i) & 63] : '=');
+    }
+  }
+  return text;
+}
+
+}  // namespace
+
+std::string pairsJson(const std::vector<std::pair<std::string, std::string>>& pairs) {
+  Json list = Json::array();
+  for (const auto& [name, value] : pairs) list.push_back(Json::array({name, value}));
+  return textOf(list);
+}
+
+std::string textsJson(const std::vector<std::string>& texts) { return textOf(Json(texts)); }
+
+std::string errorJson(std::string_view error) { return textOf({{"error", error}}); }
+
+std::string requestJson(const RequestRow& request) { return textOf(summary(request)); }
+
+std::string wholeRequestJson(const RequestRow& request, const std::string& headers, std::string body) {
+  Json json = summary(request);
+  const bool isText = sqm::isWellFormedUtf8(body);
+  json["headers"] = Json::parse(headers);
+  json["encoding"] = isText ? "utf-8" : "base64";
+  json["body"] = isText ? std::move(body) : base64(body);
+  return textOf(json);
+}
+
+std::string recordJson(const RecordRow& record) { return textOf(whole(record)); }
+
+std::string recordEventJson(RecordRow record) {
+  bool isCut = cut(record.raw);
+  Json json = whole(record);
+  for (Json& value : json["values"]) {
+    for (Json& part : value) isCut |= cut(part.get_ref<std::string&>());
+  }
+  if (isCut) json["cut"] = true;
+  return textOf(json);
+}
+
+}  // namespace collector

@@ -1,0 +1,34 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace collector {
+
+struct RequestRow;
+struct RecordRow;
+
+// What is kept, as JSON texts on one line each. Ill-formed UTF-8 becomes U+FFFD.
+
+/// [["name","value"],…]
+std::string pairsJson(const std::vector<std::pair<std::string, std::string>>& pairs);
+
+/// ["text",…]
+std::string textsJson(const std::vector<std::string>& texts);
+
+/// {"error":"…"}
+std::string errorJson(std::string_view error);
+
+std::string requestJson(const RequestRow& request);
+
+/// The request with its headers and body.
+std::string wholeRequestJson(const RequestRow& request, const std::string& headers, std::string body);
+
+std::string recordJson(const RecordRow& record);
+
+/// The record for an event: texts longer than 64 KiB are cut, and it then says so with "cut":true.
+std::string recordEventJson(RecordRow record);
+
+}  // namespace collector

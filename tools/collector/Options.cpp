@@ -1,0 +1,86 @@
+#include "tools/collector/Options.h"
+
+#include <CLI/CLI.hpp>
+#include <cstddef>
+#include <cstdio>
+#include <limits>
+#include <stdexcept>
+
+namespace collector {
+
+namespace {
+
+constexpr int kBadInput = 2;
+constexpr std::size_t kMiB = std::size_t{1} << 20;
+
+void addSeconds(CLI::App& program, const char* name, std::chrono::seconds& limit, const char* description) {
+  program
+      .add_option_function<int>(
+          name, [&limit](const int& seconds) { limit = std::chrono::seconds(seconds); }, description)
+      ->check(CLI::Range(1, 86400))
+      ->type_name("SECONDS")
+      ->default_str(std::to_string(limit.count()));
+}
+
+}  // namespace
+
+int readOptions(int argc, char** argv, Options& options) {
+  CLI::App program{
+      "A collection server: keeps what is posted to it in an SQLite database, takes it apart, and answers 200.\n"
+      "Its page is at /, its data is at /_requests, /_records and /_events as JSON.\n"};
+  program.name("sqm-collector");
+  std::vector<std::string> rules;
+  std::size_t largestBody = options.limits.largestBody / kMiB;
+  program.add_option("--port", options.port, "Port to listen on; 0 takes a free one")
+      ->check(CLI::Range(0, 65535))
+      ->capture_default_str();
+  program.add_option("--listen", options.address, "Address to listen on; any but the default lets other machines in")
+      ->type_name("ADDRESS")
+      ->capture_default_str();
+  program
+      .add_option(
+          "--database", options.database,
+          "Database that keeps what arrives; made when it is missing. Without it: a temporary one, which is gone "
+          "when the server ends")
+      ->type_name("FILE");
+  program
+      .add_option("--fail", rules,
+                  "Something to do wrong, as in /sqm:status=500:once. PATH is as posted, or *; FAULT is status=CODE, "
+                  "delay=SECONDS, reset=before, reset=inside or cut; TIMES is once, a number or always. Repeatable")
+      ->type_name("PATH:FAULT[:TIMES]")
+      ->expected(1)
+      ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+  program.add_flag("--quiet", options.isQuiet, "Print the address alone");
+  program.add_option("--keep", options.mostRequests, "Keep that many requests, the latest; 0 keeps all")
+      ->check(CLI::Range(std::int64_t{0}, std::numeric_limits<std::int64_t>::max()))
+      ->type_name("NUMBER")
+      ->capture_default_str();
+  program.add_option("--largest-body", largestBody, "Refuse longer bodies with status 413")
+      ->check(CLI::Range(1, 900))
+      ->type_name("MIB")
+      ->capture_default_str();
+  program.add_option("--connections", options.limits.connections, "Serve that many clients at a time; others wait")
+      ->check(CLI::Range(1, 900))
+      ->type_name("NUMBER")
+      ->capture_default_str();
+  program.add_option("--watchers", options.watchers, "Serve /_events to that many clients at a time")
+      ->check(CLI::Range(0, 900))
+      ->type_name("NUMBER")
+      ->capture_default_str();
+  addSeconds(program, "--stall", options.limits.stall, "Give a client up that sends or takes nothing for so long");
+  addSeconds(program, "--request-time", options.limits.request,
+             "Give a client up whose request takes longer to arrive");
+  try {
+    program.parse(argc, argv);
+    for (const std::string& rule : rules) options.faults.push_back(parseFaultRule(rule));
+  } catch (const CLI::ParseError& error) {
+    return program.exit(error) == 0 ? 0 : kBadInput;
+  } catch (const std::invalid_argument& error) {
+    std::fprintf(stderr, "sqm-collector: --fail: %s\n", error.what());
+    return kBadInput;
+  }
+  options.limits.largestBody = largestBody * kMiB;
+  return -1;
+}
+
+}  // namespace collector

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "tools/collector/Connection.h"
+#include "tools/collector/Faults.h"
+
+namespace collector {
+
+/// What the command line asks for.
+struct Options {
+  std::string address = "127.0.0.1";  // nobody else's machine can reach it
+  int port = 8080;
+  std::string database;  ///< empty: a temporary one
+  std::vector<FaultRule> faults;
+  Limits limits;
+  std::size_t watchers = 32;
+  std::int64_t mostRequests = 0;  ///< 0: all are kept
+  bool isQuiet = false;
+};
+
+/// Reads the command line. When the program is to end, with that status, what there is to say has been said, and
+/// `options` is not to be used; otherwise -1.
+int readOptions(int argc, char** argv, Options& options);
+
+}  // namespace collector

@@ -1,0 +1,17 @@
+#include "tools/collector/Page.h"
+
+namespace collector {
+
+namespace {
+
+using std::string_view_literals::operator""sv;
+
+constexpr Asset kAssets[] = {
+#include "PageAssets.inc"  // made from the files in page/
+};
+
+}  // namespace
+
+std::span<const Asset> assets() { return kAssets; }
+
+}  // namespace collector

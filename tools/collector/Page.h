@@ -1,0 +1,17 @@
+#pragma once
+
+#include <span>
+#include <string_view>
+
+namespace collector {
+
+/// A file of the page that the server shows to a browser.
+struct Asset {
+  std::string_view path;  ///< "/", or below "/_page/"
+  std::string_view contentType;
+  std::string_view content;
+};
+
+std::span<const Asset> assets();
+
+}  // namespace collector

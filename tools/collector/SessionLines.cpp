@@ -1,0 +1,127 @@
+// Takes the body of the older path apart: lines of 86 quoted texts. Nothing in them is escaped (docs/sqm-files.md), so
+// a border between two texts is `","`, and a line ends at `"` and a line feed.
+
+#include <array>
+#include <cstddef>
+
+#include "tools/collector/RecordReader.h"
+
+namespace collector {
+
+namespace {
+
+constexpr std::size_t kPositions = 86;
+
+/// The names of the positions that are filled; the others go by their number.
+constexpr std::array<std::string_view, kPositions> kNames = [] {
+  std::array<std::string_view, kPositions> names;
+  names[0] = "username";
+  names[1] = "osVersion";
+  names[2] = "application";
+  names[4] = "postConnect";
+  names[5] = "devicetype";
+  names[7] = "forSSID";
+  names[12] = "connectStart";
+  names[13] = "loginStart";
+  names[14] = "secondsToLogin";
+  names[15] = "serverIP";
+  names[16] = "clientIP";
+  names[18] = "errorCode";
+  names[19] = "creation";
+  names[20] = "profileID";
+  names[21] = "fullUserName";
+  names[24] = "accessPointOwner";
+  names[28] = "accessProcedure";
+  names[30] = "lang";
+  names[31] = "sqmCounter";
+  names[32] = "loginSeconds";
+  names[33] = "disconnect";
+  names[34] = "preConnect";
+  names[37] = "clientMacAddress";
+  names[38] = "apMacAddress";
+  names[40] = "forSSID";
+  names[41] = "installId";
+  names[58] = "signalstrength";
+  names[66] = "finalSigStrength";
+  names[70] = "txBytes";
+  names[71] = "rxBytes";
+  names[75] = "phoneVer";
+  names[76] = "pbUpdateDate";
+  names[79] = "wiFiSecurity";
+  names[85] = "autoConnect";
+  return names;
+}();
+
+std::string nameOf(std::size_t position) {
+  const std::string_view name = kNames[position];
+  return name.empty() ? std::to_string(position) : std::string(name);
+}
+
+/// One line: where it ends, how many texts it has, and those of them that have a position and are not empty.
+struct Line {
+  std::size_t end = 0;
+  std::size_t texts = 0;
+  std::vector<std::pair<std::string, std::string>> values;
+};
+
+/// True where a line can end: at the end of the body, and where the next line begins.
+bool isBorder(std::string_view rest) { return rest.empty() || rest.front() == '"'; }
+
+/// Reads the line at the beginning of `text`, which begins with a double quote.
+Line readLine(std::string_view text) {
+  constexpr std::string_view kBorder = "\",\"", kEnd = "\"\n";
+  Line line;
+  const auto add = [&](std::string_view value) {
+    if (line.texts < kPositions && !value.empty()) line.values.emplace_back(nameOf(line.texts), value);
+    ++line.texts;
+  };
+  std::size_t begin = 1;
+  for (std::size_t at = begin; (at = text.find('"', at)) != std::string_view::npos; ++at) {
+    if (text.substr(at).starts_with(kBorder)) {
+      add(text.substr(begin, at - begin));
+      at += kBorder.size() - 1;
+      begin = at + 1;
+    } else if (const std::size_t end = at + kEnd.size();
+               text.substr(at).starts_with(kEnd) && (line.texts + 1 == kPositions || isBorder(text.substr(end)))) {
+      add(text.substr(begin, at - begin));
+      line.end = end;
+      return line;
+    }
+  }
+  // A line that was cut off, by a full disk as a rule: its end is the body's.
+  std::string_view rest = text.substr(begin);
+  if (rest.ends_with('"')) rest.remove_suffix(1);
+  add(rest);
+  line.end = text.size();
+  return line;
+}
+
+}  // namespace
+
+std::optional<std::string> readSessionLines(std::string_view body, const TakeRecord& take) {
+  std::optional<std::string> problem;
+  std::size_t number = 0;
+  while (!body.empty()) {
+    if (++number > kMostRecords) return problem ? problem : "more than 100000 lines: the others are not taken apart";
+    Record record;
+    record.type = "sqm";
+    if (body.front() != '"') {
+      // No line of the library. What stands there is kept until a line begins.
+      const std::size_t end = body.find("\n\"");
+      record.raw = body.substr(0, end == std::string_view::npos ? end : end + 1);
+      record.problem = "it does not begin with a double quote";
+    } else {
+      Line line = readLine(body);
+      record.raw = body.substr(0, line.end);
+      // With more texts than positions nobody can say which border belongs to a value.
+      if (line.texts <= kPositions) record.values = std::move(line.values);
+      if (line.texts != kPositions) record.problem = "it has " + std::to_string(line.texts) + " texts, and not 86";
+    }
+    if (record.problem && !problem) problem = "line " + std::to_string(number) + ": " + *record.problem;
+    body.remove_prefix(record.raw.size());
+    take(record);
+  }
+  return problem;
+}
+
+}  // namespace collector

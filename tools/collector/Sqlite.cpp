@@ -1,0 +1,115 @@
+#include "tools/collector/Sqlite.h"
+
+#include <sqlite3.h>
+
+namespace collector::sqlite {
+
+namespace {
+
+constexpr int kPatience = 5000;  // milliseconds, while another program holds the database
+
+}  // namespace
+
+void Connection::Close::operator()(sqlite3* database) const { sqlite3_close_v2(database); }
+
+Connection::Connection(const std::string& file) {
+  sqlite3* opened = nullptr;
+  const int result =
+      sqlite3_open_v2(file.c_str(), &opened, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX, nullptr);
+  database_.reset(opened);  // there is one to be closed after most failures, too
+  if (result != SQLITE_OK) throw Error(opened ? sqlite3_errmsg(opened) : sqlite3_errstr(result));
+  sqlite3_extended_result_codes(opened, 1);
+  sqlite3_busy_timeout(opened, kPatience);
+}
+
+void Connection::run(const char* statements) {
+  if (sqlite3_exec(database_.get(), statements, nullptr, nullptr, nullptr) != SQLITE_OK) {
+    throw Error(sqlite3_errmsg(database_.get()));
+  }
+}
+
+void Statement::Finalize::operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
+
+Statement::Statement(Connection& connection, std::string_view text) : database_(connection.get()) {
+  sqlite3_stmt* prepared = nullptr;
+  check(sqlite3_prepare_v3(database_, text.data(), static_cast<int>(text.size()), SQLITE_PREPARE_PERSISTENT, &prepared,
+                           nullptr));
+  statement_.reset(prepared);
+}
+
+Statement& Statement::bind(int parameter, std::int64_t value) {
+  check(sqlite3_bind_int64(statement_.get(), parameter, value));
+  return *this;
+}
+
+Statement& Statement::bind(int parameter, std::string_view text) {
+  // A null pointer would stand for NULL.
+  const char* data = text.data() ? text.data() : "";
+  check(sqlite3_bind_text64(statement_.get(), parameter, data, text.size(), SQLITE_STATIC, SQLITE_UTF8));
+  return *this;
+}
+
+Statement& Statement::bindIfAny(int parameter, const std::optional<std::string>& text) {
+  if (text) return bind(parameter, std::string_view(*text));
+  check(sqlite3_bind_null(statement_.get(), parameter));
+  return *this;
+}
+
+Statement& Statement::bindBlob(int parameter, std::string_view bytes) {
+  const char* data = bytes.data() ? bytes.data() : "";
+  check(sqlite3_bind_blob64(statement_.get(), parameter, data, bytes.size(), SQLITE_STATIC));
+  return *this;
+}
+
+bool Statement::next() {
+  const int result = sqlite3_step(statement_.get());
+  if (result == SQLITE_ROW) return true;
+  if (result == SQLITE_DONE) {
+    reset();
+    return false;
+  }
+  const Error error(sqlite3_errmsg(database_));
+  reset();
+  throw error;
+}
+
+void Statement::run() {
+  while (next()) {
+  }
+}
+
+void Statement::reset() {
+  sqlite3_reset(statement_.get());
+  sqlite3_clear_bindings(statement_.get());
+}
+
+std::int64_t Statement::number(int column) const { return sqlite3_column_int64(statement_.get(), column); }
+
+std::string Statement::text(int column) const {
+  const auto* bytes = static_cast<const char*>(sqlite3_column_blob(statement_.get(), column));
+  if (!bytes) return {};
+  return {bytes, static_cast<std::size_t>(sqlite3_column_bytes(statement_.get(), column))};
+}
+
+std::optional<std::string> Statement::textIfAny(int column) const {
+  if (sqlite3_column_type(statement_.get(), column) == SQLITE_NULL) return std::nullopt;
+  return text(column);
+}
+
+void Statement::check(int result) const {
+  if (result != SQLITE_OK) throw Error(sqlite3_errmsg(database_));
+}
+
+// IMMEDIATE: what it reads first is still so when it writes.
+Transaction::Transaction(Connection& connection) : connection_(connection) { connection_.run("BEGIN IMMEDIATE"); }
+
+Transaction::~Transaction() {
+  if (isOpen_) sqlite3_exec(connection_.get(), "ROLLBACK", nullptr, nullptr, nullptr);
+}
+
+void Transaction::commit() {
+  connection_.run("COMMIT");
+  isOpen_ = false;
+}
+
+}  // namespace collector::sqlite
