@@ -9,8 +9,6 @@
 
 namespace {
 
-const std::string kSqmctl = kPrograms + "/sqmctl";
-
 /// Everything that the library and the tool make lies below the home directory.
 void expectNothingHasRun(const Played& played) {
   EXPECT_EQ(played.out(), "");

@@ -17,7 +17,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-const std::string kSqmctl = kPrograms + "/sqmctl";
 const std::string kResources = std::string(SQM_SOURCE_DIR) + "/examples";
 
 /// Runs a command of the shell.
