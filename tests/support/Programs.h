@@ -67,6 +67,11 @@ class Collector {
     return process_.wait();
   }
 
+  void kill() {
+    process_.kill();
+    process_.wait();
+  }
+
  private:
   static std::vector<std::string> command(const std::vector<std::string>& options) {
     std::vector<std::string> words = {kPrograms + "/sqm-collector", "--port", "0", "--quiet"};

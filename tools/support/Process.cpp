@@ -55,7 +55,9 @@ std::string Process::readLine() {
   return line;
 }
 
-void Process::terminate() { kill(pid_, SIGTERM); }
+void Process::terminate() { ::kill(pid_, SIGTERM); }
+
+void Process::kill() { ::kill(pid_, SIGKILL); }
 
 int Process::wait() {
   int status = 0;
