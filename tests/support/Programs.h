@@ -105,6 +105,11 @@ class Collector {
     return process_.wait();
   }
 
+  void kill() {
+    process_.kill();
+    process_.wait();
+  }
+
  private:
   static std::vector<std::string> command(const std::vector<std::string>& options, int port) {
     std::vector<std::string> words = {kPrograms + "/sqm-collector", "--port", std::to_string(port), "--quiet"};

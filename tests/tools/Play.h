@@ -8,7 +8,7 @@
 #include <unistd.h>
 #include <vector>
 
-#include "tests/support/Programs.h"
+#include "tests/tools/Sqmctl.h"
 
 /// What `sqmctl play` did with a scenario that came by standard input, below a home directory of its own.
 class Played {

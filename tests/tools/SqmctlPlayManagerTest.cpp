@@ -49,6 +49,7 @@ TEST(SqmctlPlayManager, GivesTheResultsOfTheCalls) {
       {R"("userAcceptance","params":{"88":1})", "true"},
       {R"("save")", "null"},
       {R"("restart")", "null"},
+      {R"("applicationStart","params":{"6":"a"})", "true"},
       {R"("timeStamp","value":"\"2026\"")", "null"},
       {R"("timeStamp","value":null)", "null"},
       {R"("filter")", "null"},
@@ -179,6 +180,16 @@ TEST(SqmctlPlayManager, FilterRulesMatchByNameAndSubType) {
       {R"({"name":null})", true},
       {R"({"name":""})", true},
   };
+  for (const auto& [rule, isRecorded] : cases) {
+    const Played played(std::string(R"({"do":"filter","disable":[{"name":"x"},)") + rule +
+                        "]}\n{\"do\":\"device\",\"params\":{\"6\":\"a\"}}\n");
+    EXPECT_EQ(played.result(2), "true");
+    EXPECT_EQ(timesIn(list(played, "SQMDevice.plist"), "<string>"), isRecorded ? 1u : 0u) << rule;
+  }
+}
+
+TEST(SqmctlPlayManager, AnAbsentNameMatchesWhereThereIsNoRecord) {
+  // A stop without a start has no record, which has neither name nor sub-type.
   const struct {
     const char* rule;
     bool isRecorded;

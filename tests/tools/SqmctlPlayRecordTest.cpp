@@ -218,17 +218,16 @@ TEST(SqmctlPlayRecord, TheClockGoesNoFurtherThanItCan) {
 
 TEST(SqmctlPlayRecord, TheOptionsMayStandBeforeTheSubcommand) {
   const TemporaryFolder folder;
-  const Outcome outcome =
-      runProgram({kPrograms + "/sqmctl", "--home", folder / "home", "--time", "2026-11-21T10:00:00Z", "--zone", "UTC",
-                  "--locale", "en_GB", "--os", "a", "--os-version", "b", "play", "-"},
-                 R"({"do":"collector.directory","path":"a"}
+  const Outcome outcome = runProgram({kSqmctl, "--home", folder / "home", "--time", "2026-11-21T10:00:00Z", "--zone",
+                                      "UTC", "--locale", "en_GB", "--os", "a", "--os-version", "b", "play", "-"},
+                                     R"({"do":"collector.directory","path":"a"}
 {"do":"collector.save"}
 )");
   EXPECT_EQ(outcome.status, 0) << outcome.err;
   EXPECT_EQ(namesIn(folder / "home/a"), std::vector<std::string>{"0Q20261121100000.sqm"});
-  const Outcome after = runProgram({kPrograms + "/sqmctl", "play", "-", "--home", folder / "other", "--resources",
-                                    std::string(SQM_SOURCE_DIR) + "/examples"},
-                                   "{\"do\":\"save\"}\n");
+  const Outcome after = runProgram(
+      {kSqmctl, "play", "-", "--home", folder / "other", "--resources", std::string(SQM_SOURCE_DIR) + "/examples"},
+      "{\"do\":\"save\"}\n");
   EXPECT_EQ(after.status, 0) << after.err;
   EXPECT_EQ(folder.names(), (std::vector<std::string>{"home", "other"}));
 }

@@ -17,7 +17,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-const std::string kSqmctl = kPrograms + "/sqmctl";
 const std::string kResources = std::string(SQM_SOURCE_DIR) + "/examples";
 
 /// Runs a command of the shell.
@@ -141,7 +140,7 @@ TEST(SqmctlPlayRun, NothingIsLeftInTheTemporaryFolder) {
   const Outcome nowhere = shell("cat | TMPDIR=/nowhere/at/all " + playing(folder), "{\"do\":\"save\"}\n");
   EXPECT_EQ(nowhere.status, 1);
   EXPECT_EQ(nowhere.out, "");
-  EXPECT_NE(nowhere.err.find("/nowhere/at/all"), std::string::npos) << nowhere.err;
+  EXPECT_NE(nowhere.err.find("TMPDIR"), std::string::npos) << nowhere.err;
 }
 
 TEST(SqmctlPlayRun, AStandardOutputThatTakesNothingIsAFailure) {

@@ -5,37 +5,16 @@
 #include <vector>
 
 #include <gtest/gtest.h>
-#include <httplib.h>
-#include <nlohmann/json.hpp>
 
 #include "tests/tools/Play.h"
 
 namespace {
 
-struct Post {
-  std::string path;
-  std::string body;
-};
-
-std::vector<Post> postsTo(const Collector& collector) {
-  httplib::Client client(collector.address());
-  std::vector<Post> posts;
-  for (const auto& request : nlohmann::json::parse(client.Get("/_requests")->body)) {
-    const std::string resource = "/_requests/" + request.at("id").dump();
-    const auto body = client.Get(resource + "/body");
-    posts.push_back({request.at("path"), body->status == 200 ? body->body : client.Get(resource)->body});
-  }
-  return posts;
-}
-
-std::vector<std::string> pathsOf(const std::vector<Post>& posts) {
+std::vector<std::string> pathsOf(const std::vector<std::pair<std::string, std::string>>& posts) {
   std::vector<std::string> paths;
-  for (const Post& post : posts) paths.push_back(post.path);
+  for (const auto& [path, body] : posts) paths.push_back(path);
   return paths;
 }
-
-/// An address where nobody listens any more.
-std::string nobody() { return SilentServer().address(); }
 
 TEST(SqmctlPlayUpload, TellsTheNotificationsInOrder) {
   const Collector collector;
@@ -65,7 +44,7 @@ TEST(SqmctlPlayUpload, TellsTheNotificationsInOrder) {
 TEST(SqmctlPlayUpload, AFailureEndsItAndKeepsTheRecords) {
   const Collector collector;
   const Played played(
-      with(collector.address(), R"({"do":"setURLs","client":"$/client","connection":")" + nobody() + R"("}
+      with(collector.address(), R"({"do":"setURLs","client":"$/client","connection":")" + deadAddress() + R"("}
 {"do":"setDeviceType","value":1}
 {"do":"client","params":{"6":"a"}}
 {"do":"connectionStart","params":{"6":"kept"}}
@@ -109,7 +88,7 @@ TEST(SqmctlPlayUpload, WhatIsUnderWayWhenTheTimeIsUpIsGivenUp) {
   EXPECT_EQ(played.result(7), R"({"notifications":["TrelkSQMUploadSuccess"]})");
   const auto posts = postsTo(collector);
   ASSERT_EQ(posts.size(), 1u);
-  EXPECT_NE(posts[0].body.find("once"), std::string::npos);
+  EXPECT_NE(posts[0].second.find("once"), std::string::npos);
 }
 
 TEST(SqmctlPlayUpload, OneThatWasGivenUpDoesNotDisturbTheNext) {
@@ -151,9 +130,9 @@ TEST(SqmctlPlayUpload, AFolderIsSentAndEmptied) {
   EXPECT_EQ(played.result(6), completed);
   const auto posts = postsTo(collector);
   ASSERT_EQ(posts.size(), 3u);
-  EXPECT_NE(posts[0].body.find(",\"7\"\n"), std::string::npos) << posts[0].body;
-  EXPECT_EQ(posts[1].body, "");
-  EXPECT_EQ(posts[2].body, "");
+  EXPECT_NE(posts[0].second.find(",\"7\"\n"), std::string::npos) << posts[0].second;
+  EXPECT_EQ(posts[1].second, "");
+  EXPECT_EQ(posts[2].second, "");
   EXPECT_TRUE(std::filesystem::is_empty(played.home() + "/a/b"));
   EXPECT_FALSE(std::filesystem::exists(played.home() + "/missing"));
   EXPECT_EQ(played.err().rfind("Path :sqm\n", 0), 0u) << "the library's console is standard error: " << played.err();
@@ -163,7 +142,7 @@ TEST(SqmctlPlayUpload, AFolderThatCannotBeSentStays) {
   const Played played(R"({"do":"collector.directory","path":"a"}
 {"do":"collector.save"}
 {"do":"directory.upload","path":"a","url":")" +
-                      nobody() + R"("}
+                      deadAddress() + R"("}
 {"do":"directory.upload","path":"a","url":""}
 )");
   EXPECT_EQ(played.result(3), R"({"status":3,"notifications":["TrelkSQMUploadError"]})");
@@ -192,13 +171,13 @@ TEST(SqmctlPlayUpload, TheQueueIsSentToItsEnd) {
   EXPECT_EQ(played.result(8), R"({"remaining":0})");
   const auto posts = postsTo(collector);
   EXPECT_EQ(pathsOf(posts), (std::vector<std::string>{"/1", "/2", "/3"}));
-  EXPECT_EQ(posts.at(2).body, "third");
+  EXPECT_EQ(posts.at(2).second, "third");
   EXPECT_NE(played.log("UploadData.log").find("QFRecordUploader :: quequeRecord- saved URL:"), std::string::npos);
 }
 
 TEST(SqmctlPlayUpload, TheQueueOutlivesTheRun) {
   const Collector collector;
-  Played played(with(nobody(), R"({"do":"queue.add","data":"a","url":"$/"}
+  Played played(with(deadAddress(), R"({"do":"queue.add","data":"a","url":"$/"}
 {"do":"queue.upload"}
 )") + with(collector.address(), R"({"do":"queue.add","data":"b","url":"$/b"}
 {"do":"restart"}
@@ -207,6 +186,54 @@ TEST(SqmctlPlayUpload, TheQueueOutlivesTheRun) {
   played.play("{\"do\":\"queue.upload\",\"timeoutSeconds\":5}\n");
   EXPECT_EQ(played.result(1), R"({"remaining":2})") << "the first holds up those behind it";
   EXPECT_EQ(postsTo(collector).size(), 0u);
+}
+
+TEST(SqmctlPlayUpload, AnAnswerOfAnyKindDeliversADocument) {
+  const struct {
+    const char* fault;
+    const char* notification;
+  } cases[] = {
+      {"/connection:status=500", "TrelkSQMUploadSuccess"},   {"/connection:status=404", "TrelkSQMUploadSuccess"},
+      {"/connection:reset=before", "TrelkSQMUploadFailure"}, {"/connection:reset=inside", "TrelkSQMUploadFailure"},
+      {"/connection:cut", "TrelkSQMUploadFailure"},
+  };
+  for (const auto& [fault, notification] : cases) {
+    const Collector collector({"--fail", fault});
+    const Played played(with(collector.address(), R"({"do":"setURLs","connection":"$/connection"}
+{"do":"upload"}
+)"));
+    EXPECT_EQ(played.result(2), "{\"notifications\":[\"" + std::string(notification) + "\"]}") << fault;
+  }
+}
+
+TEST(SqmctlPlayUpload, OnlyAnAnswer200DeliversFoldersAndRequests) {
+  const Collector collector({"--fail", "*:status=500:2"});
+  const Played played(with(collector.address(), R"({"do":"collector.directory","path":"a"}
+{"do":"collector.save"}
+{"do":"directory.upload","path":"a","url":"$/sqm"}
+{"do":"queue.add","data":"x","url":"$/queue"}
+{"do":"queue.upload"}
+{"do":"queue.upload"}
+{"do":"directory.upload","path":"a","url":"$/sqm"}
+)"));
+  EXPECT_EQ(played.result(3), R"({"status":3,"notifications":["TrelkSQMUploadError"]})");
+  EXPECT_EQ(played.result(5), R"({"remaining":1})");
+  EXPECT_EQ(played.result(6), R"({"remaining":0})");
+  EXPECT_EQ(played.result(7), R"({"status":4,"notifications":["TrelkSQMUploadComplete"]})");
+}
+
+TEST(SqmctlPlayUpload, AnAnswerThatComesTooLateBelongsToNobody) {
+  const Collector collector({"--fail", "/late:delay=1"});
+  const Played played(with(collector.address(), R"({"do":"setDeviceType","value":1}
+{"do":"connectionStart","params":{"6":"a"}}
+{"do":"setURLs","connection":"$/late"}
+{"do":"upload","timeoutSeconds":0.1}
+{"do":"setURLs","connection":"$/connection","client":"$/client"}
+{"do":"client","params":{"6":"b"}}
+{"do":"upload"}
+)"));
+  EXPECT_EQ(played.result(4), R"({"notifications":[]})");
+  EXPECT_EQ(played.result(7), R"({"notifications":["TrelkSQMUploadSuccess","TrelkSQMUploadSuccess"]})");
 }
 
 }  // namespace

@@ -41,6 +41,7 @@ _sqmctl() {
     'directory send') choices='--timeout' ;;
     diagnostics) choices='decode' ;;
     'diagnostics decode') choices='--raw --limit' ;;
+    play) choices='--time --zone --locale --os --os-version' ;;
   esac
   mapfile -t COMPREPLY < <(compgen -W "$choices --home --resources --help" -- "$word")
   case $command in

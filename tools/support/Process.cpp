@@ -58,7 +58,9 @@ std::string Process::readLine() {
   return line;
 }
 
-void Process::terminate() const { kill(pid_, SIGTERM); }
+void Process::terminate() const { ::kill(pid_, SIGTERM); }
+
+void Process::kill() const { ::kill(pid_, SIGKILL); }
 
 int Process::wait() {
   int status = 0;

@@ -26,6 +26,9 @@ class Process {
   /// Asks it to end.
   void terminate() const;
 
+  /// Ends it at once, as a crash would.
+  void kill() const;
+
   /// Waits for its end: the exit status, or 128 and the number of the signal that killed it.
   int wait();
 

@@ -29,7 +29,7 @@ std::string reasonOf(const json::exception& problem) {
     const std::size_t at = text.find(mark);
     if (at != std::string_view::npos) text.remove_prefix(at + mark.size());
   }
-  return std::string(text.substr(0, text.find("; last read")));
+  return std::string(text.substr(0, std::min(text.find("; last read"), text.find(" parsing '"))));
 }
 
 /// Builds the object while the parser goes through the line. The parser itself keeps its open objects and lists in a

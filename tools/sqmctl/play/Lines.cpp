@@ -45,7 +45,10 @@ void writeAll(int descriptor, std::string_view bytes) {
 }
 
 int makeNamelessFile() {
-  std::string path = (std::filesystem::temp_directory_path() / "sqmctl-XXXXXX").string();
+  std::error_code error;
+  const std::filesystem::path folder = std::filesystem::temp_directory_path(error);
+  if (error) cannotSpool("there is no folder for it, as TMPDIR should name one: " + error.message());
+  std::string path = (folder / "sqmctl-XXXXXX").string();
   const int descriptor = ::mkostemp(path.data(), O_CLOEXEC);
   if (descriptor < 0) cannotSpool(path + ": " + lastReason());
   ::unlink(path.c_str());

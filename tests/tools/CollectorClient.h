@@ -1,0 +1,129 @@
+#pragma once
+
+#include <arpa/inet.h>
+#include <cerrno>
+#include <cstddef>
+#include <cstring>
+#include <netinet/in.h>
+#include <string>
+#include <string_view>
+#include <sys/socket.h>
+#include <sys/time.h>
+#include <unistd.h>
+#include <vector>
+
+#include <gtest/gtest.h>
+#include <httplib.h>
+#include <nlohmann/json.hpp>
+
+#include "tests/support/Programs.h"
+
+/// A collection server, and a client that talks to it over one connection.
+class CollectorClient {
+ public:
+  explicit CollectorClient(const std::vector<std::string>& options = {})
+      : collector_(options), http_(collector_.address()) {
+    http_.set_keep_alive(true);
+    http_.set_tcp_nodelay(true);
+    http_.set_read_timeout(60);
+  }
+
+  Collector& collector() { return collector_; }
+  httplib::Client& http() { return http_; }
+  int port() const { return std::stoi(collector_.address().substr(collector_.address().rfind(':') + 1)); }
+
+  /// The status of the answer; 0 when there was none.
+  int post(const std::string& path, const std::string& body, const std::string& contentType = "text/xml") {
+    const auto answer = http_.Post(path, body, contentType);
+    return answer ? answer->status : 0;
+  }
+
+  nlohmann::json get(const std::string& path) {
+    const auto answer = http_.Get(path);
+    if (!answer || answer->status != 200) {
+      ADD_FAILURE() << path << " is not told: " << (answer ? answer->body : to_string(answer.error()));
+      return {};
+    }
+    return nlohmann::json::parse(answer->body);
+  }
+
+  nlohmann::json putFaults(const nlohmann::json& rules) {
+    const auto answer = http_.Put("/_faults", rules.dump(), "application/json");
+    EXPECT_TRUE(answer && answer->status == 200);
+    return get("/_faults");
+  }
+
+ private:
+  Collector collector_;
+  httplib::Client http_;
+};
+
+/// A connection whose every byte the test chooses.
+class RawConnection {
+ public:
+  explicit RawConnection(int port) : socket_(::socket(AF_INET, SOCK_STREAM, 0)) {
+    const timeval patience = {.tv_sec = 30, .tv_usec = 0};
+    setsockopt(socket_, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(static_cast<std::uint16_t>(port));
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    if (::connect(socket_, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
+      ADD_FAILURE() << "cannot connect: " << std::strerror(errno);
+    }
+  }
+  RawConnection(const RawConnection&) = delete;
+  RawConnection& operator=(const RawConnection&) = delete;
+  ~RawConnection() { ::close(socket_); }
+
+  /// False when the other side has gone.
+  bool send(std::string_view text) {
+    while (!text.empty()) {
+      const ssize_t count = ::send(socket_, text.data(), text.size(), MSG_NOSIGNAL);
+      if (count < 0) return false;
+      text.remove_prefix(static_cast<std::size_t>(count));
+    }
+    return true;
+  }
+
+  /// Nothing more will be sent.
+  void finish() { ::shutdown(socket_, SHUT_WR); }
+
+  /// What has come by the time `text` has; less when the connection ends before.
+  std::string readUntil(std::string_view text) {
+    while (read_.find(text) == std::string::npos && readSome() > 0) {
+    }
+    return read_;
+  }
+
+  /// All that comes until the connection ends.
+  std::string readAll() {
+    while (readSome() > 0) {
+    }
+    return read_;
+  }
+
+  /// True when the connection ended by a reset, as reading found.
+  bool isReset() const { return isReset_; }
+
+ private:
+  ssize_t readSome() {
+    char buffer[65536];
+    const ssize_t count = ::recv(socket_, buffer, sizeof buffer, 0);
+    if (count > 0) read_.append(buffer, static_cast<std::size_t>(count));
+    if (count < 0) isReset_ = errno == ECONNRESET;
+    if (count < 0 && !isReset_) ADD_FAILURE() << "nothing came for long: " << std::strerror(errno);
+    return count;
+  }
+
+  int socket_;
+  std::string read_;
+  bool isReset_ = false;
+};
+
+inline const std::string kDocument =
+    R"(<?xml version="1.0" encoding="utf-8"?><connectionList>)"
+    R"(<connectionRecord><eventTime timestamp="0000000000">2026</eventTime><event>start</event>)"
+    R"(<wifi><ssid>Café &amp; Bar</ssid></wifi></connectionRecord>)"
+    R"(<connectionRecord><eventTime timestamp="0000000000">2026</eventTime><event>stop</event></connectionRecord>)"
+    R"(</connectionList>)";

@@ -1,0 +1,153 @@
+// What clients may do to the collection server: much, at once, slowly, or wrongly. It serves the others all the while.
+
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "tests/support/Bytes.h"
+#include "tests/support/CaseName.h"
+#include "tests/tools/CollectorClient.h"
+
+namespace {
+
+TEST(CollectorClients, MayPostBodiesOf100Megabytes) {
+  CollectorClient client;
+  const std::string body =
+      "<connectionList>" + repeated("<r><a>" + std::string(1'000'000, 'x') + "</a></r>", 100) + "</connectionList>";
+  EXPECT_EQ(client.post("/connection", body), 200);
+  const auto request = client.get("/_requests")[0];
+  EXPECT_EQ(request.at("bytes"), body.size());
+  EXPECT_EQ(request.at("records"), 100);
+  EXPECT_EQ(request.at("problem"), nullptr);
+  EXPECT_TRUE(client.http().Get("/_requests/1/body")->body == body);
+}
+
+TEST(CollectorClients, MaySendThousandsOfRequestsAtOnce) {
+  constexpr int kClients = 8, kEach = 250;
+  CollectorClient client;
+  std::vector<std::thread> threads;
+  for (int i = 0; i < kClients; ++i) {
+    threads.emplace_back([&, i] {
+      httplib::Client http("127.0.0.1", client.port());
+      http.set_keep_alive(true);
+      http.set_tcp_nodelay(true);
+      for (int n = 0; n < kEach; ++n) {
+        const auto answer = http.Post("/connection", kDocument, "text/xml");
+        if (!answer || answer->status != 200) ADD_FAILURE() << "client " << i << " is not served";
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(client.get("/_requests").size(), std::size_t{kClients * kEach});
+  EXPECT_EQ(client.get("/_records").size(), std::size_t{kClients * kEach * 2});
+}
+
+TEST(CollectorClients, AreRefusedBodiesThatAreTooLong) {
+  CollectorClient client({"--largest-body", "1"});
+  const std::string body((1 << 20) + 1, 'a');
+  EXPECT_EQ(client.post("/sqm", body.substr(1)), 200);
+  EXPECT_EQ(client.post("/sqm", body), 413);
+
+  RawConnection announced(client.port());
+  announced.send("POST /sqm HTTP/1.1\r\nHost: x\r\nExpect: 100-continue\r\nContent-Length: 99999999999\r\n\r\n");
+  EXPECT_EQ(announced.readAll().rfind("HTTP/1.1 413 ", 0), 0u) << "before a byte of it was sent";
+
+  RawConnection pieces(client.port());
+  pieces.send("POST /sqm HTTP/1.1\r\nHost: x\r\nTransfer-Encoding: chunked\r\n\r\n100001\r\n" + body + "\r\n");
+  EXPECT_EQ(pieces.readAll().rfind("HTTP/1.1 413 ", 0), 0u);
+
+  EXPECT_EQ(client.get("/_requests").size(), 1u);
+}
+
+struct Broken {
+  const char* name;
+  std::string text;
+  const char* answer;  // how it begins
+};
+
+void PrintTo(const Broken& broken, std::ostream* stream) { *stream << broken.name; }
+
+class BrokenRequest : public testing::TestWithParam<Broken> {};
+
+TEST_P(BrokenRequest, IsAnsweredAndHarmsNobody) {
+  CollectorClient client;
+  RawConnection raw(client.port());
+  raw.send(GetParam().text);
+  raw.finish();
+  const std::string answer = raw.readAll();
+  EXPECT_EQ(answer.substr(0, std::string(GetParam().answer).size()), GetParam().answer) << answer;
+  EXPECT_EQ(client.get("/_requests"), nlohmann::json::array());
+  EXPECT_EQ(client.post("/sqm", ""), 200);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Clients, BrokenRequest,
+    testing::Values(
+        Broken{"Nothing", "", ""}, Broken{"Noise", everyByte(), ""}, Broken{"NoMethod", "\r\n\r\n", "HTTP/1.1 400"},
+        Broken{"UnknownMethod", "FETCH /sqm HTTP/1.1\r\n\r\n", "HTTP/1.1 400"},
+        Broken{"NoVersion", "POST /sqm\r\n\r\n", "HTTP/1.1 400"},
+        Broken{"HeadCutOff", "POST /sqm HTTP/1.1\r\nContent-Le", "HTTP/1.1 400"},
+        Broken{"BodyCutOff", "POST /sqm HTTP/1.1\r\nContent-Length: 10\r\n\r\nabc", "HTTP/1.1 400"},
+        Broken{"ChunkCutOff", "POST /sqm HTTP/1.1\r\nTransfer-Encoding: chunked\r\n\r\n9\r\nabc", "HTTP/1.1 400"},
+        Broken{"NoChunk", "POST /sqm HTTP/1.1\r\nTransfer-Encoding: chunked\r\n\r\nhello\r\n", "HTTP/1.1 400"},
+        Broken{"OtherCoding", "POST /sqm HTTP/1.1\r\nTransfer-Encoding: gzip\r\n\r\nabc", "HTTP/1.1 501"},
+        Broken{"NegativeLength", "POST /sqm HTTP/1.1\r\nContent-Length: -1\r\n\r\nabc", "HTTP/1.1 400"},
+        Broken{"NoLength", "POST /sqm HTTP/1.1\r\nContent-Length: many\r\n\r\nabc", "HTTP/1.1 400"},
+        Broken{"TwoLengths", "POST /sqm HTTP/1.1\r\nContent-Length: 1\r\nContent-Length: 2\r\n\r\nabc", "HTTP/1.1 400"},
+        Broken{"EndlessLine", "POST /" + std::string(100'000, 'a'), ""},
+        Broken{"EndlessHead", "POST /sqm HTTP/1.1\r\n" + repeated("X-Y: z\r\n", 20'000), "HTTP/1.1 400"},
+        Broken{"EndlessChunkLine",
+               "POST /sqm HTTP/1.1\r\nTransfer-Encoding: chunked\r\n\r\n" + std::string(100'000, '0'), "HTTP/1.1 400"},
+        Broken{"BodyOfAGet",
+               "GET /_requests HTTP/1.1\r\nContent-Length: 40\r\n\r\nPOST /sqm HTTP/1.1\r\nContent-Length: 0\r\n\r\n",
+               "HTTP/1.1 200"}),
+    CaseName());
+
+TEST(CollectorClients, ThatAreSlowHoldUpNobody) {
+  CollectorClient client;
+  std::vector<std::unique_ptr<RawConnection>> slow;
+  for (int i = 0; i < 100; ++i) {
+    slow.push_back(std::make_unique<RawConnection>(client.port()));
+    slow.back()->send(i % 2 ? "POST /sqm HT" : "POST /sqm HTTP/1.1\r\nContent-Length: 10\r\n\r\nabc");
+  }
+  EXPECT_EQ(client.post("/sqm", ""), 200);
+  slow[0]->send("defghij");
+  EXPECT_EQ(slow[0]->readUntil("\r\n").rfind("HTTP/1.1 200", 0), 0u);
+  EXPECT_EQ(client.collector().end(), 0) << "nor do they hold up the end";
+}
+
+TEST(CollectorClients, ThatStallAreGivenUp) {
+  CollectorClient client({"--stall", "1"});
+  RawConnection inHead(client.port()), inBody(client.port());
+  inHead.send("POST /sqm HT");
+  inBody.send("POST /sqm HTTP/1.1\r\nContent-Length: 10\r\n\r\nabc");
+  inHead.readAll();
+  inBody.readAll();
+  EXPECT_EQ(client.get("/_requests"), nlohmann::json::array());
+}
+
+TEST(CollectorClients, ThatDoNotReadTheirAnswerAreGivenUp) {
+  CollectorClient client({"--stall", "1", "--connections", "1"});
+  client.post("/queue", std::string(30'000'000, 'a'));
+  client.http().stop();
+  RawConnection deaf(client.port());
+  deaf.send("GET /_requests/1/body HTTP/1.1\r\nHost: x\r\n\r\n");
+  deaf.readUntil("\r\n");
+  EXPECT_EQ(client.post("/sqm", ""), 200) << "its place is free again";
+}
+
+TEST(CollectorClients, BeyondTheLimitWaitForTheirTurn) {
+  CollectorClient client({"--connections", "1"});
+  auto first = std::make_unique<RawConnection>(client.port());
+  first->send("POST /first HTTP/1.1\r\nContent-Length: 0\r\n\r\n");
+  first->readUntil("kept\n");
+  RawConnection second(client.port());
+  second.send("POST /second HTTP/1.1\r\nContent-Length: 0\r\n\r\n");
+  first.reset();
+  EXPECT_EQ(second.readUntil("\r\n").rfind("HTTP/1.1 200", 0), 0u);
+}
+
+}  // namespace
