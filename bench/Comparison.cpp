@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
-#include <limits>
 #include <map>
+#include <optional>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -17,7 +17,7 @@ constexpr std::string_view kLimitSuffix = "/limit";
 
 struct Comparison {
   std::string name;
-  std::optional<double> aim;
+  Effort effort;
 };
 
 std::vector<Comparison>& comparisons() {
@@ -25,7 +25,7 @@ std::vector<Comparison>& comparisons() {
   return list;
 }
 
-/// Keeps the best time of every benchmark, and prints the comparisons at the end.
+/// Keeps the times of every benchmark, and prints the comparisons at the end.
 class RatioReporter : public benchmark::BenchmarkReporter {
  public:
   bool ReportContext(const Context& /*context*/) override { return true; }
@@ -38,21 +38,19 @@ class RatioReporter : public benchmark::BenchmarkReporter {
         hasFailed_ = true;
         continue;
       }
-      double& best = best_.try_emplace(run.run_name.function_name, std::numeric_limits<double>::max()).first->second;
-      best = std::min(best, run.real_accumulated_time / static_cast<double>(run.iterations));
+      times_[run.run_name.function_name].push_back(run.real_accumulated_time / static_cast<double>(run.iterations));
     }
   }
 
   void Finalize() override {
     std::printf("%-52s %12s %12s %8s %8s\n", "", "time, us", "limit, us", "ratio", "aim");
     for (const Comparison& each : comparisons()) {
-      const auto subject = best_.find(each.name);
-      const auto limit = best_.find(each.name + std::string(kLimitSuffix));
-      if (subject == best_.end() || limit == best_.end()) continue;
-      std::printf("%-52s %12.2f %12.2f %8.2f", each.name.c_str(), subject->second * 1e6, limit->second * 1e6,
-                  subject->second / limit->second);
-      if (each.aim) {
-        std::printf(" %8.2f\n", *each.aim);
+      const auto subject = time(each.name, each.effort);
+      const auto limit = time(each.name + std::string(kLimitSuffix), each.effort);
+      if (!subject || !limit) continue;
+      std::printf("%-52s %12.2f %12.2f %8.2f", each.name.c_str(), *subject * 1e6, *limit * 1e6, *subject / *limit);
+      if (each.effort.aim) {
+        std::printf(" %8.2f\n", *each.effort.aim);
       } else {
         std::printf(" %8s\n", "-");
       }
@@ -62,14 +60,23 @@ class RatioReporter : public benchmark::BenchmarkReporter {
   bool hasFailed() const { return hasFailed_; }
 
  private:
-  std::map<std::string, double> best_;
+  /// The time that counts for this benchmark; nothing when it did not run.
+  std::optional<double> time(const std::string& name, const Effort& effort) {
+    const auto found = times_.find(name);
+    if (found == times_.end()) return std::nullopt;
+    std::vector<double>& times = found->second;
+    std::sort(times.begin(), times.end());
+    return effort.counts == Effort::Counts::median ? times[times.size() / 2] : times.front();
+  }
+
+  std::map<std::string, std::vector<double>> times_;
   bool hasFailed_ = false;
 };
 
 }  // namespace
 
 void compare(const std::string& name, const Effort& effort, Body subject, Body limit) {
-  comparisons().push_back({name, effort.aim});
+  comparisons().push_back({name, effort});
   for (auto& [each, body] :
        {std::pair(name, std::move(subject)), {name + std::string(kLimitSuffix), std::move(limit)}}) {
     benchmark::internal::Benchmark* const registered = benchmark::RegisterBenchmark(each.c_str(), body)->UseRealTime();

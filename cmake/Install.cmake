@@ -1,4 +1,4 @@
-# Installs the libraries, their headers and a package that find_package(SQM) finds.
+# Installs the libraries, their headers and a package that find_package(SQM) finds; and the programs, with their pages.
 
 include(CMakePackageConfigHelpers)
 
@@ -29,3 +29,11 @@ configure_package_config_file(cmake/SQMConfig.cmake.in ${PROJECT_BINARY_DIR}/SQM
 write_basic_package_version_file(${PROJECT_BINARY_DIR}/SQMConfigVersion.cmake COMPATIBILITY SameMinorVersion)
 install(FILES ${PROJECT_BINARY_DIR}/SQMConfig.cmake ${PROJECT_BINARY_DIR}/SQMConfigVersion.cmake
   DESTINATION ${SQM_PACKAGE_DIR})
+
+if(TARGET sqmctl)
+  install(TARGETS sqmctl sqm-collector COMPONENT tools)
+  install(FILES tools/sqmctl/sqmctl.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools)
+  install(FILES tools/sqmctl/completion.bash DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions
+    RENAME sqmctl COMPONENT tools)
+  install(FILES examples/SQMFieldNames.plist DESTINATION ${CMAKE_INSTALL_DATADIR}/sqm COMPONENT tools)
+endif()

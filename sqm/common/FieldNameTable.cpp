@@ -14,8 +14,7 @@ constexpr std::uint8_t kFree = 0xFF;
 }  // namespace
 
 FieldNameTable::FieldNameTable(std::vector<std::optional<std::string>> names)
-    : count_(std::min(names.size(), kFields)) {
-  std::move(names.begin(), names.begin() + static_cast<std::ptrdiff_t>(count_), names_.begin());
+    : count_(std::min(names.size(), kFields)), names_(std::move(names)) {
   buckets_.fill(kFree);
   for (std::size_t field = 0; field < count_; ++field) {
     if (!names_[field]) continue;

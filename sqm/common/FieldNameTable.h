@@ -39,7 +39,7 @@ class FieldNameTable {
   std::size_t bucketFor(std::string_view name) const;
 
   std::size_t count_;
-  std::array<std::optional<std::string>, kFields> names_;
+  std::vector<std::optional<std::string>> names_;
   std::array<std::uint8_t, kFields> firstNamesakes_{};
   std::array<std::uint8_t, kBuckets> buckets_{};
 };

@@ -11,8 +11,10 @@ void append(std::string& out, const JsonValue& value, const AppendJsonString& ap
     appendString(out, *text);
   } else if (const auto* object = std::get_if<JsonObject>(&value)) {
     appendJson(out, *object, appendString);
+  } else if (const auto* array = std::get_if<JsonArray>(&value)) {
+    appendJson(out, *array, appendString);
   } else {
-    appendJson(out, std::get<JsonArray>(value), appendString);
+    out += std::get<JsonLiteral>(value).text;
   }
 }
 

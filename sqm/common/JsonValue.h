@@ -15,8 +15,15 @@ using JsonObject = std::vector<JsonMember>;
 
 using JsonArray = std::vector<JsonValue>;
 
-/// What a JSON text is made of here. A string may hold any bytes.
-struct JsonValue : std::variant<std::string, JsonObject, JsonArray> {
+/// A number, `true`, `false` or `null`, as it stands in JSON text; written as it is.
+struct JsonLiteral {
+  std::string text;
+
+  friend bool operator==(const JsonLiteral&, const JsonLiteral&) = default;
+};
+
+/// What a JSON text is made of. A string may hold any bytes.
+struct JsonValue : std::variant<std::string, JsonObject, JsonArray, JsonLiteral> {
   using variant::variant;
 };
 

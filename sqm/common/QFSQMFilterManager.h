@@ -7,7 +7,10 @@
 
 namespace sqm {
 
-/// Decides what is recorded. An absent name or sub-type means that there was no record to ask for it.
+/// Decides what is recorded. An absent name means that there was no record to ask for it; an absent sub-type, that or
+/// that the field-name table has none.
+///
+/// Threading: called from inside the manager's creating calls, which it must not call itself.
 class QFSQMFilterManager {
  public:
   virtual ~QFSQMFilterManager() = default;

@@ -1,6 +1,8 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
+#include <cstring>
 #include <string_view>
 
 namespace sqm {
@@ -32,9 +34,22 @@ inline Utf8Sequence utf8SequenceAt(std::string_view text) {
   return {at, length > 1 && at == length};
 }
 
+/// True when eight ASCII characters stand at `at`.
+inline bool isAsciiWordAt(std::string_view text, std::size_t at) {
+  constexpr std::uint64_t kHighBits = 0x8080808080808080;
+  std::uint64_t word = 0;
+  if (text.size() - at < sizeof word) return false;
+  std::memcpy(&word, text.data() + at, sizeof word);
+  return (word & kHighBits) == 0;
+}
+
 /// True when `text` is well-formed UTF-8. A NUL is a character like any other.
 inline bool isWellFormedUtf8(std::string_view text) {
   for (std::size_t at = 0; at < text.size();) {
+    if (isAsciiWordAt(text, at)) {
+      at += sizeof(std::uint64_t);
+      continue;
+    }
     if (static_cast<unsigned char>(text[at]) < 0x80) {
       ++at;
       continue;

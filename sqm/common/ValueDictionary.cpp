@@ -46,9 +46,9 @@ void ValueDictionary::set(std::string_view key, std::string_view value) {
 void ValueDictionary::erase(std::string_view key) {
   Place* place = placeOf(*this, key);
   if (place == nullptr || !place->present()) return;
-  live_ -= place->length;
-  *place = Place{};
+  remove(*place);
   std::erase_if(others_, [](const auto& other) { return !other.second.present(); });
+  closeManyGaps();
 }
 
 void ValueDictionary::clear() {
@@ -61,8 +61,8 @@ void ValueDictionary::clear() {
 void ValueDictionary::eraseField(const FieldNameTable& names, std::size_t field) {
   if (&names != names_.get()) return erase(*names.name(static_cast<std::int64_t>(field)));
   Place& place = fields_[names.firstNamesake(field)];
-  if (place.present()) live_ -= place.length;
-  place = Place{};
+  if (place.present()) remove(place);
+  closeManyGaps();
 }
 
 ValueDictionary ValueDictionary::madeWith(std::shared_ptr<const FieldNameTable> names) && {
@@ -89,10 +89,16 @@ void ValueDictionary::replace(Place& place, std::string_view value) {
   }
   append(place, value);
   live_ -= earlier;
-  if (text_.size() > kSmallBuffer && live_ < text_.size() / 2) closeGaps();
+  closeManyGaps();
 }
 
-void ValueDictionary::closeGaps() {
+void ValueDictionary::remove(Place& place) {
+  live_ -= place.length;
+  place = Place{};
+}
+
+void ValueDictionary::closeManyGaps() {
+  if (text_.size() <= kSmallBuffer || live_ >= text_.size() / 2) return;
   std::string tidy;
   tidy.reserve(live_);
   const auto move = [&](Place& place) {

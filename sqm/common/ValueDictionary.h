@@ -82,7 +82,9 @@ class ValueDictionary {
     place = {offset, value.size()};
   }
   void replace(Place& place, std::string_view value);
-  void closeGaps();
+  void remove(Place& place);
+  /// Tidies a buffer up of which more than half belongs to no value any more.
+  void closeManyGaps();
 
   std::shared_ptr<const FieldNameTable> names_;
   std::vector<Place> fields_;

@@ -113,9 +113,13 @@ void appendXmlAllowed(std::string& out, std::string_view text) { append(out, tex
 
 bool isXmlAllowed(std::string_view text) {
   for (std::size_t at = 0; at < text.size();) {
-    if (text.size() - at >= 8 && areEightPrintable(text.data() + at)) {
-      at += 8;
-      continue;
+    if (text.size() - at >= 8) {
+      if (areEightPrintable(text.data() + at)) {
+        at += 8;
+        continue;
+      }
+    } else if (text.size() >= 8 && areEightPrintable(text.data() + text.size() - 8)) {
+      return true;  // the last eight, some of which have been looked at before
     }
     switch (kAllowedClasses[static_cast<unsigned char>(text[at])]) {
       case ByteClass::sequence: {

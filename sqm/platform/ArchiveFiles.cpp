@@ -39,13 +39,13 @@ std::error_code moveAside(FileOperations& files, const std::string& path, std::s
 }  // namespace
 
 bool ArchiveFiles::serializeObject(const UploadRequests& object, const std::string& toFile) try {
-  const std::string bytes = encodedRequests(object);
-  std::error_code failure = make_error_code(std::errc::file_too_large);
-  if (bytes.size() <= kLargestFile) {
-    FileReplacement file(files_, toFile, FileReplacement::Mode::atomically);
-    file.write(bytes);
-    failure = file.commit();
-  }
+  FileReplacement file(files_, toFile, FileReplacement::Mode::atomically);
+  std::size_t size = 0;
+  encodeRequests(object, [&](std::string_view piece) {
+    size += piece.size();
+    if (size <= kLargestFile) file.write(piece);
+  });
+  const auto failure = size <= kLargestFile ? file.commit() : make_error_code(std::errc::file_too_large);
   if (failure) problems_.cannotWrite(toFile, failure.message());
   return !failure;
 } catch (const std::bad_alloc&) {
@@ -70,6 +70,10 @@ std::optional<UploadRequests> ArchiveFiles::objectFromFile(const std::string& pa
 
 /// What there is when the file cannot be read, for this reason.
 std::optional<UploadRequests> ArchiveFiles::withoutFile(const std::string& path, std::string reason) {
+  if (unreadable_ == Unreadable::stays) {
+    problems_.cannotRead(path, reason);
+    return std::nullopt;
+  }
   std::string aside;
   if (const auto failure = moveAside(files_, path, aside)) {
     problems_.cannotRead(path,

@@ -14,13 +14,17 @@ namespace sqm::platform {
 ///
 /// A file that cannot be read as an archive is moved aside, to PATH.unreadable, PATH.unreadable-2 and so on, and counts
 /// as an archive without requests; where it cannot even be moved, it stays and yields nothing. That, and what cannot be
-/// written, is told to the log "SQMFiles.log".
+/// written, is told to the log "SQMFiles.log". For who only looks at an archive it stays in any case, and yields
+/// nothing.
 ///
 /// Ownership: the log factory and the operations must outlive the object.
 class ArchiveFiles : public QFSerializer {
  public:
-  explicit ArchiveFiles(LogFileFactory& logs, FileOperations& files = FileOperations::posix())
-      : problems_(logs), files_(files) {}
+  enum class Unreadable { movedAside, stays };
+
+  explicit ArchiveFiles(LogFileFactory& logs, FileOperations& files = FileOperations::posix(),
+                        Unreadable unreadable = Unreadable::movedAside)
+      : problems_(logs), files_(files), unreadable_(unreadable) {}
 
   bool serializeObject(const UploadRequests& object, const std::string& toFile) override;
   std::optional<UploadRequests> objectFromFile(const std::string& path) override;
@@ -30,6 +34,7 @@ class ArchiveFiles : public QFSerializer {
 
   FileProblems problems_;
   FileOperations& files_;
+  Unreadable unreadable_;
 };
 
 }  // namespace sqm::platform

@@ -52,6 +52,15 @@ class PosixFileOperations : public FileOperations {
   }
 };
 
+/// Makes the folder in a folder that is there, or finds it there already.
+std::error_code makeFolder(FileOperations& files, const std::string& folder) {
+  if (files.mkdir(folder, kPrivateFolder) == 0) return {};
+  if (errno != EEXIST) return lastError();
+  struct ::stat there {};
+  if (files.stat(folder, there) != 0) return lastError();
+  return S_ISDIR(there.st_mode) ? std::error_code() : make_error_code(std::errc::not_a_directory);
+}
+
 }  // namespace
 
 FileOperations& FileOperations::posix() {
@@ -110,12 +119,12 @@ std::error_code writeAll(FileOperations& files, int descriptor, std::string_view
 }
 
 std::error_code makeFolders(FileOperations& files, const std::string& folder) {
-  if (files.mkdir(folder, kPrivateFolder) == 0 || errno == EEXIST) return {};
-  if (errno != ENOENT) return lastError();
+  const auto problem = makeFolder(files, folder);
+  if (problem != std::errc::no_such_file_or_directory) return problem;
   const std::size_t separator = folder.find_last_of('/');
-  if (separator == std::string::npos || separator == 0) return make_error_code(std::errc::no_such_file_or_directory);
-  if (const auto problem = makeFolders(files, folder.substr(0, separator))) return problem;
-  return files.mkdir(folder, kPrivateFolder) == 0 || errno == EEXIST ? std::error_code() : lastError();
+  if (separator == std::string::npos || separator == 0) return problem;
+  if (const auto above = makeFolders(files, folder.substr(0, separator))) return above;
+  return makeFolder(files, folder);
 }
 
 }  // namespace sqm::platform

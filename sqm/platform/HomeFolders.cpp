@@ -37,6 +37,7 @@ HomeFolders::HomeFolders(const std::string& homeDirectory)
 
 std::string HomeFolders::homeDirectory() const {
   if (!homeDirectory_.empty()) return homeDirectory_;
+  // NOLINTNEXTLINE(concurrency-mt-unsafe): the environment does not change while the process has threads
   const char* home = std::getenv("HOME");
   return tidy(home != nullptr && *home != '\0' ? home : homeFromPasswordDatabase());
 }

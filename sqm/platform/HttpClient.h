@@ -43,6 +43,9 @@ struct HttpOptions {
 /// sent again on a fresh one, though the server may have taken the first. A time-out or an error does not mean that the
 /// server did not get the body.
 ///
+/// A host name that is not ASCII is understood where the process has set a locale of UTF-8; written as "xn--..." it is
+/// understood everywhere.
+///
 /// Bodies go out as they are, whatever `setEncoding` is told: UTF-8, code 0, is the only encoding there is. The log
 /// that `startSession` names has two lines for each request: what was asked, and what came of it. They never show the
 /// user name and password of an address.

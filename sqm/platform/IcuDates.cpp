@@ -1,7 +1,11 @@
 #include "sqm/platform/IcuDates.h"
 
+#include <cstdint>
+#include <ctime>
 #include <memory>
+#include <mutex>
 
+#include <unicode/simpletz.h>
 #include <unicode/smpdtfmt.h>
 #include <unicode/timezone.h>
 
@@ -13,32 +17,64 @@ icu::UnicodeString unicode(std::string_view text) {
   return icu::UnicodeString::fromUTF8(icu::StringPiece(text.data(), static_cast<int32_t>(text.size())));
 }
 
-std::unique_ptr<icu::TimeZone> zoneCalled(std::string_view name) {
-  return std::unique_ptr<icu::TimeZone>(name.empty() ? icu::TimeZone::detectHostTimeZone()
-                                                     : icu::TimeZone::createTimeZone(unicode(name)));
-}
-
 UDate icuDate(Date date) { return std::chrono::duration<UDate, std::milli>(date.time_since_epoch()).count(); }
 
-}  // namespace
-
-std::chrono::seconds IcuDates::secondsFromGMT(Date at) const {
+std::int32_t millisecondsFromGMT(const icu::TimeZone& zone, Date at) {
   int32_t standard = 0;
   int32_t summer = 0;
   UErrorCode status = U_ZERO_ERROR;
-  zoneCalled(zone_)->getOffset(icuDate(at), /*local=*/false, standard, summer, status);
-  return std::chrono::duration_cast<std::chrono::seconds>(std::chrono::milliseconds(standard + summer));
+  zone.getOffset(icuDate(at), /*local=*/0, standard, summer, status);
+  return standard + summer;
+}
+
+/// ICU keeps what it finds out about the system in variables of its own, without a lock.
+std::unique_ptr<icu::TimeZone> detectedZone() {
+  static std::mutex mutex;
+  const std::lock_guard lock(mutex);
+  return std::unique_ptr<icu::TimeZone>(icu::TimeZone::detectHostTimeZone());
+}
+
+/// The system's zone. The TZ variable can also spell out a rule ("XYZ-3:30"), which ICU does not read: where the C
+/// library knows another offset for that moment, its offset holds.
+std::unique_ptr<icu::TimeZone> systemZone(Date at) {
+  std::unique_ptr<icu::TimeZone> zone = detectedZone();
+  const std::time_t seconds = std::chrono::floor<std::chrono::seconds>(at.time_since_epoch()).count();
+  std::tm local{};
+  if (::localtime_r(&seconds, &local) == nullptr) return zone;
+  const auto offset = static_cast<std::int32_t>(local.tm_gmtoff * 1000);
+  if (millisecondsFromGMT(*zone, at) == offset) return zone;
+  return std::make_unique<icu::SimpleTimeZone>(offset, icu::UnicodeString());
+}
+
+std::unique_ptr<icu::TimeZone> zoneCalled(std::string_view name, Date at) {
+  if (name.empty()) return systemZone(at);
+  return std::unique_ptr<icu::TimeZone>(icu::TimeZone::createTimeZone(unicode(name)));
+}
+
+}  // namespace
+
+bool IcuDates::isZone(std::string_view name) {
+  UBool isInDatabase = false;  // and not an offset that ICU has a name for, as "GMT+3"
+  icu::UnicodeString canonical;
+  UErrorCode status = U_ZERO_ERROR;
+  icu::TimeZone::getCanonicalID(unicode(name), canonical, isInDatabase, status);
+  return U_SUCCESS(status) && isInDatabase;
+}
+
+std::chrono::seconds IcuDates::secondsFromGMT(Date at) const {
+  return std::chrono::duration_cast<std::chrono::seconds>(
+      std::chrono::milliseconds(millisecondsFromGMT(*zoneCalled(zone_, at), at)));
 }
 
 std::string IcuDates::text(Date date, std::string_view pattern) const {
   UErrorCode status = U_ZERO_ERROR;
   icu::SimpleDateFormat format(unicode(pattern), icu::Locale("en_US_POSIX"), status);
-  if (U_FAILURE(status)) return {};
-  format.adoptTimeZone(zoneCalled(zone_).release());
+  if (U_FAILURE(status) != 0) return {};
+  format.adoptTimeZone(zoneCalled(zone_, date).release());
   icu::UnicodeString formatted;
   format.format(icuDate(date), formatted, /*posIter=*/nullptr, status);
   std::string text;
-  if (U_SUCCESS(status)) formatted.toUTF8String(text);
+  if (U_SUCCESS(status) != 0) formatted.toUTF8String(text);
   return text;
 }
 

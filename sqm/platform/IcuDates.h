@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
 #include "sqm/common/Dates.h"
 
@@ -16,6 +17,9 @@ class IcuDates : public Dates {
 
   /// In a zone by its name in the IANA time zone database ("Asia/Kolkata"); GMT for a name that is unknown.
   explicit IcuDates(std::string zone) : zone_(std::move(zone)) {}
+
+  /// True when the IANA time zone database has a zone of this name.
+  static bool isZone(std::string_view name);
 
   std::chrono::seconds secondsFromGMT(Date at) const override;
   std::string text(Date date, std::string_view pattern) const override;

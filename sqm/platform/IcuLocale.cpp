@@ -34,6 +34,7 @@ icu::Locale localeOf(std::string_view identifier) {
 
 std::string IcuLocale::currentLocale() const {
   for (const char* variable : {"LC_ALL", "LC_MESSAGES", "LANG"}) {
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): the environment does not change while the process has threads
     const char* value = std::getenv(variable);
     if (value != nullptr && *value != '\0') return identifierOf(value);
   }
@@ -52,14 +53,24 @@ std::string IcuLocale::identifierOf(std::string_view posixLocale) {
     }
   }
   const icu::Locale locale(identifier.c_str());
-  return locale.isBogus() || *locale.getLanguage() == '\0' ? kPosix : locale.getName();
+  return locale.isBogus() != 0 || *locale.getLanguage() == '\0' ? kPosix : locale.getName();
+}
+
+bool IcuLocale::isLocale(std::string_view identifier) {
+  if (identifier.empty() || !isPlain(identifier)) return false;
+  const icu::Locale locale = localeOf(identifier);
+  if (locale.isBogus() || *locale.getISO3Language() == '\0') return false;
+  // A region is a country, or an area by its number: es_419 is the Spanish of Latin America.
+  const std::string_view region = locale.getCountry();
+  const bool isArea = region.find_first_not_of("0123456789") == std::string_view::npos;
+  return isArea || *locale.getISO3Country() != '\0';
 }
 
 std::optional<std::string> IcuLocale::displayName(std::string_view identifier, std::string_view inLocale) const {
   if (identifier.empty() || !isPlain(identifier)) return std::nullopt;
   icu::UnicodeString name;
   localeOf(identifier).getDisplayName(localeOf(inLocale), name);
-  if (name.isBogus() || name.isEmpty()) return std::nullopt;
+  if (name.isBogus() != 0 || name.isEmpty() != 0) return std::nullopt;
   std::string text;
   name.toUTF8String(text);
   return text;

@@ -18,6 +18,9 @@ class IcuLocale : public QFLocale {
   /// The identifier of a POSIX locale: "fr_FR" of "fr_FR.UTF-8", "sr_Latn_RS" of "sr_RS@latin"; "en_US_POSIX" of "C",
   /// "POSIX", and of what is no name of a locale.
   static std::string identifierOf(std::string_view posixLocale);
+
+  /// True when `identifier` names a language that there is, and, where it names a region, one that there is.
+  static bool isLocale(std::string_view identifier);
 };
 
 }  // namespace sqm::platform

@@ -26,7 +26,7 @@ class LogFiles : public LogFileFactory {
   struct Options {
     std::string folder;
     std::size_t fileSize = std::size_t{1} << 20;  ///< bytes that a file may grow to
-    std::size_t files = 3;                        ///< for each log, the growing one included; at least 1
+    std::size_t files = 3;                        ///< for each log, the growing one included; none means one
     std::size_t textSize = std::size_t{1} << 16;  ///< bytes of the longest text
     std::function<std::chrono::system_clock::time_point()> now = std::chrono::system_clock::now;
   };
@@ -34,7 +34,7 @@ class LogFiles : public LogFileFactory {
   explicit LogFiles(Options options, FileOperations& files = FileOperations::posix());
   LogFiles(const LogFiles&) = delete;
   LogFiles& operator=(const LogFiles&) = delete;
-  ~LogFiles();
+  ~LogFiles() override;
 
   /// `file` is a plain name: what is empty or holds a separator names no log.
   std::unique_ptr<LogFile> initWithFile(std::string_view file, int logLevel) override;

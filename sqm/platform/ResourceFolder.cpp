@@ -3,6 +3,8 @@
 #include <filesystem>
 #include <utility>
 
+#include "sqm/platform/FileOperations.h"
+
 namespace sqm::platform {
 
 namespace {
@@ -26,8 +28,8 @@ std::optional<std::string> ResourceFolder::pathForResource(std::string_view name
   fileName.append(".").append(ofType);
   if (leavesItsFolder(fileName)) return std::nullopt;
   std::string path = folder_ + "/" + fileName;
-  std::error_code failed;
-  if (!std::filesystem::is_regular_file(path, failed)) return std::nullopt;
+  struct ::stat status {};
+  if (FileOperations::posix().stat(path, status) != 0 || !S_ISREG(status.st_mode)) return std::nullopt;
   return path;
 }
 

@@ -40,6 +40,7 @@ class PipeSignalHeldBack {
 
 void StandardErrorConsole::writeLine(std::string_view text) {
   char newline = '\n';
+  // NOLINTNEXTLINE(cppcoreguidelines-pro-type-const-cast): writev only reads what an iovec shows
   const ::iovec line[] = {{const_cast<char*>(text.data()), text.size()}, {&newline, 1}};
   const PipeSignalHeldBack heldBack;
   while (::writev(STDERR_FILENO, line, 2) < 0 && errno == EINTR) continue;

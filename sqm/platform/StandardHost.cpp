@@ -55,7 +55,7 @@ struct StandardHost::Services {
 
 StandardHost::StandardHost() : StandardHost(Options{}) {}
 
-StandardHost::StandardHost(Options options) : services_(std::make_unique<Services>(options)) {
+StandardHost::StandardHost(const Options& options) : services_(std::make_unique<Services>(options)) {
   httpTransactions = &services_->http;
   logFiles = &services_->logs;
   mainBundle = &services_->resources;

@@ -38,7 +38,7 @@ class StandardHost : public Host {
   };
 
   StandardHost();
-  explicit StandardHost(Options options);
+  explicit StandardHost(const Options& options);
   StandardHost(const StandardHost&) = delete;
   StandardHost& operator=(const StandardHost&) = delete;
   ~StandardHost();

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <fcntl.h>
 #include <new>
+#include <utility>
 
 namespace sqm::platform {
 
@@ -49,8 +50,8 @@ std::error_code readWholeFile(FileOperations& files, const std::string& path, st
   return {};
 }
 
-FileReplacement::FileReplacement(FileOperations& files, const std::string& path, Mode mode)
-    : files_(files), path_(path) {
+FileReplacement::FileReplacement(FileOperations& files, std::string path, Mode mode)
+    : files_(files), path_(std::move(path)) {
   if (mode == Mode::inPlace) {
     problem_ = file_.open(files_, path_, O_WRONLY | O_CREAT);
     return;

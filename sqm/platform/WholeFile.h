@@ -33,7 +33,7 @@ class FileReplacement {
  public:
   enum class Mode { inPlace, atomically };
 
-  FileReplacement(FileOperations& files, const std::string& path, Mode mode);
+  FileReplacement(FileOperations& files, std::string path, Mode mode);
   FileReplacement(const FileReplacement&) = delete;
   FileReplacement& operator=(const FileReplacement&) = delete;
   ~FileReplacement();

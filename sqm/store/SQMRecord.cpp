@@ -87,6 +87,7 @@ std::string SQMRecord::line() const {
   std::string text;
   text.reserve(std::accumulate(msqmRecord_.begin(), msqmRecord_.end(), kPositions * kPunctuation,
                                [](std::size_t sum, const std::string& value) { return sum + value.size(); }));
+  // NOLINTNEXTLINE(readability-redundant-string-cstr): up to the first NUL
   for (const std::string& value : msqmRecord_) text.append("\"").append(value.c_str()).append("\",");
   text.back() = '\n';
   return text;

@@ -58,9 +58,11 @@ class SQMRecord {
  protected:
   Host& host() const { return host_; }
 
+  // NOLINTBEGIN(misc-non-private-member-variables-in-classes): the subclass's to fill, this class's to forget.
   std::optional<std::string> mOSver_;
   std::optional<Date> mConnectStartDate_;
   std::optional<Date> mLoginStartDate_;
+  // NOLINTEND(misc-non-private-member-variables-in-classes)
 
  private:
   std::string& slot(std::int64_t field);

@@ -68,13 +68,15 @@ class SQMRecordStore {
   /// The SQM folder, asked for anew: absolute, without a trailing separator.
   std::string getSQMDirectoryPath() const;
 
+  /// The file of a type's list in that folder.
+  std::string pathOf(RecordType type) const;
+
  private:
   using List = std::vector<std::string>;
 
   bool append(RecordType type, std::optional<std::string> data);
   List& listOf(RecordType type) { return lists_[static_cast<std::size_t>(type)]; }
   const List& listOf(RecordType type) const { return lists_[static_cast<std::size_t>(type)]; }
-  std::string pathOf(RecordType type) const;
 
   Host& host_;
   std::array<List, kTypes> lists_;

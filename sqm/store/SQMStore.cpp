@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <new>
+#include <utility>
 #include <vector>
 
 #include "sqm/common/Format.h"
@@ -25,11 +26,14 @@ struct Entry {
   bool isRegular;       // followed through links
 };
 
-/// The extension without its dot, as it is spelt; empty where there is none.
-std::string extensionOf(const fs::path& path) {
-  std::string extension = path.extension().string();
-  if (!extension.empty()) extension.erase(0, 1);
-  return extension;
+/// The last part of a path.
+std::string_view nameIn(std::string_view path) { return path.substr(path.rfind('/') + 1); }
+
+/// The extension of a name without its dot, as it is spelt; empty where there is none. A dot that begins the name
+/// begins no extension.
+std::string_view extensionOf(std::string_view name) {
+  const std::size_t dot = name.rfind('.');
+  return dot == std::string_view::npos || dot == 0 ? std::string_view() : name.substr(dot + 1);
 }
 
 /// Compares without regard to the case of ASCII letters, in any locale.
@@ -44,17 +48,20 @@ bool isRecordExtension(std::string_view extension) {
 /// The `.sqm` entries that exist, sorted by name; none when the listing fails.
 std::vector<Entry> recordEntries(const std::string& folder) {
   std::vector<Entry> entries;
+  if (folder.find('\0') != std::string::npos) return entries;  // the listing would be that of the path before it
   std::error_code error;
   for (fs::directory_iterator listed(folder, error); !error && listed != fs::directory_iterator();
        listed.increment(error)) {
-    const fs::path name = listed->path().filename();
+    const std::string_view name = nameIn(listed->path().native());
     if (!isRecordExtension(extensionOf(name))) continue;
     // Asked of the listing, which mostly knows what an entry is without a look at it.
     std::error_code unknown;
     if (!listed->exists(unknown)) continue;
     const bool isRegular = listed->is_regular_file(unknown);
     const std::uintmax_t size = isRegular ? listed->file_size(unknown) : 0;
-    entries.push_back({folder + "/" + name.string(), unknown ? 0 : size, isRegular});
+    std::string path = folder;
+    path.append("/").append(name);
+    entries.push_back({std::move(path), unknown ? 0 : size, isRegular});
   }
   if (error) entries.clear();
   std::sort(entries.begin(), entries.end(), [](const Entry& a, const Entry& b) { return a.path < b.path; });
@@ -118,7 +125,7 @@ std::string SQMStore::getDataFromSQMRec() const {
   for (const Entry& entry : entries) size += entry.size;
   makeRoom(body, size);
   for (const Entry& entry : entries) {
-    writeToConsole(*host_.console, "Path :%@", extensionOf(entry.path));  // the extension alone is shown
+    writeToConsole(*host_.console, "Path :%@", extensionOf(nameIn(entry.path)));  // the extension alone is shown
     appendFile(body, entry);
   }
   return body;

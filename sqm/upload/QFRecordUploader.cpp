@@ -79,17 +79,25 @@ void QFRecordUploader::uploadRecord() {
   log("QFRecordUploader :: uploadRecord - sending HTTP request to URL:%@ post Data:%@",
       {*request->uploadURL, *request->uploadData});
   uploadInProgress_ = true;
-  if (httpAgent_) httpAgent_->sendHttpRequest(request->uploadURL, kHttpMethodPost, *std::move(request->uploadData));
+  if (!httpAgent_) return;
+  ++stillToCome_;
+  httpAgent_->sendHttpRequest(request->uploadURL, kHttpMethodPost, *std::move(request->uploadData));
 }
 
 void QFRecordUploader::httpStatus(const Notification& notification) {
+  if (stillToCome_ > 0) --stillToCome_;
   const int status = httpAgent_->httpResponseStatusCode();
   log("QFRecordUploader :: httpStatus- recieved response as %@ response code:%d",
       {httpAgent_->httpResponseContent(), std::to_string(status)});
   // Of two requests under way, one may fail while the transaction still shows the other's 200.
   const bool isAnswer = notification.name == TrelkHttpTransactionCompletedNotification;
   if (!isAnswer || status != kStatusOk) return;
-  if (removeHead()) host_.mainThread->post([this] { uploadRecord(); });
+  if (!removeHead()) return;
+  ++stillToCome_;
+  host_.mainThread->post([this] {
+    --stillToCome_;
+    uploadRecord();
+  });
 }
 
 /// Takes the confirmed request off the queue; true when there are more. A queue that is empty already, after a request

@@ -27,13 +27,12 @@ inline constexpr std::string_view kQFRecordData = "QFRecordData";
 /// A request leaves the queue only when the server has answered 200, and the next one is then sent by itself. Any other
 /// outcome stops the queue until `uploadRecord` is called again; nobody is told. A server may therefore get a request
 /// more than once. So may it by a second `uploadRecord` while a request is under way, and then the second 200 takes
-/// another request off the queue, unsent: call it only while `uploadInProgress` is false or after an upload came to
-/// nothing.
+/// another request off the queue, unsent: call it only while `isIdle`.
 ///
 /// Ownership: there is one, never destroyed, which uses the host that was installed (see `Host::install`).
-/// Threading: the main thread makes it and calls `uploadRecord`. Every other operation may come from any thread.
-/// Failure: an archive that cannot be written is told by the host's serializer; the queue lives on, and is written
-/// whole with its next change.
+/// Threading: the main thread makes it and calls `uploadRecord` and `isIdle`. Every other operation may come from any
+/// thread. Failure: an archive that cannot be written is told by the host's serializer; the queue lives on, and is
+/// written whole with its next change.
 class QFRecordUploader : public SharedInstance<QFRecordUploader> {
  public:
   /// The archive's name in the application's folder. Not to change: it is what an earlier version has written.
@@ -59,6 +58,11 @@ class QFRecordUploader : public SharedInstance<QFRecordUploader> {
   /// Sends the request at the head of the queue, whether or not one is under way. One that lacks its address or its
   /// data is not sent, stays, and holds up those behind it.
   void uploadRecord();
+
+  /// True when no request is under way and none will follow by itself: when `uploadRecord` sends what nobody else
+  /// sends. Unlike `uploadInProgress` it is true again after an upload that came to nothing, and false between an
+  /// answer 200 and the sending of the next request.
+  bool isIdle() const { return stillToCome_ == 0; }
 
   /// A copy of the queue. It is nothing when the archive could not be had: requests are then neither kept nor written.
   std::optional<UploadRequests> recordQueue() const;
@@ -98,6 +102,7 @@ class QFRecordUploader : public SharedInstance<QFRecordUploader> {
 
   std::atomic<bool> uploadInProgress_ = false;
   std::atomic<LogFile*> logfile_ = nullptr;
+  int stillToCome_ = 0;  // outcomes of requests, and turns of the main thread that will send one
   std::unique_ptr<HttpTransaction> httpAgent_;
   TransactionRegistrations registrations_;
 };

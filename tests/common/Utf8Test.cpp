@@ -27,6 +27,17 @@ TEST(Utf8, WhatLiesBesideThemIsNot) {
   }
 }
 
+TEST(Utf8, NoByteIsPassedOverWhereverItStands) {
+  for (std::size_t length = 0; length < 24; ++length) {
+    for (std::size_t at = 0; at <= length; ++at) {
+      const auto with = [&](std::string_view bytes) { return std::string(length, 'x').insert(at, bytes); };
+      EXPECT_TRUE(isWellFormedUtf8(with("\xC3\xA9"))) << at << " of " << length;
+      EXPECT_FALSE(isWellFormedUtf8(with("\xFF"))) << at << " of " << length;
+      EXPECT_FALSE(isWellFormedUtf8(with("\xC3"))) << at << " of " << length;
+    }
+  }
+}
+
 TEST(Utf8, SequenceEndsWithTheCharacterOrItsMaximalSubpart) {
   const struct {
     std::string_view text;

@@ -1,4 +1,5 @@
 #include <cstddef>
+#include <functional>
 #include <memory>
 #include <new>
 #include <optional>
@@ -47,6 +48,52 @@ TEST(ValueDictionaryMemory, OutOfMemoryLeavesTheOtherValuesAndAWholeDictionary) 
       values.set(key, "afterwards");
       EXPECT_EQ(values.find(key), "afterwards");
     }
+  }
+}
+
+/// How much memory a copy takes: the values' buffer, the places of 91 fields, and little more.
+std::size_t sizeOfCopy(const ValueDictionary& values) {
+  const AllocationProbe probe;
+  const ValueDictionary copy = values;
+  return probe.bytes();
+}
+
+TEST(ValueDictionaryMemory, ChangingValuesAgainAndAgainTakesNoMoreRoom) {
+  constexpr std::size_t kRounds = 2'000;
+  constexpr std::size_t kEnough = 10'000;
+  const auto names = std::make_shared<const FieldNameTable>(std::vector<std::optional<std::string>>{"F0", "F1"});
+  const struct {
+    std::string what;
+    std::function<void(ValueDictionary&, std::size_t)> change;
+  } cases[] = {
+      {"ever longer", [](ValueDictionary& values, std::size_t round) { values.set("F0", std::string(round, 'v')); }},
+      {"long and short in turn",
+       [](ValueDictionary& values, std::size_t round) { values.set("F0", std::string(round % 2 * kRounds, 'v')); }},
+      {"erased by key and set again",
+       [](ValueDictionary& values, std::size_t) {
+         values.erase("F0");
+         values.set("F0", std::string(kRounds, 'v'));
+       }},
+      {"erased by field and set again",
+       [&](ValueDictionary& values, std::size_t) {
+         values.eraseField(*names, 0);
+         values.setField(*names, 0, std::string(kRounds, 'v'));
+       }},
+      {"under a key that is no field's",
+       [](ValueDictionary& values, std::size_t) {
+         values.erase("locale");
+         values.set("locale", std::string(kRounds, 'v'));
+       }},
+  };
+  for (const auto& [what, change] : cases) {
+    SCOPED_TRACE(what);
+    ValueDictionary values(names);
+    values.set("F1", "one");
+    for (std::size_t round = 1; round <= kRounds; ++round) {
+      change(values, round);
+      EXPECT_EQ(values.find("F1"), "one");
+    }
+    EXPECT_LT(sizeOfCopy(values), kEnough);
   }
 }
 

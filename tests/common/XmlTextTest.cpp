@@ -147,6 +147,20 @@ TEST(XmlText, DoesNotLookBeyondTheEndOfTheView) {
   EXPECT_FALSE(isXmlAllowed(euro.substr(0, 1)));
 }
 
+TEST(XmlText, OneCharacterIsSeenWhereverItStands) {
+  for (std::size_t length = 0; length < 40; ++length) {
+    for (std::size_t at = 0; at <= length; ++at) {
+      const auto with = [&](std::string_view character) { return std::string(length, 'a').insert(at, character); };
+      for (const char* refused : {"\x01", "\x1F", "\x80", "\xFF", "\xC3", "\xEF\xBF\xBE"}) {
+        EXPECT_FALSE(isXmlAllowed(with(refused))) << length << " " << at;
+      }
+      for (const char* fine : {"\t", " ", "\x7F", "\xC3\xA9", "\xE2\x82\xAC", "\xF0\x9F\x93\xB6"}) {
+        EXPECT_TRUE(isXmlAllowed(with(fine))) << length << " " << at;
+      }
+    }
+  }
+}
+
 TEST(XmlText, AnyBytesGiveAllowedTextThatStaysAsItIs) {
   std::mt19937 random(20240229);
   // Bytes that often meet on the borders of well-formed sequences.

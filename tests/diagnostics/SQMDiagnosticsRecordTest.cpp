@@ -169,6 +169,23 @@ TEST_F(SQMDiagnosticsRecordTest, WritesEveryFieldInItsPlace) {
             R"("Login":"value of loginURL","LoginPoll":"[\"polled\"]"}}})");
 }
 
+TEST_F(SQMDiagnosticsRecordTest, AFreshRecordReportsEmptyTexts) {
+  EXPECT_EQ(record_.formattedDiagnosticJsonBlob(),
+            R"({"Trace":{"Error":{"Code":"","Details":""},"Link":{"SSID":"","Sig":"","apmac":""},"IP":{"NIC":""},)"
+            R"("Ravix":{"URL":"","UA":"","Resp":"","Stat":""},)"
+            R"("Auth":{"P":"","Dir":"","Dis":"","Login":"","LoginPoll":""}}})");
+}
+
+TEST_F(SQMDiagnosticsRecordTest, SecurityAndAuthUagentNeverChangeTheReport) {
+  record_.setSsid("CorpNet");
+  const std::string report = record_.formattedDiagnosticJsonBlob();
+  for (const Text& text : {Text("WPA2"), Text(""), Text("\xFF\""), Text()}) {
+    record_.setSecurity(text);
+    record_.setAuthUagent(text);
+    EXPECT_EQ(record_.formattedDiagnosticJsonBlob(), report);
+  }
+}
+
 TEST_F(SQMDiagnosticsRecordTest, PerCentSignsAreData) {
   record_.setSsid("50 %@ %d");
   EXPECT_NE(reported().find(R"("SSID":"50 %@ %d")"), std::string::npos);

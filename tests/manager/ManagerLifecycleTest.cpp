@@ -8,12 +8,14 @@
 #include <gtest/gtest.h>
 
 #include "tests/support/ManagerTest.h"
+#include "tests/support/ObservedLogs.h"
 
 using sqm::RecordType;
 using sqm::SQMApplicationRecord;
 using sqm::SQMManager;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
+using ::testing::Pair;
 
 namespace {
 
@@ -39,6 +41,14 @@ TEST_F(ManagerLifecycle, MediaHaveNames) {
   EXPECT_EQ(SQMManager::mediaType(2), "mobile");
   EXPECT_EQ(SQMManager::mediaType(3), "Ethernet");
   for (const std::int32_t other : {-1, 0, 4, 7}) EXPECT_EQ(SQMManager::mediaType(other), "") << other;
+}
+
+TEST(ManagerLogs, AreOpenedAtTheirLevel) {
+  sqm::testing::FakeHost fakes;
+  ObservedLogs logs;
+  fakes.host.logFiles = &logs;
+  const SQMManager manager(fakes.host);
+  EXPECT_THAT(logs.levels, ElementsAre(Pair("SQMManager.log", 2), Pair("SQMUploadlog.log", 2)));
 }
 
 TEST_F(ManagerLifecycle, SavingWritesTheStoreAndNothingElse) {

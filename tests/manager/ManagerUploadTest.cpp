@@ -11,6 +11,7 @@
 
 #include "tests/support/CaseName.h"
 #include "tests/support/ManagerTest.h"
+#include "tests/support/ObservedLogs.h"
 
 using sqm::Notification;
 using sqm::PropertyList;
@@ -177,6 +178,21 @@ TEST_F(ManagerUpload, RecordsGoOnceTheirPostHasSucceededAndNotBefore) {
   fakes.http.complete(200);
   EXPECT_EQ(manager->uploadState(), UploadState::userAcceptance);
   EXPECT_THAT(heldTypes(), IsEmpty());
+}
+
+TEST_F(ManagerUpload, StateIsThatOfTheDocumentBeforeItIsSent) {
+  ObservedLogs logs;
+  fakes.host.logFiles = &logs;
+  restartWith({client, connection, device, application, userAcceptance});
+  std::vector<UploadState> statesWhenSent;
+  logs.onLine = [&](const std::string& /*file*/, const std::string& text) {
+    if (text.starts_with("startSend*** SQM Data:")) statesWhenSent.push_back(manager->uploadState());
+  };
+  manager->uploadSQM();
+  completeAll();
+  EXPECT_THAT(statesWhenSent, ElementsAre(UploadState::client, UploadState::connection, UploadState::device,
+                                          UploadState::application, UploadState::userAcceptance));
+  manager.reset();  // before its log's maker
 }
 
 TEST_F(ManagerUpload, FilesFollowAtTheNextSave) {

@@ -222,6 +222,15 @@ TEST_P(UnreadableArchive, IsMovedAsideWhole) {
                                       ".unreadable"));
 }
 
+TEST_P(UnreadableArchive, StaysForWhoOnlyLooks) {
+  putContent(path_, GetParam().content);
+  ArchiveFiles looking(logs_, FileOperations::posix(), ArchiveFiles::Unreadable::stays);
+  EXPECT_EQ(looking.objectFromFile(path_), std::nullopt);
+  EXPECT_THAT(folder_.names(), ElementsAre("QFRecordUploader.plist"));
+  EXPECT_TRUE(contentOf(path_) == GetParam().content);
+  EXPECT_THAT(problems(), ElementsAre("USER 2 cannot read " + path_ + ": " + GetParam().reason));
+}
+
 INSTANTIATE_TEST_SUITE_P(All, UnreadableArchive, ::testing::ValuesIn(unreadable()),
                          [](const auto& each) { return each.param.name; });
 

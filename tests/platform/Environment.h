@@ -6,6 +6,8 @@
 
 namespace sqm::platform::test {
 
+// NOLINTBEGIN(concurrency-mt-unsafe): whoever makes one has no other thread that looks.
+
 /// Sets an environment variable, or removes it, for as long as the object lives.
 class EnvironmentVariable {
  public:
@@ -29,5 +31,7 @@ class EnvironmentVariable {
   const char* name_;
   std::optional<std::string> before_;
 };
+
+// NOLINTEND(concurrency-mt-unsafe)
 
 }  // namespace sqm::platform::test

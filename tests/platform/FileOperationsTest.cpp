@@ -100,6 +100,17 @@ TEST(FileOperations, FoldersThatCannotBeMadeAreReported) {
   EXPECT_EQ(makeFolders(FileOperations::posix(), ""), std::errc::no_such_file_or_directory);
 }
 
+TEST(FileOperations, WhatIsNoFolderIsNotTakenForOne) {
+  const TemporaryFolder folder;
+  putContent(folder / "file", "");
+  std::filesystem::create_symlink("nowhere", folder / "link");
+  EXPECT_EQ(makeFolders(FileOperations::posix(), folder / "file"), std::errc::not_a_directory);
+  EXPECT_EQ(makeFolders(FileOperations::posix(), folder / "link"), std::errc::no_such_file_or_directory);
+  std::filesystem::remove(folder / "link");
+  std::filesystem::create_directory_symlink(folder.path(), folder / "link");
+  EXPECT_FALSE(makeFolders(FileOperations::posix(), folder / "link"));
+}
+
 TEST(WholeFile, IsReadInOneCall) {
   const TemporaryFolder folder;
   const std::string content(1'000'000, 'x');

@@ -29,6 +29,7 @@ TEST(HomeFolders, TheEnvironmentIsAskedAtEachCall) {
 }
 
 TEST(HomeFolders, WithoutAnEnvironmentThePasswordDatabaseIsAsked) {
+  // NOLINTNEXTLINE(concurrency-mt-unsafe): there is one thread
   const passwd* entry = ::getpwuid(::getuid());
   ASSERT_NE(entry, nullptr);
   const std::string expected = entry->pw_dir;

@@ -123,16 +123,21 @@ class Caller {
   std::vector<NotificationCenter::Registration> registrations_;
 };
 
+/// Takes the proxies out of the environment, before any client runs.
+inline void forgetProxies() {
+  for (const char* const name :
+       {"http_proxy", "https_proxy", "HTTPS_PROXY", "all_proxy", "ALL_PROXY", "no_proxy", "NO_PROXY"}) {
+    ::unsetenv(name);  // NOLINT(concurrency-mt-unsafe): no client runs yet
+  }
+}
+
 /// A client and its services, without the proxies of the environment.
 class HttpFixture : public ::testing::Test {
  protected:
   using HttpOptions = platform::HttpOptions;
 
   HttpFixture() {
-    for (const char* const name :
-         {"http_proxy", "https_proxy", "HTTPS_PROXY", "all_proxy", "ALL_PROXY", "no_proxy", "NO_PROXY"}) {
-      ::unsetenv(name);  // NOLINT(concurrency-mt-unsafe): no client runs yet
-    }
+    forgetProxies();
     startClient({});
   }
 

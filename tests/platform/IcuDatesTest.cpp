@@ -2,7 +2,6 @@
 #include <clocale>
 #include <locale>
 #include <optional>
-#include <stdlib.h>
 #include <string>
 
 #include <gtest/gtest.h>
@@ -14,10 +13,12 @@
 
 #include "../store/FullSession.h"
 #include "../support/TemporaryFolder.h"
+#include "tests/platform/Environment.h"
 
 using sqm::Date;
 using sqm::SQMDataCollector;
 using sqm::platform::IcuDates;
+using sqm::platform::test::EnvironmentVariable;
 using sqm::testing::FakeHost;
 using namespace std::chrono_literals;
 
@@ -40,27 +41,12 @@ std::string startTime(Date moment, const std::string& zone) {
   return std::string(*collector.valueForField(12));
 }
 
-/// Gives an environment variable a value for its lifetime.
-class Variable {
- public:
-  Variable(const char* name, const char* value) : name_(name) {
-    if (const char* text = ::getenv(name)) before_ = text;
-    ::setenv(name, value, 1);
-  }
-  Variable(const Variable&) = delete;
-  Variable& operator=(const Variable&) = delete;
-  ~Variable() {
-    if (before_) {
-      ::setenv(name_, before_->c_str(), 1);
-    } else {
-      ::unsetenv(name_);
-    }
-  }
-
- private:
-  const char* name_;
-  std::optional<std::string> before_;
-};
+TEST(IcuDates, KnowsWhatIsAZone) {
+  for (const char* each : {"Europe/Berlin", "Asia/Kolkata", "UTC", "America/Argentina/Buenos_Aires"})
+    EXPECT_TRUE(IcuDates::isZone(each)) << each;
+  for (const char* each : {"", "Europe/Nowhere", "GMT+3", "Berlin", "../etc/passwd", "\xFF"})
+    EXPECT_FALSE(IcuDates::isZone(each)) << each;
+}
 
 TEST(IcuDates, OffsetsFollowTheZoneAndItsSummerTime) {
   struct Case {
@@ -114,10 +100,15 @@ TEST(IcuDates, FollowsTheSystemsZone) {
   const IcuDates dates;
   for (const auto& [zone, offset] : {std::pair<const char*, std::chrono::seconds>{"Asia/Kolkata", 5h + 30min},
                                      {"America/Los_Angeles", -7h},
+                                     {":Europe/Berlin", 2h},
+                                     {"/usr/share/zoneinfo/Asia/Kathmandu", 5h + 45min},
+                                     {"XYZ-3:30", 3h + 30min},
+                                     {"XYZ3:30", -3h - 30min},
+                                     {"CET-1CEST,M3.5.0,M10.5.0/3", 2h},
                                      {"UTC", 0s}}) {
-    const Variable variable("TZ", zone);
+    const EnvironmentVariable variable("TZ", zone);
     EXPECT_EQ(dates.secondsFromGMT(moment), offset) << zone;
-    EXPECT_EQ(dates.text(moment, kStartTimePattern), IcuDates(zone).text(moment, kStartTimePattern));
+    EXPECT_EQ(dates.text(moment, kStartTimePattern), IcuDates("GMT").text(moment + offset, kStartTimePattern)) << zone;
   }
 }
 
@@ -129,14 +120,14 @@ TEST(IcuDates, TheLanguageOfTheHostShowsNowhere) {
   };
   // Languages with other digits, another calendar, other weeks.
   for (const char* language : {"ar_EG.UTF-8", "fa_IR.UTF-8", "th_TH.UTF-8", "de_DE.UTF-8", "C"}) {
-    const Variable all("LC_ALL", language);
-    const Variable lang("LANG", language);
-    std::setlocale(LC_ALL, "");
+    const EnvironmentVariable all("LC_ALL", language);
+    const EnvironmentVariable lang("LANG", language);
+    std::setlocale(LC_ALL, "");  // NOLINT(concurrency-mt-unsafe): there is one thread
     const std::locale before = std::locale::global(std::locale(std::locale::classic(), new Grouping));
     EXPECT_EQ(IcuDates("GMT").text(moment, kStartTimePattern), "2026-11-15 20:07:8.3") << language;
     std::locale::global(before);
   }
-  std::setlocale(LC_ALL, "C");
+  std::setlocale(LC_ALL, "C");  // NOLINT(concurrency-mt-unsafe): there is one thread
 }
 
 TEST(SystemClock, TellsTheSameMomentTwice) {
@@ -218,7 +209,9 @@ TEST(FileNames, AreTheLocalTimeOfTheZone) {
     IcuDates dates(zone);
     host.host.dates = &dates;
     host.clock.set(moment);
-    return record.getSQMFileName();
+    std::string file = record.getSQMFileName();
+    host.host.dates = nullptr;
+    return file;
   };
   EXPECT_EQ(name(at(2026y / 11 / 15, 20h + 7min + 38s), "Europe/Berlin"), "F/0Q20261115210738.sqm");
   EXPECT_EQ(name(at(2026y / 7 / 15, 20h + 7min + 38s), "Europe/Berlin"), "F/0Q20260715220738.sqm");

@@ -39,6 +39,14 @@ TEST(IcuLocale, PosixNamesBecomeIdentifiers) {
   EXPECT_EQ(IcuLocale::identifierOf(std::string(100'000, 'x')), "en_US_POSIX");
 }
 
+TEST(IcuLocale, KnowsWhatIsALocale) {
+  for (const char* each : {"en", "en_GB", "en-GB", "fr_FR", "de_AT", "sr_Latn_RS", "en_US_POSIX", "es_419", "haw_US"})
+    EXPECT_TRUE(IcuLocale::isLocale(each)) << each;
+  for (const char* each : {"", "_", "_GB", "xx", "nonsense", "en_XX", "en_GB.UTF-8", "../en", "C", "en GB"})
+    EXPECT_FALSE(IcuLocale::isLocale(each)) << each;
+  EXPECT_FALSE(IcuLocale::isLocale(std::string(100'000, 'x')));
+}
+
 TEST(IcuLocale, TheFirstVariableThatIsNotEmptyDecides) {
   const IcuLocale locale;
   const EnvironmentVariable noLang("LANG", nullptr);
@@ -58,6 +66,7 @@ TEST(IcuLocale, TheFirstVariableThatIsNotEmptyDecides) {
 TEST(IcuLocale, WhatTheProcessHasSetDoesNotMatter) {
   const EnvironmentVariable noAll("LC_ALL", nullptr);
   const EnvironmentVariable messages("LC_MESSAGES", "fr_FR.UTF-8");
+  // NOLINTNEXTLINE(concurrency-mt-unsafe): there is one thread
   ASSERT_NE(std::setlocale(LC_ALL, "C"), nullptr);
   EXPECT_EQ(IcuLocale().currentLocale(), "fr_FR");
 }

@@ -19,6 +19,11 @@ TEST(JsonText, ValuesNest) {
   EXPECT_EQ(written({}), "[]");
 }
 
+TEST(JsonText, LiteralsAreWrittenAsTheyAre) {
+  EXPECT_EQ(written({JsonLiteral{"1.10"}, JsonLiteral{"true"}, JsonObject{{"a", JsonLiteral{"null"}}}}),
+            R"([1.10,true,{"a":null}])");
+}
+
 TEST(JsonText, TextsAreEscapedAsJsonRequires) {
   EXPECT_EQ(written({std::string("\" \\ / \b\f\n\r\t \x01\x1F\x7F \0", 17)}),
             "[\"\\\" \\\\ / \\b\\f\\n\\r\\t \\u0001\\u001f\x7F \\u0000\"]");

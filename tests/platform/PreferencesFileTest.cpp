@@ -1,6 +1,13 @@
 #include <algorithm>
+#include <cstdio>
+#include <filesystem>
+#include <iterator>
+#include <locale.h>
+#include <memory>
+#include <optional>
 #include <random>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 #include <gmock/gmock.h>
@@ -11,12 +18,14 @@
 #include "sqm/testing/MemoryLog.h"
 
 #include "tests/platform/BinaryPropertyListFile.h"
+#include "tests/platform/Environment.h"
 #include "tests/platform/FaultyFileOperations.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace sqm::platform {
 namespace {
 
+using test::EnvironmentVariable;
 using test::Fault;
 using test::FaultyFileOperations;
 using ::testing::HasSubstr;
@@ -31,7 +40,7 @@ class PreferencesFileTest : public ::testing::Test {
     return stored();
   }
   static std::string dictionary(const std::string& content) {
-    return "<?xml version=\"1.0\"?><plist version=\"1.0\"><dict>" + content + "</dict></plist>";
+    return R"(<?xml version="1.0"?><plist version="1.0"><dict>)" + content + "</dict></plist>";
   }
   std::vector<std::string> problems() const { return logs_.lines("SQMFiles.log"); }
 
@@ -92,6 +101,40 @@ TEST_F(PreferencesFileTest, ABinaryFileIsReadToo) {
       "t");
 }
 
+TEST_F(PreferencesFileTest, OfSeveralTimeStampsInAFileNoneIsLeftBesideANewOne) {
+  using File = test::BinaryPropertyListFile;
+  const File file{.objects = {File::dictionary({1, 1, 2, 3}), File::text("clientTimeStamp"), File::text("first"),
+                              File::text("second")}};
+  for (const std::optional<std::string_view> value : {std::optional<std::string_view>("new"), {}}) {
+    storedIn(file.bytes());
+    EXPECT_TRUE(PreferencesFile(folder_.path(), logs_).setClientTimeStamp(value));
+    EXPECT_EQ(stored(), value.value_or(""));
+  }
+}
+
+TEST_F(PreferencesFileTest, RealNumbersAreKeptWhateverTheLocaleOfTheHost) {
+  // The numbers of a locale that writes 1,5 for 1.5, as the C library finds them on the disk; a minimal system has no
+  // such locale of its own.
+  const unsigned char kNumbers[] = {0x14, 0x11, 0x03, 0x20, 6,    0,   0,   0,   0x20, 0,   0,   0,   0x22, 0,   0, 0,
+                                    0x24, 0,    0,    0,    0x28, 0,   0,   0,   0x2C, 0,   0,   0,   0x30, 0,   0, 0,
+                                    ',',  0,    '.',  0,    3,    3,   0,   0,   ',',  0,   0,   0,   '.',  0,   0, 0,
+                                    'A',  'N',  'S',  'I',  '_',  'X', '3', '.', '4',  '-', '1', '9', '6',  '8', 0};
+  std::filesystem::create_directory(folder_ / "comma");
+  putContent(folder_ / "comma/LC_NUMERIC", std::string(std::begin(kNumbers), std::end(kNumbers)));
+  const EnvironmentVariable locales("LOCPATH", folder_.path().c_str());
+  const std::unique_ptr<std::remove_pointer_t<locale_t>, decltype(&::freelocale)> comma(
+      ::newlocale(LC_NUMERIC_MASK, "comma", nullptr), &::freelocale);
+  ASSERT_NE(comma, nullptr);
+  const locale_t before = ::uselocale(comma.get());
+  char written[8];
+  std::snprintf(written, sizeof written, "%.1f", 1.5);
+  storedIn(dictionary("<key>other</key><real>1.5</real>"));
+  EXPECT_TRUE(PreferencesFile(folder_.path(), logs_).setClientTimeStamp("t"));
+  EXPECT_EQ(::uselocale(before), comma.get());
+  EXPECT_STREQ(written, "1,5");
+  EXPECT_THAT(contentOf(path_), HasSubstr("<real>1.5"));
+}
+
 TEST_F(PreferencesFileTest, AFileOfAnotherKindIsReportedAndReplaced) {
   using File = test::BinaryPropertyListFile;
   File deep;
@@ -100,8 +143,20 @@ TEST_F(PreferencesFileTest, AFileOfAnotherKindIsReportedAndReplaced) {
   File laughs;
   for (std::uint64_t level = 1; level < 30; ++level) laughs.objects.push_back(File::array({level, level, level}));
   laughs.objects.push_back(File::text("ha"));
-  const std::string contents[] = {"",           "garbage",     "<plist><array/></plist>", "<plist><dict>",
-                                  deep.bytes(), laughs.bytes()};
+  const File echoes{.objects = {File::dictionary({1, 2}), File::text("key"),
+                                File::array(std::vector<std::uint64_t>(4000, 3)),
+                                File::text(std::string(40'000, 'x'))}};
+  const std::string entities = "<!DOCTYPE plist [<!ENTITY a \"ha\"><!ENTITY b SYSTEM \"file:///etc/hostname\">]>"
+                               "<plist><dict><key>clientTimeStamp</key><string>&a;&b;</string></dict></plist>";
+  const std::string contents[] = {entities,
+                                  "",
+                                  "garbage",
+                                  "<plist><array/></plist>",
+                                  "<plist><dict>",
+                                  deep.bytes(),
+                                  laughs.bytes(),
+                                  echoes.bytes(),
+                                  "{\"clientTimeStamp\": \"t\"}"};
   std::size_t reported = 0;
   for (const std::string& content : contents) {
     SCOPED_TRACE(content.substr(0, 40));
@@ -155,7 +210,7 @@ TEST_F(PreferencesFileTest, WhatCannotBeReadIsNotOverwritten) {
   ASSERT_TRUE(PreferencesFile(folder_.path(), logs_).setClientTimeStamp("old"));
   const std::string before = contentOf(path_);
   FaultyFileOperations dryRun;
-  PreferencesFile(folder_.path(), logs_, dryRun);
+  const PreferencesFile dryPreferences(folder_.path(), logs_, dryRun);
   FaultyFileOperations files({Fault::Kind::fails, dryRun.calls().size() + 1, EACCES});
   EXPECT_FALSE(PreferencesFile(folder_.path(), logs_, files).setClientTimeStamp("new"));
   EXPECT_EQ(contentOf(path_), before);

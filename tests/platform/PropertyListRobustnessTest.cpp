@@ -128,6 +128,17 @@ TEST_F(PropertyListRobustness, DeepNestingDoesNotOverflowTheStack) {
   EXPECT_EQ(read(file.bytes()), Array(1, std::nullopt));
 }
 
+TEST_F(PropertyListRobustness, EntitiesStayAsTheyAreWritten) {
+  std::string declared = R"(<!ENTITY file SYSTEM "file:///etc/hostname"><!ENTITY level0 "ha">)";
+  for (int level = 1; level < 40; ++level) {
+    const std::string lower = "&level" + std::to_string(level - 1) + ";";
+    declared.append("<!ENTITY level" + std::to_string(level) + " \"").append(repeated(lower, 10)).append("\">");
+  }
+  EXPECT_EQ(read("<!DOCTYPE plist [" + declared +
+                 "]><plist><array><string>&level39;</string><string>&file;</string></array></plist>"),
+            (Array{"&level39;", "&file;"}));
+}
+
 TEST_F(PropertyListRobustness, ABinaryListMayHoldItselfAndUnfoldToNoMoreThanItsElements) {
   EXPECT_EQ(read(File{.objects = {File::array({0, 0})}}.bytes()), Array(2, std::nullopt));
   File laughs;
@@ -157,6 +168,9 @@ TEST_F(PropertyListRobustness, TheReachOfABinaryListIsMeasuredWithoutUnfoldingIt
   for (std::uint64_t level = 1; level < 40; ++level) laughs.objects.push_back(File::array({level, level, level}));
   laughs.objects.push_back(File::text("ha"));
   EXPECT_FALSE(isWithin(laughs, 100, 100'000));
+  const File echoes{.objects = {File::array({1, 1}), File::text(std::string(640, 'x'))}};
+  EXPECT_TRUE(isWithin(echoes, 2, 1 + 2 * 11));
+  EXPECT_FALSE(isWithin(echoes, 2, 2 * 11));
 }
 
 struct TableCase {

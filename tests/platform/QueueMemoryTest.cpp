@@ -65,7 +65,7 @@ TEST(QueueMemory, JsonTextIsWholeOrNothing) {
   std::optional<std::string> text;
   const std::size_t failures =
       failuresForWantOfMemory([&] { return (text = JsonText().JSONString(object)).has_value(); });
-  EXPECT_GT(failures, 2U);
+  EXPECT_GE(failures, 2U);
   EXPECT_EQ(text, R"({"key":[")" + std::string(100, 'x') + R"(","y"]})");
 }
 

@@ -24,7 +24,7 @@ TEST(RuleFilter, ARuleMatchesByNameAndSubType) {
     DisableRule rule;
     Text name;
     Text subType;
-    bool matches;
+    bool matches = false;
   } cases[] = {
       {{.name = "connection"}, "connection", "wifi", true},
       {{.name = "connection"}, "connection", std::nullopt, true},

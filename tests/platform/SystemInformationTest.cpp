@@ -18,7 +18,7 @@ TEST(SystemInformation, NameAndVersionComeFromTheReleaseFile) {
       {"NAME=\"Debian GNU/Linux\"\nVERSION_ID=\"12\"\n", "Debian GNU/Linux", "12"},
       {"# NAME=no\nPRETTY_NAME=no\nNAME=Fedora\nVERSION=no\nVERSION_ID=41", "Fedora", "41"},
       {"NAME='It is $5'\nVERSION_ID='1\\2'\n", "It is $5", "1\\2"},
-      {"NAME=\"a \\\"b\\\" \\$c \\\\\"\nVERSION_ID=\"1\" # note\n", "a \"b\" $c \\", "1"},
+      {"NAME=\"a \\\"b\\\" \\$c \\\\\"\nVERSION_ID=\"1\" # note\n", R"(a "b" $c \)", "1"},
       {"NAME=first\nVERSION_ID=1\nNAME=last\n", "last", "1"},
       {"NAME=\"open\nVERSION_ID=\"\\", "open", "\\"},
   };

@@ -289,7 +289,7 @@ TEST_F(SQMDataCollectorTest, StartTimesAreWrittenAsTheDateMovedBackByTheOffsetOf
 TEST_F(SQMDataCollectorTest, ConnectStartWritesNothingButItsTime) {
   fillRow();
   collector.setConnectStartTime();
-  EXPECT_EQ(changed().size(), 1u);
+  EXPECT_EQ(changed().size(), 1U);
 }
 
 TEST_F(SQMDataCollectorTest, SecondsToTheLoginAreTheDifferenceOfTwoWholeReadings) {

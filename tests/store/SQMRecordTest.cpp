@@ -58,7 +58,7 @@ class SQMRecordTest : public ::testing::Test {
 
 TEST_F(SQMRecordTest, FreshRecordIsALineOf258Bytes) {
   EXPECT_EQ(saved(), contentOf(SQM_GOLDEN_DIR "/fresh_record.sqm"));
-  EXPECT_EQ(saved().size(), 258u);
+  EXPECT_EQ(saved().size(), 258U);
 }
 
 TEST_F(SQMRecordTest, EveryPositionStandsInItsPlace) {
@@ -158,13 +158,13 @@ TEST_F(SQMRecordTest, ClearKeepsTheSystemVersionTheFolderTheTypeAndWhatIsOutside
   record.setStringValueForField(86, "outside");
   record.clear();
   EXPECT_EQ(record.mOSver_, "10.8.2");
-  EXPECT_EQ(record.recordType(), 2u);
+  EXPECT_EQ(record.recordType(), 2U);
   EXPECT_EQ(record.valueForField(86), "outside");
   EXPECT_EQ(record.getSQMFileName(), folder / "0Q20261115210738.sqm");
 }
 
 TEST_F(SQMRecordTest, RecordNameFollowsFromTheType) {
-  EXPECT_EQ(record.recordType(), 0u);
+  EXPECT_EQ(record.recordType(), 0U);
   const std::pair<std::uint64_t, std::string_view> cases[] = {
       {0, "client"}, {1, "connection"},        {2, "device"}, {3, "confirmation"},
       {5, ""},       {4, "connectionQuality"}, {6, ""},       {std::numeric_limits<std::uint64_t>::max(), ""}};
@@ -261,6 +261,13 @@ TEST_F(SQMRecordTest, AMissingFolderIsNotMadeAndTheSaveFails) {
 TEST_F(SQMRecordTest, AFileInPlaceOfTheFolderFailsTheSaveAndStaysAsItIs) {
   putContent(folder / "file", "content");
   record.setSQMDir(folder / "file");
+  EXPECT_FALSE(record.saveRec());
+  EXPECT_EQ(contentOf(folder / "file"), "content");
+}
+
+TEST_F(SQMRecordTest, AFolderWithANulFailsTheSaveAndHarmsNoFileBeforeIt) {
+  putContent(folder / "file", "content");
+  record.setSQMDir(folder / "file\0more"s);
   EXPECT_FALSE(record.saveRec());
   EXPECT_EQ(contentOf(folder / "file"), "content");
 }

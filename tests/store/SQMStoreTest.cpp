@@ -106,6 +106,14 @@ TEST_F(SQMStoreTest, AFolderThatCannotBeListedYieldsNothing) {
   EXPECT_EQ(console.lines, Names{});
 }
 
+TEST_F(SQMStoreTest, AFolderWithANulIsNotTheOneBeforeIt) {
+  put("a.sqm", "a");
+  store.setSQMDirPath(folder.path() + "\0more"s);
+  EXPECT_EQ(store.getDataFromSQMRec(), "");
+  store.deleteSQMRecord();
+  EXPECT_EQ(folder.names(), Names{"a.sqm"});
+}
+
 TEST_F(SQMStoreTest, AFolderThatMustNotBeReadYieldsNothingAndKeepsItsFiles) {
   put("a.sqm", "a");
   {

@@ -21,13 +21,15 @@ namespace sqm::test {
 
 // NOLINTBEGIN(cppcoreguidelines-macro-usage): GoogleTest's tests are macros.
 
+/// Calls `body` in a new process, in which no object has been made of which a process has one; once in a test.
+#define EXPECT_IN_FRESH_PROCESS(body)             \
+  GTEST_FLAG_SET(death_test_style, "threadsafe"); \
+  EXPECT_EXIT((body, sqm::test::endWithVerdict()), ::testing::ExitedWithCode(0), "")
+
 /// A test that runs in a new process, in which no object has been made of which a process has one.
-#define TEST_IN_FRESH_PROCESS(suite, name)                                                       \
-  static void suite##name();                                                                     \
-  TEST(suite, name) {                                                                            \
-    GTEST_FLAG_SET(death_test_style, "threadsafe");                                              \
-    EXPECT_EXIT((suite##name(), sqm::test::endWithVerdict()), ::testing::ExitedWithCode(0), ""); \
-  }                                                                                              \
+#define TEST_IN_FRESH_PROCESS(suite, name)                      \
+  static void suite##name();                                    \
+  TEST(suite, name) { EXPECT_IN_FRESH_PROCESS(suite##name()); } \
   static void suite##name()
 
 // NOLINTEND(cppcoreguidelines-macro-usage)

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <functional>
+#include <map>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -12,11 +13,13 @@
 /// Log files that keep nothing: `onLine`, where it is set, is told every line while it is written.
 class ObservedLogs : public sqm::LogFileFactory {
  public:
-  std::unique_ptr<sqm::LogFile> initWithFile(std::string_view file, int /*logLevel*/) override {
+  std::unique_ptr<sqm::LogFile> initWithFile(std::string_view file, int logLevel) override {
+    levels[std::string(file)] = logLevel;
     return std::make_unique<File>(*this, file);
   }
 
   std::function<void(const std::string& file, const std::string& text)> onLine;
+  std::map<std::string, int> levels;  ///< of the files opened so far
 
  private:
   class File : public sqm::LogFile {

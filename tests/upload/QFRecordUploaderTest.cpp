@@ -448,6 +448,37 @@ TEST_IN_FRESH_PROCESS(QFRecordUploaderCreation, WithAnArchiveThatCannotBeHadTher
   EXPECT_THAT(host.http.requests(), IsEmpty());
 }
 
+TEST_IN_FRESH_PROCESS(QFRecordUploaderIdle, IsWhenNothingIsUnderWayAndNothingWillFollow) {
+  FreshHost host;
+  QFRecordUploader& uploader = *QFRecordUploader::sharedQFRecordUploader();
+  uploader.uploadRecord();
+  EXPECT_TRUE(uploader.isIdle()) << "the queue is empty";
+  uploader.quequeRecord("first", kUrl);
+  uploader.quequeRecord("second", kUrl);
+  EXPECT_TRUE(uploader.isIdle()) << "nothing was sent";
+  uploader.uploadRecord();
+  EXPECT_FALSE(uploader.isIdle());
+  host.http.complete(200);
+  EXPECT_FALSE(uploader.isIdle()) << "the next one will be sent";
+  EXPECT_FALSE(uploader.uploadInProgress());
+  host.mainThread.runAll();
+  EXPECT_FALSE(uploader.isIdle());
+  host.http.fail();
+  EXPECT_TRUE(uploader.isIdle()) << "it came to nothing";
+  EXPECT_TRUE(uploader.uploadInProgress());
+  uploader.uploadRecord();
+  uploader.uploadRecord();
+  host.http.complete(500);
+  EXPECT_FALSE(uploader.isIdle()) << "one of two is under way";
+  host.http.complete(200);
+  EXPECT_TRUE(uploader.isIdle()) << "all was sent";
+  host.http.complete(200);
+  EXPECT_TRUE(uploader.isIdle()) << "an outcome of no request counts for nothing";
+  uploader.setRecordQueue(UploadRequests{{}});
+  uploader.uploadRecord();
+  EXPECT_TRUE(uploader.isIdle()) << "a request without address and data is not sent";
+}
+
 TEST_IN_FRESH_PROCESS(QFRecordUploaderCreation, NeedsAHost) {
   sqm::testing::MemoryCoder coder;
   EXPECT_EQ(sqm::Host::installed(), nullptr);
@@ -474,6 +505,7 @@ TEST_IN_FRESH_PROCESS(QFRecordUploaderCreation, WithoutATransactionItStillQueues
   QFRecordUploader& uploader = *QFRecordUploader::sharedQFRecordUploader();
   EXPECT_TRUE(uploader.quequeRecord("first", kUrl));
   uploader.uploadRecord();
+  EXPECT_TRUE(uploader.isIdle());
   EXPECT_EQ(uploader.recordQueue(), UploadRequests{requestOf("first")});
 }
 

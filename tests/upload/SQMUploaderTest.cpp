@@ -101,7 +101,7 @@ constexpr std::int16_t kCompleted = 4;
 
 TEST_F(SQMUploaderTest, AFreshUploaderHasNeverStarted) {
   EXPECT_EQ(uploader->getActivityStatus(), kNeverStarted);
-  EXPECT_EQ(host.http.requests().size(), 0u);
+  EXPECT_EQ(host.http.requests().size(), 0U);
   EXPECT_EQ(log(), Lines{});
   const auto other = SQMUploader::create(host.host);
   EXPECT_EQ(other->sqmUploadUrl(), std::nullopt);
@@ -117,7 +117,7 @@ TEST_F(SQMUploaderTest, TheSessionHasNoNameAndNoEncodingIsSet) {
 TEST_F(SQMUploaderTest, WithoutALogFileThereIsNoUploader) {
   host.logs.refuse("SQMUploadlog.log");
   EXPECT_EQ(SQMUploader::create(host.host), nullptr);
-  EXPECT_EQ(host.http.transactions().size(), 1u) << "the transaction made for it is gone";
+  EXPECT_EQ(host.http.transactions().size(), 1U) << "the transaction made for it is gone";
 }
 
 TEST_F(SQMUploaderTest, WithoutATransactionThereIsNoUploader) {
@@ -138,7 +138,7 @@ TEST_F(SQMUploaderTest, PostsAllFilesAsOneBody) {
   put("a.sqm", "first\n");
   put("b.SQM", "second\n");
   uploader->startSend();
-  ASSERT_EQ(host.http.requests().size(), 1u);
+  ASSERT_EQ(host.http.requests().size(), 1U);
   EXPECT_EQ(host.http.requests()[0].url, kUrl);
   EXPECT_EQ(host.http.requests()[0].method, sqm::kHttpMethodPost);
   EXPECT_EQ(host.http.requests()[0].data, "first\nsecond\n");
@@ -186,7 +186,7 @@ TEST_F(SQMUploaderTest, AnEmptyFolderPostsAnEmptyBodyAndThenCompletes) {
   EXPECT_EQ(console.lines, Lines{}) << "nothing was read or deleted";
   EXPECT_EQ(observer.told, Lines{"TrelkSQMUploadComplete"});
   EXPECT_EQ(uploader->getActivityStatus(), kCompleted);
-  EXPECT_EQ(bodies().size(), 1u);
+  EXPECT_EQ(bodies().size(), 1U);
 }
 
 TEST_F(SQMUploaderTest, AnyOtherStatusIsAnErrorAndKeepsTheFiles) {
@@ -336,7 +336,7 @@ TEST_F(SQMUploaderTest, WithoutAnAddressTheTransactionIsAskedAllTheSame) {
   put("a.sqm", "a");
   uploader->setSQMUploadUrl(std::nullopt);
   uploader->startSend();
-  ASSERT_EQ(host.http.requests().size(), 1u);
+  ASSERT_EQ(host.http.requests().size(), 1U);
   EXPECT_EQ(host.http.requests()[0].url, std::nullopt);
   EXPECT_EQ(log()[0], "DEBUG 2 startSend***started sending data to server:(null)");
   host.http.fail();
@@ -373,7 +373,7 @@ TEST_F(SQMUploaderTest, FilesThatCannotBeDeletedArePostedUntilItIsAborted) {
   EXPECT_EQ(bodies(), (Lines{"a", "a", "a"}));
   uploader->abortSend();
   host.http.endAbort();
-  EXPECT_EQ(bodies().size(), 3u);
+  EXPECT_EQ(bodies().size(), 3U);
   EXPECT_EQ(observer.told, Lines{});
 }
 
@@ -393,7 +393,7 @@ TEST_F(SQMUploaderTest, ADestroyedUploaderHearsNothingMore) {
   uploader->startSend();
   const void* sender = &transaction();
   uploader.reset();
-  EXPECT_EQ(host.http.transactions().size(), 0u);
+  EXPECT_EQ(host.http.transactions().size(), 0U);
   const std::size_t logged = log().size();
   host.notificationCenter.postNotificationName(sqm::TrelkHttpTransactionErrorNotification, sender);
   EXPECT_EQ(log().size(), logged);
@@ -409,9 +409,9 @@ TEST_F(SQMUploaderTest, AnObserverMayDestroyIt) {
     observer.told.clear();
     observer.then = [&] { uploader.reset(); };
     end();
-    EXPECT_EQ(observer.told.size(), 1u);
+    EXPECT_EQ(observer.told.size(), 1U);
     EXPECT_EQ(uploader, nullptr);
-    EXPECT_EQ(host.http.transactions().size(), 0u);
+    EXPECT_EQ(host.http.transactions().size(), 0U);
   }
 }
 

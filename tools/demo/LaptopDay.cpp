@@ -33,8 +33,6 @@ constexpr std::array<List, 5> kLists = {{
     {"SQMUserAcceptance.plist", "/user-acceptance", "userAcceptanceList"},
 }};
 
-constexpr const char* kFolder = "Library/Application Support/Trelk/Trelk Quenfa/SQM";
-
 /// A document that is to arrive.
 struct Document {
   std::string path;
@@ -48,12 +46,12 @@ std::vector<Document> showStored(const Stage& stage) {
   const sqm::platform::StandardHost host(options);
   std::vector<Document> documents;
   for (const List& list : kLists) {
-    const fs::path file = fs::path(stage.home) / kFolder / list.file;
+    const fs::path file = fs::path(stage.home) / kSqmFolder / list.file;
     const auto records = host.propertyLists->arrayWithContentsOfFile(file.string());
     if (!records) throw std::runtime_error(file.string() + " is not there, or cannot be read");
     std::array<char, 128> line{};
     std::snprintf(line.data(), line.size(), "  %-26s%10s%10ju bytes", list.file,
-                  plural(records->size(), "record").c_str(), static_cast<std::uintmax_t>(fs::file_size(file)));
+                  tools::plural(records->size(), "record").c_str(), static_cast<std::uintmax_t>(fs::file_size(file)));
     stage.shown.note(line.data());
     if (records->empty()) continue;
     const std::string element = list.element;

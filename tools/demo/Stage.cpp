@@ -1,19 +1,49 @@
 #include "tools/demo/Stage.h"
 
+#include <fstream>
 #include <stdexcept>
 
 #include <httplib.h>
 #include <nlohmann/json.hpp>
 
-#include "tools/support/Process.h"
+#include "tools/support/TemporaryFolder.h"
 
 namespace demo {
 
-void Stage::run(const std::string& program, const std::vector<std::string>& arguments) const {
+namespace {
+
+/// The library tells some of its work to the system console, which is the program's standard error.
+void showConsole(const Shown& shown, const std::string& file) {
+  std::ifstream lines(file);
+  std::string line;
+  if (!std::getline(lines, line)) return;
+  shown.note("\n  The library also wrote to the system console (standard error):");
+  do shown.aside("    " + line);
+  while (std::getline(lines, line));
+}
+
+}  // namespace
+
+Collector::Collector(const std::filesystem::path& programs, int port)
+    : process_({(programs / "sqm-collector").string(), "--port", std::to_string(port), "--quiet"},
+               /*readsOutput=*/true),
+      address_(process_.readLine()) {
+  if (address_.empty()) throw std::runtime_error("the collection server did not start");
+  address_.pop_back();  // the slash at the end
+}
+
+void Stage::run(const std::string& program, const std::vector<std::string>& arguments, int expectedStatus) const {
   std::vector<std::string> command = {(programs / program).string()};
   command.insert(command.end(), arguments.begin(), arguments.end());
-  const int status = tools::Process(command, /*readsOutput=*/false).wait();
-  if (status != 0) throw std::runtime_error(program + " ended with status " + std::to_string(status));
+  const tools::TemporaryFolder folder;
+  const int status = tools::Process(command, /*readsOutput=*/false, folder / "errors").wait();
+  showConsole(shown, folder / "errors");
+  if (status != expectedStatus) throw std::runtime_error(program + " ended with status " + std::to_string(status));
+}
+
+void Stage::setFaults(const std::vector<std::string>& rules) const {
+  const auto answer = httplib::Client(server).Put("/_faults", nlohmann::json(rules).dump(), "application/json");
+  if (!answer || answer->status != 200) throw std::runtime_error("the collection server makes no faults");
 }
 
 std::vector<Post> Stage::arrived(std::size_t known) const {
@@ -27,13 +57,10 @@ std::vector<Post> Stage::arrived(std::size_t known) const {
   for (const auto& request : nlohmann::json::parse(get("/_requests"))) {
     const auto id = request.at("id").get<std::size_t>();
     if (id <= known) continue;
-    posts.push_back({request.at("path"), request.at("contentType"), get("/_requests/" + std::to_string(id) + "/body")});
+    posts.push_back({request.at("path"), request.at("contentType"), request.at("answered"),
+                     get("/_requests/" + std::to_string(id) + "/body")});
   }
   return posts;
-}
-
-std::string plural(std::size_t count, const std::string& noun) {
-  return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
 }
 
 }  // namespace demo

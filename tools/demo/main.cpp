@@ -1,31 +1,45 @@
 // sqm-demo: the library's work on one screen. It starts a collection server, has example programs record and upload,
 // and compares what the server got with what lay on disk.
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <exception>
 #include <filesystem>
-#include <stdexcept>
 #include <string>
+#include <vector>
 
 #include "tools/demo/Stage.h"
-#include "tools/support/Process.h"
 #include "tools/support/TemporaryFolder.h"
+#include "tools/support/Terminal.h"
 
 namespace {
 
 namespace fs = std::filesystem;
 
-constexpr std::array kScenes = {demo::playLaptopDay};
+constexpr std::array kScenes = {
+    demo::playLaptopDay,
+    demo::playSqmFiles,
+    demo::playOutage,
+    demo::playFailedAttempt,
+};
+
+/// How much arrived. A post that the server refused arrived as well; its scene has seen to it that it was sent again.
+std::string summary(const std::vector<demo::Post>& posts) {
+  const auto kept = static_cast<std::size_t>(
+      std::count_if(posts.begin(), posts.end(), [](const auto& post) { return post.isKept(); }));
+  std::string text = "Everything that was stored arrived, in " + tools::plural(kept, "post") + ", and nothing else did";
+  if (kept < posts.size()) {
+    text += " (refused, kept and sent again: " + tools::plural(posts.size() - kept, "post") + ")";
+  }
+  return text + ".";
+}
 
 int play(const fs::path& programs) {
   const tools::TemporaryFolder home;
-  tools::Process collector({(programs / "sqm-collector").string(), "--port", "0", "--quiet"}, /*readsOutput=*/true);
-  std::string server = collector.readLine();
-  if (server.empty()) throw std::runtime_error("the collection server did not start");
-  server.pop_back();  // the slash at the end
+  const demo::Collector collector(programs);
 
-  const demo::Stage stage{demo::Shown(), programs, home.path(), server};
+  const demo::Stage stage{demo::Shown(), programs, home.path(), collector.address()};
   bool isAllRight = true;
   for (const auto& scene : kScenes) isAllRight = scene(stage) && isAllRight;
 
@@ -34,8 +48,7 @@ int play(const fs::path& programs) {
     stage.shown.bad("What arrived is not what was stored.");
     return 1;
   }
-  stage.shown.good("Everything that was stored arrived, in " + demo::plural(stage.arrived().size(), "post") +
-                   ", and nothing else did.");
+  stage.shown.good(summary(stage.arrived()));
   return 0;
 }
 

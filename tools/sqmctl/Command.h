@@ -29,7 +29,21 @@ struct Invocation {
 
 // Each adds one subcommand, with its options, to the program. The subcommand runs from its callback, throws Problem,
 // and sets `status` where it is not kSuccess. The program and the invocation outlive it.
+void addStatus(CLI::App& program, Invocation& invocation);
+void addShow(CLI::App& program, Invocation& invocation);
+void addDocuments(CLI::App& program, Invocation& invocation);
+void addUpload(CLI::App& program, Invocation& invocation);
+void addQueue(CLI::App& program, Invocation& invocation);
+void addDirectory(CLI::App& program, Invocation& invocation);
+void addDiagnostics(CLI::App& program, Invocation& invocation);
+void addFields(CLI::App& program, Invocation& invocation);
 void addPlay(CLI::App& program, Invocation& invocation);
+
+/// Says something on standard error.
+void remark(const std::string& text);
+
+/// Says what is wrong there, and that the run fails. It goes on.
+void complain(Invocation& invocation, const std::string& text);
 
 /// Where "SQMFieldNames.plist" lies for this invocation: what the user said, else the sample that is installed with the
 /// tool, else the one beside the executable.

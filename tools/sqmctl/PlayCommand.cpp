@@ -1,10 +1,132 @@
+#include <array>
+#include <csignal>
+#include <cstdio>
+#include <exception>
+#include <fcntl.h>
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <string>
+#include <unistd.h>
+#include <utility>
+
 #include "tools/sqmctl/Command.h"
+#include "tools/sqmctl/play/FixedEnvironment.h"
+#include "tools/sqmctl/play/Player.h"
+#include "tools/sqmctl/play/ResultLines.h"
+#include "tools/sqmctl/play/Scenario.h"
 
 namespace sqmctl {
 
+namespace {
+
+struct PlayOptions {
+  std::string file;
+  play::EnvironmentOptions environment;
+};
+
+constexpr struct {
+  const char* name;
+  std::optional<std::string> play::EnvironmentOptions::*value;
+  const char* what;
+  const char* description;
+} kEnvironment[] = {
+    {"--locale", &play::EnvironmentOptions::locale, "ID", "The user's locale, as en_GB"},
+    {"--os", &play::EnvironmentOptions::os, "NAME", "The operating system's name"},
+    {"--os-version", &play::EnvironmentOptions::osVersion, "TEXT", "The operating system's version"},
+    {"--time", &play::EnvironmentOptions::time, "ISO8601",
+     "Where the clock stands, as 2026-11-21T10:00:00Z; the operation `advance` moves it"},
+    {"--zone", &play::EnvironmentOptions::zone, "IANA", "The time zone, as Europe/Berlin"},
+};
+
+/// The options may stand before the subcommand and after it.
+void addEnvironment(CLI::App& app, PlayOptions& options, const std::string& group) {
+  for (const auto& each : kEnvironment) {
+    app.add_option_function<std::string>(
+           each.name, [&options, value = each.value](const std::string& text) { options.environment.*value = text; },
+           each.description)
+        ->type_name(each.what)
+        ->group(group);
+  }
+}
+
+bool hasEnvironment(const play::EnvironmentOptions& environment) {
+  for (const auto& each : kEnvironment) {
+    if (environment.*each.value) return true;
+  }
+  return false;
+}
+
+/// Makes sure that no file that is opened later is taken for a standard stream that is closed.
+void occupyStandardDescriptors() {
+  for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+    // The lowest free one is this one. It is opened the wrong way round, and so fails as one that is closed does.
+    const int flags = descriptor == STDIN_FILENO ? O_WRONLY : O_RDONLY;
+    if (::fcntl(descriptor, F_GETFD) < 0) static_cast<void>(::open("/dev/null", flags));
+  }
+}
+
+std::string placeOf(const std::string& file, const play::Scenario& scenario) {
+  return file + ":" + std::to_string(scenario.line()) + ": ";
+}
+
+/// Names every faulty line on standard error; true when there is none.
+bool isSound(const std::string& file, play::Scenario& scenario) {
+  bool sound = true;
+  while (const auto step = scenario.next()) {
+    if (step->fault.empty()) continue;
+    sound = false;
+    std::fprintf(stderr, "%s%s\n", placeOf(file, scenario).c_str(), step->fault.c_str());
+  }
+  return sound;
+}
+
+void run(const std::string& file, play::Scenario& scenario, play::Player& player) {
+  while (const auto step = scenario.next()) {
+    if (!step->fault.empty()) {
+      throw Problem(kFailure, placeOf(file, scenario) + step->fault + "; the file has changed since it was checked");
+    }
+    play::Result result;
+    try {
+      result = step->operation->run(player, play::Arguments(step->arguments));
+    } catch (const std::exception& problem) {
+      throw Problem(kFailure, placeOf(file, scenario) + std::string(step->operation->name) + ": " + problem.what());
+    }
+    play::writeResult(scenario.line(), step->operation->name, std::move(result));
+  }
+}
+
+int runPlay(const Invocation& invocation, const PlayOptions& options) {
+  std::signal(SIGPIPE, SIG_IGN);  // a reader that has gone shows in the write
+  occupyStandardDescriptors();
+  play::FixedEnvironment environment(options.environment);
+  if (!invocation.resources.empty() && !std::filesystem::is_directory(invocation.resources)) {
+    throw Problem(kBadInput, "--resources: there is no folder " + invocation.resources);
+  }
+  play::Scenario scenario(options.file, environment.clock() != nullptr);
+  if (!isSound(options.file, scenario)) return kBadInput;
+  scenario.rewind();
+  play::Player player(invocation.home, resourcesOf(invocation), environment);
+  run(options.file, scenario, player);
+  return kSuccess;
+}
+
+}  // namespace
+
 void addPlay(CLI::App& program, Invocation& invocation) {
+  const auto options = std::make_shared<PlayOptions>();
   CLI::App* play = program.add_subcommand("play", "Drives the library with a scenario file");
-  play->callback([&invocation] { invocation.status = kFailure; });
+  play->fallthrough();
+  play->add_option("FILE", options->file, "The scenario, one operation a line as JSON; - is standard input")
+      ->required();
+  addEnvironment(*play, *options, "What the environment reports, in place of the machine's own");
+  addEnvironment(program, *options, /*group: not shown*/ "");
+  play->callback([&invocation, options] { invocation.status = runPlay(invocation, *options); });
+  program.parse_complete_callback([play, options] {
+    if (!play->parsed() && hasEnvironment(options->environment)) {
+      throw Problem(kBadInput, "--locale, --os, --os-version, --time and --zone belong to the subcommand play");
+    }
+  });
 }
 
 }  // namespace sqmctl

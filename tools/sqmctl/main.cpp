@@ -3,34 +3,83 @@
 #include <array>
 #include <cstdio>
 #include <exception>
+#include <string>
 
 #include "tools/sqmctl/Command.h"
+#include "tools/support/Terminal.h"
+
+namespace sqmctl {
 
 namespace {
 
-constexpr std::array kCommands = {sqmctl::addPlay};
+constexpr std::array kCommands = {addStatus,    addShow,        addDocuments, addUpload, addQueue,
+                                  addDirectory, addDiagnostics, addFields,    addPlay};
 
-}  // namespace
+/// The command as it was typed up to where the parser went wrong: "sqmctl queue add".
+std::string commandOf(const CLI::App& program) {
+  std::string command = program.get_name();
+  for (const CLI::App* chosen : program.get_subcommands()) return command + " " + commandOf(*chosen);
+  return command;
+}
 
-int main(int argc, char** argv) {
-  CLI::App program{"Drives the service-quality-metrics library from the command line, and shows what it keeps."};
-  program.name("sqmctl");
-  program.require_subcommand(1);
-  sqmctl::Invocation invocation;
-  program.add_option("--home", invocation.home, "Stands for the user's home directory (default: the user's own)");
-  program.add_option("--resources", invocation.resources,
-                     "Folder of SQMFieldNames.plist (default: the sample that comes with the tool)");
-  for (const auto& add : kCommands) add(program, invocation);
+/// What the parser found wrong. A word that is no subcommand is named; to the parser a subcommand is missing then.
+std::string reasonOf(const CLI::App& program, const CLI::ParseError& error) {
+  const auto unknown = program.remaining(/*recurse=*/true);
+  const bool isMissing = error.get_exit_code() == static_cast<int>(CLI::ExitCodes::RequiredError);
+  return isMissing && !unknown.empty() ? "'" + unknown.front() + "' is not expected here" : error.what();
+}
+
+int run(CLI::App& program, const Invocation& invocation, int argc, char** argv) {
   try {
     program.parse(argc, argv);
     return invocation.status;
   } catch (const CLI::ParseError& error) {
-    return program.exit(error) == 0 ? sqmctl::kSuccess : sqmctl::kBadInput;
-  } catch (const sqmctl::Problem& problem) {
-    std::fprintf(stderr, "sqmctl: %s\n", problem.what());
+    if (error.get_exit_code() == 0) return program.exit(error);  // --help, --version
+    remark(reasonOf(program, error) + "\nRun '" + commandOf(program) + " --help' to see what is expected.");
+    return kBadInput;
+  } catch (const Problem& problem) {
+    remark(problem.what());
     return problem.status();
   } catch (const std::exception& problem) {
-    std::fprintf(stderr, "sqmctl: %s\n", problem.what());
-    return sqmctl::kFailure;
+    remark(problem.what());
+    return kFailure;
   }
+}
+
+}  // namespace
+
+void remark(const std::string& text) {
+  const tools::Terminal terminal(stderr);
+  terminal.line(terminal.shown("sqmctl: " + text, /*keepsLines=*/true));
+}
+
+void complain(Invocation& invocation, const std::string& text) {
+  remark(text);
+  invocation.status = kFailure;
+}
+
+}  // namespace sqmctl
+
+int main(int argc, char** argv) {
+  CLI::App program{"Shows what the service-quality-metrics library keeps, sends it, and drives the library."};
+  program.name("sqmctl");
+  program.set_version_flag("--version", "sqmctl " SQM_VERSION);
+  program.require_subcommand(1);
+  program.fallthrough();  // --home and --resources may stand behind the subcommand, too
+  sqmctl::Invocation invocation;
+  const CLI::Validator isGiven([](const std::string& value) { return value.empty() ? "is empty" : std::string(); }, "");
+  program.add_option("--home", invocation.home, "Stands for the user's home directory (default: the user's own)")
+      ->option_text("FOLDER")
+      ->check(isGiven);
+  program
+      .add_option("--resources", invocation.resources,
+                  "Folder of SQMFieldNames.plist (default: the sample that comes with the tool)")
+      ->option_text("FOLDER")
+      ->check(isGiven);
+  for (const auto& add : sqmctl::kCommands) add(program, invocation);
+
+  const int status = sqmctl::run(program, invocation, argc, argv);
+  if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) return status;
+  std::fputs("sqmctl: the output could not be written\n", stderr);
+  return sqmctl::kFailure;
 }

@@ -18,11 +18,13 @@ namespace {
 
 }  // namespace
 
-Process::Process(const std::vector<std::string>& arguments, bool readsOutput) {
+Process::Process(const std::vector<std::string>& arguments, bool readsOutput, const std::string& errorFile) {
   int pipeEnds[2] = {-1, -1};
   if (readsOutput && pipe2(pipeEnds, O_CLOEXEC) != 0) throwLastError("pipe");
 
   std::vector<char*> argv;
+  argv.reserve(arguments.size() + 1);
+  // NOLINTNEXTLINE(cppcoreguidelines-pro-type-const-cast): execv changes nothing
   for (const std::string& argument : arguments) argv.push_back(const_cast<char*>(argument.c_str()));
   argv.push_back(nullptr);
 
@@ -31,6 +33,7 @@ Process::Process(const std::vector<std::string>& arguments, bool readsOutput) {
   if (pid_ == 0) {
     prctl(PR_SET_PDEATHSIG, SIGTERM);
     if (readsOutput) dup2(pipeEnds[1], STDOUT_FILENO);
+    if (!errorFile.empty()) dup2(open(errorFile.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600), STDERR_FILENO);
     execv(argv[0], argv.data());
     _exit(127);
   }
@@ -55,9 +58,9 @@ std::string Process::readLine() {
   return line;
 }
 
-void Process::terminate() { ::kill(pid_, SIGTERM); }
+void Process::terminate() const { ::kill(pid_, SIGTERM); }
 
-void Process::kill() { ::kill(pid_, SIGKILL); }
+void Process::kill() const { ::kill(pid_, SIGKILL); }
 
 int Process::wait() {
   int status = 0;

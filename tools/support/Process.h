@@ -10,8 +10,9 @@ namespace tools {
 class Process {
  public:
   /// Starts the program `arguments[0]`. With `readsOutput`, its standard output comes to `readLine`; otherwise it
-  /// shares this process's. Throws std::system_error.
-  Process(const std::vector<std::string>& arguments, bool readsOutput);
+  /// shares this process's. Its standard error is appended to `errorFile`, or shared when that is empty. Throws
+  /// std::system_error.
+  Process(const std::vector<std::string>& arguments, bool readsOutput, const std::string& errorFile = {});
   Process(const Process&) = delete;
   Process& operator=(const Process&) = delete;
   ~Process();
@@ -23,10 +24,10 @@ class Process {
   bool isAtEnd() const { return isAtEnd_; }
 
   /// Asks it to end.
-  void terminate();
+  void terminate() const;
 
   /// Ends it at once, as a crash would.
-  void kill();
+  void kill() const;
 
   /// Waits for its end: the exit status, or 128 and the number of the signal that killed it.
   int wait();

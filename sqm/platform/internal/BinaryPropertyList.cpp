@@ -157,9 +157,12 @@ bool BinaryPropertyList::isWithin(std::size_t depth, std::size_t objects) const 
 }
 
 bool BinaryPropertyList::isWithin(std::uint64_t number, std::size_t depth, std::size_t& objects) const {
+  constexpr std::size_t kBytesOfOne = 64;
   const auto found = object(number);
-  if (!found || depth == 0 || objects == 0) return false;
-  --objects;
+  if (!found || depth == 0) return false;
+  const std::size_t counts = 1 + found->body.size() / kBytesOfOne;
+  if (counts > objects) return false;
+  objects -= counts;
   if (found->kind != Kind::array && found->kind != Kind::dictionary) return true;
   const std::size_t references = found->body.size() / referenceSize_;
   for (std::size_t index = 0; index < references; ++index) {

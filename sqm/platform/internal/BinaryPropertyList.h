@@ -45,7 +45,8 @@ class BinaryPropertyList {
   /// The number of an object that `container` refers to: an array's elements; a dictionary's keys, then its values.
   std::uint64_t reference(const Object& container, std::size_t index) const;
 
-  /// True when the tree below the root is at most `depth` deep and unfolds to at most `objects` objects.
+  /// True when the tree below the root is at most `depth` deep and unfolds to at most `objects` objects. A long one
+  /// counts once more for every 64 bytes.
   bool isWithin(std::size_t depth, std::size_t objects) const;
 
  private:

@@ -1,6 +1,7 @@
 #include "sqm/platform/internal/BinaryPropertyListWriter.h"
 
 #include <algorithm>
+#include <cstring>
 #include <utility>
 
 #include "sqm/common/XmlText.h"
@@ -18,8 +19,8 @@ constexpr unsigned kArray = 0xA0;
 constexpr unsigned kDictionary = 0xD0;
 constexpr unsigned kLongCount = 0xF;
 
-constexpr std::size_t kTrailerSize = 32;
-constexpr std::size_t kMostPerObject = 32;  // marker, count, offset, and the references to it
+/// Bytes that are handed on together, or a few more.
+constexpr std::size_t kPiece = std::size_t{1} << 17;
 
 /// The size that the format has for a number up to `largest`, in bytes.
 std::size_t sizeFor(std::uint64_t largest) {
@@ -30,6 +31,17 @@ std::size_t sizeFor(std::uint64_t largest) {
 
 void append(std::string& out, std::uint64_t number, std::size_t size) {
   for (std::size_t byte = size; byte-- > 0;) out.push_back(static_cast<char>(number >> (8 * byte)));
+}
+
+bool isAscii(std::string_view text) {
+  std::uint64_t all = 0;
+  std::size_t at = 0;
+  for (std::uint64_t word = 0; text.size() - at >= sizeof word; at += sizeof word) {
+    std::memcpy(&word, text.data() + at, sizeof word);
+    all |= word;
+  }
+  for (; at < text.size(); ++at) all |= static_cast<unsigned char>(text[at]);
+  return (all & 0x8080808080808080) == 0;
 }
 
 /// `text` is well-formed UTF-8.
@@ -56,17 +68,14 @@ std::u16string utf16FromUtf8(std::string_view text) {
 
 }  // namespace
 
-BinaryPropertyListWriter::BinaryPropertyListWriter(std::size_t objects, std::size_t bytes)
-    : referenceSize_(sizeFor(objects)), bytes_("bplist00") {
+BinaryPropertyListWriter::BinaryPropertyListWriter(std::size_t objects, Sink sink)
+    : referenceSize_(sizeFor(objects)), sink_(std::move(sink)), bytes_("bplist00") {
   offsets_.reserve(objects);
-  bytes_.reserve(bytes + objects * kMostPerObject + kTrailerSize);
 }
 
 BinaryPropertyListWriter::Number BinaryPropertyListWriter::addText(std::string_view text) {
   const bool isString = isXmlAllowed(text);
-  const bool isAscii =
-      std::all_of(text.begin(), text.end(), [](char byte) { return static_cast<unsigned char>(byte) < 0x80; });
-  if (isString && !isAscii) {
+  if (isString && !isAscii(text)) {
     const std::u16string units = utf16FromUtf8(text);
     const Number number = begin(kUtf16Text, units.size());
     for (const char16_t unit : units) append(bytes_, unit, sizeof unit);
@@ -91,8 +100,8 @@ BinaryPropertyListWriter::Number BinaryPropertyListWriter::addArray(std::span<co
   return number;
 }
 
-std::string BinaryPropertyListWriter::finish() && {
-  const std::size_t table = bytes_.size();
+void BinaryPropertyListWriter::finish() {
+  const std::size_t table = handedOn_ + bytes_.size();
   const std::size_t offsetSize = sizeFor(table);
   for (const std::size_t offset : offsets_) append(bytes_, offset, offsetSize);
   bytes_.append(6, '\0');
@@ -101,11 +110,12 @@ std::string BinaryPropertyListWriter::finish() && {
   append(bytes_, offsets_.size(), 8);
   append(bytes_, offsets_.size() - 1, 8);
   append(bytes_, table, 8);
-  return std::move(bytes_);
+  handOn();
 }
 
 BinaryPropertyListWriter::Number BinaryPropertyListWriter::begin(unsigned kind, std::size_t count) {
-  offsets_.push_back(bytes_.size());
+  if (bytes_.size() >= kPiece) handOn();
+  offsets_.push_back(handedOn_ + bytes_.size());
   append(bytes_, kind | std::min<std::size_t>(count, kLongCount), 1);
   if (count >= kLongCount) {  // an integer object follows that holds the count, and in its marker the power of its size
     const std::size_t size = sizeFor(count);
@@ -113,6 +123,12 @@ BinaryPropertyListWriter::Number BinaryPropertyListWriter::begin(unsigned kind, 
     append(bytes_, count, size);
   }
   return offsets_.size() - 1;
+}
+
+void BinaryPropertyListWriter::handOn() {
+  sink_(bytes_);
+  handedOn_ += bytes_.size();
+  bytes_.clear();
 }
 
 void BinaryPropertyListWriter::addReferences(std::span<const Number> references) {

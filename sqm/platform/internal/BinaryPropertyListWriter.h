@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -9,9 +10,9 @@
 
 namespace sqm::platform {
 
-/// Puts a binary property list ("bplist00") together in one buffer, object by object. Ten thousand requests of 1 KB
-/// take a sixth of the time that libplist needs, which builds a tree first and looks for equal objects in it; here
-/// every text stands as often as it was added.
+/// Writes a binary property list ("bplist00") object by object, and hands it on in pieces: a list of any length takes a
+/// small buffer and its table of offsets. libplist builds a tree first and looks for equal objects in it; here every
+/// text stands as often as it was added.
 ///
 /// The format: see BinaryPropertyList.h.
 class BinaryPropertyListWriter {
@@ -19,8 +20,11 @@ class BinaryPropertyListWriter {
   /// A place in the list's table of objects.
   using Number = std::uint64_t;
 
-  /// `objects`: how many will be added. `bytes`: about how much they hold.
-  BinaryPropertyListWriter(std::size_t objects, std::size_t bytes);
+  /// Takes the next bytes of the list.
+  using Sink = std::function<void(std::string_view piece)>;
+
+  /// `objects`: how many will be added.
+  BinaryPropertyListWriter(std::size_t objects, Sink sink);
 
   /// A string; data, when the text is none that every reader of property lists takes: ill-formed UTF-8, and characters
   /// that XML does not allow, NUL among them.
@@ -28,15 +32,18 @@ class BinaryPropertyListWriter {
   Number addDictionary(std::span<const Number> keys, std::span<const Number> values);
   Number addArray(std::span<const Number> elements);
 
-  /// The list, with the object added last as its root.
-  std::string finish() &&;
+  /// Ends the list, with the object added last as its root.
+  void finish();
 
  private:
   Number begin(unsigned kind, std::size_t count);
   void addReferences(std::span<const Number> references);
+  void handOn();
 
-  std::size_t referenceSize_;
-  std::string bytes_;
+  const std::size_t referenceSize_;
+  const Sink sink_;
+  std::size_t handedOn_ = 0;
+  std::string bytes_;  // what comes after that
   std::vector<std::size_t> offsets_;
 };
 

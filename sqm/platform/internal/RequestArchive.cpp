@@ -70,20 +70,17 @@ std::optional<UploadRequest> decodedRequest(const BinaryPropertyList& list, cons
 
 }  // namespace
 
-std::string encodedRequests(const UploadRequests& requests) {
+void encodeRequests(const UploadRequests& requests, const std::function<void(std::string_view piece)>& sink) {
   using Number = BinaryPropertyListWriter::Number;
   std::size_t objects = kEntries.size() + 1;
-  std::size_t bytes = 0;
   for (const UploadRequest& request : requests) {
     ++objects;
     for (const auto& [key, member] : kEntries) {
-      if (!(request.*member)) continue;
-      ++objects;
-      bytes += (request.*member)->size();
+      if (request.*member) ++objects;
     }
   }
 
-  BinaryPropertyListWriter list(objects, bytes);
+  BinaryPropertyListWriter list(objects, sink);
   std::array<Number, kEntries.size()> keyNumbers{};
   for (std::size_t entry = 0; entry < kEntries.size(); ++entry) keyNumbers[entry] = list.addText(kEntries[entry].key);
   std::vector<Number> dictionaries;
@@ -102,7 +99,7 @@ std::string encodedRequests(const UploadRequests& requests) {
     dictionaries.push_back(list.addDictionary(std::span(keys).first(count), std::span(values).first(count)));
   }
   list.addArray(dictionaries);
-  return std::move(list).finish();
+  list.finish();
 }
 
 std::optional<UploadRequests> decodedRequests(std::string_view bytes, std::string_view& problem) {

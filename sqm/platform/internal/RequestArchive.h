@@ -1,7 +1,7 @@
 #pragma once
 
+#include <functional>
 #include <optional>
-#include <string>
 #include <string_view>
 
 #include "sqm/common/UploadRequest.h"
@@ -11,7 +11,8 @@ namespace sqm::platform {
 // Upload requests as a binary property list: an array, the oldest request first, of dictionaries with the keys
 // "uploadURL" and "uploadData".
 
-std::string encodedRequests(const UploadRequests& requests);
+/// Hands the list on piece by piece.
+void encodeRequests(const UploadRequests& requests, const std::function<void(std::string_view piece)>& sink);
 
 /// The requests that the list holds, byte for byte as they were encoded; nothing, and why in `problem`, when it is no
 /// such list. A request may lack either entry; other entries are passed over.

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <string>
 #include <string_view>
@@ -18,9 +19,12 @@ namespace sqm::platform {
 /// Threading: one thread at a time.
 class RotatingFile {
  public:
-  /// `files`: how many there are at most, the growing one included.
+  /// `files`: how many there are at most, the growing one included; none means one.
   RotatingFile(FileOperations& operations, std::string path, std::size_t sizeLimit, std::size_t files)
-      : operations_(operations), path_(std::move(path)), sizeLimit_(sizeLimit), files_(files) {}
+      : operations_(operations),
+        path_(std::move(path)),
+        sizeLimit_(sizeLimit),
+        files_(std::max<std::size_t>(files, 1)) {}
 
   /// Opens or makes the file, and the folders above it.
   std::error_code open();

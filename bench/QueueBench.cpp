@@ -1,0 +1,105 @@
+// A request into the upload queue, in the archive when the call returns, beside writing the same bytes to a file that
+// takes the old one's place.
+
+#include <cstddef>
+#include <cstdio>
+#include <fcntl.h>
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <unistd.h>
+
+#include "sqm/common/QFSerializer.h"
+#include "sqm/platform/ArchiveFiles.h"
+#include "sqm/testing/FakeHost.h"
+#include "sqm/upload/QFRecordUploader.h"
+
+#include "bench/Comparison.h"
+#include "tools/support/TemporaryFolder.h"
+
+namespace {
+
+constexpr std::size_t kDataSize = 1024;
+constexpr std::string_view kUrl = "https://collect.example/queue";
+
+/// Archives in a file that is named later: the process's one uploader writes to several in turn.
+class ArchiveElsewhere : public sqm::QFSerializer {
+ public:
+  bool serializeObject(const sqm::UploadRequests& object, const std::string& /*toFile*/) override {
+    return files_.serializeObject(object, path);
+  }
+  std::optional<sqm::UploadRequests> objectFromFile(const std::string& /*path*/) override {
+    return sqm::UploadRequests{};
+  }
+
+  std::string path;
+
+ private:
+  sqm::testing::MemoryLogs logs_;
+  sqm::platform::ArchiveFiles files_{logs_};
+};
+
+/// Replaces the file in the fewest calls that leave the old or the new one behind.
+void replaceBare(const std::string& path, std::string_view bytes) {
+  const std::string temporary = path + ".new";
+  const int file = ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+  bench::require(file >= 0, "the bare file cannot be opened");
+  for (std::string_view rest = bytes; !rest.empty();) {
+    const ssize_t written = ::write(file, rest.data(), rest.size());
+    bench::require(written > 0, "the bare file cannot be written");
+    rest.remove_prefix(static_cast<std::size_t>(written));
+  }
+  bench::require(::fsync(file) == 0 && ::close(file) == 0 && ::rename(temporary.c_str(), path.c_str()) == 0,
+                 "the bare file cannot be replaced");
+}
+
+void compareQueueing(sqm::QFRecordUploader& uploader, ArchiveElsewhere& archive, std::size_t length,
+                     const tools::TemporaryFolder& folder, const std::string& where, const bench::Effort& effort) {
+  const std::string path = folder / ("archive of " + std::to_string(length));
+  const std::string barePath = folder / ("bare archive of " + std::to_string(length));
+  const sqm::UploadRequests queue(length, {std::string(kUrl), std::string(kDataSize, 'x')});
+  bench::compare(
+      "queueing behind " + std::to_string(length) + "/" + where, effort,
+      [&uploader, &archive, path, queue](benchmark::State& state) {
+        archive.path = path;
+        const std::string data(kDataSize, 'x');
+        for (auto _ : state) {
+          state.PauseTiming();
+          uploader.setRecordQueue(queue);
+          state.ResumeTiming();
+          bench::require(uploader.quequeRecord(data, kUrl), "a request cannot be queued");
+        }
+      },
+      [&uploader, &archive, path, barePath, queue](benchmark::State& state) {
+        archive.path = path;
+        uploader.setRecordQueue(queue);
+        uploader.quequeRecord(std::string(kDataSize, 'x'), kUrl);
+        const std::string bytes(std::filesystem::file_size(path), 'x');
+        for (auto _ : state) {
+          state.PauseTiming();
+          state.ResumeTiming();
+          replaceBare(barePath, bytes);
+        }
+      });
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  ArchiveElsewhere archive;
+  sqm::testing::FakeHost host;
+  host.host.serializer = &archive;
+  sqm::Host::install(host.host);
+  sqm::QFRecordUploader& uploader = *sqm::QFRecordUploader::sharedQFRecordUploader();
+
+  // The folder of the build lies on a disk; in memory a sync is nothing.
+  const tools::TemporaryFolder onDisk(std::filesystem::read_symlink("/proc/self/exe").parent_path());
+  const tools::TemporaryFolder inMemory("/dev/shm");
+  for (const std::size_t length : {1U, 100U, 10'000U}) {
+    constexpr auto kCounts = bench::Effort::Counts::median;
+    compareQueueing(uploader, archive, length, onDisk, "on a disk, synced", {.aim = 1.3, .counts = kCounts});
+    compareQueueing(uploader, archive, length, inMemory, "in memory", {.aim = 2.0, .counts = kCounts});
+  }
+  return bench::run(argc, argv);
+}

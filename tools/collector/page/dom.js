@@ -1,0 +1,52 @@
+// Making elements. Text goes in as text nodes alone: nothing that arrives is ever read as HTML.
+
+export const byId = (id) => document.getElementById(id);
+
+/// el("a", {href: "/"}, "text", element…): attributes that are false or absent are left out.
+export function el(tag, attributes = {}, ...children) {
+  return filled(document.createElement(tag), attributes, children);
+}
+
+export function svg(tag, attributes = {}, ...children) {
+  return filled(document.createElementNS("http://www.w3.org/2000/svg", tag), attributes, children);
+}
+
+function filled(element, attributes, children) {
+  for (const [name, value] of Object.entries(attributes)) {
+    if (value !== undefined && value !== null && value !== false) element.setAttribute(name, value === true ? "" : value);
+  }
+  element.append(...children);
+  return element;
+}
+
+export const button = (text, onClick) => {
+  const made = el("button", { type: "button" }, text);
+  made.addEventListener("click", onClick);
+  return made;
+};
+
+/// A function that has `work` done before the next frame is drawn, once, however often it was asked for.
+export function perFrame(work) {
+  let isAskedFor = false;
+  return () => {
+    if (isAskedFor) return;
+    isAskedFor = true;
+    requestAnimationFrame(() => {
+      isAskedFor = false;
+      work();
+    });
+  };
+}
+
+/// A moment in the viewer's zone, with the whole of it for those who point at it.
+export function timeOf(iso, { isWhole = false } = {}) {
+  const moment = new Date(iso);
+  if (Number.isNaN(moment.getTime())) return el("time", {}, "at no time");
+  const clock = { hour: "2-digit", minute: "2-digit", second: "2-digit" };
+  const day = { year: "numeric", month: "short", day: "numeric" };
+  const isToday = moment.toDateString() === new Date().toDateString();
+  const shown = moment.toLocaleString(undefined, isToday && !isWhole ? clock : { ...day, ...clock });
+  return el("time", { datetime: iso, title: iso }, shown);
+}
+
+export const plural = (count, one, many = `${one}s`) => `${count.toLocaleString()} ${count === 1 ? one : many}`;

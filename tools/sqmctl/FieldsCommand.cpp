@@ -1,0 +1,163 @@
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <filesystem>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "sqm/common/FieldNameTable.h"
+#include "sqm/platform/PropertyListFiles.h"
+#include "sqm/records/RecordKinds.h"
+
+#include "tools/sqmctl/Command.h"
+#include "tools/sqmctl/HeardLogs.h"
+#include "tools/sqmctl/Output.h"
+#include "tools/sqmctl/XmlName.h"
+#include "tools/support/Characters.h"
+
+namespace sqmctl {
+
+namespace {
+
+using sqm::FieldNameTable;
+using sqm::RecordKind;
+using sqm::Row;
+using sqm::Rows;
+using Names = std::vector<std::optional<std::string>>;
+
+constexpr std::array kKinds = {&sqm::kClientKind,        &sqm::kWiFiConnectionKind,     &sqm::kMBConnectionKind,
+                               &sqm::kDeviceKind,        &sqm::kEthernetConnectionKind, &sqm::kApplicationKind,
+                               &sqm::kUserAcceptanceKind};
+
+/// Where a name in a record comes from.
+struct Source {
+  std::optional<std::size_t> entry;  ///< of the table; otherwise it is fixed
+  std::string_view fixedName;
+};
+
+/// The names that the rows write, and those under which they find their values.
+void addSources(std::vector<Source>& sources, Rows rows) {
+  for (const Row& row : rows) {
+    const bool isValue = row.kind == Row::Kind::value || row.kind == Row::Kind::timeStamped;
+    const bool isNamed = row.kind != Row::Kind::section;
+    if (isNamed && !row.fixedName.empty()) sources.push_back({std::nullopt, row.fixedName});
+    if (isValue || (isNamed && row.fixedName.empty())) sources.push_back({row.entry, {}});
+    addSources(sources, row.rows);
+  }
+}
+
+std::vector<Source> sourcesOf(const RecordKind& kind) {
+  std::vector<Source> sources;
+  addSources(sources, kind.layout);
+  return sources;
+}
+
+std::optional<std::string> nameOf(const Names& names, std::size_t entry) {
+  return entry < names.size() ? names[entry] : std::nullopt;
+}
+
+/// What the filters call the kind: its name and its sub-type.
+std::string titleOf(const RecordKind& kind, const Names& names) {
+  std::string title(kind.name);
+  if (kind.subType) title.append("/").append(*kind.subType);
+  if (kind.subTypeEntry) {
+    title += "/" + nameOf(names, *kind.subTypeEntry).value_or("(entry " + std::to_string(*kind.subTypeEntry) + ")");
+  }
+  return title;
+}
+
+bool writes(const RecordKind& kind, std::size_t entry) {
+  const std::vector<Source> sources = sourcesOf(kind);
+  return std::any_of(sources.begin(), sources.end(), [&](const Source& source) { return source.entry == entry; });
+}
+
+void addFaultsOfNames(std::vector<std::string>& faults, const Names& names) {
+  for (std::size_t entry = 0; entry < std::min(names.size(), FieldNameTable::kFields); ++entry) {
+    const std::string which = "entry " + std::to_string(entry);
+    if (!names[entry]) {
+      faults.push_back(which + " is no string");
+      continue;
+    }
+    const std::string& name = *names[entry];
+    const auto end = endOfXmlName(name);
+    if (!end) continue;
+    faults.push_back(name.empty()
+                         ? which + " is empty"
+                         : which + ": '" + name + "' is no name that XML allows: '" +
+                               name.substr(*end, tools::characterAt(std::string_view(name).substr(*end)).bytes) +
+                               "' at byte " + std::to_string(*end));
+  }
+}
+
+/// Fields of one record that have one name share one value, and a reader cannot tell the elements apart.
+void addDuplicates(std::vector<std::string>& faults, const Names& names) {
+  for (const RecordKind* kind : kKinds) {
+    std::map<std::string, std::string> seen;  // where each name comes from
+    for (const Source& source : sourcesOf(*kind)) {
+      const auto name = source.entry ? nameOf(names, *source.entry) : std::string(source.fixedName);
+      if (!name) continue;
+      const std::string from = source.entry ? "entry " + std::to_string(*source.entry) : "the record itself";
+      const auto [earlier, isNew] = seen.emplace(*name, from);
+      if (!isNew) {
+        faults.push_back("'" + *name + "' stands twice in " + titleOf(*kind, names) + ": from " + earlier->second +
+                         " and from " + from);
+      }
+    }
+  }
+}
+
+std::vector<std::string> faultsOf(const Names& names) {
+  std::vector<std::string> faults;
+  if (names.size() != FieldNameTable::kFields) {
+    faults.push_back("there are " + tools::plural(names.size(), "name") + " in place of " +
+                     std::to_string(FieldNameTable::kFields));
+  }
+  addFaultsOfNames(faults, names);
+  addDuplicates(faults, names);
+  return faults;
+}
+
+void print(const tools::Terminal& terminal, const Names& names) {
+  constexpr std::size_t kNameWidth = 22;
+  for (std::size_t entry = 0; entry < names.size(); ++entry) {
+    std::string records;
+    for (const RecordKind* kind : kKinds) {
+      if (writes(*kind, entry)) records += (records.empty() ? "" : ", ") + titleOf(*kind, names);
+    }
+    terminal.line(flushRight(std::to_string(entry), 3) + "  " +
+                  terminal.styled(tools::Style::name, padded(names[entry].value_or("(no string)"), kNameWidth)) +
+                  terminal.shown(records.empty() ? "-" : records));
+  }
+}
+
+void run(Invocation& invocation, const std::string& file) {
+  const std::string path = file.empty() ? (resourcesOf(invocation) / "SQMFieldNames.plist").string() : file;
+  std::error_code unknown;
+  if (!std::filesystem::exists(path, unknown)) {
+    throw Problem(kBadInput, "there is no " + path + "; it would be a property list of " +
+                                 std::to_string(FieldNameTable::kFields) + " names");
+  }
+  std::string problem;
+  HeardLogs logs([&](const sqm::LogLine& line) { problem = textOf(line); });
+  const auto names = sqm::platform::PropertyListFiles(logs, {}).arrayWithContentsOfFile(path);
+  if (!names) throw Problem(kFailure, problem);
+
+  const tools::Terminal terminal(stdout);
+  terminal.line(terminal.styled(tools::Style::bold, path));
+  print(terminal, *names);
+  for (const std::string& fault : faultsOf(*names)) complain(invocation, path + ": " + fault);
+}
+
+}  // namespace
+
+void addFields(CLI::App& program, Invocation& invocation) {
+  const auto file = std::make_shared<std::string>();
+  CLI::App* fields = program.add_subcommand("fields", "Checks a field-name table, and shows which records write what");
+  fields->add_option("FILE", *file, "The table (default: that of --resources)")->option_text(" ");
+  fields->callback([&invocation, file] { run(invocation, *file); });
+}
+
+}  // namespace sqmctl

@@ -1,0 +1,42 @@
+#include "tools/sqmctl/Output.h"
+
+#include <algorithm>
+
+#include "sqm/common/Utf8.h"
+
+#include "tools/support/Base64.h"
+
+namespace sqmctl {
+
+namespace {
+
+std::size_t charactersIn(std::string_view text) {
+  return static_cast<std::size_t>(
+      std::count_if(text.begin(), text.end(), [](char c) { return (static_cast<unsigned char>(c) & 0xC0) != 0x80; }));
+}
+
+std::string blanks(std::string_view text, std::size_t width) {
+  return std::string(width - std::min(width, charactersIn(text)), ' ');
+}
+
+}  // namespace
+
+void printJson(const tools::Terminal& terminal, const Json& value) {
+  terminal.line(terminal.shown(value.dump(2, ' ', false, Json::error_handler_t::replace), /*keepsLines=*/true));
+}
+
+EncodedBytes encodedForJson(std::string_view bytes) {
+  if (sqm::isWellFormedUtf8(bytes)) return {std::string(bytes), "utf-8"};
+  return {tools::base64Of(bytes), "base64"};
+}
+
+std::string padded(std::string_view text, std::size_t width) { return std::string(text) + blanks(text, width); }
+
+std::string flushRight(std::string_view text, std::size_t width) { return blanks(text, width) + std::string(text); }
+
+std::string counted(std::uintmax_t count, const std::string& noun) {
+  constexpr std::size_t kDigits = 9;
+  return flushRight(std::to_string(count), kDigits) + " " + padded(noun + (count == 1 ? "" : "s"), noun.size() + 1);
+}
+
+}  // namespace sqmctl

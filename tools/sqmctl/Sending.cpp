@@ -1,0 +1,84 @@
+#include "tools/sqmctl/Sending.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <string_view>
+
+#include "sqm/platform/RunLoop.h"
+
+namespace sqmctl {
+
+namespace {
+
+sqm::platform::StandardHost::Options optionsFor(const std::string& home) {
+  sqm::platform::StandardHost::Options options;
+  options.homeDirectory = home;
+  return options;
+}
+
+}  // namespace
+
+SendingHost::SendingHost(const std::string& home)
+    : host_(optionsFor(home)),
+      httpLogs_([this](const sqm::LogLine& line) { hearHttp(line); }, host_.logFiles),
+      fileLogs_([this](const sqm::LogLine& line) { fileProblems_.push_back(textOf(line)); }, host_.logFiles),
+      http_(host_.runLoop(), *host_.notificationCenter, httpLogs_),
+      lists_(fileLogs_, {.atomicSaves = true}),
+      archives_(fileLogs_) {
+  host_.httpTransactions = &http_;
+  host_.propertyLists = &lists_;
+  host_.serializer = &archives_;
+  host_.console = &console_;  // it would be told the documents, and the names of deleted files
+}
+
+bool SendingHost::runUntilIdle(double seconds) {
+  using Clock = std::chrono::steady_clock;
+  const auto end = Clock::now() + std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(seconds));
+  do {
+    const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(end - Clock::now());
+    if (!host_.runLoop().runUntil([this] { return isIdle(); }, std::max(left, std::chrono::milliseconds(0))))
+      return false;
+    host_.runLoop().poll();  // what an answer has left to be done, such as the next request
+  } while (!isIdle());
+  return true;
+}
+
+/// The line on an outcome holds the session, the number of the request, the outcome, the milliseconds and the bytes.
+void SendingHost::hearHttp(const sqm::LogLine& line) {
+  constexpr std::size_t kOutcome = 2, kMilliseconds = 3;
+  constexpr std::string_view kOutcomes[] = {"status ", "error: ", "time-out: "};
+  if (line.arguments.size() <= kMilliseconds || !tellExchange_) return;
+  const std::string outcome(line.arguments[kOutcome]);
+  const bool isOutcome = std::any_of(std::begin(kOutcomes), std::end(kOutcomes),
+                                     [&](std::string_view begin) { return outcome.starts_with(begin); });
+  if (!isOutcome) return;
+  tellExchange_({outcome, std::strtod(std::string(line.arguments[kMilliseconds]).c_str(), nullptr) / 1000});
+}
+
+std::string secondsText(double seconds) {
+  char text[32];
+  std::snprintf(text, sizeof text, "%.2f s", seconds);
+  return text;
+}
+
+void addTimeout(CLI::App& command, double& seconds) {
+  constexpr double kShortest = 0.001, kLongest = 1e6;
+  command
+      .add_option("--timeout", seconds, "Seconds until it gives up (default: " + CLI::detail::to_string(seconds) + ")")
+      ->option_text("SECONDS")
+      ->check(CLI::Range(kShortest, kLongest));
+}
+
+std::string addressProblem(const std::string& address) {
+  for (const std::string_view scheme : {"http://", "https://"}) {
+    const bool isBlank = std::any_of(address.begin(), address.end(),
+                                     [](char c) { return static_cast<unsigned char>(c) <= 0x20 || c == 0x7F; });
+    if (address.starts_with(scheme) && address.size() > scheme.size() && address[scheme.size()] != '/' && !isBlank) {
+      return {};
+    }
+  }
+  return "'" + address + "' is no address to post to; it would be like http://127.0.0.1:8080/path";
+}
+
+}  // namespace sqmctl

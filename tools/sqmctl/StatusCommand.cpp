@@ -1,0 +1,114 @@
+#include <algorithm>
+#include <cstdio>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "tools/sqmctl/Command.h"
+#include "tools/sqmctl/Output.h"
+#include "tools/sqmctl/Stored.h"
+
+namespace sqmctl {
+
+namespace {
+
+using tools::plural;
+using tools::Style;
+
+struct StatusOptions {
+  std::string folder;
+  bool isJson = false;
+};
+
+/// One of the places where something waits.
+struct Place {
+  std::string name;
+  std::string unit;
+  std::string path;
+  std::size_t count = 0;
+  std::uintmax_t bytes = 0;
+  std::optional<std::time_t> oldest = {};  ///< change of the oldest file in which something waits
+  bool isReadable = true;
+};
+
+void add(Place& place, const KeptFile& file, std::size_t count, Invocation& invocation) {
+  complainOf(invocation, file);
+  place.isReadable = place.isReadable && file.problem.empty();
+  place.count += count;
+  place.bytes += file.bytes;
+  if (count > 0 && file.changed) place.oldest = std::min(place.oldest.value_or(*file.changed), *file.changed);
+}
+
+Json jsonOf(const std::optional<std::time_t>& time) { return time ? Json(utcText(*time)) : Json(nullptr); }
+
+Json jsonOf(const Place& place, const char* countName) {
+  return {{countName, place.count},
+          {"bytes", place.bytes},
+          {"path", place.path},
+          {"oldest", jsonOf(place.oldest)},
+          {"readable", place.isReadable}};
+}
+
+void printRow(const tools::Terminal& terminal, const Place& place) {
+  const bool isWaiting = place.count > 0;
+  constexpr std::size_t kNameWidth = 15, kCountWidth = 18;
+  std::string row = "  " + padded(place.name, kNameWidth) + padded(counted(place.count, place.unit), kCountWidth) +
+                    counted(place.bytes, "byte");
+  if (!place.isReadable) row += "  cannot be read";
+  if (place.oldest) row += "  " + utcText(*place.oldest);
+  terminal.line(terminal.styled(!place.isReadable ? Style::bad : isWaiting ? Style::plain : Style::dim, row));
+}
+
+void run(Invocation& invocation, const StatusOptions& options) {
+  const std::string home = homeOf(invocation);
+  const std::string folder = options.folder.empty() ? sqmFolderOf(home) : options.folder;
+
+  std::vector<Place> types;
+  for (const StoredList& list : storedLists(home)) {
+    add(types.emplace_back(Place{.name = nameOf(list.type), .unit = "record", .path = list.path}), list,
+        list.records.size(), invocation);
+  }
+  const StoredQueue stored = storedQueue(home);
+  Place queue{.name = "upload queue", .unit = "request", .path = stored.path};
+  add(queue, stored, stored.requests.size(), invocation);
+  Place files{.name = ".sqm files", .unit = "file", .path = folder};
+  for (const SqmFile& file : sqmFilesIn(folder)) add(files, file, 1, invocation);
+
+  std::vector<Place> all = types;
+  all.insert(all.end(), {queue, files});
+  std::optional<std::time_t> oldest;
+  for (const Place& place : all) {
+    if (place.oldest) oldest = std::min(oldest.value_or(*place.oldest), *place.oldest);
+  }
+
+  const tools::Terminal terminal(stdout);
+  if (options.isJson) {
+    Json records = Json::object();
+    for (const Place& type : types) records[type.name] = jsonOf(type, "records");
+    printJson(terminal, {{"home", home},
+                         {"records", records},
+                         {"queue", jsonOf(queue, "requests")},
+                         {"folder", jsonOf(files, "files")},
+                         {"oldest", jsonOf(oldest)}});
+    return;
+  }
+  terminal.line(terminal.styled(Style::bold, "Below " + home));
+  for (const Place& place : all) printRow(terminal, place);
+  terminal.line(terminal.shown("The .sqm files are those of " + folder));
+  terminal.line(oldest ? "The oldest file in which something waits is of " + utcText(*oldest) : "Nothing waits");
+}
+
+}  // namespace
+
+void addStatus(CLI::App& program, Invocation& invocation) {
+  const auto options = std::make_shared<StatusOptions>();
+  CLI::App* status = program.add_subcommand("status", "What waits to be sent: records, requests, .sqm files");
+  status
+      ->add_option("--folder", options->folder,
+                   "Folder of .sqm files (default: the folder of the five lists below the home directory)")
+      ->option_text("FOLDER");
+  status->add_flag("--json", options->isJson, "For programs");
+  status->callback([&invocation, options] { run(invocation, *options); });
+}
+
+}  // namespace sqmctl

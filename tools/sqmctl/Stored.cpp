@@ -1,0 +1,196 @@
+#include "tools/sqmctl/Stored.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <memory>
+#include <sys/stat.h>
+#include <utility>
+
+#include "sqm/common/Format.h"
+#include "sqm/common/PropertyList.h"
+#include "sqm/common/SystemConsole.h"
+#include "sqm/common/Utf8.h"
+#include "sqm/platform/ArchiveFiles.h"
+#include "sqm/platform/HomeFolders.h"
+#include "sqm/platform/PropertyListFiles.h"
+#include "sqm/platform/WholeFile.h"
+#include "sqm/upload/QFRecordUploader.h"
+
+#include "tools/sqmctl/HeardLogs.h"
+
+namespace sqmctl {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+/// The console gets a copy of some documents, which nobody asked for here.
+class SilentConsole : public sqm::SystemConsole {
+ public:
+  void writeLine(std::string_view) override {}
+};
+
+/// Property lists of nothing, so that a store reads and writes no file.
+class NoLists : public sqm::PropertyList {
+ public:
+  std::optional<Array> arrayWithContentsOfFile(const std::string&) override { return std::nullopt; }
+  bool writeToFile(std::span<const std::string>, const std::string&, bool) override { return true; }
+};
+
+/// A record store in memory: where its files would lie, and what it would post.
+class StoreInMemory {
+ public:
+  explicit StoreInMemory(const std::string& home) : folders_(home) {
+    host_.propertyLists = &lists_;
+    host_.configuration = &folders_;
+    host_.console = &console_;
+    store_ = std::make_unique<sqm::SQMRecordStore>(host_);
+  }
+
+  sqm::SQMRecordStore* operator->() { return store_.get(); }
+
+ private:
+  NoLists lists_;
+  SilentConsole console_;
+  sqm::platform::HomeFolders folders_;
+  sqm::Host host_;
+  std::unique_ptr<sqm::SQMRecordStore> store_;
+};
+
+/// Hears why a file cannot be read.
+HeardLogs logsTelling(std::string& problem) {
+  return HeardLogs([&problem](const sqm::LogLine& line) { problem = textOf(line); });
+}
+
+std::optional<std::time_t> changeOf(const std::string& path) {
+  struct ::stat status {};
+  if (::stat(path.c_str(), &status) != 0) return std::nullopt;
+  return status.st_mtime;
+}
+
+/// What the directory uploader takes for a `.sqm` file.
+bool isSqmName(const fs::path& name) {
+  std::string extension = name.extension().string();
+  std::transform(extension.begin(), extension.end(), extension.begin(),
+                 [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
+  return extension == ".sqm";
+}
+
+void readSqmFile(SqmFile& file) {
+  constexpr std::size_t kLargest = std::size_t{1} << 27;
+  sqm::platform::FileBytes content;
+  const auto failure =
+      sqm::platform::readWholeFile(sqm::platform::FileOperations::posix(), file.path, kLargest, content);
+  if (failure) {
+    file.problem = "cannot read " + file.path + ": " + failure.message();
+    return;
+  }
+  file.content = content.text();
+  file.bytes = file.content.size();
+  file.isSent = sqm::isWellFormedUtf8(file.content);
+}
+
+}  // namespace
+
+std::string textOf(const sqm::LogLine& line) {
+  std::string text;
+  sqm::appendFormatted(text, line.format, line.arguments);
+  return text;
+}
+
+const char* nameOf(sqm::RecordType type) {
+  const auto* found =
+      std::find_if(kTypeNames.begin(), kTypeNames.end(), [&](const TypeName& each) { return each.type == type; });
+  return found->name;
+}
+
+std::optional<sqm::RecordType> typeNamed(std::string_view name) {
+  for (const TypeName& each : kTypeNames) {
+    if (each.name == name) return each.type;
+  }
+  return std::nullopt;
+}
+
+std::string homeOf(const Invocation& invocation) {
+  std::error_code unknown;
+  if (!invocation.home.empty() && fs::exists(invocation.home, unknown) && !fs::is_directory(invocation.home, unknown)) {
+    throw Problem(kBadInput, "--home " + invocation.home + ": that is no folder");
+  }
+  return sqm::platform::HomeFolders(invocation.home).homeDirectory();
+}
+
+StoredLists storedLists(const std::string& home) {
+  StoreInMemory store(home);
+  StoredLists lists;
+  for (std::size_t at = 0; at < lists.size(); ++at) {
+    StoredList& list = lists[at];
+    list.type = kTypeNames[at].type;
+    list.path = store->pathOf(list.type);
+    list.changed = changeOf(list.path);
+    HeardLogs logs = logsTelling(list.problem);
+    auto records = sqm::platform::PropertyListFiles(logs, {}).arrayWithContentsOfFile(list.path);
+    if (!records) continue;
+    for (auto& record : *records) {
+      if (!record) continue;  // no text: the store leaves it out
+      list.bytes += record->size();
+      list.records.push_back(*std::move(record));
+    }
+  }
+  return lists;
+}
+
+StoredQueue storedQueue(const std::string& home) {
+  using sqm::platform::ArchiveFiles;
+  StoredQueue queue;
+  queue.path = sqm::platform::HomeFolders(home).applicationQuenfaFolderPath() + "/" +
+               std::string(sqm::QFRecordUploader::kArchiveFile);
+  queue.changed = changeOf(queue.path);
+  HeardLogs logs = logsTelling(queue.problem);
+  ArchiveFiles archives(logs, sqm::platform::FileOperations::posix(), ArchiveFiles::Unreadable::stays);
+  queue.requests = archives.objectFromFile(queue.path).value_or(sqm::UploadRequests{});
+  for (const sqm::UploadRequest& request : queue.requests) {
+    queue.bytes += request.uploadData ? request.uploadData->size() : 0;
+  }
+  return queue;
+}
+
+std::string sqmFolderOf(const std::string& home) { return StoreInMemory(home)->getSQMDirectoryPath(); }
+
+std::vector<SqmFile> sqmFilesIn(const std::string& folder) {
+  std::vector<SqmFile> files;
+  std::error_code failure;
+  fs::directory_iterator listed(folder, failure);
+  if (failure == std::errc::no_such_file_or_directory) return files;
+  for (; !failure && listed != fs::directory_iterator(); listed.increment(failure)) {
+    std::error_code unknown;
+    if (!isSqmName(listed->path().filename()) || !listed->is_regular_file(unknown)) continue;
+    SqmFile& file = files.emplace_back();
+    file.path = listed->path().string();
+    file.name = listed->path().filename().string();
+    file.changed = changeOf(file.path);
+  }
+  if (failure) throw Problem(kFailure, "cannot list the folder " + folder + ": " + failure.message());
+  std::sort(files.begin(), files.end(), [](const SqmFile& a, const SqmFile& b) { return a.name < b.name; });
+  for (SqmFile& file : files) readSqmFile(file);
+  return files;
+}
+
+std::string documentOf(const StoredList& list) {
+  StoreInMemory store("/");
+  for (const std::string& record : list.records) store->saveSQMRecordType(static_cast<std::int64_t>(list.type), record);
+  return store->document(list.type).value_or("");
+}
+
+void complainOf(Invocation& invocation, const KeptFile& file) {
+  if (!file.problem.empty()) complain(invocation, file.problem);
+}
+
+std::string utcText(std::time_t time) {
+  std::tm utc{};
+  gmtime_r(&time, &utc);
+  char text[64];
+  const std::size_t length = std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", &utc);
+  return {text, length};
+}
+
+}  // namespace sqmctl

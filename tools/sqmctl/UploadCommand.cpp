@@ -1,0 +1,230 @@
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "sqm/common/NotificationCenter.h"
+#include "sqm/manager/SQMManager.h"
+#include "sqm/upload/SQMUploadNotifications.h"
+
+#include "tools/sqmctl/Command.h"
+#include "tools/sqmctl/Output.h"
+#include "tools/sqmctl/Sending.h"
+#include "tools/sqmctl/Stored.h"
+
+namespace sqmctl {
+
+namespace {
+
+using sqm::RecordType;
+using sqm::SQMManager;
+using tools::plural;
+using tools::Style;
+
+/// In the order of `kTypeNames`.
+constexpr std::array kUrlSetters = {&SQMManager::SetSQMClientURL, &SQMManager::SetSQMConnectionURL,
+                                    &SQMManager::SetSQMDeviceURL, &SQMManager::SetSQMApplicationURL,
+                                    &SQMManager::SetSQMUserAcceptanceURL};
+
+struct UploadOptions {
+  std::array<std::string, kTypeNames.size()> urls;
+  std::string all;
+  double timeout = 60;
+};
+
+std::optional<RecordType> typeOf(sqm::UploadState state) {
+  for (const auto& [type, name] : kTypeNames) {
+    if (sqm::uploadStateOf(type) == state) return type;
+  }
+  return std::nullopt;
+}
+
+/// The address of a type; empty when it was given none.
+std::string urlFor(const UploadOptions& options, std::size_t type) {
+  if (!options.urls[type].empty() || options.all.empty()) return options.urls[type];
+  const bool endsInSlash = options.all.ends_with('/');
+  return options.all + (endsInSlash ? "" : "/") + kTypeNames[type].name;
+}
+
+/// Nothing is posted when saving afterwards would lose what cannot be read now.
+void checkLists(const StoredLists& lists) {
+  std::string problems;
+  for (const StoredList& list : lists) {
+    if (!list.problem.empty()) problems += (problems.empty() ? "" : "\n") + list.problem;
+  }
+  if (!problems.empty()) {
+    throw Problem(kFailure, problems +
+                                "\nNothing was posted: saving would replace what cannot be read. Move it away or "
+                                "repair it first.");
+  }
+}
+
+/// Nothing is posted when it is known beforehand that something would stay for want of an address.
+void checkAddresses(const StoredLists& lists, const UploadOptions& options) {
+  for (std::size_t at = 0; at < lists.size(); ++at) {
+    const std::string name = kTypeNames[at].name;
+    if (!urlFor(options, at).empty()) continue;
+    const std::size_t count = lists[at].records.size();
+    const std::string remedy = "; give --" + name + " URL, or --all URL-PREFIX. Nothing was posted.";
+    if (count > 0) {
+      throw Problem(kBadInput, "there is no address for the " + plural(count, name + " record") + " that wait" +
+                                   (count == 1 ? "s" : "") + remedy);
+    }
+    if (lists[at].type == RecordType::connection) {
+      throw Problem(kBadInput,
+                    "there is no address for the connection document, which is posted even when there are no "
+                    "connection records" +
+                        remedy);
+    }
+  }
+}
+
+/// Uploads and tells of each type how it went.
+class Upload {
+ public:
+  Upload(Invocation& invocation, const UploadOptions& options, StoredLists lists)
+      : invocation_(invocation), options_(options), lists_(std::move(lists)), sending_(homeOf(invocation)) {}
+
+  void run() {
+    sqm::NotificationCenter& center = *sending_.host().notificationCenter;
+    sending_.tellExchanges([this](const Exchange& exchange) { exchange_ = exchange; });
+    bool isInTime = false;
+    {
+      SQMManager manager(sending_.host());
+      for (std::size_t at = 0; at < lists_.size(); ++at) (manager.*kUrlSetters[at])(urlFor(options_, at));
+      // The manager hears of a success first, and has moved on when this observer does.
+      const auto ended = [&](const sqm::Notification& notification) {
+        tellOutcome();
+        if (notification.name == sqm::TrelkSQMUploadSuccess) manager.saveToDisk();
+        if (!sending_.isIdle()) begin(manager.uploadState());
+      };
+      const auto arrived = center.addObserver(sqm::TrelkSQMUploadSuccess, nullptr, ended);
+      const auto failed = center.addObserver(sqm::TrelkSQMUploadFailure, nullptr, ended);
+      manager.uploadSQM();
+      begin(manager.uploadState());
+      isInTime = sending_.runUntilIdle(options_.timeout);
+      manager.saveToDisk();
+    }
+    if (inFlight_) giveUp(isInTime);
+    for (const std::string& problem : sending_.fileProblems()) complain(invocation_, problem);
+    tellWhatStays();
+  }
+
+ private:
+  const StoredList& listOf(RecordType type) const {
+    return *std::find_if(lists_.begin(), lists_.end(), [&](const StoredList& list) { return list.type == type; });
+  }
+
+  std::string row(RecordType type) const {
+    const StoredList& list = listOf(type);
+    constexpr std::size_t kNameWidth = 15;
+    return "  " + padded(nameOf(type), kNameWidth) + counted(list.records.size(), "record") +
+           counted(documentOf(list).size(), "byte") + "  ";
+  }
+
+  void begin(sqm::UploadState state) {
+    inFlight_ = typeOf(state);
+    exchange_ = {};
+    if (inFlight_) terminal_.passing(row(*inFlight_) + "under way");
+  }
+
+  void tellOutcome() {
+    if (!inFlight_) return;
+    const Style style = exchange_.isSuccess() ? Style::good : Style::bad;
+    terminal_.passing("");
+    terminal_.line(row(*inFlight_) + flushRight(secondsText(exchange_.seconds), 9) + "  " +
+                   terminal_.styled(style, exchange_.outcome));
+    const std::size_t count = listOf(*inFlight_).records.size();
+    if (!exchange_.isAnswer()) {
+      failure_ = std::string(nameOf(*inFlight_)) + ": " + exchange_.outcome;
+    } else if (!exchange_.isSuccess() && count > 0) {
+      warnings_ += std::string("\n") + nameOf(*inFlight_) + ": the server answered with " + exchange_.outcome +
+                   "; a completed exchange counts as delivered whatever its status, and the " +
+                   plural(count, "record") + (count == 1 ? " is gone" : " are gone");
+    }
+    inFlight_.reset();
+  }
+
+  /// The upload ended without a word on the document in flight.
+  void giveUp(bool isInTime) {
+    terminal_.passing("");
+    terminal_.line(row(*inFlight_) + terminal_.styled(Style::bad, isInTime ? "not posted" : "given up"));
+    failure_ = std::string(nameOf(*inFlight_)) + ": " +
+               (isInTime ? "it could not be posted; can the logs below the home directory be written?"
+                         : "no answer within " + secondsText(options_.timeout) +
+                               "; the server may have got the records all the same, and gets them again");
+  }
+
+  void tellWhatStays() {
+    if (!warnings_.empty()) remark(warnings_.substr(1));
+    if (!failure_.empty()) complain(invocation_, failure_);
+    std::string staying;
+    for (const StoredList& list : storedLists(homeOf(invocation_))) {
+      if (list.records.empty()) continue;
+      staying +=
+          (staying.empty() ? "" : ", ") + plural(list.records.size(), std::string(nameOf(list.type)) + " record");
+    }
+    if (staying.empty()) return;
+    std::string reason = "; the next upload sends what is left";
+    if (failure_.empty()) {
+      reason = sending_.fileProblems().empty()
+                   ? "; user acceptances go only in an upload that has device or application records, too"
+                   : "; they were posted and could not be taken off the disk, and will be sent again";
+    }
+    complain(invocation_, "still stored: " + staying + reason);
+  }
+
+  Invocation& invocation_;
+  const UploadOptions& options_;
+  const StoredLists lists_;
+  SendingHost sending_;
+  tools::Terminal terminal_{stdout};
+  std::optional<RecordType> inFlight_;
+  Exchange exchange_;
+  std::string warnings_;
+  std::string failure_;
+};
+
+void run(Invocation& invocation, const UploadOptions& options) {
+  const std::string home = homeOf(invocation);
+  StoredLists lists = storedLists(home);
+  checkLists(lists);
+  const bool isEmpty =
+      std::all_of(lists.begin(), lists.end(), [](const StoredList& list) { return list.records.empty(); });
+  if (isEmpty) {
+    const tools::Terminal terminal(stdout);
+    terminal.line(terminal.shown("Nothing is stored below " + home + "; nothing was posted"));
+    return;
+  }
+  checkAddresses(lists, options);
+  Upload(invocation, options, std::move(lists)).run();
+}
+
+}  // namespace
+
+void addUpload(CLI::App& program, Invocation& invocation) {
+  const auto options = std::make_shared<UploadOptions>();
+  CLI::App* upload = program.add_subcommand("upload", "Posts the stored records to a server");
+  for (std::size_t at = 0; at < kTypeNames.size(); ++at) {
+    const std::string name = kTypeNames[at].name;
+    upload->add_option("--" + name, options->urls[at], "Where the " + name + " document is posted")
+        ->option_text("URL")
+        ->check(addressProblem);
+  }
+  upload
+      ->add_option("--all", options->all,
+                   "The addresses that are not given otherwise: URL-PREFIX/client, /connection and so on")
+      ->option_text("URL-PREFIX")
+      ->check(addressProblem);
+  addTimeout(*upload, options->timeout);
+  upload->footer(
+      "A completed exchange counts as delivered whatever its status: records that are posted to a server that answers\n"
+      "404 or 500 are gone. Try the addresses first. An error or a time-out ends the upload and keeps what is left.\n"
+      "The connection document is posted even when there are no connection records.\n"
+      "Do not upload while the application runs that owns the home directory: each would undo what the other saves.");
+  upload->callback([&invocation, options] { run(invocation, *options); });
+}
+
+}  // namespace sqmctl

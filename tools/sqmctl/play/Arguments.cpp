@@ -1,0 +1,216 @@
+#include "tools/sqmctl/play/Arguments.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <limits>
+#include <system_error>
+
+#include "tools/sqmctl/play/ShownValue.h"
+
+namespace sqmctl::play {
+
+namespace {
+
+using sqm::JsonArray;
+using sqm::JsonLiteral;
+using sqm::JsonObject;
+using sqm::JsonValue;
+
+const JsonValue* find(const JsonObject& members, std::string_view name) {
+  const auto found = std::find_if(members.begin(), members.end(), [&](const auto& each) { return each.key == name; });
+  return found == members.end() ? nullptr : &found->value;
+}
+
+bool isNull(const JsonValue& value) {
+  const auto* literal = std::get_if<JsonLiteral>(&value);
+  return literal != nullptr && literal->text == "null";
+}
+
+std::string mustBe(std::string_view what, const JsonValue& not_) {
+  return std::string("must be ").append(what).append(", not ").append(shown(not_));
+}
+
+std::optional<double> numberOf(const JsonValue& value) {
+  const auto* literal = std::get_if<JsonLiteral>(&value);
+  if (literal == nullptr) return std::nullopt;
+  double number = 0;
+  const std::string& text = literal->text;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+  return error == std::errc{} && end == text.data() + text.size() ? std::optional(number) : std::nullopt;
+}
+
+template <typename Integer>
+bool isInteger(const JsonValue& value) {
+  const auto* literal = std::get_if<JsonLiteral>(&value);
+  const auto number = literal == nullptr ? std::nullopt : integerOf(literal->text);
+  return number && *number >= static_cast<std::int64_t>(std::numeric_limits<Integer>::min()) &&
+         *number <= static_cast<std::int64_t>(std::numeric_limits<Integer>::max());
+}
+
+std::string problemWithText(const JsonValue& value) {
+  return std::holds_alternative<std::string>(value) ? "" : mustBe("a string", value);
+}
+
+std::string problemWithPath(const JsonValue& value) {
+  const auto* path = std::get_if<std::string>(&value);
+  if (path == nullptr) return mustBe("a string", value);
+  return path->find('\0') == std::string::npos ? "" : "must name a file or folder, so without a NUL";
+}
+
+std::string problemWithInteger(const JsonValue& value) {
+  return isInteger<std::int64_t>(value) ? "" : mustBe("an integer of 64 bits", value);
+}
+
+std::string problemWithUnsigned32(const JsonValue& value) {
+  return isInteger<std::uint32_t>(value) ? "" : mustBe("an integer from 0 to 4294967295", value);
+}
+
+std::string problemWithNumber(const JsonValue& value) { return numberOf(value) ? "" : mustBe("a number", value); }
+
+std::string problemWithSeconds(const JsonValue& value) {
+  return numberOf(value).value_or(-1) >= 0 ? "" : mustBe("a number of seconds, 0 or more", value);
+}
+
+std::string problemWithParams(const JsonValue& value) {
+  const auto* params = std::get_if<JsonObject>(&value);
+  if (params == nullptr) return mustBe("an object", value);
+  for (const auto& [key, param] : *params) {
+    if (!integerOf(key)) return "must have decimal keys of at most 64 bits, not " + shownText(key);
+    if (!std::holds_alternative<std::string>(param) && !isNull(param) && !isInteger<std::int64_t>(param)) {
+      return "must hold strings, integers of 64 bits and null; under " + shownText(key) + " is " + shown(param);
+    }
+  }
+  return "";
+}
+
+std::string problemWithEntry(const JsonValue& value) {
+  const bool isEntry = std::holds_alternative<std::string>(value) || std::holds_alternative<JsonObject>(value);
+  return isEntry ? "" : mustBe("a string or an object", value);
+}
+
+/// What is wrong with the first bad one of a list.
+std::string problemWithList(const JsonValue& value, std::string (*problem)(const JsonValue&)) {
+  const auto* list = std::get_if<JsonArray>(&value);
+  if (list == nullptr) return mustBe("a list", value);
+  for (std::size_t at = 0; at < list->size(); ++at) {
+    const std::string found = problem((*list)[at]);
+    if (!found.empty()) return "[" + std::to_string(at) + "] " + found;
+  }
+  return "";
+}
+
+std::string problemWithEntries(const JsonValue& value) { return problemWithList(value, problemWithEntry); }
+
+std::string problemWithRule(const JsonValue& value, std::span<const Argument> members) {
+  const auto* rule = std::get_if<JsonObject>(&value);
+  if (rule == nullptr) return mustBe("an object", value);
+  const std::string found = problemWith(*rule, members);
+  return found.empty() ? "" : "is wrong: " + found;
+}
+
+std::string problemWithFieldTexts(const JsonValue& value) {
+  const auto* texts = std::get_if<JsonObject>(&value);
+  if (texts == nullptr) return mustBe("an object", value);
+  for (const auto& [field, text] : *texts) {
+    if (!std::holds_alternative<std::string>(text))
+      return "must hold strings; under " + shownText(field) + " is " + shown(text);
+  }
+  return "";
+}
+
+constexpr Type kFieldTexts = {problemWithFieldTexts};
+
+std::string problemWithDisableRules(const JsonValue& value) {
+  return problemWithList(value, [](const JsonValue& rule) {
+    static constexpr Argument kMembers[] = {nullable("name", kText), optionalNullable("subType", kText)};
+    return problemWithRule(rule, kMembers);
+  });
+}
+
+std::string problemWithReplaceRules(const JsonValue& value) {
+  return problemWithList(value, [](const JsonValue& rule) {
+    static constexpr Argument kMembers[] = {nullable("name", kText), optionalNullable("subType", kText),
+                                            required("values", kFieldTexts)};
+    return problemWithRule(rule, kMembers);
+  });
+}
+
+std::string namesOf(std::span<const Argument> arguments) {
+  std::string names;
+  for (const Argument& each : arguments) names.append(names.empty() ? "" : ", ").append(each.name);
+  return names.empty() ? "none" : names;
+}
+
+}  // namespace
+
+constexpr Type kText = {problemWithText};
+constexpr Type kPath = {problemWithPath};
+constexpr Type kInteger = {problemWithInteger};
+constexpr Type kUnsigned32 = {problemWithUnsigned32};
+constexpr Type kNumber = {problemWithNumber};
+constexpr Type kSeconds = {problemWithSeconds};
+constexpr Type kParams = {problemWithParams};
+constexpr Type kEntry = {problemWithEntry};
+constexpr Type kEntries = {problemWithEntries};
+constexpr Type kDisableRules = {problemWithDisableRules};
+constexpr Type kReplaceRules = {problemWithReplaceRules};
+
+std::string problemWith(const JsonObject& members, std::span<const Argument> arguments, std::string_view besides) {
+  for (const auto& [key, value] : members) {
+    if (key == besides) continue;
+    const auto known =
+        std::find_if(arguments.begin(), arguments.end(), [&](const Argument& a) { return a.name == key; });
+    if (known == arguments.end()) return "there is no " + shownText(key) + " here; there is: " + namesOf(arguments);
+    if (isNull(value) && known->mayBeNull) continue;
+    const std::string problem = known->type->problem(value);
+    if (problem.empty()) continue;
+    const bool isIndex = problem.starts_with('[');
+    return "\"" + key + "\"" + (isIndex ? "" : " ") + problem +
+           (known->mayBeNull && !isIndex ? ", and may be null" : "");
+  }
+  for (const Argument& argument : arguments) {
+    if (!argument.mayBeLeftOut && find(members, argument.name) == nullptr) {
+      return "\"" + std::string(argument.name) + "\" is missing" +
+             (argument.mayBeNull ? "; where there is none it is null" : "");
+    }
+  }
+  return "";
+}
+
+std::optional<std::int64_t> integerOf(std::string_view digits) {
+  std::int64_t number = 0;
+  const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), number);
+  return error == std::errc{} && end == digits.data() + digits.size() ? std::optional(number) : std::nullopt;
+}
+
+template <typename Alternative>
+const Alternative* Arguments::get(std::string_view name) const {
+  const JsonValue* value = find(members_, name);
+  return value == nullptr ? nullptr : std::get_if<Alternative>(value);
+}
+
+bool Arguments::has(std::string_view name) const { return find(members_, name) != nullptr; }
+
+std::optional<std::string> Arguments::text(std::string_view name) const {
+  const auto* text = get<std::string>(name);
+  return text == nullptr ? std::nullopt : std::optional(*text);
+}
+
+std::int64_t Arguments::integer(std::string_view name) const {
+  const auto* literal = get<JsonLiteral>(name);
+  return literal == nullptr ? 0 : integerOf(literal->text).value_or(0);
+}
+
+double Arguments::number(std::string_view name, double otherwise) const {
+  const JsonValue* value = find(members_, name);
+  return value == nullptr ? otherwise : numberOf(*value).value_or(otherwise);
+}
+
+const JsonObject* Arguments::object(std::string_view name) const { return get<JsonObject>(name); }
+
+const JsonArray* Arguments::list(std::string_view name) const { return get<JsonArray>(name); }
+
+const JsonValue& Arguments::value(std::string_view name) const { return *find(members_, name); }
+
+}  // namespace sqmctl::play

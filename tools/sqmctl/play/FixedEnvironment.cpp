@@ -1,0 +1,81 @@
+#include "tools/sqmctl/play/FixedEnvironment.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+
+#include "tools/sqmctl/Command.h"
+#include "tools/sqmctl/play/Iso8601.h"
+
+namespace sqmctl::play {
+
+namespace {
+
+using namespace std::chrono;
+using sqm::Date;
+using sqm::platform::IcuDates;
+using sqm::platform::IcuLocale;
+
+constexpr Date kFirstDate = sys_days(year(1) / 1 / 1);
+constexpr Date kLastDate = sys_days(year(10000) / 1 / 1) - microseconds(1);
+
+/// When a wall clock in the zone shows this time. Of two such moments, as at the end of summer time, the earlier. A
+/// time that no wall clock there shows, as at its beginning, goes by the zone's offset before the change.
+Date momentOf(local_time<microseconds> shown, const IcuDates& dates) {
+  const Date asIfGmt(shown.time_since_epoch());
+  const auto before = dates.secondsFromGMT(asIfGmt - days(1));
+  const auto after = dates.secondsFromGMT(asIfGmt + days(1));
+  for (const auto ahead : {before, after}) {
+    if (dates.secondsFromGMT(asIfGmt - ahead) == ahead) return asIfGmt - ahead;
+  }
+  return asIfGmt - before;
+}
+
+std::optional<StandingClock> clockAt(const std::optional<std::string>& time, const IcuDates& dates) {
+  if (!time) return std::nullopt;
+  const auto clock = wallClockOf(*time);
+  if (!clock) {
+    throw Problem(kBadInput, "--time: \"" + *time +
+                                 "\" is no ISO 8601 date and time; it looks like 2026-11-21T10:00:00Z or "
+                                 "2026-11-21T10:00:00+01:00, or, for the wall clock of the zone, 2026-11-21T10:00:00");
+  }
+  return StandingClock(clock->aheadOfGmt ? Date(clock->time.time_since_epoch()) - *clock->aheadOfGmt
+                                         : momentOf(clock->time, dates));
+}
+
+const std::string& zoneOf(const EnvironmentOptions& options) {
+  static const std::string kTheMachines;
+  if (!options.zone) return kTheMachines;
+  if (!IcuDates::isZone(*options.zone)) {
+    throw Problem(kBadInput, "--zone: there is no time zone \"" + *options.zone +
+                                 "\"; it is called as in the IANA database, as Europe/Berlin or UTC");
+  }
+  return *options.zone;
+}
+
+}  // namespace
+
+void StandingClock::advance(double seconds) {
+  constexpr double kMostMicroseconds = 4e17;  // more than lies between the first date and the last
+  const double wanted = std::clamp(seconds * 1e6, -kMostMicroseconds, kMostMicroseconds);
+  date_ = std::clamp(date_ + microseconds(std::llround(wanted)), kFirstDate, kLastDate);
+}
+
+FixedEnvironment::FixedEnvironment(const EnvironmentOptions& options)
+    : system_(options), dates_(zoneOf(options)), clock_(clockAt(options.time, dates_)) {
+  if (!options.locale) return;
+  if (!IcuLocale::isLocale(*options.locale)) {
+    throw Problem(kBadInput, "--locale: there is no locale \"" + *options.locale +
+                                 "\"; it is a language, or a language and a region, as en_GB");
+  }
+  locale_.emplace(*options.locale);
+}
+
+void FixedEnvironment::putInto(sqm::Host& host) {
+  host.utilities = &system_;
+  host.dates = &dates_;
+  if (locale_) host.locale = &*locale_;
+  if (clock_) host.clock = &*clock_;
+}
+
+}  // namespace sqmctl::play

@@ -1,0 +1,145 @@
+// The main path: one manager for the whole run.
+
+#include <optional>
+#include <utility>
+#include <vector>
+
+#include "sqm/manager/SQMSessionParams.h"
+#include "sqm/platform/RuleFilter.h"
+
+#include "tools/sqmctl/play/Operation.h"
+
+namespace sqmctl::play {
+
+namespace {
+
+using sqm::JsonObject;
+using sqm::SQMManager;
+using sqm::SQMSessionParams;
+using sqm::platform::DisableRule;
+using sqm::platform::ReplaceRule;
+
+constexpr struct {
+  Argument argument;
+  void (SQMManager::*set)(std::optional<std::string> url);
+} kAddresses[] = {
+    {optionalNullable("client", kText), &SQMManager::SetSQMClientURL},
+    {optionalNullable("connection", kText), &SQMManager::SetSQMConnectionURL},
+    {optionalNullable("device", kText), &SQMManager::SetSQMDeviceURL},
+    {optionalNullable("application", kText), &SQMManager::SetSQMApplicationURL},
+    {optionalNullable("userAcceptance", kText), &SQMManager::SetSQMUserAcceptanceURL},
+};
+
+constexpr auto kAddressArguments = [] {
+  std::array<Argument, std::size(kAddresses)> arguments{};
+  for (std::size_t at = 0; at < arguments.size(); ++at) arguments[at] = kAddresses[at].argument;
+  return arguments;
+}();
+
+Result setURLs(Player& player, const Arguments& arguments) {
+  for (const auto& [argument, set] : kAddresses) {
+    if (arguments.has(argument.name)) (player.manager().*set)(arguments.text(argument.name));
+  }
+  return nullptr;
+}
+
+constexpr Argument kParamsOrNull[] = {nullable("params", kParams)};
+constexpr Argument kParamsAlone[] = {required("params", kParams)};
+
+SQMSessionParams paramsOf(const JsonObject& values) {
+  SQMSessionParams params;
+  for (const auto& [key, value] : values) {
+    const std::int64_t number = integerOf(key).value();
+    const auto* literal = std::get_if<sqm::JsonLiteral>(&value);
+    const auto integer = literal == nullptr ? std::nullopt : integerOf(literal->text);  // nothing: it is null
+    if (literal == nullptr) {
+      params.setStringValue(std::get<std::string>(value), number);
+    } else if (integer) {
+      params.setIntValue(*integer, number);
+    } else {
+      params.setStringValue(std::nullopt, number);
+    }
+  }
+  return params;
+}
+
+template <bool (SQMManager::*call)(const SQMSessionParams*)>
+Result create(Player& player, const Arguments& arguments) {
+  const JsonObject* values = arguments.object("params");
+  if (values == nullptr) return (player.manager().*call)(nullptr);
+  const SQMSessionParams params = paramsOf(*values);
+  return (player.manager().*call)(&params);
+}
+
+Result upload(Player& player, const Arguments& arguments) {
+  return {{"notifications", player.upload(timeoutOf(arguments))}};
+}
+
+/// The rules of one of the filter's two lists. A list that is left out is empty.
+template <typename Rule>
+std::vector<Rule> rulesOf(const sqm::JsonArray* list) {
+  std::vector<Rule> rules;
+  if (list == nullptr) return rules;
+  for (const auto& each : *list) {
+    const Arguments members(std::get<JsonObject>(each));
+    Rule& rule = rules.emplace_back(Rule{.name = members.text("name"), .subType = members.text("subType")});
+    if constexpr (std::is_same_v<Rule, ReplaceRule>) {
+      for (const auto& [field, text] : *members.object("values")) {
+        rule.values.emplace_back(field, std::get<std::string>(text));
+      }
+    }
+  }
+  return rules;
+}
+
+Result filter(Player& player, const Arguments& arguments) {
+  player.filter().setRules(rulesOf<DisableRule>(arguments.list("disable")),
+                           rulesOf<ReplaceRule>(arguments.list("replace")));
+  return nullptr;
+}
+
+constexpr Argument kDeviceType[] = {required("value", kInteger)};
+constexpr Argument kUpload[] = {kTimeout};
+constexpr Argument kTimeStamp[] = {nullable("value", kText)};
+constexpr Argument kFilter[] = {optional("disable", kDisableRules), optional("replace", kReplaceRules)};
+
+constexpr Operation kOperations[] = {
+    {"setURLs", kAddressArguments, setURLs},
+    {"setDeviceType", kDeviceType,
+     [](Player& player, const Arguments& arguments) -> Result {
+       player.manager().setDeviceType(arguments.integer("value"));
+       return nullptr;
+     }},
+    {"connectionStart", kParamsOrNull, create<&SQMManager::sqmCreateStartRecord>},
+    {"connectionStop", kParamsOrNull, create<&SQMManager::sqmCreateStopRecord>},
+    {"applicationStart", kParamsOrNull, create<&SQMManager::sqmCreateApplicationStartRecord>},
+    {"applicationStop", kParamsOrNull, create<&SQMManager::sqmCreateApplicationStopRecord>},
+    {"device", kParamsAlone, create<&SQMManager::sqmCreateDeviceRecord>},
+    {"client", kParamsAlone, create<&SQMManager::sqmCreateClientRecord>},
+    {"userAcceptance", kParamsAlone, create<&SQMManager::sqmCreateUserAcceptanceRecord>},
+    {"save",
+     {},
+     [](Player& player, const Arguments&) -> Result {
+       player.manager().saveToDisk();
+       return nullptr;
+     }},
+    {"upload", kUpload, upload},
+    {"restart",
+     {},
+     [](Player& player, const Arguments&) -> Result {
+       player.restart();
+       return nullptr;
+     }},
+    {"timeStamp", kTimeStamp,
+     [](Player& player, const Arguments& arguments) -> Result {
+       player.setClientTimeStamp(arguments.text("value"));
+       return nullptr;
+     }},
+    {"filter", kFilter, filter},
+};
+
+}  // namespace
+
+std::span<const Operation> managerOperations() { return kOperations; }
+
+}  // namespace sqmctl::play

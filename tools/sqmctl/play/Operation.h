@@ -1,0 +1,38 @@
+#pragma once
+
+#include <span>
+#include <string_view>
+
+#include <nlohmann/json.hpp>
+
+#include "tools/sqmctl/play/Arguments.h"
+#include "tools/sqmctl/play/Player.h"
+
+namespace sqmctl::play {
+
+using Result = nlohmann::ordered_json;
+
+/// One operation of the language: what a scenario calls it, what it takes, what it does. Its arguments have been
+/// checked when it runs.
+struct Operation {
+  enum class Needs { nothing, standingClock };
+
+  std::string_view name;
+  std::span<const Argument> arguments;
+  Result (*run)(Player& player, const Arguments& arguments);
+  Needs needs = Needs::nothing;
+};
+
+// The operations, by what they drive.
+std::span<const Operation> managerOperations();
+std::span<const Operation> collectorOperations();
+std::span<const Operation> queueOperations();
+std::span<const Operation> diagnosticsOperations();
+
+/// How long an upload may take, where the scenario does not say.
+inline constexpr double kDefaultTimeout = 60;
+inline constexpr Argument kTimeout = optional("timeoutSeconds", kSeconds);
+
+inline double timeoutOf(const Arguments& arguments) { return arguments.number(kTimeout.name, kDefaultTimeout); }
+
+}  // namespace sqmctl::play

@@ -1,0 +1,157 @@
+#include "tools/sqmctl/play/Player.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <fcntl.h>
+#include <filesystem>
+#include <system_error>
+#include <unistd.h>
+#include <utility>
+
+#include "sqm/common/TrelkConfiguration.h"
+#include "sqm/platform/FileOperations.h"
+#include "sqm/platform/PreferencesFile.h"
+#include "sqm/platform/RunLoop.h"
+#include "sqm/upload/SQMUploadNotifications.h"
+
+#include "tools/sqmctl/Command.h"
+
+namespace sqmctl::play {
+
+namespace {
+
+using namespace std::chrono_literals;
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
+
+constexpr int kQueueLogLevel = 2;
+
+[[noreturn]] void fail(const std::string& what) { throw Problem(kFailure, what); }
+
+/// As long as it may be: more than a year is no different from it.
+milliseconds limitOf(double seconds) {
+  constexpr double kLongest = 366.0 * 24 * 60 * 60;
+  return milliseconds(std::llround(std::clamp(seconds, 0.0, kLongest) * 1e3));
+}
+
+sqm::platform::StandardHost::Options optionsWith(const std::string& homeDirectory,
+                                                 const std::string& resourceDirectory) {
+  sqm::platform::StandardHost::Options options;
+  options.homeDirectory = homeDirectory;
+  options.resourceDirectory = resourceDirectory;
+  return options;
+}
+
+}  // namespace
+
+std::unique_ptr<sqm::HttpTransaction> Player::Transactions::makeTransaction() {
+  auto transaction = real_.makeTransaction();
+  last_ = transaction.get();
+  return transaction;
+}
+
+Player::Player(const std::string& homeDirectory, const std::string& resourceDirectory, FixedEnvironment& environment)
+    : environment_(environment),
+      host_(optionsWith(homeDirectory, resourceDirectory)),
+      transactions_(*host_.httpTransactions),
+      collector_(host_) {
+  environment_.putInto(host_);
+  host_.httpTransactions = &transactions_;
+  sqm::Host::install(host_);
+
+  const std::string folder = host_.configuration->applicationQuenfaFolderPath() + "/SQM";
+  if (!host_.makeFolders()) makeFolder(folder);
+  if (::faccessat(AT_FDCWD, folder.c_str(), W_OK | X_OK, AT_EACCESS) != 0) {
+    fail("cannot write into " + folder + ": " + std::generic_category().message(errno));
+  }
+  for (const auto name : {sqm::TrelkSQMUploadSuccess, sqm::TrelkSQMUploadFailure, sqm::TrelkSQMUploadComplete,
+                          sqm::TrelkSQMUploadError}) {
+    registrations_.push_back(host_.notificationCenter->addObserver(
+        name, nullptr, [this](const sqm::Notification& posted) { notifications_.emplace_back(posted.name); }));
+  }
+  uploader_ = sqm::SQMUploader::create(host_);
+  if (!uploader_) fail("cannot write logs below " + host_.configuration->homeDirectory() + "/Library/Logs");
+  makeManager();
+}
+
+Player::~Player() {
+  if (queue_ != nullptr) queue_->setLogfile(nullptr);
+}
+
+void Player::makeManager() {
+  manager_ = std::make_unique<sqm::SQMManager>(host_);
+  managerTransaction_ = transactions_.last();
+}
+
+void Player::restart() {
+  manager_.reset();  // which writes what the new one reads
+  makeManager();
+}
+
+sqm::SQMDiagnosticsRecord& Player::diagnostics() { return *sqm::SQMDiagnosticsRecord::sharedSQMDiagnosticsRecord(); }
+
+/// Made when it is first asked for: it reads the archive then.
+sqm::QFRecordUploader& Player::queue() {
+  if (queue_ == nullptr) {
+    queue_ = sqm::QFRecordUploader::sharedQFRecordUploader();
+    queueTransaction_ = transactions_.last();
+    queueLog_ = host_.logFiles->initWithFile("UploadData.log", kQueueLogLevel);
+    queue_->setLogfile(queueLog_.get());
+  }
+  return *queue_;
+}
+
+void Player::setClientTimeStamp(std::optional<std::string_view> value) {
+  if (!host_.preferences().setClientTimeStamp(value)) {
+    fail("cannot write the preferences in " + host_.configuration->applicationQuenfaFolderPath());
+  }
+}
+
+std::string Player::pathOf(const std::string& path) const {
+  return std::filesystem::path(host_.configuration->homeDirectory()) / path;
+}
+
+void Player::makeFolder(const std::string& path) const {
+  const std::error_code error = sqm::platform::makeFolders(sqm::platform::FileOperations::posix(), path);
+  if (error) fail("cannot make the folder " + path + ": " + error.message());
+}
+
+Player::Names Player::upload(double timeoutSeconds) {
+  manager_->uploadSQM();
+  return finish(timeoutSeconds, [this] { managerTransaction_->abortTransaction(); });
+}
+
+Player::Names Player::uploadDirectory(double timeoutSeconds) {
+  uploader_->startSend();
+  return finish(timeoutSeconds, [this] { uploader_->abortSend(); });
+}
+
+Player::Names Player::uploadQueue(double timeoutSeconds) {
+  queue().uploadRecord();
+  return finish(timeoutSeconds, [this] { queueTransaction_->abortTransaction(); });
+}
+
+/// Runs the loop until no request is under way and no task that could start one is left. False when the time is up
+/// before that.
+bool Player::runUntilIdle(milliseconds timeout) {
+  const auto deadline = steady_clock::now() + timeout;
+  for (;;) {
+    const auto left = std::chrono::ceil<milliseconds>(deadline - steady_clock::now());
+    if (!host_.runUntilIdle(std::max(left, 0ms))) return false;
+    if (host_.runLoop().poll() == 0) return true;
+  }
+}
+
+Player::Names Player::finish(double timeoutSeconds, const std::function<void()>& giveUp) {
+  constexpr milliseconds kAnswerToAbort = 100ms;
+  bool isIdle = runUntilIdle(limitOf(timeoutSeconds));
+  // An answer that came in the meantime may have begun the next request.
+  while (!isIdle) {
+    giveUp();
+    isIdle = runUntilIdle(kAnswerToAbort);
+  }
+  return std::exchange(notifications_, {});
+}
+
+}  // namespace sqmctl::play

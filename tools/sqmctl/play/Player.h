@@ -1,0 +1,90 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "sqm/common/HttpTransaction.h"
+#include "sqm/common/LogFile.h"
+#include "sqm/common/NotificationCenter.h"
+#include "sqm/diagnostics/SQMDiagnosticsRecord.h"
+#include "sqm/manager/SQMManager.h"
+#include "sqm/platform/StandardHost.h"
+#include "sqm/store/SQMDataCollector.h"
+#include "sqm/upload/QFRecordUploader.h"
+#include "sqm/upload/SQMUploader.h"
+
+#include "tools/sqmctl/play/FixedEnvironment.h"
+
+namespace sqmctl::play {
+
+/// The host application of a scenario: the objects of the library that its operations drive.
+///
+/// Failure: throws Problem where the scenario cannot go on, as when the home directory cannot be written.
+class Player {
+ public:
+  /// Empty folders stand for the standard host's own.
+  Player(const std::string& homeDirectory, const std::string& resourceDirectory, FixedEnvironment& environment);
+  Player(const Player&) = delete;
+  Player& operator=(const Player&) = delete;
+  ~Player();
+
+  sqm::SQMManager& manager() { return *manager_; }
+  sqm::SQMDataCollector& collector() { return collector_; }
+  sqm::SQMUploader& uploader() { return *uploader_; }
+  sqm::SQMDiagnosticsRecord& diagnostics();
+  sqm::QFRecordUploader& queue();
+  sqm::platform::RuleFilter& filter() { return host_.filter(); }
+  StandingClock* clock() { return environment_.clock(); }
+
+  void restart();
+  void setClientTimeStamp(std::optional<std::string_view> value);
+
+  /// A path as a scenario has it: absolute, or relative to the home directory.
+  std::string pathOf(const std::string& path) const;
+  void makeFolder(const std::string& path) const;
+
+  // Each starts an upload, and runs the loop until no request is under way or the time is up. What is under way then is
+  // given up: an abort, which nobody is told of and which leaves what was to be sent where it is. So nothing is left of
+  // an upload when the next operation begins. Each gives the names of the notifications that were posted meanwhile.
+  using Names = std::vector<std::string>;
+  Names upload(double timeoutSeconds);
+  Names uploadDirectory(double timeoutSeconds);
+  Names uploadQueue(double timeoutSeconds);
+
+ private:
+  /// Makes transactions as another factory does, and knows which one was last. The transactions are the other's own,
+  /// since they are the senders of their notifications.
+  class Transactions : public sqm::HttpTransactionFactory {
+   public:
+    explicit Transactions(sqm::HttpTransactionFactory& real) : real_(real) {}
+    std::unique_ptr<sqm::HttpTransaction> makeTransaction() override;
+    sqm::HttpTransaction* last() const { return last_; }
+
+   private:
+    sqm::HttpTransactionFactory& real_;
+    sqm::HttpTransaction* last_ = nullptr;
+  };
+
+  void makeManager();
+  bool runUntilIdle(std::chrono::milliseconds timeout);
+  Names finish(double timeoutSeconds, const std::function<void()>& giveUp);
+
+  FixedEnvironment& environment_;
+  sqm::platform::StandardHost host_;
+  Transactions transactions_;
+  Names notifications_;
+  std::vector<sqm::NotificationCenter::Registration> registrations_;
+  std::unique_ptr<sqm::SQMManager> manager_;
+  sqm::HttpTransaction* managerTransaction_ = nullptr;
+  sqm::SQMDataCollector collector_;
+  std::unique_ptr<sqm::SQMUploader> uploader_;
+  sqm::QFRecordUploader* queue_ = nullptr;
+  sqm::HttpTransaction* queueTransaction_ = nullptr;
+  std::unique_ptr<sqm::LogFile> queueLog_;
+};
+
+}  // namespace sqmctl::play

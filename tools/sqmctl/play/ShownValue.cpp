@@ -1,0 +1,34 @@
+#include "tools/sqmctl/play/ShownValue.h"
+
+#include <cstddef>
+
+#include <nlohmann/json.hpp>
+
+namespace sqmctl::play {
+
+namespace {
+
+constexpr std::size_t kLongest = 40;  // bytes
+constexpr std::string_view kEllipsis = "...";
+
+}  // namespace
+
+std::string shownText(std::string_view text) {
+  using Json = nlohmann::json;
+  constexpr int kCompact = -1;
+  // A character that is cut through is left out.
+  const std::string whole =
+      Json(std::string(text.substr(0, kLongest))).dump(kCompact, ' ', false, Json::error_handler_t::ignore);
+  return text.size() > kLongest ? whole.substr(0, whole.size() - 1).append(kEllipsis).append("\"") : whole;
+}
+
+std::string shown(const sqm::JsonValue& value) {
+  if (const auto* text = std::get_if<std::string>(&value)) return shownText(*text);
+  if (std::holds_alternative<sqm::JsonObject>(value)) return "an object";
+  if (std::holds_alternative<sqm::JsonArray>(value)) return "a list";
+  std::string digits = std::get<sqm::JsonLiteral>(value).text;
+  if (digits.size() > kLongest) digits.replace(kLongest, std::string::npos, kEllipsis);
+  return digits;
+}
+
+}  // namespace sqmctl::play

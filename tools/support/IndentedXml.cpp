@@ -1,0 +1,88 @@
+#include "tools/support/IndentedXml.h"
+
+#include <string_view>
+
+#include <pugixml.hpp>
+
+namespace tools {
+
+namespace {
+
+/// Everything becomes a node, so that nothing is left out unnoticed, and texts stay as they are written.
+constexpr unsigned kParseOptions = pugi::parse_cdata | pugi::parse_comments | pugi::parse_pi | pugi::parse_doctype |
+                                   pugi::parse_declaration | pugi::parse_fragment | pugi::parse_ws_pcdata_single;
+
+/// A text that nests deeper would be mostly blanks.
+constexpr std::size_t kDeepest = 64;
+
+class Printer {
+ public:
+  Printer(const Terminal& terminal, std::size_t indent) : terminal_(terminal), indent_(indent) {}
+
+  /// False when one of the nodes is none that records have.
+  bool addAll(const pugi::xml_node& parent, std::size_t depth) {
+    for (const pugi::xml_node& node : parent.children()) {
+      if (node.type() == pugi::node_declaration) {
+        startLine(depth);
+        addTag("<?", node, "?>");
+      } else if (node.type() != pugi::node_element || depth > kDeepest || !addElement(node, depth)) {
+        return false;
+      }
+    }
+    return true;
+  }
+
+  std::string out;
+
+ private:
+  bool addElement(const pugi::xml_node& element, std::size_t depth) {
+    startLine(depth);
+    const pugi::xml_node first = element.first_child();
+    if (!first) {
+      addTag("<", element, "/>");
+      return true;
+    }
+    addTag("<", element, ">");
+    if (first.type() == pugi::node_pcdata && !first.next_sibling()) {
+      out += terminal_.shown(first.value());
+    } else {
+      if (!addAll(element, depth + 1)) return false;
+      startLine(depth);
+    }
+    out += terminal_.styled(Style::name, std::string("</") + element.name() + ">");
+    return true;
+  }
+
+  void addTag(std::string_view begin, const pugi::xml_node& node, std::string_view end) {
+    std::string tag(begin);
+    tag += node.name();
+    for (const pugi::xml_attribute& attribute : node.attributes()) {
+      const std::string_view value = attribute.value();
+      const char quote = value.find('"') == std::string_view::npos ? '"' : '\'';
+      tag.append(" ").append(attribute.name()).append("=");
+      (tag += quote).append(value) += quote;
+    }
+    out += terminal_.styled(Style::name, tag.append(end));
+  }
+
+  void startLine(std::size_t depth) {
+    if (!out.empty()) out += '\n';
+    out.append(indent_ + 2 * depth, ' ');
+  }
+
+  const Terminal& terminal_;
+  std::size_t indent_;
+};
+
+}  // namespace
+
+std::string indentedXml(const Terminal& terminal, const std::string& text, std::size_t indent) {
+  pugi::xml_document document;
+  Printer printer(terminal, indent);
+  const bool isXml = text.find('\0') == std::string::npos &&
+                     document.load_buffer(text.data(), text.size(), kParseOptions, pugi::encoding_utf8);
+  if (isXml && printer.addAll(document, 0) && !printer.out.empty()) return printer.out;
+  return std::string(indent, ' ') + terminal.shown(text);
+}
+
+}  // namespace tools
