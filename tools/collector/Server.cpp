@@ -123,6 +123,7 @@ std::optional<std::string> readBody(const Request& request, Response& response, 
 
 /// The rest of a body that begins here, sent as it is. It is not copied once more.
 void send(Response& response, std::string body, const std::string& contentType) {
+  if (body.empty()) return response.set_content(body, contentType);  // a provider of nothing would not tell its length
   const auto kept = std::make_shared<const std::string>(std::move(body));
   response.set_content_provider(kept->size(), contentType,
                                 [kept](std::size_t offset, std::size_t length, httplib::DataSink& sink) {
