@@ -146,7 +146,7 @@ TEST_F(PreferencesFileTest, AFileOfAnotherKindIsReportedAndReplaced) {
   const File echoes{.objects = {File::dictionary({1, 2}), File::text("key"),
                                 File::array(std::vector<std::uint64_t>(4000, 3)),
                                 File::text(std::string(40'000, 'x'))}};
-  const std::string entities = "<!DOCTYPE plist [<!ENTITY a \"ha\"><!ENTITY b SYSTEM \"file:///etc/hostname\">]>"
+  const std::string entities = R"(<!DOCTYPE plist [<!ENTITY a "ha"><!ENTITY b SYSTEM "file:///etc/hostname">]>)"
                                "<plist><dict><key>clientTimeStamp</key><string>&a;&b;</string></dict></plist>";
   const std::string contents[] = {entities,
                                   "",

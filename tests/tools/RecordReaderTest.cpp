@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <map>
+#include <memory>
 #include <optional>
 #include <random>
 #include <string>
@@ -23,13 +24,14 @@ using Pairs = std::vector<std::pair<std::string, std::string>>;
 
 /// A body taken apart.
 struct Parts {
+  std::unique_ptr<const std::string> body;  // the records lie within it
   std::vector<Record> records;
   std::optional<std::string> problem;
 };
 
-Parts partsOf(std::string_view path, std::string_view body) {
-  Parts parts;
-  parts.problem = readRecords(path, body, [&](const Record& record) { parts.records.push_back(record); });
+Parts partsOf(std::string_view path, std::string body) {
+  Parts parts{std::make_unique<const std::string>(std::move(body)), {}, {}};
+  parts.problem = readRecords(path, *parts.body, [&](const Record& record) { parts.records.push_back(record); });
   return parts;
 }
 

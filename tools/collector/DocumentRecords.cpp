@@ -45,8 +45,11 @@ void skipSpace(std::string_view& text) {
   while (!text.empty() && isSpace(text.front())) text.remove_prefix(1);
 }
 
-/// The name in the tag at the beginning of `text`. Any characters will do: where a field-name table is missing, the
-/// library writes "(null)" for a name, and such a record is to be found, too.
+/// What the library writes for a name when it has no field-name table.
+constexpr std::string_view kMissingName = "(null)";
+
+/// The name in the tag at the beginning of `text`. Any characters will do, so that records without names are found,
+/// too.
 std::string_view tagName(std::string_view text) {
   if (text.size() < 2 || text.front() != '<') return {};
   text.remove_prefix(1);
@@ -241,7 +244,8 @@ class Records {
     const auto end = endOfElement(text, name);
     record.raw = text.substr(0, end.value_or(0));
     if (!end || !parse(record)) {
-      record.raw = text.substr(0, likelyEndOfElement(text, name));
+      // The name that is no name is not well-formed in itself, and says nothing about the end.
+      if (!end || name != kMissingName) record.raw = text.substr(0, likelyEndOfElement(text, name));
       if (!record.problem) record.problem = "it is not well-formed: its end tag is missing";
     }
     if (record.problem) note("record " + std::to_string(number_) + ": " + *record.problem);

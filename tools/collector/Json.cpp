@@ -1,7 +1,6 @@
 #include "tools/collector/Json.h"
 
 #include <cstddef>
-#include <cstdint>
 #include <utility>
 
 #include <nlohmann/json.hpp>
@@ -9,6 +8,7 @@
 #include "sqm/common/Utf8.h"
 
 #include "tools/collector/Database.h"
+#include "tools/support/Base64.h"
 
 namespace collector {
 
@@ -55,23 +55,6 @@ bool cut(std::string& text) {
   return true;
 }
 
-std::string base64(std::string_view bytes) {
-  constexpr std::string_view kDigits = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-  std::string text;
-  text.reserve((bytes.size() + 2) / 3 * 4);
-  for (std::size_t at = 0; at < bytes.size(); at += 3) {
-    const std::string_view group = bytes.substr(at, 3);
-    std::uint32_t bits = 0;
-    for (std::size_t i = 0; i < 3; ++i) {
-      bits = bits << 8 | (i < group.size() ? static_cast<unsigned char>(group[i]) : 0U);
-    }
-    for (std::size_t i = 0; i < 4; ++i) {
-      text.push_back(i <= group.size() ? kDigits[bits >> (18 - 6 * i) & 63] : '=');
-    }
-  }
-  return text;
-}
-
 }  // namespace
 
 std::string pairsJson(const std::vector<std::pair<std::string, std::string>>& pairs) {
@@ -91,7 +74,7 @@ std::string wholeRequestJson(const RequestRow& request, const std::string& heade
   const bool isText = sqm::isWellFormedUtf8(body);
   json["headers"] = Json::parse(headers);
   json["encoding"] = isText ? "utf-8" : "base64";
-  json["body"] = isText ? std::move(body) : base64(body);
+  json["body"] = isText ? std::move(body) : tools::base64Of(body);
   return textOf(json);
 }
 

@@ -121,9 +121,9 @@ std::optional<std::string> readBody(const Request& request, Response& response, 
   return std::nullopt;
 }
 
-/// The rest of a body that begins here, sent as it is. It is not copied once more.
+/// Answers with a body that may be large: it is not copied once more.
 void send(Response& response, std::string body, const std::string& contentType) {
-  if (body.empty()) return response.set_content(body, contentType);  // a provider of nothing would not tell its length
+  if (body.empty()) return response.set_content("", contentType);  // the engine would announce no length
   const auto kept = std::make_shared<const std::string>(std::move(body));
   response.set_content_provider(kept->size(), contentType,
                                 [kept](std::size_t offset, std::size_t length, httplib::DataSink& sink) {

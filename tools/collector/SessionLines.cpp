@@ -1,10 +1,10 @@
 // Takes the body of the older path apart: lines of 86 quoted texts. Nothing in them is escaped (docs/sqm-files.md), so
 // a border between two texts is `","`, and a line ends at `"` and a line feed.
 
-#include <array>
 #include <cstddef>
 
 #include "tools/collector/RecordReader.h"
+#include "tools/support/SqmLine.h"
 
 namespace collector {
 
@@ -12,48 +12,9 @@ namespace {
 
 constexpr std::size_t kPositions = 86;
 
-/// The names of the positions that are filled; the others go by their number.
-constexpr std::array<std::string_view, kPositions> kNames = [] {
-  std::array<std::string_view, kPositions> names;
-  names[0] = "username";
-  names[1] = "osVersion";
-  names[2] = "application";
-  names[4] = "postConnect";
-  names[5] = "devicetype";
-  names[7] = "forSSID";
-  names[12] = "connectStart";
-  names[13] = "loginStart";
-  names[14] = "secondsToLogin";
-  names[15] = "serverIP";
-  names[16] = "clientIP";
-  names[18] = "errorCode";
-  names[19] = "creation";
-  names[20] = "profileID";
-  names[21] = "fullUserName";
-  names[24] = "accessPointOwner";
-  names[28] = "accessProcedure";
-  names[30] = "lang";
-  names[31] = "sqmCounter";
-  names[32] = "loginSeconds";
-  names[33] = "disconnect";
-  names[34] = "preConnect";
-  names[37] = "clientMacAddress";
-  names[38] = "apMacAddress";
-  names[40] = "forSSID";
-  names[41] = "installId";
-  names[58] = "signalstrength";
-  names[66] = "finalSigStrength";
-  names[70] = "txBytes";
-  names[71] = "rxBytes";
-  names[75] = "phoneVer";
-  names[76] = "pbUpdateDate";
-  names[79] = "wiFiSecurity";
-  names[85] = "autoConnect";
-  return names;
-}();
-
+/// Positions that no call fills go by their number.
 std::string nameOf(std::size_t position) {
-  const std::string_view name = kNames[position];
+  const std::string_view name = tools::sqmPositionName(position);
   return name.empty() ? std::to_string(position) : std::string(name);
 }
 
