@@ -1,5 +1,7 @@
 #include "sqm/platform/StandardHost.h"
 
+#include <algorithm>
+#include <chrono>
 #include <utility>
 
 #include "sqm/common/NotificationCenter.h"
@@ -85,7 +87,15 @@ bool StandardHost::makeFolders() {
 }
 
 bool StandardHost::runUntilIdle(std::chrono::milliseconds timeout) {
-  return runLoop().runUntil([this] { return services_->http.requestsUnderWay() == 0; }, timeout);
+  using std::chrono::steady_clock;
+  const auto end = steady_clock::now() + timeout;
+  const auto isIdle = [this] { return services_->http.requestsUnderWay() == 0; };
+  for (;;) {
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - steady_clock::now());
+    if (!runLoop().runUntil(isIdle, std::max(left, std::chrono::milliseconds(0)))) return false;
+    if (runLoop().poll() == 0) return true;
+    if (steady_clock::now() >= end) return isIdle();
+  }
 }
 
 RunLoop& StandardHost::runLoop() { return services_->runLoop; }

@@ -47,7 +47,8 @@ class StandardHost : public Host {
   /// missing; the library itself never makes them. False when they cannot be made, with a line in the log.
   bool makeFolders();
 
-  /// Runs the loop until no request is under way, or the time is up. True when none is.
+  /// Runs the loop until no request is under way and no task waits that could begin one, such as the upload queue's
+  /// next; or until the time is up. True when no request is under way.
   bool runUntilIdle(std::chrono::milliseconds timeout);
 
   RunLoop& runLoop();

@@ -222,6 +222,10 @@ bool LoopbackServer::waitForHeads(std::size_t count) const {
   return loop_->waitUntil([&] { return loop_->heads >= count; });
 }
 
+bool LoopbackServer::waitForRequests(std::size_t count) const {
+  return loop_->waitUntil([&] { return loop_->requests.size() >= count; });
+}
+
 bool LoopbackServer::waitForClosed(std::size_t count) const {
   return loop_->waitUntil([&] { return loop_->closed >= count; });
 }

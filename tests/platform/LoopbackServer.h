@@ -54,6 +54,9 @@ class LoopbackServer {
   /// Blocks until the heads of this many requests have come; false when they do not.
   bool waitForHeads(std::size_t count) const;
 
+  /// Blocks until this many requests have come whole; false when they do not.
+  bool waitForRequests(std::size_t count) const;
+
   /// Blocks until clients have closed this many connections; false when they do not.
   bool waitForClosed(std::size_t count) const;
 

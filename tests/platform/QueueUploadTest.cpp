@@ -186,7 +186,7 @@ class QueueUploadFailure : public ::testing::TestWithParam<Nothing> {
     const std::string before = contentOf(archiveIn(home));
 
     Sender::uploader().uploadRecord();
-    EXPECT_TRUE(server.waitForHeads(1));
+    EXPECT_TRUE(server.waitForRequests(1));
     if (failure.isAborted) sender.abort();
     sender.runUntilTold(1);
     EXPECT_EQ(sender.linesWith("uploadRecord - sending"), 1U) << "nothing is retried";

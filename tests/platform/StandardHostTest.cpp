@@ -1,5 +1,6 @@
 #include <chrono>
 #include <filesystem>
+#include <functional>
 #include <string>
 #include <sys/stat.h>
 
@@ -86,6 +87,23 @@ TEST(StandardHost, KeepsRecordsFromOneManagerToTheNext) {
 TEST(StandardHost, IsIdleAtOnceWhenNothingIsUnderWay) {
   const TemporaryFolder home;
   StandardHost host(optionsFor(home));
+  EXPECT_TRUE(host.runUntilIdle(std::chrono::milliseconds(0)));
+}
+
+TEST(StandardHost, IsNotIdleWhileTasksWait) {
+  const TemporaryFolder home;
+  StandardHost host(optionsFor(home));
+  bool isDone = false;
+  host.runLoop().post([&] { host.runLoop().post([&] { isDone = true; }); });
+  EXPECT_TRUE(host.runUntilIdle(std::chrono::minutes(1)));
+  EXPECT_TRUE(isDone);
+}
+
+TEST(StandardHost, DoesNotWaitForTasksThatNeverEnd) {
+  const TemporaryFolder home;
+  StandardHost host(optionsFor(home));
+  const std::function<void()> again = [&] { host.runLoop().post(again); };
+  again();
   EXPECT_TRUE(host.runUntilIdle(std::chrono::milliseconds(0)));
 }
 

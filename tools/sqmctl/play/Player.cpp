@@ -12,7 +12,6 @@
 #include "sqm/common/TrelkConfiguration.h"
 #include "sqm/platform/FileOperations.h"
 #include "sqm/platform/PreferencesFile.h"
-#include "sqm/platform/RunLoop.h"
 #include "sqm/upload/SQMUploadNotifications.h"
 
 #include "tools/sqmctl/Command.h"
@@ -23,7 +22,6 @@ namespace {
 
 using namespace std::chrono_literals;
 using std::chrono::milliseconds;
-using std::chrono::steady_clock;
 
 constexpr int kQueueLogLevel = 2;
 
@@ -132,24 +130,13 @@ Player::Names Player::uploadQueue(double timeoutSeconds) {
   return finish(timeoutSeconds, [this] { queueTransaction_->abortTransaction(); });
 }
 
-/// Runs the loop until no request is under way and no task that could start one is left. False when the time is up
-/// before that.
-bool Player::runUntilIdle(milliseconds timeout) {
-  const auto deadline = steady_clock::now() + timeout;
-  for (;;) {
-    const auto left = std::chrono::ceil<milliseconds>(deadline - steady_clock::now());
-    if (!host_.runUntilIdle(std::max(left, 0ms))) return false;
-    if (host_.runLoop().poll() == 0) return true;
-  }
-}
-
 Player::Names Player::finish(double timeoutSeconds, const std::function<void()>& giveUp) {
   constexpr milliseconds kAnswerToAbort = 100ms;
-  bool isIdle = runUntilIdle(limitOf(timeoutSeconds));
+  bool isIdle = host_.runUntilIdle(limitOf(timeoutSeconds));
   // An answer that came in the meantime may have begun the next request.
   while (!isIdle) {
     giveUp();
-    isIdle = runUntilIdle(kAnswerToAbort);
+    isIdle = host_.runUntilIdle(kAnswerToAbort);
   }
   return std::exchange(notifications_, {});
 }

@@ -70,7 +70,6 @@ class Player {
   };
 
   void makeManager();
-  bool runUntilIdle(std::chrono::milliseconds timeout);
   Names finish(double timeoutSeconds, const std::function<void()>& giveUp);
 
   FixedEnvironment& environment_;
