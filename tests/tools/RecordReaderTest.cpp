@@ -222,10 +222,10 @@ TEST(Document, IsReadInTimeThatGrowsWithItsLengthWhateverItHolds) {
   const auto begin = std::chrono::steady_clock::now();
   for (const char* piece : {"<r>", "<r><r></r>", "<r><!--</r>", "<!--<r></r>", "<!--", "<r<r", "</r ", "<r </r",
                             "<r a=\"", "<r><![CDATA[</r>", "<a><b></a>", "<", "</", "&", "<r><r></r></r x>"}) {
-    partsOf("/connection", list("<r>" + repeated(piece, 200'000)));
-    partsOf("/connection", list(repeated(piece, 200'000) + "<r></r>"));
+    partsOf("/connection", list("<r>" + repeated(piece, 100'000)));
+    partsOf("/connection", list(repeated(piece, 100'000) + "<r></r>"));
   }
-  EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(60));
+  EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(30));
 }
 
 TEST(Document, IsNeverMoreThanItsBytesHoweverItIsDamaged) {
