@@ -1,13 +1,12 @@
 #include <algorithm>
+#include <clocale>
 #include <cstdio>
 #include <filesystem>
 #include <iterator>
 #include <locale.h>
-#include <memory>
 #include <optional>
 #include <random>
 #include <string>
-#include <type_traits>
 #include <vector>
 
 #include <gmock/gmock.h>
@@ -122,15 +121,13 @@ TEST_F(PreferencesFileTest, RealNumbersAreKeptWhateverTheLocaleOfTheHost) {
   std::filesystem::create_directory(folder_ / "comma");
   putContent(folder_ / "comma/LC_NUMERIC", std::string(std::begin(kNumbers), std::end(kNumbers)));
   const EnvironmentVariable locales("LOCPATH", folder_.path().c_str());
-  const std::unique_ptr<std::remove_pointer_t<locale_t>, decltype(&::freelocale)> comma(
-      ::newlocale(LC_NUMERIC_MASK, "comma", nullptr), &::freelocale);
-  ASSERT_NE(comma, nullptr);
-  const locale_t before = ::uselocale(comma.get());
+  ASSERT_NE(std::setlocale(LC_NUMERIC, "comma"), nullptr);
   char written[8];
   std::snprintf(written, sizeof written, "%.1f", 1.5);
   storedIn(dictionary("<key>other</key><real>1.5</real>"));
   EXPECT_TRUE(PreferencesFile(folder_.path(), logs_).setClientTimeStamp("t"));
-  EXPECT_EQ(::uselocale(before), comma.get());
+  EXPECT_EQ(::uselocale(nullptr), LC_GLOBAL_LOCALE) << "the thread's locale is the host's affair";
+  std::setlocale(LC_NUMERIC, "C");
   EXPECT_STREQ(written, "1,5");
   EXPECT_THAT(contentOf(path_), HasSubstr("<real>1.5"));
 }

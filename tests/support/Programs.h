@@ -42,6 +42,7 @@ inline Outcome runProgram(const std::vector<std::string>& arguments, std::string
     ::dup2(::open(in.c_str(), O_RDONLY), STDIN_FILENO);
     ::dup2(::open(out.c_str(), O_WRONLY | O_CREAT, 0600), STDOUT_FILENO);
     ::dup2(::open(err.c_str(), O_WRONLY | O_CREAT, 0600), STDERR_FILENO);
+    (void)::setreuid(::geteuid(), ::geteuid());  // a program whose user is half another's is not as usual
     ::execv(argv[0], argv.data());
     ::_exit(127);
   }
