@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstdlib>
 #include <fcntl.h>
 #include <pty.h>
@@ -25,63 +26,70 @@ struct Outcome {
   std::string err;
 };
 
+/// The program's process, with these descriptors as its standard input, output and error; below 0 when there is none.
+inline pid_t startProgram(std::vector<std::string> arguments, int in, int out, int err) {
+  std::vector<char*> argv;
+  argv.reserve(arguments.size() + 1);
+  for (std::string& argument : arguments) argv.push_back(argument.data());
+  argv.push_back(nullptr);
+  const pid_t child = ::fork();
+  if (child == 0) {
+    ::dup2(in, STDIN_FILENO);
+    ::dup2(out, STDOUT_FILENO);
+    ::dup2(err, STDERR_FILENO);
+    (void)::setreuid(::geteuid(), ::geteuid());  // a program whose user is half another's is not as usual
+    ::execv(argv.front(), argv.data());
+    ::_exit(127);
+  }
+  if (child < 0) ADD_FAILURE() << "cannot run " << arguments.front();
+  return child;
+}
+
+/// Waits for the program's end: its exit status, or 128 and the number of the signal that killed it.
+inline int endOf(pid_t child) {
+  int status = 0;
+  if (child < 0 || ::waitpid(child, &status, 0) != child) return -1;
+  return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+}
+
 /// Runs a program to its end, with `input` as its standard input.
 inline Outcome runProgram(const std::vector<std::string>& arguments, std::string_view input = "") {
   const TemporaryFolder folder;
   putContent(folder / "in", input);
-  std::vector<char*> argv;
-  argv.reserve(arguments.size() + 1);
-  // NOLINTNEXTLINE(cppcoreguidelines-pro-type-const-cast): execv changes nothing
-  for (const std::string& argument : arguments) argv.push_back(const_cast<char*>(argument.c_str()));
-  argv.push_back(nullptr);
-  const std::string in = folder / "in";
-  const std::string out = folder / "out";
-  const std::string err = folder / "err";
-  const pid_t child = ::fork();
-  if (child == 0) {
-    ::dup2(::open(in.c_str(), O_RDONLY), STDIN_FILENO);
-    ::dup2(::open(out.c_str(), O_WRONLY | O_CREAT, 0600), STDOUT_FILENO);
-    ::dup2(::open(err.c_str(), O_WRONLY | O_CREAT, 0600), STDERR_FILENO);
-    (void)::setreuid(::geteuid(), ::geteuid());  // a program whose user is half another's is not as usual
-    ::execv(argv[0], argv.data());
-    ::_exit(127);
-  }
-  int status = 0;
-  if (child < 0 || ::waitpid(child, &status, 0) != child) {
-    ADD_FAILURE() << "cannot run " << arguments.front();
-    return {};
-  }
-  return {WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status), contentOf(out), contentOf(err)};
+  const int in = ::open((folder / "in").c_str(), O_RDONLY | O_CLOEXEC);
+  const int out = ::open((folder / "out").c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
+  const int err = ::open((folder / "err").c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
+  const pid_t child = startProgram(arguments, in, out, err);
+  for (const int descriptor : {in, out, err}) ::close(descriptor);
+  const int status = endOf(child);
+  return {.status = status, .out = contentOf(folder / "out"), .err = contentOf(folder / "err")};
 }
 
 /// Runs a program to its end on a terminal of its own, to which both of its outputs go. `out` is what the terminal got.
+/// The terminal does not control the program: a controlling one is hung up, and what it has not got yet lost, when its
+/// program ends.
 inline Outcome runOnTerminal(const std::vector<std::string>& arguments) {
-  std::vector<char*> argv;
-  for (const std::string& argument : arguments) argv.push_back(const_cast<char*>(argument.c_str()));
-  argv.push_back(nullptr);
   int terminal = -1;
-  const pid_t child = ::forkpty(&terminal, nullptr, nullptr, nullptr);
-  if (child == 0) {
-    termios settings{};
-    ::tcgetattr(STDOUT_FILENO, &settings);
-    settings.c_oflag &= ~static_cast<tcflag_t>(OPOST);  // a line feed stays one
-    ::tcsetattr(STDOUT_FILENO, TCSANOW, &settings);
-    ::execv(argv[0], argv.data());
-    ::_exit(127);
-  }
-  if (child < 0) {
-    ADD_FAILURE() << "cannot run " << arguments.front();
+  int line = -1;
+  if (::openpty(&terminal, &line, nullptr, nullptr, nullptr) != 0) {
+    ADD_FAILURE() << "no terminal to be had";
     return {};
   }
+  ::fcntl(terminal, F_SETFD, FD_CLOEXEC);
+  ::fcntl(line, F_SETFD, FD_CLOEXEC);
+  termios settings{};
+  ::tcgetattr(line, &settings);
+  settings.c_oflag &= ~static_cast<tcflag_t>(OPOST);  // a line feed stays one
+  ::tcsetattr(line, TCSANOW, &settings);
+  const pid_t child = startProgram(arguments, line, line, line);
+  ::close(line);
   Outcome outcome;
-  char buffer[4096];
-  for (ssize_t got = 0; (got = ::read(terminal, buffer, sizeof buffer)) > 0;) {
-    outcome.out.append(buffer, static_cast<std::size_t>(got));
+  std::array<char, 4096> buffer{};
+  for (ssize_t got = 0; (got = ::read(terminal, buffer.data(), buffer.size())) > 0;) {
+    outcome.out.append(buffer.data(), static_cast<std::size_t>(got));
   }
-  int status = 0;
-  ::waitpid(child, &status, 0);
   ::close(terminal);
-  outcome.status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+  outcome.status = endOf(child);
   return outcome;
 }
 
