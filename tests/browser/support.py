@@ -164,12 +164,15 @@ class Browser:
 
 
 class PageTest(unittest.TestCase):
-    """A test with a browser, which its class shares, and a collector and a page of its own."""
+    """A test with a browser, which all of its module share, and a collector and a page of its own."""
+
+    browser = None
 
     @classmethod
     def setUpClass(cls):
-        cls.browser = Browser()
-        cls.addClassCleanup(cls.browser.quit)
+        if not PageTest.browser:
+            PageTest.browser = Browser()
+            unittest.addModuleCleanup(PageTest.browser.quit)
 
     def setUp(self):
         folder = tempfile.TemporaryDirectory(prefix="sqm-collector-")

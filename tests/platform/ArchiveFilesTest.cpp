@@ -1,5 +1,6 @@
 #include <cerrno>
 #include <filesystem>
+#include <functional>
 #include <string>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -161,10 +162,10 @@ TEST_F(ArchiveFilesTest, LongestArchiveIsNotOutgrown) {
   EXPECT_THAT(problems(), ElementsAre("USER 2 cannot write " + path_ + ": File too large"));
 }
 
-/// A file that is no archive, and why.
+/// A file that is no archive, and why. What it holds, megabytes in places, is made only in the test that is about it.
 struct Unreadable {
   const char* name;
-  std::string content;
+  std::function<std::string()> content;
   const char* reason;
 };
 
@@ -178,35 +179,46 @@ std::string listOf(std::vector<std::string> objects) {
 
 std::vector<Unreadable> unreadable() {
   using File = BinaryPropertyListFile;
+  const auto bytes = [](std::string all) { return [all = std::move(all)] { return all; }; };
+  const auto list = [](std::vector<std::string> objects) {
+    return [objects = std::move(objects)] { return listOf(objects); };
+  };
   const std::string integer = "\x10\x07";
   const std::string sound =
       listOf({File::array({1}), File::dictionary({2, 3}), File::text("uploadURL"), File::text("u")});
-  const std::string big(std::size_t{1} << 20, 'x');
+  constexpr std::size_t kMillion = std::size_t{1} << 20;
   return {
-      {"Empty", "", kNoList},
-      {"Text", "uploadURL", kNoList},
-      {"Xml", R"(<?xml version="1.0"?><plist version="1.0"><array/></plist>)", kNoList},
-      {"CutOff", sound.substr(0, sound.size() - 1), kNoList},
-      {"CutShort", sound.substr(0, 8), kNoList},
-      {"RootIsText", listOf({File::text("uploadURL")}), kNoRequests},
-      {"RootIsDictionary", listOf({File::dictionary({})}), kNoRequests},
-      {"ElementIsText", listOf({File::array({1}), File::text("a")}), kNoRequests},
-      {"ElementIsMissing", listOf({File::array({7})}), kNoList},
-      {"ElementIsTheArrayItself", listOf({File::array({0})}), kNoRequests},
-      {"ValueIsInteger", listOf({File::array({1}), File::dictionary({2, 3}), File::text("uploadData"), integer}),
+      {"Empty", bytes(""), kNoList},
+      {"Text", bytes("uploadURL"), kNoList},
+      {"Xml", bytes(R"(<?xml version="1.0"?><plist version="1.0"><array/></plist>)"), kNoList},
+      {"CutOff", bytes(sound.substr(0, sound.size() - 1)), kNoList},
+      {"CutShort", bytes(sound.substr(0, 8)), kNoList},
+      {"RootIsText", list({File::text("uploadURL")}), kNoRequests},
+      {"RootIsDictionary", list({File::dictionary({})}), kNoRequests},
+      {"ElementIsText", list({File::array({1}), File::text("a")}), kNoRequests},
+      {"ElementIsMissing", list({File::array({7})}), kNoList},
+      {"ElementIsTheArrayItself", list({File::array({0})}), kNoRequests},
+      {"ValueIsInteger", list({File::array({1}), File::dictionary({2, 3}), File::text("uploadData"), integer}),
        kNoRequests},
-      {"ValueIsDictionary", listOf({File::array({1}), File::dictionary({2, 1}), File::text("uploadURL")}), kNoRequests},
-      {"ValueIsMissing", listOf({File::array({1}), File::dictionary({2, 9}), File::text("uploadURL")}), kNoList},
-      {"KeyIsMissing", listOf({File::array({1}), File::dictionary({9, 2}), File::text("u")}), kNoList},
+      {"ValueIsDictionary", list({File::array({1}), File::dictionary({2, 1}), File::text("uploadURL")}), kNoRequests},
+      {"ValueIsMissing", list({File::array({1}), File::dictionary({2, 9}), File::text("uploadURL")}), kNoList},
+      {"KeyIsMissing", list({File::array({1}), File::dictionary({9, 2}), File::text("u")}), kNoList},
       {"OneTextAThousandTimes",
-       listOf({File::array(std::vector<std::uint64_t>(2000, 1)), File::dictionary({2, 3}), File::text("uploadData"),
-               File::text(big)}),
+       [] {
+         return listOf({File::array(std::vector<std::uint64_t>(2000, 1)), File::dictionary({2, 3}),
+                        File::text("uploadData"), File::text(std::string(kMillion, 'x'))});
+       },
        kTooMuch},
       {"OneEmptyDictionaryAMillionTimes",
-       listOf({File::array(std::vector<std::uint64_t>(std::size_t{1} << 20, 1)), File::dictionary({})}), kTooMuch},
+       [] {
+         return listOf({File::array(std::vector<std::uint64_t>(kMillion, 1)), File::dictionary({})});
+       },
+       kTooMuch},
       {"OneDictionaryAMillionTimes",
-       listOf({File::array(std::vector<std::uint64_t>(std::size_t{1} << 20, 1)),
-               File::dictionary(std::vector<std::uint64_t>(2000, 2)), File::text("other")}),
+       [] {
+         return listOf({File::array(std::vector<std::uint64_t>(kMillion, 1)),
+                        File::dictionary(std::vector<std::uint64_t>(2000, 2)), File::text("other")});
+       },
        kTooMuch},
   };
 }
@@ -214,20 +226,21 @@ std::vector<Unreadable> unreadable() {
 class UnreadableArchive : public ArchiveFilesTest, public ::testing::WithParamInterface<Unreadable> {};
 
 TEST_P(UnreadableArchive, IsMovedAsideWhole) {
-  putContent(path_, GetParam().content);
+  const std::string content = GetParam().content();
+  putContent(path_, content);
   EXPECT_EQ(archives_.objectFromFile(path_), UploadRequests{});
   EXPECT_THAT(folder_.names(), ElementsAre("QFRecordUploader.plist.unreadable"));
-  EXPECT_TRUE(contentOf(path_ + ".unreadable") == GetParam().content);
+  EXPECT_TRUE(contentOf(path_ + ".unreadable") == content);
   EXPECT_THAT(problems(), ElementsAre("USER 2 cannot read " + path_ + ": " + GetParam().reason + "; moved to " + path_ +
                                       ".unreadable"));
 }
 
 TEST_P(UnreadableArchive, StaysForWhoOnlyLooks) {
-  putContent(path_, GetParam().content);
+  putContent(path_, GetParam().content());
   ArchiveFiles looking(logs_, FileOperations::posix(), ArchiveFiles::Unreadable::stays);
   EXPECT_EQ(looking.objectFromFile(path_), std::nullopt);
   EXPECT_THAT(folder_.names(), ElementsAre("QFRecordUploader.plist"));
-  EXPECT_TRUE(contentOf(path_) == GetParam().content);
+  EXPECT_TRUE(contentOf(path_) == GetParam().content());
   EXPECT_THAT(problems(), ElementsAre("USER 2 cannot read " + path_ + ": " + GetParam().reason));
 }
 

@@ -10,6 +10,7 @@
 #include <httplib.h>
 #include <nlohmann/json.hpp>
 
+#include "tests/support/OrdinaryUser.h"
 #include "tests/support/Programs.h"
 
 inline const std::string kSqmctl = kPrograms + "/sqmctl";
@@ -58,6 +59,20 @@ class Home {
 class DayHome : public Home {
  public:
   DayHome() { EXPECT_EQ(runProgram({kPrograms + "/02_laptop_day", path()}).status, 0); }
+};
+
+/// The sample table where every user can read it: the folder of the build may be closed to others.
+class OpenResources {
+ public:
+  OpenResources() {
+    std::filesystem::permissions(path(), kReadOnlyFolder, std::filesystem::perm_options::add);
+    putContent(folder_ / "SQMFieldNames.plist", contentOf(kPrograms + "/SQMFieldNames.plist"));
+  }
+
+  const std::string& path() const { return folder_.path(); }
+
+ private:
+  TemporaryFolder folder_;
 };
 
 /// Everything below a folder: what it is, what it holds, when it changed.

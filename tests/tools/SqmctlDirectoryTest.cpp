@@ -5,7 +5,6 @@
 
 #include "tests/platform/LoopbackServer.h"
 #include "tests/support/Golden.h"
-#include "tests/support/OrdinaryUser.h"
 #include "tests/tools/Sqmctl.h"
 
 namespace {

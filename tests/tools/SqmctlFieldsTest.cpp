@@ -68,6 +68,15 @@ TEST_F(SqmctlFields, ChecksTheTableOfTheResourcesByItself) {
   EXPECT_EQ(outcome.err, "sqmctl: " + folder / "SQMFieldNames.plist" + ": there are 0 names in place of 91\n");
 }
 
+TEST_F(SqmctlFields, SaysThatATableCannotBeReached) {
+  putContent(file, "<plist><array/></plist>");
+  const Forbidden closed(folder.path(), std::filesystem::perms::none);
+  const OrdinaryUser user;
+  const Outcome outcome = runProgram({kSqmctl, "fields", file});
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_EQ(outcome.err, "sqmctl: cannot read " + file + ": Permission denied\n");
+}
+
 TEST_F(SqmctlFields, FindsWhatIsNoTable) {
   putContent(file, "<plist><dict/></plist>");
   const Outcome outcome = runProgram({kSqmctl, "fields", file});

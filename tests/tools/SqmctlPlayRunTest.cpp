@@ -10,7 +10,6 @@
 
 #include <gtest/gtest.h>
 
-#include "tests/support/OrdinaryUser.h"
 #include "tests/tools/Play.h"
 
 namespace {
@@ -191,13 +190,14 @@ TEST(SqmctlPlayRun, AHomeDirectoryThatCannotBeWrittenIsAFailure) {
 }
 
 Outcome playAsOrdinaryUser(const std::string& home) {
-  return runProgram({kSqmctl, "--home", home, "play", "-"}, "{\"do\":\"save\"}\n");
+  const OpenResources resources;
+  const OrdinaryUser user;
+  return runProgram({kSqmctl, "--home", home, "--resources", resources.path(), "play", "-"}, "{\"do\":\"save\"}\n");
 }
 
 TEST(SqmctlPlayRun, AHomeDirectoryOfSomebodyElseIsAFailure) {
   const TemporaryFolder folder;
   const Forbidden forbidden(folder.path(), kReadOnlyFolder);
-  const OrdinaryUser user;
   const Outcome outcome = playAsOrdinaryUser(folder / "home");
   EXPECT_EQ(outcome.status, 1);
   EXPECT_EQ(outcome.out, "");
@@ -211,11 +211,7 @@ TEST(SqmctlPlayRun, AnSQMFolderThatCannotBeWrittenIsAFailure) {
   fs::create_directories(sqm);
   fs::permissions(folder.path(), kReadOnlyFolder);
   const Forbidden forbidden(sqm, kReadOnlyFolder);
-  Outcome outcome;
-  {
-    const OrdinaryUser user;
-    outcome = playAsOrdinaryUser(folder / "home");
-  }
+  const Outcome outcome = playAsOrdinaryUser(folder / "home");
   fs::permissions(folder.path(), fs::perms::owner_all);
   EXPECT_EQ(outcome.status, 1);
   EXPECT_EQ(outcome.err, "sqmctl: cannot write into " + sqm + ": Permission denied\n");

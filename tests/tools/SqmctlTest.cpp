@@ -5,7 +5,6 @@
 #include <string>
 
 #include "tests/support/CaseName.h"
-#include "tests/support/OrdinaryUser.h"
 #include "tests/tools/Sqmctl.h"
 
 namespace {
@@ -157,8 +156,10 @@ TEST(SqmctlLooking, NeedsNoPermissionToWrite) {
     fs::permissions(entry.path(), entry.is_directory() ? kEnterable : kReadable, fs::perm_options::add);
   }
   const Forbidden toWrite(home.path(), kReadOnlyFolder);
+  const OpenResources resources;
   const OrdinaryUser user;
-  for (const Words& look : kLooks) {
+  for (Words look : kLooks) {
+    look.insert(look.end(), {"--resources", resources.path()});
     const Outcome outcome = home.run(look);
     EXPECT_EQ(outcome.status, 0) << look.front() << outcome.err;
   }

@@ -136,7 +136,7 @@ void print(const tools::Terminal& terminal, const Names& names) {
 void run(Invocation& invocation, const std::string& file) {
   const std::string path = file.empty() ? (resourcesOf(invocation) / "SQMFieldNames.plist").string() : file;
   std::error_code unknown;
-  if (!std::filesystem::exists(path, unknown)) {
+  if (!std::filesystem::exists(path, unknown) && !unknown) {
     throw Problem(kBadInput, "there is no " + path + "; it would be a property list of " +
                                  std::to_string(FieldNameTable::kFields) + " names");
   }
