@@ -117,18 +117,18 @@ TEST(SqmFiles, AreSavedPostedAndDeleted) {
   const Collector collector;
 
   ASSERT_EQ(runProgram({kPrograms + "/04_sqm_files", home.path()}).status, 0);
-  ASSERT_EQ(sqmFiles(home.path()).size(), 1u);
+  ASSERT_EQ(sqmFiles(home.path()).size(), 1U);
   const std::string line = contentOf(sqmFiles(home.path()).front());
-  EXPECT_EQ(timesIn(line, "\",\""), 85u);
-  EXPECT_EQ(timesIn(line, "\"Café Mitte\""), 2u);
+  EXPECT_EQ(timesIn(line, "\",\""), 85U);
+  EXPECT_EQ(timesIn(line, "\"Café Mitte\""), 2U);
 
   const Outcome upload = runProgram({kPrograms + "/04_sqm_files", home.path(), collector.address()});
   EXPECT_EQ(upload.status, 0);
   EXPECT_EQ(upload.out, "  status 0: never started\n  status 2: sending\n  status 4: completed\n");
-  EXPECT_EQ(timesIn(upload.err, "file deleted:"), 1u);
+  EXPECT_EQ(timesIn(upload.err, "file deleted:"), 1U);
 
   const auto posts = postsTo(collector);
-  ASSERT_EQ(posts.size(), 1u);
+  ASSERT_EQ(posts.size(), 1U);
   EXPECT_EQ(posts[0].path, "/sqm");
   EXPECT_EQ(posts[0].body, line);
   EXPECT_TRUE(sqmFiles(home.path()).empty());
@@ -148,7 +148,7 @@ TEST(SqmFiles, StayWhenNoServerAnswers) {
   EXPECT_EQ(upload.status, 1);
   EXPECT_EQ(upload.out,
             "  status 0: never started\n  status 2: sending\n  status 3: failed; the files stay for the next time\n");
-  EXPECT_EQ(sqmFiles(home.path()).size(), 1u);
+  EXPECT_EQ(sqmFiles(home.path()).size(), 1U);
 }
 
 TEST(SqmFiles, FailsWithAWordOnItsUseOrWhereItCannotSave) {
@@ -187,7 +187,7 @@ TEST(UploadQueue, SaysHowItIsUsed) {
     command.insert(command.end(), arguments.begin(), arguments.end());
     const Outcome outcome = runProgram(command);
     EXPECT_EQ(outcome.status, 2);
-    EXPECT_EQ(outcome.err.rfind("usage: ", 0), 0u) << outcome.err;
+    EXPECT_EQ(outcome.err.rfind("usage: ", 0), 0U) << outcome.err;
   }
   EXPECT_TRUE(home.names().empty());
 }
@@ -201,7 +201,7 @@ TEST(Diagnostics, ReportIsReadWithBase64AndGunzip) {
   EXPECT_EQ(trace.at("Link").at("SSID"), "Café & Bar");
   EXPECT_EQ(trace.at("Ravix").at("UA"), "ConnectivityClient/4.2") << "it outlives the reset of the probe";
   EXPECT_EQ(trace.at("Auth").at("Dis"), R"(["Portal found"])");
-  EXPECT_EQ(nlohmann::json::parse(trace.at("Auth").at("LoginPoll").get<std::string>()).size(), 3u);
+  EXPECT_EQ(nlohmann::json::parse(trace.at("Auth").at("LoginPoll").get<std::string>()).size(), 3U);
   EXPECT_EQ(trace.at("Error").at("Details"), "Timeout");
 }
 

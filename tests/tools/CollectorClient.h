@@ -3,12 +3,12 @@
 #include <arpa/inet.h>
 #include <cerrno>
 #include <cstddef>
-#include <cstring>
 #include <netinet/in.h>
 #include <string>
 #include <string_view>
 #include <sys/socket.h>
 #include <sys/time.h>
+#include <system_error>
 #include <unistd.h>
 #include <vector>
 
@@ -68,8 +68,9 @@ class RawConnection {
     address.sin_family = AF_INET;
     address.sin_port = htons(static_cast<std::uint16_t>(port));
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    // NOLINTNEXTLINE(cppcoreguidelines-pro-type-reinterpret-cast): as every call for an address of any family has it
     if (::connect(socket_, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
-      ADD_FAILURE() << "cannot connect: " << std::strerror(errno);
+      ADD_FAILURE() << "cannot connect: " << std::generic_category().message(errno);
     }
   }
   RawConnection(const RawConnection&) = delete;
@@ -77,7 +78,7 @@ class RawConnection {
   ~RawConnection() { ::close(socket_); }
 
   /// False when the other side has gone.
-  bool send(std::string_view text) {
+  bool send(std::string_view text) const {
     while (!text.empty()) {
       const ssize_t count = ::send(socket_, text.data(), text.size(), MSG_NOSIGNAL);
       if (count < 0) return false;
@@ -87,7 +88,7 @@ class RawConnection {
   }
 
   /// Nothing more will be sent.
-  void finish() { ::shutdown(socket_, SHUT_WR); }
+  void finish() const { ::shutdown(socket_, SHUT_WR); }
 
   /// What has come by the time `text` has; less when the connection ends before.
   std::string readUntil(std::string_view text) {
@@ -112,7 +113,7 @@ class RawConnection {
     const ssize_t count = ::recv(socket_, buffer, sizeof buffer, 0);
     if (count > 0) read_.append(buffer, static_cast<std::size_t>(count));
     if (count < 0) isReset_ = errno == ECONNRESET;
-    if (count < 0 && !isReset_) ADD_FAILURE() << "nothing came for long: " << std::strerror(errno);
+    if (count < 0 && !isReset_) ADD_FAILURE() << "nothing came for long: " << std::generic_category().message(errno);
     return count;
   }
 

@@ -53,13 +53,13 @@ TEST(CollectorClients, AreRefusedBodiesThatAreTooLong) {
 
   RawConnection announced(client.port());
   announced.send("POST /sqm HTTP/1.1\r\nHost: x\r\nExpect: 100-continue\r\nContent-Length: 99999999999\r\n\r\n");
-  EXPECT_EQ(announced.readAll().rfind("HTTP/1.1 413 ", 0), 0u) << "before a byte of it was sent";
+  EXPECT_EQ(announced.readAll().rfind("HTTP/1.1 413 ", 0), 0U) << "before a byte of it was sent";
 
   RawConnection pieces(client.port());
   pieces.send("POST /sqm HTTP/1.1\r\nHost: x\r\nTransfer-Encoding: chunked\r\n\r\n100001\r\n" + body + "\r\n");
-  EXPECT_EQ(pieces.readAll().rfind("HTTP/1.1 413 ", 0), 0u);
+  EXPECT_EQ(pieces.readAll().rfind("HTTP/1.1 413 ", 0), 0U);
 
-  EXPECT_EQ(client.get("/_requests").size(), 1u);
+  EXPECT_EQ(client.get("/_requests").size(), 1U);
 }
 
 struct Broken {
@@ -115,7 +115,7 @@ TEST(CollectorClients, ThatAreSlowHoldUpNobody) {
   }
   EXPECT_EQ(client.post("/sqm", ""), 200);
   slow[0]->send("defghij");
-  EXPECT_EQ(slow[0]->readUntil("\r\n").rfind("HTTP/1.1 200", 0), 0u);
+  EXPECT_EQ(slow[0]->readUntil("\r\n").rfind("HTTP/1.1 200", 0), 0U);
   EXPECT_EQ(client.collector().end(), 0) << "nor do they hold up the end";
 }
 
@@ -147,7 +147,7 @@ TEST(CollectorClients, BeyondTheLimitWaitForTheirTurn) {
   RawConnection second(client.port());
   second.send("POST /second HTTP/1.1\r\nContent-Length: 0\r\n\r\n");
   first.reset();
-  EXPECT_EQ(second.readUntil("\r\n").rfind("HTTP/1.1 200", 0), 0u);
+  EXPECT_EQ(second.readUntil("\r\n").rfind("HTTP/1.1 200", 0), 0U);
 }
 
 }  // namespace

@@ -121,7 +121,7 @@ TEST(CollectorDatabase, ThatFailsIsAnErrorToTheClient) {
   const auto answer = client.http().Post("/connection", kDocument, "text/xml");
   EXPECT_EQ(answer->status, 500);
   EXPECT_NE(answer->body.find("the disk is full"), std::string::npos) << answer->body;
-  EXPECT_EQ(client.get("/_records").size(), 1u) << "a request is kept whole or not at all";
+  EXPECT_EQ(client.get("/_records").size(), 1U) << "a request is kept whole or not at all";
   collector::sqlite::Connection(folder / "kept.db").run("DROP TRIGGER full");
   EXPECT_EQ(client.post("/queue", "b"), 200);
 }

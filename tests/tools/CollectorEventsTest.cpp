@@ -70,7 +70,7 @@ TEST(CollectorEvents, GoOnWhereTheWatcherWas) {
   CollectorClient client;
   for (int i = 0; i < 40; ++i) client.post("/connection", kDocument);
   const auto all = idsOf(watch(client, "/_events?since=0", 120));
-  ASSERT_EQ(all.size(), 120u);
+  ASSERT_EQ(all.size(), 120U);
   for (const std::size_t known : {std::size_t{1}, std::size_t{50}, std::size_t{118}}) {
     const std::string id = all[known - 1].substr(all[known - 1].find(' ') + 1);
     const std::vector<std::string> rest(all.begin() + static_cast<std::ptrdiff_t>(known), all.end());
@@ -113,10 +113,10 @@ TEST(CollectorEvents, CarryNoMoreThanABrowserBears) {
   const std::string value = repeated("é", 500'000);
   client.post("/connection", "<connectionList><r><a>" + value + "</a><b>short</b></r></connectionList>");
   const auto events = watch(client, "/_events?since=0", 2);
-  ASSERT_EQ(events.size(), 2u);
+  ASSERT_EQ(events.size(), 2U);
   const json& record = events[1].data;
   EXPECT_EQ(record.at("cut"), true);
-  EXPECT_EQ(record.at("raw").get<std::string>().size(), 65536u);
+  EXPECT_EQ(record.at("raw").get<std::string>().size(), 65536U);
   EXPECT_EQ(record.at("values")[0][1], repeated("é", 32768));
   EXPECT_EQ(record.at("values")[1][1], "short");
   EXPECT_EQ(client.get("/_records/1").at("values")[0][1], value);
@@ -127,11 +127,11 @@ TEST(CollectorEvents, HaveAsManyWatchersAsAreAllowed) {
   const std::string ask = "GET /_events HTTP/1.1\r\nHost: x\r\n\r\n";
   RawConnection first(client.port());
   first.send(ask);
-  EXPECT_EQ(first.readUntil("\r\n\r\n").rfind("HTTP/1.1 200", 0), 0u);
+  EXPECT_EQ(first.readUntil("\r\n\r\n").rfind("HTTP/1.1 200", 0), 0U);
   {
     RawConnection second(client.port());
     second.send(ask);
-    EXPECT_EQ(second.readUntil("\r\n\r\n").rfind("HTTP/1.1 200", 0), 0u);
+    EXPECT_EQ(second.readUntil("\r\n\r\n").rfind("HTTP/1.1 200", 0), 0U);
     EXPECT_EQ(client.http().Get("/_events")->status, 503);
     EXPECT_EQ(client.post("/sqm", ""), 200) << "others are served";
   }

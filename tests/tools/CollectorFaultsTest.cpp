@@ -23,7 +23,7 @@ TEST(CollectorFaults, AnswerWithAnotherStatusAndThenAsEver) {
   EXPECT_EQ(client.post("/sqm", ""), 200);
   EXPECT_EQ(client.get("/_faults"), json::array());
   const auto requests = client.get("/_requests");
-  ASSERT_EQ(requests.size(), 3u);
+  ASSERT_EQ(requests.size(), 3U);
   EXPECT_EQ(requests[0].at("answered"), "500");
   EXPECT_EQ(requests[1].at("answered"), "204");
   EXPECT_EQ(requests[2].at("answered"), "200");
@@ -44,7 +44,7 @@ TEST(CollectorFaults, ResetTheConnectionInsideTheAnswer) {
   raw.send(post("/sqm"));
   const std::string answer = raw.readAll();
   EXPECT_TRUE(raw.isReset());
-  EXPECT_EQ(answer.rfind("HTTP/1.1 200 OK\r\n", 0), 0u) << answer;
+  EXPECT_EQ(answer.rfind("HTTP/1.1 200 OK\r\n", 0), 0U) << answer;
   EXPECT_EQ(answer.substr(answer.find("\r\n\r\n")), "\r\n\r\nke");
   EXPECT_EQ(client.get("/_requests")[0].at("answered"), "reset");
 }
@@ -66,7 +66,7 @@ TEST(CollectorFaults, DelayTheAnswerOfOneClientAlone) {
   RawConnection slow(client.port());
   slow.send(post("/slow"));
   EXPECT_EQ(client.post("/fast", ""), 200);
-  EXPECT_EQ(slow.readUntil("\r\n").rfind("HTTP/1.1 503 ", 0), 0u);
+  EXPECT_EQ(slow.readUntil("\r\n").rfind("HTTP/1.1 503 ", 0), 0U);
   EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(400));
 }
 

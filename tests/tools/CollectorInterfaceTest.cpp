@@ -23,7 +23,7 @@ TEST(CollectorInterface, TellsWhatArrived) {
   EXPECT_EQ(answer->get_header_value("Content-Type"), "text/plain");
 
   const auto requests = client.get("/_requests");
-  ASSERT_EQ(requests.size(), 1u);
+  ASSERT_EQ(requests.size(), 1U);
   json request = requests[0];
   EXPECT_EQ(request.at("time").get<std::string>().size(), std::string("2026-11-21T10:00:00.123Z").size());
   request.erase("time");
@@ -38,7 +38,7 @@ TEST(CollectorInterface, TellsWhatArrived) {
                            {"problem", nullptr}}));
 
   const auto records = client.get("/_records");
-  ASSERT_EQ(records.size(), 2u);
+  ASSERT_EQ(records.size(), 2U);
   json record = records[0];
   EXPECT_EQ(record.at("time"), requests[0].at("time"));
   record.erase("time");
@@ -67,7 +67,7 @@ TEST(CollectorInterface, KeepsARequestWhole) {
   const auto request = client.get("/_requests/1");
   EXPECT_EQ(request.at("path"), "/a%20b");
   EXPECT_EQ(request.at("encoding"), "base64");
-  EXPECT_EQ(request.at("body").get<std::string>().size(), 344u);
+  EXPECT_EQ(request.at("body").get<std::string>().size(), 344U);
   EXPECT_EQ(request.at("body").get<std::string>().substr(0, 8), "AAECAwQF");
   std::vector<std::string> kept;
   for (const auto& [name, value] : request.at("headers").get<std::vector<std::pair<std::string, std::string>>>()) {
@@ -144,7 +144,7 @@ TEST(CollectorInterface, KeepsWhatIsPutOrPostedAnywhere) {
   EXPECT_EQ(client.post("/line%0Abreak", "c"), 200);
   EXPECT_EQ(client.http().Put("/put", "d", "text/plain")->status, 200);
   const auto requests = client.get("/_requests");
-  ASSERT_EQ(requests.size(), 4u);
+  ASSERT_EQ(requests.size(), 4U);
   EXPECT_EQ(requests[1].at("path"), longPath);
   EXPECT_EQ(requests[2].at("path"), "/line%0Abreak");
   EXPECT_EQ(requests[3].at("method"), "PUT");
@@ -178,8 +178,8 @@ TEST(CollectorInterface, TellsFromWhereItIsAskedTo) {
     for (const auto& row : client.get(path)) found.push_back(row.at("id"));
     return found;
   };
-  EXPECT_EQ(ids("/_requests").size(), 300u);
-  EXPECT_EQ(ids("/_records").size(), 600u);
+  EXPECT_EQ(ids("/_requests").size(), 300U);
+  EXPECT_EQ(ids("/_records").size(), 600U);
   EXPECT_EQ(ids("/_requests?since=298"), (std::vector<int>{299, 300}));
   EXPECT_EQ(ids("/_requests?limit=2"), (std::vector<int>{1, 2}));
   EXPECT_EQ(ids("/_records?since=5&limit=3"), (std::vector<int>{6, 7, 8}));

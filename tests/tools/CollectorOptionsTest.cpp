@@ -70,7 +70,7 @@ TEST(CollectorOptions, AnAddressThatIsNotTheMachinesOwnIsAFailure) {
 
 TEST(CollectorOptions, ListensWhereItIsTold) {
   const Collector here({"--listen", "127.0.0.2"});
-  EXPECT_EQ(here.address().rfind("http://127.0.0.2:", 0), 0u) << here.address();
+  EXPECT_EQ(here.address().rfind("http://127.0.0.2:", 0), 0U) << here.address();
   EXPECT_EQ(httplib::Client(here.address()).Get("/_requests")->status, 200);
 }
 
@@ -105,9 +105,9 @@ TEST(CollectorOptions, KeepsTheLatestRequestsAlone) {
   CollectorClient client({"--keep", "2"});
   for (const char* path : {"/a", "/connection", "/b", "/c"}) EXPECT_EQ(client.post(path, kDocument), 200);
   const auto requests = client.get("/_requests");
-  ASSERT_EQ(requests.size(), 2u);
+  ASSERT_EQ(requests.size(), 2U);
   EXPECT_EQ(requests[0].at("id"), 3);
-  EXPECT_EQ(client.get("/_records").size(), 4u);
+  EXPECT_EQ(client.get("/_records").size(), 4U);
   EXPECT_EQ(client.http().Get("/_requests/2")->status, 404);
 }
 

@@ -81,14 +81,14 @@ TEST(FaultRules, DelayAndGoOn) {
   const Misfortune misfortune = useRules(list, "/a");
   EXPECT_EQ(misfortune.delay.count(), 1250);
   EXPECT_EQ(answeredText(misfortune.fault), "503");
-  EXPECT_EQ(list.size(), 3u);
+  EXPECT_EQ(list.size(), 3U);
 }
 
 TEST(FaultRules, LeaveOtherPathsAlone) {
   auto list = rules({"/a:status=500:once"});
   for (const char* path : {"/", "/ab", "/A", "/a/", "*", ""})
     EXPECT_EQ(useRules(list, path).fault, std::nullopt) << path;
-  EXPECT_EQ(list.size(), 1u);
+  EXPECT_EQ(list.size(), 1U);
 }
 
 }  // namespace

@@ -69,7 +69,7 @@ TEST_P(EveryKind, IsTakenApartByItsList) {
   for (const char* path : {"/connection", "/anything"}) {
     const Parts parts = partsOf(path, body);
     EXPECT_EQ(parts.problem, std::nullopt);
-    ASSERT_EQ(parts.records.size(), 2u);
+    ASSERT_EQ(parts.records.size(), 2U);
     for (const Record& record : parts.records) {
       EXPECT_EQ(record.type, kind.type);
       EXPECT_EQ(record.subType, kind.subType ? std::optional<std::string>(kind.subType) : std::nullopt);
@@ -94,7 +94,7 @@ INSTANTIATE_TEST_SUITE_P(
 TEST(Document, GivesItsValuesInOrderAndDecoded) {
   const Parts parts =
       partsOf("/connection", list("<r><a>1</a><b k=\"&lt;\">&amp;&#xE9;</b><g><c> </c><d/></g><a>2</a></r>"));
-  ASSERT_EQ(parts.records.size(), 1u);
+  ASSERT_EQ(parts.records.size(), 1U);
   EXPECT_EQ(parts.records[0].values, (Pairs{{"a", "1"}, {"k", "<"}, {"b", "&é"}, {"c", " "}, {"d", ""}, {"a", "2"}}));
   EXPECT_EQ(parts.records[0].subType, "g");
 }
@@ -109,7 +109,7 @@ TEST(Document, FindsTheEventByItsNameAndElseByItsValue) {
 
 TEST(Document, KnowsTheTypeOfALoneRecordByThePath) {
   const Parts parts = partsOf("/device", "<dev><a>1</a></dev>");
-  ASSERT_EQ(parts.records.size(), 1u);
+  ASSERT_EQ(parts.records.size(), 1U);
   EXPECT_EQ(parts.records[0].type, "device");
   EXPECT_EQ(parts.records[0].raw, "<dev><a>1</a></dev>");
   EXPECT_TRUE(partsOf("/elsewhere", "<dev><a>1</a></dev>").records.empty());
@@ -129,7 +129,7 @@ TEST(Document, TakesElementsOfOneNameInEachOther) {
   const std::string record = "<x><x timestamp=\"t\">1</x><x/><x><x>2</x></x></x>";
   const Parts parts = partsOf("/connection", list(record + record));
   EXPECT_EQ(parts.problem, std::nullopt);
-  ASSERT_EQ(parts.records.size(), 2u);
+  ASSERT_EQ(parts.records.size(), 2U);
   EXPECT_EQ(parts.records[1].raw, record);
   EXPECT_EQ(parts.records[1].subType, "x");
 }
@@ -147,7 +147,7 @@ class IllFormedRecord : public testing::TestWithParam<IllFormed> {};
 TEST_P(IllFormedRecord, IsFlaggedAndHarmsNoOther) {
   const std::string good = "<r><event>start</event></r>";
   const Parts parts = partsOf("/connection", list(good + GetParam().record + good));
-  ASSERT_EQ(parts.records.size(), 3u);
+  ASSERT_EQ(parts.records.size(), 3U);
   EXPECT_EQ(parts.records[0].problem, std::nullopt);
   EXPECT_TRUE(parts.records[1].problem);
   EXPECT_EQ(parts.records[1].raw, GetParam().record);
@@ -211,10 +211,10 @@ TEST(Document, IsNotTakenApartBeyondWhatAClientSends) {
   EXPECT_TRUE(many.problem);
 
   const Parts tags = partsOf("/connection", list("<r>" + repeated("<a/>", 20'000) + "</r><r><a>1</a></r>"));
-  ASSERT_EQ(tags.records.size(), 2u);
+  ASSERT_EQ(tags.records.size(), 2U);
   EXPECT_TRUE(tags.records[0].values.empty());
   EXPECT_EQ(tags.records[0].problem, "it is too large to be taken apart");
-  EXPECT_EQ(tags.records[1].values.size(), 1u);
+  EXPECT_EQ(tags.records[1].values.size(), 1U);
 }
 
 TEST(Document, IsReadInTimeThatGrowsWithItsLengthWhateverItHolds) {
@@ -261,12 +261,12 @@ TEST(SessionLines, GiveTheirTextsByTheNamesOfThePositions) {
   const std::string body = golden("fresh_record.sqm") + "\n" + line;
   const Parts parts = partsOf("/sqm", body);
   EXPECT_EQ(parts.problem, std::nullopt);
-  ASSERT_EQ(parts.records.size(), 2u);
+  ASSERT_EQ(parts.records.size(), 2U);
   EXPECT_TRUE(parts.records[0].values.empty());
   EXPECT_EQ(parts.records[1].type, "sqm");
   EXPECT_EQ(parts.records[1].raw, line);
   const auto& values = parts.records[1].values;
-  EXPECT_EQ(values.size(), 36u);
+  EXPECT_EQ(values.size(), 36U);
   const std::map<std::string, std::string> byName(values.begin(), values.end());
   EXPECT_EQ(byName.at("username"), "jo@example.net");
   EXPECT_EQ(byName.at("forSSID"), "Café Mitte");
@@ -284,7 +284,7 @@ TEST(SessionLines, TakeQuotesCommasAndLineFeedsForWhatTheyAre) {
   for (const char* ssid : {"a \"quoted\" name", "a, b", "two\nlines", "\"", "\"\"", "a\"\nb", "<a>&"}) {
     const Parts parts = partsOf("/sqm", lineWith(ssid) + lineWith("next"));
     EXPECT_EQ(parts.problem, std::nullopt) << ssid;
-    ASSERT_EQ(parts.records.size(), 2u) << ssid;
+    ASSERT_EQ(parts.records.size(), 2U) << ssid;
     EXPECT_EQ(parts.records[0].values, (Pairs{{"forSSID", ssid}}));
     EXPECT_EQ(parts.records[1].values, (Pairs{{"forSSID", "next"}}));
   }
@@ -292,18 +292,18 @@ TEST(SessionLines, TakeQuotesCommasAndLineFeedsForWhatTheyAre) {
 
 TEST(SessionLines, AreFlaggedWhenTheyHaveNot86Texts) {
   const Parts tooMany = partsOf("/sqm", lineWith("a\",\"b") + lineWith("next"));
-  ASSERT_EQ(tooMany.records.size(), 2u);
+  ASSERT_EQ(tooMany.records.size(), 2U);
   EXPECT_EQ(tooMany.problem, "line 1: it has 87 texts, and not 86");
   EXPECT_TRUE(tooMany.records[0].values.empty()) << "nobody knows which of them moved";
   EXPECT_EQ(tooMany.records[1].values, (Pairs{{"forSSID", "next"}}));
 
   const Parts cutOff = partsOf("/sqm", lineWith("first") + "\"jo\",\"10.8\",\"Barr");
-  ASSERT_EQ(cutOff.records.size(), 2u);
+  ASSERT_EQ(cutOff.records.size(), 2U);
   EXPECT_EQ(cutOff.problem, "line 2: it has 3 texts, and not 86");
   EXPECT_EQ(cutOff.records[1].values, (Pairs{{"username", "jo"}, {"osVersion", "10.8"}, {"application", "Barr"}}));
 
   const Parts stray = partsOf("/sqm", "no line\n" + lineWith("next"));
-  ASSERT_EQ(stray.records.size(), 2u);
+  ASSERT_EQ(stray.records.size(), 2U);
   EXPECT_EQ(stray.problem, "line 1: it does not begin with a double quote");
   EXPECT_EQ(stray.records[0].raw, "no line\n");
 }
@@ -317,7 +317,7 @@ TEST(SessionLines, AreNoneInAnEmptyBody) {
 TEST(QueueBody, IsOneRecordAsItIs) {
   for (const std::string& body : kAwkwardTexts) {
     const Parts parts = partsOf("/queue", body);
-    ASSERT_EQ(parts.records.size(), 1u);
+    ASSERT_EQ(parts.records.size(), 1U);
     EXPECT_EQ(parts.records[0].type, "queue");
     EXPECT_EQ(parts.records[0].raw, body);
     EXPECT_TRUE(parts.records[0].values.empty());

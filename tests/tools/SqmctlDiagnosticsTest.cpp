@@ -98,7 +98,7 @@ TEST(SqmctlDiagnostics, FindsADamagedByte) {
   blob[20] = blob[20] == 'A' ? 'B' : 'A';
   const Outcome outcome = decode(blob);
   EXPECT_EQ(outcome.status, 2);
-  EXPECT_EQ(outcome.err.find("sqmctl: the second layer, gzip, is broken: "), 0u) << outcome.err;
+  EXPECT_EQ(outcome.err.find("sqmctl: the second layer, gzip, is broken: "), 0U) << outcome.err;
 }
 
 TEST(SqmctlDiagnostics, UnfoldsNoMoreThanTheLimit) {

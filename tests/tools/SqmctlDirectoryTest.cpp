@@ -34,7 +34,7 @@ TEST_F(SqmctlDirectory, NamesThePositionsOfASession) {
                              "   5  devicetype        WiFi\n"
                              "   7  forSSID           Café Mitte\n"
                              "  12  connectStart      2026-11-15 20:01:5.3\n"),
-            0u)
+            0U)
       << outcome.out;
   EXPECT_NE(outcome.out.find("\n  43  43                0\n"), std::string::npos) << outcome.out;
 }
@@ -45,7 +45,7 @@ TEST_F(SqmctlDirectory, TellsProgramsTheSame) {
   const Outcome outcome = home.run({"directory", "show", folder.path(), "--json"});
   EXPECT_EQ(outcome.status, 0);
   const Json files = Json::parse(outcome.out);
-  ASSERT_EQ(files.size(), 3u);
+  ASSERT_EQ(files.size(), 3U);
   EXPECT_EQ(files[0].at("file"), "0Q20261115210738.sqm");
   EXPECT_EQ(files[0].at("problem"), nullptr);
   EXPECT_EQ(files[0].at("values")[2], Json::array({"application", "Barrim.exe 4.70"}));
@@ -96,7 +96,7 @@ TEST_F(SqmctlDirectory, IsSentAsOneBodyAndDeleted) {
   EXPECT_EQ(withoutSeconds(outcome.out), "  2 files  N s  status 200\n");
   EXPECT_EQ(folder.names(), std::vector<std::string>{"other.txt"});
   const auto posts = postsTo(collector);
-  ASSERT_EQ(posts.size(), 1u);
+  ASSERT_EQ(posts.size(), 1U);
   EXPECT_EQ(posts[0].first, "/sqm");
   EXPECT_EQ(posts[0].second, session + "second");
 }
@@ -107,13 +107,13 @@ TEST_F(SqmctlDirectory, StaysWhenTheAnswerIsNot200) {
   EXPECT_EQ(outcome.status, 1);
   EXPECT_EQ(outcome.err, "sqmctl: 1 file stays in " + folder.path() +
                              ": the server answered with status 503, and only 200 takes the files off the folder\n");
-  EXPECT_EQ(folder.names().size(), 1u);
+  EXPECT_EQ(folder.names().size(), 1U);
 }
 
 TEST_F(SqmctlDirectory, StaysWhenNoServerAnswers) {
   Outcome outcome = home.run({"directory", "send", folder.path(), deadAddress() + "/"});
   EXPECT_EQ(outcome.status, 1);
-  EXPECT_EQ(outcome.err.find("sqmctl: 1 file stays in " + folder.path() + ": error: "), 0u) << outcome.err;
+  EXPECT_EQ(outcome.err.find("sqmctl: 1 file stays in " + folder.path() + ": error: "), 0U) << outcome.err;
 
   const LoopbackServer server(Answer{});
   outcome = home.run({"directory", "send", folder.path(), server.url(), "--timeout", "0.2"});
@@ -129,7 +129,7 @@ TEST_F(SqmctlDirectory, IsNotSentBesideWhatWouldBeDeletedUnsent) {
   EXPECT_EQ(outcome.err, "sqmctl: " + folder / "1.sqm" +
                              " is not well-formed UTF-8\nNothing was posted: the file would be deleted unsent. Move it "
                              "away first.\n");
-  EXPECT_EQ(folder.names().size(), 2u);
+  EXPECT_EQ(folder.names().size(), 2U);
   EXPECT_TRUE(postsTo(collector).empty());
 }
 
@@ -147,7 +147,7 @@ TEST_F(SqmctlDirectory, IsNotPostedForEverWhenItsFilesCannotBeDeleted) {
   EXPECT_EQ(outcome.status, 1);
   EXPECT_EQ(outcome.err,
             "sqmctl: 1 file stays in " + folder.path() + ": the server has got them, and they cannot be deleted\n");
-  EXPECT_LE(postsTo(collector).size(), 2u);
+  EXPECT_LE(postsTo(collector).size(), 2U);
 }
 
 }  // namespace

@@ -61,7 +61,7 @@ TEST_F(SqmctlFields, FindsNoFaultInTheSample) {
 }
 
 TEST_F(SqmctlFields, ChecksTheTableOfTheResourcesByItself) {
-  EXPECT_EQ(runProgram({kSqmctl, "fields"}).out.find(kPrograms + "/SQMFieldNames.plist\n"), 0u);
+  EXPECT_EQ(runProgram({kSqmctl, "fields"}).out.find(kPrograms + "/SQMFieldNames.plist\n"), 0U);
   putContent(folder / "SQMFieldNames.plist", "<plist><array/></plist>");
   const Outcome outcome = runProgram({kSqmctl, "--resources", folder.path(), "fields"});
   EXPECT_EQ(outcome.status, 1);

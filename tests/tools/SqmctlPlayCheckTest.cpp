@@ -184,7 +184,7 @@ TEST(SqmctlPlayCheck, NamesTheFileAndTheLine) {
   const Outcome outcome = runProgram({kSqmctl, "--home", folder / "home", "play", folder / "day.jsonl"});
   EXPECT_EQ(outcome.status, 2);
   EXPECT_EQ(outcome.out, "");
-  EXPECT_EQ(outcome.err.rfind((folder / "day.jsonl") + ":4: there is no operation \"sav\"", 0), 0u) << outcome.err;
+  EXPECT_EQ(outcome.err.rfind((folder / "day.jsonl") + ":4: there is no operation \"sav\"", 0), 0U) << outcome.err;
   EXPECT_EQ(folder.names(), std::vector<std::string>{"day.jsonl"});
 }
 
@@ -222,7 +222,7 @@ TEST(SqmctlPlayCheck, LinesMayBeTooLong) {
   const Played played("{\"do\":\"save\"}\n{\"do\":" + blanks + "\"save\"}\n{\"do\":\"sav\"}\n");
   EXPECT_EQ(played.status(), 2);
   expectNothingHasRun(played);
-  EXPECT_EQ(played.err().rfind("-:2: longer than 64 MiB, the longest a line may be\n-:3: there is no", 0), 0u)
+  EXPECT_EQ(played.err().rfind("-:2: longer than 64 MiB, the longest a line may be\n-:3: there is no", 0), 0U)
       << played.err();
 }
 
@@ -277,7 +277,7 @@ TEST(SqmctlPlayCheck, OptionsThatAreWrongAreBadInput) {
     const Outcome outcome = runProgram(words, "{\"do\":\"save\"}\n");
     EXPECT_EQ(outcome.status, 2) << each.message;
     EXPECT_EQ(outcome.out, "");
-    EXPECT_EQ(outcome.err.rfind("sqmctl: " + each.message, 0), 0u) << outcome.err;
+    EXPECT_EQ(outcome.err.rfind("sqmctl: " + each.message, 0), 0U) << outcome.err;
     EXPECT_EQ(folder.names(), std::vector<std::string>{});
   }
 }

@@ -91,9 +91,9 @@ TEST(SqmctlPlayManager, TheOrderOfParamsIsKept) {
 {"do":"connectionStart","params":{"6":"a","026":"third","26":null}}
 )");
   const std::string saved = list(played, "SQMConnection.plist");
-  EXPECT_EQ(timesIn(saved, "first"), 0u);
-  EXPECT_EQ(timesIn(saved, "second"), 1u);
-  EXPECT_EQ(timesIn(saved, "third"), 0u);
+  EXPECT_EQ(timesIn(saved, "first"), 0U);
+  EXPECT_EQ(timesIn(saved, "second"), 1U);
+  EXPECT_EQ(timesIn(saved, "third"), 0U);
 }
 
 TEST(SqmctlPlayManager, KeysOutsideTheContainerAreItsOwnToReject) {
@@ -102,8 +102,8 @@ TEST(SqmctlPlayManager, KeysOutsideTheContainerAreItsOwnToReject) {
 )");
   EXPECT_EQ(played.result(1), "true");
   const std::string saved = list(played, "SQMClient.plist");
-  EXPECT_EQ(timesIn(saved, "<string>"), 1u);
-  for (const char* text : {"zero", "most", "above", "below"}) EXPECT_EQ(timesIn(saved, text), 0u) << text;
+  EXPECT_EQ(timesIn(saved, "<string>"), 1U);
+  for (const char* text : {"zero", "most", "above", "below"}) EXPECT_EQ(timesIn(saved, text), 0U) << text;
 }
 
 TEST(SqmctlPlayManager, TheContainerIsNewForEveryOperation) {
@@ -111,8 +111,8 @@ TEST(SqmctlPlayManager, TheContainerIsNewForEveryOperation) {
 {"do":"device","params":{"6":"b"}}
 )");
   const std::string saved = list(played, "SQMDevice.plist");
-  EXPECT_EQ(timesIn(saved, "<string>"), 2u);
-  EXPECT_EQ(timesIn(saved, "once"), 1u);
+  EXPECT_EQ(timesIn(saved, "<string>"), 2U);
+  EXPECT_EQ(timesIn(saved, "once"), 1U);
 }
 
 TEST(SqmctlPlayManager, AnAbsentContainerIsNoEmptyOne) {
@@ -120,14 +120,14 @@ TEST(SqmctlPlayManager, AnAbsentContainerIsNoEmptyOne) {
 {"do":"connectionStart","params":null}
 {"do":"save"}
 )");
-  EXPECT_EQ(timesIn(list(played, "SQMConnection.plist"), "<string>"), 0u);
+  EXPECT_EQ(timesIn(list(played, "SQMConnection.plist"), "<string>"), 0U);
   const Played empty(R"({"do":"setDeviceType","value":1}
 {"do":"connectionStart","params":{}}
 {"do":"save"}
 )");
   EXPECT_EQ(timesIn(list(empty, "SQMConnection.plist"), "<string>") +
                 timesIn(list(empty, "SQMConnection.plist"), "<string/>"),
-            1u);
+            1U);
 }
 
 TEST(SqmctlPlayManager, RestartWritesTheStoreAndReadsItAgain) {
@@ -140,15 +140,15 @@ TEST(SqmctlPlayManager, RestartWritesTheStoreAndReadsItAgain) {
 )");
   // The new manager has no medium yet; and what was kept for the stop went with the old one.
   const std::string saved = list(played, "SQMConnection.plist");
-  EXPECT_EQ(timesIn(saved, "<string>"), 2u) << saved;
-  EXPECT_EQ(timesIn(saved, inList("<eventTime timestamp=\"0000000000\">b</eventTime>")), 0u);
+  EXPECT_EQ(timesIn(saved, "<string>"), 2U) << saved;
+  EXPECT_EQ(timesIn(saved, inList("<eventTime timestamp=\"0000000000\">b</eventTime>")), 0U);
 }
 
 TEST(SqmctlPlayManager, TheEndSavesAndTheNextRunGoesOn) {
   Played played("{\"do\":\"device\",\"params\":{\"6\":\"a\"}}\n");
-  EXPECT_EQ(timesIn(list(played, "SQMDevice.plist"), "<string>"), 1u);
+  EXPECT_EQ(timesIn(list(played, "SQMDevice.plist"), "<string>"), 1U);
   played.play("{\"do\":\"device\",\"params\":{\"6\":\"b\"}}\n");
-  EXPECT_EQ(timesIn(list(played, "SQMDevice.plist"), "<string>"), 2u);
+  EXPECT_EQ(timesIn(list(played, "SQMDevice.plist"), "<string>"), 2U);
 }
 
 TEST(SqmctlPlayManager, TheTimeStampIsThatOfThePreferences) {
@@ -184,7 +184,7 @@ TEST(SqmctlPlayManager, FilterRulesMatchByNameAndSubType) {
     const Played played(std::string(R"({"do":"filter","disable":[{"name":"x"},)") + rule +
                         "]}\n{\"do\":\"device\",\"params\":{\"6\":\"a\"}}\n");
     EXPECT_EQ(played.result(2), "true");
-    EXPECT_EQ(timesIn(list(played, "SQMDevice.plist"), "<string>"), isRecorded ? 1u : 0u) << rule;
+    EXPECT_EQ(timesIn(list(played, "SQMDevice.plist"), "<string>"), isRecorded ? 1U : 0U) << rule;
   }
 }
 
@@ -214,10 +214,10 @@ TEST(SqmctlPlayManager, ReplaceRulesAreLaidOverACopyInTheirOrder) {
 {"do":"connectionStop","params":{"6":"b","13":"own"}}
 )");
   const std::string saved = list(played, "SQMConnection.plist");
-  EXPECT_EQ(timesIn(saved, inList("<userName>first</userName>")), 1u) << saved;
-  EXPECT_EQ(timesIn(saved, inList("<ssid>second</ssid>")), 1u) << saved;
-  EXPECT_EQ(timesIn(saved, inList("<ssid>own</ssid>")), 1u) << "the record keeps its own values: " << saved;
-  EXPECT_EQ(timesIn(saved, "never"), 0u);
+  EXPECT_EQ(timesIn(saved, inList("<userName>first</userName>")), 1U) << saved;
+  EXPECT_EQ(timesIn(saved, inList("<ssid>second</ssid>")), 1U) << saved;
+  EXPECT_EQ(timesIn(saved, inList("<ssid>own</ssid>")), 1U) << "the record keeps its own values: " << saved;
+  EXPECT_EQ(timesIn(saved, "never"), 0U);
 }
 
 TEST(SqmctlPlayManager, AnAnswerGoesOutWhenAFilterCompletesIt) {
@@ -226,8 +226,8 @@ TEST(SqmctlPlayManager, AnAnswerGoesOutWhenAFilterCompletesIt) {
 {"do":"userAcceptance","params":{"6":"b"}}
 )");
   const std::string saved = list(played, "SQMUserAcceptance.plist");
-  EXPECT_EQ(timesIn(saved, "&gt;b&lt;/eventTime"), 1u) << saved;
-  EXPECT_EQ(timesIn(saved, "&gt;a&lt;/eventTime"), 0u) << saved;
+  EXPECT_EQ(timesIn(saved, "&gt;b&lt;/eventTime"), 1U) << saved;
+  EXPECT_EQ(timesIn(saved, "&gt;a&lt;/eventTime"), 0U) << saved;
 }
 
 TEST(SqmctlPlayManager, EnvironmentIsReportedAsFixed) {

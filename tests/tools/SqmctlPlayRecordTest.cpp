@@ -239,7 +239,7 @@ TEST(SqmctlPlayRecord, AZoneAloneIsThatOfTheRunningClock) {
                       {"--zone", "Pacific/Kiritimati"});
   EXPECT_EQ(played.status(), 0) << played.err();
   const auto names = namesIn(played.home() + "/a");
-  ASSERT_EQ(names.size(), 1u);
+  ASSERT_EQ(names.size(), 1U);
   // 14 hours ahead of GMT, at any time of the year.
   using namespace std::chrono;
   const auto now = floor<days>(system_clock::now() + hours(14));
@@ -260,9 +260,9 @@ TEST(SqmctlPlayRecord, FoldersAreBelowTheHomeDirectoryOrAbsolute) {
                       "\"}\n{\"do\":\"collector.save\"}\n{\"do\":\"collector.directory\",\"path\":\"../beside\"}\n"
                       "{\"do\":\"collector.directory\",\"path\":\"Ünï/cödé\"}\n{\"do\":\"collector.save\"}\n");
   EXPECT_EQ(played.status(), 0) << played.err();
-  EXPECT_EQ(namesIn(elsewhere / "x/y").size(), 1u);
+  EXPECT_EQ(namesIn(elsewhere / "x/y").size(), 1U);
   EXPECT_TRUE(fs::is_directory(played.home() + "/../beside"));
-  EXPECT_EQ(namesIn(played.home() + "/Ünï/cödé").size(), 1u);
+  EXPECT_EQ(namesIn(played.home() + "/Ünï/cödé").size(), 1U);
 }
 
 TEST(SqmctlPlayRecord, SavingWithoutAFolderIsHarmless) {
@@ -314,7 +314,7 @@ TEST(SqmctlPlayDiagnostics, TheReportHoldsWhatWasSet) {
 
 TEST(SqmctlPlayDiagnostics, AReportThatIsTooLongIsTheEmptyText) {
   std::string noise;
-  for (unsigned value = 1; noise.size() < 20'000; value = value * 1'103'515'245u + 12'345u)
+  for (unsigned value = 1; noise.size() < 20'000; value = value * 1'103'515'245U + 12'345U)
     noise += std::to_string(value);
   const Played played("{\"do\":\"diagnostics.set\",\"ssid\":\"" + noise + "\"}\n{\"do\":\"diagnostics.blob\"}\n");
   EXPECT_EQ(played.result(2), "\"\"");

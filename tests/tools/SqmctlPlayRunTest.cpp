@@ -238,7 +238,7 @@ TEST(SqmctlPlayRun, AFieldNameTableThatIsTooShortEndsItInWords) {
                  "{\"do\":\"save\"}\n{\"do\":\"device\",\"params\":{\"6\":\"a\"}}\n{\"do\":\"save\"}\n");
   EXPECT_EQ(outcome.status, 1);
   EXPECT_EQ(outcome.out, "{\"line\":1,\"do\":\"save\",\"result\":null}\n");
-  EXPECT_EQ(outcome.err.rfind("sqmctl: -:2: device: ", 0), 0u) << outcome.err;
+  EXPECT_EQ(outcome.err.rfind("sqmctl: -:2: device: ", 0), 0U) << outcome.err;
 }
 
 TEST(SqmctlPlayRun, WithoutAFieldNameTableRecordsHaveNoNames) {

@@ -87,7 +87,7 @@ TEST(SqmctlPlayUpload, WhatIsUnderWayWhenTheTimeIsUpIsGivenUp) {
   EXPECT_EQ(played.result(5), R"({"notifications":[]})");
   EXPECT_EQ(played.result(7), R"({"notifications":["TrelkSQMUploadSuccess"]})");
   const auto posts = postsTo(collector);
-  ASSERT_EQ(posts.size(), 1u);
+  ASSERT_EQ(posts.size(), 1U);
   EXPECT_NE(posts[0].second.find("once"), std::string::npos);
 }
 
@@ -129,13 +129,13 @@ TEST(SqmctlPlayUpload, AFolderIsSentAndEmptied) {
   EXPECT_EQ(played.result(5), completed);
   EXPECT_EQ(played.result(6), completed);
   const auto posts = postsTo(collector);
-  ASSERT_EQ(posts.size(), 3u);
+  ASSERT_EQ(posts.size(), 3U);
   EXPECT_NE(posts[0].second.find(",\"7\"\n"), std::string::npos) << posts[0].second;
   EXPECT_EQ(posts[1].second, "");
   EXPECT_EQ(posts[2].second, "");
   EXPECT_TRUE(std::filesystem::is_empty(played.home() + "/a/b"));
   EXPECT_FALSE(std::filesystem::exists(played.home() + "/missing"));
-  EXPECT_EQ(played.err().rfind("Path :sqm\n", 0), 0u) << "the library's console is standard error: " << played.err();
+  EXPECT_EQ(played.err().rfind("Path :sqm\n", 0), 0U) << "the library's console is standard error: " << played.err();
 }
 
 TEST(SqmctlPlayUpload, AFolderThatCannotBeSentStays) {
@@ -185,7 +185,7 @@ TEST(SqmctlPlayUpload, TheQueueOutlivesTheRun) {
   EXPECT_EQ(played.result(2), R"({"remaining":1})");
   played.play("{\"do\":\"queue.upload\",\"timeoutSeconds\":5}\n");
   EXPECT_EQ(played.result(1), R"({"remaining":2})") << "the first holds up those behind it";
-  EXPECT_EQ(postsTo(collector).size(), 0u);
+  EXPECT_EQ(postsTo(collector).size(), 0U);
 }
 
 TEST(SqmctlPlayUpload, AnAnswerOfAnyKindDeliversADocument) {

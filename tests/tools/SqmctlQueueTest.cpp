@@ -35,7 +35,7 @@ TEST(SqmctlQueueAdd, TakesDataOnce) {
   const Home home;
   const Outcome outcome = home.run({"queue", "add", "http://127.0.0.1:1/", "data", "--file", "file"});
   EXPECT_EQ(outcome.status, 2);
-  EXPECT_EQ(waiting(home), 0u);
+  EXPECT_EQ(waiting(home), 0U);
 }
 
 TEST(SqmctlQueueAdd, NamesTheFileThatItCannotRead) {
@@ -103,9 +103,9 @@ TEST(SqmctlQueueSend, PostsAllOneAfterAnother) {
   EXPECT_EQ(withoutSeconds(outcome.out), "  " + collector.address() + "/first  5 bytes  N s  status 200\n" + "  " +
                                              collector.address() + "/second  6 bytes  N s  status 200\n" + "  " +
                                              collector.address() + "/third  5 bytes  N s  status 200\n");
-  EXPECT_EQ(waiting(home), 0u);
+  EXPECT_EQ(waiting(home), 0U);
   const auto posts = postsTo(collector);
-  ASSERT_EQ(posts.size(), 3u);
+  ASSERT_EQ(posts.size(), 3U);
   EXPECT_EQ(posts[2], (std::pair<std::string, std::string>("/third", "third")));
 }
 
@@ -128,8 +128,8 @@ TEST(SqmctlQueueSend, StopsAtWhatIsNotTaken) {
             "sqmctl: the request to " + server.url() +
                 " stays, and 1 behind it: the server answered with status 202, and only 200 takes a request "
                 "off the queue\n");
-  EXPECT_EQ(waiting(home), 2u);
-  EXPECT_EQ(server.requests().size(), 2u);
+  EXPECT_EQ(waiting(home), 2U);
+  EXPECT_EQ(server.requests().size(), 2U);
 }
 
 TEST(SqmctlQueueSend, KeepsWhatNoServerTook) {
@@ -138,8 +138,8 @@ TEST(SqmctlQueueSend, KeepsWhatNoServerTook) {
   ASSERT_EQ(home.run({"queue", "add", address, "data"}).status, 0);
   const Outcome outcome = home.run({"queue", "send"});
   EXPECT_EQ(outcome.status, 1);
-  EXPECT_EQ(outcome.err.find("sqmctl: the request to " + address + " stays: error: "), 0u) << outcome.err;
-  EXPECT_EQ(waiting(home), 1u);
+  EXPECT_EQ(outcome.err.find("sqmctl: the request to " + address + " stays: error: "), 0U) << outcome.err;
+  EXPECT_EQ(waiting(home), 1U);
 }
 
 TEST(SqmctlQueueSend, GivesUpWhenTheTimeIsUp) {
@@ -149,7 +149,7 @@ TEST(SqmctlQueueSend, GivesUpWhenTheTimeIsUp) {
   const Outcome outcome = home.run({"queue", "send", "--timeout", "0.2"});
   EXPECT_EQ(outcome.status, 1);
   EXPECT_EQ(outcome.err, "sqmctl: the request to " + server.url() + " stays: no answer within 0.20 s\n");
-  EXPECT_EQ(waiting(home), 1u);
+  EXPECT_EQ(waiting(home), 1U);
 }
 
 }  // namespace

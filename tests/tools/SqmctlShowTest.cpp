@@ -39,7 +39,7 @@ TEST_F(SqmctlShow, GivesTheRecordsAsTheyAre) {
 
 TEST_F(SqmctlShow, TellsProgramsTheValues) {
   const Json all = Json::parse(home.run({"show", "--json"}).out);
-  ASSERT_EQ(all.size(), 3u);
+  ASSERT_EQ(all.size(), 3U);
   EXPECT_EQ(all[0], Json({{"type", "device"},
                           {"number", 1},
                           {"bytes", kRecord.size()},

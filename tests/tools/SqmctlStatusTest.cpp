@@ -76,7 +76,7 @@ TEST_F(SqmctlStatusOfWaiting, TellsProgramsTheSame) {
   EXPECT_EQ(outcome.status, 0);
   const Json status = Json::parse(outcome.out);
   EXPECT_EQ(status.at("home"), home.path());
-  EXPECT_EQ(status.at("records").size(), 5u);
+  EXPECT_EQ(status.at("records").size(), 5U);
   EXPECT_EQ(status.at("records").at("client"), Json({{"records", 1},
                                                      {"bytes", 9},
                                                      {"path", home.list("SQMClient.plist")},

@@ -29,17 +29,17 @@ TEST(SqmctlUpload, PostsWhatDocumentsShows) {
 
   EXPECT_EQ(outcome.status, 0);
   EXPECT_EQ(outcome.err, "");
-  EXPECT_EQ(waiting(home), 0u);
+  EXPECT_EQ(waiting(home), 0U);
   const auto posts = postsTo(collector);
-  ASSERT_EQ(posts.size(), 5u);
-  ASSERT_EQ(documents.size(), 5u);
+  ASSERT_EQ(posts.size(), 5U);
+  ASSERT_EQ(documents.size(), 5U);
   std::string rows;
   for (std::size_t at = 0; at < posts.size(); ++at) {
     const Json& document = documents[at];
     EXPECT_EQ(posts[at].first, "/" + document.at("type").get<std::string>());
     EXPECT_EQ(posts[at].second, document.at("document"));
   }
-  EXPECT_EQ(withoutSeconds(outcome.out).find("  client                 1 record "), 0u) << outcome.out;
+  EXPECT_EQ(withoutSeconds(outcome.out).find("  client                 1 record "), 0U) << outcome.out;
 }
 
 TEST(SqmctlUpload, TakesAnAddressForEachType) {
@@ -53,7 +53,7 @@ TEST(SqmctlUpload, TakesAnAddressForEachType) {
             "  client                 1 record        72 bytes     N s  status 200\n"
             "  connection             0 records       71 bytes     N s  status 200\n");
   const auto posts = postsTo(collector);
-  ASSERT_EQ(posts.size(), 2u);
+  ASSERT_EQ(posts.size(), 2U);
   EXPECT_EQ(posts[0].first, "/a");
   EXPECT_EQ(posts[1].first, "/b");
 }
@@ -89,14 +89,14 @@ TEST(SqmctlUpload, KeepsWhatNoServerTook) {
   const DayHome home;
   const Outcome outcome = home.run({"upload", "--all", deadAddress()});
   EXPECT_EQ(outcome.status, 1);
-  EXPECT_EQ(outcome.out.find("  client "), 0u) << outcome.out;
+  EXPECT_EQ(outcome.out.find("  client "), 0U) << outcome.out;
   EXPECT_NE(outcome.err.find("sqmctl: client: error: "), std::string::npos) << outcome.err;
   EXPECT_NE(
       outcome.err.find("sqmctl: still stored: 1 client record, 6 connection records, 1 device record, 2 application "
                        "records, 1 user-acceptance record; the next upload sends what is left\n"),
       std::string::npos)
       << outcome.err;
-  EXPECT_EQ(waiting(home), 11u);
+  EXPECT_EQ(waiting(home), 11U);
 }
 
 TEST(SqmctlUpload, SaysThatACompletedExchangeCountsWhateverItsStatus) {
@@ -112,7 +112,7 @@ TEST(SqmctlUpload, SaysThatACompletedExchangeCountsWhateverItsStatus) {
       outcome.err,
       "sqmctl: client: the server answered with status 500; a completed exchange counts as delivered whatever its "
       "status, and the 1 record is gone\n");
-  EXPECT_EQ(waiting(home), 0u);
+  EXPECT_EQ(waiting(home), 0U);
 }
 
 TEST(SqmctlUpload, GivesUpWhenTheTimeIsUp) {
@@ -159,7 +159,7 @@ TEST(SqmctlUpload, LeavesADamagedListAlone) {
   EXPECT_EQ(outcome.out, "");
   EXPECT_NE(outcome.err.find("sqmctl: cannot read " + home.list("SQMClient.plist")), std::string::npos) << outcome.err;
   EXPECT_NE(outcome.err.find("\nNothing was posted: "), std::string::npos) << outcome.err;
-  EXPECT_EQ(postsTo(collector).size(), 0u);
+  EXPECT_EQ(postsTo(collector).size(), 0U);
   EXPECT_EQ(everythingBelow(home.path()), before);
 }
 
@@ -172,7 +172,7 @@ TEST(SqmctlUpload, FailsWithoutItsLogs) {
   EXPECT_NE(outcome.err.find("client: it could not be posted; can the logs below the home directory be written?"),
             std::string::npos)
       << outcome.err;
-  EXPECT_EQ(waiting(home), 11u);
+  EXPECT_EQ(waiting(home), 11U);
 }
 
 TEST(SqmctlUpload, ShowsHowFarItIsOnATerminal) {
@@ -183,7 +183,7 @@ TEST(SqmctlUpload, ShowsHowFarItIsOnATerminal) {
   EXPECT_EQ(outcome.status, 0);
   const std::string row = "  client                 1 record        72 bytes  ";
   EXPECT_EQ(
-      withoutSeconds(outcome.out).find("\r\033[K" + row + "under way\r\033[K" + row + "   N s  \033[32mstatus 200"), 0u)
+      withoutSeconds(outcome.out).find("\r\033[K" + row + "under way\r\033[K" + row + "   N s  \033[32mstatus 200"), 0U)
       << outcome.out;
 }
 

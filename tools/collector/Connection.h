@@ -72,7 +72,7 @@ class Connection : public httplib::Stream {
 
   int socket_;
   const Limits& limits_;
-  std::array<char, 65536> buffer_;
+  std::array<char, 65536> buffer_{};
   std::size_t begin_ = 0;
   std::size_t end_ = 0;
   Time deadline_;

@@ -204,7 +204,7 @@ bool parse(Record& record) {
   const auto result = document.load_buffer(record.raw.data(), record.raw.size(),
                                            pugi::parse_default | pugi::parse_ws_pcdata_single, pugi::encoding_utf8);
   const pugi::xml_node root = document.document_element();
-  if (!result || !root || root.next_sibling()) {
+  if (!result || root.empty() || !root.next_sibling().empty()) {
     record.problem = std::string("it is not well-formed: ") + (result ? "more than one element" : result.description());
     return false;
   }
