@@ -25,7 +25,7 @@ class CollectorClient {
       : collector_(options), http_(collector_.address()) {
     http_.set_keep_alive(true);
     http_.set_tcp_nodelay(true);
-    http_.set_read_timeout(60);
+    http_.set_read_timeout(250);  // of a server that is built for a sanitizer, on a busy machine
   }
 
   Collector& collector() { return collector_; }

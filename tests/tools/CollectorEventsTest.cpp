@@ -93,7 +93,7 @@ TEST(CollectorEvents, ComeWhileTheyAreWatchedFor) {
   CollectorClient client;
   client.post("/before", "a");
   RawConnection watcher(client.port());
-  watcher.send("GET /_events HTTP/1.1\r\nHost: x\r\n\r\n");
+  watcher.send("GET /_events HTTP/1.1\r\nHost: localhost\r\n\r\n");
   const std::string head = watcher.readUntil("\r\n\r\n");
   EXPECT_NE(head.find("Content-Type: text/event-stream\r\n"), std::string::npos) << head;
   client.post("/after", "b");
@@ -124,7 +124,7 @@ TEST(CollectorEvents, CarryNoMoreThanABrowserBears) {
 
 TEST(CollectorEvents, HaveAsManyWatchersAsAreAllowed) {
   CollectorClient client({"--watchers", "2"});
-  const std::string ask = "GET /_events HTTP/1.1\r\nHost: x\r\n\r\n";
+  const std::string ask = "GET /_events HTTP/1.1\r\nHost: localhost\r\n\r\n";
   RawConnection first(client.port());
   first.send(ask);
   EXPECT_EQ(first.readUntil("\r\n\r\n").rfind("HTTP/1.1 200", 0), 0U);
@@ -149,7 +149,7 @@ TEST(CollectorEvents, EndWithTheServer) {
   std::vector<std::unique_ptr<RawConnection>> watchers;
   for (int i = 0; i < 20; ++i) {
     watchers.push_back(std::make_unique<RawConnection>(client.port()));
-    watchers.back()->send("GET /_events HTTP/1.1\r\nHost: x\r\n\r\n");
+    watchers.back()->send("GET /_events HTTP/1.1\r\nHost: localhost\r\n\r\n");
     watchers.back()->readUntil("\r\n\r\n");
   }
   EXPECT_EQ(client.collector().end(), 0);

@@ -12,7 +12,7 @@ namespace {
 using nlohmann::json;
 
 std::string post(const std::string& path) {
-  return "POST " + path + " HTTP/1.1\r\nHost: x\r\nContent-Length: 1\r\n\r\na";
+  return "POST " + path + " HTTP/1.1\r\nHost: localhost\r\nContent-Length: 1\r\n\r\na";
 }
 
 TEST(CollectorFaults, AnswerWithAnotherStatusAndThenAsEver) {

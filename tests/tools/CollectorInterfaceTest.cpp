@@ -13,6 +13,27 @@ namespace {
 
 using nlohmann::json;
 
+TEST(CollectorInterface, TellsNothingToAPageOfTheWebWhoseNameLeadsHere) {
+  CollectorClient client;
+  const auto askedAs = [&client](const std::string& host, const std::string& line) {
+    RawConnection raw(client.port());
+    raw.send(line + " HTTP/1.1\r\nHost: " + host + "\r\nContent-Length: 2\r\n\r\n[]");
+    raw.finish();
+    return raw.readAll();
+  };
+  for (const char* line : {"GET /", "GET /_requests", "GET /_records", "GET /_events", "PUT /_faults"}) {
+    const std::string answer = askedAs("evil.example:8080", line);
+    EXPECT_TRUE(answer.starts_with("HTTP/1.1 403 ")) << line << answer;
+    EXPECT_NE(answer.find("'evil.example:8080' is no name of this machine"), std::string::npos) << answer;
+    EXPECT_EQ(answer.find("HTTP/1.1", 1), std::string::npos) << "the body is no request: " << answer;
+  }
+  for (const char* host : {"127.0.0.1", "127.0.0.1:8080", "localhost", "LocalHost:1", "[::1]:8080", "192.0.2.1", ""}) {
+    EXPECT_TRUE(askedAs(host, "GET /_records").starts_with("HTTP/1.1 200 ")) << host;
+  }
+  EXPECT_TRUE(askedAs("collector.test", "POST /sqm").starts_with("HTTP/1.1 200 "))
+      << "a client may have any name for it";
+}
+
 TEST(CollectorInterface, TellsWhatArrived) {
   CollectorClient client;
   EXPECT_EQ(client.get("/_requests"), json::array());
@@ -159,7 +180,7 @@ TEST(CollectorInterface, KeepsBodiesAsTheyWereSent) {
   EXPECT_EQ(client.http().Post("/zip", {{"Content-Encoding", "gzip"}}, "no gzip", "text/plain")->status, 200);
   RawConnection raw(client.port());
   raw.send(
-      "POST /empty HTTP/1.1\r\nHost: x\r\n\r\n"
+      "POST /empty HTTP/1.1\r\nHost: localhost\r\n\r\n"
       "POST /pieces HTTP/1.1\r\nTransfer-Encoding: chunked\r\n\r\n3\r\nabc\r\n1\r\nd\r\n0\r\n\r\n"
       "POST /last HTTP/1.1\r\nExpect: 100-continue\r\nContent-Length: 1\r\nConnection: close\r\n\r\ne");
   raw.readAll();

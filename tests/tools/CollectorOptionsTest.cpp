@@ -74,6 +74,12 @@ TEST(CollectorOptions, ListensWhereItIsTold) {
   EXPECT_EQ(httplib::Client(here.address()).Get("/_requests")->status, 200);
 }
 
+TEST(CollectorOptions, IsAskedByAnyNameWhereOthersReachIt) {
+  const Collector here({"--listen", "0.0.0.0"});
+  httplib::Client client("127.0.0.1", std::stoi(here.address().substr(here.address().rfind(':') + 1)));
+  EXPECT_EQ(client.Get("/_requests", {{"Host", "build-server:8080"}})->status, 200);
+}
+
 TEST(CollectorOptions, PrintsItsAddressAndThenALineForEachRequest) {
   tools::Process collector({kCollector, "--port", "0"}, /*readsOutput=*/true);
   std::string address = collector.readLine();

@@ -14,6 +14,8 @@
 #include <thread>
 #include <unistd.h>
 
+#include "tools/collector/Json.h"
+
 namespace collector {
 
 namespace {
@@ -40,13 +42,18 @@ std::optional<std::uint64_t> announcedLength(const httplib::Request& request) {
   return length;
 }
 
-/// Why the request is not to be answered as asked: a status, or 0.
-int refusal(const httplib::Request& request, const Limits& limits) {
-  if (request.has_header("Transfer-Encoding") && request.get_header_value("Transfer-Encoding") != "chunked") return 501;
-  if (!request.has_header("Content-Length")) return 0;
+/// Refuses a body that cannot be read to its end, or is longer than that.
+std::optional<Refusal> refuseBody(const httplib::Request& request, std::size_t longest) {
+  if (request.has_header("Transfer-Encoding") && request.get_header_value("Transfer-Encoding") != "chunked") {
+    return Refusal{501, "the only transfer coding is chunked"};
+  }
+  if (!request.has_header("Content-Length")) return std::nullopt;
   const auto length = announcedLength(request);
-  if (!length || request.get_header_value_count("Content-Length") > 1) return 400;
-  return *length > limits.largestBody ? 413 : 0;
+  if (!length || request.get_header_value_count("Content-Length") > 1) {
+    return Refusal{400, "Content-Length is to be one number"};
+  }
+  if (*length <= longest) return std::nullopt;
+  return Refusal{413, "the body is longer than " + std::to_string(longest) + " bytes"};
 }
 
 /// Keeps from the engine what it would do beyond handing a body on: decompress it, take a form apart, compress the
@@ -58,6 +65,11 @@ void simplify(httplib::Request& request) {
 
 }  // namespace
 
+void fail(httplib::Response& response, int status, std::string_view error) {
+  response.status = status;
+  response.set_content(errorJson(error) + "\n", "application/json");
+}
+
 HttpServer::HttpServer(const Limits& limits) : limits_(limits) {
   set_payload_max_length(limits.largestBody);
   // What the engine tells the clients; it is this layer that holds them to it.
@@ -67,16 +79,20 @@ HttpServer::HttpServer(const Limits& limits) : limits_(limits) {
     const int on = 1;  // a restart finds its port free; a second server does not
     setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
   });
+  refuseToo([this](const httplib::Request& request) { return refuseBody(request, limits_.largestBody); });
   set_pre_routing_handler([this](const httplib::Request& request, httplib::Response& response) {
-    const int status = refusal(request, limits_);
-    if (status == 0) return HandlerResponse::Unhandled;
-    response.status = status;
-    if (status == 413) {
-      response.set_content("The body is longer than " + std::to_string(limits_.largestBody) + " bytes.\n",
-                           "text/plain");
-    }
+    const auto refusal = refusalOf(request);
+    if (!refusal) return HandlerResponse::Unhandled;
+    fail(response, refusal->status, refusal->reason);
     return HandlerResponse::Handled;
   });
+}
+
+std::optional<Refusal> HttpServer::refusalOf(const httplib::Request& request) const {
+  for (const Refuse& refuse : refusing_) {
+    if (auto refusal = refuse(request)) return refusal;
+  }
+  return std::nullopt;
 }
 
 int HttpServer::listenOn(const std::string& address, int port) {
@@ -143,9 +159,9 @@ void HttpServer::serve(int socket) {
     const std::lock_guard lock(mutex_);
     connections_.erase(&connection);
   }
-  std::unique_lock lock(mutex_);
+  const std::lock_guard lock(mutex_);
   --threads_;
-  std::notify_all_at_thread_exit(isDone_, std::move(lock));
+  isDone_.notify_all();  // under the lock: once it is open, the server may be gone
 }
 
 /// Answers the requests of a connection, one after another.
@@ -155,7 +171,7 @@ void HttpServer::answer(Connection& connection) {
     const bool isWritten = process_request(connection, false, isClosing, [&](httplib::Request& request) {
       connection.endHead();
       const bool isRead = request.method == "POST" || request.method == "PUT";
-      if (refusal(request, limits_) != 0 || (hasBody(request) && !isRead)) {
+      if (refusalOf(request) || (hasBody(request) && !isRead)) {
         connection.closeAfterAnswer();
         request.headers.erase("Expect");
         request.headers.erase("Connection");

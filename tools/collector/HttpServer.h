@@ -4,14 +4,30 @@
 #include <cstddef>
 #include <functional>
 #include <mutex>
+#include <optional>
 #include <set>
 #include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
 
 #include <httplib.h>
 
 #include "tools/collector/Connection.h"
 
 namespace collector {
+
+/// Why a request is not answered as asked.
+struct Refusal {
+  int status;
+  std::string reason;
+};
+
+/// Looks at the head of a request.
+using Refuse = std::function<std::optional<Refusal>(const httplib::Request&)>;
+
+/// Answers with a status and {"error":"…"}.
+void fail(httplib::Response& response, int status, std::string_view error);
 
 /// The HTTP engine behind a small layer of our own that accepts the connections and gives each a thread: a slow client
 /// holds up nobody, a connection can be reset by a handler, and the end comes at once.
@@ -21,6 +37,9 @@ namespace collector {
 class HttpServer : public httplib::Server {
  public:
   explicit HttpServer(const Limits& limits);
+
+  /// Refuses these requests, too. Before any is served.
+  void refuseToo(Refuse refuse) { refusing_.push_back(std::move(refuse)); }
 
   /// Listens on `port` of `address`, on a free one for 0. Gives the port. Throws std::runtime_error.
   int listenOn(const std::string& address, int port);
@@ -39,8 +58,10 @@ class HttpServer : public httplib::Server {
   void serve(int socket);
   void answer(Connection& connection);
   void end();
+  std::optional<Refusal> refusalOf(const httplib::Request& request) const;
 
   const Limits limits_;
+  std::vector<Refuse> refusing_;
   std::mutex mutex_;
   std::condition_variable isDone_;
   std::size_t threads_ = 0;

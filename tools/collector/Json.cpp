@@ -5,10 +5,10 @@
 
 #include <nlohmann/json.hpp>
 
+#include "sqm/common/Base64.h"
 #include "sqm/common/Utf8.h"
 
 #include "tools/collector/Database.h"
-#include "tools/support/Base64.h"
 
 namespace collector {
 
@@ -74,7 +74,7 @@ std::string wholeRequestJson(const RequestRow& request, const std::string& heade
   const bool isText = sqm::isWellFormedUtf8(body);
   json["headers"] = Json::parse(headers);
   json["encoding"] = isText ? "utf-8" : "base64";
-  json["body"] = isText ? std::move(body) : tools::base64Of(body);
+  json["body"] = isText ? std::move(body) : sqm::base64Of(body);
   return textOf(json);
 }
 

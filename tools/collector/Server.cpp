@@ -19,6 +19,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "tools/collector/HostNames.h"
 #include "tools/collector/Json.h"
 #include "tools/collector/Page.h"
 
@@ -47,11 +48,6 @@ std::string utcNow() {
   const auto part = std::chrono::floor<milliseconds>(now.time_since_epoch()).count() % 1000;
   std::snprintf(text + length, sizeof text - length, ".%03dZ", static_cast<int>(part));
   return text;
-}
-
-void fail(Response& response, int status, std::string_view error) {
-  response.status = status;
-  response.set_content(errorJson(error) + "\n", kJson);
 }
 
 /// What a request's head says, as the client wrote it.
@@ -263,6 +259,16 @@ void watch(const Services& services, const Request& request, Response& response)
   });
 }
 
+/// What tells of requests, or steers the server; all other paths only keep.
+bool isOwn(const std::string& path) { return path == "/" || path.starts_with("/_"); }
+
+/// Lets no page of the web read what is kept here.
+std::optional<Refusal> refuseForeignName(const Request& request) {
+  const std::string host = request.get_header_value("Host");
+  if (!isOwn(request.path) || isOwnName(host)) return std::nullopt;
+  return Refusal{403, "'" + host + "' is no name of this machine: ask for localhost, or for its address"};
+}
+
 void addPage(HttpServer& server) {
   const auto show = [](const Request& request, Response& response) {
     const auto found =
@@ -322,6 +328,7 @@ void addRoutes(HttpServer& server, const Services& services) {
       fail(response, 500, error.what());
     }
   });
+  if (services.isForThisMachine) server.refuseToo(refuseForeignName);
   addPage(server);
   addRequests(server, services.database);
   addRecords(server, services.database);
@@ -334,10 +341,10 @@ void addRoutes(HttpServer& server, const Services& services) {
   const std::size_t largestBody = server.limits().largestBody;
   const auto take = [services, largestBody](const Request& request, Response& response,
                                             const httplib::ContentReader& read) {
-    const bool isOwn = request.path.starts_with("/_");
-    const auto body = readBody(request, response, read, isOwn ? kLongestFaults : largestBody);
+    const bool isKept = !request.path.starts_with("/_");
+    const auto body = readBody(request, response, read, isKept ? largestBody : kLongestFaults);
     if (!body) return;
-    if (!isOwn) {
+    if (isKept) {
       keep(services, *body, request, response);
     } else if (request.method == "PUT" && request.path == "/_faults") {
       replaceFaults(services.faults, *body, response);

@@ -13,6 +13,7 @@ struct Services {
   Faults& faults;
   Events& events;
   bool isQuiet;
+  bool isForThisMachine;  ///< nobody else is to read what is kept
 };
 
 /// Adds the collector's interface to the server: what keeps requests, and what tells of them. The services must outlive

@@ -11,6 +11,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "tools/collector/HostNames.h"
 #include "tools/collector/Options.h"
 #include "tools/collector/Server.h"
 
@@ -40,7 +41,7 @@ void run(const Options& options) {
   Faults faults(options.faults);
   Events events(options.watchers);
   HttpServer server(options.limits);
-  addRoutes(server, {database, faults, events, options.isQuiet});
+  addRoutes(server, {database, faults, events, options.isQuiet, isLoopback(options.address)});
   printAddress(options.address, server.listenOn(options.address, options.port));
   server.run(stop, [&] { events.end(); });
 }

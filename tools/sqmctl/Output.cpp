@@ -2,9 +2,8 @@
 
 #include <algorithm>
 
+#include "sqm/common/Base64.h"
 #include "sqm/common/Utf8.h"
-
-#include "tools/support/Base64.h"
 
 namespace sqmctl {
 
@@ -27,7 +26,7 @@ void printJson(const tools::Terminal& terminal, const Json& value) {
 
 EncodedBytes encodedForJson(std::string_view bytes) {
   if (sqm::isWellFormedUtf8(bytes)) return {std::string(bytes), "utf-8"};
-  return {tools::base64Of(bytes), "base64"};
+  return {sqm::base64Of(bytes), "base64"};
 }
 
 std::string padded(std::string_view text, std::size_t width) { return std::string(text) + blanks(text, width); }

@@ -1,6 +1,5 @@
 #include "tools/support/Base64.h"
 
-#include <algorithm>
 #include <cstdint>
 
 namespace tools {
@@ -12,21 +11,6 @@ constexpr std::size_t kGroup = 3;       // bytes
 constexpr std::size_t kCharacters = 4;  // which become so many characters
 
 }  // namespace
-
-std::string base64Of(std::string_view bytes) {
-  std::string text;
-  text.reserve((bytes.size() + kGroup - 1) / kGroup * kCharacters);
-  for (; !bytes.empty(); bytes.remove_prefix(std::min(kGroup, bytes.size()))) {
-    std::uint32_t group = 0;
-    for (std::size_t at = 0; at < kGroup; ++at) {
-      group = group << 8 | (at < bytes.size() ? static_cast<unsigned char>(bytes[at]) : 0U);
-    }
-    for (std::size_t at = 0; at < kCharacters; ++at) {
-      text += at <= bytes.size() ? kAlphabet[group >> (18 - 6 * at) & 0x3F] : '=';
-    }
-  }
-  return text;
-}
 
 std::optional<std::string> bytesOfBase64(std::string_view text, std::size_t& soundUpTo) {
   std::size_t characters = text.size();
