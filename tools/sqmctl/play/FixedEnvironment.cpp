@@ -1,8 +1,13 @@
 #include "tools/sqmctl/play/FixedEnvironment.h"
 
 #include <algorithm>
+#include <array>
 #include <chrono>
 #include <cmath>
+#include <filesystem>
+#include <fstream>
+#include <stdlib.h>
+#include <string_view>
 
 #include "tools/sqmctl/Command.h"
 #include "tools/sqmctl/play/Iso8601.h"
@@ -43,14 +48,24 @@ std::optional<StandingClock> clockAt(const std::optional<std::string>& time, con
                                          : momentOf(clock->time, dates));
 }
 
-const std::string& zoneOf(const EnvironmentOptions& options) {
-  static const std::string kTheMachines;
-  if (!options.zone) return kTheMachines;
-  if (!IcuDates::isZone(*options.zone)) {
-    throw Problem(kBadInput, "--zone: there is no time zone \"" + *options.zone +
-                                 "\"; it is called as in the IANA database, as Europe/Berlin or UTC");
+/// True when the machine's own database has the zone. It is kept up to date, where ICU's is as old as ICU.
+bool isZoneOfMachine(const std::string& name) {
+  const std::filesystem::path inDatabase = std::filesystem::path(name).lexically_normal();
+  if (name.empty() || inDatabase.is_absolute() || *inDatabase.begin() == "..") return false;
+  std::ifstream file("/usr/share/zoneinfo" / inDatabase, std::ios::binary);
+  std::array<char, 4> magic{};
+  return file.read(magic.data(), magic.size()) && std::string_view(magic.data(), magic.size()) == "TZif";  // RFC 8536
+}
+
+IcuDates datesOf(const EnvironmentOptions& options) {
+  if (!options.zone) return IcuDates();
+  if (isZoneOfMachine(*options.zone)) {
+    ::setenv("TZ", options.zone->c_str(), /*overwrite=*/1);
+    return IcuDates();
   }
-  return *options.zone;
+  if (IcuDates::isZone(*options.zone)) return IcuDates(*options.zone);
+  throw Problem(kBadInput, "--zone: there is no time zone \"" + *options.zone +
+                               "\"; it is called as in the IANA database, as Europe/Berlin or UTC");
 }
 
 }  // namespace
@@ -62,7 +77,7 @@ void StandingClock::advance(double seconds) {
 }
 
 FixedEnvironment::FixedEnvironment(const EnvironmentOptions& options)
-    : system_(options), dates_(zoneOf(options)), clock_(clockAt(options.time, dates_)) {
+    : system_(options), dates_(datesOf(options)), clock_(clockAt(options.time, dates_)) {
   if (!options.locale) return;
   if (!IcuLocale::isLocale(*options.locale)) {
     throw Problem(kBadInput, "--locale: there is no locale \"" + *options.locale +

@@ -40,7 +40,7 @@ class StandingClock : public sqm::Clock {
 /// The services that report what the options fix.
 class FixedEnvironment {
  public:
-  /// Throws Problem for what is no locale, zone or time.
+  /// Throws Problem for what is no locale, zone or time. A zone becomes this process's own: before any thread begins.
   explicit FixedEnvironment(const EnvironmentOptions& options);
   FixedEnvironment(const FixedEnvironment&) = delete;
   FixedEnvironment& operator=(const FixedEnvironment&) = delete;
