@@ -134,8 +134,8 @@ TEST(CollectorClients, ThatStallAreGivenUp) {
 
 TEST(CollectorClients, ThatDoNotReadTheirAnswerAreGivenUp) {
   CollectorClient client({"--stall", "1", "--connections", "1"});
+  client.http().set_keep_alive(false);
   client.post("/queue", std::string(30'000'000, 'a'));
-  client.http().stop();
   RawConnection deaf(client.port());
   deaf.send("GET /_requests/1/body HTTP/1.1\r\nHost: localhost\r\n\r\n");
   deaf.readUntil("\r\n");

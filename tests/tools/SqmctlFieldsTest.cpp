@@ -107,6 +107,12 @@ TEST_F(SqmctlFields, ListsEveryFault) {
                            }));
 }
 
+TEST_F(SqmctlFields, LetsAFieldHaveTheNameThatItsElementHasAnyway) {
+  auto names = distinctNames();
+  names[85] = "<string>gateway</string>";
+  EXPECT_EQ(faults(names), std::vector<std::string>());
+}
+
 TEST_F(SqmctlFields, FindsNamesThatStandTwiceInOneRecord) {
   auto names = distinctNames();
   names[23] = "<string>n11</string>";      // both in a Wi-Fi record

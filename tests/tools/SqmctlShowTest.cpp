@@ -124,10 +124,12 @@ TEST_F(SqmctlShow, ReadsRecordsThatTheLibraryMade) {
 
 // --- documents ----------------------------------------------------------------------------------------------------
 
-TEST(SqmctlDocuments, AreThoseOfTheTypesWithRecords) {
+TEST(SqmctlDocuments, AreThoseThatAnUploadPosts) {
   const Home home;
   home.putList("SQMApplication.plist", {"<vpn/>", "<vpn>2</vpn>"});
-  EXPECT_EQ(home.run({"documents"}).out,
+  home.putList("SQMDevice.plist", {"<d/>"});
+  home.putList("SQMUserAcceptance.plist", {"<u/>"});
+  EXPECT_EQ(home.run({"documents", "application"}).out,
             "application, 2 records, 75 bytes\n"
             "  <?xml version=\"1.0\" encoding=\"utf-8\"?>\n"
             "  <sqmList>\n"
@@ -135,10 +137,21 @@ TEST(SqmctlDocuments, AreThoseOfTheTypesWithRecords) {
             "    <vpn>2</vpn>\n"
             "  </sqmList>\n");
   const std::string document = "<?xml version=\"1.0\" encoding=\"utf-8\"?><sqmList><vpn/><vpn>2</vpn></sqmList>";
-  EXPECT_EQ(home.run({"documents", "--raw"}).out, document + "\n");
-  EXPECT_EQ(Json::parse(home.run({"documents", "--json"}).out),
+  EXPECT_EQ(home.run({"documents", "application", "--raw"}).out, document + "\n");
+  EXPECT_EQ(Json::parse(home.run({"documents", "application", "--json"}).out),
             Json::array({{{"type", "application"}, {"records", 2}, {"bytes", 75}, {"document", document}}}));
-  EXPECT_EQ(home.run({"documents", "connection"}).out, "");
+  EXPECT_EQ(home.run({"documents", "--raw"}).out,
+            "<?xml version=\"1.0\" encoding=\"utf-8\"?><connectionList></connectionList>\n"
+            "<?xml version=\"1.0\" encoding=\"utf-8\"?><deviceList><d/></deviceList>\n" +
+                document +
+                "\n<?xml version=\"1.0\" encoding=\"utf-8\"?><userAcceptanceList><u/></userAcceptanceList>\n");
+}
+
+TEST(SqmctlDocuments, AreNoneWhereAnUploadPostsNothing) {
+  EXPECT_EQ(Home().run({"documents"}).out, "");
+  const Home waiting;
+  waiting.putList("SQMUserAcceptance.plist", {"<u/>"});
+  EXPECT_EQ(waiting.run({"documents", "user-acceptance"}).out, "");
 }
 
 }  // namespace

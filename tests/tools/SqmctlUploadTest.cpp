@@ -20,26 +20,35 @@ std::size_t waiting(const Home& home) {
   return count;
 }
 
-TEST(SqmctlUpload, PostsWhatDocumentsShows) {
+TEST(SqmctlUpload, PostsADay) {
   const DayHome home;
   const Collector collector;
-  const Json documents = Json::parse(home.run({"documents", "--json"}).out);
-
   const Outcome outcome = home.run({"upload", "--all", collector.address()});
-
   EXPECT_EQ(outcome.status, 0);
   EXPECT_EQ(outcome.err, "");
   EXPECT_EQ(waiting(home), 0U);
-  const auto posts = postsTo(collector);
-  ASSERT_EQ(posts.size(), 5U);
-  ASSERT_EQ(documents.size(), 5U);
-  std::string rows;
-  for (std::size_t at = 0; at < posts.size(); ++at) {
-    const Json& document = documents[at];
-    EXPECT_EQ(posts[at].first, "/" + document.at("type").get<std::string>());
-    EXPECT_EQ(posts[at].second, document.at("document"));
-  }
+  EXPECT_EQ(postsTo(collector).size(), 5U);
   EXPECT_EQ(withoutSeconds(outcome.out).find("  client                 1 record "), 0U) << outcome.out;
+}
+
+TEST(SqmctlUpload, PostsWhatDocumentsShows) {
+  const std::vector<std::string> kLists = {"SQMClient.plist", "SQMConnection.plist", "SQMDevice.plist",
+                                           "SQMApplication.plist", "SQMUserAcceptance.plist"};
+  for (unsigned present = 0; present < 1U << kLists.size(); ++present) {
+    const Home home;
+    for (std::size_t list = 0; list < kLists.size(); ++list) {
+      if ((present >> list & 1U) != 0) home.putList(kLists[list], {"<record/>"});
+    }
+    const Json documents = Json::parse(home.run({"documents", "--json"}).out);
+    const Collector collector;
+    home.run({"upload", "--all", collector.address()});
+    const auto posts = postsTo(collector);
+    ASSERT_EQ(documents.size(), posts.size()) << present;
+    for (std::size_t at = 0; at < posts.size(); ++at) {
+      EXPECT_EQ(posts[at].first, "/" + documents[at].at("type").get<std::string>()) << present;
+      EXPECT_EQ(posts[at].second, documents[at].at("document")) << present;
+    }
+  }
 }
 
 TEST(SqmctlUpload, TakesAnAddressForEachType) {

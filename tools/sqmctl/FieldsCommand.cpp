@@ -34,6 +34,7 @@ constexpr std::array kKinds = {&sqm::kClientKind,        &sqm::kWiFiConnectionKi
 
 /// Where a name in a record comes from.
 struct Source {
+  const Row* row;
   std::optional<std::size_t> entry;  ///< of the table; otherwise it is fixed
   std::string_view fixedName;
 };
@@ -43,10 +44,14 @@ void addSources(std::vector<Source>& sources, Rows rows) {
   for (const Row& row : rows) {
     const bool isValue = row.kind == Row::Kind::value || row.kind == Row::Kind::timeStamped;
     const bool isNamed = row.kind != Row::Kind::section;
-    if (isNamed && !row.fixedName.empty()) sources.push_back({std::nullopt, row.fixedName});
-    if (isValue || (isNamed && row.fixedName.empty())) sources.push_back({row.entry, {}});
+    if (isNamed && !row.fixedName.empty()) sources.push_back({&row, std::nullopt, row.fixedName});
+    if (isValue || (isNamed && row.fixedName.empty())) sources.push_back({&row, row.entry, {}});
     addSources(sources, row.rows);
   }
+}
+
+std::string originOf(const Source& source) {
+  return source.entry ? "entry " + std::to_string(*source.entry) : "the record itself";
 }
 
 std::vector<Source> sourcesOf(const RecordKind& kind) {
@@ -95,16 +100,14 @@ void addFaultsOfNames(std::vector<std::string>& faults, const Names& names) {
 /// Fields of one record that have one name share one value, and a reader cannot tell the elements apart.
 void addDuplicates(std::vector<std::string>& faults, const Names& names) {
   for (const RecordKind* kind : kKinds) {
-    std::map<std::string, std::string> seen;  // where each name comes from
+    std::map<std::string, Source> seen;
     for (const Source& source : sourcesOf(*kind)) {
       const auto name = source.entry ? nameOf(names, *source.entry) : std::string(source.fixedName);
       if (!name) continue;
-      const std::string from = source.entry ? "entry " + std::to_string(*source.entry) : "the record itself";
-      const auto [earlier, isNew] = seen.emplace(*name, from);
-      if (!isNew) {
-        faults.push_back("'" + *name + "' stands twice in " + titleOf(*kind, names) + ": from " + earlier->second +
-                         " and from " + from);
-      }
+      const auto [earlier, isNew] = seen.emplace(*name, source);
+      if (isNew || earlier->second.row == source.row) continue;
+      faults.push_back("'" + *name + "' stands twice in " + titleOf(*kind, names) + ": from " +
+                       originOf(earlier->second) + " and from " + originOf(source));
     }
   }
 }

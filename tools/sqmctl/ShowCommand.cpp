@@ -2,6 +2,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include <pugixml.hpp>
 
@@ -25,27 +26,39 @@ struct ShowOptions {
   bool isJson = false;
 };
 
-/// How one of the two subcommands shows a list that has records.
+/// How one of the two subcommands shows a list, and which lists it shows, in which order.
 struct View {
+  std::vector<const StoredList*> (*choose)(const StoredLists& lists);
   void (*print)(const tools::Terminal& terminal, const StoredList& list, bool isRaw);
   void (*addJson)(Json& all, const StoredList& list);
 };
 
 void run(Invocation& invocation, const ShowOptions& options, const View& view) {
   const auto only = typeNamed(options.type);
+  const auto isMeant = [&only](const StoredList& list) { return !only || list.type == *only; };
+  const StoredLists lists = storedLists(homeOf(invocation));
+  for (const StoredList& list : lists) {
+    if (isMeant(list)) complainOf(invocation, list);
+  }
   const tools::Terminal terminal(stdout);
   Json all = Json::array();
-  for (const StoredList& list : storedLists(homeOf(invocation))) {
-    if (only && list.type != *only) continue;
-    complainOf(invocation, list);
-    if (list.records.empty()) continue;
+  for (const StoredList* list : view.choose(lists)) {
+    if (!isMeant(*list)) continue;
     if (options.isJson) {
-      view.addJson(all, list);
+      view.addJson(all, *list);
     } else {
-      view.print(terminal, list, options.isRaw);
+      view.print(terminal, *list, options.isRaw);
     }
   }
   if (options.isJson) printJson(terminal, all);
+}
+
+std::vector<const StoredList*> withRecords(const StoredLists& lists) {
+  std::vector<const StoredList*> chosen;
+  for (const StoredList& list : lists) {
+    if (!list.records.empty()) chosen.push_back(&list);
+  }
+  return chosen;
 }
 
 void printRecords(const tools::Terminal& terminal, const StoredList& list, bool isRaw) {
@@ -135,13 +148,15 @@ CLI::App* addView(CLI::App& program, Invocation& invocation, const char* name, c
 }  // namespace
 
 void addShow(CLI::App& program, Invocation& invocation) {
-  addView(program, invocation, "show", "The stored records, indented", {printRecords, addRecordsAsJson});
+  addView(program, invocation, "show", "The stored records, indented", {withRecords, printRecords, addRecordsAsJson});
 }
 
 void addDocuments(CLI::App& program, Invocation& invocation) {
-  addView(program, invocation, "documents", "The documents that an upload would post, for each type with records",
-          {printDocument, addDocumentAsJson})
-      ->footer("The connection document is posted even when there are no connection records.");
+  addView(program, invocation, "documents", "The documents that an upload would post, one after another",
+          {posted, printDocument, addDocumentAsJson})
+      ->footer(
+          "The connection document is posted even when there are no connection records; user acceptances only in an\n"
+          "upload that has device or application records, too.");
 }
 
 }  // namespace sqmctl

@@ -10,6 +10,7 @@
 #include "sqm/common/PropertyList.h"
 #include "sqm/common/SystemConsole.h"
 #include "sqm/common/Utf8.h"
+#include "sqm/manager/UploadSequence.h"
 #include "sqm/platform/ArchiveFiles.h"
 #include "sqm/platform/HomeFolders.h"
 #include "sqm/platform/PropertyListFiles.h"
@@ -173,6 +174,23 @@ std::vector<SqmFile> sqmFilesIn(const std::string& folder) {
   std::sort(files.begin(), files.end(), [](const SqmFile& a, const SqmFile& b) { return a.name < b.name; });
   for (SqmFile& file : files) readSqmFile(file);
   return files;
+}
+
+std::vector<const StoredList*> posted(const StoredLists& lists) {
+  const auto isEmpty = [](const StoredList& list) { return list.records.empty(); };
+  std::vector<const StoredList*> chosen;
+  if (std::all_of(lists.begin(), lists.end(), isEmpty)) return chosen;
+  const auto listOf = [&lists](std::optional<sqm::RecordType> type) {
+    return std::find_if(lists.begin(), lists.end(), [&](const StoredList& list) { return list.type == type; });
+  };
+  sqm::UploadStep step = nextUploadStep(sqm::UploadState::idle, sqm::UploadEvent::started);
+  for (;;) {
+    auto list = listOf(step.postUnlessEmpty);
+    if (list == lists.end() || isEmpty(*list)) list = listOf(step.postOtherwise);
+    if (list == lists.end() || (isEmpty(*list) && list->type != sqm::RecordType::connection)) return chosen;
+    chosen.push_back(&*list);
+    step = nextUploadStep(sqm::uploadStateOf(list->type), sqm::UploadEvent::succeeded);
+  }
 }
 
 std::string documentOf(const StoredList& list) {

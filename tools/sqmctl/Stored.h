@@ -74,6 +74,9 @@ StoredQueue storedQueue(const std::string& home);
 /// The folder of the five lists.
 std::string sqmFolderOf(const std::string& home);
 
+/// Those of the lists whose documents an upload posts, one after another as each arrives.
+std::vector<const StoredList*> posted(const StoredLists& lists);
+
 /// The `.sqm` files of a folder, in the order in which they are sent. None when there is no such folder. Throws Problem
 /// when the folder cannot be listed.
 std::vector<SqmFile> sqmFilesIn(const std::string& folder);
