@@ -168,6 +168,8 @@ INSTANTIATE_TEST_SUITE_P(
                     IllFormed{"Reference", "<r><a>&nbsp;</a></r>", true},
                     IllFormed{"NoCharacter", "<r><a>&#7;</a></r>", true},
                     IllFormed{"Control", "<r><a>\x01</a></r>", true}, IllFormed{"Bytes", "<r><a>\xC3(</a></r>", true},
+                    IllFormed{"NoCharacterAsItIs", "<r><a>\xEF\xBF\xBE</a></r>", true},
+                    IllFormed{"EndOfCData", "<r><a>a[b[0]]>1</a></r>", true},
                     IllFormed{"Comment", "<r><a><!-- </a></r>", false}, IllFormed{"EndMissing", "<r><a>1</r>", false},
                     IllFormed{"NoName", "<(null)><(null)>1</(null)></(null)>", false}),
     CaseName());
@@ -189,6 +191,7 @@ TEST(Document, TellsWhatIsWrongWithIt) {
       {"<connectionList><r></r><r><a>", 2, "record 2: it is not well-formed: its end tag is missing"},
       {"<connectionList><r></r></connectionList>more", 1, "text stands behind connectionList"},
       {"<connectionList><r></r></connectionList", 1, "text stands behind connectionList"},
+      {"<connectionList>more<r></r></connectionList>", 1, "text stands before the first record"},
       {"<connectionList><r></r>more<r></r></connectionList>", 2, "text stands behind record 1"},
       {"<connectionList/><r></r>", 0, "text stands behind connectionList"},
   };

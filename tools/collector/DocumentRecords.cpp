@@ -136,6 +136,10 @@ std::optional<std::string> characterProblem(std::string_view text) {
     if (end == npos || !isReference(rest.substr(0, end))) return "an & stands in it as it is";
   }
   if (!sqm::isWellFormedUtf8(text)) return "it is not UTF-8";
+  for (const std::string_view noCharacter : {"\xEF\xBF\xBE", "\xEF\xBF\xBF"}) {  // U+FFFE, U+FFFF
+    if (text.find(noCharacter) != npos) return "a character stands in it that is none of XML's";
+  }
+  if (text.find("]]>") != npos && text.find("<![CDATA[") == npos) return "]]> stands in it as it is";
   return std::nullopt;
 }
 
@@ -258,7 +262,7 @@ class Records {
     const std::size_t comment = text.starts_with("<!--") && hasCommentEnds_ ? text.find("-->") : npos;
     if (comment != npos) return text.remove_prefix(comment + 3);
     if (text.starts_with("<!--")) hasCommentEnds_ = false;
-    note("text stands behind record " + std::to_string(number_));
+    note(number_ == 0 ? "text stands before the first record" : "text stands behind record " + std::to_string(number_));
     std::size_t end = 1;
     while (end < text.size() && tagName(text.substr(end)).empty()) end = std::min(text.find('<', end + 1), text.size());
     text.remove_prefix(end);
