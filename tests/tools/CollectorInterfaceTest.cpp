@@ -42,7 +42,8 @@ TEST(CollectorInterface, TellsWhatArrived) {
   json record = records[0];
   EXPECT_EQ(record.at("time"), requests[0].at("time"));
   record.erase("time");
-  const std::size_t begin = kDocument.find("<connectionRecord>"), end = kDocument.find("<connectionRecord>", begin + 1);
+  const std::size_t begin = kDocument.find("<connectionRecord>");
+  const std::size_t end = kDocument.find("<connectionRecord>", begin + 1);
   const auto pair = [](const char* name, const char* value) { return json::array({name, value}); };
   EXPECT_EQ(record, json({{"id", 1},
                           {"request", 1},
