@@ -72,7 +72,7 @@ TEST(CollectorInterface, KeepsARequestWhole) {
   EXPECT_EQ(request.at("body").get<std::string>().substr(0, 8), "AAECAwQF");
   std::vector<std::string> kept;
   for (const auto& [name, value] : request.at("headers").get<std::vector<std::pair<std::string, std::string>>>()) {
-    if (name.starts_with("X-")) kept.push_back(name + ": " + value);
+    if (name.starts_with("X-")) kept.push_back(std::string(name).append(": ").append(value));
   }
   EXPECT_EQ(kept, (std::vector<std::string>{"X-First: 100%25", "X-Second: caf\uFFFD"}));
 

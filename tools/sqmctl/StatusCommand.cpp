@@ -12,7 +12,6 @@ namespace sqmctl {
 
 namespace {
 
-using tools::plural;
 using tools::Style;
 
 struct StatusOptions {
