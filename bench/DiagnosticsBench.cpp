@@ -22,13 +22,14 @@ class KeepingCompressor : public sqm::TextCompressor {
  public:
   std::optional<std::string> compressStringWithEncoding(std::string_view text, int encoding,
                                                         std::size_t fitting) const override {
-    given = text;
+    given_ = text;
     return gzip_.compressStringWithEncoding(text, encoding, fitting);
   }
 
-  mutable std::string given;
+  const std::string& given() const { return given_; }
 
  private:
+  mutable std::string given_;
   sqm::platform::GzipBase64 gzip_;
 };
 
@@ -61,7 +62,7 @@ int main(int argc, char** argv) {
   sqm::SQMDiagnosticsRecord record(host.host);
   fill(record);
   bench::require(!record.formattedDiagnosticJsonBlob().empty(), "the report does not fit");
-  const std::string text = keeping.given;
+  const std::string text = keeping.given();
   host.host.compressor = &gzip;
 
   bench::compare(

@@ -27,15 +27,16 @@ constexpr std::string_view kUrl = "https://collect.example/queue";
 class ArchiveElsewhere : public sqm::QFSerializer {
  public:
   bool serializeObject(const sqm::UploadRequests& object, const std::string& /*toFile*/) override {
-    return files_.serializeObject(object, path);
+    return files_.serializeObject(object, path_);
   }
   std::optional<sqm::UploadRequests> objectFromFile(const std::string& /*path*/) override {
     return sqm::UploadRequests{};
   }
 
-  std::string path;
+  void writeTo(const std::string& path) { path_ = path; }
 
  private:
+  std::string path_;
   sqm::testing::MemoryLogs logs_;
   sqm::platform::ArchiveFiles files_{logs_};
 };
@@ -62,7 +63,7 @@ void compareQueueing(sqm::QFRecordUploader& uploader, ArchiveElsewhere& archive,
   bench::compare(
       "queueing behind " + std::to_string(length) + "/" + where, effort,
       [&uploader, &archive, path, queue](benchmark::State& state) {
-        archive.path = path;
+        archive.writeTo(path);
         const std::string data(kDataSize, 'x');
         for (auto _ : state) {
           state.PauseTiming();
@@ -72,7 +73,7 @@ void compareQueueing(sqm::QFRecordUploader& uploader, ArchiveElsewhere& archive,
         }
       },
       [&uploader, &archive, path, barePath, queue](benchmark::State& state) {
-        archive.path = path;
+        archive.writeTo(path);
         uploader.setRecordQueue(queue);
         uploader.quequeRecord(std::string(kDataSize, 'x'), kUrl);
         const std::string bytes(std::filesystem::file_size(path), 'x');

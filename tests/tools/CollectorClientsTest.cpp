@@ -26,9 +26,11 @@ TEST(CollectorClients, MayPostBodiesOf100Megabytes) {
 }
 
 TEST(CollectorClients, MaySend10000RequestsAtOnce) {
-  constexpr int kClients = 8, kEach = 1250;
+  constexpr int kClients = 8;
+  constexpr int kEach = 1250;
   CollectorClient client;
   std::vector<std::thread> threads;
+  threads.reserve(kClients);
   for (int i = 0; i < kClients; ++i) {
     threads.emplace_back([&, i] {
       httplib::Client http("127.0.0.1", client.port());
@@ -114,7 +116,7 @@ TEST(CollectorClients, ThatAreSlowHoldUpNobody) {
   std::vector<std::unique_ptr<RawConnection>> slow;
   for (int i = 0; i < 100; ++i) {
     slow.push_back(std::make_unique<RawConnection>(client.port()));
-    slow.back()->send(i % 2 ? "POST /sqm HT" : "POST /sqm HTTP/1.1\r\nContent-Length: 10\r\n\r\nabc");
+    slow.back()->send(i % 2 != 0 ? "POST /sqm HT" : "POST /sqm HTTP/1.1\r\nContent-Length: 10\r\n\r\nabc");
   }
   EXPECT_EQ(client.post("/sqm", ""), 200);
   slow[0]->send("defghij");
@@ -124,7 +126,8 @@ TEST(CollectorClients, ThatAreSlowHoldUpNobody) {
 
 TEST(CollectorClients, ThatStallAreGivenUp) {
   CollectorClient client({"--stall", "1"});
-  RawConnection inHead(client.port()), inBody(client.port());
+  RawConnection inHead(client.port());
+  RawConnection inBody(client.port());
   inHead.send("POST /sqm HT");
   inBody.send("POST /sqm HTTP/1.1\r\nContent-Length: 10\r\n\r\nabc");
   inHead.readAll();
@@ -135,7 +138,7 @@ TEST(CollectorClients, ThatStallAreGivenUp) {
 TEST(CollectorClients, ThatDoNotReadTheirAnswerAreGivenUp) {
   CollectorClient client({"--stall", "1", "--connections", "1"});
   client.http().set_keep_alive(false);
-  client.post("/queue", std::string(30'000'000, 'a'));
+  client.post("/queue", repeated("a", 30'000'000));
   RawConnection deaf(client.port());
   deaf.send("GET /_requests/1/body HTTP/1.1\r\nHost: localhost\r\n\r\n");
   deaf.readUntil("\r\n");

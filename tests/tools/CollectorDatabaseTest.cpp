@@ -18,7 +18,8 @@ Outcome runWith(const std::string& database) { return runProgram({kCollector, "-
 TEST(CollectorDatabase, OutlivesTheServer) {
   const TemporaryFolder folder;
   const std::string file = folder / "kept.db";
-  nlohmann::json requests, records;
+  nlohmann::json requests;
+  nlohmann::json records;
   {
     CollectorClient client({"--database", file});
     client.post("/connection", kDocument);
@@ -72,7 +73,9 @@ TEST(CollectorDatabase, AnswersQuestionsWhileItIsWritten) {
 
 TEST(CollectorDatabase, OfAnotherProgramStaysAsItIs) {
   const TemporaryFolder folder;
-  const std::string other = folder / "other.db", text = folder / "text.txt", newer = folder / "newer.db";
+  const std::string other = folder / "other.db";
+  const std::string text = folder / "text.txt";
+  const std::string newer = folder / "newer.db";
   collector::sqlite::Connection(other).run("CREATE TABLE requests (id INTEGER PRIMARY KEY, body BLOB)");
   collector::sqlite::Connection(newer).run(
       "PRAGMA application_id = 0x53514D43; PRAGMA user_version = 2; CREATE TABLE a (b)");

@@ -63,7 +63,8 @@ TEST(CollectorInterface, TellsWhatArrived) {
   json record = records[0];
   EXPECT_EQ(record.at("time"), requests[0].at("time"));
   record.erase("time");
-  const std::size_t begin = kDocument.find("<connectionRecord>"), end = kDocument.find("<connectionRecord>", begin + 1);
+  const std::size_t begin = kDocument.find("<connectionRecord>");
+  const std::size_t end = kDocument.find("<connectionRecord>", begin + 1);
   const auto pair = [](const char* name, const char* value) { return json::array({name, value}); };
   EXPECT_EQ(record, json({{"id", 1},
                           {"request", 1},
@@ -92,7 +93,7 @@ TEST(CollectorInterface, KeepsARequestWhole) {
   EXPECT_EQ(request.at("body").get<std::string>().substr(0, 8), "AAECAwQF");
   std::vector<std::string> kept;
   for (const auto& [name, value] : request.at("headers").get<std::vector<std::pair<std::string, std::string>>>()) {
-    if (name.starts_with("X-")) kept.push_back(name + ": " + value);
+    if (name.starts_with("X-")) kept.push_back(std::string(name).append(": ").append(value));
   }
   EXPECT_EQ(kept, (std::vector<std::string>{"X-First: 100%25", "X-Second: caf\uFFFD"}));
 

@@ -14,6 +14,7 @@ using namespace collector;
 
 std::vector<FaultRule> rules(const std::vector<std::string>& texts) {
   std::vector<FaultRule> all;
+  all.reserve(texts.size());
   for (const std::string& text : texts) all.push_back(parseFaultRule(text));
   return all;
 }

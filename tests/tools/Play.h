@@ -57,6 +57,7 @@ class SilentServer {
     address.sin_family = AF_INET;
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     socklen_t size = sizeof address;
+    // NOLINTNEXTLINE(cppcoreguidelines-pro-type-reinterpret-cast): as every call for an address of any family has it
     auto* any = reinterpret_cast<sockaddr*>(&address);
     if (::bind(socket_, any, size) != 0 || ::listen(socket_, 8) != 0 || ::getsockname(socket_, any, &size) != 0) {
       ADD_FAILURE() << "no socket";

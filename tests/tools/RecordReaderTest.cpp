@@ -4,7 +4,6 @@
 #include <ctime>
 #include <limits>
 #include <map>
-#include <memory>
 #include <optional>
 #include <random>
 #include <string>
@@ -26,16 +25,18 @@ using Pairs = std::vector<std::pair<std::string, std::string>>;
 
 /// A body taken apart.
 struct Parts {
-  std::unique_ptr<const std::string> body;  // the records lie within it
+  Parts(std::string_view path, std::string whole)
+      : body(std::move(whole)),
+        problem(readRecords(path, body, [this](const Record& record) { records.push_back(record); })) {}
+  Parts(const Parts&) = delete;
+  Parts& operator=(const Parts&) = delete;
+
+  const std::string body;  // the records lie within it
   std::vector<Record> records;
-  std::optional<std::string> problem;
+  const std::optional<std::string> problem;
 };
 
-Parts partsOf(std::string_view path, std::string body) {
-  Parts parts{std::make_unique<const std::string>(std::move(body)), {}, {}};
-  parts.problem = readRecords(path, *parts.body, [&](const Record& record) { parts.records.push_back(record); });
-  return parts;
-}
+Parts partsOf(std::string_view path, std::string body) { return {path, std::move(body)}; }
 
 std::string golden(const std::string& name) {
   std::string text = contentOf(std::string(SQM_GOLDEN_DIR) + "/" + name);
@@ -321,7 +322,7 @@ TEST(SessionLines, AreFlaggedWhenTheyHaveNot86Texts) {
   EXPECT_TRUE(tooMany.records[0].values.empty()) << "nobody knows which of them moved";
   EXPECT_EQ(tooMany.records[1].values, (Pairs{{"forSSID", "next"}}));
 
-  const Parts cutOff = partsOf("/sqm", lineWith("first") + "\"jo\",\"10.8\",\"Barr");
+  const Parts cutOff = partsOf("/sqm", lineWith("first") + R"("jo","10.8","Barr)");
   ASSERT_EQ(cutOff.records.size(), 2U);
   EXPECT_EQ(cutOff.problem, "line 2: it has 3 texts, and not 86");
   EXPECT_EQ(cutOff.records[1].values, (Pairs{{"username", "jo"}, {"osVersion", "10.8"}, {"application", "Barr"}}));

@@ -6,6 +6,7 @@
 #include "sqm/platform/GzipBase64.h"
 #include "sqm/platform/StandardHost.h"
 
+#include "tests/support/Bytes.h"
 #include "tests/support/CaseName.h"
 #include "tests/tools/Sqmctl.h"
 
@@ -102,7 +103,7 @@ TEST(SqmctlDiagnostics, FindsADamagedByte) {
 }
 
 TEST(SqmctlDiagnostics, UnfoldsNoMoreThanTheLimit) {
-  const std::string bomb = blobOf(std::string(20'000'000, ' '));
+  const std::string bomb = blobOf(repeated(" ", 20'000'000));
   Outcome outcome = decode(bomb);
   EXPECT_EQ(outcome.status, 2);
   EXPECT_EQ(outcome.err,

@@ -40,7 +40,7 @@ TEST_F(SqmctlDirectory, NamesThePositionsOfASession) {
 }
 
 TEST_F(SqmctlDirectory, TellsProgramsTheSame) {
-  putContent(folder / "1.sqm", "\"a\",\"b");
+  putContent(folder / "1.sqm", R"("a","b)");
   putContent(folder / "2.SQM", "\"\xFF\"\n");
   const Outcome outcome = home.run({"directory", "show", folder.path(), "--json"});
   EXPECT_EQ(outcome.status, 0);

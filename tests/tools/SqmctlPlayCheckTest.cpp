@@ -17,8 +17,8 @@ void expectNothingHasRun(const Played& played) {
 
 TEST(SqmctlPlayCheck, TellsWhatIsWrongWithALine) {
   const std::string nested =
-      "{\"do\":\"diagnostics.appendDiscovery\",\"entry\":{\"a\":" + std::string(99, '[') + std::string(99, ']') + "}}";
-  const std::string abyss = "{\"do\":\"save\",\"a\":" + std::string(1'000'000, '[');
+      R"({"do":"diagnostics.appendDiscovery","entry":{"a":)" + std::string(99, '[') + std::string(99, ']') + "}}";
+  const std::string abyss = R"({"do":"save","a":)" + std::string(1'000'000, '[');
   const struct {
     std::string line;
     std::string fault;
@@ -50,7 +50,7 @@ TEST(SqmctlPlayCheck, TellsWhatIsWrongWithALine) {
       {R"({"do":"save","do":"save"})", "the key \"do\" stands twice in one object"},
       {R"({"do":"device","params":{"6":"a","7":"b","6":"c"}})", "the key \"6\" stands twice in one object"},
       // The operation.
-      {R"({"value":1})", "\"do\" is missing: the operation, as in {\"do\":\"save\"}"},
+      {R"({"value":1})", R"("do" is missing: the operation, as in {"do":"save"})"},
       {R"({"do":"Save"})", "there is no operation \"Save\"; there is: setURLs, setDeviceType, "},
       {R"({"do":7})", "there is no operation 7; there is: "},
       {R"({"do":null})", "there is no operation null; there is: "},
@@ -87,7 +87,7 @@ TEST(SqmctlPlayCheck, TellsWhatIsWrongWithALine) {
        "diagnostics.set: \"ssid\" must be a string, not a list, and may be null"},
       {R"({"do":"diagnostics.set","SSID":"a"})", "diagnostics.set: there is no \"SSID\" here; there is: ssid, "},
       // Numbers.
-      {R"({"do":"setDeviceType","value":"1"})", "setDeviceType: \"value\" must be an integer of 64 bits, not \"1\""},
+      {R"({"do":"setDeviceType","value":"1"})", R"(setDeviceType: "value" must be an integer of 64 bits, not "1")"},
       {R"({"do":"setDeviceType","value":1.0})", "setDeviceType: \"value\" must be an integer of 64 bits, not 1.0"},
       {R"({"do":"setDeviceType","value":1e3})", "setDeviceType: \"value\" must be an integer of 64 bits, not 1e3"},
       {R"({"do":"setDeviceType","value":true})", "setDeviceType: \"value\" must be an integer of 64 bits, not true"},
@@ -106,57 +106,56 @@ TEST(SqmctlPlayCheck, TellsWhatIsWrongWithALine) {
       {R"({"do":"upload","timeoutSeconds":null})",
        "upload: \"timeoutSeconds\" must be a number of seconds, 0 or more, not null"},
       {R"({"do":"queue.upload","timeoutSeconds":"5"})",
-       "queue.upload: \"timeoutSeconds\" must be a number of seconds, 0 or more, not \"5\""},
+       R"(queue.upload: "timeoutSeconds" must be a number of seconds, 0 or more, not "5")"},
       {R"({"do":"advance","seconds":1})", "advance: the clock stands still only with the option --time"},
       // Session parameters.
       {R"({"do":"device","params":[]})", "device: \"params\" must be an object, not a list"},
       {R"({"do":"connectionStop","params":"6"})",
-       "connectionStop: \"params\" must be an object, not \"6\", and may be null"},
+       R"(connectionStop: "params" must be an object, not "6", and may be null)"},
       {R"({"do":"device","params":{"ssid":"x"}})",
-       "device: \"params\" must have decimal keys of at most 64 bits, not \"ssid\""},
-      {R"({"do":"device","params":{"":"x"}})",
-       "device: \"params\" must have decimal keys of at most 64 bits, not \"\""},
+       R"(device: "params" must have decimal keys of at most 64 bits, not "ssid")"},
+      {R"({"do":"device","params":{"":"x"}})", R"(device: "params" must have decimal keys of at most 64 bits, not "")"},
       {R"({"do":"device","params":{"6.0":"x"}})",
-       "device: \"params\" must have decimal keys of at most 64 bits, not \"6.0\""},
+       R"(device: "params" must have decimal keys of at most 64 bits, not "6.0")"},
       {R"({"do":"device","params":{" 6":"x"}})",
-       "device: \"params\" must have decimal keys of at most 64 bits, not \" 6\""},
+       R"(device: "params" must have decimal keys of at most 64 bits, not " 6")"},
       {R"({"do":"device","params":{"9223372036854775808":"x"}})",
-       "device: \"params\" must have decimal keys of at most 64 bits, not \"9223372036854775808\""},
+       R"(device: "params" must have decimal keys of at most 64 bits, not "9223372036854775808")"},
       {R"({"do":"device","params":{"6":1.5}})",
-       "device: \"params\" must hold strings, integers of 64 bits and null; under \"6\" is 1.5"},
+       R"(device: "params" must hold strings, integers of 64 bits and null; under "6" is 1.5)"},
       {R"({"do":"device","params":{"6":18446744073709551615}})",
-       "device: \"params\" must hold strings, integers of 64 bits and null; under \"6\" is 18446744073709551615"},
+       R"(device: "params" must hold strings, integers of 64 bits and null; under "6" is 18446744073709551615)"},
       {R"({"do":"device","params":{"6":{}}})",
-       "device: \"params\" must hold strings, integers of 64 bits and null; under \"6\" is an object"},
+       R"(device: "params" must hold strings, integers of 64 bits and null; under "6" is an object)"},
       {R"({"do":"device","params":{"6":false}})",
-       "device: \"params\" must hold strings, integers of 64 bits and null; under \"6\" is false"},
+       R"(device: "params" must hold strings, integers of 64 bits and null; under "6" is false)"},
       // Rules.
       {R"({"do":"filter","disable":{}})", "filter: \"disable\" must be a list, not an object"},
       {R"({"do":"filter","disable":null})", "filter: \"disable\" must be a list, not null"},
-      {R"({"do":"filter","disable":[{"name":"a"},"b"]})", "filter: \"disable\"[1] must be an object, not \"b\""},
+      {R"({"do":"filter","disable":[{"name":"a"},"b"]})", R"(filter: "disable"[1] must be an object, not "b")"},
       {R"({"do":"filter","disable":[{"subType":"a"}]})",
-       "filter: \"disable\"[0] is wrong: \"name\" is missing; where there is none it is null"},
+       R"(filter: "disable"[0] is wrong: "name" is missing; where there is none it is null)"},
       {R"({"do":"filter","disable":[{"name":"a","values":{}}]})",
-       "filter: \"disable\"[0] is wrong: there is no \"values\" here; there is: name, subType"},
-      {R"({"do":"filter","replace":[{"name":"a"}]})", "filter: \"replace\"[0] is wrong: \"values\" is missing"},
+       R"(filter: "disable"[0] is wrong: there is no "values" here; there is: name, subType)"},
+      {R"({"do":"filter","replace":[{"name":"a"}]})", R"(filter: "replace"[0] is wrong: "values" is missing)"},
       {R"({"do":"filter","replace":[{"name":"a","subType":1,"values":{}}]})",
-       "filter: \"replace\"[0] is wrong: \"subType\" must be a string, not 1, and may be null"},
+       R"(filter: "replace"[0] is wrong: "subType" must be a string, not 1, and may be null)"},
       {R"({"do":"filter","replace":[{"name":"a","values":{"b":null}}]})",
-       "filter: \"replace\"[0] is wrong: \"values\" must hold strings; under \"b\" is null"},
+       R"(filter: "replace"[0] is wrong: "values" must hold strings; under "b" is null)"},
       // Diagnostics.
       {R"({"do":"diagnostics.appendDiscovery","entry":["a"]})",
        "diagnostics.appendDiscovery: \"entry\" must be a string or an object, not a list"},
       {R"({"do":"diagnostics.appendDiscovery","entry":null})",
        "diagnostics.appendDiscovery: \"entry\" must be a string or an object, not null"},
       {R"({"do":"diagnostics.set","discoveryDetails":"a"})",
-       "diagnostics.set: \"discoveryDetails\" must be a list, not \"a\", and may be null"},
+       R"(diagnostics.set: "discoveryDetails" must be a list, not "a", and may be null)"},
       {R"({"do":"diagnostics.set","loginPollDetails":["a",{},5]})",
        "diagnostics.set: \"loginPollDetails\"[2] must be a string or an object, not 5"},
       // What is long is not shown whole, and what is no text of one line, escaped.
       {R"({"do":"setDeviceType","value":")" + std::string(1000, 'x') + "\"}",
-       "setDeviceType: \"value\" must be an integer of 64 bits, not \"" + std::string(40, 'x') + "...\""},
+       R"(setDeviceType: "value" must be an integer of 64 bits, not ")" + std::string(40, 'x') + "...\""},
       {R"({"do":"setDeviceType","value":"a\nb\u001b[0m"})",
-       "setDeviceType: \"value\" must be an integer of 64 bits, not \"a\\nb\\u001b[0m\""},
+       R"(setDeviceType: "value" must be an integer of 64 bits, not "a\nb\u001b[0m")"},
       {R"({"do":"setDeviceType","value":)" + std::string(200, '1') + "}",
        "setDeviceType: \"value\" must be an integer of 64 bits, not " + std::string(40, '1') + "...\n"},
   };
@@ -212,7 +211,7 @@ TEST(SqmctlPlayCheck, AnEmptyScenarioIsOne) {
 
 TEST(SqmctlPlayCheck, LinesMayBeLong) {
   const std::string text(10 << 20, 'x');
-  const Played played("{\"do\":\"queue.add\",\"data\":\"" + text + "\",\"url\":\"http://127.0.0.1/\"}\n");
+  const Played played(R"({"do":"queue.add","data":")" + text + "\",\"url\":\"http://127.0.0.1/\"}\n");
   EXPECT_EQ(played.result(1), "true") << played.err().substr(0, 1000);
   EXPECT_NE(played.inApplication("QFRecordUploader.plist").find(text), std::string::npos);
 }
@@ -229,7 +228,7 @@ TEST(SqmctlPlayCheck, LinesMayBeTooLong) {
 TEST(SqmctlPlayCheck, NestingIsLimitedAndNotForbidden) {
   // The line's own object, the entry, and 98 lists in it.
   const std::string nested =
-      "{\"do\":\"diagnostics.appendDiscovery\",\"entry\":{\"a\":" + std::string(98, '[') + std::string(98, ']') + "}}";
+      R"({"do":"diagnostics.appendDiscovery","entry":{"a":)" + std::string(98, '[') + std::string(98, ']') + "}}";
   EXPECT_EQ(Played(nested).result(1), "null");
 }
 

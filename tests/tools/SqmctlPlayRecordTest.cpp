@@ -271,7 +271,7 @@ TEST(SqmctlPlayRecord, AZoneAloneIsThatOfTheRunningClock) {
 
 TEST(SqmctlPlayRecord, FoldersAreBelowTheHomeDirectoryOrAbsolute) {
   const TemporaryFolder elsewhere;
-  const Played played("{\"do\":\"collector.directory\",\"path\":\"" + (elsewhere / "x/y") +
+  const Played played(R"({"do":"collector.directory","path":")" + (elsewhere / "x/y") +
                       "\"}\n{\"do\":\"collector.save\"}\n{\"do\":\"collector.directory\",\"path\":\"../beside\"}\n"
                       "{\"do\":\"collector.directory\",\"path\":\"Ünï/cödé\"}\n{\"do\":\"collector.save\"}\n");
   EXPECT_EQ(played.status(), 0) << played.err();
@@ -331,7 +331,7 @@ TEST(SqmctlPlayDiagnostics, AReportThatIsTooLongIsTheEmptyText) {
   std::string noise;
   for (unsigned value = 1; noise.size() < 20'000; value = value * 1'103'515'245U + 12'345U)
     noise += std::to_string(value);
-  const Played played("{\"do\":\"diagnostics.set\",\"ssid\":\"" + noise + "\"}\n{\"do\":\"diagnostics.blob\"}\n");
+  const Played played(R"({"do":"diagnostics.set","ssid":")" + noise + "\"}\n{\"do\":\"diagnostics.blob\"}\n");
   EXPECT_EQ(played.result(2), "\"\"");
 }
 

@@ -232,7 +232,7 @@ TEST(SqmctlPlayRun, AFieldNameTableThatIsTooShortEndsItInWords) {
   const TemporaryFolder folder;
   fs::create_directories(folder / "resources");
   putContent(folder / "resources/SQMFieldNames.plist",
-             "<?xml version=\"1.0\"?><plist version=\"1.0\"><array><string>a</string></array></plist>");
+             R"(<?xml version="1.0"?><plist version="1.0"><array><string>a</string></array></plist>)");
   const Outcome outcome =
       runProgram({kSqmctl, "--home", folder / "home", "--resources", folder / "resources", "play", "-"},
                  "{\"do\":\"save\"}\n{\"do\":\"device\",\"params\":{\"6\":\"a\"}}\n{\"do\":\"save\"}\n");

@@ -12,6 +12,7 @@ namespace {
 
 std::vector<std::string> pathsOf(const std::vector<std::pair<std::string, std::string>>& posts) {
   std::vector<std::string> paths;
+  paths.reserve(posts.size());
   for (const auto& [path, body] : posts) paths.push_back(path);
   return paths;
 }

@@ -82,6 +82,7 @@ TEST_F(SqmctlShow, LetsNoValueSteerATerminal) {
     const Outcome atTerminal = home.runAtTerminal(words);
     EXPECT_NE(atTerminal.out.find("a\\u009B31mb\\u202Ec\\td"), std::string::npos) << atTerminal.out;
     EXPECT_EQ(atTerminal.out.find("\u009B"), std::string::npos);
+    // NOLINTNEXTLINE(misc-misleading-bidirectional): it is what must not be there
     EXPECT_EQ(atTerminal.out.find("\u202E"), std::string::npos);
   }
   EXPECT_NE(home.run({"show"}).out.find(value), std::string::npos) << "in a pipe, as it is";
@@ -136,15 +137,18 @@ TEST(SqmctlDocuments, AreThoseThatAnUploadPosts) {
             "    <vpn/>\n"
             "    <vpn>2</vpn>\n"
             "  </sqmList>\n");
-  const std::string document = "<?xml version=\"1.0\" encoding=\"utf-8\"?><sqmList><vpn/><vpn>2</vpn></sqmList>";
-  EXPECT_EQ(home.run({"documents", "application", "--raw"}).out, document + "\n");
+  const std::string document = R"(<?xml version="1.0" encoding="utf-8"?><sqmList><vpn/><vpn>2</vpn></sqmList>)";
+  EXPECT_EQ(home.run({"documents", "application", "--raw"}).out, document + "
+");
   EXPECT_EQ(Json::parse(home.run({"documents", "application", "--json"}).out),
             Json::array({{{"type", "application"}, {"records", 2}, {"bytes", 75}, {"document", document}}}));
   EXPECT_EQ(home.run({"documents", "--raw"}).out,
-            "<?xml version=\"1.0\" encoding=\"utf-8\"?><connectionList></connectionList>\n"
-            "<?xml version=\"1.0\" encoding=\"utf-8\"?><deviceList><d/></deviceList>\n" +
-                document +
-                "\n<?xml version=\"1.0\" encoding=\"utf-8\"?><userAcceptanceList><u/></userAcceptanceList>\n");
+            R"(<?xml version="1.0" encoding="utf-8"?><connectionList></connectionList>
+<?xml version="1.0" encoding="utf-8"?><deviceList><d/></deviceList>
+)" + document +
+                R"(
+<?xml version="1.0" encoding="utf-8"?><userAcceptanceList><u/></userAcceptanceList>
+)");
 }
 
 TEST(SqmctlDocuments, AreNoneWhereAnUploadPostsNothing) {

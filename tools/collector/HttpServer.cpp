@@ -25,8 +25,8 @@ constexpr std::size_t kRequestsOfOneConnection = 1'000'000;
 constexpr int kPause = 50;                 // milliseconds until it is tried again to accept
 constexpr std::chrono::seconds kGrace{1};  // for answers that are under way at the end
 
-// NOLINTNEXTLINE(cppcoreguidelines-avoid-non-const-global-variables): the engine hands its handlers no more than a
-// request
+// The engine hands its handlers no more than a request.
+// NOLINTNEXTLINE(cppcoreguidelines-avoid-non-const-global-variables): who serves a connection sets its own
 thread_local Connection* current = nullptr;
 
 bool hasBody(const httplib::Request& request) {

@@ -4,7 +4,7 @@ namespace collector {
 
 namespace {
 
-using std::string_view_literals::operator""sv;
+using namespace std::string_view_literals;
 
 constexpr Asset kAssets[] = {
 #include "PageAssets.inc"  // made from the files in page/

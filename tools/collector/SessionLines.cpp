@@ -30,7 +30,8 @@ bool isBorder(std::string_view rest) { return rest.empty() || rest.front() == '"
 
 /// Reads the line at the beginning of `text`, which begins with a double quote.
 Line readLine(std::string_view text) {
-  constexpr std::string_view kBorder = "\",\"", kEnd = "\"\n";
+  constexpr std::string_view kBorder = "\",\"";
+  constexpr std::string_view kEnd = "\"\n";
   Line line;
   const auto add = [&](std::string_view value) {
     if (line.texts < kPositions && !value.empty()) line.values.emplace_back(nameOf(line.texts), value);

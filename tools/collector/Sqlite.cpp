@@ -68,9 +68,9 @@ bool Statement::next() {
     reset();
     return false;
   }
-  const Error error(sqlite3_errmsg(database_));
+  const std::string problem = sqlite3_errmsg(database_);
   reset();
-  throw error;
+  throw Error(problem);
 }
 
 void Statement::run() {

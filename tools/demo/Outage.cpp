@@ -23,8 +23,8 @@ sqm::UploadRequests showArchive(const Stage& stage) {
   options.homeDirectory = stage.home;
   const sqm::platform::StandardHost host(options);
   const std::string name(sqm::QFRecordUploader::kArchiveFile);
-  const auto requests = host.serializer->objectFromFile(host.configuration->applicationQuenfaFolderPath() + "/" + name)
-                            .value_or(sqm::UploadRequests{});
+  auto requests = host.serializer->objectFromFile(host.configuration->applicationQuenfaFolderPath() + "/" + name)
+                      .value_or(sqm::UploadRequests{});
   stage.shown.note("  " + name + ": " + tools::plural(requests.size(), "request"));
   for (const auto& request : requests) stage.shown.note("    " + request.uploadData.value_or(""));
   return requests;

@@ -47,7 +47,7 @@ std::string textOf(std::string_view compressed, std::size_t limit) {
   const std::unique_ptr<::z_stream, int (*)(::z_stream*)> owner(&stream, &inflateEnd);
   const auto place = [&] { return " at byte " + std::to_string(stream.total_in) + " of it"; };
 
-  // zlib does not change what it reads.
+  // NOLINTNEXTLINE(cppcoreguidelines-pro-type-const-cast,cppcoreguidelines-pro-type-reinterpret-cast): zlib only reads
   stream.next_in = const_cast<Bytef*>(reinterpret_cast<const Bytef*>(compressed.data()));
   stream.avail_in = static_cast<uInt>(std::min<std::size_t>(compressed.size(), std::numeric_limits<uInt>::max()));
   std::string text;
@@ -55,6 +55,7 @@ std::string textOf(std::string_view compressed, std::size_t limit) {
   while (result == Z_OK) {
     const std::size_t end = text.size();
     text.resize(end + std::min(kStep, limit + 1 - end));
+    // NOLINTNEXTLINE(cppcoreguidelines-pro-type-reinterpret-cast): zlib's bytes are unsigned
     stream.next_out = reinterpret_cast<Bytef*>(text.data() + end);
     stream.avail_out = static_cast<uInt>(text.size() - end);
     result = inflate(&stream, Z_NO_FLUSH);

@@ -56,7 +56,7 @@ void addDiagnostics(CLI::App& program, Invocation&) {
   command->add_option("--limit", options->limit, "The longest text that is unfolded (default: 16777216)")
       ->option_text("BYTES")
       ->check(CLI::Range(std::size_t{1}, std::size_t{1} << 32U));
-  command->footer("Without --raw, \"Dis\" and \"LoginPoll\" are shown as the arrays that their texts hold.");
+  command->footer(R"(Without --raw, "Dis" and "LoginPoll" are shown as the arrays that their texts hold.)");
   command->callback([options] { decode(*options); });
 }
 

@@ -97,6 +97,7 @@ struct SendOptions {
 
 std::vector<std::string> namesOf(const std::vector<SqmFile>& files) {
   std::vector<std::string> names;
+  names.reserve(files.size());
   for (const SqmFile& file : files) names.push_back(file.name);
   return names;
 }

@@ -79,21 +79,21 @@ bool writes(const RecordKind& kind, std::size_t entry) {
   return std::any_of(sources.begin(), sources.end(), [&](const Source& source) { return source.entry == entry; });
 }
 
+/// What is wrong with an entry, to stand after its number; empty when nothing is.
+std::string faultOf(const std::optional<std::string>& name) {
+  if (!name) return " is no string";
+  const auto end = endOfXmlName(*name);
+  if (!end) return "";
+  if (name->empty()) return " is empty";
+  const std::size_t bytes = tools::characterAt(std::string_view(*name).substr(*end)).bytes;
+  return ": '" + *name + "' is no name that XML allows: '" + name->substr(*end, bytes) + "' at byte " +
+         std::to_string(*end);
+}
+
 void addFaultsOfNames(std::vector<std::string>& faults, const Names& names) {
   for (std::size_t entry = 0; entry < std::min(names.size(), FieldNameTable::kFields); ++entry) {
-    const std::string which = "entry " + std::to_string(entry);
-    if (!names[entry]) {
-      faults.push_back(which + " is no string");
-      continue;
-    }
-    const std::string& name = *names[entry];
-    const auto end = endOfXmlName(name);
-    if (!end) continue;
-    faults.push_back(name.empty()
-                         ? which + " is empty"
-                         : which + ": '" + name + "' is no name that XML allows: '" +
-                               name.substr(*end, tools::characterAt(std::string_view(name).substr(*end)).bytes) +
-                               "' at byte " + std::to_string(*end));
+    const std::string fault = faultOf(names[entry]);
+    if (!fault.empty()) faults.push_back("entry " + std::to_string(entry) + fault);
   }
 }
 
@@ -151,7 +151,8 @@ void run(Invocation& invocation, const std::string& file) {
   const tools::Terminal terminal(stdout);
   terminal.line(terminal.styled(tools::Style::bold, path));
   print(terminal, *names);
-  for (const std::string& fault : faultsOf(*names)) complain(invocation, path + ": " + fault);
+  const std::string which = path + ": ";
+  for (const std::string& fault : faultsOf(*names)) complain(invocation, which + fault);
 }
 
 }  // namespace

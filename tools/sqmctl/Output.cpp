@@ -15,7 +15,8 @@ std::size_t charactersIn(std::string_view text) {
 }
 
 std::string blanks(std::string_view text, std::size_t width) {
-  return std::string(width - std::min(width, charactersIn(text)), ' ');
+  std::string all(width - std::min(width, charactersIn(text)), ' ');
+  return all;
 }
 
 }  // namespace

@@ -1,9 +1,11 @@
+#include <algorithm>
 #include <array>
 #include <csignal>
 #include <cstdio>
 #include <exception>
 #include <fcntl.h>
 #include <filesystem>
+#include <iterator>
 #include <memory>
 #include <optional>
 #include <string>
@@ -51,10 +53,8 @@ void addEnvironment(CLI::App& app, PlayOptions& options, const std::string& grou
 }
 
 bool hasEnvironment(const play::EnvironmentOptions& environment) {
-  for (const auto& each : kEnvironment) {
-    if (environment.*each.value) return true;
-  }
-  return false;
+  return std::any_of(std::begin(kEnvironment), std::end(kEnvironment),
+                     [&](const auto& each) { return (environment.*each.value).has_value(); });
 }
 
 /// Makes sure that no file that is opened later is taken for a standard stream that is closed.

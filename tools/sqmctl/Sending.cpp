@@ -46,7 +46,8 @@ bool SendingHost::runUntilIdle(double seconds) {
 
 /// The line on an outcome holds the session, the number of the request, the outcome, the milliseconds and the bytes.
 void SendingHost::hearHttp(const sqm::LogLine& line) {
-  constexpr std::size_t kOutcome = 2, kMilliseconds = 3;
+  constexpr std::size_t kOutcome = 2;
+  constexpr std::size_t kMilliseconds = 3;
   constexpr std::string_view kOutcomes[] = {"status ", "error: ", "time-out: "};
   if (line.arguments.size() <= kMilliseconds || !tellExchange_) return;
   const std::string outcome(line.arguments[kOutcome]);
@@ -63,7 +64,8 @@ std::string secondsText(double seconds) {
 }
 
 void addTimeout(CLI::App& command, double& seconds) {
-  constexpr double kShortest = 0.001, kLongest = 1e6;
+  constexpr double kShortest = 0.001;
+  constexpr double kLongest = 1e6;
   command
       .add_option("--timeout", seconds, "Seconds until it gives up (default: " + CLI::detail::to_string(seconds) + ")")
       ->option_text("SECONDS")

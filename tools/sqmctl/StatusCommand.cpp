@@ -12,7 +12,6 @@ namespace sqmctl {
 
 namespace {
 
-using tools::plural;
 using tools::Style;
 
 struct StatusOptions {
@@ -51,7 +50,8 @@ Json jsonOf(const Place& place, const char* countName) {
 
 void printRow(const tools::Terminal& terminal, const Place& place) {
   const bool isWaiting = place.count > 0;
-  constexpr std::size_t kNameWidth = 15, kCountWidth = 18;
+  constexpr std::size_t kNameWidth = 15;
+  constexpr std::size_t kCountWidth = 18;
   std::string row = "  " + padded(place.name, kNameWidth) + padded(counted(place.count, place.unit), kCountWidth) +
                     counted(place.bytes, "byte");
   if (!place.isReadable) row += "  cannot be read";

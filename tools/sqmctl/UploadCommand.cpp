@@ -61,23 +61,23 @@ void checkLists(const StoredLists& lists) {
   }
 }
 
+/// What of a list needs an address; empty when nothing does.
+std::string needOf(const StoredList& list) {
+  const std::size_t count = list.records.size();
+  if (count > 0) {
+    return plural(count, std::string(nameOf(list.type)) + " record") + " that wait" + (count == 1 ? "s" : "");
+  }
+  if (list.type != RecordType::connection) return "";
+  return "connection document, which is posted even when there are no connection records";
+}
+
 /// Nothing is posted when it is known beforehand that something would stay for want of an address.
 void checkAddresses(const StoredLists& lists, const UploadOptions& options) {
   for (std::size_t at = 0; at < lists.size(); ++at) {
-    const std::string name = kTypeNames[at].name;
-    if (!urlFor(options, at).empty()) continue;
-    const std::size_t count = lists[at].records.size();
-    const std::string remedy = "; give --" + name + " URL, or --all URL-PREFIX. Nothing was posted.";
-    if (count > 0) {
-      throw Problem(kBadInput, "there is no address for the " + plural(count, name + " record") + " that wait" +
-                                   (count == 1 ? "s" : "") + remedy);
-    }
-    if (lists[at].type == RecordType::connection) {
-      throw Problem(kBadInput,
-                    "there is no address for the connection document, which is posted even when there are no "
-                    "connection records" +
-                        remedy);
-    }
+    const std::string need = needOf(lists[at]);
+    if (need.empty() || !urlFor(options, at).empty()) continue;
+    throw Problem(kBadInput, "there is no address for the " + need + "; give --" + kTypeNames[at].name +
+                                 " URL, or --all URL-PREFIX. Nothing was posted.");
   }
 }
 

@@ -29,7 +29,24 @@ std::string reasonOf(const CLI::App& program, const CLI::ParseError& error) {
   return isMissing && !unknown.empty() ? "'" + unknown.front() + "' is not expected here" : error.what();
 }
 
-int run(CLI::App& program, const Invocation& invocation, int argc, char** argv) {
+int run(int argc, char** argv) {
+  CLI::App program{"Shows what the service-quality-metrics library keeps, sends it, and drives the library."};
+  program.name("sqmctl");
+  program.set_version_flag("--version", "sqmctl " SQM_VERSION);
+  program.require_subcommand(1);
+  program.fallthrough();  // --home and --resources may stand behind the subcommand, too
+  Invocation invocation;
+  const CLI::Validator isGiven([](const std::string& value) { return value.empty() ? "is empty" : std::string(); }, "");
+  program.add_option("--home", invocation.home, "Stands for the user's home directory (default: the user's own)")
+      ->option_text("FOLDER")
+      ->check(isGiven);
+  program
+      .add_option("--resources", invocation.resources,
+                  "Folder of SQMFieldNames.plist (default: the sample that comes with the tool)")
+      ->option_text("FOLDER")
+      ->check(isGiven);
+  for (const auto& add : kCommands) add(program, invocation);
+
   try {
     program.parse(argc, argv);
     return invocation.status;
@@ -40,9 +57,6 @@ int run(CLI::App& program, const Invocation& invocation, int argc, char** argv) 
   } catch (const Problem& problem) {
     remark(problem.what());
     return problem.status();
-  } catch (const std::exception& problem) {
-    remark(problem.what());
-    return kFailure;
   }
 }
 
@@ -61,24 +75,12 @@ void complain(Invocation& invocation, const std::string& text) {
 }  // namespace sqmctl
 
 int main(int argc, char** argv) {
-  CLI::App program{"Shows what the service-quality-metrics library keeps, sends it, and drives the library."};
-  program.name("sqmctl");
-  program.set_version_flag("--version", "sqmctl " SQM_VERSION);
-  program.require_subcommand(1);
-  program.fallthrough();  // --home and --resources may stand behind the subcommand, too
-  sqmctl::Invocation invocation;
-  const CLI::Validator isGiven([](const std::string& value) { return value.empty() ? "is empty" : std::string(); }, "");
-  program.add_option("--home", invocation.home, "Stands for the user's home directory (default: the user's own)")
-      ->option_text("FOLDER")
-      ->check(isGiven);
-  program
-      .add_option("--resources", invocation.resources,
-                  "Folder of SQMFieldNames.plist (default: the sample that comes with the tool)")
-      ->option_text("FOLDER")
-      ->check(isGiven);
-  for (const auto& add : sqmctl::kCommands) add(program, invocation);
-
-  const int status = sqmctl::run(program, invocation, argc, argv);
+  int status = sqmctl::kFailure;
+  try {
+    status = sqmctl::run(argc, argv);
+  } catch (const std::exception& problem) {
+    sqmctl::remark(problem.what());
+  }
   if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) return status;
   std::fputs("sqmctl: the output could not be written\n", stderr);
   return sqmctl::kFailure;

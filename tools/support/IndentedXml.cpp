@@ -1,5 +1,6 @@
 #include "tools/support/IndentedXml.h"
 
+#include <algorithm>
 #include <string_view>
 
 #include <pugixml.hpp>
@@ -21,20 +22,21 @@ class Printer {
 
   /// False when one of the nodes is none that records have.
   bool addAll(const pugi::xml_node& parent, std::size_t depth) {
-    for (const pugi::xml_node& node : parent.children()) {
-      if (node.type() == pugi::node_declaration) {
-        startLine(depth);
-        addTag("<?", node, "?>");
-      } else if (node.type() != pugi::node_element || depth > kDeepest || !addElement(node, depth)) {
-        return false;
-      }
-    }
-    return true;
+    return std::all_of(parent.begin(), parent.end(), [&](const pugi::xml_node& node) { return add(node, depth); });
   }
 
-  std::string out;
+  const std::string& out() const { return out_; }
 
  private:
+  bool add(const pugi::xml_node& node, std::size_t depth) {
+    if (node.type() == pugi::node_declaration) {
+      startLine(depth);
+      addTag("<?", node, "?>");
+      return true;
+    }
+    return node.type() == pugi::node_element && depth <= kDeepest && addElement(node, depth);
+  }
+
   bool addElement(const pugi::xml_node& element, std::size_t depth) {
     startLine(depth);
     const pugi::xml_node first = element.first_child();
@@ -44,12 +46,12 @@ class Printer {
     }
     addTag("<", element, ">");
     if (first.type() == pugi::node_pcdata && !first.next_sibling()) {
-      out += terminal_.shown(first.value());
+      out_ += terminal_.shown(first.value());
     } else {
       if (!addAll(element, depth + 1)) return false;
       startLine(depth);
     }
-    out += terminal_.styled(Style::name, std::string("</") + element.name() + ">");
+    out_ += terminal_.styled(Style::name, std::string("</") + element.name() + ">");
     return true;
   }
 
@@ -62,16 +64,17 @@ class Printer {
       tag.append(" ").append(attribute.name()).append("=");
       (tag += quote).append(value) += quote;
     }
-    out += terminal_.styled(Style::name, tag.append(end));
+    out_ += terminal_.styled(Style::name, tag.append(end));
   }
 
   void startLine(std::size_t depth) {
-    if (!out.empty()) out += '\n';
-    out.append(indent_ + 2 * depth, ' ');
+    if (!out_.empty()) out_ += '\n';
+    out_.append(indent_ + 2 * depth, ' ');
   }
 
   const Terminal& terminal_;
   std::size_t indent_;
+  std::string out_;
 };
 
 }  // namespace
@@ -81,7 +84,7 @@ std::string indentedXml(const Terminal& terminal, const std::string& text, std::
   Printer printer(terminal, indent);
   const bool isXml = text.find('\0') == std::string::npos &&
                      document.load_buffer(text.data(), text.size(), kParseOptions, pugi::encoding_utf8);
-  if (isXml && printer.addAll(document, 0) && !printer.out.empty()) return printer.out;
+  if (isXml && printer.addAll(document, 0) && !printer.out().empty()) return printer.out();
   return std::string(indent, ' ') + terminal.shown(text);
 }
 

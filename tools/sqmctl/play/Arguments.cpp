@@ -159,15 +159,16 @@ constexpr Type kReplaceRules = {problemWithReplaceRules};
 std::string problemWith(const JsonObject& members, std::span<const Argument> arguments, std::string_view besides) {
   for (const auto& [key, value] : members) {
     if (key == besides) continue;
-    const auto known =
-        std::find_if(arguments.begin(), arguments.end(), [&](const Argument& a) { return a.name == key; });
+    const auto known = std::find_if(arguments.begin(), arguments.end(),
+                                    [&name = key](const Argument& each) { return each.name == name; });
     if (known == arguments.end()) return "there is no " + shownText(key) + " here; there is: " + namesOf(arguments);
     if (isNull(value) && known->mayBeNull) continue;
     const std::string problem = known->type->problem(value);
     if (problem.empty()) continue;
     const bool isIndex = problem.starts_with('[');
-    return "\"" + key + "\"" + (isIndex ? "" : " ") + problem +
-           (known->mayBeNull && !isIndex ? ", and may be null" : "");
+    std::string whole = "\"";
+    whole.append(key).append(isIndex ? "\"" : "\" ").append(problem);
+    return whole.append(known->mayBeNull && !isIndex ? ", and may be null" : "");
   }
   for (const Argument& argument : arguments) {
     if (!argument.mayBeLeftOut && find(members, argument.name) == nullptr) {

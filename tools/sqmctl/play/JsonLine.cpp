@@ -77,7 +77,8 @@ class Builder final : public json::json_sax_t {
       return nullptr;
     }
     if (auto* list = std::get_if<JsonArray>(open_.back())) return &list->emplace_back(std::move(value));
-    return &std::get<JsonObject>(*open_.back()).emplace_back(std::move(key_), std::move(value)).value;
+    auto& members = std::get<JsonObject>(*open_.back());
+    return &members.emplace_back(sqm::JsonMember{std::move(key_), std::move(value)}).value;
   }
 
   /// The containers that are open do not grow until this one is closed, so its address holds.

@@ -8,6 +8,7 @@
 #include <sys/stat.h>
 #include <system_error>
 #include <unistd.h>
+#include <utility>
 
 #include "tools/sqmctl/Command.h"
 
@@ -57,7 +58,7 @@ int makeNamelessFile() {
 
 }  // namespace
 
-Lines::Lines(const std::string& file) : file_(file), buffer_(kChunk, '\0') {
+Lines::Lines(std::string file) : file_(std::move(file)), buffer_(kChunk, '\0') {
   const bool isInput = file_ == "-";
   descriptor_ =
       isInput ? ::fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1) : ::open(file_.c_str(), O_RDONLY | O_CLOEXEC);

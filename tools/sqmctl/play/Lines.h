@@ -16,7 +16,7 @@ class Lines {
   static constexpr std::size_t kLongest = std::size_t{64} << 20;
 
   /// Opens `file`; "-" is standard input.
-  explicit Lines(const std::string& file);
+  explicit Lines(std::string file);
   Lines(const Lines&) = delete;
   Lines& operator=(const Lines&) = delete;
   ~Lines();

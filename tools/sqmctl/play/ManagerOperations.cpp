@@ -21,7 +21,7 @@ using sqm::platform::ReplaceRule;
 
 constexpr struct {
   Argument argument;
-  void (SQMManager::*set)(std::optional<std::string> url);
+  void (SQMManager::*set)(std::optional<std::string> url) = nullptr;
 } kAddresses[] = {
     {optionalNullable("client", kText), &SQMManager::SetSQMClientURL},
     {optionalNullable("connection", kText), &SQMManager::SetSQMConnectionURL},

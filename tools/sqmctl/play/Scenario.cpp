@@ -59,7 +59,7 @@ Step Scenario::stepOf(std::string_view line) const {
   const auto member = std::find_if(step.arguments.begin(), step.arguments.end(),
                                    [](const sqm::JsonMember& each) { return each.key == kDo; });
   if (member == step.arguments.end()) {
-    step.fault = "\"do\" is missing: the operation, as in {\"do\":\"save\"}";
+    step.fault = R"("do" is missing: the operation, as in {"do":"save"})";
     return step;
   }
   const auto* name = std::get_if<std::string>(&member->value);

@@ -27,7 +27,7 @@ std::string shown(const sqm::JsonValue& value) {
   if (std::holds_alternative<sqm::JsonObject>(value)) return "an object";
   if (std::holds_alternative<sqm::JsonArray>(value)) return "a list";
   std::string digits = std::get<sqm::JsonLiteral>(value).text;
-  if (digits.size() > kLongest) digits.replace(kLongest, std::string::npos, kEllipsis);
+  if (digits.size() > kLongest) digits.erase(kLongest).append(kEllipsis);
   return digits;
 }
 
