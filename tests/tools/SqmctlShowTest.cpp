@@ -138,8 +138,7 @@ TEST(SqmctlDocuments, AreThoseThatAnUploadPosts) {
             "    <vpn>2</vpn>\n"
             "  </sqmList>\n");
   const std::string document = R"(<?xml version="1.0" encoding="utf-8"?><sqmList><vpn/><vpn>2</vpn></sqmList>)";
-  EXPECT_EQ(home.run({"documents", "application", "--raw"}).out, document + "
-");
+  EXPECT_EQ(home.run({"documents", "application", "--raw"}).out, document + "\n");
   EXPECT_EQ(Json::parse(home.run({"documents", "application", "--json"}).out),
             Json::array({{{"type", "application"}, {"records", 2}, {"bytes", 75}, {"document", document}}}));
   EXPECT_EQ(home.run({"documents", "--raw"}).out,
