@@ -55,7 +55,7 @@ TEST(SqmctlPlayCheck, TellsWhatIsWrongWithALine) {
       {R"({"do":7})", "there is no operation 7; there is: "},
       {R"({"do":null})", "there is no operation null; there is: "},
       // Arguments that are unknown, missing, or null where nothing may be.
-      {R"({"do":"save","now":true})", "save: there is no \"now\" here; there is: none"},
+      {R"({"do":"save","now":true})", "save: there is no \"now\" here"},
       {R"({"do":"device","param":{}})", "device: there is no \"param\" here; there is: params"},
       {R"({"do":"upload","timeout":1})", "upload: there is no \"timeout\" here; there is: timeoutSeconds"},
       {R"({"do":"setDeviceType"})", "setDeviceType: \"value\" is missing"},
@@ -70,10 +70,10 @@ TEST(SqmctlPlayCheck, TellsWhatIsWrongWithALine) {
       {R"({"do":"directory.upload","url":"x"})", "directory.upload: \"path\" is missing"},
       {R"({"do":"diagnostics.appendLoginPoll"})", "diagnostics.appendLoginPoll: \"entry\" is missing"},
       // Texts.
-      {R"({"do":"setURLs","client":1})", "setURLs: \"client\" must be a string, not 1, and may be null"},
+      {R"({"do":"setURLs","client":1})", "setURLs: \"client\" must be a string or null, not 1"},
       {R"({"do":"setURLs","clients":"x"})",
        "setURLs: there is no \"clients\" here; there is: client, connection, device, application, userAcceptance"},
-      {R"({"do":"timeStamp","value":5})", "timeStamp: \"value\" must be a string, not 5, and may be null"},
+      {R"({"do":"timeStamp","value":5})", "timeStamp: \"value\" must be a string or null, not 5"},
       {R"({"do":"collector.directory","path":null})", "collector.directory: \"path\" must be a string, not null"},
       {R"({"do":"collector.directory","path":"a\u0000b"})",
        "collector.directory: \"path\" must name a file or folder, so without a NUL"},
@@ -83,8 +83,7 @@ TEST(SqmctlPlayCheck, TellsWhatIsWrongWithALine) {
        "collector.creation: \"sqmCounter\" is missing"},
       {R"({"do":"collector.postConnect","first":"a","devicetype":3})",
        "collector.postConnect: \"devicetype\" must be a string, not 3"},
-      {R"({"do":"diagnostics.set","ssid":["a"]})",
-       "diagnostics.set: \"ssid\" must be a string, not a list, and may be null"},
+      {R"({"do":"diagnostics.set","ssid":["a"]})", "diagnostics.set: \"ssid\" must be a string or null, not a list"},
       {R"({"do":"diagnostics.set","SSID":"a"})", "diagnostics.set: there is no \"SSID\" here; there is: ssid, "},
       // Numbers.
       {R"({"do":"setDeviceType","value":"1"})", R"(setDeviceType: "value" must be an integer of 64 bits, not "1")"},
@@ -110,8 +109,7 @@ TEST(SqmctlPlayCheck, TellsWhatIsWrongWithALine) {
       {R"({"do":"advance","seconds":1})", "advance: the clock stands still only with the option --time"},
       // Session parameters.
       {R"({"do":"device","params":[]})", "device: \"params\" must be an object, not a list"},
-      {R"({"do":"connectionStop","params":"6"})",
-       R"(connectionStop: "params" must be an object, not "6", and may be null)"},
+      {R"({"do":"connectionStop","params":"6"})", R"(connectionStop: "params" must be an object or null, not "6")"},
       {R"({"do":"device","params":{"ssid":"x"}})",
        R"(device: "params" must have decimal keys of at most 64 bits, not "ssid")"},
       {R"({"do":"device","params":{"":"x"}})", R"(device: "params" must have decimal keys of at most 64 bits, not "")"},
@@ -139,7 +137,7 @@ TEST(SqmctlPlayCheck, TellsWhatIsWrongWithALine) {
        R"(filter: "disable"[0] is wrong: there is no "values" here; there is: name, subType)"},
       {R"({"do":"filter","replace":[{"name":"a"}]})", R"(filter: "replace"[0] is wrong: "values" is missing)"},
       {R"({"do":"filter","replace":[{"name":"a","subType":1,"values":{}}]})",
-       R"(filter: "replace"[0] is wrong: "subType" must be a string, not 1, and may be null)"},
+       R"(filter: "replace"[0] is wrong: "subType" must be a string or null, not 1)"},
       {R"({"do":"filter","replace":[{"name":"a","values":{"b":null}}]})",
        R"(filter: "replace"[0] is wrong: "values" must hold strings; under "b" is null)"},
       // Diagnostics.
@@ -148,7 +146,7 @@ TEST(SqmctlPlayCheck, TellsWhatIsWrongWithALine) {
       {R"({"do":"diagnostics.appendDiscovery","entry":null})",
        "diagnostics.appendDiscovery: \"entry\" must be a string or an object, not null"},
       {R"({"do":"diagnostics.set","discoveryDetails":"a"})",
-       R"(diagnostics.set: "discoveryDetails" must be a list, not "a", and may be null)"},
+       R"(diagnostics.set: "discoveryDetails" must be a list or null, not "a")"},
       {R"({"do":"diagnostics.set","loginPollDetails":["a",{},5]})",
        "diagnostics.set: \"loginPollDetails\"[2] must be a string or an object, not 5"},
       // What is long is not shown whole, and what is no text of one line, escaped.

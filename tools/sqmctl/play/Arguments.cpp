@@ -27,8 +27,10 @@ bool isNull(const JsonValue& value) {
   return literal != nullptr && literal->text == "null";
 }
 
-std::string mustBe(std::string_view what, const JsonValue& not_) {
-  return std::string("must be ").append(what).append(", not ").append(shown(not_));
+constexpr std::string_view kNot = ", not ";
+
+std::string mustBe(std::string_view what, const JsonValue& value) {
+  return std::string("must be ").append(what).append(kNot).append(shown(value));
 }
 
 std::optional<double> numberOf(const JsonValue& value) {
@@ -136,10 +138,17 @@ std::string problemWithReplaceRules(const JsonValue& value) {
   });
 }
 
-std::string namesOf(std::span<const Argument> arguments) {
+std::string unknown(std::string_view name, std::span<const Argument> arguments) {
   std::string names;
-  for (const Argument& each : arguments) names.append(names.empty() ? "" : ", ").append(each.name);
-  return names.empty() ? "none" : names;
+  for (const Argument& each : arguments) names.append(names.empty() ? "; there is: " : ", ").append(each.name);
+  return "there is no " + shownText(name) + " here" + names;
+}
+
+/// The problem of an argument that may be null, too.
+std::string orNull(std::string problem) {
+  const std::size_t end = problem.starts_with("must be ") ? problem.find(kNot) : std::string::npos;
+  if (end != std::string::npos) problem.insert(end, " or null");
+  return problem;
 }
 
 }  // namespace
@@ -161,14 +170,12 @@ std::string problemWith(const JsonObject& members, std::span<const Argument> arg
     if (key == besides) continue;
     const auto known = std::find_if(arguments.begin(), arguments.end(),
                                     [&name = key](const Argument& each) { return each.name == name; });
-    if (known == arguments.end()) return "there is no " + shownText(key) + " here; there is: " + namesOf(arguments);
+    if (known == arguments.end()) return unknown(key, arguments);
     if (isNull(value) && known->mayBeNull) continue;
     const std::string problem = known->type->problem(value);
     if (problem.empty()) continue;
-    const bool isIndex = problem.starts_with('[');
-    std::string whole = "\"";
-    whole.append(key).append(isIndex ? "\"" : "\" ").append(problem);
-    return whole.append(known->mayBeNull && !isIndex ? ", and may be null" : "");
+    const char* const space = problem.starts_with('[') ? "" : " ";
+    return "\"" + key + "\"" + space + (known->mayBeNull ? orNull(problem) : problem);
   }
   for (const Argument& argument : arguments) {
     if (!argument.mayBeLeftOut && find(members, argument.name) == nullptr) {
