@@ -13,6 +13,11 @@ using sqm::tests::response;
 
 std::size_t waiting(const Home& home) { return Json::parse(home.run({"queue", "list", "--json"}).out).size(); }
 
+TEST(SqmctlQueueAdd, TakesASchemeInAnyCase) {
+  const Home home;
+  EXPECT_EQ(home.run({"queue", "add", "HTTP://127.0.0.1:1/", "x"}).status, 0);
+}
+
 TEST(SqmctlQueueAdd, TakesDataFromAnArgumentAFileOrStandardInput) {
   const Home home;
   const std::string file = home.path() + "/body";

@@ -34,6 +34,14 @@ TEST(SqmctlStatus, SaysThatNothingWaits) {
   EXPECT_EQ(outcome.err, "");
 }
 
+TEST(SqmctlStatus, DoesNotSayThatNothingWaitsInWhatItCannotRead) {
+  const Home home;
+  putContent(home.queue(), "no archive");
+  const Outcome outcome = home.run({"status"});
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_TRUE(outcome.out.ends_with("\nNothing waits in what can be read\n")) << outcome.out;
+}
+
 class SqmctlStatusOfWaiting : public ::testing::Test {
  protected:
   SqmctlStatusOfWaiting() {

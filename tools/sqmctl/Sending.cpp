@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <string_view>
+#include <strings.h>
 
 #include "sqm/platform/RunLoop.h"
 
@@ -76,7 +77,8 @@ std::string addressProblem(const std::string& address) {
   for (const std::string_view scheme : {"http://", "https://"}) {
     const bool isBlank = std::any_of(address.begin(), address.end(),
                                      [](char c) { return static_cast<unsigned char>(c) <= 0x20 || c == 0x7F; });
-    if (address.starts_with(scheme) && address.size() > scheme.size() && address[scheme.size()] != '/' && !isBlank) {
+    const bool isScheme = ::strncasecmp(address.c_str(), scheme.data(), scheme.size()) == 0;
+    if (isScheme && address.size() > scheme.size() && address[scheme.size()] != '/' && !isBlank) {
       return {};
     }
   }

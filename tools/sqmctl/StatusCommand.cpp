@@ -95,7 +95,10 @@ void run(Invocation& invocation, const StatusOptions& options) {
   terminal.line(terminal.styled(Style::bold, "Below " + home));
   for (const Place& place : all) printRow(terminal, place);
   terminal.line(terminal.shown("The .sqm files are those of " + folder));
-  terminal.line(oldest ? "The oldest file in which something waits is of " + utcText(*oldest) : "Nothing waits");
+  const bool isAllRead = std::all_of(all.begin(), all.end(), [](const Place& place) { return place.isReadable; });
+  terminal.line(oldest      ? "The oldest file in which something waits is of " + utcText(*oldest)
+                : isAllRead ? "Nothing waits"
+                            : "Nothing waits in what can be read");
 }
 
 }  // namespace
