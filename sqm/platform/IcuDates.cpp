@@ -54,11 +54,11 @@ std::unique_ptr<icu::TimeZone> zoneCalled(std::string_view name, Date at) {
 }  // namespace
 
 bool IcuDates::isZone(std::string_view name) {
-  UBool isInDatabase = false;  // and not an offset that ICU has a name for, as "GMT+3"
+  UBool isInDatabase = 0;  // and not an offset that ICU has a name for, as "GMT+3"
   icu::UnicodeString canonical;
   UErrorCode status = U_ZERO_ERROR;
   icu::TimeZone::getCanonicalID(unicode(name), canonical, isInDatabase, status);
-  return U_SUCCESS(status) && isInDatabase;
+  return U_SUCCESS(status) != 0 && isInDatabase != 0;
 }
 
 std::chrono::seconds IcuDates::secondsFromGMT(Date at) const {

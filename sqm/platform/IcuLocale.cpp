@@ -59,7 +59,7 @@ std::string IcuLocale::identifierOf(std::string_view posixLocale) {
 bool IcuLocale::isLocale(std::string_view identifier) {
   if (identifier.empty() || !isPlain(identifier)) return false;
   const icu::Locale locale = localeOf(identifier);
-  if (locale.isBogus() || *locale.getISO3Language() == '\0') return false;
+  if (locale.isBogus() != 0 || *locale.getISO3Language() == '\0') return false;
   // A region is a country, or an area by its number: es_419 is the Spanish of Latin America.
   const std::string_view region = locale.getCountry();
   const bool isArea = region.find_first_not_of("0123456789") == std::string_view::npos;

@@ -121,13 +121,13 @@ TEST_F(PreferencesFileTest, RealNumbersAreKeptWhateverTheLocaleOfTheHost) {
   std::filesystem::create_directory(folder_ / "comma");
   putContent(folder_ / "comma/LC_NUMERIC", std::string(std::begin(kNumbers), std::end(kNumbers)));
   const EnvironmentVariable locales("LOCPATH", folder_.path().c_str());
-  ASSERT_NE(std::setlocale(LC_NUMERIC, "comma"), nullptr);
+  ASSERT_NE(std::setlocale(LC_NUMERIC, "comma"), nullptr);  // NOLINT(concurrency-mt-unsafe): there is one thread
   char written[8];
   std::snprintf(written, sizeof written, "%.1f", 1.5);
   storedIn(dictionary("<key>other</key><real>1.5</real>"));
   EXPECT_TRUE(PreferencesFile(folder_.path(), logs_).setClientTimeStamp("t"));
   EXPECT_EQ(::uselocale(nullptr), LC_GLOBAL_LOCALE) << "the thread's locale is the host's affair";
-  std::setlocale(LC_NUMERIC, "C");
+  std::setlocale(LC_NUMERIC, "C");  // NOLINT(concurrency-mt-unsafe): there is one thread
   EXPECT_STREQ(written, "1,5");
   EXPECT_THAT(contentOf(path_), HasSubstr("<real>1.5"));
 }
@@ -153,7 +153,7 @@ TEST_F(PreferencesFileTest, AFileOfAnotherKindIsReportedAndReplaced) {
                                   deep.bytes(),
                                   laughs.bytes(),
                                   echoes.bytes(),
-                                  "{\"clientTimeStamp\": \"t\"}"};
+                                  R"({"clientTimeStamp": "t"})"};
   std::size_t reported = 0;
   for (const std::string& content : contents) {
     SCOPED_TRACE(content.substr(0, 40));

@@ -111,7 +111,7 @@ class Sender {
 
   static bool isEmpty() { return uploader().recordQueue().value().empty(); }
 
-  void abort() { transactions_.first->abortTransaction(); }
+  void abort() const { transactions_.first->abortTransaction(); }
 
   std::size_t linesWith(const std::string& text) const {
     const auto lines = logs_.lines("queue");

@@ -23,7 +23,7 @@ struct Event {
 std::vector<Event> eventsIn(const std::string& text) {
   std::vector<Event> events;
   std::size_t at = 0;
-  for (std::size_t end; (end = text.find("\n\n", at)) != std::string::npos; at = end + 2) {
+  for (std::size_t end = 0; (end = text.find("\n\n", at)) != std::string::npos; at = end + 2) {
     Event event;
     std::istringstream lines(text.substr(at, end - at));
     for (std::string line; std::getline(lines, line);) {
@@ -50,7 +50,8 @@ std::vector<Event> watch(const CollectorClient& client, const std::string& path,
 
 std::vector<std::string> idsOf(const std::vector<Event>& events) {
   std::vector<std::string> ids;
-  for (const Event& event : events) ids.push_back(event.name + " " + event.id);
+  ids.reserve(events.size());
+  for (const Event& event : events) ids.push_back(std::string(event.name).append(" ").append(event.id));
   return ids;
 }
 
