@@ -1,7 +1,6 @@
 #include "sqm/common/NotificationCenter.h"
 
-#include <algorithm>
-#include <iterator>
+#include <cstdint>
 #include <string>
 #include <utility>
 #include <vector>
@@ -12,9 +11,10 @@ struct NotificationCenter::Registration::Observer {
   std::string name;
   const void* object;
   Handler handler;
+  std::uint64_t number;  // rises with each registration
 
-  bool wants(std::string_view posted, const void* by) const {
-    return name == posted && (object == nullptr || object == by);
+  bool wants(const Notification& notification) const {
+    return name == notification.name && (object == nullptr || object == notification.object);
   }
 };
 
@@ -22,40 +22,48 @@ struct NotificationCenter::Registration::Observer {
 struct NotificationCenter::Observers {
   using Observer = Registration::Observer;
 
-  std::vector<std::weak_ptr<Observer>> list;
+  std::vector<std::weak_ptr<Observer>> list;  // in the order of their numbers
+  std::uint64_t newest = 0;
 
   void add(const std::shared_ptr<Observer>& observer) {
     std::erase_if(list, [](const auto& each) { return each.expired(); });
     list.push_back(observer);
+    observer->number = ++newest;
   }
 
-  std::vector<std::weak_ptr<Observer>> wanting(std::string_view name, const void* object) const {
-    std::vector<std::weak_ptr<Observer>> found;
-    std::copy_if(list.begin(), list.end(), std::back_inserter(found), [&](const auto& each) {
-      const auto observer = each.lock();
-      return observer && observer->wants(name, object);
-    });
-    return found;
+  /// The first that wants the notification and has a number above `after`, up to `last`; null when there is none.
+  std::shared_ptr<Observer> next(const Notification& notification, std::uint64_t after, std::uint64_t last) const {
+    for (const auto& each : list) {
+      auto observer = each.lock();
+      if (observer && observer->number > after && observer->number <= last && observer->wants(notification)) {
+        return observer;
+      }
+    }
+    return nullptr;
   }
 };
 
-NotificationCenter::NotificationCenter() : observers_(std::make_unique<Observers>()) {}
+NotificationCenter::NotificationCenter() : observers_(std::make_shared<Observers>()) {}
 
 NotificationCenter::~NotificationCenter() = default;
 
 NotificationCenter::Registration NotificationCenter::addObserver(std::string_view name, const void* object,
                                                                  Handler handler) {
-  auto observer =
-      std::make_shared<Registration::Observer>(Registration::Observer{std::string(name), object, std::move(handler)});
+  auto observer = std::make_shared<Registration::Observer>(
+      Registration::Observer{std::string(name), object, std::move(handler), 0});
   observers_->add(observer);
   return Registration(std::move(observer));
 }
 
 void NotificationCenter::postNotificationName(std::string_view name, const void* object) {
   const Notification notification{name, object};
-  for (const auto& each : observers_->wanting(name, object)) {
-    // Who is gone by now is not called; who removes itself lives until its handler returns.
-    if (const auto observer = each.lock()) observer->handler(notification);
+  const auto observers = observers_;  // a handler may destroy this center
+  const std::uint64_t last = observers->newest;
+  std::uint64_t after = 0;
+  // Who is gone by then is not called; who removes itself lives until its handler returns.
+  while (const auto observer = observers->next(notification, after, last)) {
+    after = observer->number;
+    observer->handler(notification);
   }
 }
 

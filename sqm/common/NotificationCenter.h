@@ -49,12 +49,13 @@ class NotificationCenter {
   /// Calls `handler` for every notification called `name` that `object` posts; a null `object` stands for any sender.
   [[nodiscard]] Registration addObserver(std::string_view name, const void* object, Handler handler);
 
-  /// Calls the handlers that are registered for `name` from `object`, in the order of their registration.
+  /// Calls the handlers that are registered for `name` from `object`, in the order of their registration. Needs no
+  /// memory.
   void postNotificationName(std::string_view name, const void* object);
 
  private:
   struct Observers;
-  std::unique_ptr<Observers> observers_;
+  std::shared_ptr<Observers> observers_;
 };
 
 }  // namespace sqm

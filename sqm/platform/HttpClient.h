@@ -23,6 +23,9 @@ struct HttpOptions {
   /// Not a byte either way on an open connection, the wait for the server's answer included. Held to within a few
   /// seconds.
   std::chrono::seconds stallLimit = std::chrono::minutes(1);
+  /// A kept-alive connection that was idle for longer is not used again: after a change of networks it may lead
+  /// nowhere.
+  std::chrono::seconds idleLimit = std::chrono::seconds(5);
   /// The whole request: long enough for a large upload on a slow line, which the stall limit lets go on.
   std::chrono::milliseconds totalLimit = std::chrono::hours(1);
   /// Bytes of a response body. A longer response is an error.

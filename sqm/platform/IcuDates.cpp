@@ -27,8 +27,12 @@ std::int32_t millisecondsFromGMT(const icu::TimeZone& zone, Date at) {
   return standard + summer;
 }
 
-/// ICU keeps what it finds out about the system in variables of its own, without a lock.
+/// Has ICU look for its default zone, which its formats do when they are made, before anything else: it keeps what it
+/// finds out about the system in variables of its own, without a lock.
+void prepareIcu() { static const std::unique_ptr<icu::TimeZone> first(icu::TimeZone::createDefault()); }
+
 std::unique_ptr<icu::TimeZone> detectedZone() {
+  prepareIcu();
   static std::mutex mutex;
   const std::lock_guard lock(mutex);
   return std::unique_ptr<icu::TimeZone>(icu::TimeZone::detectHostTimeZone());
@@ -67,6 +71,7 @@ std::chrono::seconds IcuDates::secondsFromGMT(Date at) const {
 }
 
 std::string IcuDates::text(Date date, std::string_view pattern) const {
+  prepareIcu();
   UErrorCode status = U_ZERO_ERROR;
   icu::SimpleDateFormat format(unicode(pattern), icu::Locale("en_US_POSIX"), status);
   if (U_FAILURE(status) != 0) return {};

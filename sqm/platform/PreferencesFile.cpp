@@ -115,10 +115,14 @@ bool PreferencesFile::setClientTimeStamp(std::optional<std::string_view> value) 
     char* xml = nullptr;
     std::uint32_t length = 0;
     plist_to_xml(dictionary.get(), &xml, &length);
-    FileReplacement file(files_, path_, FileReplacement::Mode::atomically);
-    file.write({xml, length});
-    plist_to_xml_free(xml);
-    failure = file.commit();
+    if (xml == nullptr) {
+      failure = make_error_code(std::errc::not_enough_memory);
+    } else {
+      FileReplacement file(files_, path_, FileReplacement::Mode::atomically);
+      file.write({xml, length});
+      plist_to_xml_free(xml);
+      failure = file.commit();
+    }
   }
   if (failure) problems_.cannotWrite(path_, failure.message());
   return !failure;

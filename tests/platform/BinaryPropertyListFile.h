@@ -32,6 +32,7 @@ struct BinaryPropertyListFile {
     return bytes;
   }
   static std::string array(const std::vector<std::uint64_t>& references) { return container(0xA0, references); }
+  static std::string set(const std::vector<std::uint64_t>& references) { return container(0xC0, references); }
   static std::string dictionary(const std::vector<std::uint64_t>& references) { return container(0xD0, references); }
   static std::string text(const std::string& bytes) { return header(0x50, bytes.size()) + bytes; }
   static std::string text16(const std::u16string& units) {

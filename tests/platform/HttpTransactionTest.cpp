@@ -186,6 +186,23 @@ TEST_F(HttpTransaction, ABoundOfNoConnectionMeansOne) {
   EXPECT_THAT(caller->told, ElementsAre(kOk));
 }
 
+TEST_F(HttpTransaction, AConnectionThatWasIdleForLongIsNotUsedAgain) {
+  startClient({.idleLimit = std::chrono::seconds(1)});
+  const LoopbackServer server(response("200 OK"));
+  const auto caller = newCaller();
+  caller->send(server.url());
+  runUntilTold(*caller, 1);
+  caller->send(server.url());
+  runUntilTold(*caller, 2);
+  loop.runUntil([] { return false; }, std::chrono::milliseconds(2100));  // whole seconds count
+  caller->send(server.url());
+  runUntilTold(*caller, 3);
+  const auto requests = server.requests();
+  ASSERT_EQ(requests.size(), 3U);
+  EXPECT_EQ(requests[1].connection, 0U);
+  EXPECT_EQ(requests[2].connection, 1U);
+}
+
 TEST_F(HttpTransaction, ARequestIsSentAgainWhenItsKeptAliveConnectionDiesUnanswered) {
   const LoopbackServer server({response("200 OK", "ok"), {"", Then::close}, response("200 OK", "ok")});
   const auto caller = newCaller();

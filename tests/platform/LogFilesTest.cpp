@@ -260,6 +260,30 @@ TEST_F(LogFilesTest, AFailureLosesALineAndNoMore) {
   }
 }
 
+/// A disk that is full in the middle of the second line, and has room again.
+class FullForALine : public FaultyFileOperations {
+ public:
+  ssize_t write(int descriptor, const void* bytes, std::size_t size) override {
+    ++writes_;
+    if (writes_ == 3) {
+      errno = ENOSPC;
+      return -1;
+    }
+    return FaultyFileOperations::write(descriptor, bytes, writes_ == 2 ? size / 2 : size);
+  }
+
+ private:
+  int writes_ = 0;
+};
+
+TEST_F(LogFilesTest, ALineThatWasCutStaysALineOfItsOwn) {
+  FullForALine files;
+  LogFiles logs(options(), files);
+  const auto log = logs.initWithFile("a.log", 2);
+  for (const std::string_view text : {"1", "2", "3", "4"}) write(*log, text);
+  EXPECT_EQ(content("a.log"), line("1") + line("2").substr(0, line("2").size() / 2) + "\n" + line("3") + line("4"));
+}
+
 TEST_F(LogFilesTest, AFileThatCannotBeMovedAwayIsEmptied) {
   auto small = options();
   small.fileSize = line("1").size();

@@ -140,20 +140,17 @@ TEST_F(PreferencesFileTest, AFileOfAnotherKindIsReportedAndReplaced) {
   File laughs;
   for (std::uint64_t level = 1; level < 30; ++level) laughs.objects.push_back(File::array({level, level, level}));
   laughs.objects.push_back(File::text("ha"));
+  File sets{.objects = {File::dictionary({1, 2}), File::text("key")}};
+  for (std::uint64_t level = 3; level < 33; ++level) sets.objects.push_back(File::set({level, level}));
+  sets.objects.push_back(File::text("ha"));
   const File echoes{.objects = {File::dictionary({1, 2}), File::text("key"),
                                 File::array(std::vector<std::uint64_t>(4000, 3)),
                                 File::text(std::string(40'000, 'x'))}};
   const std::string entities = R"(<!DOCTYPE plist [<!ENTITY a "ha"><!ENTITY b SYSTEM "file:///etc/hostname">]>)"
                                "<plist><dict><key>clientTimeStamp</key><string>&a;&b;</string></dict></plist>";
-  const std::string contents[] = {entities,
-                                  "",
-                                  "garbage",
-                                  "<plist><array/></plist>",
-                                  "<plist><dict>",
-                                  deep.bytes(),
-                                  laughs.bytes(),
-                                  echoes.bytes(),
-                                  R"({"clientTimeStamp": "t"})"};
+  const std::string contents[] = {
+      entities,       "",           "garbage",      "<plist><array/></plist>",    "<plist><dict>", deep.bytes(),
+      laughs.bytes(), sets.bytes(), echoes.bytes(), R"({"clientTimeStamp": "t"})"};
   std::size_t reported = 0;
   for (const std::string& content : contents) {
     SCOPED_TRACE(content.substr(0, 40));

@@ -128,6 +128,10 @@ TEST_F(PropertyListRobustness, DeepNestingDoesNotOverflowTheStack) {
   EXPECT_EQ(read(file.bytes()), Array(1, std::nullopt));
 }
 
+TEST_F(PropertyListRobustness, AListOfMoreElementsThanMemoryShouldHoldIsNone) {
+  expectNothing("<plist><array>" + repeated("<a/>", std::size_t{1} << 24) + "</array></plist>");
+}
+
 TEST_F(PropertyListRobustness, EntitiesStayAsTheyAreWritten) {
   std::string declared = R"(<!ENTITY file SYSTEM "file:///etc/hostname"><!ENTITY level0 "ha">)";
   for (int level = 1; level < 40; ++level) {

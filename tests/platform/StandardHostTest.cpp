@@ -90,6 +90,18 @@ TEST(StandardHost, IsIdleAtOnceWhenNothingIsUnderWay) {
   EXPECT_TRUE(host.runUntilIdle(std::chrono::milliseconds(0)));
 }
 
+TEST(StandardHost, WaitsForAsLongAsItIsAsked) {
+  const TemporaryFolder home;
+  StandardHost host(optionsFor(home));
+  const auto transaction = host.httpTransactions->makeTransaction();
+  bool isTold = false;
+  const auto told = host.notificationCenter->addObserver(TrelkHttpTransactionErrorNotification, transaction.get(),
+                                                         [&](const Notification&) { isTold = true; });
+  transaction->sendHttpRequest("http://127.0.0.1:1/", kHttpMethodPost, "nobody listens there");
+  EXPECT_TRUE(host.runUntilIdle(std::chrono::milliseconds::max()));
+  EXPECT_TRUE(isTold);
+}
+
 TEST(StandardHost, IsNotIdleWhileTasksWait) {
   const TemporaryFolder home;
   StandardHost host(optionsFor(home));

@@ -125,6 +125,10 @@ std::optional<BinaryPropertyList::Object> BinaryPropertyList::object(std::uint64
       found.kind = Kind::array;
       unit = referenceSize_;
       break;
+    case 0xC:
+      found.kind = Kind::set;
+      unit = referenceSize_;
+      break;
     case 0xD:
       found.kind = Kind::dictionary;
       unit = 2 * referenceSize_;
@@ -163,7 +167,8 @@ bool BinaryPropertyList::isWithin(std::uint64_t number, std::size_t depth, std::
   const std::size_t counts = 1 + found->body.size() / kBytesOfOne;
   if (counts > objects) return false;
   objects -= counts;
-  if (found->kind != Kind::array && found->kind != Kind::dictionary) return true;
+  const bool refers = found->kind == Kind::array || found->kind == Kind::set || found->kind == Kind::dictionary;
+  if (!refers) return true;
   const std::size_t references = found->body.size() / referenceSize_;
   for (std::size_t index = 0; index < references; ++index) {
     if (!isWithin(reference(*found, index), depth - 1, objects)) return false;

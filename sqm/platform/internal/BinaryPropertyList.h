@@ -20,7 +20,7 @@ namespace sqm::platform {
 /// The format: CFBinaryPList.c of Apple's open CoreFoundation describes it. Numbers are big-endian.
 class BinaryPropertyList {
  public:
-  enum class Kind { array, dictionary, bytesText, utf16Text, data, other };
+  enum class Kind { array, set, dictionary, bytesText, utf16Text, data, other };
 
   /// `count` is that of the elements, of the code units of a text, or of the bytes of data.
   struct Object {
@@ -42,7 +42,8 @@ class BinaryPropertyList {
   /// Nothing when there is no such object, or when it does not lie within the file.
   std::optional<Object> object(std::uint64_t number) const;
 
-  /// The number of an object that `container` refers to: an array's elements; a dictionary's keys, then its values.
+  /// The number of an object that `container` refers to: an array's or a set's elements; a dictionary's keys, then its
+  /// values.
   std::uint64_t reference(const Object& container, std::size_t index) const;
 
   /// True when the tree below the root is at most `depth` deep and unfolds to at most `objects` objects. A long one

@@ -27,6 +27,7 @@ void HttpDeliveries::deliverOne() {
   HttpRequestNode request;
   {
     const std::lock_guard lock(mutex_);
+    if (finished_.empty()) return;  // a loop that threw had taken the task all the same
     request.splice(request.begin(), finished_, finished_.begin());
   }
   if (HttpRequestOwner* const owner = request.front().sender->owner) owner->settle(std::move(request));

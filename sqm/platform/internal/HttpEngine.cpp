@@ -100,10 +100,9 @@ void HttpEngine::run() noexcept {
   while (takeOrders()) {
     startWaiting();
     int running = 0;
-    if (curl_multi_perform(multi_.get(), &running) != CURLM_OK) {
-      breakOffIf([](const HttpRequest&) { return true; }, CURLE_OUT_OF_MEMORY);
-    }
-    const bool placeIsFree = finishEnded();
+    const bool isPerformed = curl_multi_perform(multi_.get(), &running) == CURLM_OK;
+    if (!isPerformed) breakOffIf([](const HttpRequest&) { return true; }, CURLE_OUT_OF_MEMORY);
+    const bool placeIsFree = finishEnded() || !isPerformed;
     const bool allTold = deliveries_->flush();
     if (placeIsFree && !waiting_.empty()) continue;
     if (curl_multi_poll(multi_.get(), nullptr, 0, allTold ? kLongWait : kRetryPause, nullptr) != CURLM_OK) {

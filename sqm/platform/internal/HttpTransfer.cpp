@@ -121,6 +121,8 @@ CURLcode HttpTransfer::setOptions() {
   set(CURLOPT_SSL_VERIFYHOST, 2L);
   set(CURLOPT_SSLVERSION, static_cast<long>(CURL_SSLVERSION_TLSv1_2));
 
+  set(CURLOPT_MAXAGE_CONN, options_.idleLimit.count() == 0 ? kLongestMilliseconds : limit(options_.idleLimit));
+
   set(CURLOPT_CONNECTTIMEOUT_MS, limit(options_.connectLimit));
   set(CURLOPT_TIMEOUT_MS, limit(options_.totalLimit));
   set(CURLOPT_LOW_SPEED_LIMIT, 1L);

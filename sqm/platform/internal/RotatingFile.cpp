@@ -36,8 +36,16 @@ void RotatingFile::append(std::string_view line) {
     if (isFullFor(line)) rotate();
   }
   if (!file_.isOpen()) return;
-  writeAll(operations_, file_.descriptor(), line);
-  size_ += line.size();
+  // What a line left behind that was cut, by a full disk perhaps, stays a line of its own.
+  if (isCut_ && writeAll(operations_, file_.descriptor(), "\n")) return;
+  isCut_ = false;
+  const std::size_t before = size_;
+  if (writeAll(operations_, file_.descriptor(), line)) {
+    look();
+    isCut_ = size_ > before;
+  } else {
+    size_ += line.size();
+  }
 }
 
 void RotatingFile::rotate() {

@@ -47,6 +47,7 @@ class RotatingFile {
   std::size_t files_;
   File file_;
   std::size_t size_ = 0;
+  bool isCut_ = false;  // the file ends within a line
 };
 
 }  // namespace sqm::platform

@@ -1,5 +1,7 @@
 #include "sqm/platform/internal/XmlPropertyList.h"
 
+#include <algorithm>
+#include <cstddef>
 #include <cstring>
 #include <string>
 #include <utility>
@@ -18,6 +20,9 @@ constexpr unsigned kParseOptions =
 
 /// A field-name table, which every record reads, fits without growing.
 constexpr std::size_t kUsualCount = 96;
+
+/// Each takes 64 bytes while the list is read. A list of strings has two tags for each.
+constexpr std::ptrdiff_t kMostTags = std::ptrdiff_t{1} << 24;
 
 bool isNamed(const pugi::xml_node& node, const char* name) { return std::strcmp(node.name(), name) == 0; }
 
@@ -42,6 +47,10 @@ void addText(PropertyList::Array& array, const pugi::xml_node& element) {
 }  // namespace
 
 std::optional<PropertyList::Array> readXmlArray(char* bytes, std::size_t size, std::string_view& problem) {
+  if (std::count(bytes, bytes + size, '<') > kMostTags) {
+    problem = "it holds too many elements";
+    return std::nullopt;
+  }
   pugi::xml_document document;
   const pugi::xml_parse_result parsed = document.load_buffer_inplace(bytes, size, kParseOptions);
   if (!parsed) {
