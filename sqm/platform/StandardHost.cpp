@@ -89,7 +89,7 @@ bool StandardHost::makeFolders() {
 bool StandardHost::runUntilIdle(std::chrono::milliseconds timeout) {
   using std::chrono::steady_clock;
   constexpr std::chrono::milliseconds kForEver = std::chrono::hours(24 * 365);
-  const auto end = steady_clock::now() + std::min(timeout, kForEver);
+  const auto end = steady_clock::now() + std::clamp(timeout, std::chrono::milliseconds(0), kForEver);
   const auto isIdle = [this] { return services_->http.requestsUnderWay() == 0; };
   for (;;) {
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - steady_clock::now());

@@ -88,6 +88,7 @@ TEST(StandardHost, IsIdleAtOnceWhenNothingIsUnderWay) {
   const TemporaryFolder home;
   StandardHost host(optionsFor(home));
   EXPECT_TRUE(host.runUntilIdle(std::chrono::milliseconds(0)));
+  EXPECT_TRUE(host.runUntilIdle(std::chrono::milliseconds::min()));
 }
 
 TEST(StandardHost, WaitsForAsLongAsItIsAsked) {
