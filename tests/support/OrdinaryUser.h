@@ -1,22 +1,37 @@
 #pragma once
 
 #include <filesystem>
+#include <optional>
+#include <stdlib.h>
 #include <string>
 #include <unistd.h>
 
 #include <gtest/gtest.h>
 
-/// For its lifetime the test runs as a user whom permissions bind, where it was started as one whom they do not.
+#include "tools/support/TemporaryFolder.h"
+
+/// For its lifetime the test runs as a user whom permissions bind, where it was started as one whom they do not. What
+/// programs that are started meanwhile tell of their coverage goes to a folder of that user's, and with it.
 class OrdinaryUser {
  public:
   OrdinaryUser() {
     constexpr uid_t kNobody = 65534;
     if (::geteuid() != 0) return;
     EXPECT_EQ(::seteuid(kNobody), 0);
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): no thread reads it
+    ::setenv("GCOV_PREFIX", coverage_.emplace().path().c_str(), /*overwrite=*/1);
   }
   OrdinaryUser(const OrdinaryUser&) = delete;
   OrdinaryUser& operator=(const OrdinaryUser&) = delete;
-  ~OrdinaryUser() { EXPECT_EQ(::seteuid(::getuid()), 0); }
+  ~OrdinaryUser() {
+    if (!coverage_) return;
+    ::unsetenv("GCOV_PREFIX");  // NOLINT(concurrency-mt-unsafe): no thread reads it
+    coverage_.reset();
+    EXPECT_EQ(::seteuid(::getuid()), 0);
+  }
+
+ private:
+  std::optional<tools::TemporaryFolder> coverage_;
 };
 
 /// What anybody may do with a folder that nobody may write to.

@@ -58,10 +58,10 @@ bool isZoneOfMachine(const std::string& name) {
 }
 
 IcuDates datesOf(const EnvironmentOptions& options) {
-  if (!options.zone) return IcuDates();
+  if (!options.zone) return {};
   if (isZoneOfMachine(*options.zone)) {
-    ::setenv("TZ", options.zone->c_str(), /*overwrite=*/1);
-    return IcuDates();
+    ::setenv("TZ", options.zone->c_str(), /*overwrite=*/1);  // NOLINT(concurrency-mt-unsafe): no thread has begun
+    return {};
   }
   if (IcuDates::isZone(*options.zone)) return IcuDates(*options.zone);
   throw Problem(kBadInput, "--zone: there is no time zone \"" + *options.zone +
