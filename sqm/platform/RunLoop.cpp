@@ -44,7 +44,19 @@ void RunLoop::stop() {
 }
 
 bool RunLoop::runUntil(const std::function<bool()>& done, std::chrono::milliseconds timeout) {
+  return runUntil(done, deadlineAfter(timeout));
+}
+
+bool RunLoop::runUntilIdle(const std::function<bool()>& isIdle, std::chrono::milliseconds timeout) {
   const Clock::time_point deadline = deadlineAfter(timeout);
+  for (;;) {
+    if (!runUntil(isIdle, deadline)) return false;
+    if (poll() == 0) return true;
+    if (Clock::now() >= deadline) return isIdle();
+  }
+}
+
+bool RunLoop::runUntil(const std::function<bool()>& done, Clock::time_point deadline) {
   while (!done()) {
     std::unique_lock lock(mutex_);
     const bool queued = changed_.wait_until(lock, deadline, [this] { return !tasks_.empty(); });

@@ -33,10 +33,16 @@ class RunLoop final : public MainThread {
   /// `done` held.
   bool runUntil(const std::function<bool()>& done, std::chrono::milliseconds timeout);
 
+  /// Runs tasks until `isIdle` holds and no task waits that could change that, or until `timeout` has passed. True when
+  /// `isIdle` held.
+  bool runUntilIdle(const std::function<bool()>& isIdle, std::chrono::milliseconds timeout);
+
   /// Runs what is queued now and returns how many tasks that were. What is posted meanwhile waits for the next call.
   std::size_t poll();
 
  private:
+  bool runUntil(const std::function<bool()>& done, std::chrono::steady_clock::time_point deadline);
+
   /// Takes the oldest task out and runs it with the lock released. The queue must not be empty.
   void runOldest(std::unique_lock<std::mutex>& lock);
 

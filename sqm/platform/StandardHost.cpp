@@ -1,7 +1,5 @@
 #include "sqm/platform/StandardHost.h"
 
-#include <algorithm>
-#include <chrono>
 #include <utility>
 
 #include "sqm/common/NotificationCenter.h"
@@ -87,16 +85,7 @@ bool StandardHost::makeFolders() {
 }
 
 bool StandardHost::runUntilIdle(std::chrono::milliseconds timeout) {
-  using std::chrono::steady_clock;
-  constexpr std::chrono::milliseconds kForEver = std::chrono::hours(24 * 365);
-  const auto end = steady_clock::now() + std::clamp(timeout, std::chrono::milliseconds(0), kForEver);
-  const auto isIdle = [this] { return services_->http.requestsUnderWay() == 0; };
-  for (;;) {
-    const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - steady_clock::now());
-    if (!runLoop().runUntil(isIdle, std::max(left, std::chrono::milliseconds(0)))) return false;
-    if (runLoop().poll() == 0) return true;
-    if (steady_clock::now() >= end) return isIdle();
-  }
+  return runLoop().runUntilIdle([this] { return services_->http.requestsUnderWay() == 0; }, timeout);
 }
 
 RunLoop& StandardHost::runLoop() { return services_->runLoop; }

@@ -34,15 +34,8 @@ SendingHost::SendingHost(const std::string& home)
 }
 
 bool SendingHost::runUntilIdle(double seconds) {
-  using Clock = std::chrono::steady_clock;
-  const auto end = Clock::now() + std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(seconds));
-  do {
-    const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(end - Clock::now());
-    if (!host_.runLoop().runUntil([this] { return isIdle(); }, std::max(left, std::chrono::milliseconds(0))))
-      return false;
-    host_.runLoop().poll();  // what an answer has left to be done, such as the next request
-  } while (!isIdle());
-  return true;
+  const auto timeout = std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::duration<double>(seconds));
+  return host_.runLoop().runUntilIdle([this] { return isIdle(); }, timeout);
 }
 
 /// The line on an outcome holds the session, the number of the request, the outcome, the milliseconds and the bytes.
