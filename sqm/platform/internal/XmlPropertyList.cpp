@@ -47,7 +47,7 @@ void addText(PropertyList::Array& array, const pugi::xml_node& element) {
 }  // namespace
 
 std::optional<PropertyList::Array> readXmlArray(char* bytes, std::size_t size, std::string_view& problem) {
-  if (std::count(bytes, bytes + size, '<') > kMostTags) {
+  if (std::cmp_greater(size, kMostTags) && std::count(bytes, bytes + size, '<') > kMostTags) {
     problem = "it holds too many elements";
     return std::nullopt;
   }
