@@ -50,6 +50,9 @@ std::string utcNow() {
   return text;
 }
 
+/// What tells of requests, or steers the server; what is posted or put elsewhere is kept.
+bool isOwn(const std::string& path) { return path.starts_with("/_"); }
+
 /// What a request's head says, as the client wrote it.
 struct Head {
   std::string path;
@@ -259,13 +262,10 @@ void watch(const Services& services, const Request& request, Response& response)
   });
 }
 
-/// What tells of requests, or steers the server; all other paths only keep.
-bool isOwn(const std::string& path) { return path == "/" || path.starts_with("/_"); }
-
 /// Lets no page of the web read what is kept here.
 std::optional<Refusal> refuseForeignName(const Request& request) {
   const std::string host = request.get_header_value("Host");
-  if (!isOwn(request.path) || isOwnName(host)) return std::nullopt;
+  if ((request.path != "/" && !isOwn(request.path)) || isOwnName(host)) return std::nullopt;
   return Refusal{403, "'" + host + "' is no name of this machine: ask for localhost, or for its address"};
 }
 
@@ -341,7 +341,7 @@ void addRoutes(HttpServer& server, const Services& services) {
   const std::size_t largestBody = server.limits().largestBody;
   const auto take = [services, largestBody](const Request& request, Response& response,
                                             const httplib::ContentReader& read) {
-    const bool isKept = !request.path.starts_with("/_");
+    const bool isKept = !isOwn(request.path);
     const auto body = readBody(request, response, read, isKept ? largestBody : kLongestFaults);
     if (!body) return;
     if (isKept) {

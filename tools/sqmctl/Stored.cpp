@@ -176,20 +176,25 @@ std::vector<SqmFile> sqmFilesIn(const std::string& folder) {
   return files;
 }
 
+const StoredList& listOf(const StoredLists& lists, sqm::RecordType type) {
+  return *std::find_if(lists.begin(), lists.end(), [&](const StoredList& list) { return list.type == type; });
+}
+
+bool isPostedWithoutRecords(sqm::RecordType type) { return StoreInMemory("/")->document(type).has_value(); }
+
 std::vector<const StoredList*> posted(const StoredLists& lists) {
-  const auto isEmpty = [](const StoredList& list) { return list.records.empty(); };
+  const auto hasRecords = [&lists](sqm::RecordType type) { return !listOf(lists, type).records.empty(); };
   std::vector<const StoredList*> chosen;
-  if (std::all_of(lists.begin(), lists.end(), isEmpty)) return chosen;
-  const auto listOf = [&lists](std::optional<sqm::RecordType> type) {
-    return std::find_if(lists.begin(), lists.end(), [&](const StoredList& list) { return list.type == type; });
-  };
+  if (std::none_of(lists.begin(), lists.end(), [&](const StoredList& list) { return hasRecords(list.type); })) {
+    return chosen;
+  }
   sqm::UploadStep step = nextUploadStep(sqm::UploadState::idle, sqm::UploadEvent::started);
   for (;;) {
-    auto list = listOf(step.postUnlessEmpty);
-    if (list == lists.end() || isEmpty(*list)) list = listOf(step.postOtherwise);
-    if (list == lists.end() || (isEmpty(*list) && list->type != sqm::RecordType::connection)) return chosen;
-    chosen.push_back(&*list);
-    step = nextUploadStep(sqm::uploadStateOf(list->type), sqm::UploadEvent::succeeded);
+    const bool isFirst = step.postUnlessEmpty && hasRecords(*step.postUnlessEmpty);
+    const auto type = isFirst ? step.postUnlessEmpty : step.postOtherwise;
+    if (!type || (!hasRecords(*type) && !isPostedWithoutRecords(*type))) return chosen;
+    chosen.push_back(&listOf(lists, *type));
+    step = nextUploadStep(sqm::uploadStateOf(*type), sqm::UploadEvent::succeeded);
   }
 }
 

@@ -74,6 +74,11 @@ StoredQueue storedQueue(const std::string& home);
 /// The folder of the five lists.
 std::string sqmFolderOf(const std::string& home);
 
+const StoredList& listOf(const StoredLists& lists, sqm::RecordType type);
+
+/// True for a type whose document is posted even when there are no records of it.
+bool isPostedWithoutRecords(sqm::RecordType type);
+
 /// Those of the lists whose documents an upload posts, one after another as each arrives.
 std::vector<const StoredList*> posted(const StoredLists& lists);
 

@@ -67,8 +67,9 @@ std::string needOf(const StoredList& list) {
   if (count > 0) {
     return plural(count, std::string(nameOf(list.type)) + " record") + " that wait" + (count == 1 ? "s" : "");
   }
-  if (list.type != RecordType::connection) return "";
-  return "connection document, which is posted even when there are no connection records";
+  if (!isPostedWithoutRecords(list.type)) return "";
+  const std::string name = nameOf(list.type);
+  return name + " document, which is posted even when there are no " + name + " records";
 }
 
 /// Nothing is posted when it is known beforehand that something would stay for want of an address.
@@ -113,12 +114,8 @@ class Upload {
   }
 
  private:
-  const StoredList& listOf(RecordType type) const {
-    return *std::find_if(lists_.begin(), lists_.end(), [&](const StoredList& list) { return list.type == type; });
-  }
-
   std::string row(RecordType type) const {
-    const StoredList& list = listOf(type);
+    const StoredList& list = listOf(lists_, type);
     constexpr std::size_t kNameWidth = 15;
     return "  " + padded(nameOf(type), kNameWidth) + counted(list.records.size(), "record") +
            counted(documentOf(list).size(), "byte") + "  ";
@@ -136,7 +133,7 @@ class Upload {
     terminal_.passing("");
     terminal_.line(row(*inFlight_) + flushRight(secondsText(exchange_.seconds), 9) + "  " +
                    terminal_.styled(style, exchange_.outcome));
-    const std::size_t count = listOf(*inFlight_).records.size();
+    const std::size_t count = listOf(lists_, *inFlight_).records.size();
     if (!exchange_.isAnswer()) {
       failure_ = std::string(nameOf(*inFlight_)) + ": " + exchange_.outcome;
     } else if (!exchange_.isSuccess() && count > 0) {
