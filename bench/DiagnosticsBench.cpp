@@ -7,8 +7,8 @@
 #include <string_view>
 
 #include "sqm/diagnostics/SQMDiagnosticsRecord.h"
-#include "sqm/platform/GzipBase64.h"
-#include "sqm/platform/JsonText.h"
+#include "sqm/platform/text/GzipBase64.h"
+#include "sqm/platform/text/JsonText.h"
 #include "sqm/testing/FakeHost.h"
 
 #include "bench/Comparison.h"

@@ -13,9 +13,9 @@
 #include <vector>
 
 #include "sqm/common/SystemConsole.h"
-#include "sqm/platform/IcuDates.h"
-#include "sqm/store/SQMDataCollector.h"
-#include "sqm/store/SQMStore.h"
+#include "sqm/platform/text/IcuDates.h"
+#include "sqm/sessionfiles/SQMDataCollector.h"
+#include "sqm/sessionfiles/SQMStore.h"
 #include "sqm/testing/FakeHost.h"
 
 #include "bench/Comparison.h"

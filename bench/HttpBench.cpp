@@ -10,8 +10,8 @@
 #include <curl/curl.h>
 
 #include "sqm/common/NotificationCenter.h"
-#include "sqm/platform/HttpClient.h"
-#include "sqm/platform/RunLoop.h"
+#include "sqm/platform/http/HttpClient.h"
+#include "sqm/platform/system/RunLoop.h"
 #include "sqm/testing/MemoryLog.h"
 
 #include "bench/Comparison.h"

@@ -6,7 +6,7 @@
 #include <string_view>
 #include <unistd.h>
 
-#include "sqm/platform/LogFiles.h"
+#include "sqm/platform/files/LogFiles.h"
 
 #include "bench/Comparison.h"
 #include "tools/support/TemporaryFolder.h"

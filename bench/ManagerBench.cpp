@@ -6,9 +6,9 @@
 #include <optional>
 #include <string>
 
-#include "sqm/manager/CreatingCalls.h"
 #include "sqm/manager/SQMManager.h"
 #include "sqm/manager/SQMSessionParams.h"
+#include "sqm/manager/internal/CreatingCalls.h"
 #include "sqm/platform/StandardHost.h"
 
 #include "bench/BareParse.h"

@@ -11,9 +11,9 @@
 #include <unistd.h>
 
 #include "sqm/common/QFSerializer.h"
-#include "sqm/platform/ArchiveFiles.h"
+#include "sqm/platform/files/ArchiveFiles.h"
+#include "sqm/queue/QFRecordUploader.h"
 #include "sqm/testing/FakeHost.h"
-#include "sqm/upload/QFRecordUploader.h"
 
 #include "bench/Comparison.h"
 #include "tools/support/TemporaryFolder.h"

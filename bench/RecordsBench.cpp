@@ -11,7 +11,7 @@
 #include <string_view>
 #include <vector>
 
-#include "sqm/manager/CreatingCalls.h"
+#include "sqm/manager/internal/CreatingCalls.h"
 #include "sqm/records/SQMApplicationRecord.h"
 #include "sqm/records/SQMClientRecord.h"
 #include "sqm/records/SQMDeviceRecord.h"

@@ -14,8 +14,8 @@
 #include <unistd.h>
 #include <vector>
 
-#include "sqm/common/XmlText.h"
-#include "sqm/platform/PropertyListFiles.h"
+#include "sqm/common/internal/XmlText.h"
+#include "sqm/platform/files/PropertyListFiles.h"
 #include "sqm/store/SQMRecordStore.h"
 #include "sqm/testing/FakeHost.h"
 #include "sqm/testing/MemoryLog.h"

@@ -4,9 +4,9 @@
 #include <cstdio>
 
 #include "sqm/manager/SQMManager.h"
-#include "sqm/platform/PreferencesFile.h"
 #include "sqm/platform/RuleFilter.h"
 #include "sqm/platform/StandardHost.h"
+#include "sqm/platform/files/PreferencesFile.h"
 #include "sqm/records/SQMApplicationRecHelper.h"
 #include "sqm/records/SQMUserAcceptRecHelper.h"
 

@@ -9,9 +9,9 @@
 #include "sqm/common/NotificationCenter.h"
 #include "sqm/common/TrelkConfiguration.h"
 #include "sqm/platform/StandardHost.h"
-#include "sqm/store/SQMDataCollector.h"
+#include "sqm/sessionfiles/SQMDataCollector.h"
+#include "sqm/sessionfiles/SQMUploader.h"
 #include "sqm/upload/SQMUploadNotifications.h"
-#include "sqm/upload/SQMUploader.h"
 
 namespace {
 

@@ -10,9 +10,9 @@
 #include <string_view>
 
 #include "sqm/common/LogFile.h"
-#include "sqm/platform/RunLoop.h"
 #include "sqm/platform/StandardHost.h"
-#include "sqm/upload/QFRecordUploader.h"
+#include "sqm/platform/system/RunLoop.h"
+#include "sqm/queue/QFRecordUploader.h"
 
 namespace {
 

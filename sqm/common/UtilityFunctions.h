@@ -10,8 +10,9 @@ class UtilityFunctions {
  public:
   virtual ~UtilityFunctions() = default;
 
-  /// Appends `text`, made safe as XML element content, to `out`. Must not throw for any bytes.
-  virtual void appendXmlCompatible(std::string& out, std::string_view text) const = 0;
+  /// Appends `text`, made safe as XML element content, to `out`. The library's own rule: & < > " ' become references,
+  /// and what XML 1.0 does not allow becomes U+FFFD. An override must not throw for any bytes.
+  virtual void appendXmlCompatible(std::string& out, std::string_view text) const;
 
   std::string convertToXmlCompatibleString(std::string_view text) const {
     std::string safe;

@@ -5,7 +5,7 @@
 
 #include "sqm/common/LogFile.h"
 #include "sqm/common/QFSQMFilterManager.h"
-#include "sqm/manager/CreatingCalls.h"
+#include "sqm/manager/internal/CreatingCalls.h"
 #include "sqm/records/SQMClientHelper.h"
 #include "sqm/records/SQMClientRecord.h"
 #include "sqm/records/SQMDeviceRecord.h"

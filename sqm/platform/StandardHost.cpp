@@ -3,23 +3,23 @@
 #include <utility>
 
 #include "sqm/common/NotificationCenter.h"
-#include "sqm/platform/ArchiveFiles.h"
-#include "sqm/platform/FileOperations.h"
-#include "sqm/platform/FileProblems.h"
-#include "sqm/platform/GzipBase64.h"
-#include "sqm/platform/HomeFolders.h"
-#include "sqm/platform/IcuDates.h"
-#include "sqm/platform/IcuLocale.h"
-#include "sqm/platform/JsonText.h"
-#include "sqm/platform/LogFiles.h"
-#include "sqm/platform/PreferencesFile.h"
-#include "sqm/platform/PropertyListFiles.h"
-#include "sqm/platform/ResourceFolder.h"
 #include "sqm/platform/RuleFilter.h"
-#include "sqm/platform/RunLoop.h"
-#include "sqm/platform/StandardErrorConsole.h"
-#include "sqm/platform/SystemClock.h"
-#include "sqm/platform/SystemInformation.h"
+#include "sqm/platform/files/ArchiveFiles.h"
+#include "sqm/platform/files/FileOperations.h"
+#include "sqm/platform/files/FileProblems.h"
+#include "sqm/platform/files/LogFiles.h"
+#include "sqm/platform/files/PreferencesFile.h"
+#include "sqm/platform/files/PropertyListFiles.h"
+#include "sqm/platform/system/HomeFolders.h"
+#include "sqm/platform/system/ResourceFolder.h"
+#include "sqm/platform/system/RunLoop.h"
+#include "sqm/platform/system/StandardErrorConsole.h"
+#include "sqm/platform/system/SystemClock.h"
+#include "sqm/platform/system/SystemInformation.h"
+#include "sqm/platform/text/GzipBase64.h"
+#include "sqm/platform/text/IcuDates.h"
+#include "sqm/platform/text/IcuLocale.h"
+#include "sqm/platform/text/JsonText.h"
 
 namespace sqm::platform {
 
@@ -27,10 +27,11 @@ struct StandardHost::Services {
   explicit Services(const Options& options)
       : folders(options.homeDirectory),
         logs({.folder = folders.logFolder()}),
-        propertyLists(logs, {.atomicSaves = options.atomicSaves}),
-        archives(logs),
+        problems(logs, options.onFileProblem),
+        propertyLists(problems, {.atomicSaves = options.atomicSaves}),
+        archives(problems),
         resources(options.resourceDirectory),
-        preferences(folders.applicationQuenfaFolderPath(), logs),
+        preferences(folders.applicationQuenfaFolderPath(), problems),
         http(options.mainThread == nullptr ? runLoop : *options.mainThread, notifications, logs, options.http) {}
 
   // In the order of use: what comes later borrows from what came before.
@@ -38,6 +39,7 @@ struct StandardHost::Services {
   NotificationCenter notifications;
   HomeFolders folders;
   LogFiles logs;
+  FileProblems problems;
   PropertyListFiles propertyLists;
   ArchiveFiles archives;
   ResourceFolder resources;
@@ -80,7 +82,7 @@ StandardHost::~StandardHost() = default;
 bool StandardHost::makeFolders() {
   const std::string folder = services_->folders.applicationQuenfaFolderPath() + "/SQM";
   const std::error_code error = platform::makeFolders(FileOperations::posix(), folder);
-  if (error) FileProblems(services_->logs).cannotWrite(folder, error.message());
+  if (error) services_->problems.cannotWrite(folder, error.message());
   return !error;
 }
 

@@ -5,7 +5,8 @@
 #include <string>
 
 #include "sqm/common/Host.h"
-#include "sqm/platform/HttpClient.h"
+#include "sqm/platform/files/FileProblems.h"
+#include "sqm/platform/http/HttpClient.h"
 
 namespace sqm::platform {
 
@@ -32,6 +33,8 @@ class StandardHost : public Host {
     /// or the new one. Recommended; off, because saves are in place unless the host says otherwise.
     bool atomicSaves = false;
     HttpOptions http;
+    /// Called for each file that could not be read or written, besides the line in the log.
+    FileProblemObserver onFileProblem;
     /// Where tasks for the main thread go: an adapter for the application's own event loop. Null: `runLoop`, which the
     /// application then runs. Outlives the host.
     MainThread* mainThread = nullptr;

@@ -13,7 +13,7 @@ namespace sqm {
 /// keeps them all.
 class SQMClientRecord : public TableRecord {
  public:
-  explicit SQMClientRecord(Host& host) : TableRecord(host, kClientKind) {}
+  explicit SQMClientRecord(Host& host);
 
   std::int64_t ValidateRecordData() const { return validate(); }
 
@@ -25,7 +25,7 @@ class SQMClientRecord : public TableRecord {
   }
 
   /// The locale and the operating system as elements; empty until field 0, their marker, holds a value.
-  std::string constructEnvironmentInformation() const { return holds(0) ? format(kEnvironmentInformation) : ""; }
+  std::string constructEnvironmentInformation() const;
 };
 
 }  // namespace sqm

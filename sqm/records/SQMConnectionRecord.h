@@ -9,10 +9,10 @@ namespace sqm {
 /// What the connection records of all media share. On its own it formats nothing: `FormatRecord` leaves the slot alone.
 class SQMConnectionRecord : public TableRecord {
  public:
-  explicit SQMConnectionRecord(Host& host) : SQMConnectionRecord(host, kConnectionKind) {}
+  explicit SQMConnectionRecord(Host& host);
 
   /// The fields that every medium has.
-  std::string FormatCommonSQMFields() const { return format(kCommonConnectionFields); }
+  std::string FormatCommonSQMFields() const;
 
  protected:
   SQMConnectionRecord(Host& host, const RecordKind& kind) : TableRecord(host, kind) {}

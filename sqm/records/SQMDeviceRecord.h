@@ -10,12 +10,12 @@ namespace sqm {
 /// The mobile device that the client connects with.
 class SQMDeviceRecord : public TableRecord {
  public:
-  explicit SQMDeviceRecord(Host& host) : TableRecord(host, kDeviceKind) {}
+  explicit SQMDeviceRecord(Host& host);
 
   std::int64_t ValidateRecordData() const { return validate(); }
 
   /// The device's elements, without the one around them.
-  std::string FormatMobileDeviceFields() const { return format(kMobileDeviceFields); }
+  std::string FormatMobileDeviceFields() const;
 };
 
 }  // namespace sqm

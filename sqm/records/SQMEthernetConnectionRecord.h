@@ -10,12 +10,12 @@ namespace sqm {
 /// A wired connection attempt: its start and, on the same object, its stop.
 class SQMEthernetConnectionRecord : public SQMConnectionRecord {
  public:
-  explicit SQMEthernetConnectionRecord(Host& host) : SQMConnectionRecord(host, kEthernetConnectionKind) {}
+  explicit SQMEthernetConnectionRecord(Host& host);
 
   std::int64_t ValidateRecordData() const { return validate(); }
 
   /// The fields that this medium alone has.
-  std::string FormatEthernetConnectionFields() const { return format(kEthernetConnectionFields); }
+  std::string FormatEthernetConnectionFields() const;
 };
 
 }  // namespace sqm

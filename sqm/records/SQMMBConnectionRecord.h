@@ -10,12 +10,12 @@ namespace sqm {
 /// A mobile-broadband connection attempt: its start and, on the same object, its stop.
 class SQMMBConnectionRecord : public SQMConnectionRecord {
  public:
-  explicit SQMMBConnectionRecord(Host& host) : SQMConnectionRecord(host, kMBConnectionKind) {}
+  explicit SQMMBConnectionRecord(Host& host);
 
   std::int64_t ValidateRecordData() const { return validate(); }
 
   /// The fields that this medium alone has.
-  std::string FormatMBConnectionFields() const { return format(kMBConnectionFields); }
+  std::string FormatMBConnectionFields() const;
 };
 
 }  // namespace sqm

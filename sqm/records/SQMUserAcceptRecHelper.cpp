@@ -1,6 +1,6 @@
 #include "sqm/records/SQMUserAcceptRecHelper.h"
 
-#include "sqm/records/CodeTable.h"
+#include "sqm/records/internal/CodeTable.h"
 
 namespace sqm {
 

@@ -10,7 +10,7 @@ namespace sqm {
 /// filter completes the values of the records that are to be recorded.
 class SQMUserAcceptanceRecord : public TableRecord {
  public:
-  explicit SQMUserAcceptanceRecord(Host& host) : TableRecord(host, kUserAcceptanceKind) {}
+  explicit SQMUserAcceptanceRecord(Host& host);
 
   std::int64_t ValidateRecordData() const { return validate(); }
 };

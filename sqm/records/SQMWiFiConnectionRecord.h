@@ -10,12 +10,12 @@ namespace sqm {
 /// A Wi-Fi connection attempt: its start and, on the same object, its stop.
 class SQMWiFiConnectionRecord : public SQMConnectionRecord {
  public:
-  explicit SQMWiFiConnectionRecord(Host& host) : SQMConnectionRecord(host, kWiFiConnectionKind) {}
+  explicit SQMWiFiConnectionRecord(Host& host);
 
   std::int64_t ValidateRecordData() const { return validate(); }
 
   /// The fields that this medium alone has.
-  std::string FormatWiFiConnectionFields() const { return format(kWiFiConnectionFields); }
+  std::string FormatWiFiConnectionFields() const;
 };
 
 }  // namespace sqm

@@ -7,7 +7,8 @@
 #include "sqm/common/PropertyList.h"
 #include "sqm/common/UserPrefs.h"
 #include "sqm/common/UtilityFunctions.h"
-#include "sqm/records/RecordFormatter.h"
+#include "sqm/records/internal/RecordFormatter.h"
+#include "sqm/records/internal/RecordKinds.h"
 
 namespace sqm {
 
@@ -79,6 +80,8 @@ bool TableRecord::clearRecord() {
   values_->clear();
   return true;
 }
+
+std::optional<std::string_view> TableRecord::recordName() const { return kind_.name; }
 
 std::optional<std::string_view> TableRecord::recordSubType() const {
   return kind_.subTypeEntry ? nameOf(*kind_.subTypeEntry) : kind_.subType;

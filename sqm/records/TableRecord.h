@@ -3,14 +3,17 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 
 #include "sqm/common/Host.h"
-#include "sqm/records/RecordKinds.h"
 #include "sqm/records/SQM.h"
 
 namespace sqm {
+
+struct RecordKind;
+struct Row;
 
 /// A record that is driven by the table of its kind. The record classes add the operations of their own to it.
 ///
@@ -27,7 +30,7 @@ class TableRecord : public SQM {
                                                     const std::optional<std::string_view>& withValue) override;
   bool clearRecord() override;
   ValueDictionary* recordValues() override { return values_ ? &*values_ : nullptr; }
-  std::optional<std::string_view> recordName() const override { return kind_.name; }
+  std::optional<std::string_view> recordName() const override;
   std::optional<std::string_view> recordSubType() const override;
   void updateRecordValues(ValueDictionary values) override;
 
@@ -41,13 +44,13 @@ class TableRecord : public SQM {
   bool holds(std::int64_t field) const;
 
   /// What some rows of the layout give.
-  std::string format(Rows rows) const;
+  std::string format(std::span<const Row> rows) const;
 
  private:
   enum class Setter : std::uint8_t { plain, xmlCompatible };
 
   std::int64_t store(std::int64_t field, const std::optional<std::string_view>& value, Setter setter);
-  void append(std::string& out, Rows rows) const;
+  void append(std::string& out, std::span<const Row> rows) const;
   std::optional<std::string_view> nameOf(std::int64_t field) const;
 
   Host& host_;

@@ -23,7 +23,6 @@
 #include "sqm/common/TrelkConfiguration.h"
 #include "sqm/common/UserPrefs.h"
 #include "sqm/common/UtilityFunctions.h"
-#include "sqm/common/XmlText.h"
 
 // The smaller services of a host, with what they answer in public members for the test to set.
 
@@ -79,7 +78,7 @@ class FixedUtilities : public UtilityFunctions {
  public:
   void appendXmlCompatible(std::string& out, std::string_view text) const override {
     ++escapings;
-    appendXmlText(out, text, XmlEscaping::markup);
+    UtilityFunctions::appendXmlCompatible(out, text);
   }
   std::string getOSVersion() const override { return osVersion; }
   std::string getOSProductName() const override { return osName; }

@@ -5,6 +5,8 @@
 #include "sqm/common/Format.h"
 #include "sqm/common/HttpTransaction.h"
 #include "sqm/upload/SQMUploadNotifications.h"
+#include "sqm/upload/internal/TransactionRegistrations.h"
+#include "sqm/upload/internal/UploadLog.h"
 
 namespace sqm {
 
@@ -12,7 +14,8 @@ std::unique_ptr<SQMUpdaterAgent> SQMUpdaterAgent::create(Host& host) {
   auto transaction = host.httpTransactions->makeTransaction();
   if (!transaction) return nullptr;
   std::unique_ptr<SQMUpdaterAgent> agent(new SQMUpdaterAgent(host, std::move(transaction)));
-  return agent->mSQMUpdateLog_.open(host) ? std::move(agent) : nullptr;
+  agent->mSQMUpdateLog_ = UploadLog::open(host);
+  return agent->mSQMUpdateLog_ ? std::move(agent) : nullptr;
 }
 
 SQMUpdaterAgent::SQMUpdaterAgent(Host& host, std::unique_ptr<HttpTransaction> transaction)
@@ -29,8 +32,8 @@ void SQMUpdaterAgent::setSQMUploadUrl(std::optional<std::string_view> url) { mSQ
 
 void SQMUpdaterAgent::startUploadToURL(std::optional<std::string_view> url, std::optional<std::string> withData) {
   if (!withData) return;
-  mSQMUpdateLog_.write("startSend***started sending data to server: %@", {url.value_or(kNullText)});
-  mSQMUpdateLog_.writeData(*withData);
+  mSQMUpdateLog_->write("startSend***started sending data to server: %@", {url.value_or(kNullText)});
+  mSQMUpdateLog_->writeData(*withData);
   mHttpTransObj_->sendHttpRequest(url, kHttpMethodPost, *std::move(withData));
   mUploadStatus_ = Status::sending;
 }
@@ -40,9 +43,9 @@ void SQMUpdaterAgent::abortSend() {
 }
 
 void SQMUpdaterAgent::httpStatus(const Notification& notification) {
-  mSQMUpdateLog_.writeNotification(notification);
+  mSQMUpdateLog_->writeNotification(notification);
   if (notification.name == TrelkHttpTransactionCompletedNotification) {
-    mSQMUpdateLog_.writeNotification(notification);  // a completed exchange is logged twice
+    mSQMUpdateLog_->writeNotification(notification);  // a completed exchange is logged twice
     finish(TrelkSQMUploadSuccess, Status::succeeded);
   } else if (isTransactionFailure(notification)) {
     finish(TrelkSQMUploadFailure, Status::idle);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -8,12 +9,11 @@
 
 #include "sqm/common/Host.h"
 #include "sqm/common/NotificationCenter.h"
-#include "sqm/upload/TransactionRegistrations.h"
-#include "sqm/upload/UploadLog.h"
 
 namespace sqm {
 
 class HttpTransaction;
+class UploadLog;
 
 /// Posts one document to one address, and tells the outcome by `TrelkSQMUploadSuccess` or `TrelkSQMUploadFailure`.
 ///
@@ -56,9 +56,9 @@ class SQMUpdaterAgent {
   Host& host_;
   std::unique_ptr<HttpTransaction> mHttpTransObj_;
   std::optional<std::string> mSQMLoadUrl_;
-  UploadLog mSQMUpdateLog_;
+  std::unique_ptr<UploadLog> mSQMUpdateLog_;
   Status mUploadStatus_ = Status::idle;
-  TransactionRegistrations registrations_;
+  std::array<NotificationCenter::Registration, 4> registrations_;
   std::shared_ptr<const bool> lifetime_ = std::make_shared<const bool>(true);  // for telling that an observer ended it
 };
 

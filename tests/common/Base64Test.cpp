@@ -3,7 +3,7 @@
 
 #include <gtest/gtest.h>
 
-#include "sqm/common/Base64.h"
+#include "sqm/common/internal/Base64.h"
 
 namespace sqm {
 namespace {

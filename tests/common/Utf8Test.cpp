@@ -3,7 +3,7 @@
 
 #include <gtest/gtest.h>
 
-#include "sqm/common/Utf8.h"
+#include "sqm/common/internal/Utf8.h"
 
 using namespace std::string_literals;
 using sqm::isWellFormedUtf8;

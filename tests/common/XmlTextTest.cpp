@@ -5,7 +5,7 @@
 
 #include <gtest/gtest.h>
 
-#include "sqm/common/XmlText.h"
+#include "sqm/common/internal/XmlText.h"
 
 #include "tests/support/Bytes.h"
 

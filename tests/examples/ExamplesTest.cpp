@@ -9,6 +9,7 @@
 #include <httplib.h>
 #include <nlohmann/json.hpp>
 
+#include "tests/support/Paths.h"
 #include "tests/support/Programs.h"
 #include "tools/support/ReservedPort.h"
 
@@ -18,7 +19,7 @@ namespace fs = std::filesystem;
 
 using tools::Process;
 
-const std::string kSources = SQM_SOURCE_DIR;
+const std::string kSources = paths::kSources;
 
 std::size_t timesIn(const std::string& text, const std::string& part) {
   std::size_t times = 0;

@@ -9,7 +9,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "sqm/manager/CreatingCalls.h"
+#include "sqm/manager/internal/CreatingCalls.h"
 
 #include "tests/support/CaseName.h"
 #include "tests/support/ManagerTest.h"

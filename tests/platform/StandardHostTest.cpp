@@ -7,9 +7,9 @@
 #include <gtest/gtest.h>
 
 #include "sqm/manager/SQMManager.h"
-#include "sqm/platform/MainThreadAdapter.h"
-#include "sqm/platform/RunLoop.h"
 #include "sqm/platform/StandardHost.h"
+#include "sqm/platform/system/MainThreadAdapter.h"
+#include "sqm/platform/system/RunLoop.h"
 
 #include "tests/support/TemporaryFolder.h"
 

@@ -5,8 +5,8 @@
 
 #include <gtest/gtest.h>
 
-#include "sqm/records/RecordFormatter.h"
-#include "sqm/records/RecordLayout.h"
+#include "sqm/records/internal/RecordFormatter.h"
+#include "sqm/records/internal/RecordLayout.h"
 #include "sqm/testing/FakeServices.h"
 
 using sqm::FieldNameTable;

@@ -5,9 +5,11 @@
 #include <stdexcept>
 #include <string>
 
+#include "tests/support/Paths.h"
+
 /// The text of a file in tests/golden, without the line feed that ends it.
 inline std::string goldenText(const std::string& file) {
-  std::ifstream stream(std::string(SQM_GOLDEN_DIR) + "/" + file, std::ios::binary);
+  std::ifstream stream(std::string(paths::kGolden) + "/" + file, std::ios::binary);
   if (!stream) throw std::runtime_error("there is no golden text " + file);
   std::string text{std::istreambuf_iterator<char>(stream), {}};
   if (text.ends_with('\n')) text.pop_back();

@@ -13,11 +13,12 @@
 
 #include <gtest/gtest.h>
 
+#include "tests/support/Paths.h"
 #include "tests/support/TemporaryFolder.h"
 #include "tools/support/Process.h"
 
 /// Where the programs of this build lie.
-inline const std::string kPrograms = SQM_PROGRAM_DIR;
+inline const std::string kPrograms = paths::kPrograms;
 
 /// What a program did, from the outside.
 struct Outcome {

@@ -8,6 +8,7 @@
 #include <unistd.h>
 #include <vector>
 
+#include "tests/support/Paths.h"
 #include "tests/tools/Sqmctl.h"
 
 /// What `sqmctl play` did with a scenario that came by standard input, below a home directory of its own.
@@ -17,8 +18,13 @@ class Played {
 
   /// Plays another scenario in the same home directory.
   Played& play(std::string_view scenario, const std::vector<std::string>& options = {}) {
-    std::vector<std::string> words = {
-        kPrograms + "/sqmctl", "--home", home(), "--resources", std::string(SQM_SOURCE_DIR) + "/examples", "play", "-"};
+    std::vector<std::string> words = {kPrograms + "/sqmctl",
+                                      "--home",
+                                      home(),
+                                      "--resources",
+                                      std::string(paths::kSources) + "/examples",
+                                      "play",
+                                      "-"};
     words.insert(words.end(), options.begin(), options.end());
     outcome_ = runProgram(words, scenario);
     return *this;

@@ -15,6 +15,7 @@
 
 #include "tests/support/Bytes.h"
 #include "tests/support/CaseName.h"
+#include "tests/support/Paths.h"
 #include "tests/support/TemporaryFolder.h"
 #include "tools/collector/RecordReader.h"
 
@@ -39,7 +40,7 @@ struct Parts {
 Parts partsOf(std::string_view path, std::string body) { return {path, std::move(body)}; }
 
 std::string golden(const std::string& name) {
-  std::string text = contentOf(std::string(SQM_GOLDEN_DIR) + "/" + name);
+  std::string text = contentOf(std::string(paths::kGolden) + "/" + name);
   EXPECT_FALSE(text.empty()) << name;
   while (text.ends_with('\n')) text.pop_back();
   return text;

@@ -3,8 +3,8 @@
 #include <string>
 
 #include "sqm/diagnostics/SQMDiagnosticsRecord.h"
-#include "sqm/platform/GzipBase64.h"
 #include "sqm/platform/StandardHost.h"
+#include "sqm/platform/text/GzipBase64.h"
 
 #include "tests/support/Bytes.h"
 #include "tests/support/CaseName.h"

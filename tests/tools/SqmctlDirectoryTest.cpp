@@ -3,7 +3,7 @@
 #include <filesystem>
 #include <string>
 
-#include "tests/platform/LoopbackServer.h"
+#include "tests/platform/http/LoopbackServer.h"
 #include "tests/support/Golden.h"
 #include "tests/tools/Sqmctl.h"
 

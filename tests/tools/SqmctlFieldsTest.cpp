@@ -3,11 +3,12 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/Paths.h"
 #include "tests/tools/Sqmctl.h"
 
 namespace {
 
-const std::string kSample = SQM_SOURCE_DIR "/examples/SQMFieldNames.plist";
+const std::string kSample = paths::kSources + std::string("/examples/SQMFieldNames.plist");
 
 std::vector<std::string> distinctNames(std::size_t count = 91) {
   std::vector<std::string> names;

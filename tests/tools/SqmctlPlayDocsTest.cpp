@@ -7,14 +7,15 @@
 
 #include <gtest/gtest.h>
 
+#include "tests/support/Paths.h"
 #include "tests/tools/Play.h"
 
 namespace {
 
 namespace fs = std::filesystem;
 
-const std::string kSources = SQM_SOURCE_DIR;
-const std::string kGolden = SQM_GOLDEN_DIR "/play";
+const std::string kSources = paths::kSources;
+const std::string kGolden = paths::kGolden + std::string("/play");
 
 /// What stands in docs/scenarios.md between two texts.
 std::string documented(const std::string& after, const std::string& before) {

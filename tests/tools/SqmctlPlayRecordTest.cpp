@@ -9,6 +9,7 @@
 
 #include <gtest/gtest.h>
 
+#include "tests/support/Paths.h"
 #include "tests/tools/Play.h"
 
 namespace {
@@ -226,7 +227,7 @@ TEST(SqmctlPlayRecord, TheOptionsMayStandBeforeTheSubcommand) {
   EXPECT_EQ(outcome.status, 0) << outcome.err;
   EXPECT_EQ(namesIn(folder / "home/a"), std::vector<std::string>{"0Q20261121100000.sqm"});
   const Outcome after = runProgram(
-      {kSqmctl, "play", "-", "--home", folder / "other", "--resources", std::string(SQM_SOURCE_DIR) + "/examples"},
+      {kSqmctl, "play", "-", "--home", folder / "other", "--resources", std::string(paths::kSources) + "/examples"},
       "{\"do\":\"save\"}\n");
   EXPECT_EQ(after.status, 0) << after.err;
   EXPECT_EQ(folder.names(), (std::vector<std::string>{"home", "other"}));

@@ -10,13 +10,14 @@
 
 #include <gtest/gtest.h>
 
+#include "tests/support/Paths.h"
 #include "tests/tools/Play.h"
 
 namespace {
 
 namespace fs = std::filesystem;
 
-const std::string kResources = std::string(SQM_SOURCE_DIR) + "/examples";
+const std::string kResources = std::string(paths::kSources) + "/examples";
 
 /// Runs a command of the shell.
 Outcome shell(const std::string& command, const std::string& input = "") {

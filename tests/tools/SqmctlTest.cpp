@@ -5,13 +5,14 @@
 #include <string>
 
 #include "tests/support/CaseName.h"
+#include "tests/support/Paths.h"
 #include "tests/tools/Sqmctl.h"
 
 namespace {
 
 namespace fs = std::filesystem;
 
-const std::string kSources = SQM_SOURCE_DIR;
+const std::string kSources = paths::kSources;
 const Words kSubcommands = {"status",    "show",        "documents", "upload", "queue",
                             "directory", "diagnostics", "fields",    "play"};
 
@@ -191,7 +192,8 @@ TEST(SqmctlLooking, LeavesDamagedFilesWhereTheyAre) {
 class SqmctlInstalled : public ::testing::Test {
  protected:
   SqmctlInstalled() {
-    installed = runProgram({SQM_CMAKE, "--install", SQM_BUILD_DIR, "--prefix", prefix.path(), "--component", "tools"});
+    installed =
+        runProgram({paths::kCMake, "--install", paths::kBuild, "--prefix", prefix.path(), "--component", "tools"});
   }
 
   TemporaryFolder prefix;

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "tests/platform/LoopbackServer.h"
+#include "tests/platform/http/LoopbackServer.h"
 #include "tests/tools/Sqmctl.h"
 
 namespace {

@@ -11,7 +11,7 @@
 
 #include <pugixml.hpp>
 
-#include "sqm/common/Utf8.h"
+#include "sqm/common/internal/Utf8.h"
 
 #include "tools/collector/RecordReader.h"
 

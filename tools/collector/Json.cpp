@@ -5,8 +5,8 @@
 
 #include <nlohmann/json.hpp>
 
-#include "sqm/common/Base64.h"
-#include "sqm/common/Utf8.h"
+#include "sqm/common/internal/Base64.h"
+#include "sqm/common/internal/Utf8.h"
 
 #include "tools/collector/Database.h"
 

@@ -5,7 +5,7 @@
 #include "sqm/common/QFSerializer.h"
 #include "sqm/common/TrelkConfiguration.h"
 #include "sqm/platform/StandardHost.h"
-#include "sqm/upload/QFRecordUploader.h"
+#include "sqm/queue/QFRecordUploader.h"
 
 #include "tools/demo/Stage.h"
 #include "tools/support/ReservedPort.h"

@@ -7,8 +7,8 @@
 
 #include "sqm/common/HttpTransaction.h"
 #include "sqm/common/NotificationCenter.h"
+#include "sqm/sessionfiles/SQMUploader.h"
 #include "sqm/upload/SQMUploadNotifications.h"
-#include "sqm/upload/SQMUploader.h"
 
 #include "tools/sqmctl/Command.h"
 #include "tools/sqmctl/Output.h"

@@ -9,11 +9,10 @@
 #include <vector>
 
 #include "sqm/common/FieldNameTable.h"
-#include "sqm/platform/PropertyListFiles.h"
-#include "sqm/records/RecordKinds.h"
+#include "sqm/platform/files/PropertyListFiles.h"
+#include "sqm/records/internal/RecordKinds.h"
 
 #include "tools/sqmctl/Command.h"
-#include "tools/sqmctl/HeardLogs.h"
 #include "tools/sqmctl/Output.h"
 #include "tools/sqmctl/XmlName.h"
 #include "tools/support/Characters.h"
@@ -144,8 +143,8 @@ void run(Invocation& invocation, const std::string& file) {
                                  std::to_string(FieldNameTable::kFields) + " names");
   }
   std::string problem;
-  HeardLogs logs([&](const sqm::LogLine& line) { problem = textOf(line); });
-  const auto names = sqm::platform::PropertyListFiles(logs, {}).arrayWithContentsOfFile(path);
+  const sqm::platform::FileProblems problems([&](const sqm::platform::FileProblem& found) { problem = textOf(found); });
+  const auto names = sqm::platform::PropertyListFiles(problems, {}).arrayWithContentsOfFile(path);
   if (!names) throw Problem(kFailure, problem);
 
   const tools::Terminal terminal(stdout);

@@ -43,7 +43,4 @@ class HeardLogs : public sqm::LogFileFactory {
   sqm::LogFileFactory* hosts_;
 };
 
-/// The line as it stands in a log, without what every line begins with.
-std::string textOf(const sqm::LogLine& line);
-
 }  // namespace sqmctl

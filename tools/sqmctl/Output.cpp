@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "sqm/common/Base64.h"
-#include "sqm/common/Utf8.h"
+#include "sqm/common/internal/Base64.h"
+#include "sqm/common/internal/Utf8.h"
 
 namespace sqmctl {
 

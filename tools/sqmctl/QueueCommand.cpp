@@ -3,7 +3,7 @@
 #include <optional>
 #include <string>
 
-#include "sqm/upload/QFRecordUploader.h"
+#include "sqm/queue/QFRecordUploader.h"
 
 #include "tools/sqmctl/Command.h"
 #include "tools/sqmctl/Input.h"

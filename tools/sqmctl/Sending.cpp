@@ -6,7 +6,7 @@
 #include <string_view>
 #include <strings.h>
 
-#include "sqm/platform/RunLoop.h"
+#include "sqm/platform/system/RunLoop.h"
 
 namespace sqmctl {
 
@@ -23,14 +23,18 @@ sqm::platform::StandardHost::Options optionsFor(const std::string& home) {
 SendingHost::SendingHost(const std::string& home)
     : host_(optionsFor(home)),
       httpLogs_([this](const sqm::LogLine& line) { hearHttp(line); }, host_.logFiles),
-      fileLogs_([this](const sqm::LogLine& line) { fileProblems_.push_back(textOf(line)); }, host_.logFiles),
       http_(host_.runLoop(), *host_.notificationCenter, httpLogs_),
-      lists_(fileLogs_, {.atomicSaves = true}),
-      archives_(fileLogs_) {
+      lists_(reportedProblems(), {.atomicSaves = true}),
+      archives_(reportedProblems()) {
   host_.httpTransactions = &http_;
   host_.propertyLists = &lists_;
   host_.serializer = &archives_;
   host_.console = &console_;  // it would be told the documents, and the names of deleted files
+}
+
+sqm::platform::FileProblems SendingHost::reportedProblems() {
+  return {*host_.logFiles,
+          [this](const sqm::platform::FileProblem& problem) { fileProblems_.push_back(textOf(problem)); }};
 }
 
 bool SendingHost::runUntilIdle(double seconds) {

@@ -8,10 +8,10 @@
 #include <vector>
 
 #include "sqm/common/SystemConsole.h"
-#include "sqm/platform/ArchiveFiles.h"
-#include "sqm/platform/HttpClient.h"
-#include "sqm/platform/PropertyListFiles.h"
 #include "sqm/platform/StandardHost.h"
+#include "sqm/platform/files/ArchiveFiles.h"
+#include "sqm/platform/files/PropertyListFiles.h"
+#include "sqm/platform/http/HttpClient.h"
 
 #include "tools/sqmctl/Command.h"
 #include "tools/sqmctl/HeardLogs.h"
@@ -53,12 +53,12 @@ class SendingHost {
   };
 
   void hearHttp(const sqm::LogLine& line);
+  sqm::platform::FileProblems reportedProblems();
 
   sqm::platform::StandardHost host_;
   std::function<void(const Exchange&)> tellExchange_;
   std::vector<std::string> fileProblems_;
   HeardLogs httpLogs_;
-  HeardLogs fileLogs_;
   sqm::platform::HttpClient http_;
   sqm::platform::PropertyListFiles lists_;
   sqm::platform::ArchiveFiles archives_;

@@ -6,18 +6,15 @@
 #include <sys/stat.h>
 #include <utility>
 
-#include "sqm/common/Format.h"
 #include "sqm/common/PropertyList.h"
 #include "sqm/common/SystemConsole.h"
-#include "sqm/common/Utf8.h"
+#include "sqm/common/internal/Utf8.h"
 #include "sqm/manager/UploadSequence.h"
-#include "sqm/platform/ArchiveFiles.h"
-#include "sqm/platform/HomeFolders.h"
-#include "sqm/platform/PropertyListFiles.h"
-#include "sqm/platform/WholeFile.h"
-#include "sqm/upload/QFRecordUploader.h"
-
-#include "tools/sqmctl/HeardLogs.h"
+#include "sqm/platform/files/ArchiveFiles.h"
+#include "sqm/platform/files/PropertyListFiles.h"
+#include "sqm/platform/files/internal/WholeFile.h"
+#include "sqm/platform/system/HomeFolders.h"
+#include "sqm/queue/QFRecordUploader.h"
 
 namespace sqmctl {
 
@@ -58,9 +55,9 @@ class StoreInMemory {
   std::unique_ptr<sqm::SQMRecordStore> store_;
 };
 
-/// Hears why a file cannot be read.
-HeardLogs logsTelling(std::string& problem) {
-  return HeardLogs([&problem](const sqm::LogLine& line) { problem = textOf(line); });
+/// Keeps in `text` why a file cannot be read.
+sqm::platform::FileProblems problemsKeptIn(std::string& text) {
+  return {[&text](const sqm::platform::FileProblem& problem) { text = textOf(problem); }};
 }
 
 std::optional<std::time_t> changeOf(const std::string& path) {
@@ -93,12 +90,6 @@ void readSqmFile(SqmFile& file) {
 
 }  // namespace
 
-std::string textOf(const sqm::LogLine& line) {
-  std::string text;
-  sqm::appendFormatted(text, line.format, line.arguments);
-  return text;
-}
-
 const char* nameOf(sqm::RecordType type) {
   const auto* found =
       std::find_if(kTypeNames.begin(), kTypeNames.end(), [&](const TypeName& each) { return each.type == type; });
@@ -128,8 +119,8 @@ StoredLists storedLists(const std::string& home) {
     list.type = kTypeNames[at].type;
     list.path = store->pathOf(list.type);
     list.changed = changeOf(list.path);
-    HeardLogs logs = logsTelling(list.problem);
-    auto records = sqm::platform::PropertyListFiles(logs, {}).arrayWithContentsOfFile(list.path);
+    auto records =
+        sqm::platform::PropertyListFiles(problemsKeptIn(list.problem), {}).arrayWithContentsOfFile(list.path);
     if (!records) continue;
     for (auto& record : *records) {
       if (!record) continue;  // no text: the store leaves it out
@@ -146,8 +137,8 @@ StoredQueue storedQueue(const std::string& home) {
   queue.path = sqm::platform::HomeFolders(home).applicationQuenfaFolderPath() + "/" +
                std::string(sqm::QFRecordUploader::kArchiveFile);
   queue.changed = changeOf(queue.path);
-  HeardLogs logs = logsTelling(queue.problem);
-  ArchiveFiles archives(logs, sqm::platform::FileOperations::posix(), ArchiveFiles::Unreadable::stays);
+  ArchiveFiles archives(problemsKeptIn(queue.problem), sqm::platform::FileOperations::posix(),
+                        ArchiveFiles::Unreadable::stays);
   queue.requests = archives.objectFromFile(queue.path).value_or(sqm::UploadRequests{});
   for (const sqm::UploadRequest& request : queue.requests) {
     queue.bytes += request.uploadData ? request.uploadData->size() : 0;

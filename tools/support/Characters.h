@@ -4,7 +4,7 @@
 #include <optional>
 #include <string_view>
 
-#include "sqm/common/Utf8.h"
+#include "sqm/common/internal/Utf8.h"
 
 namespace tools {
 

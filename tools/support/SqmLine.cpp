@@ -4,7 +4,7 @@
 #include <array>
 #include <span>
 
-#include "sqm/store/CollectingCalls.h"
+#include "sqm/sessionfiles/internal/CollectingCalls.h"
 
 namespace tools {
 

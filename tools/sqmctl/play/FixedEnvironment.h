@@ -5,9 +5,9 @@
 
 #include "sqm/common/Clock.h"
 #include "sqm/common/Host.h"
-#include "sqm/platform/IcuDates.h"
-#include "sqm/platform/IcuLocale.h"
-#include "sqm/platform/SystemInformation.h"
+#include "sqm/platform/system/SystemInformation.h"
+#include "sqm/platform/text/IcuDates.h"
+#include "sqm/platform/text/IcuLocale.h"
 
 namespace sqmctl::play {
 

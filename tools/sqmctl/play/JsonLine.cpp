@@ -8,7 +8,7 @@
 
 #include <nlohmann/json.hpp>
 
-#include "sqm/common/Utf8.h"
+#include "sqm/common/internal/Utf8.h"
 
 #include "tools/sqmctl/play/ShownValue.h"
 

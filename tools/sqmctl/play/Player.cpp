@@ -10,8 +10,8 @@
 #include <utility>
 
 #include "sqm/common/TrelkConfiguration.h"
-#include "sqm/platform/FileOperations.h"
-#include "sqm/platform/PreferencesFile.h"
+#include "sqm/platform/files/FileOperations.h"
+#include "sqm/platform/files/PreferencesFile.h"
 #include "sqm/upload/SQMUploadNotifications.h"
 
 #include "tools/sqmctl/Command.h"

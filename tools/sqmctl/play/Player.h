@@ -13,9 +13,9 @@
 #include "sqm/diagnostics/SQMDiagnosticsRecord.h"
 #include "sqm/manager/SQMManager.h"
 #include "sqm/platform/StandardHost.h"
-#include "sqm/store/SQMDataCollector.h"
-#include "sqm/upload/QFRecordUploader.h"
-#include "sqm/upload/SQMUploader.h"
+#include "sqm/queue/QFRecordUploader.h"
+#include "sqm/sessionfiles/SQMDataCollector.h"
+#include "sqm/sessionfiles/SQMUploader.h"
 
 #include "tools/sqmctl/play/FixedEnvironment.h"
 

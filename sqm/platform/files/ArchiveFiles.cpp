@@ -1,0 +1,87 @@
+#include "sqm/platform/files/ArchiveFiles.h"
+
+#include <cstddef>
+#include <fcntl.h>
+#include <new>
+#include <system_error>
+
+#include "sqm/platform/files/internal/RequestArchive.h"
+#include "sqm/platform/files/internal/WholeFile.h"
+
+namespace sqm::platform {
+
+namespace {
+
+constexpr std::size_t kLargestFile = std::size_t{1} << 27;
+constexpr std::string_view kNoMemory = "there is not enough memory for it";
+
+/// So many files are kept aside; the next one stays where it is.
+constexpr int kMostAside = 1000;
+
+/// Renames the file to a name that no file has, told in `aside`.
+std::error_code moveAside(FileOperations& files, const std::string& path, std::string& aside) {
+  for (int number = 1; number <= kMostAside; ++number) {
+    aside = path + ".unreadable" + (number == 1 ? "" : "-" + std::to_string(number));
+    // An empty file of ours takes the name, so that the rename cannot replace any other.
+    File place;
+    const auto problem = place.open(files, aside, O_WRONLY | O_CREAT | O_EXCL);
+    if (problem == std::errc::file_exists) continue;
+    if (problem) return problem;
+    place.close();
+    if (files.rename(path, aside) == 0) return {};
+    const auto failure = lastError();
+    files.unlink(aside);
+    return failure;
+  }
+  return make_error_code(std::errc::file_exists);
+}
+
+}  // namespace
+
+bool ArchiveFiles::serializeObject(const UploadRequests& object, const std::string& toFile) try {
+  FileReplacement file(files_, toFile, FileReplacement::Mode::atomically);
+  std::size_t size = 0;
+  encodeRequests(object, [&](std::string_view piece) {
+    size += piece.size();
+    if (size <= kLargestFile) file.write(piece);
+  });
+  const auto failure = size <= kLargestFile ? file.commit() : make_error_code(std::errc::file_too_large);
+  if (failure) problems_.cannotWrite(toFile, failure.message());
+  return !failure;
+} catch (const std::bad_alloc&) {
+  problems_.cannotWrite(toFile, kNoMemory);
+  return false;
+}
+
+std::optional<UploadRequests> ArchiveFiles::objectFromFile(const std::string& path) try {
+  FileBytes content;
+  if (const auto failure = readWholeFile(files_, path, kLargestFile, content)) {
+    if (failure == std::errc::no_such_file_or_directory) return UploadRequests{};
+    if (failure == std::errc::not_enough_memory) throw std::bad_alloc();
+    return withoutFile(path, failure.message());
+  }
+  std::string_view problem;
+  auto requests = decodedRequests(content.text(), problem);
+  return requests ? std::move(requests) : withoutFile(path, std::string(problem));
+} catch (const std::bad_alloc&) {
+  problems_.cannotRead(path, kNoMemory);
+  return std::nullopt;
+}
+
+/// What there is when the file cannot be read, for this reason.
+std::optional<UploadRequests> ArchiveFiles::withoutFile(const std::string& path, std::string reason) {
+  if (unreadable_ == Unreadable::stays) {
+    problems_.cannotRead(path, reason);
+    return std::nullopt;
+  }
+  std::string aside;
+  if (const auto failure = moveAside(files_, path, aside)) {
+    problems_.cannotRead(path,
+                         reason.append("; it cannot be moved to ").append(aside).append(": ") + failure.message());
+    return std::nullopt;
+  }
+  problems_.cannotRead(path, reason.append("; moved to ").append(aside));
+  return UploadRequests{};
+}
+
+}  // namespace sqm::platform

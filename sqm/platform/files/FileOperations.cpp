@@ -1,0 +1,130 @@
+#include "sqm/platform/files/FileOperations.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <fcntl.h>
+#include <unistd.h>
+#include <utility>
+
+namespace sqm::platform {
+
+namespace {
+
+constexpr mode_t kPrivateFile = 0600;
+constexpr mode_t kPrivateFolder = 0700;
+
+/// Calls `operation` with the path as the system wants it.
+template <typename Operation>
+int withPath(const std::string& path, Operation&& operation) {
+  if (path.find('\0') != std::string::npos) {
+    errno = EINVAL;
+    return -1;
+  }
+  return operation(path.c_str());
+}
+
+class PosixFileOperations : public FileOperations {
+ public:
+  int open(const std::string& path, int flags, mode_t mode) override {
+    return withPath(path, [&](const char* name) { return ::open(name, flags | O_CLOEXEC, mode); });
+  }
+  ssize_t read(int descriptor, void* buffer, std::size_t size) override { return ::read(descriptor, buffer, size); }
+  ssize_t write(int descriptor, const void* bytes, std::size_t size) override {
+    return ::write(descriptor, bytes, size);
+  }
+  int fstat(int descriptor, struct ::stat& status) override { return ::fstat(descriptor, &status); }
+  int ftruncate(int descriptor, off_t length) override { return ::ftruncate(descriptor, length); }
+  int fsync(int descriptor) override { return ::fsync(descriptor); }
+  int close(int descriptor) override { return ::close(descriptor); }
+  int stat(const std::string& path, struct ::stat& status) override {
+    return withPath(path, [&](const char* name) { return ::stat(name, &status); });
+  }
+  int rename(const std::string& from, const std::string& to) override {
+    return withPath(from, [&](const char* oldName) {
+      return withPath(to, [&](const char* newName) { return ::rename(oldName, newName); });
+    });
+  }
+  int unlink(const std::string& path) override {
+    return withPath(path, [](const char* name) { return ::unlink(name); });
+  }
+  int mkdir(const std::string& path, mode_t mode) override {
+    return withPath(path, [&](const char* name) { return ::mkdir(name, mode); });
+  }
+};
+
+/// Makes the folder in a folder that is there, or finds it there already.
+std::error_code makeFolder(FileOperations& files, const std::string& folder) {
+  if (files.mkdir(folder, kPrivateFolder) == 0) return {};
+  if (errno != EEXIST) return lastError();
+  struct ::stat there {};
+  if (files.stat(folder, there) != 0) return lastError();
+  return S_ISDIR(there.st_mode) ? std::error_code() : make_error_code(std::errc::not_a_directory);
+}
+
+}  // namespace
+
+FileOperations& FileOperations::posix() {
+  static PosixFileOperations operations;
+  return operations;
+}
+
+std::error_code lastError() { return {errno, std::generic_category()}; }
+
+File::File(File&& other) noexcept { *this = std::move(other); }
+
+File& File::operator=(File&& other) noexcept {
+  std::swap(files_, other.files_);
+  std::swap(descriptor_, other.descriptor_);
+  std::swap(status_, other.status_);
+  return *this;
+}
+
+std::error_code File::open(FileOperations& files, const std::string& path, int flags) {
+  close();
+  files_ = &files;
+  do {
+    descriptor_ = files.open(path, flags | O_NONBLOCK | O_NOCTTY, kPrivateFile);
+  } while (descriptor_ < 0 && errno == EINTR);
+  if (descriptor_ < 0) return lastError();
+  std::error_code problem;
+  if (files.fstat(descriptor_, status_) != 0) {
+    problem = lastError();
+  } else if ((flags & O_DIRECTORY) == 0 && !S_ISREG(status_.st_mode)) {
+    problem =
+        make_error_code(S_ISDIR(status_.st_mode) ? std::errc::is_a_directory : std::errc::operation_not_supported);
+  }
+  if (problem) close();
+  return problem;
+}
+
+std::error_code File::close() {
+  if (!isOpen()) return {};
+  // The descriptor is gone whatever the call says, an interrupted one included.
+  if (files_->close(std::exchange(descriptor_, -1)) == 0 || errno == EINTR) return {};
+  return lastError();
+}
+
+std::error_code writeAll(FileOperations& files, int descriptor, std::string_view bytes) {
+  while (!bytes.empty()) {
+    const ssize_t written = files.write(descriptor, bytes.data(), bytes.size());
+    if (written > 0) {
+      bytes.remove_prefix(static_cast<std::size_t>(written));
+    } else if (written == 0) {
+      return make_error_code(std::errc::io_error);
+    } else if (errno != EINTR) {
+      return lastError();
+    }
+  }
+  return {};
+}
+
+std::error_code makeFolders(FileOperations& files, const std::string& folder) {
+  const auto problem = makeFolder(files, folder);
+  if (problem != std::errc::no_such_file_or_directory) return problem;
+  const std::size_t separator = folder.find_last_of('/');
+  if (separator == std::string::npos || separator == 0) return problem;
+  if (const auto above = makeFolders(files, folder.substr(0, separator))) return above;
+  return makeFolder(files, folder);
+}
+
+}  // namespace sqm::platform

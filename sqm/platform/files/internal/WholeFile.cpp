@@ -1,0 +1,103 @@
+#include "sqm/platform/files/internal/WholeFile.h"
+
+#include <cerrno>
+#include <cstdint>
+#include <fcntl.h>
+#include <new>
+#include <utility>
+
+namespace sqm::platform {
+
+namespace {
+
+constexpr std::string_view kTemporarySuffix = ".new";
+
+std::string folderOf(const std::string& path) {
+  const std::size_t separator = path.find_last_of('/');
+  if (separator == std::string::npos) return ".";
+  return path.substr(0, separator == 0 ? 1 : separator);
+}
+
+/// Writes a file's or a folder's content to the disk. Some file systems know no such thing for a folder.
+std::error_code synchronise(FileOperations& files, const File& file) {
+  while (files.fsync(file.descriptor()) != 0) {
+    if (errno == EINVAL) return {};
+    if (errno != EINTR) return lastError();
+  }
+  return {};
+}
+
+}  // namespace
+
+std::error_code readWholeFile(FileOperations& files, const std::string& path, std::size_t limit, FileBytes& content) {
+  File file;
+  if (const auto problem = file.open(files, path, O_RDONLY)) return problem;
+  const auto length = static_cast<std::uintmax_t>(file.status().st_size);
+  if (length > limit) return make_error_code(std::errc::file_too_large);
+  const auto size = static_cast<std::size_t>(length);
+  content.bytes.reset(new (std::nothrow) char[size]);
+  if (!content.bytes) return make_error_code(std::errc::not_enough_memory);
+  content.size = 0;
+  while (content.size < size) {
+    const ssize_t got = files.read(file.descriptor(), content.bytes.get() + content.size, size - content.size);
+    if (got == 0) break;
+    if (got > 0) {
+      content.size += static_cast<std::size_t>(got);
+    } else if (errno != EINTR) {
+      return lastError();
+    }
+  }
+  return {};
+}
+
+FileReplacement::FileReplacement(FileOperations& files, std::string path, Mode mode)
+    : files_(files), path_(std::move(path)) {
+  if (mode == Mode::inPlace) {
+    problem_ = file_.open(files_, path_, O_WRONLY | O_CREAT);
+    return;
+  }
+  // The folder first: whatever cannot be opened is known before the old file is gone.
+  problem_ = folder_.open(files_, folderOf(path_), O_RDONLY | O_DIRECTORY);
+  if (problem_) return;
+  const std::string temporary = path_ + std::string(kTemporarySuffix);
+  if (files_.unlink(temporary) != 0 && errno != ENOENT) {
+    problem_ = lastError();
+    return;
+  }
+  temporary_ = temporary;
+  problem_ = file_.open(files_, temporary_, O_WRONLY | O_CREAT | O_EXCL);
+}
+
+FileReplacement::~FileReplacement() {
+  if (!temporary_.empty()) files_.unlink(temporary_);
+}
+
+void FileReplacement::write(std::string_view bytes) {
+  if (problem_) return;
+  problem_ = writeAll(files_, file_.descriptor(), bytes);
+  length_ += static_cast<off_t>(bytes.size());
+}
+
+std::error_code FileReplacement::commit() {
+  if (!problem_) problem_ = finish();
+  return problem_;
+}
+
+std::error_code FileReplacement::finish() {
+  const bool atomically = !temporary_.empty();
+  if (!atomically && file_.status().st_size > length_) {
+    while (files_.ftruncate(file_.descriptor(), length_) != 0) {
+      if (errno != EINTR) return lastError();
+    }
+  }
+  if (atomically) {
+    if (const auto problem = synchronise(files_, file_)) return problem;
+  }
+  if (const auto problem = file_.close()) return problem;
+  if (!atomically) return {};
+  if (files_.rename(temporary_, path_) != 0) return lastError();
+  temporary_.clear();
+  return synchronise(files_, folder_);
+}
+
+}  // namespace sqm::platform

@@ -1,0 +1,90 @@
+#include "sqm/platform/system/RunLoop.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace sqm::platform {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+/// Now, for a negative timeout; the end of time, for one that reaches beyond it.
+Clock::time_point deadlineAfter(std::chrono::milliseconds timeout) {
+  const Clock::time_point now = Clock::now();
+  const auto longest = std::chrono::floor<std::chrono::milliseconds>(Clock::time_point::max() - now);
+  return timeout < longest ? now + std::max(timeout, std::chrono::milliseconds(0)) : Clock::time_point::max();
+}
+
+}  // namespace
+
+void RunLoop::post(Task task) {
+  {
+    const std::lock_guard lock(mutex_);
+    tasks_.push_back(std::move(task));
+  }
+  changed_.notify_one();
+}
+
+void RunLoop::run() {
+  std::unique_lock lock(mutex_);
+  for (;;) {
+    changed_.wait(lock, [this] { return stopped_ || !tasks_.empty(); });
+    if (std::exchange(stopped_, false)) return;
+    runOldest(lock);
+  }
+}
+
+void RunLoop::stop() {
+  {
+    const std::lock_guard lock(mutex_);
+    stopped_ = true;
+  }
+  changed_.notify_one();
+}
+
+bool RunLoop::runUntil(const std::function<bool()>& done, std::chrono::milliseconds timeout) {
+  return runUntil(done, deadlineAfter(timeout));
+}
+
+bool RunLoop::runUntilIdle(const std::function<bool()>& isIdle, std::chrono::milliseconds timeout) {
+  const Clock::time_point deadline = deadlineAfter(timeout);
+  for (;;) {
+    if (!runUntil(isIdle, deadline)) return false;
+    if (poll() == 0) return true;
+    if (Clock::now() >= deadline) return isIdle();
+  }
+}
+
+bool RunLoop::runUntil(const std::function<bool()>& done, Clock::time_point deadline) {
+  while (!done()) {
+    std::unique_lock lock(mutex_);
+    const bool queued = changed_.wait_until(lock, deadline, [this] { return !tasks_.empty(); });
+    if (!queued || Clock::now() >= deadline) {
+      lock.unlock();
+      return done();
+    }
+    runOldest(lock);
+  }
+  return true;
+}
+
+std::size_t RunLoop::poll() {
+  std::unique_lock lock(mutex_);
+  const std::uint64_t end = taken_ + tasks_.size();
+  std::size_t ran = 0;
+  for (; taken_ < end; ++ran) runOldest(lock);
+  return ran;
+}
+
+void RunLoop::runOldest(std::unique_lock<std::mutex>& lock) {
+  Task task = std::move(tasks_.front());
+  tasks_.pop_front();
+  ++taken_;
+  lock.unlock();
+  task();
+  task = nullptr;  // what it owned may post as it goes
+  lock.lock();
+}
+
+}  // namespace sqm::platform

@@ -1,0 +1,144 @@
+#include "sqm/queue/QFRecordUploader.h"
+
+#include <utility>
+
+#include "sqm/common/HttpTransaction.h"
+#include "sqm/common/KeyedCoder.h"
+#include "sqm/common/LogFile.h"
+#include "sqm/common/MainThread.h"
+#include "sqm/common/QFSerializer.h"
+#include "sqm/common/TrelkConfiguration.h"
+#include "sqm/upload/internal/TransactionRegistrations.h"
+
+namespace sqm {
+
+namespace {
+
+constexpr int kLogLevel = 2;
+constexpr int kStatusOk = 200;
+
+std::string archivePathOf(const Host& host) {
+  return host.configuration->applicationQuenfaFolderPath().append("/").append(QFRecordUploader::kArchiveFile);
+}
+
+}  // namespace
+
+QFRecordUploader* QFRecordUploader::sharedQFRecordUploader() {
+  Host* host = Host::installed();
+  return host == nullptr ? nullptr : shared(*host);
+}
+
+QFRecordUploader* QFRecordUploader::alloc() {
+  Host* host = Host::installed();
+  return host == nullptr ? nullptr : SharedInstance::alloc(*host);
+}
+
+QFRecordUploader* QFRecordUploader::initWithCoder(KeyedCoder& coder) {
+  Host* host = Host::installed();
+  return host == nullptr ? nullptr : SharedInstance::alloc(*host, coder);
+}
+
+QFRecordUploader::QFRecordUploader(Host& host)
+    : host_(host),
+      archivePath_(archivePathOf(host)),
+      recordQueue_(host.serializer->objectFromFile(archivePath_)),
+      httpAgent_(host.httpTransactions->makeTransaction()) {
+  if (!httpAgent_) return;
+  httpAgent_->startSession("TrelkConnect", "UploadData.log");
+  registrations_ = observeTransaction(*host_.notificationCenter, *httpAgent_,
+                                      [this](const Notification& notification) { httpStatus(notification); });
+}
+
+QFRecordUploader::QFRecordUploader(Host& host, KeyedCoder& coder)
+    : host_(host), archivePath_(archivePathOf(host)), recordQueue_(coder.decodeObjectForKey(kQFRecordData)) {}
+
+void QFRecordUploader::encodeWithCoder(KeyedCoder& coder) const { coder.encodeObject(recordQueue(), kQFRecordData); }
+
+bool QFRecordUploader::quequeRecord(std::optional<std::string_view> data,
+                                    std::optional<std::string_view> serverDetails) {
+  if (!data || !serverDetails) return false;
+  UploadRequest request{std::string(*serverDetails), std::string(*data)};
+  log("QFRecordUploader :: quequeRecord- saved URL:%@ post Data:%@", {*request.uploadURL, *request.uploadData});
+  const std::lock_guard lock(mutex_);
+  if (recordQueue_) recordQueue_->push_back(std::move(request));
+  writeArchive();
+  return true;
+}
+
+void QFRecordUploader::uploadRecord() {
+  std::optional<UploadRequest> request;
+  {
+    const std::lock_guard lock(mutex_);
+    if (!recordQueue_ || recordQueue_->empty()) return;
+    request = recordQueue_->front();
+    currentURLRequest_ = request;
+  }
+  if (!request->uploadURL || !request->uploadData) {
+    log("QFRecordUploader :: uploadRecord - URL or post data is empty");
+    return;
+  }
+  log("QFRecordUploader :: uploadRecord - sending HTTP request to URL:%@ post Data:%@",
+      {*request->uploadURL, *request->uploadData});
+  uploadInProgress_ = true;
+  if (!httpAgent_) return;
+  ++stillToCome_;
+  httpAgent_->sendHttpRequest(request->uploadURL, kHttpMethodPost, *std::move(request->uploadData));
+}
+
+void QFRecordUploader::httpStatus(const Notification& notification) {
+  if (stillToCome_ > 0) --stillToCome_;
+  const int status = httpAgent_->httpResponseStatusCode();
+  log("QFRecordUploader :: httpStatus- recieved response as %@ response code:%d",
+      {httpAgent_->httpResponseContent(), std::to_string(status)});
+  // Of two requests under way, one may fail while the transaction still shows the other's 200.
+  const bool isAnswer = notification.name == TrelkHttpTransactionCompletedNotification;
+  if (!isAnswer || status != kStatusOk) return;
+  if (!removeHead()) return;
+  ++stillToCome_;
+  host_.mainThread->post([this] {
+    --stillToCome_;
+    uploadRecord();
+  });
+}
+
+/// Takes the confirmed request off the queue; true when there are more. A queue that is empty already, after a request
+/// was sent twice, stays as it is.
+bool QFRecordUploader::removeHead() {
+  const std::lock_guard lock(mutex_);
+  uploadInProgress_ = false;
+  if (!recordQueue_ || recordQueue_->empty()) return false;
+  recordQueue_->erase(recordQueue_->begin());
+  writeArchive();
+  return !recordQueue_->empty();
+}
+
+/// Writes the queue, where there is one. A failure is told by the serializer.
+void QFRecordUploader::writeArchive() {
+  if (recordQueue_) host_.serializer->serializeObject(*recordQueue_, archivePath_);
+}
+
+std::optional<UploadRequests> QFRecordUploader::recordQueue() const {
+  const std::lock_guard lock(mutex_);
+  return recordQueue_;
+}
+
+void QFRecordUploader::setRecordQueue(std::optional<UploadRequests> queue) {
+  const std::lock_guard lock(mutex_);
+  recordQueue_ = std::move(queue);
+}
+
+std::optional<UploadRequest> QFRecordUploader::currentURLRequest() const {
+  const std::lock_guard lock(mutex_);
+  return currentURLRequest_;
+}
+
+void QFRecordUploader::setCurrentURLRequest(std::optional<UploadRequest> request) {
+  const std::lock_guard lock(mutex_);
+  currentURLRequest_ = std::move(request);
+}
+
+void QFRecordUploader::log(std::string_view format, std::initializer_list<std::string_view> arguments) const {
+  if (LogFile* file = logfile_) file->writeLogToFileWithInfo("USER", kLogLevel, format, arguments);
+}
+
+}  // namespace sqm

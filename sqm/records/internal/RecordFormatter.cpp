@@ -1,0 +1,188 @@
+#include "sqm/records/internal/RecordFormatter.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <cstring>
+#include <optional>
+
+#include "sqm/common/Format.h"
+
+namespace sqm {
+
+namespace {
+
+constexpr std::string_view kTimeStamp = " timestamp=";
+
+/// Adds up how long a text will be. A value that is made XML-safe on the way counts as it is.
+class Measure {
+ public:
+  void open(std::string_view name) { length_ += name.size() + 2; }
+  void close(std::string_view name) { length_ += name.size() + 3; }
+  void element(std::string_view name, std::string_view value) { length_ += 2 * name.size() + value.size() + 5; }
+  void timeStamped(std::string_view name, std::string_view stamp, std::string_view value) {
+    element(name, value);
+    length_ += kTimeStamp.size() + stamp.size();
+  }
+  void xmlSafeElement(std::string_view name, std::string_view value, const UtilityFunctions& /*utilities*/) {
+    element(name, value);
+  }
+  std::size_t length() const { return length_; }
+
+ private:
+  std::size_t length_ = 0;
+};
+
+/// Writes elements to the end of a string, which has been made long enough for nearly all of them beforehand.
+class Writer {
+ public:
+  Writer(std::string& out, std::size_t expected) : out_(out), used_(out.size()) { out_.resize(used_ + expected); }
+  Writer(const Writer&) = delete;
+  Writer& operator=(const Writer&) = delete;
+  ~Writer() { out_.resize(used_); }
+
+  void open(std::string_view name) { write(name.size() + 2, '<', name, '>'); }
+  void close(std::string_view name) { write(name.size() + 3, '<', '/', name, '>'); }
+  void element(std::string_view name, std::string_view value) {
+    write(2 * name.size() + value.size() + 5, '<', name, '>', value, '<', '/', name, '>');
+  }
+  void timeStamped(std::string_view name, std::string_view stamp, std::string_view value) {
+    write(name.size() + kTimeStamp.size() + stamp.size() + 2, '<', name, kTimeStamp, stamp, '>');
+    write(value.size(), value);
+    close(name);
+  }
+  void xmlSafeElement(std::string_view name, std::string_view value, const UtilityFunctions& utilities) {
+    open(name);
+    const std::size_t room = out_.size();
+    out_.resize(used_);
+    utilities.appendXmlCompatible(out_, value);
+    used_ = out_.size();
+    out_.resize(std::max(room, used_));
+    close(name);
+  }
+
+ private:
+  /// Writes the pieces, texts and single characters, which are `length` characters together.
+  template <typename... Pieces>
+  void write(std::size_t length, Pieces... pieces) {
+    if (out_.size() - used_ < length) out_.resize(std::max(2 * out_.size(), used_ + length));
+    char* at = out_.data() + used_;
+    ((at = put(at, pieces)), ...);
+    used_ += length;
+  }
+
+  static char* put(char* at, char character) {
+    *at = character;
+    return at + 1;
+  }
+  static char* put(char* at, std::string_view text) {
+    if (!text.empty()) std::memcpy(at, text.data(), text.size());
+    return at + text.size();
+  }
+
+  std::string& out_;
+  std::size_t used_;
+};
+
+/// Walks rows, and hands what they give to a sink, element by element.
+template <typename Sink>
+class Walk {
+ public:
+  Walk(Sink& sink, const RecordContents& contents) : sink_(sink), contents_(contents) {}
+
+  void rows(Rows rows) {
+    for (const Row& each : rows) {
+      if (each.kind == Row::Kind::value) {
+        value(each);  // nearly all rows: in the loop, without a call
+      } else {
+        row(each);
+      }
+    }
+  }
+
+ private:
+  void value(const Row& row) {
+    const auto name = nameOfEntry(row);
+    const auto value = valueOf(row, name);
+    if (isWritten(row, value)) sink_.element(shownName(row, name), value.value_or(std::string_view{}));
+  }
+
+  void row(const Row& row) {
+    switch (row.kind) {
+      case Row::Kind::value:
+        value(row);
+        break;
+      case Row::Kind::timeStamped: {
+        const auto name = nameOfEntry(row);
+        sink_.timeStamped(shownName(row, name), contents_.timeStamp, valueOf(row, name).value_or(std::string_view{}));
+        break;
+      }
+      case Row::Kind::environment:
+        if (const auto value = environmentValue(row)) sink_.xmlSafeElement(row.fixedName, *value, *contents_.utilities);
+        break;
+      case Row::Kind::element:
+        wrap(shownName(row, nameOfEntry(row)), row.rows);
+        break;
+      case Row::Kind::markedElement: {
+        const auto name = nameOfEntry(row);
+        if (valueOf(row, name) && anyEnvironment(row.rows)) wrap(shownName(row, name), row.rows);
+        break;
+      }
+      case Row::Kind::section:
+        rows(row.rows);
+        break;
+    }
+  }
+
+  void wrap(std::string_view name, Rows inner) {
+    sink_.open(name);
+    rows(inner);
+    sink_.close(name);
+  }
+
+  std::optional<std::string_view> nameOfEntry(const Row& row) const {
+    return contents_.names == nullptr ? std::nullopt : contents_.names->name(row.entry);
+  }
+
+  static std::string_view shownName(const Row& row, const std::optional<std::string_view>& nameOfEntry) {
+    return row.fixedName.empty() ? nameOfEntry.value_or(kNullText) : row.fixedName;
+  }
+
+  std::optional<std::string_view> valueOf(const Row& row, const std::optional<std::string_view>& nameOfEntry) const {
+    if (!nameOfEntry || contents_.values == nullptr) return std::nullopt;
+    return contents_.values->findField(*contents_.names, row.entry);
+  }
+
+  std::optional<std::string_view> environmentValue(const Row& row) const {
+    return contents_.values == nullptr ? std::nullopt : contents_.values->find(row.fixedName);
+  }
+
+  bool anyEnvironment(Rows inner) const {
+    return std::any_of(inner.begin(), inner.end(), [&](const Row& each) { return environmentValue(each).has_value(); });
+  }
+
+  static bool isWritten(const Row& row, const std::optional<std::string_view>& value) {
+    switch (row.when) {
+      case When::always:
+        return true;
+      case When::present:
+        return value.has_value();
+      case When::notEmpty:
+        return value.has_value() && !value->empty();
+    }
+    return false;
+  }
+
+  Sink& sink_;
+  const RecordContents& contents_;
+};
+
+}  // namespace
+
+void appendRows(std::string& out, Rows rows, const RecordContents& contents) {
+  Measure measure;
+  Walk(measure, contents).rows(rows);
+  Writer writer(out, measure.length());
+  Walk(writer, contents).rows(rows);
+}
+
+}  // namespace sqm

@@ -1,0 +1,127 @@
+#include "sqm/records/internal/RecordKinds.h"
+
+namespace sqm {
+
+namespace {
+
+// --- Connection records -------------------------------------------------------------------------------------------
+
+constexpr Row kCommonConnectionRows[] = {
+    present(11), present(12), present(13), present(14), present(15), present(16),
+    present(17), present(18), present(19), present(20), present(21), present(22),
+};
+
+// 47, 34 and 33 come in this order. 35 is stored in Wi-Fi records for the filters to see, and not written.
+constexpr Row kWiFiRows[] = {
+    present(23), present(24), present(25), present(26),  present(27),  present(28),  present(29),
+    present(30), present(31), present(32), notEmpty(47), notEmpty(34), notEmpty(33), always(87),
+};
+constexpr Row kWiFiConnectionRows[] = {section(kCommonConnectionRows), section(kWiFiRows)};
+constexpr Row kWiFiRecordRows[] = {
+    timeStamped(6), present(7), present(8), present(9), element(10, kWiFiConnectionRows),
+};
+constexpr Row kWiFiLayout[] = {element(5, kWiFiRecordRows)};
+
+constexpr Row kMBRows[] = {
+    present(43), present(35), present(44), present(45), always(46),  present(47), present(48),
+    present(49), always(50),  present(51), present(52), present(53), present(54), present(55),
+    present(56), present(57), present(58), present(59), present(60), present(61),
+};
+constexpr Row kMBConnectionRows[] = {section(kCommonConnectionRows), section(kMBRows)};
+constexpr Row kMBRecordRows[] = {
+    timeStamped(6), always(7), always(8), always(9), element(42, kMBConnectionRows),
+};
+constexpr Row kMBLayout[] = {element(5, kMBRecordRows)};
+
+constexpr Row kEthernetRows[] = {always(73)};
+constexpr Row kEthernetConnectionRows[] = {section(kCommonConnectionRows), section(kEthernetRows)};
+constexpr Row kEthernetRecordRows[] = {
+    timeStamped(6), always(7), always(8), always(9), element(74, kEthernetConnectionRows),
+};
+constexpr Row kEthernetLayout[] = {element(5, kEthernetRecordRows)};
+
+// --- Client record ------------------------------------------------------------------------------------------------
+
+constexpr Row kEnvironmentRows[] = {environment("locale"), environment("os"), environment("osVersion")};
+constexpr Row kClientRecordRows[] = {
+    timeStamped(6), present(7), markedElement(0, kEnvironmentRows), present(1), present(2), present(3), present(4),
+};
+constexpr Row kClientLayout[] = {element("client", kClientRecordRows)};
+
+// --- Device record ------------------------------------------------------------------------------------------------
+
+constexpr Row kMobileDeviceRows[] = {
+    timeStamped(6), always(43),  present(64), present(54), present(66), present(67),
+    present(68),    present(69), present(70), present(71), present(72),
+};
+constexpr Row kDeviceLayout[] = {element(63, kMobileDeviceRows)};
+
+// --- Application record -------------------------------------------------------------------------------------------
+
+constexpr Row kCommonApplicationRows[] = {timeStamped(6), always(75), always(76)};
+constexpr Row kCommonSessionRows[] = {
+    present(77), present(78), present(79), present(80), always(13),
+    always(86),  present(81), present(82), present(83), present(84),
+};
+constexpr Row kApplicationRecordRows[] = {
+    section(kCommonApplicationRows),
+    section(kCommonSessionRows),
+    alwaysNamed("gateway", 85),
+};
+constexpr Row kApplicationLayout[] = {element("vpn", kApplicationRecordRows)};
+
+// --- User-acceptance record ---------------------------------------------------------------------------------------
+
+constexpr Row kUserAcceptanceRecordRows[] = {timeStamped(6), always(13), always(88), always(89), always(90)};
+constexpr Row kUserAcceptanceLayout[] = {element("userAcceptance", kUserAcceptanceRecordRows)};
+
+static_assert(isSound(kWiFiLayout) && isSound(kMBLayout) && isSound(kEthernetLayout) && isSound(kClientLayout) &&
+              isSound(kDeviceLayout) && isSound(kApplicationLayout) && isSound(kUserAcceptanceLayout));
+
+/// What the connection kinds have in common.
+constexpr RecordKind connectionKind(std::optional<std::string_view> subType, std::optional<std::uint8_t> subTypeEntry,
+                                    Rows layout) {
+  return {.name = "connection",
+          .subType = subType,
+          .subTypeEntry = subTypeEntry,
+          .layout = layout,
+          .requiredMissing = kConnectionRequiredFieldMissing,
+          .withoutDictionary = kRecordOk};
+}
+
+}  // namespace
+
+constinit const RecordKind kConnectionKind = connectionKind("", std::nullopt, {});
+constinit const RecordKind kWiFiConnectionKind = connectionKind(std::nullopt, 10, kWiFiLayout);
+constinit const RecordKind kMBConnectionKind = connectionKind("mobiledata", std::nullopt, kMBLayout);
+constinit const RecordKind kEthernetConnectionKind = connectionKind(std::nullopt, 74, kEthernetLayout);
+
+constinit const RecordKind kClientKind = {.name = "client",
+                                          .layout = kClientLayout,
+                                          .highestField = 7,
+                                          .fieldRejected = kRecordRejected,
+                                          .plainSetterNameMissing = kRecordRejected,
+                                          .absentValueRemoves = true,
+                                          .clearKeepsValues = true};
+
+constinit const RecordKind kDeviceKind = {.name = "device", .subTypeEntry = 63, .layout = kDeviceLayout};
+
+constinit const RecordKind kApplicationKind = {.name = "application",
+                                               .subType = "vpn",
+                                               .layout = kApplicationLayout,
+                                               .requiredMissing = kConnectionRequiredFieldMissing,
+                                               .withoutDictionary = kRecordOk};
+
+constinit const RecordKind kUserAcceptanceKind = {
+    .name = "useracceptance", .layout = kUserAcceptanceLayout, .required = RecordKind::Required::literalDigit6};
+
+constinit const Rows kCommonConnectionFields = kCommonConnectionRows;
+constinit const Rows kWiFiConnectionFields = kWiFiRows;
+constinit const Rows kMBConnectionFields = kMBRows;
+constinit const Rows kEthernetConnectionFields = kEthernetRows;
+constinit const Rows kEnvironmentInformation = kEnvironmentRows;
+constinit const Rows kMobileDeviceFields = kMobileDeviceRows;
+constinit const Rows kCommonApplicationFields = kCommonApplicationRows;
+constinit const Rows kCommonSessionFields = kCommonSessionRows;
+
+}  // namespace sqm

@@ -1,0 +1,105 @@
+#pragma once
+
+#include <algorithm>
+#include <cerrno>
+#include <cstddef>
+#include <signal.h>
+#include <string>
+#include <unistd.h>
+#include <vector>
+
+#include "sqm/platform/files/FileOperations.h"
+
+namespace sqm::platform::test {
+
+/// What befalls one call.
+struct Fault {
+  enum class Kind { none, fails, writesHalf, killsBefore, killsHalfway, killsAfter };
+  Kind kind = Kind::none;
+  std::size_t call = 0;  ///< which one, counted from 1
+  int error = 0;
+};
+
+/// The system's operations, with a fault at the n-th call. Counts and names the calls.
+class FaultyFileOperations : public FileOperations {
+ public:
+  FaultyFileOperations() = default;
+  explicit FaultyFileOperations(Fault fault) : fault_(fault) {}
+
+  /// The names of the calls so far.
+  const std::vector<std::string>& calls() const { return calls_; }
+  /// The largest piece that was written by one call.
+  std::size_t largestWrite() const { return largestWrite_; }
+
+  int open(const std::string& path, int flags, mode_t mode) override {
+    return call("open", [&] { return system_.open(path, flags, mode); });
+  }
+  ssize_t read(int descriptor, void* buffer, std::size_t size) override {
+    return call("read", [&] { return system_.read(descriptor, buffer, size); });
+  }
+  ssize_t write(int descriptor, const void* bytes, std::size_t size) override {
+    largestWrite_ = std::max(largestWrite_, size);
+    return call("write", [&] {
+      if (!strikes(Fault::Kind::writesHalf) && !strikes(Fault::Kind::killsHalfway)) {
+        return system_.write(descriptor, bytes, size);
+      }
+      const ssize_t written = system_.write(descriptor, bytes, (size + 1) / 2);
+      if (strikes(Fault::Kind::killsHalfway)) die();
+      return written;
+    });
+  }
+  int fstat(int descriptor, struct ::stat& status) override {
+    return call("fstat", [&] { return system_.fstat(descriptor, status); });
+  }
+  int ftruncate(int descriptor, off_t length) override {
+    return call("ftruncate", [&] { return system_.ftruncate(descriptor, length); });
+  }
+  int fsync(int descriptor) override {
+    return call("fsync", [&] { return system_.fsync(descriptor); });
+  }
+  int close(int descriptor) override {
+    const int result = call("close", [&] { return system_.close(descriptor); });
+    if (strikes(Fault::Kind::fails)) {  // the descriptor is closed all the same
+      system_.close(descriptor);
+      errno = fault_.error;
+    }
+    return result;
+  }
+  int stat(const std::string& path, struct ::stat& status) override {
+    return call("stat", [&] { return system_.stat(path, status); });
+  }
+  int rename(const std::string& from, const std::string& to) override {
+    return call("rename", [&] { return system_.rename(from, to); });
+  }
+  int unlink(const std::string& path) override {
+    return call("unlink", [&] { return system_.unlink(path); });
+  }
+  int mkdir(const std::string& path, mode_t mode) override {
+    return call("mkdir", [&] { return system_.mkdir(path, mode); });
+  }
+
+ private:
+  bool strikes(Fault::Kind kind) const { return fault_.kind == kind && fault_.call == calls_.size(); }
+
+  static void die() { ::kill(::getpid(), SIGKILL); }
+
+  template <typename Operation>
+  auto call(const char* name, Operation&& operation) -> decltype(operation()) {
+    calls_.emplace_back(name);
+    if (strikes(Fault::Kind::killsBefore)) die();
+    if (strikes(Fault::Kind::fails)) {
+      errno = fault_.error;
+      return -1;
+    }
+    const auto result = operation();
+    if (strikes(Fault::Kind::killsAfter)) die();
+    return result;
+  }
+
+  FileOperations& system_ = FileOperations::posix();
+  Fault fault_;
+  std::vector<std::string> calls_;
+  std::size_t largestWrite_ = 0;
+};
+
+}  // namespace sqm::platform::test

@@ -1,0 +1,54 @@
+#include <cstddef>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "sqm/platform/files/PropertyListFiles.h"
+#include "sqm/testing/MemoryLog.h"
+
+#include "tests/support/AllocationProbe.h"
+#include "tests/support/TemporaryFolder.h"
+
+using sqm::platform::PropertyListFiles;
+
+namespace {
+
+class PropertyListMemory : public ::testing::TestWithParam<bool> {
+ protected:
+  /// What it takes to save as many records, which are full of what has to be escaped.
+  struct Cost {
+    std::size_t allocations;
+    std::size_t bytes;
+  };
+  Cost costOfSaving(std::size_t count) {
+    std::string record;
+    while (record.size() < 1'600) record += "<name>a value &amp; more</name>";
+    const std::vector<std::string> records(count, record);
+    const std::string path = folder_ / "list.plist";
+    const AllocationProbe probe;
+    const bool isSaved = files_.writeToFile(records, path, GetParam());
+    const Cost cost{probe.count(), probe.bytes()};
+    EXPECT_TRUE(isSaved);
+    EXPECT_GT(contentOf(path).size(), count * record.size());
+    return cost;
+  }
+
+ private:
+  TemporaryFolder folder_;
+  sqm::testing::MemoryLogs logs_;
+  PropertyListFiles files_{logs_, {}};
+};
+INSTANTIATE_TEST_SUITE_P(, PropertyListMemory, ::testing::Bool(),
+                         [](const auto& way) { return way.param ? "Atomically" : "InPlace"; });
+
+TEST_P(PropertyListMemory, SavingTakesNoMoreMemoryForALongListThanForAShortOne) {
+  const Cost ofShortList = costOfSaving(10);
+  const Cost ofLongList = costOfSaving(10'000);
+  EXPECT_GT(ofShortList.allocations, 0U);
+  EXPECT_EQ(ofLongList.allocations, ofShortList.allocations);
+  EXPECT_EQ(ofLongList.bytes, ofShortList.bytes);
+  EXPECT_LT(ofLongList.bytes, 128U * 1024);
+}
+
+}  // namespace

@@ -1,0 +1,237 @@
+#include <atomic>
+#include <chrono>
+#include <limits>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "sqm/platform/system/MainThreadAdapter.h"
+#include "sqm/platform/system/RunLoop.h"
+
+namespace {
+
+using sqm::MainThread;
+using sqm::platform::MainThreadAdapter;
+using sqm::platform::RunLoop;
+using std::chrono::milliseconds;
+using testing::ElementsAre;
+
+constexpr milliseconds kPatience = std::chrono::minutes(1);
+
+TEST(RunLoop, PostNeverRunsTheTaskItself) {
+  RunLoop loop;
+  bool ran = false;
+  loop.post([&] { ran = true; });
+  EXPECT_FALSE(ran);
+  EXPECT_EQ(loop.poll(), 1U);
+  EXPECT_TRUE(ran);
+}
+
+TEST(RunLoop, PollRunsWhatIsQueuedInOrder) {
+  RunLoop loop;
+  std::vector<int> order;
+  for (const int number : {1, 2, 3}) loop.post([&, number] { order.push_back(number); });
+  EXPECT_EQ(loop.poll(), 3U);
+  EXPECT_THAT(order, ElementsAre(1, 2, 3));
+}
+
+TEST(RunLoop, PollOfAnEmptyQueueRunsNothing) { EXPECT_EQ(RunLoop().poll(), 0U); }
+
+TEST(RunLoop, PollLeavesWhatIsPostedMeanwhileForTheNextCall) {
+  RunLoop loop;
+  int rounds = 0;
+  std::function<void()> again = [&] {
+    ++rounds;
+    loop.post(again);
+  };
+  loop.post(again);
+  EXPECT_EQ(loop.poll(), 1U);
+  EXPECT_EQ(rounds, 1);
+  EXPECT_EQ(loop.poll(), 1U);
+  EXPECT_EQ(rounds, 2);
+}
+
+TEST(RunLoop, PollInsideATaskTakesTheTasksThatWereQueuedAndNoMore) {
+  RunLoop loop;
+  std::vector<std::string> order;
+  std::size_t inner = 0;
+  loop.post([&] {
+    order.emplace_back("first");
+    loop.post([&] { order.emplace_back("posted meanwhile"); });
+    inner = loop.poll();
+  });
+  loop.post([&] { order.emplace_back("second"); });
+  EXPECT_EQ(loop.poll(), 1U);
+  EXPECT_EQ(inner, 2U);
+  EXPECT_THAT(order, ElementsAre("first", "second", "posted meanwhile"));
+}
+
+TEST(RunLoop, AnExceptionReachesWhoPollsAndTheRestStays) {
+  RunLoop loop;
+  bool ran = false;
+  loop.post([] { throw std::runtime_error("task"); });
+  loop.post([&] { ran = true; });
+  EXPECT_THROW(loop.poll(), std::runtime_error);
+  EXPECT_FALSE(ran);
+  EXPECT_EQ(loop.poll(), 1U);
+  EXPECT_TRUE(ran);
+}
+
+TEST(RunLoop, AnExceptionReachesWhoRunsAndTheRestStays) {
+  RunLoop loop;
+  loop.post([] { throw std::runtime_error("task"); });
+  loop.post([&] { loop.stop(); });
+  EXPECT_THROW(loop.run(), std::runtime_error);
+  loop.run();
+  EXPECT_EQ(loop.poll(), 0U);
+}
+
+TEST(RunLoop, AnExceptionReachesWhoRunsUntilAndTheRestStays) {
+  RunLoop loop;
+  bool ran = false;
+  loop.post([] { throw std::runtime_error("task"); });
+  loop.post([&] { ran = true; });
+  EXPECT_THROW(loop.runUntil([&] { return ran; }, kPatience), std::runtime_error);
+  EXPECT_TRUE(loop.runUntil([&] { return ran; }, kPatience));
+}
+
+TEST(RunLoop, RunTakesTasksOfOtherThreadsUntilStop) {
+  constexpr int kThreads = 4;
+  constexpr int kTasksEach = 500;
+  RunLoop loop;
+  int ran = 0;
+  std::vector<std::thread> posters;
+  posters.reserve(kThreads);
+  for (int thread = 0; thread < kThreads; ++thread) {
+    posters.emplace_back([&] {
+      for (int task = 0; task < kTasksEach; ++task) {
+        loop.post([&] {
+          if (++ran == kThreads * kTasksEach) loop.stop();
+        });
+      }
+    });
+  }
+  loop.run();
+  EXPECT_EQ(ran, kThreads * kTasksEach);
+  for (std::thread& poster : posters) poster.join();
+}
+
+TEST(RunLoop, StopLeavesTheRestOfTheQueue) {
+  RunLoop loop;
+  bool ran = false;
+  loop.post([&] { loop.stop(); });
+  loop.post([&] { ran = true; });
+  loop.run();
+  EXPECT_FALSE(ran);
+  EXPECT_EQ(loop.poll(), 1U);
+}
+
+TEST(RunLoop, StopBeforeRunEndsThatRunAlone) {
+  RunLoop loop;
+  bool ran = false;
+  loop.stop();
+  loop.post([&] {
+    ran = true;
+    loop.stop();
+  });
+  loop.run();
+  EXPECT_FALSE(ran);
+  loop.run();
+  EXPECT_TRUE(ran);
+}
+
+TEST(RunLoop, StopFromAnotherThreadWakesARunThatWaits) {
+  RunLoop loop;
+  std::thread stopper([&] { loop.stop(); });
+  loop.run();
+  stopper.join();
+}
+
+TEST(RunLoop, RunUntilRunsNothingWhenItIsDoneAlready) {
+  RunLoop loop;
+  loop.post([] { FAIL(); });
+  EXPECT_TRUE(loop.runUntil([] { return true; }, milliseconds(0)));
+}
+
+TEST(RunLoop, RunUntilAsksAfterEveryTask) {
+  RunLoop loop;
+  int ran = 0;
+  for (int task = 0; task < 5; ++task) loop.post([&] { ++ran; });
+  EXPECT_TRUE(loop.runUntil([&] { return ran == 2; }, kPatience));
+  EXPECT_EQ(ran, 2);
+  EXPECT_EQ(loop.poll(), 3U);
+}
+
+TEST(RunLoop, RunUntilIsWokenByATaskOfAnotherThread) {
+  RunLoop loop;
+  bool ran = false;
+  std::thread poster([&] { loop.post([&] { ran = true; }); });
+  EXPECT_TRUE(loop.runUntil([&] { return ran; }, milliseconds::max()));
+  poster.join();
+}
+
+TEST(RunLoop, RunUntilGivesUpWhenItsTimeIsOver) {
+  for (const milliseconds timeout : {milliseconds(0), milliseconds(-1), milliseconds::min(), milliseconds(5)}) {
+    EXPECT_FALSE(RunLoop().runUntil([] { return false; }, timeout)) << timeout.count();
+  }
+}
+
+TEST(RunLoop, RunUntilGivesUpThoughTasksNeverEnd) {
+  RunLoop loop;
+  std::function<void()> again = [&] { loop.post(again); };
+  loop.post(again);
+  EXPECT_FALSE(loop.runUntil([] { return false; }, milliseconds(5)));
+}
+
+TEST(RunLoop, RunUntilInsideATaskTakesTheTasksBehindIt) {
+  RunLoop loop;
+  bool inner = false;
+  bool done = false;
+  loop.post([&] {
+    EXPECT_TRUE(loop.runUntil([&] { return inner; }, kPatience));
+    done = true;
+  });
+  loop.post([&] { inner = true; });
+  EXPECT_TRUE(loop.runUntil([&] { return done; }, kPatience));
+}
+
+TEST(RunLoop, WhatATaskOwnsMayPostWhenItGoes) {
+  RunLoop loop;
+  bool ran = false;
+  {
+    std::shared_ptr<void> owned(nullptr, [&](void*) { loop.post([&] { ran = true; }); });
+    loop.post([owned = std::move(owned)] {});
+  }
+  EXPECT_EQ(loop.poll(), 1U);
+  EXPECT_EQ(loop.poll(), 1U);
+  EXPECT_TRUE(ran);
+}
+
+TEST(RunLoop, TasksThatNobodyRanAreDroppedWithTheLoop) {
+  const auto owned = std::make_shared<int>(0);
+  {
+    RunLoop loop;
+    loop.post([owned] { FAIL(); });
+    EXPECT_EQ(owned.use_count(), 2);
+  }
+  EXPECT_EQ(owned.use_count(), 1);
+}
+
+TEST(MainThreadAdapter, HandsTasksToTheEventLoopOfTheHost) {
+  std::vector<MainThread::Task> hostLoop;
+  MainThreadAdapter adapter([&](MainThread::Task task) { hostLoop.push_back(std::move(task)); });
+  bool ran = false;
+  static_cast<MainThread&>(adapter).post([&] { ran = true; });
+  ASSERT_EQ(hostLoop.size(), 1U);
+  EXPECT_FALSE(ran);
+  hostLoop.front()();
+  EXPECT_TRUE(ran);
+}
+
+}  // namespace

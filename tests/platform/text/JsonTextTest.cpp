@@ -1,0 +1,65 @@
+#include <gtest/gtest.h>
+
+#include "sqm/platform/text/JsonText.h"
+
+namespace sqm::platform {
+namespace {
+
+std::string written(const JsonArray& array) { return JsonText().JSONString(array).value(); }
+
+TEST(JsonText, KeysStandInTheOrderGiven) {
+  EXPECT_EQ(JsonText().JSONString(JsonObject{{"z", "1"}, {"a", JsonObject{{"y", "2"}, {"b", "3"}}}, {"m", ""}}),
+            R"({"z":"1","a":{"y":"2","b":"3"},"m":""})");
+}
+
+TEST(JsonText, ValuesNest) {
+  EXPECT_EQ(written({"text", JsonObject{}, JsonArray{}, JsonObject{{"list", JsonArray{"a", JsonArray{"b"}}}}}),
+            R"(["text",{},[],{"list":["a",["b"]]}])");
+  EXPECT_EQ(JsonText().JSONString(JsonObject{}), "{}");
+  EXPECT_EQ(written({}), "[]");
+}
+
+TEST(JsonText, LiteralsAreWrittenAsTheyAre) {
+  EXPECT_EQ(written({JsonLiteral{"1.10"}, JsonLiteral{"true"}, JsonObject{{"a", JsonLiteral{"null"}}}}),
+            R"([1.10,true,{"a":null}])");
+}
+
+TEST(JsonText, TextsAreEscapedAsJsonRequires) {
+  EXPECT_EQ(written({std::string("\" \\ / \b\f\n\r\t \x01\x1F\x7F \0", 17)}),
+            "[\"\\\" \\\\ / \\b\\f\\n\\r\\t \\u0001\\u001f\x7F \\u0000\"]");
+  EXPECT_EQ(JsonText().JSONString(JsonObject{{"k\"", "v"}}), R"({"k\"":"v"})");
+}
+
+TEST(JsonText, WellFormedTextIsWrittenAsItIs) {
+  const std::string text = "gr\xC3\xBCn \xE2\x82\xAC \xF0\x9F\x93\xB6 \xEF\xBF\xBD";
+  EXPECT_EQ(written({text}), "[\"" + text + "\"]");
+}
+
+TEST(JsonText, IllFormedPartsBecomeReplacementCharacters) {
+  const struct {
+    std::string text;
+    std::string replaced;
+  } kCases[] = {
+      {"\x80", "\xEF\xBF\xBD"},         {"a\xFFz", "a\xEF\xBF\xBDz"},
+      {"\xC3", "\xEF\xBF\xBD"},         {"\xC3z", "\xEF\xBF\xBDz"},
+      {"\xE2\x82", "\xEF\xBF\xBD"},     {"\xE2\x82z", "\xEF\xBF\xBDz"},
+      {"\xF0\x9F\x93", "\xEF\xBF\xBD"}, {"\xC0\xAF", "\xEF\xBF\xBD\xEF\xBF\xBD"},
+  };
+  for (const auto& [text, replaced] : kCases) {
+    const std::string quoted = '"' + replaced + '"';
+    EXPECT_EQ(written({text}), '[' + quoted + ']');
+    EXPECT_EQ(JsonText().JSONString(JsonObject{{text, "v"}}), '{' + quoted + R"(:"v"})");
+  }
+}
+
+TEST(JsonText, AnyPairOfBytesGivesAText) {
+  for (int first = 0; first < 256; ++first) {
+    for (int second = 0; second < 256; ++second) {
+      const std::string text = {static_cast<char>(first), static_cast<char>(second)};
+      EXPECT_TRUE(JsonText().JSONString(JsonArray{text}).has_value()) << first << " " << second;
+    }
+  }
+}
+
+}  // namespace
+}  // namespace sqm::platform
