@@ -58,7 +58,6 @@ TEST(UploadSequence, EveryTypeHasItsState) {
   EXPECT_EQ(uploadStateOf(RecordType::device), UploadState::device);
   EXPECT_EQ(uploadStateOf(RecordType::application), UploadState::application);
   EXPECT_EQ(uploadStateOf(RecordType::userAcceptance), UploadState::userAcceptance);
-  EXPECT_EQ(uploadStateOf(static_cast<RecordType>(5)), UploadState::idle);
 }
 
 }  // namespace
