@@ -4,7 +4,7 @@
 
 namespace sqm {
 
-/// Where the user's files lie. Paths are absolute, without a trailing separator.
+/// The user's folders. Paths are absolute, without a trailing separator.
 class TrelkConfiguration {
  public:
   virtual ~TrelkConfiguration() = default;
@@ -14,5 +14,11 @@ class TrelkConfiguration {
   /// The folder in which the application keeps its data.
   virtual std::string applicationQuenfaFolderPath() const = 0;
 };
+
+/// The SQM folder, which holds the record lists. Its place below the home directory is fixed, whatever the
+/// application's own folder is.
+inline std::string sqmFolderPath(const TrelkConfiguration& configuration) {
+  return configuration.homeDirectory() + "/Library/Application Support/Trelk/Trelk Quenfa/SQM";
+}
 
 }  // namespace sqm

@@ -18,8 +18,8 @@ namespace {
 
 constexpr int kLogLevel = 2;
 
-/// Takes a record's own values for as long as it lives, then puts them back. A record that had no value dictionary has
-/// an empty one afterwards.
+/// Moves a record's own values out, and back in its destructor. A record that had no value dictionary has an empty one
+/// afterwards.
 class OwnValuesKept {
  public:
   explicit OwnValuesKept(SQM& record) : record_(record) {
@@ -34,8 +34,7 @@ class OwnValuesKept {
   ValueDictionary own_;
 };
 
-/// The record's text, with the filtered values where there are some. Whatever status the record reports, its text
-/// counts.
+/// The record's text, with the filtered values where there are some. The status that the record reports is ignored.
 std::string formatted(SQM& record, std::optional<ValueDictionary> filtered) {
   std::optional<std::string> text = "";
   std::optional<OwnValuesKept> own;
@@ -45,10 +44,38 @@ std::string formatted(SQM& record, std::optional<ValueDictionary> filtered) {
   return std::move(text).value_or("");
 }
 
+/// Fills a record's fields. Absent parameters give absent values.
+void fill(SQM& record, Fills fills, const SQMSessionParams* params, std::string_view event = {},
+          std::int64_t index = 0) {
+  for (const auto& [field, filling] : fills) {
+    const auto value = params == nullptr ? std::nullopt : std::optional(params->valueForKey(field));
+    switch (filling) {
+      case Filling::plain:
+        record.SetAttribute(field, value);
+        break;
+      case Filling::xmlSafe:
+        record.SetAttributeAfterXMLCompatibleFormat(field, value);
+        break;
+      case Filling::unlessEmpty:
+        if (value && !value->empty()) record.SetAttribute(field, value);
+        break;
+      case Filling::event:
+        record.SetAttribute(field, event);
+        break;
+      case Filling::index:
+        record.SetAttribute(field, std::to_string(index));
+        break;
+      case Filling::marker:
+        record.SetAttribute(field, "");
+        break;
+    }
+  }
+}
+
 }  // namespace
 
 SQMManager::SQMManager(Host& host) : host_(host), mSQMRecStoreObj_(std::make_unique<SQMRecordStore>(host)) {
-  mSQMUpdaterObj_ = SQMUpdaterAgent::create(host);  // here, since it is made after the store and destroyed after it
+  mSQMUpdaterObj_ = SQMUpdaterAgent::create(host);  // not above: it is both made and destroyed after the store
   if (mSQMUpdaterObj_) {
     const auto handler = [this](const Notification& notification) { httpStatus(notification); };
     NotificationCenter& center = *host_.notificationCenter;
@@ -60,18 +87,18 @@ SQMManager::SQMManager(Host& host) : host_(host), mSQMRecStoreObj_(std::make_uni
 
 SQMManager::~SQMManager() = default;
 
-void SQMManager::SetSQMConnectionURL(std::optional<std::string> url) { urlOf(RecordType::connection) = std::move(url); }
+void SQMManager::SetSQMConnectionURL(std::optional<std::string> url) { setURL(RecordType::connection, std::move(url)); }
 
-void SQMManager::SetSQMClientURL(std::optional<std::string> url) { urlOf(RecordType::client) = std::move(url); }
+void SQMManager::SetSQMClientURL(std::optional<std::string> url) { setURL(RecordType::client, std::move(url)); }
 
-void SQMManager::SetSQMDeviceURL(std::optional<std::string> url) { urlOf(RecordType::device) = std::move(url); }
+void SQMManager::SetSQMDeviceURL(std::optional<std::string> url) { setURL(RecordType::device, std::move(url)); }
 
 void SQMManager::SetSQMApplicationURL(std::optional<std::string> url) {
-  urlOf(RecordType::application) = std::move(url);
+  setURL(RecordType::application, std::move(url));
 }
 
 void SQMManager::SetSQMUserAcceptanceURL(std::optional<std::string> url) {
-  urlOf(RecordType::userAcceptance) = std::move(url);
+  setURL(RecordType::userAcceptance, std::move(url));
 }
 
 std::string_view SQMManager::mediaType(std::int32_t type) {
@@ -88,42 +115,37 @@ bool SQMManager::sqmCreateStartRecord(const SQMSessionParams* params) {
 
   sqmConnectionRecord_ = medium->makeRecord(host_);
   sqmConnectionRecord_->clearRecord();
-  fill(sqmConnectionRecord_.get(), medium->startFills, params, {"start", currentRecordIndex_});
-  ++currentRecordIndex_;
-  record(kConnectionStartCall, sqmConnectionRecord_.get());
+  fill(*sqmConnectionRecord_, medium->startFills, params);
+  create(kConnectionStart, sqmConnectionRecord_.get(), params, currentRecordIndex_++);
   return false;
 }
 
 bool SQMManager::sqmCreateStopRecord(const SQMSessionParams* params) {
   if (params == nullptr || mediumOf(deviceType_) == nullptr) return false;
-  fill(sqmConnectionRecord_.get(), kConnectionStopFills, params, {"stop", currentRecordIndex_});
-  record(kConnectionStopCall, sqmConnectionRecord_.get());
+  create(kConnectionStop, sqmConnectionRecord_.get(), params, currentRecordIndex_);
   return false;
 }
 
 bool SQMManager::sqmCreateDeviceRecord(const SQMSessionParams* params) {
   SQMDeviceRecord device(host_);
-  fill(&device, kDeviceFills, params, {});
-  record(kDeviceCall, &device);
+  create(kDevice, &device, params);
   return true;
 }
 
 bool SQMManager::sqmCreateClientRecord(const SQMSessionParams* params) {
   SQMClientHelper environment(host_);
   SQMClientRecord client(host_);
-  fill(&client, kClientFillsBeforeEnvironment, params, {});
+  fill(client, kClientFillsBeforeEnvironment, params);
   client.setValue(environment.getCurrentLocale(), "locale");
   client.setValue(environment.osName(), "os");
   client.setValue(environment.getOSVersion(), "osVersion");
-  fill(&client, kClientFillsAfterEnvironment, params, {});
-  record(kClientCall, &client);
+  create(kClient, &client, params);
   return true;
 }
 
 bool SQMManager::sqmCreateUserAcceptanceRecord(const SQMSessionParams* params) {
   SQMUserAcceptanceRecord answer(host_);
-  fill(&answer, kUserAcceptanceFills, params, {});
-  record(kUserAcceptanceCall, &answer);
+  create(kUserAcceptance, &answer, params);
   return true;
 }
 
@@ -131,9 +153,8 @@ bool SQMManager::sqmCreateApplicationStartRecord(const SQMSessionParams* params)
   const auto application = std::make_shared<SQMApplicationRecord>(host_);
   setSqmAppLicationRecord(application);
   if (params == nullptr) return true;
-  // The number of the connection start record, which the index has moved on from.
-  fill(application.get(), kApplicationStartFills, params, {"start", currentRecordIndex_ - 1});
-  record(kApplicationStartCall, application.get());
+  // The number of the connection start record: that start has incremented the index since.
+  create(kApplicationStart, application.get(), params, currentRecordIndex_ - 1);
   return true;
 }
 
@@ -141,8 +162,7 @@ bool SQMManager::sqmCreateApplicationStopRecord(const SQMSessionParams* params) 
   if (params == nullptr) return false;
   const auto application = sqmAppLicationRecord();
   if (application) application->clearRecord();
-  fill(application.get(), kApplicationStopFills, params, {"stop", currentRecordIndex_});
-  return record(kApplicationStopCall, application.get());
+  return create(kApplicationStop, application.get(), params, currentRecordIndex_);
 }
 
 std::shared_ptr<SQMApplicationRecord> SQMManager::sqmAppLicationRecord() const {
@@ -152,41 +172,14 @@ std::shared_ptr<SQMApplicationRecord> SQMManager::sqmAppLicationRecord() const {
 
 void SQMManager::setSqmAppLicationRecord(std::shared_ptr<SQMApplicationRecord> record) {
   const std::lock_guard lock(sqmAppLicationRecordMutex_);
-  sqmAppLicationRecord_.swap(record);  // the earlier record goes with the parameter, when the lock is no longer held
+  sqmAppLicationRecord_.swap(record);  // the earlier record is released with the parameter, after the lock
 }
 
-/// Fills a record's fields. An absent record takes nothing; absent parameters give absent values.
-void SQMManager::fill(SQM* record, std::span<const Fill> fills, const SQMSessionParams* params,
-                      const Generated& generated) const {
-  if (record == nullptr) return;
-  for (const auto& [field, filling] : fills) {
-    const auto value = params == nullptr ? std::nullopt : std::optional(params->valueForKey(field));
-    switch (filling) {
-      case Filling::plain:
-        record->SetAttribute(field, value);
-        break;
-      case Filling::xmlSafe:
-        record->SetAttributeAfterXMLCompatibleFormat(field, value);
-        break;
-      case Filling::unlessEmpty:
-        if (value && !value->empty()) record->SetAttribute(field, value);
-        break;
-      case Filling::event:
-        record->SetAttribute(field, generated.event);
-        break;
-      case Filling::index:
-        record->SetAttribute(field, std::to_string(generated.index));
-        break;
-      case Filling::marker:
-        record->SetAttribute(field, "");
-        break;
-    }
-  }
-}
+/// The procedure of all calls: fills the record, applies the filters, formats, stores and logs. Returns false when
+/// recording is disabled. An absent record has neither name nor values, and its text is empty.
+bool SQMManager::create(const CreatingCall& call, SQM* record, const SQMSessionParams* params, std::int64_t index) {
+  if (record != nullptr) fill(*record, call.fills, params, call.event, index);
 
-/// Has the filters decide on a record, formats, stores and logs it. False when recording is disabled. An absent record
-/// has neither name nor values, and its text is empty.
-bool SQMManager::record(const CreatingCall& call, SQM* record) {
   static const ValueDictionary kNoValues;
   const ValueDictionary* own = record == nullptr ? nullptr : record->recordValues();
   const ValueDictionary& values = own == nullptr ? kNoValues : *own;
@@ -222,27 +215,22 @@ void SQMManager::saveToDisk() { mSQMRecStoreObj_->SaveSQMStoreToDisk(); }
 void SQMManager::uploadSQM() { perform(nextUploadStep(mUploadState_, UploadEvent::started)); }
 
 void SQMManager::httpStatus(const Notification& notification) {
-  const bool hasFailed = notification.name == TrelkSQMUploadFailure;
-  if (hasFailed) {
+  if (notification.name == TrelkSQMUploadSuccess) {
+    perform(nextUploadStep(mUploadState_, UploadEvent::succeeded));
+  } else if (notification.name == TrelkSQMUploadFailure) {
     log("httpStatus: TrelkSQMUploadFailure notification recieved for SQM record of type mUploadState=%d.",
         std::to_string(static_cast<std::int32_t>(mUploadState_)));
+    perform(nextUploadStep(mUploadState_, UploadEvent::failed));
   }
-  perform(nextUploadStep(mUploadState_, hasFailed ? UploadEvent::failed : UploadEvent::succeeded));
 }
 
 void SQMManager::perform(const UploadStep& step) {
   if (step.delivered) mSQMRecStoreObj_->deleteRecords(*step.delivered);
-  if (step.postUnlessEmpty) {
-    auto document = mSQMRecStoreObj_->document(*step.postUnlessEmpty);
-    if (document && !document->empty()) return post(*step.postUnlessEmpty, std::move(document));
-    mSQMRecStoreObj_->deleteRecords(*step.postUnlessEmpty);
-  }
-  if (step.postOtherwise) post(*step.postOtherwise, mSQMRecStoreObj_->document(*step.postOtherwise));
-}
-
-void SQMManager::post(RecordType type, std::optional<std::string> document) {
-  mUploadState_ = uploadStateOf(type);
-  if (mSQMUpdaterObj_) mSQMUpdaterObj_->startUploadToURL(urlOf(type), std::move(document));
+  const auto next = nextTypeOf(step, [this](RecordType type) { return mSQMRecStoreObj_->hasRecords(type); });
+  if (step.postUnlessEmpty && next != step.postUnlessEmpty) mSQMRecStoreObj_->deleteRecords(*step.postUnlessEmpty);
+  if (!next) return;
+  mUploadState_ = uploadStateOf(*next);
+  if (mSQMUpdaterObj_) mSQMUpdaterObj_->startUploadToURL(urlOf(*next), mSQMRecStoreObj_->document(*next));
 }
 
 }  // namespace sqm

@@ -5,9 +5,9 @@
 #include <memory>
 #include <mutex>
 #include <optional>
-#include <span>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "sqm/common/Host.h"
 #include "sqm/common/NotificationCenter.h"
@@ -22,18 +22,18 @@ namespace sqm {
 
 class LogFile;
 struct CreatingCall;
-struct Fill;
 
-/// The object through which a client uses the library: it makes a record of every event it is told of, keeps the
-/// records, and uploads them, one type after another, to five addresses.
+/// The library's entry: a client reports events to it, and it makes a record of each, keeps the records, and uploads
+/// them, one type after another, each type to an address of its own.
 ///
-/// A new manager holds the records that earlier runs saved; `saveToDisk` and destruction save what it holds.
+/// A new manager holds the records that earlier runs saved. `saveToDisk` and the destructor save its records.
 ///
 /// Ownership: the client's, for as long as it records. The host outlives it.
 /// Threading: the main thread; `sqmAppLicationRecord` and its setter may be called from any thread.
-/// Failure: nothing is reported but by the log "SQMManager.log"; the results of the creating calls are no success
-/// flags. A field-name table with fewer than 91 entries makes them throw std::out_of_range, and a device or
-/// user-acceptance call without parameters std::invalid_argument; no stored record is touched then.
+/// Failure: reported by the log "SQMManager.log" alone; the results of the creating calls do not report success. A call
+/// that needs an entry beyond the end of a short field-name table throws std::out_of_range. A device or user-acceptance
+/// call without parameters throws std::invalid_argument; where there is no field-name table it throws nothing, because
+/// nothing is stored in the record's fields. An exception leaves the stored records unchanged.
 class SQMManager {
  public:
   explicit SQMManager(Host& host);
@@ -41,72 +41,70 @@ class SQMManager {
   SQMManager& operator=(const SQMManager&) = delete;
   ~SQMManager();
 
-  /// The addresses that the documents are posted to. Not validated here; an absent one makes its upload fail.
+  /// The addresses to which the documents are posted. They are not validated here; an absent one makes its upload fail.
+  void setURL(RecordType type, std::optional<std::string> url) { urlOf(type) = std::move(url); }
   void SetSQMConnectionURL(std::optional<std::string> url);
   void SetSQMClientURL(std::optional<std::string> url);
   void SetSQMDeviceURL(std::optional<std::string> url);
   void SetSQMApplicationURL(std::optional<std::string> url);
   void SetSQMUserAcceptanceURL(std::optional<std::string> url);
 
-  /// The medium of the connections to come: 1 Wi-Fi, 2 mobile broadband, 3 Ethernet. With any other, connection events
-  /// are not recorded.
+  /// The medium of the following connections: 1 Wi-Fi, 2 mobile broadband, 3 Ethernet. With any other number connection
+  /// events are not recorded.
   void setDeviceType(std::int64_t value) { deviceType_ = value; }
   std::int64_t deviceType() const { return deviceType_; }
 
   /// "WiFi", "mobile" or "Ethernet"; empty for any other number.
   static std::string_view mediaType(std::int32_t type);
 
-  /// A connection attempt begins, or ends. Always false. Without parameters, nothing happens.
+  /// Record the start or the end of a connection attempt. Always return false. Do nothing without parameters.
   bool sqmCreateStartRecord(const SQMSessionParams* params);
   bool sqmCreateStopRecord(const SQMSessionParams* params);
 
-  /// Device details, client details, the user's answer to a prompt. Always true.
+  /// Record device details, client details, or the user's answer to a prompt. Always return true.
   bool sqmCreateDeviceRecord(const SQMSessionParams* params);
   bool sqmCreateClientRecord(const SQMSessionParams* params);
   bool sqmCreateUserAcceptanceRecord(const SQMSessionParams* params);
 
-  /// A VPN session begins: always true. A VPN session ends: true when a record was stored.
+  /// Record the start or the end of a VPN session. The start always returns true; the end, when a record was stored.
   bool sqmCreateApplicationStartRecord(const SQMSessionParams* params);
   bool sqmCreateApplicationStopRecord(const SQMSessionParams* params);
 
-  /// The record of the last VPN session begun; null before the first.
+  /// The record of the VPN session that was started last; null before the first.
   std::shared_ptr<SQMApplicationRecord> sqmAppLicationRecord() const;
   void setSqmAppLicationRecord(std::shared_ptr<SQMApplicationRecord> record);
 
   /// Writes the stored records to disk.
   void saveToDisk();
 
-  /// Starts to post what is stored, type by type; each type's records go once they have arrived. Goes on by itself on
-  /// the main thread. A failure ends it, and keeps the records for the next call.
+  /// Starts to post the stored records, type by type; each post's outcome, reported on the main thread, starts the
+  /// next. A type's records are deleted once their post has succeeded. A failure ends the upload: the remaining records
+  /// wait for the next call.
   void uploadSQM();
 
-  /// Which document is in flight, or was last. On a success notification, observers that registered after the manager
-  /// was made find the next one here.
+  /// Which document is in flight, or was last. Observers of a success notification that registered after the manager
+  /// was made read the next document's state.
   UploadState uploadState() const { return mUploadState_; }
 
- private:
-  struct Generated {
-    std::string_view event;
-    std::int64_t index = 0;
-  };
+  /// Continues or ends the upload after a post. Called by the notification center with the outcomes of the manager's
+  /// own upload agent; a notification of another name has no effect.
+  void httpStatus(const Notification& notification);
 
-  void fill(SQM* record, std::span<const Fill> fills, const SQMSessionParams* params, const Generated& generated) const;
-  bool record(const CreatingCall& call, SQM* record);
+ private:
+  bool create(const CreatingCall& call, SQM* record, const SQMSessionParams* params, std::int64_t index = 0);
   void log(std::string_view format, std::string_view argument = {});
 
-  void httpStatus(const Notification& notification);
   void perform(const UploadStep& step);
-  void post(RecordType type, std::optional<std::string> document);
   std::optional<std::string>& urlOf(RecordType type) { return urls_[static_cast<std::size_t>(type)]; }
 
-  // Destroyed from the last to the first: the store saves its lists while the upload agent still lives.
+  // Destroyed from the last to the first: the store saves its lists before the upload agent is destroyed.
   Host& host_;
   mutable std::mutex sqmAppLicationRecordMutex_;
   std::shared_ptr<SQMApplicationRecord> sqmAppLicationRecord_;
   std::unique_ptr<SQMUpdaterAgent> mSQMUpdaterObj_;
   std::unique_ptr<SQMConnectionRecord> sqmConnectionRecord_;
   std::unique_ptr<SQMRecordStore> mSQMRecStoreObj_;
-  std::array<std::optional<std::string>, SQMRecordStore::kTypes> urls_;
+  std::array<std::optional<std::string>, kRecordTypes.size()> urls_;  // by type
   std::int64_t deviceType_ = 0;
   std::int64_t currentRecordIndex_ = 0;
   UploadState mUploadState_ = UploadState::idle;

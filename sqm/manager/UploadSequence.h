@@ -1,13 +1,17 @@
 #pragma once
 
+#include <algorithm>
+#include <concepts>
 #include <cstdint>
+#include <iterator>
 #include <optional>
+#include <vector>
 
-#include "sqm/store/SQMRecordStore.h"
+#include "sqm/store/ListDocument.h"
 
 namespace sqm {
 
-/// Which document is in flight, or was last.
+/// Which document is in flight, or was last. The numbers appear in the log: not to change.
 enum class UploadState : std::int32_t {
   idle = 0,  ///< before the first upload
   connection = 1,
@@ -19,22 +23,22 @@ enum class UploadState : std::int32_t {
 
 enum class UploadEvent : std::uint8_t { started, succeeded, failed };
 
-/// What the manager does next, in this order.
+/// The manager's next actions, in this order.
 struct UploadStep {
-  /// The records of this type have arrived and go.
+  /// The records of this type have arrived and are deleted.
   std::optional<RecordType> delivered = {};
-  /// The document of this type is posted, unless it is absent or empty: then the type's records go, and the step goes
-  /// on.
+  /// The document of this type is posted. When there is none, the type's records are deleted and the next member
+  /// applies.
   std::optional<RecordType> postUnlessEmpty = {};
-  /// The state becomes this type's, and its document is posted as it is. An absent one ends the sequence here.
+  /// The state becomes this type's, and its document is posted. When there is none, the upload ends.
   std::optional<RecordType> postOtherwise = {};
 
   friend bool operator==(const UploadStep&, const UploadStep&) = default;
 };
 
-/// The order of an upload: client, connection, device, application, user acceptance. It takes note that the connection
-/// document is posted even without records, and that without device and application records the user acceptances wait
-/// for the next upload.
+/// The order of an upload: client, connection, device, application, user acceptance. The connection document is posted
+/// even when there are no connection records. Without device and application records the user acceptances are not
+/// posted: they wait for the next upload.
 constexpr UploadStep nextUploadStep(UploadState state, UploadEvent event) {
   using enum RecordType;
   if (event == UploadEvent::failed) return {};
@@ -57,20 +61,46 @@ constexpr UploadStep nextUploadStep(UploadState state, UploadEvent event) {
 }
 
 /// The state while a type's document is in flight.
+struct InFlight {
+  RecordType type;
+  UploadState state;
+};
+inline constexpr InFlight kInFlight[] = {{RecordType::client, UploadState::client},
+                                         {RecordType::connection, UploadState::connection},
+                                         {RecordType::device, UploadState::device},
+                                         {RecordType::application, UploadState::application},
+                                         {RecordType::userAcceptance, UploadState::userAcceptance}};
+static_assert(isPermutationOfTypes(kInFlight, &InFlight::type));
+
 constexpr UploadState uploadStateOf(RecordType type) {
-  switch (type) {
-    case RecordType::client:
-      return UploadState::client;
-    case RecordType::connection:
-      return UploadState::connection;
-    case RecordType::device:
-      return UploadState::device;
-    case RecordType::application:
-      return UploadState::application;
-    case RecordType::userAcceptance:
-      return UploadState::userAcceptance;
-  }
-  return UploadState::idle;
+  return std::ranges::find(kInFlight, type, &InFlight::type)->state;
 }
+
+/// The type whose document is in flight, or was last. Nothing before the first upload.
+constexpr std::optional<RecordType> typeInFlight(UploadState state) {
+  const auto* found = std::ranges::find(kInFlight, state, &InFlight::state);
+  return found == std::end(kInFlight) ? std::nullopt : std::optional(found->type);
+}
+
+/// The type that a step moves on to, where `hasRecords` says which lists have records. Nothing when the step ends the
+/// upload.
+template <std::predicate<RecordType> HasRecords>
+constexpr std::optional<RecordType> nextTypeOf(const UploadStep& step, HasRecords hasRecords) {
+  const auto first = step.postUnlessEmpty;
+  return first && hasDocument(*first, hasRecords(*first)) ? first : step.postOtherwise;
+}
+
+/// The types whose documents an upload posts, in their order, provided that each post succeeds.
+template <std::predicate<RecordType> HasRecords>
+constexpr std::vector<RecordType> uploadPlan(HasRecords hasRecords) {
+  std::vector<RecordType> plan;
+  auto next = nextTypeOf(nextUploadStep(UploadState::idle, UploadEvent::started), hasRecords);
+  while (next && hasDocument(*next, hasRecords(*next))) {
+    plan.push_back(*next);
+    next = nextTypeOf(nextUploadStep(uploadStateOf(*next), UploadEvent::succeeded), hasRecords);
+  }
+  return plan;
+}
+static_assert(isPermutationOfTypes(uploadPlan([](RecordType /*type*/) { return true; })), "every type is posted once");
 
 }  // namespace sqm

@@ -80,10 +80,13 @@ StandardHost::StandardHost(const Options& options) : services_(std::make_unique<
 StandardHost::~StandardHost() = default;
 
 bool StandardHost::makeFolders() {
-  const std::string folder = services_->folders.applicationQuenfaFolderPath() + "/SQM";
-  const std::error_code error = platform::makeFolders(FileOperations::posix(), folder);
-  if (error) services_->problems.cannotWrite(folder, error.message());
-  return !error;
+  for (const std::string& folder : {configuration->applicationQuenfaFolderPath(), sqmFolderPath(*configuration)}) {
+    const std::error_code error = platform::makeFolders(FileOperations::posix(), folder);
+    if (!error) continue;
+    services_->problems.cannotWrite(folder, error.message());
+    return false;
+  }
+  return true;
 }
 
 bool StandardHost::runUntilIdle(std::chrono::milliseconds timeout) {

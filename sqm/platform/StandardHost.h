@@ -46,8 +46,8 @@ class StandardHost : public Host {
   StandardHost& operator=(const StandardHost&) = delete;
   ~StandardHost();
 
-  /// Makes the application's folder and the SQM folder in it below the home directory, the user's alone, where they are
-  /// missing; the library itself never makes them. False when they cannot be made, with a line in the log.
+  /// Makes the application's folder and the SQM folder of the current `configuration`, private to the user, where they
+  /// are missing; the library itself never makes them. Returns false, with a line in the log, when one cannot be made.
   bool makeFolders();
 
   /// Runs the loop until no request is under way and no task waits that could begin one, such as the upload queue's

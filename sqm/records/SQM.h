@@ -13,47 +13,50 @@ namespace sqm {
 enum RecordStatus : std::int64_t {
   kRecordOk = 0,                       ///< also of a setter that stored nothing
   kRecordRejected = 3,                 ///< no output slot, a rejected field number, or a required field missing
-  kConnectionRequiredFieldMissing = 4  ///< the same fault, as connection and application records report it
+  kConnectionRequiredFieldMissing = 4  ///< a required field missing in a connection or application record
 };
 
-/// What every record offers to the manager: setters by field number, and its XML element.
+/// A record as the manager uses it: setters by field number, and the record's XML element.
 ///
 /// Threading: one thread, the caller's.
-/// Failure: by the status, but for errors of the caller: std::out_of_range for a field number from 0 to 90 that lies
-/// beyond a short field-name table, or is negative; std::invalid_argument for an absent value where the record takes
-/// none. Neither changes anything.
+/// Failure: reported by the status, except for errors of the caller, which throw and change nothing.
+/// std::out_of_range: a field number that is negative, or from 0 to 90 and beyond the end of a short field-name table.
+/// std::invalid_argument: an absent value. The client record throws neither for a negative number nor for an absent
+/// value: it rejects the number, as it does one above 7, with status 3, and removes the field's value. A record without
+/// a field-name table throws nothing.
 class SQM {
  public:
   virtual ~SQM() = default;
 
-  /// Replaces the text in the slot by the record's XML element. An empty slot is left alone: status 3. A record that
-  /// does not validate leaves the empty text and its status.
+  /// Replaces the text in the slot by the record's XML element. Returns status 3, and changes nothing, when the slot
+  /// holds no text. When the record does not validate, the slot becomes the empty text and the status says why.
   virtual std::int64_t FormatRecord(std::optional<std::string>& slot) = 0;
 
-  /// Stores the value, as it stands, in the field.
+  /// Stores the value, unchanged, in the field. A number above 90 stores nothing.
   virtual std::int64_t SetAttribute(std::int64_t field, const std::optional<std::string_view>& withValue) = 0;
 
   /// Stores the value, made safe as XML element content, in the field.
   virtual std::int64_t SetAttributeAfterXMLCompatibleFormat(std::int64_t field,
                                                             const std::optional<std::string_view>& withValue) = 0;
 
-  /// Removes the values; false when the record has no value dictionary.
+  /// Removes the values. Returns false when the record has no value dictionary. The client record keeps its values and
+  /// always returns true.
   virtual bool clearRecord() = 0;
 
-  /// The record's own value dictionary: a change made through it shows in the next formatting. Null when it has none.
+  /// The record's own value dictionary, not a copy; null when it has none.
   virtual ValueDictionary* recordValues() = 0;
 
   virtual std::optional<std::string_view> recordName() const { return std::nullopt; }
   virtual std::optional<std::string_view> recordSubType() const { return std::nullopt; }
 
-  /// Puts the given values in the place of the record's own.
-  // NOLINTNEXTLINE(performance-unnecessary-value-param): who has values keeps them.
+  /// Replaces the record's values.
+  // NOLINTNEXTLINE(performance-unnecessary-value-param): overriders move the values.
   virtual void updateRecordValues(ValueDictionary /*values*/) {}
 };
 
-// The names of three enumerations (record types, field numbers, error codes) that clients link against. The library
-// neither reads nor writes them.
-// NOLINTBEGIN(cppcoreguidelines-avoid-non-const-global-variables): they are variables of the clients'.
+// Variables named after three enumerations (record types, field numbers, error codes), because clients link against
+// them. The library neither reads nor writes them.
+// NOLINTBEGIN(cppcoreguidelines-avoid-non-const-global-variables): clients may write them.
 extern std::int32_t NsqmRecType;
 extern std::int32_t NSSQMFields;
 extern std::int32_t NSSqmError;

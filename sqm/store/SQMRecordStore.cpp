@@ -1,56 +1,19 @@
 #include "sqm/store/SQMRecordStore.h"
 
-#include <numeric>
-#include <string_view>
 #include <utility>
 
 #include "sqm/common/PropertyList.h"
 #include "sqm/common/SystemConsole.h"
-#include "sqm/common/TrelkConfiguration.h"
+#include "sqm/store/ListDocument.h"
 
 namespace sqm {
 
 namespace {
 
-/// What an empty list gives for a document.
-enum class EmptyList : std::uint8_t { nothing, emptyDocument };
-
-struct ListKind {
-  RecordType type;
-  std::string_view file;     // on disk: not to change
-  std::string_view opening;  // on the wire, as the servers expect it: not to change
-  std::string_view closing;
-  EmptyList whenEmpty = EmptyList::nothing;
-  std::string_view consolePrefix = {};  // where there is one, the document goes to the system console too
-};
-
-/// By record type.
-constexpr std::array<ListKind, SQMRecordStore::kTypes> kLists = {{
-    {RecordType::client, "SQMClient.plist", "<clientList>", "</clientList>"},
-    {RecordType::connection, "SQMConnection.plist", "<connectionList>", "</connectionList>", EmptyList::emptyDocument},
-    {RecordType::device, "SQMDevice.plist", "<deviceList>", "</deviceList>"},
-    {RecordType::application, "SQMApplication.plist", "<sqmList>", "</sqmList>"},
-    {RecordType::userAcceptance, "SQMUserAcceptance.plist", "<userAcceptanceList>", "</userAcceptanceList>",
-     EmptyList::nothing, "User appectance string:"},
-}};
-
-constexpr bool isInTypeOrder() {
-  for (std::size_t at = 0; at < kLists.size(); ++at) {
-    if (static_cast<std::size_t>(kLists[at].type) != at) return false;
-  }
-  return true;
-}
-static_assert(isInTypeOrder());
-
 /// The order in which the files are written and read.
-constexpr std::array<RecordType, SQMRecordStore::kTypes> kFileOrder = {RecordType::connection, RecordType::client,
-                                                                       RecordType::device, RecordType::application,
-                                                                       RecordType::userAcceptance};
-
-constexpr std::string_view kFolder = "/Library/Application Support/Trelk/Trelk Quenfa/SQM";
-constexpr std::string_view kDeclaration = R"(<?xml version="1.0" encoding="utf-8"?>)";
-
-const ListKind& kindOf(RecordType type) { return kLists[static_cast<std::size_t>(type)]; }
+constexpr std::array kFileOrder = {RecordType::connection, RecordType::client, RecordType::device,
+                                   RecordType::application, RecordType::userAcceptance};
+static_assert(isPermutationOfTypes(kFileOrder));
 
 }  // namespace
 
@@ -59,8 +22,7 @@ SQMRecordStore::SQMRecordStore(Host& host) : host_(host) { LoadFromDisk(); }
 SQMRecordStore::~SQMRecordStore() { SaveSQMStoreToDisk(); }
 
 bool SQMRecordStore::saveSQMRecordType(std::int64_t type, std::optional<std::string> withData) {
-  if (type < 0 || type >= static_cast<std::int64_t>(kTypes)) return false;
-  return append(static_cast<RecordType>(type), std::move(withData));
+  return isRecordType(static_cast<RecordType>(type)) && append(static_cast<RecordType>(type), std::move(withData));
 }
 
 bool SQMRecordStore::saveSQMClientRecordToStore(std::optional<std::string> data) {
@@ -106,14 +68,15 @@ bool SQMRecordStore::deleteRecords(RecordType type) {
 bool SQMRecordStore::SaveSQMStoreToDisk() {
   bool written = false;
   for (const RecordType type : kFileOrder) {
-    written = host_.propertyLists->writeToFile(listOf(type), pathOf(type), /*atomically=*/false);
+    written =
+        host_.propertyLists->writeToFile(listOf(type), listFilePath(*host_.configuration, type), /*atomically=*/false);
   }
   return written;
 }
 
 void SQMRecordStore::LoadFromDisk() {
   for (const RecordType type : kFileOrder) {
-    auto records = host_.propertyLists->arrayWithContentsOfFile(pathOf(type));
+    auto records = host_.propertyLists->arrayWithContentsOfFile(listFilePath(*host_.configuration, type));
     if (!records) continue;
     List& list = listOf(type);
     list.reserve(list.size() + records->size());
@@ -140,28 +103,12 @@ std::optional<std::string> SQMRecordStore::getUserAcceptanceRecordXMLAsString() 
 }
 
 std::optional<std::string> SQMRecordStore::document(RecordType type) const {
-  const ListKind& kind = kindOf(type);
-  const List& list = listOf(type);
-  if (list.empty() && kind.whenEmpty == EmptyList::nothing) return std::nullopt;
-
-  const std::size_t wrapping = kDeclaration.size() + kind.opening.size() + kind.closing.size();
-  std::string text;
-  text.reserve(std::accumulate(list.begin(), list.end(), wrapping,
-                               [](std::size_t sum, const std::string& record) { return sum + record.size(); }));
-  text.append(kDeclaration).append(kind.opening);
-  for (const std::string& record : list) text.append(record);
-  text.append(kind.closing);
-
-  if (!kind.consolePrefix.empty()) host_.console->writeLine(std::string(kind.consolePrefix) + text);
+  auto text = listDocument(type, listOf(type));
+  const std::string_view prefix = rowOf(type).consolePrefix;
+  if (text && !prefix.empty()) host_.console->writeLine(std::string(prefix) + *text);
   return text;
 }
 
-std::string SQMRecordStore::getSQMDirectoryPath() const {
-  return host_.configuration->homeDirectory() + std::string(kFolder);
-}
-
-std::string SQMRecordStore::pathOf(RecordType type) const {
-  return getSQMDirectoryPath() + "/" + std::string(kindOf(type).file);
-}
+std::string SQMRecordStore::getSQMDirectoryPath() const { return sqmFolderPath(*host_.configuration); }
 
 }  // namespace sqm

@@ -8,31 +8,27 @@
 #include <vector>
 
 #include "sqm/common/Host.h"
+#include "sqm/store/RecordTypes.h"
 
 namespace sqm {
 
-/// The kinds of record that the store keeps apart, by their number.
-enum class RecordType : std::int64_t { client = 0, connection = 1, device = 2, application = 3, userAcceptance = 4 };
-
 /// Keeps the XML text of the records that have been made and not yet uploaded: one ordered list for each record type,
-/// in memory, and on disk in five property-list files in the SQM folder below the user's home directory.
+/// in memory, and on disk in property-list files in the SQM folder below the user's home directory.
 ///
-/// A new store appends what the files hold; `SaveSQMStoreToDisk` and destruction write the lists back. The store never
-/// makes the SQM folder: the host does.
+/// A new store appends the files' records to its lists. `SaveSQMStoreToDisk` and the destructor write the lists back.
+/// The store never makes the SQM folder: the host does.
 ///
 /// Threading: one thread, the one that drives the manager.
-/// Failure: by the results, which are given as they are relied on: the saving calls give false also when they stored.
+/// Failure: reported by the results alone. The saving calls return false also when they stored the record.
 class SQMRecordStore {
  public:
-  static constexpr std::size_t kTypes = 5;
-
   explicit SQMRecordStore(Host& host);
   SQMRecordStore(const SQMRecordStore&) = delete;
   SQMRecordStore& operator=(const SQMRecordStore&) = delete;
   ~SQMRecordStore();
 
-  /// Appends the record's text to the list of its type. Always false: so is an absent text or another type, which store
-  /// nothing.
+  /// Appends the record's text to the list of its type. An absent text and a number that is no type's are ignored.
+  /// Always returns false.
   bool saveSQMRecordType(std::int64_t type, std::optional<std::string> withData);
   bool saveSQMClientRecordToStore(std::optional<std::string> data);
   bool saveSQMConnRecordToStore(std::optional<std::string> data);
@@ -40,21 +36,22 @@ class SQMRecordStore {
   bool saveSQMApplicationRecordToStore(std::optional<std::string> data);
   bool saveSQMUserAcceptanceRecordToStore(std::optional<std::string> data);
 
-  /// Empties one list in memory; its file follows at the next save. Always true.
+  /// Empties one list in memory; its file changes at the next save. Always returns true.
   bool deleteSQMClientRecordFromStore();
   bool deleteSQMConnectionRecordsFromStore();
   bool deleteSQMDeviceRecordFromStore();
   bool deleteSQMApplicationRecordFromStore();
   bool deleteSQMUserAcceptanceRecordFromStore();
 
-  /// Writes every list to its file, in place. The result is that of the last write, the user-acceptance list's.
+  /// Writes every list to its file, in place. Returns the result of the last write, that of the user acceptances; the
+  /// results of the others are not reported.
   bool SaveSQMStoreToDisk();
 
-  /// Appends what the files hold to the lists; a file that is missing or no property-list array is passed over.
+  /// Appends the files' records to the lists. A file that is missing or is no property-list array is ignored.
   void LoadFromDisk();
 
-  /// The list documents that are posted: UTF-8, one line, an XML declaration and the records in one element. An empty
-  /// list gives nothing; an empty connection list gives a document without records.
+  /// The documents that are posted: `listDocument` of each list. That of the user acceptances is written to the system
+  /// console, too.
   std::optional<std::string> getClientRecordXMLAsString() const;
   std::optional<std::string> getConnectionRecordXMLAsString() const;
   std::optional<std::string> getDeviceRecordXMLAsString() const;
@@ -64,12 +61,10 @@ class SQMRecordStore {
   /// The same operations by record type.
   bool deleteRecords(RecordType type);
   std::optional<std::string> document(RecordType type) const;
+  bool hasRecords(RecordType type) const { return !listOf(type).empty(); }
 
-  /// The SQM folder, asked for anew: absolute, without a trailing separator.
+  /// The SQM folder, from the host's current configuration: absolute, without a trailing separator.
   std::string getSQMDirectoryPath() const;
-
-  /// The file of a type's list in that folder.
-  std::string pathOf(RecordType type) const;
 
  private:
   using List = std::vector<std::string>;
@@ -79,7 +74,7 @@ class SQMRecordStore {
   const List& listOf(RecordType type) const { return lists_[static_cast<std::size_t>(type)]; }
 
   Host& host_;
-  std::array<List, kTypes> lists_;
+  std::array<List, kRecordTypes.size()> lists_;  // by type
 };
 
 }  // namespace sqm

@@ -140,6 +140,21 @@ TEST_P(ConnectionMedium, DisabledStartStillLeavesItsRecordToTheStop) {
   EXPECT_EQ(askedValues()["F9"], "1");
 }
 
+TEST_P(ConnectionMedium, DisabledStopLeavesItsRecordToTheNextStop) {
+  const SQMSessionParams start = everyParam("start");
+  const SQMSessionParams stop = everyParam("stop");
+  manager->sqmCreateStartRecord(&start);
+  fakes.filter.disabled = [](const auto&) { return true; };
+  manager->sqmCreateStopRecord(&stop);
+  const Values own = askedValues();
+  EXPECT_EQ(storedConnections().size(), 1U);
+  fakes.filter.disabled = nullptr;
+  manager->sqmCreateStopRecord(&stop);
+  EXPECT_EQ(askedValues(), own);
+  EXPECT_EQ(askedValues()["F17"], "start17&");
+  EXPECT_EQ(storedConnections().size(), 2U);
+}
+
 TEST_P(ConnectionMedium, WhatAFilterReplacesDiffersInTheStoredTextAlone) {
   const SQMSessionParams params = everyParam();
   manager->sqmCreateStartRecord(&params);

@@ -1,4 +1,5 @@
 #include <atomic>
+#include <functional>
 #include <memory>
 #include <string>
 #include <thread>
@@ -111,37 +112,39 @@ TEST(ManagerOrder, StoreIsMadeBeforeTheUploadAgent) {
   EXPECT_EQ(http.filesRead, 5U);
 }
 
-/// Notes how many transactions live while a file is written.
-class WatchedFiles : public sqm::testing::MemoryPropertyLists {
+/// Calls back before each write.
+class ObservedFiles : public sqm::testing::MemoryPropertyLists {
  public:
-  explicit WatchedFiles(const sqm::testing::ScriptedHttp& http) : http_(http) {}
-
   bool writeToFile(std::span<const std::string> array, const std::string& path, bool atomically) override {
-    transactions.push_back(http_.transactions().size());
+    onWrite();
     return MemoryPropertyLists::writeToFile(array, path, atomically);
   }
 
-  std::vector<std::size_t> transactions;
-
- private:
-  const sqm::testing::ScriptedHttp& http_;
+  std::function<void()> onWrite;
 };
 
-TEST(ManagerOrder, StoreThenAgentThenApplicationRecordAreLetGo) {
+TEST(ManagerOrder, LogThenStoreThenAgentThenApplicationRecordAreReleased) {
   sqm::testing::FakeHost fakes;
-  WatchedFiles files(fakes.http);
+  std::vector<std::string> events;
+  const auto add = [&](const std::string& event) {
+    const std::string withTransaction = fakes.http.transactions().empty() ? "" : ", transaction alive";
+    if (events.empty() || events.back() != event + withTransaction) events.push_back(event + withTransaction);
+  };
+  ObservedLogs logs;
+  logs.onClose = [&](const std::string& file) { add(file + " closed"); };
+  fakes.host.logFiles = &logs;
+  ObservedFiles files;
+  files.onWrite = [&] { add("lists written"); };
   fakes.host.propertyLists = &files;
-  bool wasLetGoLast = false;
   {
     SQMManager manager(fakes.host);
     manager.setSqmAppLicationRecord({new SQMApplicationRecord(fakes.host), [&](const SQMApplicationRecord* record) {
-                                       wasLetGoLast =
-                                           files.transactions.size() == 5 && fakes.http.transactions().empty();
+                                       add("application record released");
                                        delete record;
                                      }});
   }
-  EXPECT_THAT(files.transactions, ElementsAre(1U, 1U, 1U, 1U, 1U));
-  EXPECT_TRUE(wasLetGoLast);
+  EXPECT_THAT(events, ElementsAre("SQMManager.log closed, transaction alive", "lists written, transaction alive",
+                                  ::testing::StartsWith("SQMUploadlog.log closed"), "application record released"));
 }
 
 TEST_F(ManagerLifecycle, ApplicationRecordThatIsLetGoMaySeeItsSuccessor) {

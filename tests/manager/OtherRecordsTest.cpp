@@ -196,6 +196,43 @@ TEST_F(ApplicationRecords, KeptRecordHoldsItsOwnValuesAfterAFilter) {
   EXPECT_EQ(askedValues()["F6"], "v6&amp;");
 }
 
+TEST_F(ApplicationRecords, KeptRecordHoldsTheStopsOwnValuesAfterAFilter) {
+  manager->sqmCreateApplicationStartRecord(&params);
+  fakes.filter.replaced = [](const auto&) {
+    ValueDictionary values;
+    values.set("F6", "filtered");
+    return values;
+  };
+  EXPECT_TRUE(manager->sqmCreateApplicationStopRecord(&params));
+  EXPECT_THAT(storedApplications().back(), ::testing::HasSubstr(">filtered</F6>"));
+  EXPECT_EQ(valuesOf(*manager->sqmAppLicationRecord()->recordValues()), askedValues());
+  EXPECT_EQ(askedValues()["F6"], "v6&amp;");
+  EXPECT_EQ(askedValues()["F77"], "stop");
+}
+
+TEST_F(ApplicationRecords, DisabledStartKeepsItsRecordForTheStop) {
+  fakes.filter.disabled = [](const auto&) { return true; };
+  EXPECT_TRUE(manager->sqmCreateApplicationStartRecord(&params));
+  EXPECT_THAT(storedApplications(), IsEmpty());
+  const auto kept = manager->sqmAppLicationRecord();
+  ASSERT_NE(kept, nullptr);
+  EXPECT_EQ(valuesOf(*kept->recordValues()), askedValues());
+  EXPECT_EQ(askedValues()["F77"], "start");
+  fakes.filter.disabled = nullptr;
+  EXPECT_TRUE(manager->sqmCreateApplicationStopRecord(&params));
+  EXPECT_EQ(manager->sqmAppLicationRecord(), kept);
+  EXPECT_EQ(storedApplications().size(), 1U);
+}
+
+TEST_F(ApplicationRecords, DisabledStopKeepsItsValuesInTheRecord) {
+  manager->sqmCreateApplicationStartRecord(&params);
+  fakes.filter.disabled = [](const auto&) { return true; };
+  EXPECT_FALSE(manager->sqmCreateApplicationStopRecord(&params));
+  EXPECT_EQ(storedApplications().size(), 1U);
+  EXPECT_EQ(valuesOf(*manager->sqmAppLicationRecord()->recordValues()), askedValues());
+  EXPECT_EQ(askedValues()["F77"], "stop");
+}
+
 TEST_F(ApplicationRecords, StartWithoutParametersReplacesTheKeptRecordAndStoresNothing) {
   manager->sqmCreateApplicationStartRecord(&params);
   const auto first = manager->sqmAppLicationRecord();

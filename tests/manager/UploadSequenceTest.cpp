@@ -32,33 +32,21 @@ TEST(UploadSequence, EndsWithAFailureWhateverTheState) {
   }
 }
 
-TEST(UploadSequence, SuccessMovesEveryStateOn) {
-  using enum RecordType;
-  const struct {
-    UploadState state = UploadState::idle;
-    UploadStep next = {};
-  } cases[] = {
-      {UploadState::idle, {}},
-      {UploadState::client, {.delivered = client, .postOtherwise = connection}},
-      {UploadState::connection, {.delivered = connection, .postUnlessEmpty = device, .postOtherwise = application}},
-      {UploadState::device, {.delivered = device, .postUnlessEmpty = application, .postOtherwise = userAcceptance}},
-      {UploadState::application, {.delivered = application, .postOtherwise = userAcceptance}},
-      {UploadState::userAcceptance, {.delivered = userAcceptance}},
-      {static_cast<UploadState>(6), {}},
-      {static_cast<UploadState>(-1), {}},
-  };
-  for (const auto& [state, next] : cases) {
-    EXPECT_EQ(nextUploadStep(state, UploadEvent::succeeded), next) << static_cast<int>(state);
+TEST(UploadSequence, SuccessWithoutADocumentInFlightDoesNothing) {
+  for (const UploadState state : {UploadState::idle, static_cast<UploadState>(6), static_cast<UploadState>(-1)}) {
+    EXPECT_EQ(nextUploadStep(state, UploadEvent::succeeded), UploadStep{}) << static_cast<int>(state);
   }
 }
 
-TEST(UploadSequence, EveryTypeHasItsState) {
-  EXPECT_EQ(uploadStateOf(RecordType::client), UploadState::client);
-  EXPECT_EQ(uploadStateOf(RecordType::connection), UploadState::connection);
-  EXPECT_EQ(uploadStateOf(RecordType::device), UploadState::device);
-  EXPECT_EQ(uploadStateOf(RecordType::application), UploadState::application);
-  EXPECT_EQ(uploadStateOf(RecordType::userAcceptance), UploadState::userAcceptance);
-  EXPECT_EQ(uploadStateOf(static_cast<RecordType>(5)), UploadState::idle);
+TEST(UploadSequence, SuccessDeletesTheTypeThatWasInFlightAndNoOther) {
+  for (const RecordType type : sqm::kRecordTypes) {
+    EXPECT_EQ(nextUploadStep(uploadStateOf(type), UploadEvent::succeeded).delivered, type);
+  }
+}
+
+TEST(UploadSequence, StateNamesTheTypeInFlight) {
+  for (const RecordType type : sqm::kRecordTypes) EXPECT_EQ(sqm::typeInFlight(uploadStateOf(type)), type);
+  EXPECT_EQ(sqm::typeInFlight(UploadState::idle), std::nullopt);
 }
 
 }  // namespace

@@ -1,4 +1,5 @@
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -91,6 +92,16 @@ TEST_P(RecordFieldNames, FieldBeyondAShortTableIsAnErrorThatChangesNothing) {
   EXPECT_THROW(record->SetAttributeAfterXMLCompatibleFormat(7, "seven"), std::out_of_range);
   EXPECT_EQ(record->recordValues()->size(), 1U);
   EXPECT_EQ(record->recordValues()->find("F6"), "six");
+}
+
+TEST_P(RecordFieldNames, FieldAboveTheHighestIsNotLookedUpInAShortTable) {
+  useTheFirstNames(7);
+  const auto record = made();
+  for (const std::int64_t field : {kind().highestField + 1, std::int64_t{91}, std::int64_t{1000}}) {
+    EXPECT_EQ(record->SetAttribute(field, "value"), kind().fieldRejected) << field;
+    EXPECT_EQ(record->SetAttributeAfterXMLCompatibleFormat(field, "value"), kind().fieldRejected) << field;
+  }
+  EXPECT_TRUE(record->recordValues()->empty());
 }
 
 TEST_P(RecordFieldNames, FormattingBeyondAShortTableIsAnErrorThatLeavesTheSlot) {

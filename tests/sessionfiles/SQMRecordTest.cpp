@@ -15,7 +15,7 @@
 
 #include "tests/sessionfiles/SqmLine.h"
 #include "tests/support/OrdinaryUser.h"
-#include "tests/support/Paths.h"
+#include "tests/support/Golden.h"
 #include "tests/support/TemporaryFolder.h"
 
 using sqm::Date;
@@ -58,7 +58,7 @@ class SQMRecordTest : public ::testing::Test {
 };
 
 TEST_F(SQMRecordTest, FreshRecordIsALineOf258Bytes) {
-  EXPECT_EQ(saved(), contentOf(paths::kGolden + std::string("/fresh_record.sqm")));
+  expectGoldenFile(saved(), "fresh_record.sqm");
   EXPECT_EQ(saved().size(), 258U);
 }
 

@@ -44,13 +44,13 @@ inline Values valuesOf(const sqm::ValueDictionary& dictionary) {
 /// A manager on a host in memory.
 class ManagerTest : public ::testing::Test {
  protected:
-  /// Puts another manager, made with the host as it is now, in the place of the first.
+  /// Replaces the manager by a new one on the host as it is now.
   void restart() {
     manager.reset();
     manager = std::make_unique<sqm::SQMManager>(fakes.host);
   }
 
-  /// What the manager holds of a type. Saves, in order to see it.
+  /// The manager's records of a type. Saves them.
   std::vector<std::string> stored(sqm::RecordType type) {
     manager->saveToDisk();
     return savedRecords(fakes, type);
@@ -59,13 +59,13 @@ class ManagerTest : public ::testing::Test {
   /// The number of all stored records.
   std::size_t storedInAll() {
     std::size_t count = 0;
-    for (std::int64_t type = 0; type <= 4; ++type) count += stored(static_cast<sqm::RecordType>(type)).size();
+    for (const sqm::RecordType type : sqm::kRecordTypes) count += stored(type).size();
     return count;
   }
 
   std::vector<std::string> log() const { return fakes.logs.lines("SQMManager.log"); }
 
-  /// The values of the record that a filter was last asked for.
+  /// The record's values that the filter was last called with.
   Values askedValues() const { return valuesOf(fakes.filter.queries.back().values); }
 
   sqm::testing::FakeHost fakes;

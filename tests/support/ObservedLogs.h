@@ -10,7 +10,7 @@
 #include "sqm/common/Format.h"
 #include "sqm/common/LogFile.h"
 
-/// Log files that keep nothing: `onLine`, where it is set, is told every line while it is written.
+/// Log files that keep nothing and report to the callbacks that are set. Outlives the log files.
 class ObservedLogs : public sqm::LogFileFactory {
  public:
   std::unique_ptr<sqm::LogFile> initWithFile(std::string_view file, int logLevel) override {
@@ -19,12 +19,18 @@ class ObservedLogs : public sqm::LogFileFactory {
   }
 
   std::function<void(const std::string& file, const std::string& text)> onLine;
+  std::function<void(const std::string& file)> onClose;
   std::map<std::string, int> levels;  ///< of the files opened so far
 
  private:
   class File : public sqm::LogFile {
    public:
     File(ObservedLogs& logs, std::string_view name) : logs_(logs), name_(name) {}
+    File(const File&) = delete;
+    File& operator=(const File&) = delete;
+    ~File() override {
+      if (logs_.onClose) logs_.onClose(name_);
+    }
 
     void write(const sqm::LogLine& line) override {
       if (!logs_.onLine) return;

@@ -4,7 +4,7 @@
 #include <string_view>
 #include <vector>
 
-#include "sqm/store/SQMRecordStore.h"
+#include "sqm/store/RecordTypes.h"
 #include "sqm/testing/FakeHost.h"
 
 /// The SQM folder below the home directory of a `FakeHost`.
@@ -12,9 +12,7 @@ inline constexpr std::string_view kSQMFolder = "/home/tester/Library/Application
 
 /// The file of a record type.
 inline std::string storeFile(sqm::RecordType type) {
-  constexpr std::string_view kNames[] = {"SQMClient.plist", "SQMConnection.plist", "SQMDevice.plist",
-                                         "SQMApplication.plist", "SQMUserAcceptance.plist"};
-  return std::string(kSQMFolder) + "/" + std::string(kNames[static_cast<std::size_t>(type)]);
+  return std::string(kSQMFolder) + "/" + std::string(sqm::rowOf(type).file);
 }
 
 /// The records that were last saved to the file of a type.

@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include "tests/support/Golden.h"
 #include "tests/support/Paths.h"
 #include "tests/tools/Play.h"
 
@@ -81,8 +82,10 @@ TEST(SqmctlPlayDocs, AFixedEnvironmentGivesTheSameEveryTime) {
                        "Test OS", "--os-version", "10.8.2"});
   EXPECT_EQ(played.status(), 0);
   EXPECT_EQ(played.err(), "");
-  EXPECT_EQ(played.out(), contentOf(kGolden + "/output.jsonl"));
-  EXPECT_EQ(filesBelow(played.home()), filesBelow(kGolden + "/home"));
+  expectGoldenFile(played.out(), "play/output.jsonl");
+  const auto files = filesBelow(played.home());
+  for (const auto& [path, content] : files) expectGoldenFile(content, "play/home/" + path);
+  EXPECT_EQ(files, filesBelow(kGolden + "/home"));
 }
 
 }  // namespace

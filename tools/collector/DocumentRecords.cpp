@@ -12,6 +12,7 @@
 #include <pugixml.hpp>
 
 #include "sqm/common/internal/Utf8.h"
+#include "sqm/store/RecordTypes.h"
 
 #include "tools/collector/RecordReader.h"
 
@@ -24,20 +25,6 @@ constexpr auto npos = std::string_view::npos;
 // What is larger is kept, and not taken apart. The library's own records have some 70 tags.
 constexpr std::size_t kLongestRecord = std::size_t{16} * 1024 * 1024;
 constexpr std::ptrdiff_t kMostTags = 20'000;
-
-/// The lists of the library.
-struct List {
-  std::string_view element;
-  std::string_view path;
-  std::string_view type;
-};
-constexpr std::array kLists = {
-    List{"clientList", "/client", "client"},
-    List{"connectionList", "/connection", "connection"},
-    List{"deviceList", "/device", "device"},
-    List{"sqmList", "/application", "application"},
-    List{"userAcceptanceList", "/user-acceptance", "user-acceptance"},
-};
 
 bool isSpace(char character) { return character == ' ' || character == '\t' || character == '\n' || character == '\r'; }
 
@@ -291,7 +278,7 @@ void skipProlog(std::string_view& text) {
 }
 
 /// The records between the tags of the list that `text` begins with.
-std::optional<std::string> readList(const List& list, std::string_view text, const TakeRecord& take) {
+std::optional<std::string> readList(const sqm::RecordTypeRow& list, std::string_view text, const TakeRecord& take) {
   const std::string element(list.element);
   const std::size_t begin = text.find('>');
   if (begin == npos) return "the tag of " + element + " has no end";
@@ -309,23 +296,24 @@ std::optional<std::string> readList(const List& list, std::string_view text, con
   }
   skipSpace(rest);
   if (!rest.empty()) problem = "text stands behind " + element;
-  const auto inside = Records(list.type, take).readAll(content);
+  const auto inside = Records(list.name, take).readAll(content);
   return inside ? inside : problem;
 }
 
 }  // namespace
 
 std::optional<std::string> readDocument(std::string_view path, std::string_view body, const TakeRecord& take) {
-  const auto byPath = std::find_if(kLists.begin(), kLists.end(), [&](const List& list) { return list.path == path; });
-  const bool isExpected = byPath != kLists.end();
+  constexpr const auto& kLists = sqm::kRecordTypeTable;
+  const bool isBelowRoot = path.starts_with('/');
+  const auto* const byPath =
+      isBelowRoot ? std::ranges::find(kLists, path.substr(1), &sqm::RecordTypeRow::name) : kLists.end();
   skipProlog(body);
   const std::string_view root = tagName(body);
-  const auto byElement =
-      std::find_if(kLists.begin(), kLists.end(), [&](const List& list) { return list.element == root; });
+  const auto* const byElement = std::ranges::find(kLists, root, &sqm::RecordTypeRow::element);
   if (byElement != kLists.end()) return readList(*byElement, body, take);
-  if (!isExpected) return std::nullopt;
+  if (byPath == kLists.end()) return std::nullopt;
   if (root.empty()) return "it is no document: it does not begin with an element";
-  return Records(byPath->type, take).readAll(body);
+  return Records(byPath->name, take).readAll(body);
 }
 
 }  // namespace collector

@@ -8,7 +8,9 @@
 #include <vector>
 
 #include "sqm/common/PropertyList.h"
+#include "sqm/manager/UploadSequence.h"
 #include "sqm/platform/StandardHost.h"
+#include "sqm/store/ListDocument.h"
 
 #include "tools/demo/Stage.h"
 
@@ -18,49 +20,37 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// One of the five lists: what an operator finds on disk, and what the server then gets.
-struct List {
-  const char* file;
-  const char* path;
-  const char* element;
-};
+/// The stored records, by type.
+using StoredRecords = std::array<std::vector<std::string>, sqm::kRecordTypes.size()>;
 
-constexpr std::array<List, 5> kLists = {{
-    {"SQMClient.plist", "/client", "clientList"},
-    {"SQMConnection.plist", "/connection", "connectionList"},
-    {"SQMDevice.plist", "/device", "deviceList"},
-    {"SQMApplication.plist", "/application", "sqmList"},
-    {"SQMUserAcceptance.plist", "/user-acceptance", "userAcceptanceList"},
-}};
+std::size_t indexOf(sqm::RecordType type) { return static_cast<std::size_t>(type); }
 
-/// A document that is to arrive.
-struct Document {
-  std::string path;
-  std::string body;
-};
-
-/// Reads and shows the five files; gives the documents that their records make.
-std::vector<Document> showStored(const Stage& stage) {
+/// Shows the list files, and returns their records.
+StoredRecords showStored(const Stage& stage) {
   sqm::platform::StandardHost::Options options;
   options.homeDirectory = stage.home;
   const sqm::platform::StandardHost host(options);
-  std::vector<Document> documents;
-  for (const List& list : kLists) {
-    const fs::path file = fs::path(stage.home) / kSqmFolder / list.file;
-    const auto records = host.propertyLists->arrayWithContentsOfFile(file.string());
-    if (!records) throw std::runtime_error(file.string() + " is not there, or cannot be read");
+  StoredRecords stored;
+  for (const sqm::RecordType type : sqm::kRecordTypes) {
+    const std::string file = sqm::listFilePath(*host.configuration, type);
+    const auto records = host.propertyLists->arrayWithContentsOfFile(file);
+    if (!records) throw std::runtime_error(file + " is missing or cannot be read");
     std::array<char, 128> line{};
-    std::snprintf(line.data(), line.size(), "  %-26s%10s%10ju bytes", list.file,
+    std::snprintf(line.data(), line.size(), "  %-26s%10s%10ju bytes", sqm::rowOf(type).file.data(),
                   tools::plural(records->size(), "record").c_str(), static_cast<std::uintmax_t>(fs::file_size(file)));
     stage.shown.note(line.data());
-    if (records->empty()) continue;
-    const std::string element = list.element;
-    Document document{list.path, R"(<?xml version="1.0" encoding="utf-8"?><)" + element + ">"};
-    for (const auto& record : *records) document.body += record.value_or("");
-    document.body += "</" + element + ">";
-    documents.push_back(std::move(document));
+    for (const auto& record : *records) stored[indexOf(type)].push_back(record.value_or(""));
   }
-  return documents;
+  return stored;
+}
+
+/// True when the posts are those of an upload of these records, and no others.
+bool isUploadOf(const StoredRecords& stored, const std::vector<Post>& posts) {
+  const auto plan = sqm::uploadPlan([&](sqm::RecordType type) { return !stored[indexOf(type)].empty(); });
+  return std::equal(posts.begin(), posts.end(), plan.begin(), plan.end(), [&](const Post& post, sqm::RecordType type) {
+    return post.path == "/" + std::string(sqm::rowOf(type).name) &&
+           post.body == sqm::listDocument(type, stored[indexOf(type)]);
+  });
 }
 
 }  // namespace
@@ -86,12 +76,9 @@ bool playLaptopDay(const Stage& stage) {
   }
 
   shown.title("And what is left on disk");
-  const bool isNothingLeft = showStored(stage).empty();
-  const bool isAllThere = std::equal(arrived.begin(), arrived.end(), stored.begin(), stored.end(),
-                                     [](const Post& post, const Document& document) {
-                                       return post.path == document.path && post.body == document.body;
-                                     });
-  return isAllThere && isNothingLeft;
+  const StoredRecords left = showStored(stage);
+  const bool isNothingLeft = std::ranges::all_of(left, [](const auto& records) { return records.empty(); });
+  return isUploadOf(stored, arrived) && isNothingLeft;
 }
 
 }  // namespace demo

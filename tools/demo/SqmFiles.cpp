@@ -22,7 +22,7 @@ constexpr const char* kProgram = "04_sqm_files";
 /// Shows the `.sqm` files that lie in the folder, and gives them.
 Files showFiles(const Stage& stage) {
   Files files;
-  for (const auto& entry : fs::directory_iterator(fs::path(stage.home) / kSqmFolder)) {
+  for (const auto& entry : fs::directory_iterator(stage.sqmFolder())) {
     if (entry.path().extension() != ".sqm") continue;
     std::ifstream file(entry.path(), std::ios::binary);
     files[entry.path().filename()] = {std::istreambuf_iterator<char>(file), {}};

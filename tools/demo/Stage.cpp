@@ -6,6 +6,8 @@
 #include <httplib.h>
 #include <nlohmann/json.hpp>
 
+#include "sqm/platform/system/HomeFolders.h"
+
 #include "tools/support/TemporaryFolder.h"
 
 namespace demo {
@@ -40,6 +42,8 @@ void Stage::run(const std::string& program, const std::vector<std::string>& argu
   showConsole(shown, folder / "errors");
   if (status != expectedStatus) throw std::runtime_error(program + " ended with status " + std::to_string(status));
 }
+
+std::string Stage::sqmFolder() const { return sqm::sqmFolderPath(sqm::platform::HomeFolders(home)); }
 
 void Stage::setFaults(const std::vector<std::string>& rules) const {
   const auto answer = httplib::Client(server).Put("/_faults", nlohmann::json(rules).dump(), "application/json");

@@ -46,15 +46,15 @@ struct Stage {
   /// when it ends with another status; 128 and the number of a signal stand for being killed by it.
   void run(const std::string& program, const std::vector<std::string>& arguments, int expectedStatus = 0) const;
 
+  /// The SQM folder below the home directory.
+  std::string sqmFolder() const;
+
   /// Has the collection server make these faults, such as "/sqm:status=500:once", and no others.
   void setFaults(const std::vector<std::string>& rules) const;
 
   /// What the collection server has got so far, but for the first `known` posts.
   std::vector<Post> arrived(std::size_t known = 0) const;
 };
-
-/// Where the library keeps its files, below the home directory.
-inline constexpr const char* kSqmFolder = "Library/Application Support/Trelk/Trelk Quenfa/SQM";
 
 // The scenes. Each shows what it does and gives true when what arrived is what was to arrive.
 

@@ -28,37 +28,38 @@ struct ShowOptions {
 
 /// How one of the two subcommands shows a list, and which lists it shows, in which order.
 struct View {
-  std::vector<const StoredList*> (*choose)(const StoredLists& lists);
+  std::vector<sqm::RecordType> (*typesToShow)(const StoredLists& lists);
   void (*print)(const tools::Terminal& terminal, const StoredList& list, bool isRaw);
   void (*addJson)(Json& all, const StoredList& list);
 };
 
 void run(Invocation& invocation, const ShowOptions& options, const View& view) {
   const auto only = typeNamed(options.type);
-  const auto isMeant = [&only](const StoredList& list) { return !only || list.type == *only; };
+  const auto isChosen = [&only](const StoredList& list) { return !only || list.type == *only; };
   const StoredLists lists = storedLists(homeOf(invocation));
   for (const StoredList& list : lists) {
-    if (isMeant(list)) complainOf(invocation, list);
+    if (isChosen(list)) complainOf(invocation, list);
   }
   const tools::Terminal terminal(stdout);
   Json all = Json::array();
-  for (const StoredList* list : view.choose(lists)) {
-    if (!isMeant(*list)) continue;
+  for (const sqm::RecordType type : view.typesToShow(lists)) {
+    const StoredList& list = listOf(lists, type);
+    if (!isChosen(list)) continue;
     if (options.isJson) {
-      view.addJson(all, *list);
+      view.addJson(all, list);
     } else {
-      view.print(terminal, *list, options.isRaw);
+      view.print(terminal, list, options.isRaw);
     }
   }
   if (options.isJson) printJson(terminal, all);
 }
 
-std::vector<const StoredList*> withRecords(const StoredLists& lists) {
-  std::vector<const StoredList*> chosen;
+std::vector<sqm::RecordType> typesWithRecords(const StoredLists& lists) {
+  std::vector<sqm::RecordType> types;
   for (const StoredList& list : lists) {
-    if (!list.records.empty()) chosen.push_back(&list);
+    if (!list.records.empty()) types.push_back(list.type);
   }
-  return chosen;
+  return types;
 }
 
 void printRecords(const tools::Terminal& terminal, const StoredList& list, bool isRaw) {
@@ -132,12 +133,12 @@ void addDocumentAsJson(Json& all, const StoredList& list) {
 CLI::App* addView(CLI::App& program, Invocation& invocation, const char* name, const char* what, const View& view) {
   const auto options = std::make_shared<ShowOptions>();
   CLI::App* command = program.add_subcommand(name, what);
-  command
-      ->add_option("TYPE", options->type, "client, connection, device, application or user-acceptance (default: all)")
+  std::string names;
+  for (const auto& row : sqm::kRecordTypeTable) names += (names.empty() ? "" : ", ") + std::string(row.name);
+  command->add_option("TYPE", options->type, "One of " + names + " (default: all)")
       ->option_text(" ")
-      ->check([](const std::string& word) {
-        return typeNamed(word) ? std::string()
-                               : "'" + word + "' is none of client, connection, device, application, user-acceptance";
+      ->check([names](const std::string& word) {
+        return typeNamed(word) ? std::string() : "'" + word + "' is none of " + names;
       });
   CLI::Option* raw = command->add_flag("--raw", options->isRaw, "Byte for byte, each on one line");
   command->add_flag("--json", options->isJson, "For programs")->excludes(raw);
@@ -148,12 +149,13 @@ CLI::App* addView(CLI::App& program, Invocation& invocation, const char* name, c
 }  // namespace
 
 void addShow(CLI::App& program, Invocation& invocation) {
-  addView(program, invocation, "show", "The stored records, indented", {withRecords, printRecords, addRecordsAsJson});
+  addView(program, invocation, "show", "The stored records, indented",
+          {typesWithRecords, printRecords, addRecordsAsJson});
 }
 
 void addDocuments(CLI::App& program, Invocation& invocation) {
   addView(program, invocation, "documents", "The documents that an upload would post, one after another",
-          {posted, printDocument, addDocumentAsJson})
+          {postedTypes, printDocument, addDocumentAsJson})
       ->footer(
           "The connection document is posted even when there are no connection records; user acceptances only in an\n"
           "upload that has device or application records, too.");

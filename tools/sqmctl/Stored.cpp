@@ -2,12 +2,10 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <memory>
 #include <sys/stat.h>
 #include <utility>
 
 #include "sqm/common/PropertyList.h"
-#include "sqm/common/SystemConsole.h"
 #include "sqm/common/internal/Utf8.h"
 #include "sqm/manager/UploadSequence.h"
 #include "sqm/platform/files/ArchiveFiles.h"
@@ -15,6 +13,7 @@
 #include "sqm/platform/files/internal/WholeFile.h"
 #include "sqm/platform/system/HomeFolders.h"
 #include "sqm/queue/QFRecordUploader.h"
+#include "sqm/store/ListDocument.h"
 
 namespace sqmctl {
 
@@ -22,40 +21,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// The console gets a copy of some documents, which nobody asked for here.
-class SilentConsole : public sqm::SystemConsole {
- public:
-  void writeLine(std::string_view) override {}
-};
-
-/// Property lists of nothing, so that a store reads and writes no file.
-class NoLists : public sqm::PropertyList {
- public:
-  std::optional<Array> arrayWithContentsOfFile(const std::string&) override { return std::nullopt; }
-  bool writeToFile(std::span<const std::string>, const std::string&, bool) override { return true; }
-};
-
-/// A record store in memory: where its files would lie, and what it would post.
-class StoreInMemory {
- public:
-  explicit StoreInMemory(const std::string& home) : folders_(home) {
-    host_.propertyLists = &lists_;
-    host_.configuration = &folders_;
-    host_.console = &console_;
-    store_ = std::make_unique<sqm::SQMRecordStore>(host_);
-  }
-
-  sqm::SQMRecordStore* operator->() { return store_.get(); }
-
- private:
-  NoLists lists_;
-  SilentConsole console_;
-  sqm::platform::HomeFolders folders_;
-  sqm::Host host_;
-  std::unique_ptr<sqm::SQMRecordStore> store_;
-};
-
-/// Keeps in `text` why a file cannot be read.
+/// Writes to `text` why a file cannot be read.
 sqm::platform::FileProblems problemsKeptIn(std::string& text) {
   return {[&text](const sqm::platform::FileProblem& problem) { text = textOf(problem); }};
 }
@@ -66,7 +32,7 @@ std::optional<std::time_t> changeOf(const std::string& path) {
   return status.st_mtime;
 }
 
-/// What the directory uploader takes for a `.sqm` file.
+/// True for the name of a file that the directory uploader sends.
 bool isSqmName(const fs::path& name) {
   std::string extension = name.extension().string();
   std::transform(extension.begin(), extension.end(), extension.begin(),
@@ -90,17 +56,9 @@ void readSqmFile(SqmFile& file) {
 
 }  // namespace
 
-const char* nameOf(sqm::RecordType type) {
-  const auto* found =
-      std::find_if(kTypeNames.begin(), kTypeNames.end(), [&](const TypeName& each) { return each.type == type; });
-  return found->name;
-}
-
 std::optional<sqm::RecordType> typeNamed(std::string_view name) {
-  for (const TypeName& each : kTypeNames) {
-    if (each.name == name) return each.type;
-  }
-  return std::nullopt;
+  const auto* found = std::ranges::find(sqm::kRecordTypeTable, name, &sqm::RecordTypeRow::name);
+  return found == std::end(sqm::kRecordTypeTable) ? std::nullopt : std::optional(found->type);
 }
 
 std::string homeOf(const Invocation& invocation) {
@@ -112,18 +70,18 @@ std::string homeOf(const Invocation& invocation) {
 }
 
 StoredLists storedLists(const std::string& home) {
-  StoreInMemory store(home);
+  const sqm::platform::HomeFolders folders(home);
   StoredLists lists;
-  for (std::size_t at = 0; at < lists.size(); ++at) {
-    StoredList& list = lists[at];
-    list.type = kTypeNames[at].type;
-    list.path = store->pathOf(list.type);
+  for (const sqm::RecordType type : sqm::kRecordTypes) {
+    StoredList& list = lists[static_cast<std::size_t>(type)];
+    list.type = type;
+    list.path = sqm::listFilePath(folders, type);
     list.changed = changeOf(list.path);
     auto records =
         sqm::platform::PropertyListFiles(problemsKeptIn(list.problem), {}).arrayWithContentsOfFile(list.path);
     if (!records) continue;
     for (auto& record : *records) {
-      if (!record) continue;  // no text: the store leaves it out
+      if (!record) continue;  // no text: the store ignores it
       list.bytes += record->size();
       list.records.push_back(*std::move(record));
     }
@@ -146,7 +104,7 @@ StoredQueue storedQueue(const std::string& home) {
   return queue;
 }
 
-std::string sqmFolderOf(const std::string& home) { return StoreInMemory(home)->getSQMDirectoryPath(); }
+std::string sqmFolderOf(const std::string& home) { return sqm::sqmFolderPath(sqm::platform::HomeFolders(home)); }
 
 std::vector<SqmFile> sqmFilesIn(const std::string& folder) {
   std::vector<SqmFile> files;
@@ -167,33 +125,13 @@ std::vector<SqmFile> sqmFilesIn(const std::string& folder) {
   return files;
 }
 
-const StoredList& listOf(const StoredLists& lists, sqm::RecordType type) {
-  return *std::find_if(lists.begin(), lists.end(), [&](const StoredList& list) { return list.type == type; });
-}
-
-bool isPostedWithoutRecords(sqm::RecordType type) { return StoreInMemory("/")->document(type).has_value(); }
-
-std::vector<const StoredList*> posted(const StoredLists& lists) {
+std::vector<sqm::RecordType> postedTypes(const StoredLists& lists) {
   const auto hasRecords = [&lists](sqm::RecordType type) { return !listOf(lists, type).records.empty(); };
-  std::vector<const StoredList*> chosen;
-  if (std::none_of(lists.begin(), lists.end(), [&](const StoredList& list) { return hasRecords(list.type); })) {
-    return chosen;
-  }
-  sqm::UploadStep step = nextUploadStep(sqm::UploadState::idle, sqm::UploadEvent::started);
-  for (;;) {
-    const bool isFirst = step.postUnlessEmpty && hasRecords(*step.postUnlessEmpty);
-    const auto type = isFirst ? step.postUnlessEmpty : step.postOtherwise;
-    if (!type || (!hasRecords(*type) && !isPostedWithoutRecords(*type))) return chosen;
-    chosen.push_back(&listOf(lists, *type));
-    step = nextUploadStep(sqm::uploadStateOf(*type), sqm::UploadEvent::succeeded);
-  }
+  if (std::ranges::none_of(sqm::kRecordTypes, hasRecords)) return {};
+  return sqm::uploadPlan(hasRecords);
 }
 
-std::string documentOf(const StoredList& list) {
-  StoreInMemory store("/");
-  for (const std::string& record : list.records) store->saveSQMRecordType(static_cast<std::int64_t>(list.type), record);
-  return store->document(list.type).value_or("");
-}
+std::string documentOf(const StoredList& list) { return sqm::listDocument(list.type, list.records).value_or(""); }
 
 void complainOf(Invocation& invocation, const KeptFile& file) {
   if (!file.problem.empty()) complain(invocation, file.problem);

@@ -9,35 +9,22 @@
 #include <vector>
 
 #include "sqm/common/UploadRequest.h"
-#include "sqm/store/SQMRecordStore.h"
+#include "sqm/store/RecordTypes.h"
 
 #include "tools/sqmctl/Command.h"
 
 namespace sqmctl {
 
-/// The record types in the order of an upload, and the words that stand for them on the command line.
-struct TypeName {
-  sqm::RecordType type;
-  const char* name;
-};
-inline constexpr std::array<TypeName, sqm::SQMRecordStore::kTypes> kTypeNames = {{
-    {sqm::RecordType::client, "client"},
-    {sqm::RecordType::connection, "connection"},
-    {sqm::RecordType::device, "device"},
-    {sqm::RecordType::application, "application"},
-    {sqm::RecordType::userAcceptance, "user-acceptance"},
-}};
+inline const char* nameOf(sqm::RecordType type) { return sqm::rowOf(type).name.data(); }
 
-const char* nameOf(sqm::RecordType type);
-
-/// The type that a word stands for; none for the empty one.
+/// The type with this name; nothing when there is none.
 std::optional<sqm::RecordType> typeNamed(std::string_view name);
 
 /// A file, and when it last changed.
 struct KeptFile {
   std::string path;
-  std::optional<std::time_t> changed;  ///< nothing when there is none
-  std::uintmax_t bytes = 0;            ///< of what waits in it
+  std::optional<std::time_t> changed;  ///< nothing when there is no file
+  std::uintmax_t bytes = 0;            ///< of the texts that wait in it
   std::string problem;                 ///< why it cannot be read; otherwise empty
 };
 
@@ -56,17 +43,17 @@ struct StoredQueue : KeptFile {
 struct SqmFile : KeptFile {
   std::string name;
   std::string content;
-  bool isSent = false;  ///< it can be read and is well-formed UTF-8; the others are deleted unsent
+  bool isSent = false;  ///< it is readable and well-formed UTF-8; the others are deleted unsent
 };
 
-/// The home directory of this invocation. Throws Problem when the user named something else than a folder.
+/// The home directory of this invocation. Throws Problem when the user named something other than a folder.
 std::string homeOf(const Invocation& invocation);
 
-// What is kept in a home directory. To look changes nothing there, and makes nothing: neither files nor folders nor
-// logs. A file that cannot be read stays as it is, and says so by its `problem`.
+// The files below a home directory. These functions only read: they make and change no file, folder or log. A file that
+// cannot be read stays as it is, and its `problem` says why.
 
-/// The five lists, in the order of `kTypeNames`.
-using StoredLists = std::array<StoredList, kTypeNames.size()>;
+/// The lists, in the order of `kRecordTypes`.
+using StoredLists = std::array<StoredList, sqm::kRecordTypes.size()>;
 StoredLists storedLists(const std::string& home);
 
 StoredQueue storedQueue(const std::string& home);
@@ -74,22 +61,22 @@ StoredQueue storedQueue(const std::string& home);
 /// The folder of the five lists.
 std::string sqmFolderOf(const std::string& home);
 
-const StoredList& listOf(const StoredLists& lists, sqm::RecordType type);
+inline const StoredList& listOf(const StoredLists& lists, sqm::RecordType type) {
+  return lists[static_cast<std::size_t>(type)];
+}
 
-/// True for a type whose document is posted even when there are no records of it.
-bool isPostedWithoutRecords(sqm::RecordType type);
+/// The types whose documents an upload posts, in their order, provided that each post succeeds. None when there are no
+/// records at all: sqmctl then uploads nothing.
+std::vector<sqm::RecordType> postedTypes(const StoredLists& lists);
 
-/// Those of the lists whose documents an upload posts, one after another as each arrives.
-std::vector<const StoredList*> posted(const StoredLists& lists);
-
-/// The `.sqm` files of a folder, in the order in which they are sent. None when there is no such folder. Throws Problem
-/// when the folder cannot be listed.
+/// The `.sqm` files of a folder, in the order in which they are sent. Empty when the folder does not exist. Throws
+/// Problem when the folder cannot be listed.
 std::vector<SqmFile> sqmFilesIn(const std::string& folder);
 
-/// What is posted for a list.
+/// The document that is posted for a list; empty when there is none.
 std::string documentOf(const StoredList& list);
 
-/// Says which of the files cannot be read, in a line each, and that the run fails.
+/// Reports a file that cannot be read, and that the run fails.
 void complainOf(Invocation& invocation, const KeptFile& file);
 
 /// "2026-11-21T08:55:00Z"

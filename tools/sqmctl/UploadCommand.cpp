@@ -7,6 +7,7 @@
 
 #include "sqm/common/NotificationCenter.h"
 #include "sqm/manager/SQMManager.h"
+#include "sqm/store/ListDocument.h"
 #include "sqm/upload/SQMUploadNotifications.h"
 
 #include "tools/sqmctl/Command.h"
@@ -23,29 +24,17 @@ using sqm::SQMManager;
 using tools::plural;
 using tools::Style;
 
-/// In the order of `kTypeNames`.
-constexpr std::array kUrlSetters = {&SQMManager::SetSQMClientURL, &SQMManager::SetSQMConnectionURL,
-                                    &SQMManager::SetSQMDeviceURL, &SQMManager::SetSQMApplicationURL,
-                                    &SQMManager::SetSQMUserAcceptanceURL};
-
 struct UploadOptions {
-  std::array<std::string, kTypeNames.size()> urls;
+  std::array<std::string, sqm::kRecordTypes.size()> urls;  ///< by type
   std::string all;
   double timeout = 60;
 };
 
-std::optional<RecordType> typeOf(sqm::UploadState state) {
-  for (const auto& [type, name] : kTypeNames) {
-    if (sqm::uploadStateOf(type) == state) return type;
-  }
-  return std::nullopt;
-}
-
-/// The address of a type; empty when it was given none.
-std::string urlFor(const UploadOptions& options, std::size_t type) {
-  if (!options.urls[type].empty() || options.all.empty()) return options.urls[type];
-  const bool endsInSlash = options.all.ends_with('/');
-  return options.all + (endsInSlash ? "" : "/") + kTypeNames[type].name;
+/// The address of a type; empty when none was given.
+std::string urlFor(const UploadOptions& options, RecordType type) {
+  const std::string& own = options.urls[static_cast<std::size_t>(type)];
+  if (!own.empty() || options.all.empty()) return own;
+  return options.all + (options.all.ends_with('/') ? "" : "/") + nameOf(type);
 }
 
 /// Nothing is posted when saving afterwards would lose what cannot be read now.
@@ -67,17 +56,17 @@ std::string needOf(const StoredList& list) {
   if (count > 0) {
     return plural(count, std::string(nameOf(list.type)) + " record") + " that wait" + (count == 1 ? "s" : "");
   }
-  if (!isPostedWithoutRecords(list.type)) return "";
+  if (!sqm::hasDocument(list.type, /*hasRecords=*/false)) return "";
   const std::string name = nameOf(list.type);
   return name + " document, which is posted even when there are no " + name + " records";
 }
 
 /// Nothing is posted when it is known beforehand that something would stay for want of an address.
 void checkAddresses(const StoredLists& lists, const UploadOptions& options) {
-  for (std::size_t at = 0; at < lists.size(); ++at) {
-    const std::string need = needOf(lists[at]);
-    if (need.empty() || !urlFor(options, at).empty()) continue;
-    throw Problem(kBadInput, "there is no address for the " + need + "; give --" + kTypeNames[at].name +
+  for (const StoredList& list : lists) {
+    const std::string need = needOf(list);
+    if (need.empty() || !urlFor(options, list.type).empty()) continue;
+    throw Problem(kBadInput, "there is no address for the " + need + "; give --" + nameOf(list.type) +
                                  " URL, or --all URL-PREFIX. Nothing was posted.");
   }
 }
@@ -94,7 +83,7 @@ class Upload {
     bool isInTime = false;
     {
       SQMManager manager(sending_.host());
-      for (std::size_t at = 0; at < lists_.size(); ++at) (manager.*kUrlSetters[at])(urlFor(options_, at));
+      for (const RecordType type : sqm::kRecordTypes) manager.setURL(type, urlFor(options_, type));
       // The manager hears of a success first, and has moved on when this observer does.
       const auto ended = [&](const sqm::Notification& notification) {
         tellOutcome();
@@ -122,7 +111,7 @@ class Upload {
   }
 
   void begin(sqm::UploadState state) {
-    inFlight_ = typeOf(state);
+    inFlight_ = sqm::typeInFlight(state);
     exchange_ = {};
     if (inFlight_) terminal_.passing(row(*inFlight_) + "under way");
   }
@@ -204,9 +193,11 @@ void run(Invocation& invocation, const UploadOptions& options) {
 void addUpload(CLI::App& program, Invocation& invocation) {
   const auto options = std::make_shared<UploadOptions>();
   CLI::App* upload = program.add_subcommand("upload", "Posts the stored records to a server");
-  for (std::size_t at = 0; at < kTypeNames.size(); ++at) {
-    const std::string name = kTypeNames[at].name;
-    upload->add_option("--" + name, options->urls[at], "Where the " + name + " document is posted")
+  for (const RecordType type : sqm::kRecordTypes) {
+    const std::string name = nameOf(type);
+    upload
+        ->add_option("--" + name, options->urls[static_cast<std::size_t>(type)],
+                     "Where the " + name + " document is posted")
         ->option_text("URL")
         ->check(addressProblem);
   }

@@ -8,16 +8,16 @@
 
 #include "sqm/common/Host.h"
 #include "sqm/records/SQMConnectionRecord.h"
-#include "sqm/store/SQMRecordStore.h"
+#include "sqm/store/RecordTypes.h"
 
 namespace sqm {
 
 /// How one field of a record is filled.
 enum class Filling : std::uint8_t {
-  plain,        ///< from the session parameter of the same number, as it stands
-  xmlSafe,      ///< from the session parameter, made safe as XML content
+  plain,        ///< with the session parameter of the same number, unchanged
+  xmlSafe,      ///< with the session parameter, made safe as XML content
   unlessEmpty,  ///< as `plain`, where the parameter is not empty
-  event,        ///< with the event's name: "start" or "stop"
+  event,        ///< with the call's event: "start" or "stop"
   index,        ///< with the number of the record
   marker        ///< with the empty text
 };
@@ -27,35 +27,32 @@ struct Fill {
   Filling filling = Filling::plain;
 };
 
+/// What is filled, in this order: where fields share a name, the last one's value stays.
 using Fills = std::span<const Fill>;
 
-/// How a call of the manager records the record that it made.
+/// A creating call of the manager: what it fills, and how the record is filtered, stored and logged.
 struct CreatingCall {
   enum class Order : std::uint8_t { logThenStore, storeThenLog };
 
   RecordType type;
-  std::optional<std::string_view> filterSubType;  ///< nothing: the record's own
-  std::string_view disabledText;                  ///< logged where a filter suppresses the record
-  std::string_view generatedText;                 ///< logged with the record's text
-  Order order;
+  Fills fills;
+  std::string_view event = {};                                   ///< what `Filling::event` fills
+  std::optional<std::string_view> filterSubType = std::nullopt;  ///< nothing: the record's own
+  Order order = Order::logThenStore;
+  std::string_view disabledText;   ///< logged when a filter disables recording
+  std::string_view generatedText;  ///< logged with the record's text
 };
 
-extern const CreatingCall kConnectionStartCall;
-extern const CreatingCall kConnectionStopCall;
-extern const CreatingCall kDeviceCall;
-extern const CreatingCall kClientCall;
-extern const CreatingCall kApplicationStartCall;
-extern const CreatingCall kApplicationStopCall;
-extern const CreatingCall kUserAcceptanceCall;
+extern const CreatingCall kConnectionStart;  // fills what is left after the medium's fills
+extern const CreatingCall kConnectionStop;
+extern const CreatingCall kDevice;
+extern const CreatingCall kClient;  // fills what is left after the environment's values
+extern const CreatingCall kApplicationStart;
+extern const CreatingCall kApplicationStop;
+extern const CreatingCall kUserAcceptance;
 
-// What the calls fill, in the order of filling. A later row wins where fields share a name.
-extern const Fills kConnectionStopFills;
-extern const Fills kDeviceFills;
+/// What the client call fills before the environment's values.
 extern const Fills kClientFillsBeforeEnvironment;
-extern const Fills kClientFillsAfterEnvironment;
-extern const Fills kApplicationStartFills;
-extern const Fills kApplicationStopFills;
-extern const Fills kUserAcceptanceFills;
 
 /// A connection medium.
 struct Medium {
@@ -65,7 +62,7 @@ struct Medium {
   Fills startFills;
 };
 
-/// The medium with this number; null for a number that stands for none.
+/// The medium with this number; null when there is none.
 const Medium* mediumOf(std::int64_t deviceType);
 
 }  // namespace sqm

@@ -19,26 +19,18 @@ using sqm::SQMSessionParams;
 using sqm::platform::DisableRule;
 using sqm::platform::ReplaceRule;
 
-constexpr struct {
-  Argument argument;
-  void (SQMManager::*set)(std::optional<std::string> url) = nullptr;
-} kAddresses[] = {
-    {optionalNullable("client", kText), &SQMManager::SetSQMClientURL},
-    {optionalNullable("connection", kText), &SQMManager::SetSQMConnectionURL},
-    {optionalNullable("device", kText), &SQMManager::SetSQMDeviceURL},
-    {optionalNullable("application", kText), &SQMManager::SetSQMApplicationURL},
-    {optionalNullable("userAcceptance", kText), &SQMManager::SetSQMUserAcceptanceURL},
-};
-
+/// One address for each record type.
 constexpr auto kAddressArguments = [] {
-  std::array<Argument, std::size(kAddresses)> arguments{};
-  for (std::size_t at = 0; at < arguments.size(); ++at) arguments[at] = kAddresses[at].argument;
+  std::array<Argument, sqm::kRecordTypes.size()> arguments{};
+  for (std::size_t at = 0; at < arguments.size(); ++at) {
+    arguments[at] = optionalNullable(sqm::rowOf(sqm::kRecordTypes[at]).key, kText);
+  }
   return arguments;
 }();
 
 Result setURLs(Player& player, const Arguments& arguments) {
-  for (const auto& [argument, set] : kAddresses) {
-    if (arguments.has(argument.name)) (player.manager().*set)(arguments.text(argument.name));
+  for (const auto& row : sqm::kRecordTypeTable) {
+    if (arguments.has(row.key)) player.manager().setURL(row.type, arguments.text(row.key));
   }
   return nullptr;
 }

@@ -58,7 +58,7 @@ Player::Player(const std::string& homeDirectory, const std::string& resourceDire
   host_.httpTransactions = &transactions_;
   sqm::Host::install(host_);
 
-  const std::string folder = host_.configuration->applicationQuenfaFolderPath() + "/SQM";
+  const std::string folder = sqm::sqmFolderPath(*host_.configuration);
   if (!host_.makeFolders()) makeFolder(folder);
   if (::faccessat(AT_FDCWD, folder.c_str(), W_OK | X_OK, AT_EACCESS) != 0) {
     fail("cannot write into " + folder + ": " + std::generic_category().message(errno));
