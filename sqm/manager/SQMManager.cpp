@@ -16,8 +16,6 @@ namespace sqm {
 
 namespace {
 
-constexpr int kLogLevel = 2;
-
 /// Takes a record's own values for as long as it lives, then puts them back. A record that had no value dictionary has
 /// an empty one afterwards.
 class OwnValuesKept {
