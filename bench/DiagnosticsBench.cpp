@@ -1,4 +1,4 @@
-// The report on a failed connection attempt, beside compressing its text.
+// Making a diagnostics report, compared with compressing its text.
 
 #include <libdeflate.h>
 #include <memory>
@@ -17,7 +17,7 @@ namespace {
 
 constexpr int kEntries = 50;
 
-/// The platform's compressor, with the text that it was given last.
+/// The platform's compressor, which also records its last input.
 class KeepingCompressor : public sqm::TextCompressor {
  public:
   std::optional<std::string> compressStringWithEncoding(std::string_view text, int encoding,

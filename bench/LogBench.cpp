@@ -1,4 +1,4 @@
-// A line to a log, beside handing the same bytes to the system.
+// Writing a line to a log, compared with writing the same bytes by a system call.
 
 #include <fcntl.h>
 #include <memory>

@@ -5,18 +5,17 @@
 
 namespace sqm {
 
-/// A moment: microseconds since 1970-01-01 00:00:00 GMT.
+/// A moment, in microseconds since 1970-01-01 00:00:00 GMT.
 using Date = std::chrono::sys_time<std::chrono::microseconds>;
 
-/// What time it is. The two readings may come from different clocks, and then tell the same moment apart by up to a
-/// second.
+/// The current time. The two functions may read different clocks, which differ by up to a second.
 ///
 /// Threading: any thread. Failure: none.
 class Clock {
  public:
   virtual ~Clock() = default;
 
-  /// The C library's clock: whole seconds since 1970-01-01 00:00:00 GMT.
+  /// Whole seconds since 1970-01-01 00:00:00 GMT, as the C library's `time` returns them.
   virtual std::int64_t time() const = 0;
 
   virtual Date date() const = 0;

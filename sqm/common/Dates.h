@@ -8,20 +8,20 @@
 
 namespace sqm {
 
-/// The system's time zone, and dates written as its wall clock shows them.
+/// The system's time zone, and the text of dates in it.
 ///
 /// Threading: any thread.
-/// Failure: an empty text.
+/// Failure: an empty text for an invalid pattern.
 class Dates {
  public:
   virtual ~Dates() = default;
 
-  /// How far the zone's wall clock is ahead of GMT at that moment, summer time included; negative west of Greenwich.
+  /// The zone's offset from GMT at that moment, summer time included; negative west of Greenwich.
   virtual std::chrono::seconds secondsFromGMT(Date at) const = 0;
 
-  /// The date in the zone, by a Unicode date pattern (Unicode Technical Standard #35, "Date Format Patterns").
-  /// The text is the same whatever language the user has chosen: the Gregorian calendar, the digits 0 to 9, and weeks
-  /// that begin on Sunday, the first of a year being the one that 1 January falls in.
+  /// Formats the date in the zone by a Unicode date pattern (Unicode Technical Standard #35, "Date Format Patterns").
+  /// The text does not depend on the user's language: it uses the Gregorian calendar and the digits 0 to 9; weeks begin
+  /// on Sunday, and the first week of a year is the one that contains 1 January.
   virtual std::string text(Date date, std::string_view pattern) const = 0;
 };
 

@@ -24,7 +24,7 @@ FieldNameTable::FieldNameTable(std::vector<std::optional<std::string>> names)
   }
 }
 
-void FieldNameTable::throwBeyond(std::int64_t field) const {
+void FieldNameTable::throwOutOfRange(std::int64_t field) const {
   throw std::out_of_range("field number " + std::to_string(field) + " is beyond the field-name table, which holds " +
                           std::to_string(count_) + " of " + std::to_string(kFields) + " names");
 }

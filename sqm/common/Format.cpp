@@ -1,7 +1,8 @@
 #include "sqm/common/Format.h"
 
-#include <algorithm>
 #include <array>
+
+#include "sqm/common/internal/Utf8.h"
 
 namespace sqm {
 
@@ -23,9 +24,9 @@ std::size_t appendFormatted(std::string& out, std::string_view format, std::span
   std::size_t room = limit;
   std::size_t leftOut = 0;
   const auto append = [&](std::string_view text) {
-    const std::size_t length = std::min(text.size(), room);
+    const std::size_t length = utf8PrefixLength(text, room);
     out.append(text, 0, length);
-    room -= length;
+    room = length == text.size() ? room - length : 0;
     leftOut += text.size() - length;
   };
   while (!arguments.empty()) {

@@ -7,12 +7,12 @@
 
 namespace sqm {
 
-/// What stands for an absent object in a formatted text.
+/// Written in place of an absent object.
 inline constexpr std::string_view kNullText = "(null)";
 
 /// Appends `format` to `out`, with each placeholder ("%@", "%d", "%ld", "%s") replaced by the next of `arguments`.
-/// The arguments are data: a per cent sign inside one stays as it is. A placeholder without an argument stays as it is.
-/// At most `limit` bytes are appended; the result is how many more it would have been.
+/// Arguments are copied unchanged: a placeholder inside one is not replaced, nor is one without an argument.
+/// Appends at most `limit` bytes and ends between two characters of UTF-8. Returns the number of bytes left out.
 std::size_t appendFormatted(std::string& out, std::string_view format, std::span<const std::string_view> arguments,
                             std::size_t limit = std::string::npos);
 

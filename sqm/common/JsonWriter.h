@@ -7,10 +7,10 @@
 
 namespace sqm {
 
-/// Writes values as JSON text (RFC 8259), without white space between them.
+/// Writes values as JSON text (RFC 8259) without white space between them.
 ///
 /// Threading: any thread.
-/// Failure: nothing, when there is no text to be had. What is not well-formed UTF-8 is no failure: it becomes U+FFFD.
+/// Failure: nothing when the text cannot be made. Ill-formed UTF-8 is not a failure: it is written as U+FFFD.
 class JsonWriter {
  public:
   virtual ~JsonWriter() = default;

@@ -7,10 +7,13 @@
 
 namespace sqm {
 
-/// One line for a log file. `arguments` take the places of the placeholders in `format` (see Format.h).
+/// The level of every line that the library writes and of every log file that it opens.
+inline constexpr int kLogLevel = 2;
+
+/// One line for a log file. `arguments` replace the placeholders in `format` (see Format.h).
 struct LogLine {
   std::string_view info;  ///< category: "USER" or "DEBUG"
-  int userLevel;          ///< written when not above the level of the file
+  int userLevel;          ///< the line is written if this is not above the level of the file
   std::string_view format;
   std::span<const std::string_view> arguments;
 };
@@ -18,7 +21,7 @@ struct LogLine {
 /// A log file of one component.
 ///
 /// Threading: `write` may be called from any thread.
-/// Failure: never throws and never reports; what cannot be written is lost.
+/// Failure: never throws and never reports; a line that cannot be written is lost.
 class LogFile {
  public:
   virtual ~LogFile() = default;
@@ -31,13 +34,13 @@ class LogFile {
   }
 };
 
-/// Opens log files. Where they lie, how long they grow and how a line looks is the host's business.
+/// Opens log files. Their folder, size limit and line format are the host's choice.
 class LogFileFactory {
  public:
   virtual ~LogFileFactory() = default;
 
-  /// The log file called `file` (a plain file name), which takes lines up to `logLevel`; null when it cannot be opened.
-  /// Several logs may be open under one name; their lines stand in the same file, whole.
+  /// Opens the log file `file` (a file name without a folder) for lines up to level `logLevel`. Null when it cannot be
+  /// opened. Several logs of one name write to the same file, each line whole.
   virtual std::unique_ptr<LogFile> initWithFile(std::string_view file, int logLevel) = 0;
 };
 

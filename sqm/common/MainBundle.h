@@ -6,12 +6,12 @@
 
 namespace sqm {
 
-/// The resources that come with the host application.
+/// The resource files of the host application.
 class MainBundle {
  public:
   virtual ~MainBundle() = default;
 
-  /// The path of the resource, as of "SQMFieldNames" of type "plist"; nothing when there is no such file.
+  /// The path of a resource, such as "SQMFieldNames" of type "plist"; nothing when the file does not exist.
   virtual std::optional<std::string> pathForResource(std::string_view name, std::string_view ofType) = 0;
 };
 

@@ -4,9 +4,9 @@
 
 namespace sqm {
 
-/// The thread that drives the library, seen from elsewhere: takes tasks and runs them there, later, in order.
+/// Runs tasks on the thread that calls the library, later and in the order in which they were posted.
 ///
-/// Threading: `post` may be called from any thread, and never runs the task itself.
+/// Threading: `post` may be called from any thread and never runs the task itself.
 class MainThread {
  public:
   using Task = std::function<void()>;

@@ -11,18 +11,18 @@ struct NotificationCenter::Registration::Observer {
   std::string name;
   const void* object;
   Handler handler;
-  std::uint64_t number;  // rises with each registration
+  std::uint64_t number;  // increases with each registration
 
-  bool wants(const Notification& notification) const {
+  bool matches(const Notification& notification) const {
     return name == notification.name && (object == nullptr || object == notification.object);
   }
 };
 
-/// Every observer belongs to its registration; the center sees who is left.
+/// The observers are owned by their registrations. The center holds weak references.
 struct NotificationCenter::Observers {
   using Observer = Registration::Observer;
 
-  std::vector<std::weak_ptr<Observer>> list;  // in the order of their numbers
+  std::vector<std::weak_ptr<Observer>> list;  // in ascending order of their numbers
   std::uint64_t newest = 0;
 
   void add(const std::shared_ptr<Observer>& observer) {
@@ -31,11 +31,11 @@ struct NotificationCenter::Observers {
     observer->number = ++newest;
   }
 
-  /// The first that wants the notification and has a number above `after`, up to `last`; null when there is none.
+  /// The first observer of the notification whose number is above `after` and at most `last`; null when there is none.
   std::shared_ptr<Observer> next(const Notification& notification, std::uint64_t after, std::uint64_t last) const {
     for (const auto& each : list) {
       auto observer = each.lock();
-      if (observer && observer->number > after && observer->number <= last && observer->wants(notification)) {
+      if (observer && observer->number > after && observer->number <= last && observer->matches(notification)) {
         return observer;
       }
     }
@@ -57,10 +57,10 @@ NotificationCenter::Registration NotificationCenter::addObserver(std::string_vie
 
 void NotificationCenter::postNotificationName(std::string_view name, const void* object) {
   const Notification notification{name, object};
-  const auto observers = observers_;  // a handler may destroy this center
+  const auto observers = observers_;  // keeps the list alive if a handler destroys this center
   const std::uint64_t last = observers->newest;
   std::uint64_t after = 0;
-  // Who is gone by then is not called; who removes itself lives until its handler returns.
+  // The reference keeps an observer that removes itself alive until its handler returns.
   while (const auto observer = observers->next(notification, after, last)) {
     after = observer->number;
     observer->handler(notification);

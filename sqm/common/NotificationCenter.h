@@ -7,26 +7,26 @@
 
 namespace sqm {
 
-/// What an observer is told: which notification, and who posted it. The name and the object are valid only inside the
+/// The argument of a handler: the notification's name and the object that posted it. Both are valid only inside the
 /// handler.
 struct Notification {
   std::string_view name;
   const void* object;
 };
 
-/// Delivers notifications inside the process, synchronously, to the observers that registered for their name and
-/// sender.
+/// Delivers notifications inside the process, synchronously, to the observers of their name and sender.
 ///
-/// Ownership: a registration ends with its `Registration`; the center may be destroyed before its registrations.
-/// Threading: one thread, the one that drives the manager. Handlers run on it, inside `postNotificationName`.
-/// An observer may register, unregister or destroy itself and others inside a delivery: who is gone is not called any
-/// more, who is new is called from the next notification on.
-/// Failure: an exception that leaves a handler ends the delivery and reaches the poster.
+/// Ownership: destroying a `Registration` removes its observer. The center may be destroyed before its registrations.
+/// Threading: one thread, the one that calls the manager. Handlers run on it, inside `postNotificationName`.
+/// A handler may add and remove observers, its own included. A removed observer is not called any more; a new one is
+/// called from the next notification on.
+/// Failure: posting allocates no memory and does not throw by itself. An exception thrown by a handler ends the
+/// delivery and propagates to the caller of `postNotificationName`.
 class NotificationCenter {
  public:
   using Handler = std::function<void(const Notification&)>;
 
-  /// Keeps one observer registered for as long as it lives. Movable; empty after `reset` or a move.
+  /// Owns the registration of one observer. Movable; empty after `reset` or a move.
   class Registration {
    public:
     Registration() = default;
@@ -46,11 +46,10 @@ class NotificationCenter {
   NotificationCenter& operator=(const NotificationCenter&) = delete;
   ~NotificationCenter();
 
-  /// Calls `handler` for every notification called `name` that `object` posts; a null `object` stands for any sender.
+  /// Calls `handler` for every notification `name` that `object` posts; a null `object` means any sender.
   [[nodiscard]] Registration addObserver(std::string_view name, const void* object, Handler handler);
 
-  /// Calls the handlers that are registered for `name` from `object`, in the order of their registration. Needs no
-  /// memory.
+  /// Calls the handlers that are registered for `name` and `object`, in the order of their registration.
   void postNotificationName(std::string_view name, const void* object);
 
  private:

@@ -6,16 +6,16 @@
 
 namespace sqm {
 
-/// The user's locale, and the names that people have for locales.
+/// The user's locale, and the display names of locales.
 class QFLocale {
  public:
   virtual ~QFLocale() = default;
 
-  /// The identifier of the user's current locale, as "en_GB".
+  /// The identifier of the user's current locale, such as "en_GB".
   virtual std::string currentLocale() const = 0;
 
-  /// What `identifier` is called in the language of the locale `inLocale`, as "French (France)"; nothing when it has no
-  /// name.
+  /// The name of the locale `identifier` in the language of the locale `inLocale`, such as "French (France)"; nothing
+  /// when it has no name.
   virtual std::optional<std::string> displayName(std::string_view identifier, std::string_view inLocale) const = 0;
 };
 

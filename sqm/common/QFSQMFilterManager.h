@@ -7,10 +7,10 @@
 
 namespace sqm {
 
-/// Decides what is recorded. An absent name means that there was no record to ask for it; an absent sub-type, that or
-/// that the field-name table has none.
+/// Decides which records are recorded, and with which values. The name is absent when the manager has no record; the
+/// sub-type is absent then, too, and when the field-name table has no name for its field.
 ///
-/// Threading: called from inside the manager's creating calls, which it must not call itself.
+/// Threading: called inside the manager's creating calls; an implementation must not call them itself.
 class QFSQMFilterManager {
  public:
   virtual ~QFSQMFilterManager() = default;
@@ -20,7 +20,7 @@ class QFSQMFilterManager {
                                               std::optional<std::string_view> subType,
                                               const ValueDictionary& andSQMValues) = 0;
 
-  /// The values to format in place of the record's own; nothing when they go out as they are.
+  /// The values to format in place of the record's own; nothing to format the record's own.
   virtual std::optional<ValueDictionary> appyFiltersForRecord(std::optional<std::string_view> record,
                                                               std::optional<std::string_view> subType,
                                                               const ValueDictionary& values) = 0;

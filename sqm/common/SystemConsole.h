@@ -4,9 +4,9 @@
 
 namespace sqm {
 
-/// The system's own log, for the few lines that go there.
+/// The system's log, for the few lines that are written there and not to a log file.
 ///
-/// Threading: any thread. Failure: silent.
+/// Threading: any thread. Failure: ignored.
 class SystemConsole {
  public:
   virtual ~SystemConsole() = default;

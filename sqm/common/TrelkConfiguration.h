@@ -4,7 +4,7 @@
 
 namespace sqm {
 
-/// The user's folders. Paths are absolute, without a trailing separator.
+/// The folders of the user's files. Paths are absolute and have no trailing separator.
 class TrelkConfiguration {
  public:
   virtual ~TrelkConfiguration() = default;

@@ -4,13 +4,14 @@
 
 namespace sqm {
 
-/// The user's preferences, as far as records need them.
+/// The user's preferences that records need.
 class UserPrefs {
  public:
   virtual ~UserPrefs() = default;
 
-  /// The time stamp that the first element of every record carries, as a complete attribute value with its quotes
-  /// ("\"2026-11-21T10:00:00Z\""), inserted as it stands; empty when there is none. Valid until the preferences change.
+  /// The value of the attribute `timestamp` in the first element of every record, quotes included
+  /// ("\"2026-11-21T10:00:00Z\""); it is inserted unchanged. Empty when there is none. Valid until the preferences
+  /// change.
   virtual std::string_view clientTimeStamp() const = 0;
 };
 

@@ -5,13 +5,13 @@
 
 namespace sqm {
 
-/// Facts about the system, and text made safe for XML.
+/// The operating system's name and version, and the escaping of text for XML.
 class UtilityFunctions {
  public:
   virtual ~UtilityFunctions() = default;
 
-  /// Appends `text`, made safe as XML element content, to `out`. The library's own rule: & < > " ' become references,
-  /// and what XML 1.0 does not allow becomes U+FFFD. An override must not throw for any bytes.
+  /// Appends `text` to `out`, escaped as XML element content. By default & < > " ' become references, and each
+  /// character that XML 1.0 does not allow becomes U+FFFD. An override must accept any bytes without throwing.
   virtual void appendXmlCompatible(std::string& out, std::string_view text) const;
 
   std::string convertToXmlCompatibleString(std::string_view text) const {

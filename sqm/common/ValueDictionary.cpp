@@ -7,7 +7,7 @@ namespace sqm {
 
 namespace {
 
-/// A buffer below this size is not worth tidying up.
+/// A buffer of at most this size is never compacted, in bytes.
 constexpr std::size_t kSmallBuffer = 4096;
 
 }  // namespace
@@ -17,7 +17,7 @@ ValueDictionary::ValueDictionary(std::shared_ptr<const FieldNameTable> names)
 
 template <typename Dictionary>
 auto ValueDictionary::placeOf(Dictionary& dictionary, std::string_view key) -> decltype(dictionary.fields_.data()) {
-  // The others, which are few, first: they are compared before the key could be hashed.
+  // The other keys first: they are few, and comparing them is faster than hashing the key.
   auto& others = dictionary.others_;
   const auto other = std::find_if(others.begin(), others.end(), [&](const auto& each) { return each.first == key; });
   if (other != others.end()) return &other->second;
@@ -27,42 +27,42 @@ auto ValueDictionary::placeOf(Dictionary& dictionary, std::string_view key) -> d
 
 std::optional<std::string_view> ValueDictionary::find(std::string_view key) const {
   const Place* place = placeOf(*this, key);
-  if (place == nullptr || !place->present()) return std::nullopt;
+  if (place == nullptr || !place->isPresent()) return std::nullopt;
   return text(*place);
 }
 
 std::size_t ValueDictionary::size() const {
   const auto present =
-      std::count_if(fields_.begin(), fields_.end(), [](const Place& place) { return place.present(); });
+      std::count_if(fields_.begin(), fields_.end(), [](const Place& place) { return place.isPresent(); });
   return static_cast<std::size_t>(present) + others_.size();
 }
 
 void ValueDictionary::set(std::string_view key, std::string_view value) {
   Place* place = placeOf(*this, key);
-  if (place == nullptr) place = &others_.emplace_back(key, Place{0, 0}).second;  // empty, should memory run out now
+  if (place == nullptr) place = &others_.emplace_back(key, Place{}).second;
   store(*place, value);
 }
 
 void ValueDictionary::erase(std::string_view key) {
   Place* place = placeOf(*this, key);
-  if (place == nullptr || !place->present()) return;
+  if (place == nullptr || !place->isPresent()) return;
   remove(*place);
-  std::erase_if(others_, [](const auto& other) { return !other.second.present(); });
-  closeManyGaps();
+  std::erase_if(others_, [](const auto& other) { return !other.second.isPresent(); });
+  compactIfSparse();
 }
 
 void ValueDictionary::clear() {
   std::fill(fields_.begin(), fields_.end(), Place{});
   others_.clear();
   text_.clear();
-  live_ = 0;
+  used_ = 0;
 }
 
 void ValueDictionary::eraseField(const FieldNameTable& names, std::size_t field) {
   if (&names != names_.get()) return erase(*names.name(static_cast<std::int64_t>(field)));
   Place& place = fields_[names.firstNamesake(field)];
-  if (place.present()) remove(place);
-  closeManyGaps();
+  if (place.isPresent()) remove(place);
+  compactIfSparse();
 }
 
 ValueDictionary ValueDictionary::madeWith(std::shared_ptr<const FieldNameTable> names) && {
@@ -84,32 +84,32 @@ void ValueDictionary::replace(Place& place, std::string_view value) {
   if (value.size() <= earlier) {
     if (!value.empty()) std::memmove(text_.data() + place.offset, value.data(), value.size());
     place.length = value.size();
-    live_ -= earlier - value.size();
+    used_ -= earlier - value.size();
     return;
   }
   append(place, value);
-  live_ -= earlier;
-  closeManyGaps();
+  used_ -= earlier;
+  compactIfSparse();
 }
 
 void ValueDictionary::remove(Place& place) {
-  live_ -= place.length;
+  used_ -= place.length;
   place = Place{};
 }
 
-void ValueDictionary::closeManyGaps() {
-  if (text_.size() <= kSmallBuffer || live_ >= text_.size() / 2) return;
-  std::string tidy;
-  tidy.reserve(live_);
+void ValueDictionary::compactIfSparse() {
+  if (text_.size() <= kSmallBuffer || used_ >= text_.size() / 2) return;
+  std::string compact;
+  compact.reserve(used_);
   const auto move = [&](Place& place) {
-    if (!place.present()) return;
-    const std::size_t offset = tidy.size();
-    tidy.append(text(place));
+    if (!place.isPresent()) return;
+    const std::size_t offset = compact.size();
+    compact.append(text(place));
     place.offset = offset;
   };
   for (Place& place : fields_) move(place);
   for (auto& [key, place] : others_) move(place);
-  text_ = std::move(tidy);
+  text_ = std::move(compact);
 }
 
 }  // namespace sqm

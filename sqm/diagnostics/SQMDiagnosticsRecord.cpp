@@ -10,7 +10,7 @@ namespace sqm {
 
 SQMDiagnosticsRecord* SQMDiagnosticsRecord::sharedSQMDiagnosticsRecord() {
   if (Host::installed() == nullptr) return nullptr;
-  // NOLINTNEXTLINE(cppcoreguidelines-avoid-non-const-global-variables): the process's one record, for all to change.
+  // NOLINTNEXTLINE(cppcoreguidelines-avoid-non-const-global-variables): the process has one record, which changes
   static auto* const record = new SQMDiagnosticsRecord(*Host::installed());
   return record;
 }
@@ -23,7 +23,7 @@ std::string SQMDiagnosticsRecord::formattedDiagnosticJsonBlob() {
   const std::string_view arguments[] = {"Trace", *json};
   appendFormatted(wrapped, "{\"%@\":%@}", arguments);
   auto compressed = host_.compressor->compressStringWithEncoding(wrapped, kUtf8Encoding, kMostUnits);
-  // Dropped as a whole: half a report is none.
+  // Dropped as a whole: a part of it could not be decompressed.
   if (!compressed || compressed->size() > kMostUnits) return "";
   return *std::move(compressed);
 }
@@ -39,7 +39,7 @@ JsonObject SQMDiagnosticsRecord::report() const {
   };
 }
 
-/// The arrays stand in it as texts. One without a text ends the object before it.
+/// Holds the arrays as JSON texts. If there is no text for an array, the object ends before that array's key.
 JsonObject SQMDiagnosticsRecord::authentication() const {
   JsonObject object = {{"P", *authProtocol_}, {"Dir", *dirID_}};
   auto discovery = formatDiscoveryDetails();

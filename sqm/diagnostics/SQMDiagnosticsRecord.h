@@ -11,45 +11,45 @@
 
 namespace sqm {
 
-/// The details of the current connection attempt, which the host sets as the attempt proceeds, and the report made from
-/// them: a JSON text, compressed.
+/// Collects the details of the current connection attempt, which the host sets as the attempt proceeds, and makes a
+/// report of them: a compressed JSON text.
 ///
-/// Ownership: strings are the record's own. The two arrays are shared with whoever set them or asked for them, so that
-/// entries can be appended.
-/// Threading: one thread at a time. The first call of `sharedSQMDiagnosticsRecord` may come from any.
+/// Ownership: the record owns its strings. The two arrays are shared with the caller of their setters and getters, who
+/// may append entries.
+/// Threading: one thread at a time. The first call of `sharedSQMDiagnosticsRecord` may come from any thread.
 /// Failure: a report that cannot be made, or is too long, is the empty string.
 class SQMDiagnosticsRecord {
  public:
   using Text = std::optional<std::string>;
   using Array = std::shared_ptr<JsonArray>;
 
-  /// A report of more characters is dropped.
+  /// The length of the longest report, in characters. A longer one is dropped.
   static constexpr std::size_t kMostUnits = 4000;
 
-  /// The process's record, made on the first call and never destroyed; null while no host is installed (see
-  /// `Host::install`).
+  /// The shared record of the process, created on the first call and never destroyed. Null while no host is installed
+  /// (see `Host::install`).
   static SQMDiagnosticsRecord* sharedSQMDiagnosticsRecord();
 
-  /// A record of one's own: both arrays empty, the texts absent.
+  /// A record that is independent of the shared one. Its arrays are empty and its strings absent.
   explicit SQMDiagnosticsRecord(Host& host) : host_(host) {}
   SQMDiagnosticsRecord(const SQMDiagnosticsRecord&) = delete;
   SQMDiagnosticsRecord& operator=(const SQMDiagnosticsRecord&) = delete;
 
-  /// The report: the JSON text compressed, 4000 characters at most; empty when it would be longer. It validates first.
+  /// Validates the record and returns the report, or the empty string when it would exceed `kMostUnits`.
   std::string formattedDiagnosticJsonBlob();
 
-  /// The array as JSON text; empty for an empty or absent array, nothing when the JSON writer yields none.
+  /// The array as JSON text; empty for an empty or absent array, nothing when the JSON writer returns nothing.
   Text formatDiscoveryDetails() const { return formatted(discoveryDetails_); }
   Text formatLoginPollDetails() const { return formatted(loginPollDetails_); }
 
-  /// Makes every absent text empty, but for `security` and `authUagent`.
+  /// Sets every absent string to the empty string, except `security` and `authUagent`.
   void validate();
 
-  /// To be called when a new connection attempt begins: empties what belongs to one attempt, the arrays included. The
-  /// probe's four fields, `security` and `authUagent` stay.
+  /// Call this when a new connection attempt begins. Empties the strings of the attempt and both arrays; leaves the
+  /// four strings of the probe, `security` and `authUagent` unchanged.
   void resetDiagnosticsRecord();
 
-  /// To be called before a new probe: empties its address, response and status. Its user agent stays.
+  /// Call this before a new probe. Empties its address, response and status; leaves its user agent unchanged.
   void resetRavixDiagnosticsRecord();
 
   // The network link and the interface.

@@ -16,8 +16,6 @@ namespace sqm {
 
 namespace {
 
-constexpr int kLogLevel = 2;
-
 /// Moves a record's own values out, and back in its destructor. A record that had no value dictionary has an empty one
 /// afterwards.
 class OwnValuesKept {

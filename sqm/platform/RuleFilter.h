@@ -10,26 +10,26 @@
 
 namespace sqm::platform {
 
-/// Turns the recording of some records off.
+/// Disables the recording of the records that match.
 struct DisableRule {
-  std::optional<std::string> name{};     ///< of the records; absent: those without a name
-  std::optional<std::string> subType{};  ///< of the records, empty for those without one; absent: any
+  std::optional<std::string> name{};     ///< absent: matches records without a name
+  std::optional<std::string> subType{};  ///< empty: matches records without a sub-type; absent: matches any
 };
 
-/// Values that go out in place of a record's own, by field name.
+/// Replaces values of the records that match, by field name.
 struct ReplaceRule {
   std::optional<std::string> name{};     ///< as in `DisableRule`
   std::optional<std::string> subType{};  ///< as in `DisableRule`
   std::vector<std::pair<std::string, std::string>> values{};
 };
 
-/// A filter that goes by rules. Without rules everything is recorded as it is.
+/// A record filter with a list of rules. Without rules every record is recorded unchanged.
 ///
-/// Threading: one thread, the one that drives the manager. The rules may change at any time between two records.
+/// Threading: one thread, the one that calls the manager. The rules may be changed between any two records.
 class RuleFilter : public QFSQMFilterManager {
  public:
-  /// In place of all rules so far. A record that a `disable` rule matches is not recorded; the values of all `replace`
-  /// rules that match are laid over the record's own, in the order of the rules.
+  /// Replaces all rules. A record that matches a `disable` rule is not recorded. The values of all matching `replace`
+  /// rules replace the record's own, in the order of the rules.
   void setRules(std::vector<DisableRule> disable, std::vector<ReplaceRule> replace);
 
   bool recordingDisabledForRecordName(std::optional<std::string_view> recordName,

@@ -14,7 +14,6 @@ namespace sqm {
 
 namespace {
 
-constexpr int kLogLevel = 2;
 constexpr int kStatusOk = 200;
 
 std::string archivePathOf(const Host& host) {

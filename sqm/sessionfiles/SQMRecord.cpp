@@ -6,6 +6,7 @@
 
 #include "sqm/common/Dates.h"
 #include "sqm/common/Format.h"
+#include "sqm/common/internal/TimeStamp.h"
 #include "sqm/sessionfiles/internal/StandardFile.h"
 
 namespace sqm {
@@ -16,27 +17,6 @@ constexpr std::array<std::string_view, 5> kRecordNames = {"client", "connection"
                                                           "connectionQuality"};
 
 bool isInRow(std::int64_t field) { return field >= 0 && field < static_cast<std::int64_t>(SQMRecord::kPositions); }
-
-void appendPadded(std::string& out, std::int64_t number, std::size_t digits) {
-  const std::string text = std::to_string(number);
-  if (text.size() < digits) out.append(digits - text.size(), '0');
-  out.append(text);
-}
-
-/// Year, month, day, hour, minute and second in 14 digits, as the C library's "%Y%m%d%H%M%S" gives them in any locale.
-std::string timeStamp(std::chrono::sys_seconds wallClock) {
-  const auto midnight = std::chrono::floor<std::chrono::days>(wallClock);
-  const std::chrono::year_month_day day(midnight);
-  const std::chrono::hh_mm_ss time(wallClock - midnight);
-  std::string digits;
-  appendPadded(digits, static_cast<int>(day.year()), 4);
-  appendPadded(digits, static_cast<unsigned>(day.month()), 2);
-  appendPadded(digits, static_cast<unsigned>(day.day()), 2);
-  appendPadded(digits, time.hours().count(), 2);
-  appendPadded(digits, time.minutes().count(), 2);
-  appendPadded(digits, time.seconds().count(), 2);
-  return digits;
-}
 
 }  // namespace
 
@@ -65,7 +45,7 @@ std::optional<std::string_view> SQMRecord::valueForField(std::int64_t field) con
 
 std::string SQMRecord::getSQMFileName() const {
   const std::chrono::sys_seconds now{std::chrono::seconds(host_.clock->time())};
-  const std::string stamp = timeStamp(now + host_.dates->secondsFromGMT(now));
+  const std::string stamp = compactTimeStamp(now + host_.dates->secondsFromGMT(now));
   const std::array<std::string_view, 2> arguments = {sqmDirPath_ ? std::string_view(*sqmDirPath_) : kNullText, stamp};
   std::string path;
   appendFormatted(path, "%@/0Q%s.sqm", arguments);

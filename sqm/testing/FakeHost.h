@@ -13,9 +13,9 @@
 
 namespace sqm::testing {
 
-/// A host in memory: every service is a fake that the test sets up and looks into. Its field names are "F0" to "F90".
+/// A host whose services are all fakes, which a test sets up and inspects. Its field names are "F0" to "F90".
 ///
-/// Ownership: outlives the objects that were given its `host`.
+/// Ownership: must outlive the objects that use its `host`.
 class FakeHost {
  public:
   static constexpr const char* kFieldNamesPath = "/bundle/SQMFieldNames.plist";
@@ -24,10 +24,10 @@ class FakeHost {
   FakeHost(const FakeHost&) = delete;
   FakeHost& operator=(const FakeHost&) = delete;
 
-  /// Puts another field-name table in the bundle.
+  /// Replaces the field-name table of the bundle.
   void setFieldNames(std::optional<PropertyList::Array> names) { propertyLists.put(kFieldNamesPath, std::move(names)); }
 
-  /// Takes the field-name table out of the bundle.
+  /// Removes the field-name table from the bundle.
   void removeFieldNames() { bundle.paths.clear(); }
 
   static PropertyList::Array defaultFieldNames();
@@ -47,7 +47,7 @@ class FakeHost {
   ManualClock clock;
   FixedDates dates;
   MemoryArchives archives;
-  PlainJson json;
+  RecordingJson json;
   ScriptedCompressor compressor;
 
   Host host;

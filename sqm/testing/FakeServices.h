@@ -24,17 +24,17 @@
 #include "sqm/common/UserPrefs.h"
 #include "sqm/common/UtilityFunctions.h"
 
-// The smaller services of a host, with what they answer in public members for the test to set.
+// The smaller services of a host. A test sets their results through public members.
 
 namespace sqm::testing {
 
-/// Keeps the tasks until the test runs them.
+/// Queues the tasks until the test runs them.
 class ManualMainThread : public MainThread {
  public:
   void post(Task task) override { tasks_.push_back(std::move(task)); }
   std::size_t waiting() const { return tasks_.size(); }
 
-  /// Runs the tasks that wait, and those that they post.
+  /// Runs the queued tasks and those that they post.
   void runAll() {
     while (!tasks_.empty()) {
       const Task task = std::move(tasks_.front());
@@ -47,7 +47,7 @@ class ManualMainThread : public MainThread {
   std::deque<Task> tasks_;
 };
 
-/// Resources by file name ("SQMFieldNames.plist"), as paths.
+/// The paths of resources by file name ("SQMFieldNames.plist").
 class MemoryBundle : public MainBundle {
  public:
   std::optional<std::string> pathForResource(std::string_view name, std::string_view ofType) override {
@@ -101,7 +101,7 @@ class FixedLocale : public QFLocale {
   mutable std::pair<std::string, std::string> asked;
 };
 
-/// Stands still until the test moves it. Its two readings can be set apart.
+/// A clock that only the test changes. Its two readings can be set separately.
 class ManualClock : public Clock {
  public:
   std::int64_t time() const override { return seconds; }
@@ -117,8 +117,8 @@ class ManualClock : public Clock {
   Date now{};
 };
 
-/// A zone with one offset. A date's text is what the test sets, and says otherwise what was asked for: the pattern, an
-/// "@" and the microseconds since 1970.
+/// A zone with a fixed offset. The text of a date is the one set for its description, or else the description itself:
+/// the pattern, an "@" and the microseconds since 1970.
 class FixedDates : public Dates {
  public:
   std::chrono::seconds secondsFromGMT(Date) const override { return offset; }
@@ -139,10 +139,10 @@ class MemoryConsole : public SystemConsole {
   std::vector<std::string> lines;
 };
 
-/// Records everything as it is, until the test sets what it decides.
+/// Records every record unchanged unless the test sets `disabled` or `replaced`.
 class ScriptedFilter : public QFSQMFilterManager {
  public:
-  /// What a filter is asked for: the record's name and sub-type, and its values.
+  /// The arguments of a filter call.
   struct Query {
     std::optional<std::string> name;
     std::optional<std::string> subType;
@@ -173,17 +173,25 @@ class ScriptedFilter : public QFSQMFilterManager {
   }
 };
 
-/// Writes JSON for texts without control characters, until the test sets what it refuses.
-class PlainJson : public JsonWriter {
+/// Records the values that it is given. Their texts are what the test sets; nothing stands for a failure.
+class RecordingJson : public JsonWriter {
  public:
-  std::optional<std::string> JSONString(const JsonObject& dictionary) const override;
-  std::optional<std::string> JSONString(const JsonArray& array) const override;
+  std::optional<std::string> JSONString(const JsonObject& dictionary) const override {
+    objects.push_back(dictionary);
+    return objectText;
+  }
+  std::optional<std::string> JSONString(const JsonArray& array) const override {
+    arrays.push_back(array);
+    return arrayText;
+  }
 
-  bool refusesObjects = false;
-  std::optional<JsonArray> refusedArray;
+  std::optional<std::string> objectText = "{}";
+  std::optional<std::string> arrayText = "[]";
+  mutable std::vector<JsonObject> objects;
+  mutable std::vector<JsonArray> arrays;
 };
 
-/// Compresses nothing: the result is the text as it is, unless the test sets another.
+/// Returns the text unchanged unless the test sets `compressed`.
 class ScriptedCompressor : public TextCompressor {
  public:
   struct Call {

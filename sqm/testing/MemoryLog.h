@@ -11,19 +11,20 @@
 
 namespace sqm::testing {
 
-/// Log files that keep their lines in memory, as "INFO LEVEL text".
+/// Log files that store their lines in memory, as "INFO LEVEL text".
 ///
-/// Threading: any thread. Ownership: the logs share what they wrote with the factory, which may go first.
+/// Ownership: the logs share their lines with the factory and may outlive it.
+/// Threading: any thread.
 class MemoryLogs : public LogFileFactory {
  public:
   MemoryLogs();
 
   std::unique_ptr<LogFile> initWithFile(std::string_view file, int logLevel) override;
 
-  /// What was written to the file, in order; empty for a file that was never opened.
+  /// The lines of the file, in order; empty for a file that was never opened.
   std::vector<std::string> lines(std::string_view file) const;
 
-  /// From now on no log of this name can be opened.
+  /// Makes every later attempt to open a log of this name fail.
   void refuse(std::string_view file);
 
  private:

@@ -33,7 +33,7 @@ TEST(FieldNameTable, NamesEveryFieldAndFindsItByItsName) {
   }
 }
 
-TEST(FieldNameTable, KnowsNoOtherNames) {
+TEST(FieldNameTable, FindsNoFieldForAnotherName) {
   const FieldNameTable table(numbered(FieldNameTable::kFields));
   for (const char* name : {"", "F", "f0", "F91", "F00", "6"}) EXPECT_EQ(table.fieldNamed(name), std::nullopt) << name;
 }
@@ -62,7 +62,7 @@ TEST(FieldNameTable, ThrowsForNumbersBeyondTheList) {
   }
 }
 
-TEST(FieldNameTable, SaysWhichNumberLiesBeyondHowManyNames) {
+TEST(FieldNameTable, ExceptionNamesTheNumberAndTheSizeOfTheList) {
   const FieldNameTable table(numbered(7));
   try {
     static_cast<void>(table.name(64));
@@ -72,7 +72,7 @@ TEST(FieldNameTable, SaysWhichNumberLiesBeyondHowManyNames) {
   }
 }
 
-TEST(FieldNameTable, ShortListNamesWhatItHolds) {
+TEST(FieldNameTable, ShortListNamesItsOwnFields) {
   const FieldNameTable table(numbered(7));
   EXPECT_EQ(table.name(6), "F6");
   EXPECT_EQ(table.fieldNamed("F6"), 6U);
@@ -124,7 +124,7 @@ TEST(FieldNameTable, AllFieldsMayHaveOneName) {
   for (std::size_t field = 0; field < FieldNameTable::kFields; ++field) EXPECT_EQ(table.firstNamesake(field), 0U);
 }
 
-TEST(FieldNameTable, NamesAreData) {
+TEST(FieldNameTable, NamesMayHoldAnyBytes) {
   const Names names(std::begin(kAwkwardTexts), std::end(kAwkwardTexts));
   const FieldNameTable table(names);
   for (std::size_t field = 0; field < names.size(); ++field) {
@@ -133,7 +133,7 @@ TEST(FieldNameTable, NamesAreData) {
   }
 }
 
-TEST(FieldNameTable, CopiesAreTablesOfTheirOwn) {
+TEST(FieldNameTable, CopiesAreIndependent) {
   auto original = std::make_optional<FieldNameTable>(numbered(8));
   const FieldNameTable copy = *original;
   original.reset();

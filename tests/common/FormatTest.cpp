@@ -55,14 +55,33 @@ TEST(Format, LeavesAPerCentSignThatBeginsNoPlaceholder) {
   EXPECT_EQ(formatted("100 % of %x, %%, %l, %@ %", {"a"}), "100 % of %x, %%, %l, a %");
 }
 
-TEST(Format, TakesArgumentsAsData) {
+TEST(Format, CopiesArgumentsUnchanged) {
   for (const std::string& text : kAwkwardTexts) EXPECT_EQ(formatted("[%@|%@]", {text, "%@"}), "[" + text + "|%@]");
 }
 
-TEST(Format, AppendsToWhatIsThere) {
+TEST(Format, AppendsToAnExistingText) {
   std::string text = "before ";
   appendFormatted(text, "%@", Arguments{"after"});
   EXPECT_EQ(text, "before after");
+}
+
+TEST(Format, AppendsAtMostTheLimitAndCountsTheRest) {
+  const struct {
+    std::string_view format;
+    Arguments arguments;
+    std::string_view appended;
+    std::size_t leftOut;
+  } cases[] = {
+      {"%@%@", {"01234", "56789"}, "0123456789", 0},
+      {"%@ and %@", {"0123456789", "more"}, "0123456789", 9},
+      {"0123456789 %@", {"more"}, "0123456789", 5},
+      {"12345678%@z", {"\xE2\x82\xAC"}, "12345678", 4},
+  };
+  for (const auto& [format, arguments, appended, leftOut] : cases) {
+    std::string text = "before ";
+    EXPECT_EQ(appendFormatted(text, format, arguments, 10), leftOut) << format;
+    EXPECT_EQ(text, "before " + std::string(appended));
+  }
 }
 
 }  // namespace

@@ -27,7 +27,7 @@ class KeepingLogFile : public sqm::LogFile {
   std::vector<WrittenLine> lines;
 };
 
-TEST(LogFile, HandsOverTheLineAsItWasGiven) {
+TEST(LogFile, PassesTheLineUnchanged) {
   KeepingLogFile log;
   log.writeLogToFileWithInfo("USER", 2, "%@ and %d", {"first", "2"});
   ASSERT_EQ(log.lines.size(), 1U);

@@ -9,7 +9,7 @@
 namespace sqm {
 namespace {
 
-TEST(NotificationCenterMemory, PostingNeedsNone) {
+TEST(NotificationCenterMemory, PostingAllocatesNothing) {
   NotificationCenter center;
   int calls = 0;
   const auto count = [&](const Notification&) { ++calls; };

@@ -21,7 +21,7 @@ constexpr std::string_view kName = "Something";
 
 class NotificationCenterTest : public ::testing::Test {
  protected:
-  /// A handler that writes `text` down.
+  /// A handler that records `text`.
   NotificationCenter::Handler writing(std::string text) {
     return [this, text = std::move(text)](const Notification&) { told.push_back(text); };
   }
@@ -38,7 +38,7 @@ class NotificationCenterTest : public ::testing::Test {
   Texts told;
 };
 
-TEST_F(NotificationCenterTest, TellsWhatHappenedAndWho) {
+TEST_F(NotificationCenterTest, PassesNameAndSenderToTheHandler) {
   const int sender = 0;
   std::string name;
   const void* object = nullptr;
@@ -150,7 +150,7 @@ TEST_F(NotificationCenterTest, RegistrationMayOutliveTheCenter) {
   EXPECT_TRUE(told.empty());
 }
 
-TEST_F(NotificationCenterTest, EndOfARegistrationLetsGoOfWhatTheHandlerHolds) {
+TEST_F(NotificationCenterTest, EndOfARegistrationDestroysItsHandler) {
   const auto held = std::make_shared<int>(1);
   Registration registration = center.addObserver(kName, nullptr, [held](const Notification&) {});
   EXPECT_EQ(held.use_count(), 2);
@@ -163,7 +163,7 @@ TEST_F(NotificationCenterTest, ObserverMayRemoveItselfInsideADelivery) {
   const auto held = std::make_shared<std::string>("a");
   registration = center.addObserver(kName, nullptr, [this, held, &registration](const Notification&) {
     registration.reset();
-    told.push_back(*held);  // the handler and what it holds live until it returns
+    told.push_back(*held);  // the handler and its captures stay alive until it returns
   });
   post();
   post();
@@ -246,7 +246,7 @@ TEST_F(NotificationCenterTest, CenterMayBeDestroyedInsideADelivery) {
   EXPECT_EQ(told, Texts{"second"});
 }
 
-TEST_F(NotificationCenterTest, ExceptionEndsTheDeliveryAndReachesThePoster) {
+TEST_F(NotificationCenterTest, ExceptionEndsTheDeliveryAndPropagatesToTheCaller) {
   const Registration first = observe("first");
   Registration second = center.addObserver(kName, nullptr, [](const Notification&) { throw std::runtime_error("no"); });
   const Registration third = observe("third");

@@ -37,10 +37,10 @@ Pairs pairsOf(const ValueDictionary& values) {
   return pairs;
 }
 
-/// A text that is long enough to make a buffer move.
+/// A text that is long enough to make a buffer reallocate.
 std::string longText(char character) { return repeated({&character, 1}, 10'000); }
 
-/// What holds with and without a field-name table; half of the keys used below are names of the table.
+/// Tests that run with and without a field-name table. Half of the keys used below are names of the table.
 class ValueDictionaryTest : public ::testing::TestWithParam<bool> {
  protected:
   static ValueDictionary made() { return GetParam() ? ValueDictionary(numberedTable()) : ValueDictionary(); }
@@ -83,7 +83,7 @@ TEST_P(ValueDictionaryTest, EmptyTextIsAKeyLikeAnyOther) {
   EXPECT_EQ(values.find(""), "value");
 }
 
-TEST_P(ValueDictionaryTest, LaterValueTakesThePlaceOfTheEarlierOne) {
+TEST_P(ValueDictionaryTest, LaterValueReplacesTheEarlierOne) {
   for (const char* key : {"F6", "locale"}) {
     for (const char* value : {"first", "2nd", "", "a longer one than before", "same length as that  ", "x"}) {
       values.set(key, value);
@@ -95,7 +95,7 @@ TEST_P(ValueDictionaryTest, LaterValueTakesThePlaceOfTheEarlierOne) {
   EXPECT_EQ(values.size(), 3U);
 }
 
-TEST_P(ValueDictionaryTest, KeysAndValuesAreData) {
+TEST_P(ValueDictionaryTest, KeysAndValuesMayHoldAnyBytes) {
   std::size_t number = 0;
   for (const std::string& text : kAwkwardTexts) {
     const std::string key = "F" + std::to_string(number++);
@@ -139,7 +139,7 @@ TEST_P(ValueDictionaryTest, ClearRemovesAllValues) {
   EXPECT_EQ(pairsOf(values), (Pairs{{"F6", "six"}}));
 }
 
-TEST_P(ValueDictionaryTest, CopiesAreDictionariesOfTheirOwn) {
+TEST_P(ValueDictionaryTest, CopiesAreIndependent) {
   values.set("F6", "six");
   values.set("locale", "English");
   ValueDictionary copy = values;
@@ -167,7 +167,7 @@ TEST_P(ValueDictionaryTest, ComparesKeysAndValuesInAnyOrder) {
 
 TEST_P(ValueDictionaryTest, ValueMayBeAViewOfAnotherOne) {
   values.set("F1", longText('a'));
-  // The buffer is full now, or nearly: each of these may make it move.
+  // The buffer is full or nearly full, so that each of these may make it reallocate.
   for (int i = 2; i < 20; ++i) values.set("F" + std::to_string(i), *values.find("F" + std::to_string(i - 1)));
   for (int i = 1; i < 20; ++i) EXPECT_EQ(values.find("F" + std::to_string(i)), longText('a'));
 }
@@ -180,14 +180,14 @@ TEST_P(ValueDictionaryTest, ValueMayBeAViewOfTheOneItReplaces) {
   EXPECT_EQ(values.find("F1"), "cde");
 }
 
-TEST_P(ValueDictionaryTest, ValueMayBeAViewOfAnotherOneWhenGapsAreClosed) {
+TEST_P(ValueDictionaryTest, ValueMayBeAViewOfAnotherOneWhenTheBufferIsCompacted) {
   values.set("F1", "source");
   values.set("F2", longText('b'));
   values.set("F3", longText('c'));
   values.set("F4", "four");
-  values.set("F2", "two");  // in the room of the earlier value
+  values.set("F2", "two");  // in the place of the earlier value
   values.set("F3", "three");
-  values.set("F4", *values.find("F1"));  // hardly anything of the buffer is in use
+  values.set("F4", *values.find("F1"));  // hardly any of the buffer is in use
   EXPECT_EQ(values.find("F1"), "source");
   EXPECT_EQ(values.find("F2"), "two");
   EXPECT_EQ(values.find("F3"), "three");
@@ -201,7 +201,7 @@ TEST_P(ValueDictionaryTest, KeyMayBeAViewOfAValue) {
   EXPECT_EQ(values.find("locale"), longText('x'));
 }
 
-TEST_P(ValueDictionaryTest, ValuesThatGrowAgainAndAgainStayWhole) {
+TEST_P(ValueDictionaryTest, ValuesThatGrowRepeatedlyStayIntact) {
   for (std::size_t length = 1; length < 3'000; length += 7) {
     values.set("F1", std::string(length, 'a'));
     values.set("locale", std::string(length + 1, 'b'));
@@ -292,7 +292,7 @@ TEST_F(ValueDictionaryByField, ErasingAnAbsentFieldDoesNothing) {
   EXPECT_EQ(pairsOf(values), (Pairs{{"F7", "seven"}}));
 }
 
-TEST_F(ValueDictionaryByField, FieldsComeInOrderAndOtherKeysAfterThemAsTheyCame) {
+TEST_F(ValueDictionaryByField, VisitsFieldsInOrderAndThenTheOtherKeysInOrderOfAddition) {
   values.set("os", "b");
   values.set("F90", "90");
   values.set("locale", "a");

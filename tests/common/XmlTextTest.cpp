@@ -70,7 +70,7 @@ TEST(XmlText, MarkupCharactersBecomeReferences) {
   EXPECT_EQ(markup("]]>"), "]]&gt;");
 }
 
-TEST(XmlText, PropertyListsKeepQuotesAndGuardTheCarriageReturn) {
+TEST(XmlText, PropertyListsKeepQuotesAndEscapeTheCarriageReturn) {
   EXPECT_EQ(propertyList("&<>\"'"), "&amp;&lt;&gt;\"'");
   EXPECT_EQ(propertyList("a\rb\r\nc\t"), "a&#13;b&#13;\nc\t");
 }
@@ -89,7 +89,7 @@ TEST(XmlText, OrdinaryTextStaysAsItIs) {
   }
 }
 
-TEST(XmlText, AppendsToWhatIsThere) {
+TEST(XmlText, AppendsToAnExistingText) {
   std::string out = "<";
   appendXmlText(out, "<", XmlEscaping::markup);
   appendXmlText(out, "\r", XmlEscaping::propertyList);
@@ -102,7 +102,7 @@ TEST(XmlText, ControlCharactersAreReplacedOneByOne) {
   EXPECT_EQ(markup("\x01\x08\x0B\x0C\x0E\x1F"), replaced("??????"));
 }
 
-TEST(XmlText, ACodePointIsAllowedExactlyWhenXmlSaysSo) {
+TEST(XmlText, AllowsExactlyTheCharactersOfXml) {
   for (std::uint32_t codePoint = 0; codePoint <= 0x10FFFF; ++codePoint) {
     ASSERT_EQ(isXmlAllowed(encoded(codePoint)), isXmlChar(codePoint)) << "U+" << std::hex << codePoint;
   }
@@ -141,13 +141,13 @@ TEST(XmlText, EachMaximalSubpartIsReplacedOnce) {
   }
 }
 
-TEST(XmlText, DoesNotLookBeyondTheEndOfTheView) {
+TEST(XmlText, DoesNotReadBeyondTheEndOfTheView) {
   const std::string_view euro = "\xE2\x82\xAC";
   EXPECT_EQ(markup(euro.substr(0, 2)), replaced("?"));
   EXPECT_FALSE(isXmlAllowed(euro.substr(0, 1)));
 }
 
-TEST(XmlText, OneCharacterIsSeenWhereverItStands) {
+TEST(XmlText, FindsOneCharacterAtEveryPosition) {
   for (std::size_t length = 0; length < 40; ++length) {
     for (std::size_t at = 0; at <= length; ++at) {
       const auto with = [&](std::string_view character) { return std::string(length, 'a').insert(at, character); };
@@ -163,7 +163,7 @@ TEST(XmlText, OneCharacterIsSeenWhereverItStands) {
 
 TEST(XmlText, AnyBytesGiveAllowedTextThatStaysAsItIs) {
   std::mt19937 random(20240229);
-  // Bytes that often meet on the borders of well-formed sequences.
+  // Bytes at the limits of well-formed sequences.
   constexpr std::string_view kBytes =
       "a&\x01\x80\x8F\x90\x9F\xA0\xBD\xBE\xBF\xC0\xC2\xDF\xE0\xE1\xED\xEF\xF0\xF1\xF4\xF5\xFF";
   for (int round = 0; round < 20'000; ++round) {

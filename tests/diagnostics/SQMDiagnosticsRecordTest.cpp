@@ -49,11 +49,14 @@ const Property kProperties[] = {
 
 class SQMDiagnosticsRecordTest : public ::testing::Test {
  protected:
-  /// The text of the report, before it was compressed.
-  std::string reported() {
+  /// The value of the report, as the JSON writer is given it.
+  JsonObject reported() {
     record_.formattedDiagnosticJsonBlob();
-    return host_.compressor.calls.back().text;
+    return host_.json.objects.back();
   }
+
+  /// The "Auth" object of the report.
+  JsonObject reportedAuth() { return std::get<JsonObject>(reported().back().value); }
 
   void setAll() {
     for (const Property& each : kProperties) (record_.*each.set)(std::string("value of ") + each.name);
@@ -71,7 +74,7 @@ TEST_F(SQMDiagnosticsRecordTest, BeginsWithAbsentTextsAndEmptyArrays) {
   EXPECT_EQ(*record_.loginPollDetails(), JsonArray{});
 }
 
-TEST_F(SQMDiagnosticsRecordTest, PropertiesAreWhatWasSet) {
+TEST_F(SQMDiagnosticsRecordTest, PropertiesReturnWhatWasSet) {
   setAll();
   for (const Property& each : kProperties) EXPECT_EQ((record_.*each.get)(), std::string("value of ") + each.name);
 }
@@ -81,9 +84,11 @@ TEST_F(SQMDiagnosticsRecordTest, ArraysAreSharedAndNotCopied) {
   record_.setDiscoveryDetails(mine);
   mine->emplace_back("later");
   EXPECT_EQ(record_.discoveryDetails(), mine);
-  EXPECT_EQ(record_.formatDiscoveryDetails(), R"(["later"])");
+  record_.formatDiscoveryDetails();
   record_.setLoginPollDetails(mine);
-  EXPECT_EQ(record_.formatLoginPollDetails(), R"(["later"])");
+  mine->emplace_back("and last");
+  record_.formatLoginPollDetails();
+  EXPECT_EQ(host_.json.arrays, (std::vector{JsonArray{"later"}, JsonArray{"later", "and last"}}));
 }
 
 TEST_F(SQMDiagnosticsRecordTest, ValidateMakesThirteenAbsentTextsEmpty) {
@@ -142,61 +147,75 @@ TEST_F(SQMDiagnosticsRecordTest, ProbeResetLeavesTheUserAgent) {
   EXPECT_EQ(record_.discoveryDetails()->size(), 1U);
 }
 
-TEST_F(SQMDiagnosticsRecordTest, WritesTheReport) {
-  record_.resetDiagnosticsRecord();
-  record_.setSsid("CorpNet");
-  record_.setSigStrength("-61");
-  record_.setNic("en1");
-  record_.setErrorCode("2");
-  record_.setErrorDetails("Timeout");
-  record_.discoveryDetails()->emplace_back("Portal found");
-  EXPECT_EQ(record_.formattedDiagnosticJsonBlob(),
-            R"({"Trace":{"Error":{"Code":"2","Details":"Timeout"},)"
-            R"("Link":{"SSID":"CorpNet","Sig":"-61","apmac":""},"IP":{"NIC":"en1"},)"
-            R"("Ravix":{"URL":"","UA":"","Resp":"","Stat":""},)"
-            R"("Auth":{"P":"","Dir":"","Dis":"[\"Portal found\"]","Login":"","LoginPoll":""}}})");
+TEST_F(SQMDiagnosticsRecordTest, WrapsTheReportInATrace) {
+  host_.json.objectText = R"({"as":"the writer has it"})";
+  EXPECT_EQ(record_.formattedDiagnosticJsonBlob(), R"({"Trace":{"as":"the writer has it"}})");
 }
 
 TEST_F(SQMDiagnosticsRecordTest, WritesEveryFieldInItsPlace) {
   setAll();
-  EXPECT_EQ(record_.formattedDiagnosticJsonBlob(),
-            R"({"Trace":{"Error":{"Code":"value of errorCode","Details":"value of errorDetails"},)"
-            R"("Link":{"SSID":"value of ssid","Sig":"value of sigStrength","apmac":"value of apmac"},)"
-            R"("IP":{"NIC":"value of nic"},)"
-            R"("Ravix":{"URL":"value of ravixUrl","UA":"value of ravixUagent","Resp":"value of ravixResp",)"
-            R"("Stat":"value of ravixHttpStatusCode"},)"
-            R"("Auth":{"P":"value of authProtocol","Dir":"value of dirID","Dis":"[\"found\"]",)"
-            R"("Login":"value of loginURL","LoginPoll":"[\"polled\"]"}}})");
+  host_.json.arrayText = R"(["an array"])";
+  EXPECT_EQ(
+      reported(),
+      (JsonObject{
+          {"Error", JsonObject{{"Code", "value of errorCode"}, {"Details", "value of errorDetails"}}},
+          {"Link", JsonObject{{"SSID", "value of ssid"}, {"Sig", "value of sigStrength"}, {"apmac", "value of apmac"}}},
+          {"IP", JsonObject{{"NIC", "value of nic"}}},
+          {"Ravix", JsonObject{{"URL", "value of ravixUrl"},
+                               {"UA", "value of ravixUagent"},
+                               {"Resp", "value of ravixResp"},
+                               {"Stat", "value of ravixHttpStatusCode"}}},
+          {"Auth", JsonObject{{"P", "value of authProtocol"},
+                              {"Dir", "value of dirID"},
+                              {"Dis", R"(["an array"])"},
+                              {"Login", "value of loginURL"},
+                              {"LoginPoll", R"(["an array"])"}}}}));
 }
 
 TEST_F(SQMDiagnosticsRecordTest, AFreshRecordReportsEmptyTexts) {
-  EXPECT_EQ(record_.formattedDiagnosticJsonBlob(),
-            R"({"Trace":{"Error":{"Code":"","Details":""},"Link":{"SSID":"","Sig":"","apmac":""},"IP":{"NIC":""},)"
-            R"("Ravix":{"URL":"","UA":"","Resp":"","Stat":""},)"
-            R"("Auth":{"P":"","Dir":"","Dis":"","Login":"","LoginPoll":""}}})");
+  const JsonObject fresh = {
+      {"Error", JsonObject{{"Code", ""}, {"Details", ""}}},
+      {"Link", JsonObject{{"SSID", ""}, {"Sig", ""}, {"apmac", ""}}},
+      {"IP", JsonObject{{"NIC", ""}}},
+      {"Ravix", JsonObject{{"URL", ""}, {"UA", ""}, {"Resp", ""}, {"Stat", ""}}},
+      {"Auth", JsonObject{{"P", ""}, {"Dir", ""}, {"Dis", ""}, {"Login", ""}, {"LoginPoll", ""}}}};
+  EXPECT_EQ(reported(), fresh);
+  record_.setDiscoveryDetails(nullptr);
+  record_.setLoginPollDetails(nullptr);
+  EXPECT_EQ(reported(), fresh);
+  EXPECT_TRUE(host_.json.arrays.empty());
+}
+
+TEST_F(SQMDiagnosticsRecordTest, EachArrayIsWrittenAsTextUnderItsOwnKey) {
+  host_.json.arrayText = "written";
+  record_.discoveryDetails()->emplace_back("found");
+  EXPECT_EQ(reportedAuth(), (JsonObject{{"P", ""}, {"Dir", ""}, {"Dis", "written"}, {"Login", ""}, {"LoginPoll", ""}}));
+  record_.discoveryDetails()->clear();
+  record_.loginPollDetails()->emplace_back("polled");
+  EXPECT_EQ(reportedAuth(), (JsonObject{{"P", ""}, {"Dir", ""}, {"Dis", ""}, {"Login", ""}, {"LoginPoll", "written"}}));
+  EXPECT_EQ(host_.json.arrays, (std::vector{JsonArray{"found"}, JsonArray{"polled"}}));
 }
 
 TEST_F(SQMDiagnosticsRecordTest, SecurityAndAuthUagentNeverChangeTheReport) {
   record_.setSsid("CorpNet");
-  const std::string report = record_.formattedDiagnosticJsonBlob();
+  const JsonObject report = reported();
   for (const Text& text : {Text("WPA2"), Text(""), Text("\xFF\""), Text()}) {
     record_.setSecurity(text);
     record_.setAuthUagent(text);
-    EXPECT_EQ(record_.formattedDiagnosticJsonBlob(), report);
+    EXPECT_EQ(reported(), report);
   }
 }
 
-TEST_F(SQMDiagnosticsRecordTest, PerCentSignsAreData) {
-  record_.setSsid("50 %@ %d");
-  EXPECT_NE(reported().find(R"("SSID":"50 %@ %d")"), std::string::npos);
+TEST_F(SQMDiagnosticsRecordTest, PerCentSignsInTheReportAreKept) {
+  host_.json.objectText = "50 %@ %d";
+  EXPECT_EQ(record_.formattedDiagnosticJsonBlob(), R"({"Trace":50 %@ %d})");
 }
 
-TEST_F(SQMDiagnosticsRecordTest, EntriesAreStringsOrObjects) {
-  record_.discoveryDetails()->emplace_back("plain");
-  record_.discoveryDetails()->emplace_back(
-      JsonObject{{"Step", "redirect"}, {"To", JsonObject{{"Host", "portal"}}}, {"Codes", JsonArray{"302", "200"}}});
-  EXPECT_EQ(record_.formatDiscoveryDetails(),
-            R"(["plain",{"Step":"redirect","To":{"Host":"portal"},"Codes":["302","200"]}])");
+TEST_F(SQMDiagnosticsRecordTest, EntriesAreHandedToTheWriterUnchanged) {
+  const JsonArray entries = {"plain", JsonObject{{"Step", "redirect"}, {"Codes", JsonArray{"302", "200"}}}};
+  *record_.discoveryDetails() = entries;
+  record_.formatDiscoveryDetails();
+  EXPECT_EQ(host_.json.arrays.back(), entries);
 }
 
 TEST_F(SQMDiagnosticsRecordTest, EmptyAndAbsentArraysAreTheEmptyText) {
@@ -206,19 +225,20 @@ TEST_F(SQMDiagnosticsRecordTest, EmptyAndAbsentArraysAreTheEmptyText) {
   record_.setLoginPollDetails(nullptr);
   EXPECT_EQ(record_.formatDiscoveryDetails(), "");
   EXPECT_EQ(record_.formatLoginPollDetails(), "");
-  EXPECT_NE(reported().find(R"("Dis":"","Login":"","LoginPoll":"")"), std::string::npos);
 }
 
 TEST_F(SQMDiagnosticsRecordTest, ArrayWithoutATextEndsTheAuthObjectBeforeIt) {
   setAll();
-  record_.discoveryDetails()->emplace_back(JsonObject{{"Step", "1"}});
-  host_.json.refusedArray = JsonArray{"found", JsonObject{{"Step", "1"}}};
+  host_.json.arrayText = std::nullopt;
   EXPECT_EQ(record_.formatDiscoveryDetails(), std::nullopt);
-  EXPECT_NE(reported().find(R"("Auth":{"P":"value of authProtocol","Dir":"value of dirID"}}})"), std::string::npos);
-
-  host_.json.refusedArray = JsonArray{"polled"};
   EXPECT_EQ(record_.formatLoginPollDetails(), std::nullopt);
-  EXPECT_NE(reported().find(R"(\"}]","Login":"value of loginURL"}}})"), std::string::npos);
+  EXPECT_EQ(reportedAuth(), (JsonObject{{"P", "value of authProtocol"}, {"Dir", "value of dirID"}}));
+
+  record_.discoveryDetails()->clear();
+  EXPECT_EQ(
+      reportedAuth(),
+      (JsonObject{
+          {"P", "value of authProtocol"}, {"Dir", "value of dirID"}, {"Dis", ""}, {"Login", "value of loginURL"}}));
 }
 
 TEST_F(SQMDiagnosticsRecordTest, FormattingValidates) {
@@ -227,7 +247,7 @@ TEST_F(SQMDiagnosticsRecordTest, FormattingValidates) {
   EXPECT_EQ(record_.security(), std::nullopt);
 }
 
-TEST_F(SQMDiagnosticsRecordTest, CompressorIsToldTheEncodingAndTheLimit) {
+TEST_F(SQMDiagnosticsRecordTest, PassesTheEncodingAndTheLimitToTheCompressor) {
   record_.formattedDiagnosticJsonBlob();
   ASSERT_EQ(host_.compressor.calls.size(), 1U);
   EXPECT_EQ(host_.compressor.calls[0].encoding, 4);
@@ -246,11 +266,11 @@ TEST_F(SQMDiagnosticsRecordTest, ReportThatCannotBeMadeIsEmpty) {
   host_.compressor.compressed = [](std::string_view) { return std::nullopt; };
   EXPECT_EQ(record_.formattedDiagnosticJsonBlob(), "");
   host_.compressor.compressed = nullptr;
-  host_.json.refusesObjects = true;
+  host_.json.objectText = std::nullopt;
   EXPECT_EQ(record_.formattedDiagnosticJsonBlob(), "");
 }
 
-TEST_IN_FRESH_PROCESS(SQMDiagnosticsRecordCreation, SharedRecordIsOneAndApartFromOthers) {
+TEST_IN_FRESH_PROCESS(SQMDiagnosticsRecordCreation, ThereIsOneSharedRecordWhichIsIndependentOfOthers) {
   EXPECT_EQ(SQMDiagnosticsRecord::sharedSQMDiagnosticsRecord(), nullptr) << "without a host there is none";
   FakeHost host;
   sqm::Host::install(host.host);
@@ -268,7 +288,8 @@ TEST_IN_FRESH_PROCESS(SQMDiagnosticsRecordCreation, SharedRecordIsOneAndApartFro
   own.setSsid("own");
   EXPECT_EQ(shared->ssid(), std::nullopt);
   shared->setErrorCode("7");
-  EXPECT_NE(shared->formattedDiagnosticJsonBlob().find(R"("Code":"7")"), std::string::npos);
+  shared->formattedDiagnosticJsonBlob();
+  EXPECT_EQ(host.json.objects.back().front(), (sqm::JsonMember{"Error", JsonObject{{"Code", "7"}, {"Details", ""}}}));
 }
 
 }  // namespace

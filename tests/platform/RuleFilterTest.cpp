@@ -11,7 +11,7 @@ ValueDictionary values(const std::vector<std::pair<std::string, std::string>>& p
   return dictionary;
 }
 
-TEST(RuleFilter, WithoutRulesEverythingIsRecordedAsItIs) {
+TEST(RuleFilter, WithoutRulesEverythingIsRecordedUnchanged) {
   RuleFilter filter;
   EXPECT_FALSE(filter.recordingDisabledForRecordName("connection", "", {}));
   EXPECT_FALSE(filter.recordingDisabledForRecordName(std::nullopt, std::nullopt, {}));
@@ -55,13 +55,13 @@ TEST(RuleFilter, ARuleMatchesByNameAndSubType) {
   }
 }
 
-TEST(RuleFilter, AnyDisableRuleWillDo) {
+TEST(RuleFilter, OneMatchingDisableRuleIsEnough) {
   RuleFilter filter;
   filter.setRules({{.name = "client"}, {.name = "device"}}, {});
   EXPECT_TRUE(filter.recordingDisabledForRecordName("device", "", {}));
 }
 
-TEST(RuleFilter, ReplacedValuesAreLaidOverACopyInTheOrderOfTheRules) {
+TEST(RuleFilter, ValuesAreReplacedInACopyInTheOrderOfTheRules) {
   RuleFilter filter;
   filter.setRules({}, {{.name = "client", .values = {{"a", "first"}, {"b", "first"}}},
                        {.name = "device", .values = {{"a", "never"}}},

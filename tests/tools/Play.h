@@ -11,12 +11,12 @@
 #include "tests/support/Paths.h"
 #include "tests/tools/Sqmctl.h"
 
-/// What `sqmctl play` did with a scenario that came by standard input, below a home directory of its own.
+/// A run of `sqmctl play` with a scenario on standard input, in a home directory of its own.
 class Played {
  public:
   explicit Played(std::string_view scenario, const std::vector<std::string>& options = {}) { play(scenario, options); }
 
-  /// Plays another scenario in the same home directory.
+  /// Runs another scenario in the same home directory.
   Played& play(std::string_view scenario, const std::vector<std::string>& options = {}) {
     std::vector<std::string> words = {kPrograms + "/sqmctl",
                                       "--home",
@@ -34,7 +34,7 @@ class Played {
   const std::string& out() const { return outcome_.out; }
   const std::string& err() const { return outcome_.err; }
 
-  /// The result of the operation in that line, as it stands in the output.
+  /// The result of the operation in that line, as text of the output.
   std::string result(std::size_t line) const {
     const std::string mark = "{\"line\":" + std::to_string(line) + ",";
     const std::size_t begin = ("\n" + outcome_.out).find("\n" + mark);
@@ -55,7 +55,7 @@ class Played {
   Outcome outcome_;
 };
 
-/// Takes connections, and never answers.
+/// A server that accepts connections and never responds.
 class SilentServer {
  public:
   SilentServer() : socket_(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
@@ -81,7 +81,7 @@ class SilentServer {
   std::string address_;
 };
 
-/// The scenario, with each $ in it as the address.
+/// The scenario, with each $ replaced by the address.
 inline std::string with(const std::string& address, std::string scenario) {
   for (std::size_t at = 0; (at = scenario.find('$', at)) != std::string::npos; at += address.size()) {
     scenario.replace(at, 1, address);

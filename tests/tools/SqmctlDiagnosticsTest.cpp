@@ -55,7 +55,7 @@ TEST(SqmctlDiagnostics, KeepsTheOrderAndIndents) {
   EXPECT_EQ(decode(blobOf(R"({"b":"1","a":["2"]})")).out, "{\n  \"b\": \"1\",\n  \"a\": [\n    \"2\"\n  ]\n}\n");
 }
 
-TEST(SqmctlDiagnostics, LeavesATextThatIsNoArrayAsItIs) {
+TEST(SqmctlDiagnostics, LeavesAStringThatIsNotAnArrayUnchanged) {
   const std::string report = R"({"Trace":{"Auth":{"Dis":"[\"cut","LoginPoll":"plain"}}})";
   EXPECT_EQ(Json::parse(decode(blobOf(report)).out), Json::parse(report));
 }
@@ -68,7 +68,7 @@ struct NoBlob {
 
 class SqmctlDiagnosticsNoBlob : public ::testing::TestWithParam<NoBlob> {};
 
-TEST_P(SqmctlDiagnosticsNoBlob, NamesTheLayerThatIsBroken) {
+TEST_P(SqmctlDiagnosticsNoBlob, NamesTheInvalidLayer) {
   const Outcome outcome = decode(GetParam().blob);
   EXPECT_EQ(outcome.status, 2);
   EXPECT_EQ(outcome.out, "");
@@ -80,18 +80,15 @@ const std::string kGood = blobOf(R"({"a":"b"})");
 INSTANTIATE_TEST_SUITE_P(
     Of, SqmctlDiagnosticsNoBlob,
     ::testing::Values(
-        NoBlob{"Nothing", " \n",
-               "the first layer, Base64, is broken: there is nothing; an empty report means that it was too long"},
-        NoBlob{"AnotherAlphabet", " H4sI-AAA",
-               "the first layer, Base64, is broken: '-' at byte 5 does not belong there"},
-        NoBlob{"ControlCharacter", "H4\033",
-               "the first layer, Base64, is broken: '\\u001B' at byte 2 does not belong there"},
-        NoBlob{"HalfAGroup", "H4sIA", "the first layer, Base64, is broken: it ends too early, at byte 5"},
-        NoBlob{"NoGzip", "aGVsbG8=", "the second layer, gzip, is broken: incorrect header check at byte 2 of it"},
-        NoBlob{"HalfTheGzip", "H4sIAAAA", "the second layer, gzip, is broken: it ends too early, at byte 6 of it"},
-        NoBlob{"NoJson", blobOf("{\"a\":}"), "the third layer, JSON, is broken: unexpected text at byte 5 of it"},
+        NoBlob{"Nothing", " \n", "layer 1 (Base64) is invalid: it is empty; a report that was too long is empty"},
+        NoBlob{"AnotherAlphabet", " H4sI-AAA", "layer 1 (Base64) is invalid: invalid character '-' at byte 5"},
+        NoBlob{"ControlCharacter", "H4\033", "layer 1 (Base64) is invalid: invalid character '\\u001B' at byte 2"},
+        NoBlob{"HalfAGroup", "H4sIA", "layer 1 (Base64) is invalid: unexpected end at byte 5"},
+        NoBlob{"NoGzip", "aGVsbG8=", "layer 2 (gzip) is invalid: incorrect header check at byte 2"},
+        NoBlob{"HalfTheGzip", "H4sIAAAA", "layer 2 (gzip) is invalid: unexpected end at byte 6"},
+        NoBlob{"NoJson", blobOf("{\"a\":}"), "layer 3 (JSON) is invalid: unexpected text at byte 5"},
         NoBlob{"DeepJson", blobOf(std::string(100'000, '[') + std::string(100'000, ']')),
-               "the third layer, JSON, is broken: it nests deeper than 100 levels"}),
+               "layer 3 (JSON) is invalid: more than 100 levels"}),
     CaseName());
 
 TEST(SqmctlDiagnostics, FindsADamagedByte) {
@@ -99,16 +96,15 @@ TEST(SqmctlDiagnostics, FindsADamagedByte) {
   blob[20] = blob[20] == 'A' ? 'B' : 'A';
   const Outcome outcome = decode(blob);
   EXPECT_EQ(outcome.status, 2);
-  EXPECT_EQ(outcome.err.find("sqmctl: the second layer, gzip, is broken: "), 0U) << outcome.err;
+  EXPECT_EQ(outcome.err.find("sqmctl: layer 2 (gzip) is invalid: "), 0U) << outcome.err;
 }
 
-TEST(SqmctlDiagnostics, UnfoldsNoMoreThanTheLimit) {
+TEST(SqmctlDiagnostics, DecompressesNoMoreThanTheLimit) {
   const std::string bomb = blobOf(repeated(" ", 20'000'000));
   Outcome outcome = decode(bomb);
   EXPECT_EQ(outcome.status, 2);
   EXPECT_EQ(outcome.err,
-            "sqmctl: the second layer, gzip, is broken: it unfolds to more than 16777216 bytes; --limit BYTES allows "
-            "more\n");
+            "sqmctl: layer 2 (gzip) is invalid: it decompresses to more than 16777216 bytes; see --limit\n");
   outcome = decode(kGood, {"--limit", "9"});
   EXPECT_EQ(outcome.status, 0) << outcome.err;
   EXPECT_EQ(decode(kGood, {"--limit", "8"}).status, 2);
@@ -116,7 +112,7 @@ TEST(SqmctlDiagnostics, UnfoldsNoMoreThanTheLimit) {
             "sqmctl: standard input holds more than 4112 bytes\n");
 }
 
-TEST(SqmctlDiagnostics, LetsNoValueSteerATerminal) {
+TEST(SqmctlDiagnostics, EscapesControlCharactersOnATerminal) {
   const TemporaryFolder folder;
   putContent(folder / "report", blobOf("{\"a\":\"\u009B31m\"}"));
   EXPECT_EQ(runOnTerminal({kSqmctl, "diagnostics", "decode", folder / "report"}).out,

@@ -18,7 +18,7 @@ namespace fs = std::filesystem;
 const std::string kSources = paths::kSources;
 const std::string kGolden = paths::kGolden + std::string("/play");
 
-/// What stands in docs/scenarios.md between two texts.
+/// The part of docs/scenarios.md between two texts.
 std::string documented(const std::string& after, const std::string& before) {
   const std::string page = contentOf(kSources + "/docs/scenarios.md");
   const std::size_t begin = page.find(after) + after.size();
@@ -34,7 +34,7 @@ std::string replaced(std::string text, const std::string& from, const std::strin
   return text;
 }
 
-/// The files below a folder, by their paths in it, but for the logs.
+/// The files in a folder by their relative paths, without the logs.
 std::map<std::string, std::string> filesBelow(const std::string& folder) {
   std::map<std::string, std::string> files;
   for (const auto& entry : fs::recursive_directory_iterator(folder)) {
@@ -64,7 +64,7 @@ TEST(SqmctlPlayDocs, TheSampleIsPlayed) {
   const Played played(replaced(sample, "http://127.0.0.1:8080", collector.address()),
                       {"--time", "2026-11-21T09:30:00Z"});
   EXPECT_EQ(played.status(), 0) << played.err();
-  // Whether the records, the files and the queue have arrived.
+  // The records, the files and the queue have arrived.
   EXPECT_NE(played.out().find(
                 R"("do":"upload","result":{"notifications":["TrelkSQMUploadSuccess","TrelkSQMUploadSuccess"]}})"),
             std::string::npos)

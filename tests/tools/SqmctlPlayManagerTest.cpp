@@ -16,7 +16,7 @@ std::size_t timesIn(const std::string& text, const std::string& part) {
   return times;
 }
 
-/// A record as it stands in a list: it is XML inside of XML.
+/// A record as text of a list file, where it is XML inside XML.
 std::string inList(std::string xml) {
   for (std::size_t at = 0; (at = xml.find_first_of("<>", at)) != std::string::npos; ++at) {
     xml.replace(at, 1, xml[at] == '<' ? "&lt;" : "&gt;");
@@ -24,7 +24,7 @@ std::string inList(std::string xml) {
   return xml;
 }
 
-TEST(SqmctlPlayManager, GivesTheResultsOfTheCalls) {
+TEST(SqmctlPlayManager, WritesTheResultsOfTheCalls) {
   const struct {
     const char* call;
     const char* result;
@@ -85,7 +85,7 @@ TEST(SqmctlPlayManager, ParamsAreStringsIntegersAndAbsentStrings) {
 }
 
 TEST(SqmctlPlayManager, TheOrderOfParamsIsKept) {
-  // Two ways to write one key: the later one holds.
+  // One key written in two ways: the later value is stored.
   const Played played(R"({"do":"setDeviceType","value":1}
 {"do":"connectionStart","params":{"6":"a","26":"first","026":"second"}}
 {"do":"connectionStart","params":{"6":"a","026":"third","26":null}}
@@ -96,7 +96,7 @@ TEST(SqmctlPlayManager, TheOrderOfParamsIsKept) {
   EXPECT_EQ(timesIn(saved, "third"), 0U);
 }
 
-TEST(SqmctlPlayManager, KeysOutsideTheContainerAreItsOwnToReject) {
+TEST(SqmctlPlayManager, TheContainerRejectsKeysOutsideItsRange) {
   const Played played(
       R"({"do":"client","params":{"6":"a","0":"zero","91":"most","92":"above","-7":"below","-9223372036854775808":1,"9223372036854775807":null}}
 )");
@@ -115,7 +115,7 @@ TEST(SqmctlPlayManager, TheContainerIsNewForEveryOperation) {
   EXPECT_EQ(timesIn(saved, "once"), 1U);
 }
 
-TEST(SqmctlPlayManager, AnAbsentContainerIsNoEmptyOne) {
+TEST(SqmctlPlayManager, AnAbsentContainerDiffersFromAnEmptyOne) {
   const Played played(R"({"do":"setDeviceType","value":1}
 {"do":"connectionStart","params":null}
 {"do":"save"}
@@ -138,7 +138,7 @@ TEST(SqmctlPlayManager, RestartWritesTheStoreAndReadsItAgain) {
 {"do":"setDeviceType","value":3}
 {"do":"connectionStart","params":{"6":"c"}}
 )");
-  // The new manager has no medium yet; and what was kept for the stop went with the old one.
+  // The new manager has no medium, and the record kept for the stop was the old manager's.
   const std::string saved = list(played, "SQMConnection.plist");
   EXPECT_EQ(timesIn(saved, "<string>"), 2U) << saved;
   EXPECT_EQ(timesIn(saved, inList("<eventTime timestamp=\"0000000000\">b</eventTime>")), 0U);
@@ -151,7 +151,7 @@ TEST(SqmctlPlayManager, TheEndSavesAndTheNextRunGoesOn) {
   EXPECT_EQ(timesIn(list(played, "SQMDevice.plist"), "<string>"), 2U);
 }
 
-TEST(SqmctlPlayManager, TheTimeStampIsThatOfThePreferences) {
+TEST(SqmctlPlayManager, TheTimeStampIsStoredInThePreferences) {
   Played played(R"({"do":"timeStamp","value":"\"2026-11-21\""}
 {"do":"device","params":{"6":"a"}}
 {"do":"timeStamp","value":null}
@@ -206,7 +206,7 @@ TEST(SqmctlPlayManager, AnAbsentNameMatchesWhereThereIsNoRecord) {
   }
 }
 
-TEST(SqmctlPlayManager, ReplaceRulesAreLaidOverACopyInTheirOrder) {
+TEST(SqmctlPlayManager, ReplaceRulesApplyToACopyInTheirOrder) {
   const Played played(R"({"do":"setDeviceType","value":1}
 {"do":"filter","replace":[{"name":"connection","values":{"userName":"first","ssid":"first"}},{"name":"device","values":{"ssid":"never"}},{"name":"connection","subType":null,"values":{"ssid":"second"}}]}
 {"do":"connectionStart","params":{"6":"a","13":"own","26":"own"}}
@@ -220,7 +220,7 @@ TEST(SqmctlPlayManager, ReplaceRulesAreLaidOverACopyInTheirOrder) {
   EXPECT_EQ(timesIn(saved, "never"), 0U);
 }
 
-TEST(SqmctlPlayManager, AnAnswerGoesOutWhenAFilterCompletesIt) {
+TEST(SqmctlPlayManager, AUserAcceptanceIsWrittenWhenAFilterCompletesIt) {
   const Played played(R"({"do":"userAcceptance","params":{"6":"a"}}
 {"do":"filter","replace":[{"name":"useracceptance","subType":"","values":{"6":"complete"}}]}
 {"do":"userAcceptance","params":{"6":"b"}}
@@ -239,7 +239,7 @@ TEST(SqmctlPlayManager, EnvironmentIsReportedAsFixed) {
     EXPECT_NE(saved.find(inList(element)), std::string::npos) << element << "\n" << saved;
 }
 
-TEST(SqmctlPlayManager, AnEmptyNameOfTheSystemIsOneToo) {
+TEST(SqmctlPlayManager, TheNameOfTheSystemMayBeEmpty) {
   const Played played("{\"do\":\"client\",\"params\":{\"6\":\"a\"}}\n", {"--os", "", "--os-version", ""});
   EXPECT_EQ(played.status(), 0) << played.err();
   const std::string saved = list(played, "SQMClient.plist");

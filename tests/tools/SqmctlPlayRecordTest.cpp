@@ -28,7 +28,7 @@ std::string onlyFile(const std::string& folder) {
   return names.size() == 1 ? contentOf(folder + "/" + names[0]) : "files: " + std::to_string(names.size());
 }
 
-/// The 86 values of a row, none of which holds what stands between two.
+/// The 86 values of a row, none of which contains the separator.
 std::vector<std::string> valuesOf(const std::string& row) {
   std::vector<std::string> values;
   std::size_t begin = 1;
@@ -39,14 +39,14 @@ std::vector<std::string> valuesOf(const std::string& row) {
   return values;
 }
 
-/// The text that a report was made from.
+/// The JSON text of a report.
 std::string textOf(const std::string& result) {
   const TemporaryFolder folder;
   putContent(folder / "report", result.substr(1, result.size() - 2));
   return runProgram({"/bin/sh", "-c", "base64 -d '" + (folder / "report") + "' | gunzip"}).out;
 }
 
-TEST(SqmctlPlayRecord, EveryCallLaysItsArgumentsInTheirPlaces) {
+TEST(SqmctlPlayRecord, EveryCallStoresItsArgumentsAtTheirPositions) {
   const Played played(R"({"do":"collector.directory","path":"a"}
 {"do":"collector.creation","first":"c1","lang":"c2","username":"c3","fullUserName":"c4","profileID":"c5","installId":"c6","sqmCounter":"c7"}
 {"do":"collector.preConnect","first":"p1","forSSID":"p2","accessProcedure":"p3","popType":"home","wiFiSecurity":"p5","phoneVer":"p6","pbUpdateDate":"p7"}
@@ -99,7 +99,7 @@ TEST(SqmctlPlayRecord, EveryCallLaysItsArgumentsInTheirPlaces) {
   EXPECT_EQ(valuesOf(onlyFile(played.home() + "/a")), expected);
 }
 
-TEST(SqmctlPlayRecord, TheClockStandsStillButForAdvance) {
+TEST(SqmctlPlayRecord, OnlyAdvanceMovesTheClock) {
   const Played played(R"({"do":"collector.directory","path":"a"}
 {"do":"collector.connectStart"}
 {"do":"advance","seconds":5.9}
@@ -136,7 +136,7 @@ TEST(SqmctlPlayRecord, TheTimeIsIso8601) {
       {"20261121T100001Z", "UTC", "2026-11-21 10:00:1.3"},
       {"20261121T1000Z", "UTC", "2026-11-21 10:00:0.3"},
       {"2026-11-21", "UTC", "2026-11-21 0:00:0.3"},
-      // Without an offset it is what the wall clock of the zone shows.
+      // Without an offset it is local time in the zone.
       {"2026-11-21T10:00:00", "Europe/Berlin", "2026-11-21 9:00:0.3"},
       {"2026-07-21T10:00:00", "Europe/Berlin", "2026-07-21 8:00:0.3"},
       {"2026-11-21", "America/New_York", "2026-11-21 5:00:0.3"},
@@ -152,7 +152,7 @@ TEST(SqmctlPlayRecord, TheTimeIsIso8601) {
   }
 }
 
-TEST(SqmctlPlayRecord, WhatIsNoTimeIsRefused) {
+TEST(SqmctlPlayRecord, AnInvalidTimeIsRejected) {
   for (const char* time : {"2026",
                            "2026-11",
                            "2026-1-1",
@@ -182,13 +182,13 @@ TEST(SqmctlPlayRecord, WhatIsNoTimeIsRefused) {
   }
 }
 
-TEST(SqmctlPlayRecord, AClockThatIsSetBeforeTheHourThatComesTwiceIsTheEarlier) {
+TEST(SqmctlPlayRecord, ALocalTimeThatOccursTwiceMeansTheEarlierMoment) {
   const char* scenario = R"({"do":"collector.directory","path":"a"}
 {"do":"collector.creation","first":"","lang":"","username":"","fullUserName":"","profileID":"","installId":"","sqmCounter":""}
 {"do":"collector.loginStart"}
 {"do":"collector.save"}
 )";
-  // Position 14 is the seconds since 1970, where the connection's start was never told.
+  // Position 14 is the seconds since 1970 when the start of the connection was not set.
   const struct {
     const char* time;
     const char* seconds;
@@ -200,7 +200,7 @@ TEST(SqmctlPlayRecord, AClockThatIsSetBeforeTheHourThatComesTwiceIsTheEarlier) {
   }
 }
 
-TEST(SqmctlPlayRecord, TheClockGoesNoFurtherThanItCan) {
+TEST(SqmctlPlayRecord, TheClockStopsAtTheLimitsOfItsRange) {
   const Played played(R"({"do":"collector.directory","path":"a"}
 {"do":"advance","seconds":1e300}
 {"do":"advance","seconds":1e300}
@@ -217,7 +217,7 @@ TEST(SqmctlPlayRecord, TheClockGoesNoFurtherThanItCan) {
   EXPECT_EQ(names, (std::vector<std::string>{"0Q00010101000000.sqm", "0Q99991231235959.sqm"}));
 }
 
-TEST(SqmctlPlayRecord, TheOptionsMayStandBeforeTheSubcommand) {
+TEST(SqmctlPlayRecord, OptionsAreAcceptedBeforeTheSubcommand) {
   const TemporaryFolder folder;
   const Outcome outcome = runProgram({kSqmctl, "--home", folder / "home", "--time", "2026-11-21T10:00:00Z", "--zone",
                                       "UTC", "--locale", "en_GB", "--os", "a", "--os-version", "b", "play", "-"},
@@ -234,7 +234,7 @@ TEST(SqmctlPlayRecord, TheOptionsMayStandBeforeTheSubcommand) {
 }
 
 TEST(SqmctlPlayRecord, TheZonesAreTheMachinesOwn) {
-  // Almaty left its zone in 2024, after ICU had been released; what the machine knows of it, `date` tells.
+  // Almaty changed its offset in 2024, after the release of ICU. `date` uses the machine's database.
   for (const std::string zone : {"Asia/Almaty", "Europe/Berlin", "America/New_York"}) {
     const Played played(R"({"do":"collector.directory","path":"a"}
 {"do":"collector.save"}
@@ -270,7 +270,7 @@ TEST(SqmctlPlayRecord, AZoneAloneIsThatOfTheRunningClock) {
   EXPECT_TRUE(names[0].rfind(dayOf(now), 0) == 0 || names[0].rfind(dayOf(before), 0) == 0) << names[0];
 }
 
-TEST(SqmctlPlayRecord, FoldersAreBelowTheHomeDirectoryOrAbsolute) {
+TEST(SqmctlPlayRecord, PathsAreAbsoluteOrRelativeToTheHomeDirectory) {
   const TemporaryFolder elsewhere;
   const Played played(R"({"do":"collector.directory","path":")" + (elsewhere / "x/y") +
                       "\"}\n{\"do\":\"collector.save\"}\n{\"do\":\"collector.directory\",\"path\":\"../beside\"}\n"

@@ -1,4 +1,4 @@
-// sqmctl play: the program around the operations: what it writes, when, how it ends, and how much memory it takes.
+// sqmctl play: its output, its exit status and its memory.
 
 #include <cstdio>
 #include <fcntl.h>
@@ -19,17 +19,17 @@ namespace fs = std::filesystem;
 
 const std::string kResources = std::string(paths::kSources) + "/examples";
 
-/// Runs a command of the shell.
+/// Runs a shell command.
 Outcome shell(const std::string& command, const std::string& input = "") {
   return runProgram({"/bin/sh", "-c", command}, input);
 }
 
-/// The beginning of a command of the shell that plays standard input.
+/// The beginning of a shell command that runs the scenario on standard input.
 std::string playing(const TemporaryFolder& folder) {
   return kSqmctl + " --home '" + (folder / "home") + "' --resources '" + kResources + "' play -";
 }
 
-/// A sqmctl that is fed by this process, and read by it.
+/// A sqmctl whose standard input and output are connected to this process.
 class RunningPlay {
  public:
   explicit RunningPlay(const std::string& home, const std::string& file) {
@@ -38,7 +38,7 @@ class RunningPlay {
     pid_ = ::fork();
     if (pid_ == 0) {
       ::dup2(out[1], STDOUT_FILENO);
-      // What the address sanitizer holds back of the memory that was freed is not the program's.
+      // The address sanitizer must not count freed memory, which it keeps, as the program's.
       ::execl("/usr/bin/env", "env", "ASAN_OPTIONS=quarantine_size_mb=0:thread_local_quarantine_size_kb=0",
               kSqmctl.c_str(), "--home", home.c_str(), "--resources", kResources.c_str(), "play", file.c_str(),
               nullptr);
@@ -54,14 +54,14 @@ class RunningPlay {
     ::waitpid(pid_, nullptr, 0);
   }
 
-  /// The next line of its output, without the line feed; empty at the end.
+  /// The next line of the output without its line feed; empty at the end.
   std::string line() {
     std::string text;
     for (int c = 0; (c = std::fgetc(output_)) != EOF && c != '\n';) text.push_back(static_cast<char>(c));
     return text;
   }
 
-  /// The most memory that it has had so far, in KiB.
+  /// The peak memory of the program so far, in KiB.
   long peak() const {
     const std::string status = contentOf("/proc/" + std::to_string(pid_) + "/status");
     const std::size_t at = status.find("VmHWM:");
@@ -73,12 +73,12 @@ class RunningPlay {
   std::FILE* output_ = nullptr;
 };
 
-/// Ends a scenario with an operation that goes on until the server goes away.
+/// The last operation of a scenario, which runs until the server closes the connection.
 std::string waiting(const SilentServer& server) {
   return with(server.address(), "{\"do\":\"setURLs\",\"connection\":\"$/\"}\n{\"do\":\"upload\"}\n");
 }
 
-TEST(SqmctlPlayRun, TheLinesComeWhileTheScenarioGoesOn) {
+TEST(SqmctlPlayRun, ResultsAreWrittenWhileTheScenarioRuns) {
   const TemporaryFolder folder;
   auto server = std::make_unique<SilentServer>();
   putContent(folder / "scenario", "{\"do\":\"save\"}\n" + waiting(*server));
@@ -91,8 +91,7 @@ TEST(SqmctlPlayRun, TheLinesComeWhileTheScenarioGoesOn) {
 }
 
 TEST(SqmctlPlayRun, MemoryDoesNotGrowWithTheLines) {
-  // Without a medium a connection is an event that leaves no record. The last operation goes on while the memory is
-  // read.
+  // Without a medium a connection gives no record. The last operation runs while the memory is read.
   const auto peakWith = [](int lines) {
     const TemporaryFolder folder;
     auto server = std::make_unique<SilentServer>();
@@ -115,7 +114,7 @@ TEST(SqmctlPlayRun, MemoryDoesNotGrowWithTheLines) {
   EXPECT_LT(many - few, 1024) << "KiB: " << few << ", " << many;
 }
 
-TEST(SqmctlPlayRun, APipeIsReadTwiceToo) {
+TEST(SqmctlPlayRun, APipeIsCheckedBeforeItRunsToo) {
   const TemporaryFolder folder;
   const std::string input = "{\"do\":\"save\"}\n{\"do\":\"restart\"}\n";
   putContent(folder / "in", input);
@@ -140,7 +139,7 @@ TEST(SqmctlPlayRun, NothingIsLeftInTheTemporaryFolder) {
   EXPECT_NE(nowhere.err.find("TMPDIR"), std::string::npos) << nowhere.err;
 }
 
-TEST(SqmctlPlayRun, AStandardOutputThatTakesNothingIsAFailure) {
+TEST(SqmctlPlayRun, AFullStandardOutputIsAFailure) {
   const TemporaryFolder folder;
   const std::string input = "{\"do\":\"device\",\"params\":{\"6\":\"a\"}}\n{\"do\":\"save\"}\n";
   const struct {
@@ -158,7 +157,7 @@ TEST(SqmctlPlayRun, AStandardOutputThatTakesNothingIsAFailure) {
   }
 }
 
-TEST(SqmctlPlayRun, AReaderThatGoesAwayEndsIt) {
+TEST(SqmctlPlayRun, AClosedPipeEndsTheRun) {
   const TemporaryFolder folder;
   std::string scenario;
   for (int line = 0; line < 20'000; ++line) scenario += "{\"do\":\"setDeviceType\",\"value\":1}\n";
@@ -196,7 +195,7 @@ Outcome playAsOrdinaryUser(const std::string& home) {
   return runProgram({kSqmctl, "--home", home, "--resources", resources.path(), "play", "-"}, "{\"do\":\"save\"}\n");
 }
 
-TEST(SqmctlPlayRun, AHomeDirectoryOfSomebodyElseIsAFailure) {
+TEST(SqmctlPlayRun, AHomeDirectoryOfAnotherUserIsAFailure) {
   const TemporaryFolder folder;
   const Forbidden forbidden(folder.path(), kReadOnlyFolder);
   const Outcome outcome = playAsOrdinaryUser(folder / "home");
@@ -218,7 +217,7 @@ TEST(SqmctlPlayRun, AnSQMFolderThatCannotBeWrittenIsAFailure) {
   EXPECT_EQ(outcome.err, "sqmctl: cannot write into " + sqm + ": Permission denied\n");
 }
 
-TEST(SqmctlPlayRun, AFolderThatCannotBeMadeEndsTheScenarioThere) {
+TEST(SqmctlPlayRun, AFolderThatCannotBeCreatedEndsTheScenarioThere) {
   const Played played(R"({"do":"save"}
 {"do":"collector.directory","path":"Library/Logs/Trelk/Trelk Quenfa/SQMManager.log/x"}
 {"do":"save"}
@@ -229,7 +228,7 @@ TEST(SqmctlPlayRun, AFolderThatCannotBeMadeEndsTheScenarioThere) {
                               "/Library/Logs/Trelk/Trelk Quenfa/SQMManager.log/x: Not a directory\n");
 }
 
-TEST(SqmctlPlayRun, AFieldNameTableThatIsTooShortEndsItInWords) {
+TEST(SqmctlPlayRun, ATooShortFieldNameTableEndsTheRunWithAMessage) {
   const TemporaryFolder folder;
   fs::create_directories(folder / "resources");
   putContent(folder / "resources/SQMFieldNames.plist",
@@ -252,7 +251,7 @@ TEST(SqmctlPlayRun, WithoutAFieldNameTableRecordsHaveNoNames) {
   EXPECT_EQ(outcome.out, "{\"line\":1,\"do\":\"device\",\"result\":true}\n");
 }
 
-TEST(SqmctlPlayRun, EverythingLiesBelowTheHomeDirectory) {
+TEST(SqmctlPlayRun, AllFilesAreInTheHomeDirectory) {
   const TemporaryFolder folder;
   const Outcome outcome =
       runProgram({"/usr/bin/env", "HOME=" + (folder / "own"), kSqmctl, "--home", folder / "other", "play", "-"},

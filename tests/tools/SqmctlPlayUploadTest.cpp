@@ -1,4 +1,4 @@
-// sqmctl play: what it sends, against the collection server and against servers that do not answer.
+// sqmctl play: its uploads, to the collection server and to servers that do not respond.
 
 #include <filesystem>
 #include <string>
@@ -17,7 +17,7 @@ std::vector<std::string> pathsOf(const std::vector<std::pair<std::string, std::s
   return paths;
 }
 
-TEST(SqmctlPlayUpload, TellsTheNotificationsInOrder) {
+TEST(SqmctlPlayUpload, WritesTheNotificationsInOrder) {
   const Collector collector;
   const Played played(with(
       collector.address(),
@@ -35,7 +35,7 @@ TEST(SqmctlPlayUpload, TellsTheNotificationsInOrder) {
   const std::string success = "\"TrelkSQMUploadSuccess\"";
   EXPECT_EQ(played.result(9),
             "{\"notifications\":[" + success + "," + success + "," + success + "," + success + "," + success + "]}");
-  // The document of the connections is posted even when it holds none.
+  // The connection document is posted even when there are no records.
   EXPECT_EQ(played.result(10), "{\"notifications\":[" + success + "]}") << played.out();
   EXPECT_EQ(pathsOf(postsTo(collector)), (std::vector<std::string>{"/client", "/connection", "/device", "/application",
                                                                    "/user-acceptance", "/connection"}));
@@ -73,7 +73,7 @@ TEST(SqmctlPlayUpload, AddressesAreSetOneByOne) {
   EXPECT_EQ(pathsOf(postsTo(collector)), (std::vector<std::string>{"/client", "/connection"})) << played.out();
 }
 
-TEST(SqmctlPlayUpload, WhatIsUnderWayWhenTheTimeIsUpIsGivenUp) {
+TEST(SqmctlPlayUpload, AnActiveRequestIsAbortedAtTheTimeLimit) {
   const SilentServer silent;
   const Collector collector;
   const Played played(with(collector.address(), with(silent.address(), R"({"do":"setURLs","connection":"$/a"})") + R"(
@@ -92,8 +92,8 @@ TEST(SqmctlPlayUpload, WhatIsUnderWayWhenTheTimeIsUpIsGivenUp) {
   EXPECT_NE(posts[0].second.find("once"), std::string::npos);
 }
 
-TEST(SqmctlPlayUpload, OneThatWasGivenUpDoesNotDisturbTheNext) {
-  // Each kind of upload after a hanging one of each kind.
+TEST(SqmctlPlayUpload, AnAbortedUploadDoesNotAffectTheNext) {
+  // Each kind of upload after an aborted one of each kind.
   const SilentServer silent;
   const Collector collector;
   const std::string hang = with(silent.address(), R"({"do":"setURLs","connection":"$/"}
@@ -189,7 +189,7 @@ TEST(SqmctlPlayUpload, TheQueueOutlivesTheRun) {
   EXPECT_EQ(postsTo(collector).size(), 0U);
 }
 
-TEST(SqmctlPlayUpload, AnAnswerOfAnyKindDeliversADocument) {
+TEST(SqmctlPlayUpload, AResponseOfAnyStatusDeliversADocument) {
   const struct {
     const char* fault;
     const char* notification;
@@ -207,7 +207,7 @@ TEST(SqmctlPlayUpload, AnAnswerOfAnyKindDeliversADocument) {
   }
 }
 
-TEST(SqmctlPlayUpload, OnlyAnAnswer200DeliversFoldersAndRequests) {
+TEST(SqmctlPlayUpload, OnlyStatus200DeliversFoldersAndRequests) {
   const Collector collector({"--fail", "*:status=500:2"});
   const Played played(with(collector.address(), R"({"do":"collector.directory","path":"a"}
 {"do":"collector.save"}
@@ -223,7 +223,7 @@ TEST(SqmctlPlayUpload, OnlyAnAnswer200DeliversFoldersAndRequests) {
   EXPECT_EQ(played.result(7), R"({"status":4,"notifications":["TrelkSQMUploadComplete"]})");
 }
 
-TEST(SqmctlPlayUpload, AnAnswerThatComesTooLateBelongsToNobody) {
+TEST(SqmctlPlayUpload, ALateResponseHasNoEffect) {
   const Collector collector({"--fail", "/late:delay=1"});
   const Played played(with(collector.address(), R"({"do":"setDeviceType","value":1}
 {"do":"connectionStart","params":{"6":"a"}}

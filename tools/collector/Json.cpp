@@ -49,9 +49,7 @@ Json whole(const RecordRow& record) {
 /// Cuts a text between two characters. True when there was something to be cut off.
 bool cut(std::string& text) {
   if (text.size() <= kLongestInEvent) return false;
-  std::size_t end = kLongestInEvent;
-  while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xC0) == 0x80) --end;
-  text.resize(end);
+  text.resize(sqm::utf8PrefixLength(text, kLongestInEvent));
   return true;
 }
 

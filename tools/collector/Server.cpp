@@ -4,8 +4,6 @@
 #include <charconv>
 #include <chrono>
 #include <cstdint>
-#include <cstdio>
-#include <ctime>
 #include <exception>
 #include <functional>
 #include <limits>
@@ -18,6 +16,8 @@
 #include <vector>
 
 #include <nlohmann/json.hpp>
+
+#include "sqm/common/internal/TimeStamp.h"
 
 #include "tools/collector/HostNames.h"
 #include "tools/collector/Json.h"
@@ -38,17 +38,7 @@ constexpr std::size_t kLongestFaults = std::size_t{1} << 20;
 constexpr std::chrono::seconds kKeepAlive{15};  // how long a watcher hears nothing
 constexpr milliseconds kLook{500};              // how often it is looked whether a watcher is still there
 
-std::string utcNow() {
-  const auto now = std::chrono::system_clock::now();
-  const std::time_t seconds = std::chrono::system_clock::to_time_t(std::chrono::floor<std::chrono::seconds>(now));
-  std::tm utc{};
-  gmtime_r(&seconds, &utc);
-  char text[sizeof "2026-11-21T10:00:00.123Z"];
-  const std::size_t length = std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%S", &utc);
-  const auto part = std::chrono::floor<milliseconds>(now.time_since_epoch()).count() % 1000;
-  std::snprintf(text + length, sizeof text - length, ".%03dZ", static_cast<int>(part));
-  return text;
-}
+std::string utcNow() { return sqm::isoTimeStamp(std::chrono::floor<milliseconds>(std::chrono::system_clock::now())); }
 
 /// What tells of requests, or steers the server; what is posted or put elsewhere is kept.
 bool isOwn(const std::string& path) { return path.starts_with("/_"); }

@@ -1,11 +1,11 @@
 #!/usr/bin/env python3
-"""Checks who includes whom.
+"""Checks the dependencies between the folders, and the list of public headers.
 
-Arrows between the folders run one way (MAY_INCLUDE). The core stands on the standard library alone, and so does every
-public header: a host that includes one needs nobody else's headers. What lies in a folder called `internal` is not
-installed: within sqm/ it belongs to its folder of sqm/, but `common/internal` and `upload/internal` to whoever may
-include that folder. The tools, benchmarks and tests of this repository may include it; the examples, which show what a
-host does, may not.
+Dependencies between the folders run one way (MAY_INCLUDE). The core and all public headers include the standard library
+alone, so that a host needs no third-party header. Headers in a folder called `internal` are not installed. Within sqm/
+only their own folder may include them, but those of `common` and `upload` serve every folder that may include these.
+The tools, benchmarks and tests of this repository may include internal headers; the examples, which show what a host
+does, may not. All other headers of sqm/ are public and have a line in docs/headers.md.
 """
 
 import pathlib
@@ -31,7 +31,7 @@ MAY_INCLUDE = {
 # Folders whose internal headers serve every folder that may include them.
 SHARED_INTERNALS = {"common", "upload"}
 
-# What stands on top of the library.
+# The folders that use the library.
 ON_TOP = ("tools", "examples", "bench", "tests")
 
 STANDARD = set(
@@ -47,7 +47,7 @@ STANDARD = set(
     """.split()
 )
 
-# What the platform's file layer speaks of in its public headers: POSIX, which is the system's and nobody's library.
+# The POSIX headers that the platform's public headers may include: they belong to the system, not to a library.
 POSIX = {"sys/stat.h", "sys/types.h"}
 
 INCLUDE = re.compile(r'^[ \t]*#[ \t]*include[ \t]*(<[^>\n]*>|"[^"\n]*"|\w+)', re.MULTILINE)
@@ -82,6 +82,16 @@ def complaint(path, include):
     return None
 
 
+def header_list_faults(root):
+    """The differences between docs/headers.md and the public headers of the tree."""
+    listed = re.findall(r"^- `(sqm/[^`]+\.h)`: ", (root / "docs/headers.md").read_text(encoding="utf-8"), re.MULTILINE)
+    headers = (file.relative_to(root).as_posix() for file in (root / "sqm").rglob("*.h"))
+    public = {header for header in headers if "/internal/" not in header}
+    faults = [f"{header}: has no line in docs/headers.md" for header in sorted(public - set(listed))]
+    faults += [f"docs/headers.md: there is no public header {header}" for header in listed if header not in public]
+    return faults + [f"docs/headers.md: lists {header} twice" for header in public if listed.count(header) > 1]
+
+
 def main():
     root = pathlib.Path(__file__).resolve().parents[2]
     faults = []
@@ -101,9 +111,10 @@ def main():
                 if wrong:
                     line = text.count("\n", 0, match.start()) + 1
                     faults.append(f"{path}:{line}: {match[1]}: {wrong}")
+    faults += header_list_faults(root)
     for fault in faults:
         print(fault)
-    print(f"{files} files, {len(faults)} includes against the arrows")
+    print(f"{files} files, {len(faults)} faults")
     return 1 if faults or not files else 0
 
 

@@ -5,17 +5,18 @@
 #include <memory>
 #include <zlib.h>
 
+#include "sqm/common/internal/Base64.h"
+#include "sqm/common/internal/Utf8.h"
+
 #include "tools/sqmctl/Command.h"
-#include "tools/support/Base64.h"
-#include "tools/support/Characters.h"
 
 namespace sqmctl {
 
 namespace {
 
-constexpr std::string_view kBase64Layer = "the first layer, Base64, is broken: ";
-constexpr std::string_view kGzipLayer = "the second layer, gzip, is broken: ";
-constexpr std::string_view kJsonLayer = "the third layer, JSON, is broken: ";
+constexpr std::string_view kBase64Layer = "layer 1 (Base64) is invalid: ";
+constexpr std::string_view kGzipLayer = "layer 2 (gzip) is invalid: ";
+constexpr std::string_view kJsonLayer = "layer 3 (JSON) is invalid: ";
 
 [[noreturn]] void fail(std::string_view layer, const std::string& text) {
   throw Problem(kBadInput, std::string(layer) + text);
@@ -27,16 +28,16 @@ std::string compressedOf(std::string_view blob) {
   constexpr std::string_view kBlanks = " \t\r\n";
   const std::size_t begin = std::min(blob.find_first_not_of(kBlanks), blob.size());
   blob = blob.substr(begin, blob.find_last_not_of(kBlanks) + 1 - begin);
-  if (blob.empty()) fail(kBase64Layer, "there is nothing; an empty report means that it was too long");
-  std::size_t soundUpTo = 0;
-  auto bytes = tools::bytesOfBase64(blob, soundUpTo);
+  if (blob.empty()) fail(kBase64Layer, "it is empty; a report that was too long is empty");
+  std::size_t validLength = 0;
+  auto bytes = sqm::bytesOfBase64(blob, validLength);
   if (bytes) return *std::move(bytes);
-  if (soundUpTo < blob.size() && blob[soundUpTo] != '=') {
-    const std::string_view rest = blob.substr(soundUpTo);
-    fail(kBase64Layer, "'" + tools::visible(rest.substr(0, tools::characterAt(rest).bytes)) + "' at byte " +
-                           std::to_string(begin + soundUpTo) + " does not belong there");
+  if (validLength < blob.size() && blob[validLength] != '=') {
+    const std::string_view rest = blob.substr(validLength);
+    fail(kBase64Layer, "invalid character '" + tools::visible(rest.substr(0, sqm::utf8CharacterAt(rest).length)) +
+                           "' at byte " + std::to_string(begin + validLength));
   }
-  fail(kBase64Layer, "it ends too early, at byte " + std::to_string(begin + blob.size()));
+  fail(kBase64Layer, "unexpected end at byte " + std::to_string(begin + blob.size()));
 }
 
 std::string textOf(std::string_view compressed, std::size_t limit) {
@@ -45,7 +46,7 @@ std::string textOf(std::string_view compressed, std::size_t limit) {
   ::z_stream stream{};
   if (inflateInit2(&stream, kGzip) != Z_OK) throw Problem(kFailure, "there is not enough memory");
   const std::unique_ptr<::z_stream, int (*)(::z_stream*)> owner(&stream, &inflateEnd);
-  const auto place = [&] { return " at byte " + std::to_string(stream.total_in) + " of it"; };
+  const auto place = [&] { return " at byte " + std::to_string(stream.total_in); };
 
   // NOLINTNEXTLINE(cppcoreguidelines-pro-type-const-cast,cppcoreguidelines-pro-type-reinterpret-cast): zlib only reads
   stream.next_in = const_cast<Bytef*>(reinterpret_cast<const Bytef*>(compressed.data()));
@@ -61,13 +62,13 @@ std::string textOf(std::string_view compressed, std::size_t limit) {
     result = inflate(&stream, Z_NO_FLUSH);
     text.resize(text.size() - stream.avail_out);
     if (text.size() > limit) {
-      fail(kGzipLayer, "it unfolds to more than " + std::to_string(limit) + " bytes; --limit BYTES allows more");
+      fail(kGzipLayer, "it decompresses to more than " + std::to_string(limit) + " bytes; see --limit");
     }
   }
-  if (result == Z_BUF_ERROR) fail(kGzipLayer, "it ends too early," + place());
+  if (result == Z_BUF_ERROR) fail(kGzipLayer, "unexpected end" + place());
   if (result == Z_MEM_ERROR) throw Problem(kFailure, "there is not enough memory");
-  if (result != Z_STREAM_END) fail(kGzipLayer, (stream.msg == nullptr ? "it is damaged" : stream.msg) + place());
-  if (stream.total_in != compressed.size()) fail(kGzipLayer, "something follows its end," + place());
+  if (result != Z_STREAM_END) fail(kGzipLayer, (stream.msg == nullptr ? "damaged data" : stream.msg) + place());
+  if (stream.total_in != compressed.size()) fail(kGzipLayer, "more data after the end" + place());
   return text;
 }
 
@@ -75,11 +76,11 @@ Json reportOf(std::string_view text) {
   constexpr int kDeepest = 100;
   try {
     return Json::parse(text, [](int depth, Json::parse_event_t, Json&) {
-      if (depth > kDeepest) fail(kJsonLayer, "it nests deeper than " + std::to_string(kDeepest) + " levels");
+      if (depth > kDeepest) fail(kJsonLayer, "more than " + std::to_string(kDeepest) + " levels");
       return true;
     });
   } catch (const Json::parse_error& error) {
-    fail(kJsonLayer, "unexpected text at byte " + std::to_string(error.byte == 0 ? 0 : error.byte - 1) + " of it");
+    fail(kJsonLayer, "unexpected text at byte " + std::to_string(error.byte == 0 ? 0 : error.byte - 1));
   }
 }
 

@@ -8,17 +8,16 @@
 
 namespace sqmctl {
 
-// The three layers of a diagnostics report, from the outside to the inside. Each throws Problem with the layer and the
-// place in it when it is not what it should be.
+// The three layers of a diagnostics report, from the outermost to the innermost. Each function throws Problem with the
+// layer and the byte when its input is invalid.
 
-/// The bytes behind the Base64. White space around it is passed over.
+/// Decodes the Base64. Ignores white space around it.
 std::string compressedOf(std::string_view blob);
 
-/// The text behind the gzip. A text of more than `limit` bytes is a Problem, however small the compressed form is; no
-/// more than that is ever held.
+/// Decompresses the gzip. A text of more than `limit` bytes is a Problem; no more than that is ever in memory.
 std::string textOf(std::string_view compressed, std::size_t limit);
 
-/// The value behind the JSON. A text that nests too deep to be shown is a Problem.
+/// Parses the JSON. A text with more than 100 levels is a Problem.
 Json reportOf(std::string_view text);
 
 }  // namespace sqmctl

@@ -17,8 +17,8 @@ struct DecodeOptions {
   bool isRaw = false;
 };
 
-/// Unfolds what is a JSON text in a string, so that it can be read. Any other text stays.
-void unfoldDetails(Json& report) {
+/// Replaces the strings that hold the JSON text of an array by the array. Any other string stays.
+void expandArrays(Json& report) {
   const Json::json_pointer kAuth("/Trace/Auth");
   if (!report.is_object() || !report.contains(kAuth) || !report[kAuth].is_object()) return;
   for (const char* const key : {"Dis", "LoginPoll"}) {
@@ -33,13 +33,13 @@ void unfoldDetails(Json& report) {
 }
 
 void decode(const DecodeOptions& options) {
-  // What Base64 makes of a text that does not compress, and some white space.
+  // The Base64 of a text that does not compress, and some white space.
   const std::string blob = contentOfInput(options.file, 2 * options.limit + 4096);
   const std::string text = textOf(compressedOf(blob), options.limit);
   Json report = reportOf(text);
   const tools::Terminal terminal(stdout);
   if (options.isRaw) return terminal.line(terminal.shown(text));
-  unfoldDetails(report);
+  expandArrays(report);
   printJson(terminal, report);
 }
 
@@ -50,13 +50,12 @@ void addDiagnostics(CLI::App& program, Invocation&) {
   diagnostics->require_subcommand(1);
   const auto options = std::make_shared<DecodeOptions>();
   CLI::App* command = diagnostics->add_subcommand("decode", "A report, from Base64 of gzip of JSON to readable JSON");
-  command->add_option("FILE", options->file, "What holds the report (-, and the default: standard input)")
-      ->option_text(" ");
-  command->add_flag("--raw", options->isRaw, "The JSON text as it is");
-  command->add_option("--limit", options->limit, "The longest text that is unfolded (default: 16777216)")
+  command->add_option("FILE", options->file, "The file of the report (default: -, standard input)")->option_text(" ");
+  command->add_flag("--raw", options->isRaw, "Prints the JSON text unchanged");
+  command->add_option("--limit", options->limit, "The length of the longest text to decompress (default: 16777216)")
       ->option_text("BYTES")
       ->check(CLI::Range(std::size_t{1}, std::size_t{1} << 32U));
-  command->footer(R"(Without --raw, "Dis" and "LoginPoll" are shown as the arrays that their texts hold.)");
+  command->footer(R"(Without --raw, "Dis" and "LoginPoll" are printed as the arrays that their strings hold.)");
   command->callback([options] { decode(*options); });
 }
 

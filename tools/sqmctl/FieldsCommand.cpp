@@ -9,13 +9,13 @@
 #include <vector>
 
 #include "sqm/common/FieldNameTable.h"
+#include "sqm/common/internal/Utf8.h"
 #include "sqm/platform/files/PropertyListFiles.h"
 #include "sqm/records/internal/RecordKinds.h"
 
 #include "tools/sqmctl/Command.h"
 #include "tools/sqmctl/Output.h"
 #include "tools/sqmctl/XmlName.h"
-#include "tools/support/Characters.h"
 
 namespace sqmctl {
 
@@ -84,7 +84,7 @@ std::string faultOf(const std::optional<std::string>& name) {
   const auto end = endOfXmlName(*name);
   if (!end) return "";
   if (name->empty()) return " is empty";
-  const std::size_t bytes = tools::characterAt(std::string_view(*name).substr(*end)).bytes;
+  const std::size_t bytes = sqm::utf8CharacterAt(std::string_view(*name).substr(*end)).length;
   return ": '" + *name + "' is no name that XML allows: '" + name->substr(*end, bytes) + "' at byte " +
          std::to_string(*end);
 }

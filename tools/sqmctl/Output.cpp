@@ -10,8 +10,9 @@ namespace sqmctl {
 namespace {
 
 std::size_t charactersIn(std::string_view text) {
-  return static_cast<std::size_t>(
-      std::count_if(text.begin(), text.end(), [](char c) { return (static_cast<unsigned char>(c) & 0xC0) != 0x80; }));
+  std::size_t count = 0;
+  for (; !text.empty(); ++count) text.remove_prefix(sqm::utf8CharacterAt(text).length);
+  return count;
 }
 
 std::string blanks(std::string_view text, std::size_t width) {

@@ -33,15 +33,15 @@ constexpr struct {
   const char* what;
   const char* description;
 } kEnvironment[] = {
-    {"--locale", &play::EnvironmentOptions::locale, "ID", "The user's locale, as en_GB"},
+    {"--locale", &play::EnvironmentOptions::locale, "ID", "The user's locale, such as en_GB"},
     {"--os", &play::EnvironmentOptions::os, "NAME", "The operating system's name"},
     {"--os-version", &play::EnvironmentOptions::osVersion, "TEXT", "The operating system's version"},
     {"--time", &play::EnvironmentOptions::time, "ISO8601",
-     "Where the clock stands, as 2026-11-21T10:00:00Z; the operation `advance` moves it"},
-    {"--zone", &play::EnvironmentOptions::zone, "IANA", "The time zone, as Europe/Berlin"},
+     "The time of a standing clock, such as 2026-11-21T10:00:00Z; the operation `advance` moves it"},
+    {"--zone", &play::EnvironmentOptions::zone, "IANA", "The time zone, such as Europe/Berlin"},
 };
 
-/// The options may stand before the subcommand and after it.
+/// The options are accepted before the subcommand and after it.
 void addEnvironment(CLI::App& app, PlayOptions& options, const std::string& group) {
   for (const auto& each : kEnvironment) {
     app.add_option_function<std::string>(
@@ -57,10 +57,11 @@ bool hasEnvironment(const play::EnvironmentOptions& environment) {
                      [&](const auto& each) { return (environment.*each.value).has_value(); });
 }
 
-/// Makes sure that no file that is opened later is taken for a standard stream that is closed.
+/// Opens the standard descriptors that are closed, so that no file opened later becomes a standard stream.
 void occupyStandardDescriptors() {
   for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
-    // The lowest free one is this one. It is opened the wrong way round, and so fails as one that is closed does.
+    // `open` takes the lowest free descriptor, which is this one. It is opened for the opposite direction, so that its
+    // use fails, as the use of a closed descriptor does.
     const int flags = descriptor == STDIN_FILENO ? O_WRONLY : O_RDONLY;
     if (::fcntl(descriptor, F_GETFD) < 0) static_cast<void>(::open("/dev/null", flags));
   }
@@ -70,15 +71,15 @@ std::string placeOf(const std::string& file, const play::Scenario& scenario) {
   return file + ":" + std::to_string(scenario.line()) + ": ";
 }
 
-/// Names every faulty line on standard error; true when there is none.
-bool isSound(const std::string& file, play::Scenario& scenario) {
-  bool sound = true;
+/// Checks the whole scenario. Writes the fault of each invalid line to standard error. Returns true when there is none.
+bool isValid(const std::string& file, play::Scenario& scenario) {
+  bool valid = true;
   while (const auto step = scenario.next()) {
     if (step->fault.empty()) continue;
-    sound = false;
+    valid = false;
     std::fprintf(stderr, "%s%s\n", placeOf(file, scenario).c_str(), step->fault.c_str());
   }
-  return sound;
+  return valid;
 }
 
 void run(const std::string& file, play::Scenario& scenario, play::Player& player) {
@@ -97,14 +98,14 @@ void run(const std::string& file, play::Scenario& scenario, play::Player& player
 }
 
 int runPlay(const Invocation& invocation, const PlayOptions& options) {
-  std::signal(SIGPIPE, SIG_IGN);  // a reader that has gone shows in the write
+  std::signal(SIGPIPE, SIG_IGN);  // a closed pipe is reported by `write`
   occupyStandardDescriptors();
   play::FixedEnvironment environment(options.environment);
   if (!invocation.resources.empty() && !std::filesystem::is_directory(invocation.resources)) {
-    throw Problem(kBadInput, "--resources: there is no folder " + invocation.resources);
+    throw Problem(kBadInput, "--resources: no such folder: " + invocation.resources);
   }
   play::Scenario scenario(options.file, environment.clock() != nullptr);
-  if (!isSound(options.file, scenario)) return kBadInput;
+  if (!isValid(options.file, scenario)) return kBadInput;
   scenario.rewind();
   play::Player player(invocation.home, resourcesOf(invocation), environment);
   run(options.file, scenario, player);
@@ -115,11 +116,11 @@ int runPlay(const Invocation& invocation, const PlayOptions& options) {
 
 void addPlay(CLI::App& program, Invocation& invocation) {
   const auto options = std::make_shared<PlayOptions>();
-  CLI::App* play = program.add_subcommand("play", "Drives the library with a scenario file");
+  CLI::App* play = program.add_subcommand("play", "Runs the operations of a scenario file");
   play->fallthrough();
-  play->add_option("FILE", options->file, "The scenario, one operation a line as JSON; - is standard input")
+  play->add_option("FILE", options->file, "The scenario, with one operation per line as JSON; - means standard input")
       ->required();
-  addEnvironment(*play, *options, "What the environment reports, in place of the machine's own");
+  addEnvironment(*play, *options, "Values that replace the machine's own");
   addEnvironment(program, *options, /*group: not shown*/ "");
   play->callback([&invocation, options] { invocation.status = runPlay(invocation, *options); });
   program.parse_complete_callback([play, options] {

@@ -1,11 +1,13 @@
 #include "tools/sqmctl/Stored.h"
 
 #include <algorithm>
+#include <chrono>
 #include <filesystem>
 #include <sys/stat.h>
 #include <utility>
 
 #include "sqm/common/PropertyList.h"
+#include "sqm/common/internal/TimeStamp.h"
 #include "sqm/common/internal/Utf8.h"
 #include "sqm/manager/UploadSequence.h"
 #include "sqm/platform/files/ArchiveFiles.h"
@@ -138,11 +140,7 @@ void complainOf(Invocation& invocation, const KeptFile& file) {
 }
 
 std::string utcText(std::time_t time) {
-  std::tm utc{};
-  gmtime_r(&time, &utc);
-  char text[64];
-  const std::size_t length = std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", &utc);
-  return {text, length};
+  return sqm::isoTimeStamp(std::chrono::sys_seconds(std::chrono::seconds(time)));
 }
 
 }  // namespace sqmctl

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <iterator>
 
-#include "tools/support/Characters.h"
+#include "sqm/common/internal/Utf8.h"
 
 namespace sqmctl {
 
@@ -34,10 +34,10 @@ bool isIn(const Range (&ranges)[size], char32_t character) {
 std::optional<std::size_t> endOfXmlName(std::string_view text) {
   if (text.empty()) return 0;
   for (std::size_t at = 0; at < text.size();) {
-    const tools::Character next = tools::characterAt(text.substr(at));
+    const sqm::Utf8Character next = sqm::utf8CharacterAt(text.substr(at));
     const bool isName = next.code && (isIn(kStart, *next.code) || (at > 0 && isIn(kInside, *next.code)));
     if (!isName) return at;
-    at += next.bytes;
+    at += next.length;
   }
   return std::nullopt;
 }

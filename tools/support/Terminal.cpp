@@ -4,7 +4,7 @@
 #include <cstdlib>
 #include <unistd.h>
 
-#include "tools/support/Characters.h"
+#include "sqm/common/internal/Utf8.h"
 
 namespace tools {
 
@@ -34,9 +34,9 @@ std::string visible(std::string_view text, bool keepsLines) {
   std::string out;
   out.reserve(text.size());
   while (!text.empty()) {
-    const Character first = characterAt(text);
-    const std::string_view bytes = text.substr(0, first.bytes);
-    text.remove_prefix(first.bytes);
+    const sqm::Utf8Character first = sqm::utf8CharacterAt(text);
+    const std::string_view bytes = text.substr(0, first.length);
+    text.remove_prefix(first.length);
     if (!first.code) {
       for (const char byte : bytes) appendHex(out, "\\x", static_cast<unsigned char>(byte), 2);
     } else if (bytes == "\n") {
@@ -54,7 +54,7 @@ std::string visible(std::string_view text, bool keepsLines) {
 
 std::string beginning(std::string_view text, std::size_t characters) {
   std::size_t at = 0;
-  for (; characters > 0 && at < text.size(); --characters) at += characterAt(text.substr(at)).bytes;
+  for (; characters > 0 && at < text.size(); --characters) at += sqm::utf8CharacterAt(text.substr(at)).length;
   return std::string(text.substr(0, at)) + (at < text.size() ? "…" : "");
 }
 

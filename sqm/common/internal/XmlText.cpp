@@ -11,7 +11,7 @@ namespace sqm {
 
 namespace {
 
-/// What a byte at the beginning of a character calls for.
+/// How a character is written, by its first byte.
 enum class ByteClass : std::uint8_t { plain, reference, sequence, disallowed };
 
 using ByteClasses = std::array<ByteClass, 256>;
@@ -95,7 +95,7 @@ void append(std::string& out, std::string_view text, const ByteClasses& classes)
   out.append(text, runStart);
 }
 
-/// True when each of the eight bytes at `bytes` is an ASCII character that is no control character.
+/// True when each of the eight bytes at `bytes` is an ASCII character other than U+0000 to U+001F.
 bool areEightPrintable(const char* bytes) {
   constexpr std::uint64_t kEach = 0x0101010101010101;
   std::uint64_t word = 0;
@@ -119,7 +119,7 @@ bool isXmlAllowed(std::string_view text) {
         continue;
       }
     } else if (text.size() >= 8 && areEightPrintable(text.data() + text.size() - 8)) {
-      return true;  // the last eight, some of which have been looked at before
+      return true;  // the last eight bytes, some of which are checked twice
     }
     switch (kAllowedClasses[static_cast<unsigned char>(text[at])]) {
       case ByteClass::sequence: {

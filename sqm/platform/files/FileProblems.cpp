@@ -10,8 +10,6 @@ namespace sqm::platform {
 
 namespace {
 
-constexpr int kLogLevel = 2;
-
 std::string_view formatOf(FileProblem::Operation operation) {
   return operation == FileProblem::Operation::read ? "cannot read %@: %@" : "cannot write %@: %@";
 }

@@ -12,21 +12,22 @@
 
 namespace sqm::platform {
 
-/// Log files in one folder, limited in size: a file that is full becomes "NAME.1", and so on, and the oldest goes. The
-/// folder is made when the first log is opened. Folder and files are their user's alone.
+/// Log files in one folder, with a size limit: a full file is renamed to "NAME.1", an earlier "NAME.1" to "NAME.2", and
+/// so on; the oldest is deleted. The folder is created when the first log is opened. Only the user can read the folder
+/// and the files.
 ///
-/// A line is "2026-11-21T10:00:00.000Z USER 2 text", its time in UTC, and is in the file when `write` returns, whatever
-/// becomes of the process. A file that was deleted or moved away is made anew within a second. A text that is too long
-/// is cut, with a note of how many bytes were left out.
+/// A line is "2026-11-21T10:00:00.000Z USER 2 text", with the time in UTC. It is in the file when `write` returns, even
+/// if the process is killed then. A file that was deleted or renamed by others is created again within a second. A text
+/// that is too long is cut and followed by the number of bytes left out.
 ///
-/// Ownership: the logs share their file and may outlive the factory, but not the file operations.
+/// Ownership: logs of one name share their file. They may outlive the factory, but not the file operations.
 /// Threading: any thread. Failure: a log that cannot be opened is null; a line that cannot be written is lost.
 class LogFiles : public LogFileFactory {
  public:
   struct Options {
     std::string folder;
-    std::size_t fileSize = std::size_t{1} << 20;  ///< bytes that a file may grow to
-    std::size_t files = 3;                        ///< for each log, the growing one included; none means one
+    std::size_t fileSize = std::size_t{1} << 20;  ///< bytes of the largest file
+    std::size_t files = 3;                        ///< for each log, the growing one included; 0 means 1
     std::size_t textSize = std::size_t{1} << 16;  ///< bytes of the longest text
     std::function<std::chrono::system_clock::time_point()> now = std::chrono::system_clock::now;
   };
@@ -36,7 +37,7 @@ class LogFiles : public LogFileFactory {
   LogFiles& operator=(const LogFiles&) = delete;
   ~LogFiles() override;
 
-  /// `file` is a plain name: what is empty or holds a separator names no log.
+  /// Null for a name that is empty or contains a path separator.
   std::unique_ptr<LogFile> initWithFile(std::string_view file, int logLevel) override;
 
  private:

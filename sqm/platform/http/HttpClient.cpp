@@ -19,7 +19,6 @@ namespace sqm::platform {
 namespace {
 
 constexpr std::string_view kLogInfo = "DEBUG";
-constexpr int kLogLevel = 2;
 constexpr std::string_view kRequestLine = "%@***request %@: %@ %@, %@ bytes";  // session, number, method, address
 constexpr std::string_view kOutcomeLine = "%@***request %@: %@, %@ ms, %@ bytes";
 

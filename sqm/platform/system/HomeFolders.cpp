@@ -21,8 +21,8 @@ std::string homeFromPasswordDatabase() {
   return found != nullptr && found->pw_dir != nullptr ? found->pw_dir : "/";
 }
 
-/// Absolute, and without separators at its end.
-std::string tidy(const std::string& path) {
+/// The absolute path, without separators at its end.
+std::string normalized(const std::string& path) {
   std::error_code failed;
   const std::filesystem::path absolute = std::filesystem::absolute(path, failed);
   std::string result = failed ? path : absolute.string();
@@ -33,13 +33,13 @@ std::string tidy(const std::string& path) {
 }  // namespace
 
 HomeFolders::HomeFolders(const std::string& homeDirectory)
-    : homeDirectory_(homeDirectory.empty() ? std::string() : tidy(homeDirectory)) {}
+    : homeDirectory_(homeDirectory.empty() ? std::string() : normalized(homeDirectory)) {}
 
 std::string HomeFolders::homeDirectory() const {
   if (!homeDirectory_.empty()) return homeDirectory_;
   // NOLINTNEXTLINE(concurrency-mt-unsafe): the environment does not change while the process has threads
   const char* home = std::getenv("HOME");
-  return tidy(home != nullptr && *home != '\0' ? home : homeFromPasswordDatabase());
+  return normalized(home != nullptr && *home != '\0' ? home : homeFromPasswordDatabase());
 }
 
 std::string HomeFolders::applicationQuenfaFolderPath() const {

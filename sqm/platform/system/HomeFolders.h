@@ -6,11 +6,11 @@
 
 namespace sqm::platform {
 
-/// The user's home directory, and the application's folders below it.
+/// The user's home directory and the application's folders in it.
 class HomeFolders : public TrelkConfiguration {
  public:
-  /// An empty `homeDirectory` stands for the user's own, looked up anew at each call: $HOME, or where that is not set,
-  /// what the password database says.
+  /// An empty `homeDirectory` means the user's own, which is looked up in every call: $HOME or, when that is not set,
+  /// the entry in the password database.
   explicit HomeFolders(const std::string& homeDirectory = {});
 
   std::string homeDirectory() const override;

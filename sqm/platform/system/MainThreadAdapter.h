@@ -7,12 +7,12 @@
 
 namespace sqm::platform {
 
-/// Hands the library's tasks to the event loop that the host already has:
+/// Passes the library's tasks to the event loop of the host application:
 ///
 ///     MainThreadAdapter mainThread([&](MainThread::Task task) { loop.invokeLater(std::move(task)); });
 ///
-/// Threading: the function is called on any thread, and must run the task later, in order, on the thread that drives
-/// the library.
+/// Threading: the function is called on any thread. It must run the tasks later, in order, on the thread that calls the
+/// library.
 class MainThreadAdapter final : public MainThread {
  public:
   explicit MainThreadAdapter(std::function<void(Task)> post) : post_(std::move(post)) {}

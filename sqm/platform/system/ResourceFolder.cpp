@@ -14,7 +14,7 @@ std::string executableFolder() {
   return std::filesystem::read_symlink("/proc/self/exe", failed).parent_path().string();
 }
 
-bool leavesItsFolder(std::string_view fileName) {
+bool leadsOutOfFolder(std::string_view fileName) {
   constexpr std::string_view kNotInNames("/\0", 2);
   return fileName.find_first_of(kNotInNames) != std::string_view::npos || fileName.find("..") != std::string_view::npos;
 }
@@ -26,7 +26,7 @@ ResourceFolder::ResourceFolder(std::string folder) : folder_(folder.empty() ? ex
 std::optional<std::string> ResourceFolder::pathForResource(std::string_view name, std::string_view ofType) {
   std::string fileName(name);
   fileName.append(".").append(ofType);
-  if (leavesItsFolder(fileName)) return std::nullopt;
+  if (leadsOutOfFolder(fileName)) return std::nullopt;
   std::string path = folder_ + "/" + fileName;
   struct ::stat status {};
   if (FileOperations::posix().stat(path, status) != 0 || !S_ISREG(status.st_mode)) return std::nullopt;

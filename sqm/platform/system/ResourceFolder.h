@@ -8,11 +8,10 @@
 
 namespace sqm::platform {
 
-/// The host's resources as files of one folder. A name is a plain one: what would lead out of the folder is no
-/// resource.
+/// The host's resources as files in one folder. A name that would lead out of the folder is not a resource.
 class ResourceFolder : public MainBundle {
  public:
-  /// An empty `folder` stands for that of the executable.
+  /// An empty `folder` means the folder of the executable.
   explicit ResourceFolder(std::string folder = {});
 
   std::optional<std::string> pathForResource(std::string_view name, std::string_view ofType) override;

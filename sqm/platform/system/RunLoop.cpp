@@ -9,7 +9,7 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-/// Now, for a negative timeout; the end of time, for one that reaches beyond it.
+/// The present for a negative time-out; the clock's last moment for one that would exceed it.
 Clock::time_point deadlineAfter(std::chrono::milliseconds timeout) {
   const Clock::time_point now = Clock::now();
   const auto longest = std::chrono::floor<std::chrono::milliseconds>(Clock::time_point::max() - now);
@@ -83,7 +83,7 @@ void RunLoop::runOldest(std::unique_lock<std::mutex>& lock) {
   ++taken_;
   lock.unlock();
   task();
-  task = nullptr;  // what it owned may post as it goes
+  task = nullptr;  // before the lock is taken again: the destructors of its captures may post
   lock.lock();
 }
 

@@ -12,44 +12,45 @@
 
 namespace sqm::platform {
 
-/// A queue of tasks that the host runs on the thread that drives the library. `MainThreadAdapter` is for a host that
-/// has an event loop of its own.
+/// A queue of tasks, which the host runs on the thread that calls the library. A host with an event loop of its own
+/// uses `MainThreadAdapter` instead.
 ///
-/// Ownership: tasks that nobody ran are dropped with the loop.
-/// Threading: `post` and `stop` from any thread; `run`, `runUntil` and `poll` from the one thread that drives the
-/// library. A task may call any of them.
-/// Failure: an exception that leaves a task reaches who runs the loop; the tasks behind it stay queued.
+/// Ownership: tasks that have not run are destroyed with the loop.
+/// Threading: `post` and `stop` from any thread; the others from the one thread that calls the library. A task may call
+/// any function.
+/// Failure: an exception thrown by a task propagates to the caller of `run`, `runUntil`, `runUntilIdle` or `poll`; the
+/// tasks behind it stay queued.
 class RunLoop final : public MainThread {
  public:
   void post(Task task) override;
 
-  /// Runs tasks as they come, until `stop`.
+  /// Runs tasks as they are posted, until `stop` is called.
   void run();
 
-  /// Makes `run` return once the task that runs now has ended; if none runs, the next `run` returns at once.
+  /// Makes `run` return after the current task. If `run` is not active, its next call returns at once.
   void stop();
 
-  /// Runs tasks until `done` holds, which is asked first and after every task, or until `timeout` has passed. True when
-  /// `done` held.
+  /// Runs tasks until `done` returns true or `timeout` has passed. `done` is called first and after every task. Returns
+  /// its last result.
   bool runUntil(const std::function<bool()>& done, std::chrono::milliseconds timeout);
 
-  /// Runs tasks until `isIdle` holds and no task waits that could change that, or until `timeout` has passed. True when
-  /// `isIdle` held.
+  /// Runs tasks until `isIdle` returns true and no task is queued, which could change that, or until `timeout` has
+  /// passed. Returns the last result of `isIdle`.
   bool runUntilIdle(const std::function<bool()>& isIdle, std::chrono::milliseconds timeout);
 
-  /// Runs what is queued now and returns how many tasks that were. What is posted meanwhile waits for the next call.
+  /// Runs the tasks that are queued now, but not those that are posted meanwhile. Returns their number.
   std::size_t poll();
 
  private:
   bool runUntil(const std::function<bool()>& done, std::chrono::steady_clock::time_point deadline);
 
-  /// Takes the oldest task out and runs it with the lock released. The queue must not be empty.
+  /// Removes the oldest task from the queue, which must not be empty, and runs it with the lock released.
   void runOldest(std::unique_lock<std::mutex>& lock);
 
   std::mutex mutex_;
   std::condition_variable changed_;
   std::deque<Task> tasks_;
-  std::uint64_t taken_ = 0;  // tasks that have left the queue: the number of the oldest in it
+  std::uint64_t taken_ = 0;  // the number of tasks that were removed from the queue
   bool stopped_ = false;
 };
 

@@ -10,11 +10,11 @@ namespace sqm::platform {
 
 namespace {
 
-/// Keeps a standard error that nobody reads any more from ending the host: for its life, SIGPIPE is held back from this
-/// thread, and at its end a signal that came in between is taken away.
-class PipeSignalHeldBack {
+/// Prevents a standard error without a reader from ending the host: blocks SIGPIPE for this thread, and removes a
+/// signal that became pending meanwhile.
+class PipeSignalBlocked {
  public:
-  PipeSignalHeldBack() {
+  PipeSignalBlocked() {
     sigset_t pending;
     ::sigpending(&pending);
     wasPending_ = ::sigismember(&pending, SIGPIPE) == 1;
@@ -22,9 +22,9 @@ class PipeSignalHeldBack {
     ::sigaddset(&pipe_, SIGPIPE);
     ::pthread_sigmask(SIG_BLOCK, &pipe_, &before_);
   }
-  PipeSignalHeldBack(const PipeSignalHeldBack&) = delete;
-  PipeSignalHeldBack& operator=(const PipeSignalHeldBack&) = delete;
-  ~PipeSignalHeldBack() {
+  PipeSignalBlocked(const PipeSignalBlocked&) = delete;
+  PipeSignalBlocked& operator=(const PipeSignalBlocked&) = delete;
+  ~PipeSignalBlocked() {
     const timespec noTime{};
     if (!wasPending_) ::sigtimedwait(&pipe_, nullptr, &noTime);
     ::pthread_sigmask(SIG_SETMASK, &before_, nullptr);
@@ -40,9 +40,9 @@ class PipeSignalHeldBack {
 
 void StandardErrorConsole::writeLine(std::string_view text) {
   char newline = '\n';
-  // NOLINTNEXTLINE(cppcoreguidelines-pro-type-const-cast): writev only reads what an iovec shows
+  // NOLINTNEXTLINE(cppcoreguidelines-pro-type-const-cast): writev does not change the bytes
   const ::iovec line[] = {{const_cast<char*>(text.data()), text.size()}, {&newline, 1}};
-  const PipeSignalHeldBack heldBack;
+  const PipeSignalBlocked blocked;
   while (::writev(STDERR_FILENO, line, 2) < 0 && errno == EINTR) continue;
 }
 

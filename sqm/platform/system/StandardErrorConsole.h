@@ -6,7 +6,7 @@
 
 namespace sqm::platform {
 
-/// Standard error as the system's log: a line is written by one call, so that lines of several threads stay whole.
+/// Writes the lines to standard error, each by one system call, so that lines of several threads are not mixed.
 class StandardErrorConsole : public SystemConsole {
  public:
   void writeLine(std::string_view text) override;

@@ -12,7 +12,7 @@ namespace {
 
 constexpr std::size_t kLargestReleaseFile = 64 * 1024;
 
-/// What a shell makes of the right side of an assignment, as far as os-release(5) allows one.
+/// The value of the right side of a shell assignment, in the syntax that os-release(5) allows.
 std::string unquoted(std::string_view value) {
   const char quote = !value.empty() && (value.front() == '"' || value.front() == '\'') ? value.front() : '\0';
   if (quote != '\0') value.remove_prefix(1);
@@ -24,7 +24,7 @@ std::string unquoted(std::string_view value) {
   return text;
 }
 
-/// The value of `key`, the last one where there are several, as in a shell; empty when there is none.
+/// The last value that is assigned to `key`, as in a shell; empty when there is none.
 std::string valueOf(std::string_view key, std::string_view assignments) {
   std::string value;
   while (!assignments.empty()) {

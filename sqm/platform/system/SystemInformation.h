@@ -7,8 +7,8 @@
 
 namespace sqm::platform {
 
-/// The operating system's name and version, as os-release(5) has them or else the kernel.
-/// Read when the object is made.
+/// The operating system's name and version from os-release(5); each that is missing there is the kernel's. Both are
+/// read in the constructor.
 class SystemInformation : public UtilityFunctions {
  public:
   explicit SystemInformation(const std::string& releaseFile = "/etc/os-release");

@@ -13,10 +13,10 @@ namespace {
 constexpr int kUsualLevel = 9;
 constexpr int kBestLevel = 12;
 
-std::optional<std::string> gzip(std::string_view text, int level) {
+std::string gzip(std::string_view text, int level) {
   const std::unique_ptr<libdeflate_compressor, decltype(&libdeflate_free_compressor)> compressor(
       libdeflate_alloc_compressor(level), &libdeflate_free_compressor);
-  if (!compressor) return std::nullopt;
+  if (!compressor) throw std::bad_alloc();
   std::string bytes(libdeflate_gzip_compress_bound(compressor.get(), text.size()), '\0');
   bytes.resize(libdeflate_gzip_compress(compressor.get(), text.data(), text.size(), bytes.data(), bytes.size()));
   return bytes;
@@ -25,18 +25,14 @@ std::optional<std::string> gzip(std::string_view text, int level) {
 }  // namespace
 
 std::optional<std::string> GzipBase64::compressStringWithEncoding(std::string_view text, int encoding,
-                                                                  std::size_t fitting) const try {
+                                                                  std::size_t fitting) const {
   if (encoding != kUtf8Encoding) return std::nullopt;
   std::optional<std::string> compressed;
   for (const int level : {kUsualLevel, kBestLevel}) {
-    const auto bytes = gzip(text, level);
-    if (!bytes) return std::nullopt;
-    compressed = base64Of(*bytes);
+    compressed = base64Of(gzip(text, level));
     if (compressed->size() <= fitting) break;
   }
   return compressed;
-} catch (const std::bad_alloc&) {
-  return std::nullopt;
 }
 
 }  // namespace sqm::platform

@@ -9,11 +9,11 @@
 
 namespace sqm::platform {
 
-/// Compresses text with gzip (RFC 1952), and writes the result in Base64 (RFC 4648, section 4) on one line, so that
-/// `base64 -d | gunzip` gives the text back. The best compression, which takes twenty times as long and saves 1 to 3 %,
-/// is used only where the result would not fit otherwise.
+/// Compresses text with gzip (RFC 1952) and encodes the result in Base64 (RFC 4648, section 4) on one line. The
+/// commands `base64 -d | gunzip` restore the text. The highest compression level is used only when the result would not
+/// fit otherwise: it takes twenty times as long and saves 1 to 3 %.
 ///
-/// Failure: nothing, when there is not enough memory, and for every encoding but UTF-8.
+/// Failure: nothing for every encoding but UTF-8; std::bad_alloc.
 class GzipBase64 : public TextCompressor {
  public:
   std::optional<std::string> compressStringWithEncoding(std::string_view text, int encoding,

@@ -27,8 +27,8 @@ std::int32_t millisecondsFromGMT(const icu::TimeZone& zone, Date at) {
   return standard + summer;
 }
 
-/// Has ICU look for its default zone, which its formats do when they are made, before anything else: it keeps what it
-/// finds out about the system in variables of its own, without a lock.
+/// Makes ICU determine its default zone before any other use. Its formats do the same when they are created, and ICU
+/// keeps the result in variables that have no lock.
 void prepareIcu() { static const std::unique_ptr<icu::TimeZone> first(icu::TimeZone::createDefault()); }
 
 std::unique_ptr<icu::TimeZone> detectedZone() {
@@ -38,8 +38,8 @@ std::unique_ptr<icu::TimeZone> detectedZone() {
   return std::unique_ptr<icu::TimeZone>(icu::TimeZone::detectHostTimeZone());
 }
 
-/// The system's zone. The TZ variable can also spell out a rule ("XYZ-3:30"), which ICU does not read: where the C
-/// library knows another offset for that moment, its offset holds.
+/// The system's zone. The variable TZ may also hold a rule ("XYZ-3:30"), which ICU does not support: when the C library
+/// reports another offset for the moment, a zone with that offset is returned.
 std::unique_ptr<icu::TimeZone> systemZone(Date at) {
   std::unique_ptr<icu::TimeZone> zone = detectedZone();
   const std::time_t seconds = std::chrono::floor<std::chrono::seconds>(at.time_since_epoch()).count();
@@ -58,7 +58,7 @@ std::unique_ptr<icu::TimeZone> zoneCalled(std::string_view name, Date at) {
 }  // namespace
 
 bool IcuDates::isZone(std::string_view name) {
-  UBool isInDatabase = 0;  // and not an offset that ICU has a name for, as "GMT+3"
+  UBool isInDatabase = 0;  // false for an offset that ICU accepts as a name, such as "GMT+3"
   icu::UnicodeString canonical;
   UErrorCode status = U_ZERO_ERROR;
   icu::TimeZone::getCanonicalID(unicode(name), canonical, isInDatabase, status);

@@ -7,18 +7,18 @@
 
 namespace sqm::platform {
 
-/// Dates by the ICU library, in the locale `en_US_POSIX`.
+/// Dates formatted by the ICU library in the locale `en_US_POSIX`.
 ///
 /// Threading: any thread.
 class IcuDates : public Dates {
  public:
-  /// In the system's zone, found anew for every call, so that a journey or a changed setting shows at once.
+  /// Uses the system's zone. It is looked up in every call, so that a changed setting takes effect at once.
   IcuDates() = default;
 
-  /// In a zone by its name in the IANA time zone database ("Asia/Kolkata"); GMT for a name that is unknown.
+  /// Uses a zone of the IANA time zone database ("Asia/Kolkata"); GMT for an unknown name.
   explicit IcuDates(std::string zone) : zone_(std::move(zone)) {}
 
-  /// True when the IANA time zone database has a zone of this name.
+  /// True when the IANA time zone database contains a zone of this name.
   static bool isZone(std::string_view name);
 
   std::chrono::seconds secondsFromGMT(Date at) const override;

@@ -13,7 +13,7 @@ namespace {
 
 constexpr const char* kPosix = "en_US_POSIX";
 
-/// What a modifier says about the script. Others, like "@euro", say nothing that an identifier has a place for.
+/// The scripts of modifiers. Other modifiers, such as "@euro", have no equivalent in an identifier.
 constexpr std::pair<std::string_view, std::string_view> kScripts[] = {
     {"cyrillic", "Cyrl"},
     {"devanagari", "Deva"},
@@ -60,7 +60,7 @@ bool IcuLocale::isLocale(std::string_view identifier) {
   if (identifier.empty() || !isPlain(identifier)) return false;
   const icu::Locale locale = localeOf(identifier);
   if (locale.isBogus() != 0 || *locale.getISO3Language() == '\0') return false;
-  // A region is a country, or an area by its number: es_419 is the Spanish of Latin America.
+  // A region is a country or the number of an area: es_419 is the Spanish of Latin America.
   const std::string_view region = locale.getCountry();
   const bool isArea = region.find_first_not_of("0123456789") == std::string_view::npos;
   return isArea || *locale.getISO3Country() != '\0';

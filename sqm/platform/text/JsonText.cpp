@@ -1,6 +1,7 @@
 #include "sqm/platform/text/JsonText.h"
 
-#include <new>
+#include <string_view>
+#include <utility>
 
 #include <nlohmann/json.hpp>
 
@@ -8,19 +9,47 @@ namespace sqm::platform {
 
 namespace {
 
-void appendString(std::string& out, const std::string& text) {
+void append(std::string& out, const std::string& text) {
   using Json = nlohmann::json;
   constexpr int kCompact = -1;
   out += Json(text).dump(kCompact, ' ', false, Json::error_handler_t::replace);
 }
 
+void append(std::string& out, const JsonLiteral& literal) { out += literal.text; }
+
+void append(std::string& out, const JsonValue& value);
+
+void append(std::string& out, const JsonObject& object) {
+  std::string_view separator;
+  out += '{';
+  for (const auto& [key, value] : object) {
+    out += std::exchange(separator, ",");
+    append(out, key);
+    out += ':';
+    append(out, value);
+  }
+  out += '}';
+}
+
+void append(std::string& out, const JsonArray& array) {
+  std::string_view separator;
+  out += '[';
+  for (const JsonValue& value : array) {
+    out += std::exchange(separator, ",");
+    append(out, value);
+  }
+  out += ']';
+}
+
+void append(std::string& out, const JsonValue& value) {
+  std::visit([&](const auto& alternative) { append(out, alternative); }, value);
+}
+
 template <typename Container>
-std::optional<std::string> textOf(const Container& container) try {
+std::string textOf(const Container& container) {
   std::string text;
-  appendJson(text, container, appendString);
+  append(text, container);
   return text;
-} catch (const std::bad_alloc&) {
-  return std::nullopt;
 }
 
 }  // namespace

@@ -7,9 +7,9 @@
 
 namespace sqm::platform {
 
-/// Writes JSON with the keys in the order given. Each ill-formed part of a text becomes U+FFFD.
+/// Writes JSON with the keys in the order given. Each maximal ill-formed part of a string becomes U+FFFD.
 ///
-/// Failure: nothing, when there is not enough memory.
+/// Failure: std::bad_alloc.
 class JsonText : public JsonWriter {
  public:
   std::optional<std::string> JSONString(const JsonObject& dictionary) const override;

@@ -16,14 +16,14 @@ class UploadLog {
  public:
   /// Null when the file cannot be opened.
   static std::unique_ptr<UploadLog> open(Host& host) {
-    auto file = host.logFiles->initWithFile("SQMUploadlog.log", kLevel);
+    auto file = host.logFiles->initWithFile("SQMUploadlog.log", kLogLevel);
     return file ? std::make_unique<UploadLog>(std::move(file)) : nullptr;
   }
 
   explicit UploadLog(std::unique_ptr<LogFile> file) : file_(std::move(file)) {}
 
   void write(std::string_view format, std::initializer_list<std::string_view> arguments = {}) {
-    file_->writeLogToFileWithInfo("DEBUG", kLevel, format, arguments);
+    file_->writeLogToFileWithInfo("DEBUG", kLogLevel, format, arguments);
   }
 
   void writeData(std::string_view data) { write("startSend*** SQM Data:%@", {data}); }
@@ -33,8 +33,6 @@ class UploadLog {
   }
 
  private:
-  static constexpr int kLevel = 2;
-
   std::unique_ptr<LogFile> file_;
 };
 

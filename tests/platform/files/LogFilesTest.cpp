@@ -38,7 +38,7 @@ class LogFilesTest : public ::testing::Test {
   }
   std::string content(const std::string& name) const { return contentOf(folder_ / ("logs/" + name)); }
   static void write(LogFile& log, std::string_view text) { log.writeLogToFileWithInfo("USER", 2, "%@", {text}); }
-  /// The line that `write` makes.
+  /// The line that `write` writes.
   static std::string line(std::string_view text) { return std::string(kStamp) + " USER 2 " + std::string(text) + "\n"; }
   std::vector<std::string> names() const {
     std::vector<std::string> found;
@@ -69,7 +69,7 @@ TEST_F(LogFilesTest, ALineHasItsTimeCategoryLevelAndText) {
             "2026-11-21T23:59:59.999Z USER -1 1 of %@ and %@\n");
 }
 
-TEST_F(LogFilesTest, TimesBefore1970AreTimesToo) {
+TEST_F(LogFilesTest, TimesBefore1970AreWritten) {
   now_ = std::chrono::system_clock::time_point(-1ms);
   LogFiles logs(options());
   write(*logs.initWithFile("a.log", 2), "x");
@@ -92,7 +92,7 @@ TEST_F(LogFilesTest, EachLineIsOneWrite) {
   EXPECT_EQ(std::count(files.calls().begin(), files.calls().end(), "write"), 10);
 }
 
-TEST_F(LogFilesTest, FoldersAndFilesAreTheirUsersAlone) {
+TEST_F(LogFilesTest, OnlyTheUserCanReadFoldersAndFiles) {
   auto deep = options();
   deep.folder = folder_ / "Library/Logs/Trelk/Trelk Quenfa";
   LogFiles logs(deep);
@@ -103,7 +103,7 @@ TEST_F(LogFilesTest, FoldersAndFilesAreTheirUsersAlone) {
   EXPECT_EQ(permissionsOf(deep.folder + "/a.log"), static_cast<std::filesystem::perms>(0600));
 }
 
-TEST_F(LogFilesTest, OnlyPlainNamesNameALog) {
+TEST_F(LogFilesTest, OnlyNamesWithoutAFolderNameALog) {
   LogFiles logs(options());
   for (const std::string_view name :
        {std::string_view(""), std::string_view("."), std::string_view(".."), std::string_view("../a.log"),
@@ -126,7 +126,7 @@ TEST_F(LogFilesTest, ALogThatCannotBeOpenedIsNull) {
   EXPECT_FALSE(logs.initWithFile("b.log", 2));
 }
 
-TEST_F(LogFilesTest, AnEarlierFileGoesOn) {
+TEST_F(LogFilesTest, AnExistingFileIsContinued) {
   { write(*LogFiles(options()).initWithFile("a.log", 2), "one"); }
   write(*LogFiles(options()).initWithFile("a.log", 2), "two");
   EXPECT_EQ(content("a.log"), line("one") + line("two"));
@@ -142,7 +142,7 @@ TEST_F(LogFilesTest, ALogOutlivesItsFactory) {
   EXPECT_EQ(content("a.log"), line("still here"));
 }
 
-TEST_F(LogFilesTest, AFullFileMakesRoomAndTheOldestGoes) {
+TEST_F(LogFilesTest, AFullFileIsRenamedAndTheOldestIsDeleted) {
   auto small = options();
   small.fileSize = 2 * line("1").size();
   LogFiles logs(small);
@@ -211,7 +211,7 @@ TEST_F(LogFilesTest, AnotherProcessMayRotateTheSameFile) {
   EXPECT_EQ(content("a.log"), line("3") + line("4")) << "a file that is not full was rotated";
 }
 
-TEST_F(LogFilesTest, ADeletedFileOrFolderIsMadeAgainWithinASecond) {
+TEST_F(LogFilesTest, ADeletedFileOrFolderIsCreatedAgainWithinASecond) {
   LogFiles logs(options());
   const auto log = logs.initWithFile("a.log", 2);
   write(*log, "1");
@@ -225,7 +225,7 @@ TEST_F(LogFilesTest, ADeletedFileOrFolderIsMadeAgainWithinASecond) {
   EXPECT_EQ(content("a.log"), "2026-11-21T10:00:02.000Z USER 2 3\n");
 }
 
-TEST_F(LogFilesTest, AFileThatWasMovedAwayIsLeftAloneWithinASecond) {
+TEST_F(LogFilesTest, ARenamedFileIsNoLongerWrittenAfterASecond) {
   LogFiles logs(options());
   const auto log = logs.initWithFile("a.log", 2);
   write(*log, "1");
@@ -236,7 +236,7 @@ TEST_F(LogFilesTest, AFileThatWasMovedAwayIsLeftAloneWithinASecond) {
   EXPECT_EQ(content("a.log"), "2026-11-21T10:00:01.000Z USER 2 2\n");
 }
 
-TEST_F(LogFilesTest, AFailureLosesALineAndNoMore) {
+TEST_F(LogFilesTest, AFailureLosesOneLine) {
   FaultyFileOperations dryRun;
   const auto small = [&] {
     auto made = options();
@@ -260,7 +260,7 @@ TEST_F(LogFilesTest, AFailureLosesALineAndNoMore) {
   }
 }
 
-/// A disk that is full in the middle of the second line, and has room again.
+/// A disk that becomes full in the middle of the second line and has space again after it.
 class FullForALine : public FaultyFileOperations {
  public:
   ssize_t write(int descriptor, const void* bytes, std::size_t size) override {
@@ -276,7 +276,7 @@ class FullForALine : public FaultyFileOperations {
   int writes_ = 0;
 };
 
-TEST_F(LogFilesTest, ALineThatWasCutStaysALineOfItsOwn) {
+TEST_F(LogFilesTest, APartOfALineStaysALineOfItsOwn) {
   FullForALine files;
   LogFiles logs(options(), files);
   const auto log = logs.initWithFile("a.log", 2);
@@ -284,7 +284,7 @@ TEST_F(LogFilesTest, ALineThatWasCutStaysALineOfItsOwn) {
   EXPECT_EQ(content("a.log"), line("1") + line("2").substr(0, line("2").size() / 2) + "\n" + line("3") + line("4"));
 }
 
-TEST_F(LogFilesTest, AFileThatCannotBeMovedAwayIsEmptied) {
+TEST_F(LogFilesTest, AFileThatCannotBeRenamedIsEmptied) {
   auto small = options();
   small.fileSize = line("1").size();
   LogFiles logs(small);
@@ -294,7 +294,7 @@ TEST_F(LogFilesTest, AFileThatCannotBeMovedAwayIsEmptied) {
   EXPECT_EQ(content("a.log"), line("2"));
 }
 
-TEST_F(LogFilesTest, ALongTextIsCutWithANote) {
+TEST_F(LogFilesTest, ALongTextIsCutAndTheRestIsCounted) {
   auto brief = options();
   brief.textSize = 10;
   LogFiles logs(brief);
@@ -307,16 +307,16 @@ TEST_F(LogFilesTest, ALongTextIsCutWithANote) {
                                   line("12345678 [3 bytes left out]") + line("1234567€ [1 bytes left out]"));
 }
 
-TEST_F(LogFilesTest, AHugeTextIsCutBeforeItIsBuilt) {
+TEST_F(LogFilesTest, AHugeTextIsCutBeforeItIsFormatted) {
   FaultyFileOperations files;
   LogFiles logs(options(), files);
-  const std::string huge(100'000'000, 'x');  // NOLINT(bugprone-string-constructor): it is to be that long
+  const std::string huge(100'000'000, 'x');  // NOLINT(bugprone-string-constructor): the length is meant
   write(*logs.initWithFile("a.log", 2), huge);
   EXPECT_EQ(files.largestWrite(), content("a.log").size());
   EXPECT_THAT(content("a.log"), EndsWith("x [99934464 bytes left out]\n"));
 }
 
-TEST_F(LogFilesTest, ALineIsThereWhenTheProcessIsKilled) {
+TEST_F(LogFilesTest, ALineIsInTheFileWhenTheProcessIsKilled) {
   const pid_t child = ::fork();
   ASSERT_GE(child, 0);
   if (child == 0) {

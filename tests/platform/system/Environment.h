@@ -6,9 +6,9 @@
 
 namespace sqm::platform::test {
 
-// NOLINTBEGIN(concurrency-mt-unsafe): whoever makes one has no other thread that looks.
+// NOLINTBEGIN(concurrency-mt-unsafe): tests that use it run no other thread
 
-/// Sets an environment variable, or removes it, for as long as the object lives.
+/// Sets or removes an environment variable for the lifetime of the object.
 class EnvironmentVariable {
  public:
   EnvironmentVariable(const char* name, const char* value) : name_(name) {

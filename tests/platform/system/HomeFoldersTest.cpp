@@ -20,7 +20,7 @@ TEST(HomeFolders, TheOptionComesFirst) {
   EXPECT_EQ(HomeFolders("given").homeDirectory(), (std::filesystem::current_path() / "given").string());
 }
 
-TEST(HomeFolders, TheEnvironmentIsAskedAtEachCall) {
+TEST(HomeFolders, TheEnvironmentIsReadInEachCall) {
   const HomeFolders folders;
   const EnvironmentVariable first("HOME", "/home/first/");
   EXPECT_EQ(folders.homeDirectory(), "/home/first");
@@ -28,7 +28,7 @@ TEST(HomeFolders, TheEnvironmentIsAskedAtEachCall) {
   EXPECT_EQ(folders.homeDirectory(), "/home/second");
 }
 
-TEST(HomeFolders, WithoutAnEnvironmentThePasswordDatabaseIsAsked) {
+TEST(HomeFolders, WithoutAnEnvironmentThePasswordDatabaseIsRead) {
   // NOLINTNEXTLINE(concurrency-mt-unsafe): there is one thread
   const passwd* entry = ::getpwuid(::getuid());
   ASSERT_NE(entry, nullptr);
@@ -39,7 +39,7 @@ TEST(HomeFolders, WithoutAnEnvironmentThePasswordDatabaseIsAsked) {
   }
 }
 
-TEST(HomeFolders, TheApplicationsFoldersLieBelowIt) {
+TEST(HomeFolders, TheApplicationsFoldersAreInIt) {
   const HomeFolders folders("/home/given");
   EXPECT_EQ(folders.applicationQuenfaFolderPath(), "/home/given/Library/Application Support/Trelk/Trelk Quenfa");
   EXPECT_EQ(folders.logFolder(), "/home/given/Library/Logs/Trelk/Trelk Quenfa");

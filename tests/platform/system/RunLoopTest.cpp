@@ -33,7 +33,7 @@ TEST(RunLoop, PostNeverRunsTheTaskItself) {
   EXPECT_TRUE(ran);
 }
 
-TEST(RunLoop, PollRunsWhatIsQueuedInOrder) {
+TEST(RunLoop, PollRunsTheQueuedTasksInOrder) {
   RunLoop loop;
   std::vector<int> order;
   for (const int number : {1, 2, 3}) loop.post([&, number] { order.push_back(number); });
@@ -43,7 +43,7 @@ TEST(RunLoop, PollRunsWhatIsQueuedInOrder) {
 
 TEST(RunLoop, PollOfAnEmptyQueueRunsNothing) { EXPECT_EQ(RunLoop().poll(), 0U); }
 
-TEST(RunLoop, PollLeavesWhatIsPostedMeanwhileForTheNextCall) {
+TEST(RunLoop, PollLeavesTasksPostedMeanwhileForTheNextCall) {
   RunLoop loop;
   int rounds = 0;
   std::function<void()> again = [&] {
@@ -57,7 +57,7 @@ TEST(RunLoop, PollLeavesWhatIsPostedMeanwhileForTheNextCall) {
   EXPECT_EQ(rounds, 2);
 }
 
-TEST(RunLoop, PollInsideATaskTakesTheTasksThatWereQueuedAndNoMore) {
+TEST(RunLoop, PollInsideATaskRunsOnlyTheTasksThatWereQueued) {
   RunLoop loop;
   std::vector<std::string> order;
   std::size_t inner = 0;
@@ -72,7 +72,7 @@ TEST(RunLoop, PollInsideATaskTakesTheTasksThatWereQueuedAndNoMore) {
   EXPECT_THAT(order, ElementsAre("first", "second", "posted meanwhile"));
 }
 
-TEST(RunLoop, AnExceptionReachesWhoPollsAndTheRestStays) {
+TEST(RunLoop, AnExceptionPropagatesFromPollAndTheRestStays) {
   RunLoop loop;
   bool ran = false;
   loop.post([] { throw std::runtime_error("task"); });
@@ -83,7 +83,7 @@ TEST(RunLoop, AnExceptionReachesWhoPollsAndTheRestStays) {
   EXPECT_TRUE(ran);
 }
 
-TEST(RunLoop, AnExceptionReachesWhoRunsAndTheRestStays) {
+TEST(RunLoop, AnExceptionPropagatesFromRunAndTheRestStays) {
   RunLoop loop;
   loop.post([] { throw std::runtime_error("task"); });
   loop.post([&] { loop.stop(); });
@@ -92,7 +92,7 @@ TEST(RunLoop, AnExceptionReachesWhoRunsAndTheRestStays) {
   EXPECT_EQ(loop.poll(), 0U);
 }
 
-TEST(RunLoop, AnExceptionReachesWhoRunsUntilAndTheRestStays) {
+TEST(RunLoop, AnExceptionPropagatesFromRunUntilAndTheRestStays) {
   RunLoop loop;
   bool ran = false;
   loop.post([] { throw std::runtime_error("task"); });
@@ -101,7 +101,7 @@ TEST(RunLoop, AnExceptionReachesWhoRunsUntilAndTheRestStays) {
   EXPECT_TRUE(loop.runUntil([&] { return ran; }, kPatience));
 }
 
-TEST(RunLoop, RunTakesTasksOfOtherThreadsUntilStop) {
+TEST(RunLoop, RunRunsTasksOfOtherThreadsUntilStop) {
   constexpr int kThreads = 4;
   constexpr int kTasksEach = 500;
   RunLoop loop;
@@ -159,7 +159,7 @@ TEST(RunLoop, RunUntilRunsNothingWhenItIsDoneAlready) {
   EXPECT_TRUE(loop.runUntil([] { return true; }, milliseconds(0)));
 }
 
-TEST(RunLoop, RunUntilAsksAfterEveryTask) {
+TEST(RunLoop, RunUntilChecksAfterEveryTask) {
   RunLoop loop;
   int ran = 0;
   for (int task = 0; task < 5; ++task) loop.post([&] { ++ran; });
@@ -176,20 +176,20 @@ TEST(RunLoop, RunUntilIsWokenByATaskOfAnotherThread) {
   poster.join();
 }
 
-TEST(RunLoop, RunUntilGivesUpWhenItsTimeIsOver) {
+TEST(RunLoop, RunUntilReturnsAtItsTimeout) {
   for (const milliseconds timeout : {milliseconds(0), milliseconds(-1), milliseconds::min(), milliseconds(5)}) {
     EXPECT_FALSE(RunLoop().runUntil([] { return false; }, timeout)) << timeout.count();
   }
 }
 
-TEST(RunLoop, RunUntilGivesUpThoughTasksNeverEnd) {
+TEST(RunLoop, RunUntilReturnsAtItsTimeoutThoughTasksNeverEnd) {
   RunLoop loop;
   std::function<void()> again = [&] { loop.post(again); };
   loop.post(again);
   EXPECT_FALSE(loop.runUntil([] { return false; }, milliseconds(5)));
 }
 
-TEST(RunLoop, RunUntilInsideATaskTakesTheTasksBehindIt) {
+TEST(RunLoop, RunUntilInsideATaskRunsTheTasksBehindIt) {
   RunLoop loop;
   bool inner = false;
   bool done = false;
@@ -201,7 +201,7 @@ TEST(RunLoop, RunUntilInsideATaskTakesTheTasksBehindIt) {
   EXPECT_TRUE(loop.runUntil([&] { return done; }, kPatience));
 }
 
-TEST(RunLoop, WhatATaskOwnsMayPostWhenItGoes) {
+TEST(RunLoop, TheDestructorsOfATasksCapturesMayPost) {
   RunLoop loop;
   bool ran = false;
   {
@@ -213,7 +213,7 @@ TEST(RunLoop, WhatATaskOwnsMayPostWhenItGoes) {
   EXPECT_TRUE(ran);
 }
 
-TEST(RunLoop, TasksThatNobodyRanAreDroppedWithTheLoop) {
+TEST(RunLoop, TasksThatHaveNotRunAreDestroyedWithTheLoop) {
   const auto owned = std::make_shared<int>(0);
   {
     RunLoop loop;
@@ -223,7 +223,7 @@ TEST(RunLoop, TasksThatNobodyRanAreDroppedWithTheLoop) {
   EXPECT_EQ(owned.use_count(), 1);
 }
 
-TEST(MainThreadAdapter, HandsTasksToTheEventLoopOfTheHost) {
+TEST(MainThreadAdapter, PassesTasksToTheEventLoopOfTheHost) {
   std::vector<MainThread::Task> hostLoop;
   MainThreadAdapter adapter([&](MainThread::Task task) { hostLoop.push_back(std::move(task)); });
   bool ran = false;

@@ -10,7 +10,7 @@
 namespace sqm::platform {
 namespace {
 
-/// Standard error led into a pipe.
+/// Redirects standard error to a pipe.
 class RedirectedError {
  public:
   RedirectedError() {
@@ -36,7 +36,7 @@ class RedirectedError {
     if (ends_[0] >= 0) ::close(ends_[0]);
     ends_[0] = -1;
   }
-  /// What one read yields: what one write wrote.
+  /// The bytes of one read, which are those of one write.
   std::string read() const {
     char buffer[4096];
     const ssize_t got = ::read(ends_[0], buffer, sizeof buffer);
@@ -56,7 +56,7 @@ TEST(StandardErrorConsole, WritesTheTextAndANewline) {
   EXPECT_EQ(error.read(), "User appectance string:<a>100%@</a>\n\n");
 }
 
-TEST(StandardErrorConsole, AnErrorOutputThatNobodyReadsDoesNotEndTheProcess) {
+TEST(StandardErrorConsole, AClosedPipeDoesNotEndTheProcess) {
   ASSERT_NE(::signal(SIGPIPE, SIG_DFL), SIG_ERR);
   RedirectedError error;
   error.stopReading();

@@ -32,7 +32,7 @@ TEST(SystemInformation, NameAndVersionComeFromTheReleaseFile) {
   }
 }
 
-TEST(SystemInformation, WhatTheReleaseFileDoesNotSayTheKernelDoes) {
+TEST(SystemInformation, TheKernelsValuesReplaceMissingOnes) {
   utsname kernel{};
   ASSERT_EQ(::uname(&kernel), 0);
   const TemporaryFolder folder;
@@ -45,7 +45,7 @@ TEST(SystemInformation, WhatTheReleaseFileDoesNotSayTheKernelDoes) {
   EXPECT_EQ(rolling.getOSVersion(), kernel.release);
 }
 
-TEST(SystemInformation, TextIsMadeSafeForXml) {
+TEST(SystemInformation, TextIsEscapedForXml) {
   const SystemInformation system("");
   EXPECT_EQ(system.convertToXmlCompatibleString("<a b=\"c\">&'\x01\xFF"),
             "&lt;a b=&quot;c&quot;&gt;&amp;&apos;\uFFFD\uFFFD");

@@ -13,14 +13,14 @@
 #include "tests/platform/files/ShellCommand.h"
 #include "tests/support/TemporaryFolder.h"
 
-// The report as the one who receives it sees it.
+// The report as its receiver decodes it.
 
 namespace sqm::platform {
 namespace {
 
 constexpr std::size_t kAnyLength = std::numeric_limits<std::size_t>::max();
 
-/// The platform's compressor, with the text that it was given last.
+/// The platform's compressor, which also records its last input.
 class KeepingCompressor : public TextCompressor {
  public:
   std::optional<std::string> compressStringWithEncoding(std::string_view text, int encoding,
@@ -40,13 +40,13 @@ class DiagnosticReport : public ::testing::Test {
     host_.host.compressor = &compressor_;
   }
 
-  /// What stands in the report, by the two tools that everybody has.
+  /// The report, decoded by the standard tools.
   std::string decoded(const std::string& blob) {
     putContent(folder_ / "report", blob);
     return test::printedBy("base64 -d '" + folder_ / "report" + "' | gunzip");
   }
 
-  /// A value of the report, found by another reader: `place` is its place below "Trace", in Python.
+  /// A value of the report, read by Python: `place` is the Python expression of its place in "Trace".
   std::string valueAt(const std::string& blob, const std::string& place) {
     putContent(folder_ / "json", decoded(blob));
     return test::printedBy(
@@ -109,7 +109,7 @@ TEST_F(DiagnosticReport, NetworkNamesOfAnyBytesAreReported) {
   EXPECT_TRUE(ssid.ends_with("\\ufffd\\xe9'\n"));
 }
 
-/// Text that hardly compresses, as many characters of it as asked for.
+/// A text of `length` characters that hardly compresses.
 std::string noise(std::size_t length) {
   constexpr std::string_view kCharacters = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+-";
   std::minstd_rand random(11);
@@ -126,7 +126,7 @@ TEST_F(DiagnosticReport, HoldsFourThousandCharactersAndIsDroppedBeyond) {
   std::size_t details = 3000;
   while (lengthWith(details) != 0) ++details;
   EXPECT_EQ(lengthWith(details - 1), 4000U);
-  const std::string json = host_.json.JSONString(JsonObject{{"Details", noise(details - 1)}}).value();
+  const std::string json = json_.JSONString(JsonObject{{"Details", noise(details - 1)}}).value();
   const std::string decodedReport = decoded(record_.formattedDiagnosticJsonBlob());
   EXPECT_NE(decodedReport.find(json.substr(1, json.size() - 2)), std::string::npos) << "never cut";
 }

@@ -27,7 +27,7 @@ std::string words(std::size_t count) {
   return text;
 }
 
-TEST(GzipBase64, BothToolsUndoIt) {
+TEST(GzipBase64, StandardToolsRestoreTheText) {
   const TemporaryFolder folder;
   std::string anything;
   std::minstd_rand random(1);
@@ -51,14 +51,14 @@ TEST(GzipBase64, EveryLengthOfTheLastGroupIsPadded) {
   }
 }
 
-TEST(GzipBase64, TheFormIsOneLineAndAlwaysTheSame) {
+TEST(GzipBase64, TheResultIsOneLineAndReproducible) {
   const std::string text = words(3000);
   EXPECT_EQ(compressed(text).find('\n'), std::string::npos);
   EXPECT_EQ(compressed(text), compressed(text));
   EXPECT_LT(compressed(text).size(), text.size() / 2);
 }
 
-TEST(GzipBase64, TheBestFormIsMadeOnlyWhereTheUsualOneDoesNotFit) {
+TEST(GzipBase64, TheHighestLevelIsUsedOnlyWhenTheUsualOneDoesNotFit) {
   const std::string text = words(3000);
   const std::string usual = compressed(text);
   const std::string best = compressed(text, 0);
@@ -67,7 +67,7 @@ TEST(GzipBase64, TheBestFormIsMadeOnlyWhereTheUsualOneDoesNotFit) {
   EXPECT_EQ(compressed(text, usual.size() - 1), best);
 }
 
-TEST(GzipBase64, OtherEncodingsAreNotKnown) {
+TEST(GzipBase64, OtherEncodingsAreNotSupported) {
   for (const int encoding : {0, 1, 3, 5, 10, -4}) {
     EXPECT_EQ(GzipBase64().compressStringWithEncoding("text", encoding, kAnyLength), std::nullopt) << encoding;
   }

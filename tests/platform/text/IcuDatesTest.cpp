@@ -31,7 +31,7 @@ constexpr Date at(std::chrono::year_month_day day, std::chrono::microseconds tim
   return std::chrono::sys_days(day) + time;
 }
 
-/// What a collector writes for a connection that starts at this moment, in this zone.
+/// The text that a collector writes for a connection that starts at this moment, in this zone.
 std::string startTime(Date moment, const std::string& zone) {
   FakeHost host;
   IcuDates dates(zone);
@@ -42,7 +42,7 @@ std::string startTime(Date moment, const std::string& zone) {
   return std::string(*collector.valueForField(12));
 }
 
-TEST(IcuDates, KnowsWhatIsAZone) {
+TEST(IcuDates, RecognisesTheNamesOfZones) {
   for (const char* each : {"Europe/Berlin", "Asia/Kolkata", "UTC", "America/Argentina/Buenos_Aires"})
     EXPECT_TRUE(IcuDates::isZone(each)) << each;
   for (const char* each : {"", "Europe/Nowhere", "GMT+3", "Berlin", "../etc/passwd", "\xFF"})
@@ -91,7 +91,7 @@ TEST(IcuDates, TextIsTheWallClockOfTheZone) {
   EXPECT_EQ(IcuDates("America/Los_Angeles").text(moment, "yyyy-MM-dd'T'HH:mm:ss"), "2026-11-15T12:07:08");
 }
 
-TEST(IcuDates, APatternWithALetterThatMeansNothingGivesAnEmptyText) {
+TEST(IcuDates, AnInvalidPatternGivesAnEmptyText) {
   EXPECT_EQ(IcuDates("GMT").text(at(2026y / 11 / 15, 0s), "yyyy f"), "");
   EXPECT_EQ(IcuDates("GMT").text(at(2026y / 11 / 15, 0s), ""), "");
 }
@@ -113,7 +113,7 @@ TEST(IcuDates, FollowsTheSystemsZone) {
   }
 }
 
-TEST(IcuDates, TheLanguageOfTheHostShowsNowhere) {
+TEST(IcuDates, TheLanguageOfTheHostHasNoEffect) {
   const Date moment = at(2026y / 11 / 15, 20h + 7min + 8s);
   struct Grouping : std::numpunct<char> {
     char do_thousands_sep() const override { return '.'; }
@@ -131,7 +131,7 @@ TEST(IcuDates, TheLanguageOfTheHostShowsNowhere) {
   std::setlocale(LC_ALL, "C");  // NOLINT(concurrency-mt-unsafe): there is one thread
 }
 
-TEST(SystemClock, TellsTheSameMomentTwice) {
+TEST(SystemClock, ItsTwoReadingsAgree) {
   const sqm::platform::SystemClock clock;
   const std::int64_t before = clock.time();
   const auto date = std::chrono::floor<std::chrono::seconds>(clock.date()).time_since_epoch().count();

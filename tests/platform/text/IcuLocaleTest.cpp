@@ -39,7 +39,7 @@ TEST(IcuLocale, PosixNamesBecomeIdentifiers) {
   EXPECT_EQ(IcuLocale::identifierOf(std::string(100'000, 'x')), "en_US_POSIX");
 }
 
-TEST(IcuLocale, KnowsWhatIsALocale) {
+TEST(IcuLocale, RecognisesLocales) {
   for (const char* each : {"en", "en_GB", "en-GB", "fr_FR", "de_AT", "sr_Latn_RS", "en_US_POSIX", "es_419", "haw_US"})
     EXPECT_TRUE(IcuLocale::isLocale(each)) << each;
   for (const char* each : {"", "_", "_GB", "xx", "nonsense", "en_XX", "en_GB.UTF-8", "../en", "C", "en GB"})
@@ -63,7 +63,7 @@ TEST(IcuLocale, TheFirstVariableThatIsNotEmptyDecides) {
   EXPECT_EQ(locale.currentLocale(), "de_AT");
 }
 
-TEST(IcuLocale, WhatTheProcessHasSetDoesNotMatter) {
+TEST(IcuLocale, TheLocaleOfTheProcessIsIgnored) {
   const EnvironmentVariable noAll("LC_ALL", nullptr);
   const EnvironmentVariable messages("LC_MESSAGES", "fr_FR.UTF-8");
   // NOLINTNEXTLINE(concurrency-mt-unsafe): there is one thread
@@ -79,7 +79,7 @@ TEST(IcuLocale, LocalesHaveNamesInALanguage) {
   EXPECT_EQ(locale.displayName("fr", "en_GB"), "French");
 }
 
-TEST(IcuLocale, WhatIsNoIdentifierHasNoName) {
+TEST(IcuLocale, AnInvalidIdentifierHasNoName) {
   const IcuLocale locale;
   EXPECT_EQ(locale.displayName("", "en_GB"), std::nullopt);
   EXPECT_EQ(locale.displayName("../../etc", "en_GB"), std::nullopt);

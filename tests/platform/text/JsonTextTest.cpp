@@ -7,7 +7,7 @@ namespace {
 
 std::string written(const JsonArray& array) { return JsonText().JSONString(array).value(); }
 
-TEST(JsonText, KeysStandInTheOrderGiven) {
+TEST(JsonText, KeysKeepTheirOrder) {
   EXPECT_EQ(JsonText().JSONString(JsonObject{{"z", "1"}, {"a", JsonObject{{"y", "2"}, {"b", "3"}}}, {"m", ""}}),
             R"({"z":"1","a":{"y":"2","b":"3"},"m":""})");
 }
@@ -19,7 +19,7 @@ TEST(JsonText, ValuesNest) {
   EXPECT_EQ(written({}), "[]");
 }
 
-TEST(JsonText, LiteralsAreWrittenAsTheyAre) {
+TEST(JsonText, LiteralsAreWrittenUnchanged) {
   EXPECT_EQ(written({JsonLiteral{"1.10"}, JsonLiteral{"true"}, JsonObject{{"a", JsonLiteral{"null"}}}}),
             R"([1.10,true,{"a":null}])");
 }
@@ -30,7 +30,7 @@ TEST(JsonText, TextsAreEscapedAsJsonRequires) {
   EXPECT_EQ(JsonText().JSONString(JsonObject{{"k\"", "v"}}), R"({"k\"":"v"})");
 }
 
-TEST(JsonText, WellFormedTextIsWrittenAsItIs) {
+TEST(JsonText, WellFormedTextIsWrittenUnchanged) {
   const std::string text = "gr\xC3\xBCn \xE2\x82\xAC \xF0\x9F\x93\xB6 \xEF\xBF\xBD";
   EXPECT_EQ(written({text}), "[\"" + text + "\"]");
 }

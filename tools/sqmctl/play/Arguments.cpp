@@ -33,6 +33,10 @@ std::string mustBe(std::string_view what, const JsonValue& value) {
   return std::string("must be ").append(what).append(kNot).append(shown(value));
 }
 
+std::string mustHold(std::string_view what, std::string_view key, const JsonValue& value) {
+  return std::string("must hold ").append(what).append(kNot).append(shown(value)) + " under " + shownText(key);
+}
+
 std::optional<double> numberOf(const JsonValue& value) {
   const auto* literal = std::get_if<JsonLiteral>(&value);
   if (literal == nullptr) return std::nullopt;
@@ -57,11 +61,11 @@ std::string problemWithText(const JsonValue& value) {
 std::string problemWithPath(const JsonValue& value) {
   const auto* path = std::get_if<std::string>(&value);
   if (path == nullptr) return mustBe("a string", value);
-  return path->find('\0') == std::string::npos ? "" : "must name a file or folder, so without a NUL";
+  return path->find('\0') == std::string::npos ? "" : "must be a path, without a NUL";
 }
 
 std::string problemWithInteger(const JsonValue& value) {
-  return isInteger<std::int64_t>(value) ? "" : mustBe("an integer of 64 bits", value);
+  return isInteger<std::int64_t>(value) ? "" : mustBe("a 64-bit integer", value);
 }
 
 std::string problemWithUnsigned32(const JsonValue& value) {
@@ -78,9 +82,9 @@ std::string problemWithParams(const JsonValue& value) {
   const auto* params = std::get_if<JsonObject>(&value);
   if (params == nullptr) return mustBe("an object", value);
   for (const auto& [key, param] : *params) {
-    if (!integerOf(key)) return "must have decimal keys of at most 64 bits, not " + shownText(key);
+    if (!integerOf(key)) return "must have 64-bit decimal keys, not " + shownText(key);
     if (!std::holds_alternative<std::string>(param) && !isNull(param) && !isInteger<std::int64_t>(param)) {
-      return "must hold strings, integers of 64 bits and null; under " + shownText(key) + " is " + shown(param);
+      return mustHold("strings, 64-bit integers and null", key, param);
     }
   }
   return "";
@@ -91,7 +95,7 @@ std::string problemWithEntry(const JsonValue& value) {
   return isEntry ? "" : mustBe("a string or an object", value);
 }
 
-/// What is wrong with the first bad one of a list.
+/// The problem of the first invalid element of a list, after its index.
 std::string problemWithList(const JsonValue& value, std::string (*problem)(const JsonValue&)) {
   const auto* list = std::get_if<JsonArray>(&value);
   if (list == nullptr) return mustBe("a list", value);
@@ -108,15 +112,14 @@ std::string problemWithRule(const JsonValue& value, std::span<const Argument> me
   const auto* rule = std::get_if<JsonObject>(&value);
   if (rule == nullptr) return mustBe("an object", value);
   const std::string found = problemWith(*rule, members);
-  return found.empty() ? "" : "is wrong: " + found;
+  return found.empty() ? "" : "is invalid: " + found;
 }
 
 std::string problemWithFieldTexts(const JsonValue& value) {
   const auto* texts = std::get_if<JsonObject>(&value);
   if (texts == nullptr) return mustBe("an object", value);
   for (const auto& [field, text] : *texts) {
-    if (!std::holds_alternative<std::string>(text))
-      return "must hold strings; under " + shownText(field) + " is " + shown(text);
+    if (!std::holds_alternative<std::string>(text)) return mustHold("strings", field, text);
   }
   return "";
 }
@@ -140,11 +143,11 @@ std::string problemWithReplaceRules(const JsonValue& value) {
 
 std::string unknown(std::string_view name, std::span<const Argument> arguments) {
   std::string names;
-  for (const Argument& each : arguments) names.append(names.empty() ? "; there is: " : ", ").append(each.name);
-  return "there is no " + shownText(name) + " here" + names;
+  for (const Argument& each : arguments) names.append(names.empty() ? "; the keys are: " : ", ").append(each.name);
+  return "unknown key " + shownText(name) + names;
 }
 
-/// The problem of an argument that may be null, too.
+/// Adds null to the types that the problem of a nullable argument names.
 std::string orNull(std::string problem) {
   const std::size_t end = problem.starts_with("must be ") ? problem.find(kNot) : std::string::npos;
   if (end != std::string::npos) problem.insert(end, " or null");
@@ -165,9 +168,9 @@ constexpr Type kEntries = {problemWithEntries};
 constexpr Type kDisableRules = {problemWithDisableRules};
 constexpr Type kReplaceRules = {problemWithReplaceRules};
 
-std::string problemWith(const JsonObject& members, std::span<const Argument> arguments, std::string_view besides) {
+std::string problemWith(const JsonObject& members, std::span<const Argument> arguments, std::string_view ignored) {
   for (const auto& [key, value] : members) {
-    if (key == besides) continue;
+    if (key == ignored) continue;
     const auto known = std::find_if(arguments.begin(), arguments.end(),
                                     [&name = key](const Argument& each) { return each.name == name; });
     if (known == arguments.end()) return unknown(key, arguments);
@@ -180,7 +183,7 @@ std::string problemWith(const JsonObject& members, std::span<const Argument> arg
   for (const Argument& argument : arguments) {
     if (!argument.mayBeLeftOut && find(members, argument.name) == nullptr) {
       return "\"" + std::string(argument.name) + "\" is missing" +
-             (argument.mayBeNull ? "; where there is none it is null" : "");
+             (argument.mayBeNull ? "; null stands for an absent value" : "");
     }
   }
   return "";

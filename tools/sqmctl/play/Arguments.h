@@ -10,21 +10,22 @@
 
 namespace sqmctl::play {
 
-/// What kind of value an argument takes.
+/// The type of an argument's value.
 struct Type {
-  /// What is wrong with a value, to stand after its name: "must be a string, not 5". Empty when nothing is.
+  /// Why a value is not of the type, as the end of a sentence that begins with its name: "must be a string, not 5".
+  /// Empty when it is.
   std::string (*problem)(const sqm::JsonValue& value);
 };
 
 extern const Type kText;
-extern const Type kPath;        ///< a text that can name a file
-extern const Type kInteger;     ///< of 64 bits
-extern const Type kUnsigned32;  ///< an integer of 32 bits without a sign
+extern const Type kPath;        ///< a text without a NUL
+extern const Type kInteger;     ///< of 64 bits, signed
+extern const Type kUnsigned32;  ///< an integer of 32 bits, unsigned
 extern const Type kNumber;
-extern const Type kSeconds;  ///< a number that is not negative
-extern const Type kParams;   ///< an object of session parameters, by decimal keys
-extern const Type kEntry;    ///< of a diagnostics array: a text or an object
-extern const Type kEntries;  ///< a list of them
+extern const Type kSeconds;  ///< a number, 0 or more
+extern const Type kParams;   ///< session parameters: an object with decimal keys
+extern const Type kEntry;    ///< of a diagnostics array: a string or an object
+extern const Type kEntries;  ///< a list of entries
 extern const Type kDisableRules;
 extern const Type kReplaceRules;
 
@@ -41,14 +42,14 @@ constexpr Argument nullable(std::string_view name, const Type& type) { return {n
 constexpr Argument optional(std::string_view name, const Type& type) { return {name, &type, true, false}; }
 constexpr Argument optionalNullable(std::string_view name, const Type& type) { return {name, &type, true, true}; }
 
-/// What is wrong with the members of an object, other than the one called `besides`; empty when nothing is.
+/// Why the members of an object do not fit `arguments`; empty when they do. The member `ignored` is not checked.
 std::string problemWith(const sqm::JsonObject& members, std::span<const Argument> arguments,
-                        std::string_view besides = {});
+                        std::string_view ignored = {});
 
-/// The decimal number that a text is; nothing when it is none, or needs more than 64 bits.
+/// The number that a decimal text stands for; nothing for any other text and beyond 64 bits.
 std::optional<std::int64_t> integerOf(std::string_view digits);
 
-/// The members of an object that has been checked, by name and type. A member that is null reads like one left out.
+/// Reads the members of an object that `problemWith` has accepted. A null member reads like an absent one.
 class Arguments {
  public:
   explicit Arguments(const sqm::JsonObject& members) : members_(members) {}

@@ -1,4 +1,4 @@
-// The diagnostics record, the process's one.
+// The operations of the diagnostics record that the process shares.
 
 #include <array>
 #include <iterator>
@@ -61,7 +61,7 @@ Result set(Player& player, const Arguments& arguments) {
   return nullptr;
 }
 
-/// Appends to one of the arrays, where there is one.
+/// Appends to one of the arrays, unless it is absent.
 template <const Record::Array& (Record::*array)() const>
 Result append(Player& player, const Arguments& arguments) {
   if (const Record::Array& entries = (player.diagnostics().*array)()) entries->push_back(arguments.value("entry"));

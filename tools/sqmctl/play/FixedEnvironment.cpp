@@ -24,8 +24,8 @@ using sqm::platform::IcuLocale;
 constexpr Date kFirstDate = sys_days(year(1) / 1 / 1);
 constexpr Date kLastDate = sys_days(year(10000) / 1 / 1) - microseconds(1);
 
-/// When a wall clock in the zone shows this time. Of two such moments, as at the end of summer time, the earlier. A
-/// time that no wall clock there shows, as at its beginning, goes by the zone's offset before the change.
+/// The moment of a local time in the zone. A time that occurs twice, as at the end of summer time, means the earlier
+/// moment. A time that does not occur, as at its beginning, is converted with the offset before the change.
 Date momentOf(local_time<microseconds> shown, const IcuDates& dates) {
   const Date asIfGmt(shown.time_since_epoch());
   const auto before = dates.secondsFromGMT(asIfGmt - days(1));
@@ -41,15 +41,15 @@ std::optional<StandingClock> clockAt(const std::optional<std::string>& time, con
   const auto clock = wallClockOf(*time);
   if (!clock) {
     throw Problem(kBadInput, "--time: \"" + *time +
-                                 "\" is no ISO 8601 date and time; it looks like 2026-11-21T10:00:00Z or "
-                                 "2026-11-21T10:00:00+01:00, or, for the wall clock of the zone, 2026-11-21T10:00:00");
+                                 "\" is not an ISO 8601 date and time, such as 2026-11-21T10:00:00Z, "
+                                 "2026-11-21T10:00:00+01:00 or, in the time of the zone, 2026-11-21T10:00:00");
   }
   return StandingClock(clock->aheadOfGmt ? Date(clock->time.time_since_epoch()) - *clock->aheadOfGmt
                                          : momentOf(clock->time, dates));
 }
 
-/// True when the machine's own database has the zone. It is kept up to date, where ICU's is as old as ICU.
-bool isZoneOfMachine(const std::string& name) {
+/// True when the machine's database contains the zone. It is preferred because it is updated more often than ICU's own.
+bool isMachineZone(const std::string& name) {
   const std::filesystem::path inDatabase = std::filesystem::path(name).lexically_normal();
   if (name.empty() || inDatabase.is_absolute() || *inDatabase.begin() == "..") return false;
   std::ifstream file("/usr/share/zoneinfo" / inDatabase, std::ios::binary);
@@ -59,19 +59,19 @@ bool isZoneOfMachine(const std::string& name) {
 
 IcuDates datesOf(const EnvironmentOptions& options) {
   if (!options.zone) return {};
-  if (isZoneOfMachine(*options.zone)) {
-    ::setenv("TZ", options.zone->c_str(), /*overwrite=*/1);  // NOLINT(concurrency-mt-unsafe): no thread has begun
+  if (isMachineZone(*options.zone)) {
+    ::setenv("TZ", options.zone->c_str(), /*overwrite=*/1);  // NOLINT(concurrency-mt-unsafe): no thread is running yet
     return {};
   }
   if (IcuDates::isZone(*options.zone)) return IcuDates(*options.zone);
-  throw Problem(kBadInput, "--zone: there is no time zone \"" + *options.zone +
-                               "\"; it is called as in the IANA database, as Europe/Berlin or UTC");
+  throw Problem(kBadInput, "--zone: unknown time zone \"" + *options.zone +
+                               "\"; use a name of the IANA database, such as Europe/Berlin or UTC");
 }
 
 }  // namespace
 
 void StandingClock::advance(double seconds) {
-  constexpr double kMostMicroseconds = 4e17;  // more than lies between the first date and the last
+  constexpr double kMostMicroseconds = 4e17;  // more than the range of the clock
   const double wanted = std::clamp(seconds * 1e6, -kMostMicroseconds, kMostMicroseconds);
   date_ = std::clamp(date_ + microseconds(std::llround(wanted)), kFirstDate, kLastDate);
 }
@@ -80,13 +80,13 @@ FixedEnvironment::FixedEnvironment(const EnvironmentOptions& options)
     : system_(options), dates_(datesOf(options)), clock_(clockAt(options.time, dates_)) {
   if (!options.locale) return;
   if (!IcuLocale::isLocale(*options.locale)) {
-    throw Problem(kBadInput, "--locale: there is no locale \"" + *options.locale +
-                                 "\"; it is a language, or a language and a region, as en_GB");
+    throw Problem(kBadInput, "--locale: unknown locale \"" + *options.locale +
+                                 "\"; use a language, or a language and a region, such as en_GB");
   }
   locale_.emplace(*options.locale);
 }
 
-void FixedEnvironment::putInto(sqm::Host& host) {
+void FixedEnvironment::replaceServicesOf(sqm::Host& host) {
   host.utilities = &system_;
   host.dates = &dates_;
   if (locale_) host.locale = &*locale_;

@@ -11,16 +11,16 @@
 
 namespace sqmctl::play {
 
-/// What the user wants the environment to report in place of the machine's own. Absent: the machine's own.
+/// The values that replace the machine's own. An absent value does not replace anything.
 struct EnvironmentOptions {
-  std::optional<std::string> locale;     ///< an identifier, as "en_GB"
+  std::optional<std::string> locale;     ///< an identifier, such as "en_GB"
   std::optional<std::string> os;         ///< the operating system's name
-  std::optional<std::string> osVersion;  ///< and version
-  std::optional<std::string> time;       ///< where the clock stands, as ISO 8601; without an offset: in the zone
-  std::optional<std::string> zone;       ///< by its name in the IANA database
+  std::optional<std::string> osVersion;  ///< the operating system's version
+  std::optional<std::string> time;       ///< the time of a standing clock, in ISO 8601; in `zone` when it has no offset
+  std::optional<std::string> zone;       ///< a name of the IANA database
 };
 
-/// A clock that stands still between the years 1 and 9999.
+/// A clock that only `advance` moves, within the years 1 to 9999.
 class StandingClock : public sqm::Clock {
  public:
   explicit StandingClock(sqm::Date date) : date_(date) {}
@@ -30,25 +30,26 @@ class StandingClock : public sqm::Clock {
   }
   sqm::Date date() const override { return date_; }
 
-  /// Moves it on, or back; no further than it goes.
+  /// Moves the clock forward, or back by a negative number. It stops at the limits of its range.
   void advance(double seconds);
 
  private:
   sqm::Date date_;
 };
 
-/// The services that report what the options fix.
+/// The services that return the values of the options.
 class FixedEnvironment {
  public:
-  /// Throws Problem for what is no locale, zone or time. A zone becomes this process's own: before any thread begins.
+  /// Throws Problem for an invalid locale, zone or time. The zone becomes the zone of the process, so this must be
+  /// called before a thread is started.
   explicit FixedEnvironment(const EnvironmentOptions& options);
   FixedEnvironment(const FixedEnvironment&) = delete;
   FixedEnvironment& operator=(const FixedEnvironment&) = delete;
 
-  /// Puts them in the place of the host's own, and must then outlive it.
-  void putInto(sqm::Host& host);
+  /// Replaces the host's own services. This object must then outlive the host.
+  void replaceServicesOf(sqm::Host& host);
 
-  /// Null where the machine's clock runs.
+  /// Null when the machine's clock is used.
   StandingClock* clock() { return clock_ ? &*clock_ : nullptr; }
 
  private:

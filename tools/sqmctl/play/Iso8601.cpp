@@ -10,7 +10,7 @@ using namespace std::chrono;
 
 bool isDigit(char c) { return c >= '0' && c <= '9'; }
 
-/// Takes what it recognises off the front of a text.
+/// Reads a text from the front and removes what it has read.
 class Reader {
  public:
   explicit Reader(std::string_view text) : rest_(text) {}
@@ -24,7 +24,7 @@ class Reader {
     return true;
   }
 
-  /// A number of exactly so many digits, up to `highest`.
+  /// A number of exactly `digits` digits, at most `highest`.
   std::optional<int> number(std::size_t digits, int highest) {
     if (rest_.size() < digits) return std::nullopt;
     int value = 0;
@@ -37,7 +37,7 @@ class Reader {
     return value;
   }
 
-  /// The digits of a fraction as microseconds; further ones count for nothing.
+  /// The digits of a fraction, as microseconds. Digits after the sixth are ignored.
   std::optional<microseconds> fraction() {
     if (!isDigit(next())) return std::nullopt;
     microseconds value{0};
@@ -52,7 +52,7 @@ class Reader {
   std::string_view rest_;
 };
 
-/// "+01:00", "+0100" or "+01", without the sign.
+/// "01:00", "0100" or "01".
 std::optional<seconds> offset(Reader& reader) {
   const auto hour = reader.number(2, 23);
   if (!hour) return std::nullopt;

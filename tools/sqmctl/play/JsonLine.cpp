@@ -22,7 +22,7 @@ using sqm::JsonLiteral;
 using sqm::JsonObject;
 using sqm::JsonValue;
 
-/// What the parser says is wrong, without its name and number for it, and without what it has read.
+/// The parser's message without its error number and without the text that it has read.
 std::string reasonOf(const json::exception& problem) {
   std::string_view text = problem.what();
   for (const std::string_view mark : {"] ", " - "}) {
@@ -32,8 +32,8 @@ std::string reasonOf(const json::exception& problem) {
   return std::string(text.substr(0, std::min(text.find("; last read"), text.find(" parsing '"))));
 }
 
-/// Builds the object while the parser goes through the line. The parser itself keeps its open objects and lists in a
-/// list, not on the stack, so only what is built here has to be limited in depth.
+/// Builds the object from the parser's events. The parser does not recurse, so only the values built here need a limit
+/// of their depth.
 class Builder final : public json::json_sax_t {
  public:
   std::string& fault() { return fault_; }
@@ -45,7 +45,7 @@ class Builder final : public json::json_sax_t {
   bool number_unsigned(std::uint64_t value) override { return literal(std::to_string(value)); }
   bool number_float(double /*value*/, const std::string& digits) override { return literal(digits); }
   bool string(std::string& value) override { return add(std::move(value)) != nullptr; }
-  bool binary(json::binary_t& /*value*/) override { return false; }  // there is none in JSON text
+  bool binary(json::binary_t& /*value*/) override { return false; }  // does not occur in JSON text
   bool key(std::string& value) override {
     key_ = std::move(value);
     return true;
@@ -70,7 +70,7 @@ class Builder final : public json::json_sax_t {
 
   bool literal(std::string text) { return add(JsonLiteral{std::move(text)}) != nullptr; }
 
-  /// Puts a value where it belongs; null when there is no place for it.
+  /// Adds a value to the innermost open object or list. Returns it, or null when none is open.
   JsonValue* add(JsonValue value) {
     if (open_.empty()) {
       fail("not a JSON object, but " + shown(value));
@@ -81,10 +81,10 @@ class Builder final : public json::json_sax_t {
     return &members.emplace_back(sqm::JsonMember{std::move(key_), std::move(value)}).value;
   }
 
-  /// The containers that are open do not grow until this one is closed, so its address holds.
+  /// The address of the added container stays valid: its parents do not grow before it is closed.
   bool open(JsonValue container) {
     if (open_.size() == kDeepestNesting) {
-      return fail("nested too deep: at most " + std::to_string(kDeepestNesting) + " objects and lists in each other");
+      return fail("nested too deeply: more than " + std::to_string(kDeepestNesting) + " levels of objects and lists");
     }
     JsonValue* const added = add(std::move(container));
     if (added != nullptr) open_.push_back(added);
@@ -102,7 +102,7 @@ class Builder final : public json::json_sax_t {
     for (const auto& member : members) keys.push_back(member.key);
     std::sort(keys.begin(), keys.end());
     const auto twice = std::adjacent_find(keys.begin(), keys.end());
-    return twice == keys.end() || fail("the key " + shownText(*twice) + " stands twice in one object");
+    return twice == keys.end() || fail("duplicate key " + shownText(*twice) + " in one object");
   }
 
   JsonValue root_ = JsonObject{};
@@ -111,12 +111,12 @@ class Builder final : public json::json_sax_t {
   std::string fault_;
 };
 
-/// What the parser would take for the end of the text, or pass over, or replace.
+/// The faults that the parser does not detect.
 std::string faultInBytes(std::string_view line) {
   if (line.starts_with("\xEF\xBB\xBF")) return "a byte-order mark; only the file may begin with one";
   const std::size_t nul = line.find('\0');
   if (nul != std::string_view::npos)
-    return "a NUL at byte " + std::to_string(nul + 1) + "; in a text it is written \\u0000";
+    return "a NUL at byte " + std::to_string(nul + 1) + "; in a string it is written \\u0000";
   if (!sqm::isWellFormedUtf8(line)) return "not well-formed UTF-8";
   return "";
 }

@@ -8,16 +8,16 @@
 
 namespace sqmctl::play {
 
-/// Objects and lists inside each other, in one line, the line's own object included.
+/// The most levels of objects and lists in a line, its own object included.
 inline constexpr std::size_t kDeepestNesting = 100;
 
-/// What keeps a line from being read, for the user.
+/// Why a line cannot be read, for the user.
 struct Fault {
   std::string text;
 };
 
-/// Reads a line that holds one JSON object and nothing else. Its keys keep their order. Numbers keep their digits;
-/// those of more than 64 bits or out of a double's range included, which are the reader's to judge.
+/// Parses a line that consists of one JSON object. The keys keep their order, and the numbers keep their digits.
+/// Numbers of more than 64 bits are accepted here; the types of the arguments reject them.
 std::variant<sqm::JsonObject, Fault> objectOf(std::string_view line);
 
 }  // namespace sqmctl::play

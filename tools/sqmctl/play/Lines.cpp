@@ -25,8 +25,8 @@ std::string lastReason() { return std::generic_category().message(errno); }
   throw Problem(kBadInput, "cannot read " + (file == "-" ? "standard input" : file) + ": " + reason);
 }
 
-[[noreturn]] void cannotSpool(const std::string& reason) {
-  throw Problem(kFailure, "cannot keep the scenario in a temporary file: " + reason);
+[[noreturn]] void cannotCopy(const std::string& reason) {
+  throw Problem(kFailure, "cannot copy the scenario to a temporary file: " + reason);
 }
 
 std::size_t readSome(int descriptor, std::string& buffer, const std::string& file) {
@@ -40,18 +40,18 @@ std::size_t readSome(int descriptor, std::string& buffer, const std::string& fil
 void writeAll(int descriptor, std::string_view bytes) {
   while (!bytes.empty()) {
     const ssize_t count = ::write(descriptor, bytes.data(), bytes.size());
-    if (count < 0 && errno != EINTR) cannotSpool(lastReason());
+    if (count < 0 && errno != EINTR) cannotCopy(lastReason());
     if (count > 0) bytes.remove_prefix(static_cast<std::size_t>(count));
   }
 }
 
-int makeNamelessFile() {
+int createNamelessFile() {
   std::error_code error;
   const std::filesystem::path folder = std::filesystem::temp_directory_path(error);
-  if (error) cannotSpool("there is no folder for it, as TMPDIR should name one: " + error.message());
+  if (error) cannotCopy("no temporary folder; set TMPDIR: " + error.message());
   std::string path = (folder / "sqmctl-XXXXXX").string();
   const int descriptor = ::mkostemp(path.data(), O_CLOEXEC);
-  if (descriptor < 0) cannotSpool(path + ": " + lastReason());
+  if (descriptor < 0) cannotCopy(path + ": " + lastReason());
   ::unlink(path.c_str());
   return descriptor;
 }
@@ -70,7 +70,7 @@ Lines::Lines(std::string file) : file_(std::move(file)), buffer_(kChunk, '\0') {
   descriptor_ = -1;
   try {
     const std::size_t first = readSome(source, buffer_, file_);
-    descriptor_ = makeNamelessFile();
+    descriptor_ = createNamelessFile();
     for (std::size_t count = first; count > 0; count = readSome(source, buffer_, file_)) {
       writeAll(descriptor_, std::string_view(buffer_).substr(0, count));
     }

@@ -6,30 +6,31 @@
 
 namespace sqmctl::play {
 
-/// The lines of a file, or of standard input, one after another and as often as wanted. What cannot be read twice, as a
-/// pipe, is copied first, into a temporary file that has no name.
+/// Reads the lines of a file or of standard input, as often as needed. Input that cannot be read twice, such as a pipe,
+/// is first copied to a temporary file without a name. One line at a time is in memory.
 ///
-/// One line is in memory at a time. Throws Problem, bad input, where the file cannot be read.
+/// Failure: throws Problem (bad input) when the file cannot be read.
 class Lines {
  public:
-  /// Bytes of the longest line.
+  /// The length of the longest line, in bytes.
   static constexpr std::size_t kLongest = std::size_t{64} << 20;
 
-  /// Opens `file`; "-" is standard input.
+  /// Opens `file`; "-" means standard input.
   explicit Lines(std::string file);
   Lines(const Lines&) = delete;
   Lines& operator=(const Lines&) = delete;
   ~Lines();
 
-  /// Goes to the next line; false when there is none.
+  /// Reads the next line. Returns false when there is none.
   bool next();
 
-  /// Goes back to before the first line.
+  /// Makes the first line the next one.
   void rewind();
 
   std::size_t number() const { return number_; }
 
-  /// The line, without its line feed, nor the byte-order mark that the file may begin with. Empty when it is too long.
+  /// The line without its line feed and without the byte-order mark at the beginning of the file. Empty when the line
+  /// is too long.
   std::string_view text() const;
   bool isTooLong() const { return isTooLong_; }
 

@@ -1,4 +1,4 @@
-// The main path: one manager for the whole run.
+// The operations of the manager. One manager serves the whole run, until `restart`.
 
 #include <optional>
 #include <utility>
@@ -43,7 +43,7 @@ SQMSessionParams paramsOf(const JsonObject& values) {
   for (const auto& [key, value] : values) {
     const std::int64_t number = integerOf(key).value();
     const auto* literal = std::get_if<sqm::JsonLiteral>(&value);
-    const auto integer = literal == nullptr ? std::nullopt : integerOf(literal->text);  // nothing: it is null
+    const auto integer = literal == nullptr ? std::nullopt : integerOf(literal->text);  // nothing for null
     if (literal == nullptr) {
       params.setStringValue(std::get<std::string>(value), number);
     } else if (integer) {
@@ -67,7 +67,7 @@ Result upload(Player& player, const Arguments& arguments) {
   return {{"notifications", player.upload(timeoutOf(arguments))}};
 }
 
-/// The rules of one of the filter's two lists. A list that is left out is empty.
+/// The rules of one of the filter's two lists, which is empty when it is absent.
 template <typename Rule>
 std::vector<Rule> rulesOf(const sqm::JsonArray* list) {
   std::vector<Rule> rules;

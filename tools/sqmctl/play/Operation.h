@@ -12,8 +12,7 @@ namespace sqmctl::play {
 
 using Result = nlohmann::ordered_json;
 
-/// One operation of the language: what a scenario calls it, what it takes, what it does. Its arguments have been
-/// checked when it runs.
+/// One operation of the scenario language. `run` is called with arguments that have been checked.
 struct Operation {
   enum class Needs { nothing, standingClock };
 
@@ -23,13 +22,13 @@ struct Operation {
   Needs needs = Needs::nothing;
 };
 
-// The operations, by what they drive.
+// The operations, by the class that they call.
 std::span<const Operation> managerOperations();
 std::span<const Operation> collectorOperations();
 std::span<const Operation> queueOperations();
 std::span<const Operation> diagnosticsOperations();
 
-/// How long an upload may take, where the scenario does not say.
+/// The time limit of an upload for which the scenario sets none, in seconds.
 inline constexpr double kDefaultTimeout = 60;
 inline constexpr Argument kTimeout = optional("timeoutSeconds", kSeconds);
 

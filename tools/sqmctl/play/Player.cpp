@@ -23,11 +23,9 @@ namespace {
 using namespace std::chrono_literals;
 using std::chrono::milliseconds;
 
-constexpr int kQueueLogLevel = 2;
-
 [[noreturn]] void fail(const std::string& what) { throw Problem(kFailure, what); }
 
-/// As long as it may be: more than a year is no different from it.
+/// The time limit. More than a year is treated as a year.
 milliseconds limitOf(double seconds) {
   constexpr double kLongest = 366.0 * 24 * 60 * 60;
   return milliseconds(std::llround(std::clamp(seconds, 0.0, kLongest) * 1e3));
@@ -54,7 +52,7 @@ Player::Player(const std::string& homeDirectory, const std::string& resourceDire
       host_(optionsWith(homeDirectory, resourceDirectory)),
       transactions_(*host_.httpTransactions),
       collector_(host_) {
-  environment_.putInto(host_);
+  environment_.replaceServicesOf(host_);
   host_.httpTransactions = &transactions_;
   sqm::Host::install(host_);
 
@@ -70,31 +68,31 @@ Player::Player(const std::string& homeDirectory, const std::string& resourceDire
   }
   uploader_ = sqm::SQMUploader::create(host_);
   if (!uploader_) fail("cannot write logs below " + host_.configuration->homeDirectory() + "/Library/Logs");
-  makeManager();
+  createManager();
 }
 
 Player::~Player() {
   if (queue_ != nullptr) queue_->setLogfile(nullptr);
 }
 
-void Player::makeManager() {
+void Player::createManager() {
   manager_ = std::make_unique<sqm::SQMManager>(host_);
   managerTransaction_ = transactions_.last();
 }
 
 void Player::restart() {
-  manager_.reset();  // which writes what the new one reads
-  makeManager();
+  manager_.reset();  // writes the lists that the new manager reads
+  createManager();
 }
 
 sqm::SQMDiagnosticsRecord& Player::diagnostics() { return *sqm::SQMDiagnosticsRecord::sharedSQMDiagnosticsRecord(); }
 
-/// Made when it is first asked for: it reads the archive then.
+/// Created by the first call, which reads the archive.
 sqm::QFRecordUploader& Player::queue() {
   if (queue_ == nullptr) {
     queue_ = sqm::QFRecordUploader::sharedQFRecordUploader();
     queueTransaction_ = transactions_.last();
-    queueLog_ = host_.logFiles->initWithFile("UploadData.log", kQueueLogLevel);
+    queueLog_ = host_.logFiles->initWithFile("UploadData.log", sqm::kLogLevel);
     queue_->setLogfile(queueLog_.get());
   }
   return *queue_;
@@ -130,13 +128,13 @@ Player::Names Player::uploadQueue(double timeoutSeconds) {
   return finish(timeoutSeconds, [this] { queueTransaction_->abortTransaction(); });
 }
 
-Player::Names Player::finish(double timeoutSeconds, const std::function<void()>& giveUp) {
-  constexpr milliseconds kAnswerToAbort = 100ms;
+Player::Names Player::finish(double timeoutSeconds, const std::function<void()>& abort) {
+  constexpr milliseconds kAbortTime = 100ms;
   bool isIdle = host_.runUntilIdle(limitOf(timeoutSeconds));
-  // An answer that came in the meantime may have begun the next request.
+  // A response that arrived meanwhile may have started the next request.
   while (!isIdle) {
-    giveUp();
-    isIdle = host_.runUntilIdle(kAnswerToAbort);
+    abort();
+    isIdle = host_.runUntilIdle(kAbortTime);
   }
   return std::exchange(notifications_, {});
 }

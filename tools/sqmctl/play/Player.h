@@ -21,12 +21,12 @@
 
 namespace sqmctl::play {
 
-/// The host application of a scenario: the objects of the library that its operations drive.
+/// The host application of a scenario. Owns the objects of the library that the operations call.
 ///
-/// Failure: throws Problem where the scenario cannot go on, as when the home directory cannot be written.
+/// Failure: throws Problem when the scenario cannot continue, for example when the home directory is not writable.
 class Player {
  public:
-  /// Empty folders stand for the standard host's own.
+  /// An empty folder means the default of the standard host.
   Player(const std::string& homeDirectory, const std::string& resourceDirectory, FixedEnvironment& environment);
   Player(const Player&) = delete;
   Player& operator=(const Player&) = delete;
@@ -43,21 +43,21 @@ class Player {
   void restart();
   void setClientTimeStamp(std::optional<std::string_view> value);
 
-  /// A path as a scenario has it: absolute, or relative to the home directory.
+  /// The path that a scenario gives as an absolute one or relative to the home directory.
   std::string pathOf(const std::string& path) const;
   void makeFolder(const std::string& path) const;
 
-  // Each starts an upload, and runs the loop until no request is under way or the time is up. What is under way then is
-  // given up: an abort, which nobody is told of and which leaves what was to be sent where it is. So nothing is left of
-  // an upload when the next operation begins. Each gives the names of the notifications that were posted meanwhile.
+  // Each function starts an upload and runs the loop until no request is active or the time limit is reached. It then
+  // aborts an active request, without a notification: the data stays stored. Nothing of an upload is active when the
+  // next operation begins. Each returns the names of the notifications that were posted meanwhile.
   using Names = std::vector<std::string>;
   Names upload(double timeoutSeconds);
   Names uploadDirectory(double timeoutSeconds);
   Names uploadQueue(double timeoutSeconds);
 
  private:
-  /// Makes transactions as another factory does, and knows which one was last. The transactions are the other's own,
-  /// since they are the senders of their notifications.
+  /// Creates transactions by another factory and keeps a pointer to the last one. It does not wrap them: they are the
+  /// senders of their notifications.
   class Transactions : public sqm::HttpTransactionFactory {
    public:
     explicit Transactions(sqm::HttpTransactionFactory& real) : real_(real) {}
@@ -69,8 +69,8 @@ class Player {
     sqm::HttpTransaction* last_ = nullptr;
   };
 
-  void makeManager();
-  Names finish(double timeoutSeconds, const std::function<void()>& giveUp);
+  void createManager();
+  Names finish(double timeoutSeconds, const std::function<void()>& abort);
 
   FixedEnvironment& environment_;
   sqm::platform::StandardHost host_;

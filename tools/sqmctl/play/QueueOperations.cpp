@@ -1,4 +1,4 @@
-// The upload queue that survives restarts.
+// The operations of the upload queue.
 
 #include "tools/sqmctl/play/Operation.h"
 

@@ -6,8 +6,8 @@
 
 namespace sqmctl::play {
 
-/// Writes the line of one operation on standard output, by one call, so that who reads it sees it at once. Throws
-/// Problem, a failure, when nobody takes it.
+/// Writes the result line of one operation to standard output, unbuffered, so that its reader can follow the run.
+/// Throws Problem (failure) when the line cannot be written.
 void writeResult(std::size_t line, std::string_view operation, Result result);
 
 }  // namespace sqmctl::play

@@ -18,7 +18,7 @@ std::array<std::span<const Operation>, 4> allOperations() {
   return {managerOperations(), collectorOperations(), queueOperations(), diagnosticsOperations()};
 }
 
-const Operation* operationCalled(std::string_view name) {
+const Operation* operationNamed(std::string_view name) {
   for (const auto operations : allOperations()) {
     const auto found =
         std::find_if(operations.begin(), operations.end(), [&](const Operation& each) { return each.name == name; });
@@ -45,7 +45,7 @@ bool isComment(std::string_view line) {
 std::optional<Step> Scenario::next() {
   while (lines_.next()) {
     if (lines_.isTooLong()) {
-      return Step{.fault = "longer than " + std::to_string(Lines::kLongest >> 20) + " MiB, the longest a line may be"};
+      return Step{.fault = "longer than " + std::to_string(Lines::kLongest >> 20) + " MiB, the limit of a line"};
     }
     if (!isComment(lines_.text())) return stepOf(lines_.text());
   }
@@ -59,15 +59,15 @@ Step Scenario::stepOf(std::string_view line) const {
   const auto member = std::find_if(step.arguments.begin(), step.arguments.end(),
                                    [](const sqm::JsonMember& each) { return each.key == kDo; });
   if (member == step.arguments.end()) {
-    step.fault = R"("do" is missing: the operation, as in {"do":"save"})";
+    step.fault = R"("do" is missing: the name of the operation, as in {"do":"save"})";
     return step;
   }
   const auto* name = std::get_if<std::string>(&member->value);
-  step.operation = name == nullptr ? nullptr : operationCalled(*name);
+  step.operation = name == nullptr ? nullptr : operationNamed(*name);
   if (step.operation == nullptr) {
-    step.fault = "there is no operation " + shown(member->value) + "; there is: " + namesOfOperations();
+    step.fault = "unknown operation " + shown(member->value) + "; the operations are: " + namesOfOperations();
   } else if (step.operation->needs == Operation::Needs::standingClock && !hasStandingClock_) {
-    step.fault = *name + ": the clock stands still only with the option --time";
+    step.fault = *name + ": the clock can be moved only with the option --time";
   } else if (std::string problem = problemWith(step.arguments, step.operation->arguments, kDo); !problem.empty()) {
     step.fault = *name + ": " + problem;
   }

@@ -12,24 +12,24 @@
 
 namespace sqmctl::play {
 
-/// One line of a scenario: an operation and its arguments, or what is wrong with it.
+/// One line of a scenario: an operation and its arguments, or the line's fault.
 struct Step {
   const Operation* operation = nullptr;
   sqm::JsonObject arguments{};
   std::string fault{};  ///< empty: none
 };
 
-/// Reads a scenario, step by step, and checks each on the way.
+/// Reads and checks a scenario step by step.
 class Scenario {
  public:
-  /// `file` as in Lines. Without a clock that stands, `advance` is a fault.
+  /// `file` as in `Lines`. Without a standing clock the operation `advance` is a fault.
   Scenario(const std::string& file, bool hasStandingClock) : lines_(file), hasStandingClock_(hasStandingClock) {}
 
-  /// The next step; nothing when there are no more. Blank lines and comments are passed over.
+  /// The next step; nothing at the end. Skips blank lines and comments.
   std::optional<Step> next();
   void rewind() { lines_.rewind(); }
 
-  /// The number of the step's line.
+  /// The line number of the step.
   std::size_t line() const { return lines_.number(); }
 
  private:

@@ -4,6 +4,8 @@
 
 #include <nlohmann/json.hpp>
 
+#include "sqm/common/internal/Utf8.h"
+
 namespace sqmctl::play {
 
 namespace {
@@ -16,9 +18,8 @@ constexpr std::string_view kEllipsis = "...";
 std::string shownText(std::string_view text) {
   using Json = nlohmann::json;
   constexpr int kCompact = -1;
-  // A character that is cut through is left out.
-  const std::string whole =
-      Json(std::string(text.substr(0, kLongest))).dump(kCompact, ' ', false, Json::error_handler_t::ignore);
+  const std::string_view shownPart = text.substr(0, sqm::utf8PrefixLength(text, kLongest));
+  const std::string whole = Json(shownPart).dump(kCompact, ' ', false, Json::error_handler_t::ignore);
   return text.size() > kLongest ? whole.substr(0, whole.size() - 1).append(kEllipsis).append("\"") : whole;
 }
 

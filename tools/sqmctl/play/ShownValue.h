@@ -7,10 +7,10 @@
 
 namespace sqmctl::play {
 
-/// A text as a message shows it: in quotes, on one line, and not all of it when it is long.
+/// A text for a message: in quotes, on one line, and shortened when it is long.
 std::string shownText(std::string_view text);
 
-/// A value as a message shows it: what it is, or, of an object or a list, that it is one.
+/// A value for a message. An object or a list is shown by its type only.
 std::string shown(const sqm::JsonValue& value);
 
 }  // namespace sqmctl::play

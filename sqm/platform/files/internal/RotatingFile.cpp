@@ -17,32 +17,32 @@ std::error_code RotatingFile::openWith(int flags) {
   return problem;
 }
 
-void RotatingFile::look() {
-  struct ::stat there {};
-  const struct ::stat& ours = file_.status();
-  const bool isOurs = file_.isOpen() && operations_.stat(path_, there) == 0 && there.st_dev == ours.st_dev &&
-                      there.st_ino == ours.st_ino;
-  if (isOurs) {
-    size_ = static_cast<std::size_t>(there.st_size);
+void RotatingFile::reopenIfGone() {
+  struct ::stat atPath {};
+  const struct ::stat& opened = file_.status();
+  const bool isSameFile = file_.isOpen() && operations_.stat(path_, atPath) == 0 && atPath.st_dev == opened.st_dev &&
+                          atPath.st_ino == opened.st_ino;
+  if (isSameFile) {
+    size_ = static_cast<std::size_t>(atPath.st_size);
   } else {
     open();
   }
 }
 
 void RotatingFile::append(std::string_view line) {
-  if (!file_.isOpen()) look();
+  if (!file_.isOpen()) reopenIfGone();
   if (isFullFor(line)) {
-    look();
+    reopenIfGone();
     if (isFullFor(line)) rotate();
   }
   if (!file_.isOpen()) return;
-  // What a line left behind that was cut, by a full disk perhaps, stays a line of its own.
-  if (isCut_ && writeAll(operations_, file_.descriptor(), "\n")) return;
-  isCut_ = false;
+  // A line that could be written only in part, as on a full disk, is ended before the next one.
+  if (endsWithinLine_ && writeAll(operations_, file_.descriptor(), "\n")) return;
+  endsWithinLine_ = false;
   const std::size_t before = size_;
   if (writeAll(operations_, file_.descriptor(), line)) {
-    look();
-    isCut_ = size_ > before;
+    reopenIfGone();
+    endsWithinLine_ = size_ > before;
   } else {
     size_ += line.size();
   }
@@ -53,7 +53,7 @@ void RotatingFile::rotate() {
   for (std::size_t number = files_ - 1; number > 0; --number) {
     isMoved = operations_.rename(name(number - 1), name(number)) == 0;
   }
-  // A file that cannot be moved out of the way is emptied: the limit holds.
+  // A file that cannot be renamed is emptied, so that it does not exceed the limit.
   openWith(isMoved ? 0 : O_TRUNC);
 }
 

@@ -11,28 +11,28 @@
 
 namespace sqm::platform {
 
-/// A file that lines are added to and that does not grow beyond a size: it then becomes "NAME.1", an earlier "NAME.1"
-/// becomes "NAME.2", and so on, and the oldest goes.
+/// A file of lines with a size limit. A full file is renamed to "NAME.1", an earlier "NAME.1" to "NAME.2", and so on;
+/// the oldest is deleted.
 ///
-/// Other processes may add to the same file, rotate or delete it; `look` finds that out.
+/// Other processes may append to the same file, rotate it or delete it.
 ///
 /// Threading: one thread at a time.
 class RotatingFile {
  public:
-  /// `files`: how many there are at most, the growing one included; none means one.
+  /// `files`: the largest number of files, the growing one included; 0 means 1.
   RotatingFile(FileOperations& operations, std::string path, std::size_t sizeLimit, std::size_t files)
       : operations_(operations),
         path_(std::move(path)),
         sizeLimit_(sizeLimit),
         files_(std::max<std::size_t>(files, 1)) {}
 
-  /// Opens or makes the file, and the folders above it.
+  /// Opens the file; creates it, and the folders above it, where they are missing.
   std::error_code open();
 
-  /// Sees what became of the file, and makes it anew when it is gone. To look before each line would double its cost.
-  void look();
+  /// Opens the file again when its name no longer leads to the open one; otherwise reads its size again.
+  void reopenIfGone();
 
-  /// Adds the line with a single call of the system. What cannot be written is lost.
+  /// Appends the line with a single system call. A line that cannot be written is lost.
   void append(std::string_view line);
 
  private:
@@ -47,7 +47,7 @@ class RotatingFile {
   std::size_t files_;
   File file_;
   std::size_t size_ = 0;
-  bool isCut_ = false;  // the file ends within a line
+  bool endsWithinLine_ = false;
 };
 
 }  // namespace sqm::platform
