@@ -5,6 +5,8 @@
 #include <memory>
 #include <zlib.h>
 
+#include <nlohmann/json.hpp>
+
 #include "tools/sqmctl/Command.h"
 #include "tools/support/Base64.h"
 #include "tools/support/Characters.h"

@@ -1,5 +1,7 @@
 // The upload queue that survives restarts.
 
+#include <nlohmann/json.hpp>
+
 #include "tools/sqmctl/play/Operation.h"
 
 namespace sqmctl::play {
