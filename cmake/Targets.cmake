@@ -24,10 +24,12 @@ function(sqm_library name)
     $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}> $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
   target_compile_features(sqm_${name} PUBLIC cxx_std_20)
   target_link_libraries(sqm_${name} PRIVATE $<BUILD_INTERFACE:sqm_build_options>)
+  add_dependencies(programs sqm_${name})
 endfunction()
 
 # sqm_program(<name> <source>...): a program in build/<preset>/bin that uses the library.
 function(sqm_program name)
   add_executable(${name} ${ARGN})
   target_link_libraries(${name} PRIVATE sqm::sqm sqm_build_options)
+  add_dependencies(programs ${name})
 endfunction()

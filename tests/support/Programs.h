@@ -1,137 +1,55 @@
 #pragma once
 
-#include <array>
-#include <cstdlib>
-#include <fcntl.h>
-#include <pty.h>
 #include <string>
 #include <string_view>
-#include <sys/wait.h>
-#include <termios.h>
-#include <unistd.h>
+#include <sys/types.h>
 #include <vector>
-
-#include <gtest/gtest.h>
 
 #include "tests/support/Paths.h"
 #include "tests/support/TemporaryFolder.h"
 #include "tools/support/Process.h"
 
-/// Where the programs of this build lie.
+/// The folder of this build's programs.
 inline const std::string kPrograms = paths::kPrograms;
 
-/// What a program did, from the outside.
+/// The result of a program.
 struct Outcome {
   int status = -1;  ///< exit status, or 128 and the number of the signal that killed it
   std::string out;
   std::string err;
 };
 
-/// The program's process, with these descriptors as its standard input, output and error; below 0 when there is none.
-inline pid_t startProgram(std::vector<std::string> arguments, int in, int out, int err) {
-  std::vector<char*> argv;
-  argv.reserve(arguments.size() + 1);
-  for (std::string& argument : arguments) argv.push_back(argument.data());
-  argv.push_back(nullptr);
-  const pid_t child = ::fork();
-  if (child == 0) {
-    ::dup2(in, STDIN_FILENO);
-    ::dup2(out, STDOUT_FILENO);
-    ::dup2(err, STDERR_FILENO);
-    // As the user that the test stands for, and wholly so; the program is found as the user that the test runs as, for
-    // the other may not enter the folder of the build.
-    const uid_t user = ::geteuid();
-    (void)::seteuid(::getuid());
-    const int program = ::open(argv.front(), O_PATH | O_CLOEXEC);
-    (void)::setreuid(user, user);
-    ::fexecve(program, argv.data(), environ);
-    ::_exit(127);
-  }
-  if (child < 0) ADD_FAILURE() << "cannot run " << arguments.front();
-  return child;
-}
+/// Starts a program with these descriptors as its standard input, output and error. Returns its process, or a number
+/// below 0 when there is none.
+pid_t startProgram(std::vector<std::string> arguments, int in, int out, int err);
 
-/// Waits for the program's end: its exit status, or 128 and the number of the signal that killed it.
-inline int endOf(pid_t child) {
-  int status = 0;
-  if (child < 0 || ::waitpid(child, &status, 0) != child) return -1;
-  return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-}
+/// Waits for the end of a program. Returns its exit status, or 128 and the number of the signal that killed it.
+int endOf(pid_t child);
 
 /// Runs a program to its end, with `input` as its standard input.
-inline Outcome runProgram(const std::vector<std::string>& arguments, std::string_view input = "") {
-  const TemporaryFolder folder;
-  putContent(folder / "in", input);
-  const int in = ::open((folder / "in").c_str(), O_RDONLY | O_CLOEXEC);
-  const int out = ::open((folder / "out").c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
-  const int err = ::open((folder / "err").c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
-  const pid_t child = startProgram(arguments, in, out, err);
-  for (const int descriptor : {in, out, err}) ::close(descriptor);
-  const int status = endOf(child);
-  return {.status = status, .out = contentOf(folder / "out"), .err = contentOf(folder / "err")};
-}
+Outcome runProgram(const std::vector<std::string>& arguments, std::string_view input = "");
 
-/// Runs a program to its end on a terminal of its own, to which both of its outputs go. `out` is what the terminal got.
-/// The terminal does not control the program: a controlling one is hung up, and what it has not got yet lost, when its
-/// program ends.
-inline Outcome runOnTerminal(const std::vector<std::string>& arguments) {
-  int terminal = -1;
-  int line = -1;
-  if (::openpty(&terminal, &line, nullptr, nullptr, nullptr) != 0) {
-    ADD_FAILURE() << "no terminal to be had";
-    return {};
-  }
-  ::fcntl(terminal, F_SETFD, FD_CLOEXEC);
-  ::fcntl(line, F_SETFD, FD_CLOEXEC);
-  termios settings{};
-  ::tcgetattr(line, &settings);
-  settings.c_oflag &= ~static_cast<tcflag_t>(OPOST);  // a line feed stays one
-  ::tcsetattr(line, TCSANOW, &settings);
-  const pid_t child = startProgram(arguments, line, line, line);
-  ::close(line);
-  Outcome outcome;
-  std::array<char, 4096> buffer{};
-  for (ssize_t got = 0; (got = ::read(terminal, buffer.data(), buffer.size())) > 0;) {
-    outcome.out.append(buffer.data(), static_cast<std::size_t>(got));
-  }
-  ::close(terminal);
-  outcome.status = endOf(child);
-  return outcome;
-}
+/// Runs a program to its end with a terminal as its standard input, output and error. `out` is what was written to the
+/// terminal. The terminal does not control the program: a controlling terminal is hung up when its program ends, and
+/// what was not read by then is lost.
+Outcome runOnTerminal(const std::vector<std::string>& arguments);
 
-/// The collection server, on a port of its own unless one is given.
+/// A running collection server, on a free port unless one is given.
 class Collector {
  public:
-  explicit Collector(const std::vector<std::string>& options = {}, int port = 0)
-      : process_(command(options, port), /*readsOutput=*/true) {
-    address_ = process_.readLine();
-    if (address_.empty()) {
-      ADD_FAILURE() << "the collection server did not start";
-    } else {
-      address_.pop_back();  // the slash at the end
-    }
-  }
+  explicit Collector(const std::vector<std::string>& options = {}, int port = 0);
 
   /// Its address, without a slash at the end.
   const std::string& address() const { return address_; }
 
-  int end() {
-    process_.terminate();
-    return process_.wait();
-  }
+  int port() const;
 
-  void kill() {
-    process_.kill();
-    process_.wait();
-  }
+  /// Asks it to end. Returns its exit status.
+  int end();
+
+  void kill();
 
  private:
-  static std::vector<std::string> command(const std::vector<std::string>& options, int port) {
-    std::vector<std::string> words = {kPrograms + "/sqm-collector", "--port", std::to_string(port), "--quiet"};
-    words.insert(words.end(), options.begin(), options.end());
-    return words;
-  }
-
   tools::Process process_;
   std::string address_;
 };

@@ -25,12 +25,12 @@ class CollectorClient {
       : collector_(options), http_(collector_.address()) {
     http_.set_keep_alive(true);
     http_.set_tcp_nodelay(true);
-    http_.set_read_timeout(250);  // of a server that is built for a sanitizer, on a busy machine
+    http_.set_read_timeout(250);  // seconds: a server built for a sanitizer, on a busy machine
   }
 
   Collector& collector() { return collector_; }
   httplib::Client& http() { return http_; }
-  int port() const { return std::stoi(collector_.address().substr(collector_.address().rfind(':') + 1)); }
+  int port() const { return collector_.port(); }
 
   /// The status of the answer; 0 when there was none.
   int post(const std::string& path, const std::string& body, const std::string& contentType = "text/xml") {
@@ -41,7 +41,7 @@ class CollectorClient {
   nlohmann::json get(const std::string& path) {
     const auto answer = http_.Get(path);
     if (!answer || answer->status != 200) {
-      ADD_FAILURE() << path << " is not told: " << (answer ? answer->body : to_string(answer.error()));
+      ADD_FAILURE() << path << " failed: " << (answer ? answer->body : to_string(answer.error()));
       return {};
     }
     return nlohmann::json::parse(answer->body);
@@ -58,7 +58,7 @@ class CollectorClient {
   httplib::Client http_;
 };
 
-/// A connection whose every byte the test chooses.
+/// A connection on which the test itself writes every byte.
 class RawConnection {
  public:
   explicit RawConnection(int port) : socket_(::socket(AF_INET, SOCK_STREAM, 0)) {
@@ -77,7 +77,7 @@ class RawConnection {
   RawConnection& operator=(const RawConnection&) = delete;
   ~RawConnection() { ::close(socket_); }
 
-  /// False when the other side has gone.
+  /// False when the peer has closed the connection.
   bool send(std::string_view text) const {
     while (!text.empty()) {
       const ssize_t count = ::send(socket_, text.data(), text.size(), MSG_NOSIGNAL);
@@ -90,14 +90,14 @@ class RawConnection {
   /// Nothing more will be sent.
   void finish() const { ::shutdown(socket_, SHUT_WR); }
 
-  /// What has come by the time `text` has; less when the connection ends before.
+  /// Everything received up to and including `text`; less when the connection ends before.
   std::string readUntil(std::string_view text) {
     while (read_.find(text) == std::string::npos && readSome() > 0) {
     }
     return read_;
   }
 
-  /// All that comes until the connection ends.
+  /// Everything received until the connection ends.
   std::string readAll() {
     while (readSome() > 0) {
     }
@@ -113,7 +113,7 @@ class RawConnection {
     const ssize_t count = ::recv(socket_, buffer, sizeof buffer, 0);
     if (count > 0) read_.append(buffer, static_cast<std::size_t>(count));
     if (count < 0) isReset_ = errno == ECONNRESET;
-    if (count < 0 && !isReset_) ADD_FAILURE() << "nothing came for long: " << std::generic_category().message(errno);
+    if (count < 0 && !isReset_) ADD_FAILURE() << "nothing was received: " << std::generic_category().message(errno);
     return count;
   }
 

@@ -1,6 +1,7 @@
 #include "tools/collector/Json.h"
 
 #include <cstddef>
+#include <stdexcept>
 #include <utility>
 
 #include <nlohmann/json.hpp>
@@ -62,6 +63,14 @@ std::string pairsJson(const std::vector<std::pair<std::string, std::string>>& pa
 }
 
 std::string textsJson(const std::vector<std::string>& texts) { return textOf(Json(texts)); }
+
+std::vector<std::string> textsOfJson(std::string_view json) {
+  try {
+    return Json::parse(json).get<std::vector<std::string>>();
+  } catch (const Json::exception&) {
+    throw std::invalid_argument(R"(the body is to be a JSON array of rules, such as ["/sqm:status=500:once"])");
+  }
+}
 
 std::string errorJson(std::string_view error) { return textOf({{"error", error}}); }
 

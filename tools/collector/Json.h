@@ -18,6 +18,9 @@ std::string pairsJson(const std::vector<std::pair<std::string, std::string>>& pa
 /// ["text",…]
 std::string textsJson(const std::vector<std::string>& texts);
 
+/// The texts of a JSON array of them. Throws std::invalid_argument for anything else.
+std::vector<std::string> textsOfJson(std::string_view json);
+
 /// {"error":"…"}
 std::string errorJson(std::string_view error);
 

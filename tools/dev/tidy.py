@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
 """Runs clang-tidy on every source that the named build folders compile, on all cores.
 
-What was found clean is remembered in build/tidy, and looked at again only when the source, a header of the project
-that it includes, its flags or the configuration changed.
+A source that is clean is recorded in build/tidy, and checked again only when the source, a header of the project that it
+includes, its flags or the configuration changed.
 """
 
 import concurrent.futures
@@ -17,7 +17,7 @@ import sys
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 MEMORY = ROOT / "build" / "tidy"
 
-# The flags are GCC's: clang does not know all of its warnings, and gives up sooner on what is computed at compile time.
+# The flags are GCC's: clang does not know all of its warnings, and has a lower limit on compile-time evaluation.
 CLANG_FLAGS = ["-Wno-unknown-warning-option", "-fconstexpr-steps=16777216"]
 
 
@@ -31,6 +31,8 @@ def compilations(folders):
                 continue
             words = shlex.split(entry["command"])
             flags = words[next(i for i, word in enumerate(words) if word.startswith("-")) : words.index("-o")]
+            if "-include" in flags:  # GCC's precompiled header, which clang cannot read; the sources include what they use
+                del flags[flags.index("-include") : flags.index("-include") + 2]
             found.setdefault(source, flags)
     return found
 
@@ -47,8 +49,8 @@ def digest(common, flags, files):
     return whole.hexdigest()
 
 
-def look_at(source, flags, common):
-    """What clang-tidy says about `source`; nothing when it is clean, or is known to be."""
+def findings(source, flags, common):
+    """The output of clang-tidy for `source`; empty when it is clean, or is recorded as clean."""
     memory = MEMORY / (str(source.relative_to(ROOT)).replace("/", "+") + ".json")
     try:
         known = json.loads(memory.read_text(encoding="utf-8"))
@@ -74,10 +76,10 @@ def main():
     found = compilations(sys.argv[1:])
     dirty = 0
     with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
-        for said in pool.map(lambda item: look_at(*item, common), found.items()):
-            if said:
+        for output in pool.map(lambda item: findings(*item, common), found.items()):
+            if output:
                 dirty += 1
-                print(said, flush=True)
+                print(output, flush=True)
     print(f"{len(found)} sources, {dirty} with findings")
     return 1 if dirty or not found else 0
 

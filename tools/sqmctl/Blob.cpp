@@ -5,6 +5,8 @@
 #include <memory>
 #include <zlib.h>
 
+#include <nlohmann/json.hpp>
+
 #include "sqm/common/internal/Base64.h"
 #include "sqm/common/internal/Utf8.h"
 

@@ -1,9 +1,12 @@
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <filesystem>
 #include <stdexcept>
 #include <string>
+
+namespace CLI {
+class App;
+}
 
 namespace sqmctl {
 

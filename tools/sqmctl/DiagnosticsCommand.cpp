@@ -1,6 +1,9 @@
+#include <CLI/CLI.hpp>
 #include <cstdio>
 #include <memory>
 #include <string>
+
+#include <nlohmann/json.hpp>
 
 #include "tools/sqmctl/Blob.h"
 #include "tools/sqmctl/Command.h"

@@ -1,9 +1,12 @@
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cstdio>
 #include <filesystem>
 #include <memory>
 #include <string>
 #include <vector>
+
+#include <nlohmann/json.hpp>
 
 #include "sqm/common/HttpTransaction.h"
 #include "sqm/common/NotificationCenter.h"

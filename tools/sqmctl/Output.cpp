@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include <nlohmann/json.hpp>
+
 #include "sqm/common/internal/Base64.h"
 #include "sqm/common/internal/Utf8.h"
 

@@ -1,3 +1,4 @@
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <array>
 #include <csignal>
@@ -11,6 +12,8 @@
 #include <string>
 #include <unistd.h>
 #include <utility>
+
+#include <nlohmann/json.hpp>
 
 #include "tools/sqmctl/Command.h"
 #include "tools/sqmctl/play/FixedEnvironment.h"

@@ -1,7 +1,10 @@
+#include <CLI/CLI.hpp>
 #include <cstdio>
 #include <memory>
 #include <optional>
 #include <string>
+
+#include <nlohmann/json.hpp>
 
 #include "sqm/queue/QFRecordUploader.h"
 

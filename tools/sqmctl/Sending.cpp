@@ -1,5 +1,6 @@
 #include "tools/sqmctl/Sending.h"
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>

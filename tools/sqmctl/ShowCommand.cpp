@@ -1,9 +1,11 @@
+#include <CLI/CLI.hpp>
 #include <cstdio>
 #include <functional>
 #include <memory>
 #include <string>
 #include <vector>
 
+#include <nlohmann/json.hpp>
 #include <pugixml.hpp>
 
 #include "tools/sqmctl/Command.h"

@@ -1,8 +1,11 @@
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cstdio>
 #include <memory>
 #include <string>
 #include <vector>
+
+#include <nlohmann/json.hpp>
 
 #include "tools/sqmctl/Command.h"
 #include "tools/sqmctl/Output.h"

@@ -1,5 +1,6 @@
 // sqmctl: what the library keeps and what it sends, on the command line. A host like any other.
 
+#include <CLI/CLI.hpp>
 #include <array>
 #include <cstdio>
 #include <exception>

@@ -1,5 +1,7 @@
 // The file-based path: one collector, one uploader; and the clock that it reads.
 
+#include <nlohmann/json.hpp>
+
 #include "tools/sqmctl/play/Operation.h"
 
 namespace sqmctl::play {

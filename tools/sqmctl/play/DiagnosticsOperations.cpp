@@ -4,6 +4,8 @@
 #include <iterator>
 #include <memory>
 
+#include <nlohmann/json.hpp>
+
 #include "tools/sqmctl/play/Operation.h"
 
 namespace sqmctl::play {

@@ -4,6 +4,8 @@
 #include <utility>
 #include <vector>
 
+#include <nlohmann/json.hpp>
+
 #include "sqm/manager/SQMSessionParams.h"
 #include "sqm/platform/RuleFilter.h"
 

@@ -3,7 +3,7 @@
 #include <span>
 #include <string_view>
 
-#include <nlohmann/json.hpp>
+#include <nlohmann/json_fwd.hpp>
 
 #include "tools/sqmctl/play/Arguments.h"
 #include "tools/sqmctl/play/Player.h"

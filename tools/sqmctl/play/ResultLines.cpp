@@ -6,6 +6,8 @@
 #include <unistd.h>
 #include <utility>
 
+#include <nlohmann/json.hpp>
+
 #include "tools/sqmctl/Command.h"
 
 namespace sqmctl::play {

@@ -1,0 +1,147 @@
+#include "tools/collector/Keeping.h"
+
+#include <algorithm>
+#include <charconv>
+#include <chrono>
+#include <cstdint>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "sqm/common/internal/TimeStamp.h"
+
+#include "tools/collector/Json.h"
+#include "tools/collector/RequestHead.h"
+
+namespace collector {
+
+namespace {
+
+using httplib::Request;
+using httplib::Response;
+using std::chrono::milliseconds;
+
+constexpr const char* kText = "text/plain";
+constexpr std::string_view kKept = "kept\n";
+constexpr std::size_t kLongestFaults = std::size_t{1} << 20;
+
+std::string utcNow() { return sqm::isoTimeStamp(std::chrono::floor<milliseconds>(std::chrono::system_clock::now())); }
+
+/// Text from outside without anything that would control a terminal.
+std::string printable(std::string_view text) {
+  std::string shown;
+  for (const char character : text) shown += character > ' ' && character < 0x7F ? character : '?';
+  return shown;
+}
+
+/// Reads a body of at most `longest` bytes. When it cannot be read, the response says why.
+std::optional<std::string> readBody(const Request& request, Response& response, const httplib::ContentReader& read,
+                                    std::size_t longest) {
+  std::string body;
+  bool isTooLong = false;
+  std::uint64_t announced = 0;
+  const std::string length = request.get_header_value("Content-Length");
+  std::from_chars(length.data(), length.data() + length.size(), announced);
+  body.reserve(std::min<std::uint64_t>(announced, longest));
+  const bool isWhole = read([&](const char* data, std::size_t size) {
+    isTooLong = size > longest - body.size();
+    if (!isTooLong) body.append(data, size);
+    return !isTooLong;
+  });
+  if (isWhole) return body;
+  HttpServer::connection().closeAfterAnswer();
+  if (isTooLong) {
+    fail(response, 413, "the body is longer than " + std::to_string(longest) + " bytes");
+  } else {
+    fail(response, 400, "the body is not all there");
+  }
+  return std::nullopt;
+}
+
+/// Sends half of the answer that it announces.
+void sendHalf(Response& response, bool isReset) {
+  response.set_content_provider(kKept.size(), kText, [isReset](std::size_t, std::size_t, httplib::DataSink& sink) {
+    sink.write(kKept.data(), kKept.size() / 2);
+    if (isReset) HttpServer::connection().breakOff();
+    return false;
+  });
+}
+
+void answer(Response& response, const std::optional<FaultRule>& fault) {
+  if (!fault) return response.set_content(kKept.data(), kKept.size(), kText);
+  switch (fault->kind) {
+    case FaultRule::Kind::resetBefore:
+      return HttpServer::connection().breakOff();
+    case FaultRule::Kind::resetInside:
+      return sendHalf(response, true);
+    case FaultRule::Kind::cut:
+      return sendHalf(response, false);
+    case FaultRule::Kind::status:
+    case FaultRule::Kind::delay:
+      break;
+  }
+  response.status = fault->status;
+  if (fault->status != 204 && fault->status != 304) {
+    response.set_content("status " + std::to_string(fault->status) + ", as asked for\n", kText);
+  }
+}
+
+void keep(const Services& services, const std::string& body, const Request& request, Response& response) {
+  RequestHead head = parseHead(HttpServer::connection().head());
+  const Misfortune misfortune = services.faults.next(head.path);
+  const RequestRow kept = services.database.add({.time = utcNow(),
+                                                 .method = request.method,
+                                                 .path = std::move(head.path),
+                                                 .query = std::move(head.query),
+                                                 .contentType = std::move(head.contentType),
+                                                 .headers = pairsJson(head.headers),
+                                                 .body = body,
+                                                 .answered = answeredText(misfortune.fault)});
+  services.events.tell();
+  if (!services.isQuiet) {
+    std::printf("%lld  %s %s  %lld bytes  %lld records  %s%s%s\n", static_cast<long long>(kept.id), kept.method.c_str(),
+                printable(kept.path).c_str(), static_cast<long long>(kept.bytes), static_cast<long long>(kept.records),
+                kept.answered.c_str(), kept.problem ? "  " : "", kept.problem.value_or("").c_str());
+    std::fflush(stdout);
+  }
+  if (misfortune.delay.count() > 0) services.events.pause(misfortune.delay);
+  answer(response, misfortune.fault);
+}
+
+void replaceFaults(Faults& faults, const std::string& body, Response& response) {
+  try {
+    std::vector<FaultRule> rules;
+    for (const std::string& text : textsOfJson(body)) rules.push_back(parseFaultRule(text));
+    faults.replace(std::move(rules));
+    response.set_content(textsJson(faults.texts()) + "\n", "application/json");
+  } catch (const std::invalid_argument& error) {
+    fail(response, 400, error.what());
+  }
+}
+
+}  // namespace
+
+bool isOwn(std::string_view path) { return path.starts_with("/_"); }
+
+void addKeeping(HttpServer& server, const Services& services) {
+  const std::size_t largestBody = server.limits().largestBody;
+  const auto take = [services, largestBody](const Request& request, Response& response,
+                                            const httplib::ContentReader& read) {
+    const bool isKept = !isOwn(request.path);
+    const auto body = readBody(request, response, read, isKept ? largestBody : kLongestFaults);
+    if (!body) return;
+    if (isKept) {
+      keep(services, *body, request, response);
+    } else if (request.method == "PUT" && request.path == "/_faults") {
+      replaceFaults(services.faults, *body, response);
+    } else {
+      fail(response, 404, "nothing is kept below /_");
+    }
+  };
+  server.Post(R"([\s\S]*)", take);
+  server.Put(R"([\s\S]*)", take);
+}
+
+}  // namespace collector
