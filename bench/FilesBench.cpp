@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "sqm/common/SystemConsole.h"
+#include "sqm/platform/files/SystemFiles.h"
 #include "sqm/platform/text/IcuDates.h"
 #include "sqm/sessionfiles/SQMDataCollector.h"
 #include "sqm/sessionfiles/SQMStore.h"
@@ -27,22 +28,24 @@ using sqm::testing::FakeHost;
 
 constexpr std::size_t kMostFiles = 100'000;
 
-/// Takes the lines and keeps nothing.
-class DeafConsole : public sqm::SystemConsole {
+/// Discards the lines.
+class SilentConsole : public sqm::SystemConsole {
  public:
   void writeLine(std::string_view /*text*/) override {}
 };
 
-/// The services that the path asks for, with the real dates.
+/// A host with the real files and dates.
 struct Services {
   Services() {
+    fakes.host.files = &files;
     fakes.host.dates = &dates;
     fakes.host.console = &console;
   }
 
   FakeHost fakes;
+  sqm::platform::SystemFiles files;
   sqm::platform::IcuDates dates;
-  DeafConsole console;
+  SilentConsole console;
 };
 
 void collectSession(sqm::SQMDataCollector& collector) {
@@ -79,7 +82,7 @@ void writeBare(const std::string& path, std::string_view text) {
   ::close(file);
 }
 
-/// Every save is a second later than the one before, and so goes to a new file.
+/// Each save is a second later than the one before, and so creates a new file.
 void compareSaving(Services& services, const tools::TemporaryFolder& folder) {
   const auto collector = std::make_shared<sqm::SQMDataCollector>(services.fakes.host);
   collector->setSQMDirPath(folder.path());
@@ -110,7 +113,7 @@ void compareSaving(Services& services, const tools::TemporaryFolder& folder) {
       limit);
 }
 
-/// A folder of so many records, made when it is first asked for.
+/// A folder of `count` records, created on first use.
 class Records {
  public:
   Records(std::size_t count, std::string line) : count_(count), line_(std::move(line)) {}
@@ -120,7 +123,7 @@ class Records {
     return folder_->path();
   }
 
-  /// Their paths in order.
+  /// The paths, in order.
   const std::vector<std::string>& files() {
     make();
     return files_;
@@ -145,7 +148,7 @@ class Records {
   std::vector<std::string> files_;
 };
 
-/// Opens the files one after the other, and reads each into the body, which has room for all.
+/// Opens and reads the files one after the other into a body that is large enough for all.
 std::size_t readBare(const std::vector<std::string>& files, char* body) {
   char* at = body;
   for (const std::string& path : files) {

@@ -4,6 +4,7 @@ namespace sqm {
 
 class Clock;
 class Dates;
+class Files;
 class HttpTransactionFactory;
 class JsonWriter;
 class LogFileFactory;
@@ -39,6 +40,7 @@ struct Host {
   UtilityFunctions* utilities = nullptr;
   Clock* clock = nullptr;
   Dates* dates = nullptr;
+  Files* files = nullptr;
   QFSerializer* serializer = nullptr;
   JsonWriter* jsonWriter = nullptr;
   TextCompressor* compressor = nullptr;

@@ -10,6 +10,7 @@
 #include "sqm/platform/files/LogFiles.h"
 #include "sqm/platform/files/PreferencesFile.h"
 #include "sqm/platform/files/PropertyListFiles.h"
+#include "sqm/platform/files/SystemFiles.h"
 #include "sqm/platform/system/HomeFolders.h"
 #include "sqm/platform/system/ResourceFolder.h"
 #include "sqm/platform/system/RunLoop.h"
@@ -40,6 +41,7 @@ struct StandardHost::Services {
   HomeFolders folders;
   LogFiles logs;
   FileProblems problems;
+  SystemFiles files;
   PropertyListFiles propertyLists;
   ArchiveFiles archives;
   ResourceFolder resources;
@@ -72,6 +74,7 @@ StandardHost::StandardHost(const Options& options) : services_(std::make_unique<
   utilities = &services_->system;
   clock = &services_->clock;
   dates = &services_->dates;
+  files = &services_->files;
   serializer = &services_->archives;
   jsonWriter = &services_->json;
   compressor = &services_->compressor;

@@ -7,14 +7,14 @@
 #include "sqm/common/Dates.h"
 #include "sqm/common/Format.h"
 #include "sqm/common/UtilityFunctions.h"
-#include "sqm/sessionfiles/internal/CollectingCalls.h"
+#include "sqm/sessionfiles/SqmPosition.h"
 
 namespace sqm {
 
 namespace {
 
-/// The servers know the texts by this pattern, letter for letter: the year is the week's, and the F, which looks like a
-/// fraction of a second, is the day of the week in the month. Not to change.
+/// A Unicode date pattern. Y is the week-based year, and F, in the place of a fraction of a second, the number of the
+/// weekday in the month. The servers expect both: not to change.
 constexpr std::string_view kStartTimePattern = "Y-MM-dd H:mm:s.F";
 
 struct AccessPointOwner {
@@ -37,99 +37,108 @@ std::string_view codeOfOwner(std::optional<std::string_view> popType) {
 
 }  // namespace
 
+void SQMDataCollector::set(SqmPosition position, Text text) {
+  setStringValueForField(static_cast<std::int64_t>(position), text);
+}
+
+void SQMDataCollector::set(SqmPosition position, std::int64_t number) {
+  setIntValueForField(static_cast<std::int64_t>(position), number);
+}
+
 void SQMDataCollector::collectDataOnCreation(Text first, Text lang, Text username, Text fullUserName, Text profileID,
                                              Text installId, Text sqmCounter) {
   clear();
-  const std::array<Text, collecting::creation::kArguments> arguments = {first,     lang,      username,  fullUserName,
-                                                                        profileID, installId, sqmCounter};
-  collect(collecting::creation::kSteps, arguments);
+  set(SqmPosition::username, username);
+  set(SqmPosition::fullUserName, fullUserName);
+  if (!mOSver_) mOSver_ = getOSVersion();
+  set(SqmPosition::osVersion, mOSver_);
+  set(SqmPosition::reserved3, "");
+  set(SqmPosition::creation, first);
+  set(SqmPosition::profileID, profileID);
+  set(SqmPosition::installId, installId);
+  set(SqmPosition::lang, lang);
+  set(SqmPosition::sqmCounter, sqmCounter);
+  set(SqmPosition::application, "Barrim.exe 4.70");
+  set(SqmPosition::reserved9, "");
+  set(SqmPosition::reserved43, "0");
+  set(SqmPosition::errorCode, -100);
+  set(SqmPosition::reserved77, 1);
+  set(SqmPosition::reserved42, "");
+  set(SqmPosition::reserved82, "");
+  set(SqmPosition::reserved83, "");
+  set(SqmPosition::autoConnect, 0);
 }
 
 void SQMDataCollector::collectDataonPreConnect(Text first, Text forSSID, Text accessProcedure, Text popType,
                                                Text wiFiSecurity, Text phoneVer, Text pbUpdateDate) {
-  const std::array<Text, collecting::pre_connect::kArguments> arguments = {
-      first, forSSID, accessProcedure, popType, wiFiSecurity, phoneVer, pbUpdateDate};
-  collect(collecting::pre_connect::kSteps, arguments);
+  set(SqmPosition::preConnect, first);
+  set(SqmPosition::secondForSSID, forSSID);
+  set(SqmPosition::forSSID, forSSID);
+  set(SqmPosition::accessProcedure, first == "s" ? "" : accessProcedure);
+  set(SqmPosition::accessPointOwner, codeOfOwner(popType));
+  set(SqmPosition::wiFiSecurity, wiFiSecurity);
+  set(SqmPosition::phoneVer, phoneVer);
+  set(SqmPosition::reserved29, "");
+  set(SqmPosition::reserved35, "");
+  set(SqmPosition::reserved36, "");
+  set(SqmPosition::pbUpdateDate, pbUpdateDate);
 }
 
 void SQMDataCollector::collectDataPostConnect(Text first, Text devicetype, Text clientMacAddress, Text apMacAddress,
                                               Text signalstrength, Text clientIP, Text serverIP) {
-  const std::array<Text, collecting::post_connect::kArguments> arguments = {
-      first, devicetype, clientMacAddress, apMacAddress, signalstrength, clientIP, serverIP};
-  collect(collecting::post_connect::kSteps, arguments);
+  set(SqmPosition::postConnect, first);
+  set(SqmPosition::devicetype, devicetype);
+  set(SqmPosition::clientIP, clientIP);
+  set(SqmPosition::serverIP, serverIP);
+  set(SqmPosition::clientMacAddress, clientMacAddress);
+  set(SqmPosition::apMacAddress, apMacAddress);
+  set(SqmPosition::signalstrength, signalstrength);
 }
 
 void SQMDataCollector::collectDataOnDisconnect(std::uint32_t first, std::int64_t finalSigStrength, Text phoneVer,
                                                Text pbUpdateDate, std::int64_t rxBytes, std::int64_t txBytes) {
-  const std::string firstText = std::to_string(first);
-  const std::string strengthText = std::to_string(finalSigStrength);
-  const std::array<Text, collecting::disconnect::kArguments> arguments = {firstText, strengthText, phoneVer,
-                                                                          pbUpdateDate};
-  collect(collecting::disconnect::kSteps, arguments);
+  set(SqmPosition::disconnect, first);
+  set(SqmPosition::finalSigStrength, finalSigStrength);
+  set(SqmPosition::phoneVer, phoneVer);
+  set(SqmPosition::pbUpdateDate, pbUpdateDate);
   setTxandRxBytes(std::to_string(txBytes), std::to_string(rxBytes));
 }
 
 void SQMDataCollector::setTxandRxBytes(Text sent, Text RxBytes) {
-  const std::array<Text, collecting::transferred_bytes::kArguments> arguments = {sent.value_or(kNullText),
-                                                                                 RxBytes.value_or(kNullText)};
-  collect(collecting::transferred_bytes::kSteps, arguments);
+  set(SqmPosition::txBytes, sent.value_or(kNullText));
+  set(SqmPosition::rxBytes, RxBytes.value_or(kNullText));
 }
 
 void SQMDataCollector::setConnectStartTime() {
   mstarttime_ = host().clock->time();
   mConnectStartDate_ = host().clock->date();
-  setStringValueForField(position::kConnectStart, startTimeText(*mConnectStartDate_));
+  set(SqmPosition::connectStart, startTimeText(*mConnectStartDate_));
 }
 
 void SQMDataCollector::setLoginStartTime() {
   mloginstarttime_ = host().clock->time();
   mLoginStartDate_ = host().clock->date();
-  setIntValueForField(position::kSecondsToLogin, mloginstarttime_ - mstarttime_);
-  setStringValueForField(position::kLoginStart, startTimeText(*mLoginStartDate_));
+  set(SqmPosition::secondsToLogin, mloginstarttime_ - mstarttime_);
+  set(SqmPosition::loginStart, startTimeText(*mLoginStartDate_));
 }
 
 void SQMDataCollector::setLoginEndTime() {
   const auto duration = mLoginStartDate_ ? host().clock->date() - *mLoginStartDate_ : Date::duration::zero();
   const auto wholeSeconds = std::chrono::duration_cast<std::chrono::seconds>(duration);  // towards zero
-  setIntValueForField(position::kLoginSeconds, wholeSeconds.count());
+  set(SqmPosition::loginSeconds, wholeSeconds.count());
 }
 
-void SQMDataCollector::setErrorCode(std::int64_t code) { setIntValueForField(position::kErrorCode, code); }
+void SQMDataCollector::setErrorCode(std::int64_t code) { set(SqmPosition::errorCode, code); }
 
-void SQMDataCollector::setAutoConnect(std::int64_t autoConnect) {
-  setIntValueForField(position::kAutoConnect, autoConnect);
-}
+void SQMDataCollector::setAutoConnect(std::int64_t autoConnect) { set(SqmPosition::autoConnect, autoConnect); }
 
 std::string SQMDataCollector::getOSVersion() const { return host().utilities->getOSVersion(); }
 
 void SQMDataCollector::saveRecord() const { saveRec(); }
 
-void SQMDataCollector::collect(std::span<const CollectingStep> steps, std::span<const Text> arguments) {
-  for (const CollectingStep& step : steps) setStringValueForField(step.position, valueOf(step, arguments));
-}
-
-SQMDataCollector::Text SQMDataCollector::valueOf(const CollectingStep& step, std::span<const Text> arguments) {
-  using Source = CollectingStep::Source;
-  const Text argument = arguments[step.argument];
-  switch (step.source) {
-    case Source::constant:
-      return step.constant;
-    case Source::osVersion:
-      if (!mOSver_) mOSver_ = getOSVersion();
-      return mOSver_;
-    case Source::accessPointOwner:
-      return codeOfOwner(argument);
-    case Source::accessProcedure:
-      return arguments.front() == "s" ? "" : argument;
-    case Source::argument:
-      break;
-  }
-  return argument;
-}
-
-/// The zone's offset is taken off the date, and the date is then written in that zone: it shows the wall clock of GMT.
-/// Near the beginning and the end of summer time the moved date can have another offset than the date itself, and the
-/// text is then off by the difference. That is how the servers have always got it.
+/// Subtracts the zone's offset from the date and renders the result in that zone, which gives the time in GMT. Within
+/// hours of a change to or from summer time the moved date can have another offset than the date itself; the text is
+/// then off by the difference. The servers have always received it so: not to change.
 std::string SQMDataCollector::startTimeText(Date date) const {
   return host().dates->text(date - host().dates->secondsFromGMT(date), kStartTimePattern);
 }

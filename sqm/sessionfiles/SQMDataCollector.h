@@ -2,7 +2,6 @@
 
 #include <cstdint>
 #include <optional>
-#include <span>
 #include <string>
 #include <string_view>
 
@@ -10,45 +9,47 @@
 
 namespace sqm {
 
-struct CollectingStep;
+enum class SqmPosition : std::uint8_t;
 
-/// The record of one connection, from its creation to its end: each call lays its arguments, and what it measures, at
-/// their positions of the row (see docs/sqm-files.md). `saveRecord` writes the row to a file.
+/// The record of one connection. Each call writes its arguments, and what it measures, to their positions of the row
+/// (`SqmPosition`). `saveRecord` writes the row to a file.
 ///
-/// The application calls, as things happen, `collectDataOnCreation`, `collectDataonPreConnect`, `setConnectStartTime`,
+/// The expected order of calls is `collectDataOnCreation`, `collectDataonPreConnect`, `setConnectStartTime`,
 /// `setLoginStartTime`, `setLoginEndTime`, `collectDataPostConnect`, `setErrorCode` and `setAutoConnect`,
-/// `collectDataOnDisconnect`, and `saveRecord`. No order is enforced.
+/// `collectDataOnDisconnect`, `saveRecord`. It is not enforced.
 ///
 /// Threading: one thread at a time.
-/// Failure: an absent argument throws `std::invalid_argument` when its turn comes; what the call wrote before stays.
+/// Failure: a call writes its positions in a fixed order. An absent argument throws `std::invalid_argument` when its
+/// position is written; the positions before it are changed, those after it are not. Three absent arguments do not
+/// throw: `popType`, `accessProcedure` where `first` is "s", and those of `setTxandRxBytes`.
 class SQMDataCollector : public SQMRecord {
  public:
   using Text = std::optional<std::string_view>;
 
   using SQMRecord::SQMRecord;
 
-  /// Begins a new record: the only call that empties the row. The clock's readings of the start times stay.
+  /// Begins a new record. No other call empties the row. The version of the operating system is read for the first
+  /// record and kept. `setLoginStartTime` still counts from the last connection start, of whichever record.
   void collectDataOnCreation(Text first, Text lang, Text username, Text fullUserName, Text profileID, Text installId,
                              Text sqmCounter);
 
-  /// `popType` tells the owner of the access point: "trelk", "customer", "home" or the empty text. Any other gives an
-  /// empty position. The access procedure is left out when `first` is "s".
+  /// `popType` names the owner of the access point: "trelk", "customer", "home" or the empty text. Any other value, and
+  /// an absent one, leaves the position empty. The access procedure is left out when `first` is "s".
   void collectDataonPreConnect(Text first, Text forSSID, Text accessProcedure, Text popType, Text wiFiSecurity,
                                Text phoneVer, Text pbUpdateDate);
 
   void collectDataPostConnect(Text first, Text devicetype, Text clientMacAddress, Text apMacAddress,
                               Text signalstrength, Text clientIP, Text serverIP);
 
-  /// The versions of the phone book take the place of those that `collectDataonPreConnect` laid there.
+  /// `phoneVer` and `pbUpdateDate` replace those of `collectDataonPreConnect`.
   void collectDataOnDisconnect(std::uint32_t first, std::int64_t finalSigStrength, Text phoneVer, Text pbUpdateDate,
                                std::int64_t rxBytes, std::int64_t txBytes);
 
-  /// The bytes sent, and the bytes received. An absent text is written "(null)".
+  /// Bytes sent, bytes received. An absent text is written "(null)".
   void setTxandRxBytes(Text sent, Text RxBytes);
 
-  /// The start times are written as the wall clock shows them in GMT. A login start also gives the whole seconds since
-  /// the connection start, which without one is the epoch; a login end the whole seconds since the login start, and 0
-  /// without one.
+  /// Both start times are written in GMT. A login start also writes the whole seconds since the connection start, or
+  /// since 1970 without one; a login end the whole seconds since the login start, or 0 without one.
   void setConnectStartTime();
   void setLoginStartTime();
   void setLoginEndTime();
@@ -60,12 +61,12 @@ class SQMDataCollector : public SQMRecord {
 
   void setSQMDirPath(Text folder) { setSQMDir(folder); }
 
-  /// Writes the file. Whether that went well is not told; `saveRec` tells.
+  /// Writes the file and ignores failures; `saveRec` reports them.
   void saveRecord() const;
 
  private:
-  void collect(std::span<const CollectingStep> steps, std::span<const Text> arguments);
-  Text valueOf(const CollectingStep& step, std::span<const Text> arguments);
+  void set(SqmPosition position, Text text);
+  void set(SqmPosition position, std::int64_t number);
   std::string startTimeText(Date date) const;
 
   std::int64_t mstarttime_ = 0;

@@ -5,9 +5,9 @@
 #include <stdexcept>
 
 #include "sqm/common/Dates.h"
+#include "sqm/common/Files.h"
 #include "sqm/common/Format.h"
 #include "sqm/common/internal/TimeStamp.h"
-#include "sqm/sessionfiles/internal/StandardFile.h"
 
 namespace sqm {
 
@@ -52,16 +52,9 @@ std::string SQMRecord::getSQMFileName() const {
   return path;
 }
 
-bool SQMRecord::saveRec() const {
-  const StandardFile file = openFile(getSQMFileName(), "w");
-  if (!file) return false;
-  const std::string text = line();
-  // The result goes unused: an error after the opening is not detected. The file holds what could be written.
-  std::fwrite(text.data(), 1, text.size(), file.get());
-  return true;
-}
+bool SQMRecord::saveRec() const { return !host_.files->write(getSQMFileName(), line()); }
 
-/// The row as it stands in the file. A value is a C string there: it ends before its first NUL.
+/// The row as it is written to a file: a value ends before its first NUL, as C strings do.
 std::string SQMRecord::line() const {
   constexpr std::size_t kPunctuation = 3;  // two quotes, and a comma or the line feed
   std::string text;

@@ -19,6 +19,7 @@ FakeHost::FakeHost()
            .utilities = &utilities,
            .clock = &clock,
            .dates = &dates,
+           .files = &files,
            .serializer = &archives,
            .jsonWriter = &json,
            .compressor = &compressor} {

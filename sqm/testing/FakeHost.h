@@ -7,6 +7,7 @@
 #include "sqm/common/NotificationCenter.h"
 #include "sqm/testing/FakeServices.h"
 #include "sqm/testing/MemoryArchives.h"
+#include "sqm/testing/MemoryFiles.h"
 #include "sqm/testing/MemoryLog.h"
 #include "sqm/testing/MemoryPropertyLists.h"
 #include "sqm/testing/ScriptedHttp.h"
@@ -46,6 +47,7 @@ class FakeHost {
   MemoryConsole console;
   ManualClock clock;
   FixedDates dates;
+  MemoryFiles files;
   MemoryArchives archives;
   RecordingJson json;
   ScriptedCompressor compressor;

@@ -18,7 +18,6 @@
 #include "tests/sessionfiles/FullSession.h"
 #include "tests/sessionfiles/SqmLine.h"
 #include "tests/support/Golden.h"
-#include "tests/support/TemporaryFolder.h"
 
 using sqm::Date;
 using sqm::SQMDataCollector;
@@ -30,6 +29,7 @@ namespace {
 using Texts = std::map<std::size_t, std::string>;
 using Arguments = std::array<std::optional<std::string_view>, 7>;
 
+const std::string kFolder = "/sessions";
 constexpr Date kNoon = std::chrono::sys_days(std::chrono::November / 15 / 2026) + std::chrono::hours(12);
 
 /// What stands at every position before a call under test.
@@ -83,7 +83,8 @@ class SQMDataCollectorTest : public ::testing::Test {
  protected:
   SQMDataCollectorTest() {
     host.clock.set(kNoon);
-    collector.setSQMDirPath(folder.path());
+    host.files.makeFolder(kFolder);
+    collector.setSQMDirPath(kFolder);
   }
 
   void fillRow() {
@@ -103,7 +104,6 @@ class SQMDataCollectorTest : public ::testing::Test {
   void createWithNumbers() { collector.collectDataOnCreation("0", "1", "2", "3", "4", "5", "6"); }
 
   FakeHost host;
-  TemporaryFolder folder;
   SQMDataCollector collector{host.host};
 };
 
@@ -242,7 +242,9 @@ TEST_F(SQMDataCollectorTest, AnAbsentArgumentThrowsWhenItsTurnComesAndWhatCameBe
   }
 }
 
-TEST_F(SQMDataCollectorTest, DisconnectionThrowsForAnAbsentTextBeforeTheBytesAreWritten) {
+TEST_F(SQMDataCollectorTest, DisconnectionWritesItsNumbersThenItsTextsThenTheBytes) {
+  EXPECT_THROW(collector.collectDataOnDisconnect(1, 2, std::nullopt, "date", 3, 4), std::invalid_argument);
+  EXPECT_EQ(changed(""), (Texts{{33, "1"}, {66, "2"}}));
   EXPECT_THROW(collector.collectDataOnDisconnect(1, 2, "phone", std::nullopt, 3, 4), std::invalid_argument);
   EXPECT_EQ(changed(""), (Texts{{33, "1"}, {66, "2"}, {75, "phone"}}));
 }
@@ -256,6 +258,15 @@ TEST_F(SQMDataCollectorTest, TheSystemVersionIsAskedForOnceAndKept) {
   EXPECT_EQ(collector.valueForField(1), "");
   createWithNumbers();
   EXPECT_EQ(collector.valueForField(1), "10.8.2");
+}
+
+TEST_F(SQMDataCollectorTest, AnEmptySystemVersionIsKeptAndNotAskedForAgain) {
+  host.utilities.osVersion = "";
+  createWithNumbers();
+  EXPECT_EQ(collector.valueForField(1), "");
+  host.utilities.osVersion = "10.9";
+  createWithNumbers();
+  EXPECT_EQ(collector.valueForField(1), "");
 }
 
 TEST_F(SQMDataCollectorTest, ASecondCreationClearsEverythingWrittenBefore) {
@@ -370,20 +381,20 @@ TEST_F(SQMDataCollectorTest, ALaterStartTakesThePlaceOfAnEarlierOne) {
 TEST_F(SQMDataCollectorTest, TheFileSavedRightAfterCreationHoldsItsConstantsAndIsEmptyElsewhere) {
   createWithNumbers();
   collector.saveRecord();
-  ASSERT_EQ(folder.names(), (std::vector<std::string>{"0Q20261115120000.sqm"}));
-  EXPECT_EQ(contentOf(folder / "0Q20261115120000.sqm"), sqmLine({{0, "2"},
-                                                                 {1, "10.8.2"},
-                                                                 {2, "Barrim.exe 4.70"},
-                                                                 {18, "-100"},
-                                                                 {19, "0"},
-                                                                 {20, "4"},
-                                                                 {21, "3"},
-                                                                 {30, "1"},
-                                                                 {31, "6"},
-                                                                 {41, "5"},
-                                                                 {43, "0"},
-                                                                 {77, "1"},
-                                                                 {85, "0"}}));
+  ASSERT_EQ(host.files.names(kFolder), (std::vector<std::string>{"0Q20261115120000.sqm"}));
+  EXPECT_EQ(host.files.content(kFolder + "/0Q20261115120000.sqm"), sqmLine({{0, "2"},
+                                                                            {1, "10.8.2"},
+                                                                            {2, "Barrim.exe 4.70"},
+                                                                            {18, "-100"},
+                                                                            {19, "0"},
+                                                                            {20, "4"},
+                                                                            {21, "3"},
+                                                                            {30, "1"},
+                                                                            {31, "6"},
+                                                                            {41, "5"},
+                                                                            {43, "0"},
+                                                                            {77, "1"},
+                                                                            {85, "0"}}));
 }
 
 TEST_F(SQMDataCollectorTest, AFullSessionIsOneLine) {
@@ -394,14 +405,14 @@ TEST_F(SQMDataCollectorTest, AFullSessionIsOneLine) {
   text(kSessionConnectStart, "2026-11-15 20:01:5.3");
   text(kSessionLoginStart, "2026-11-15 20:01:10.3");
   collectFullSession(collector, host.clock);
-  ASSERT_EQ(folder.names(), std::vector<std::string>{std::string(kSessionFile)});
-  expectGoldenFile(contentOf(folder / kSessionFile), "full_session.sqm");
+  ASSERT_EQ(host.files.names(kFolder), std::vector<std::string>{std::string(kSessionFile)});
+  expectGoldenFile(host.files.content(kFolder + "/" + std::string(kSessionFile)), "full_session.sqm");
 }
 
-TEST_F(SQMDataCollectorTest, ASaveThatFailsIsNotTold) {
-  collector.setSQMDirPath(folder / "missing");
+TEST_F(SQMDataCollectorTest, ASaveThatFailsIsNotReported) {
+  collector.setSQMDirPath("/missing");
   collector.saveRecord();
-  EXPECT_EQ(folder.names(), std::vector<std::string>{});
+  EXPECT_EQ(host.files.names(kFolder), std::vector<std::string>{});
 }
 
 }  // namespace

@@ -1,4 +1,3 @@
-#include <filesystem>
 #include <functional>
 #include <memory>
 #include <string>
@@ -10,21 +9,17 @@
 #include "sqm/testing/FakeHost.h"
 #include "sqm/upload/SQMUploadNotifications.h"
 
-#include "tests/support/OrdinaryUser.h"
-#include "tests/support/TemporaryFolder.h"
-
 using sqm::Notification;
 using sqm::NotificationCenter;
 using sqm::SQMUploader;
 using sqm::testing::FakeHost;
 using sqm::testing::MemoryConsole;
 
-namespace fs = std::filesystem;
-
 namespace {
 
 using Lines = std::vector<std::string>;
 
+const std::string kFolder = "/sessions";
 constexpr std::string_view kUrl = "https://collect.example/sqm";
 
 /// Writes down what the uploaders tell, and does something then.
@@ -66,10 +61,14 @@ class SQMUploaderTest : public ::testing::Test {
     host.host.console = &console;
     uploader = SQMUploader::create(host.host);
     uploader->setSQMUploadUrl(kUrl);
-    uploader->setSQMDirPath(folder.path());
+    host.files.makeFolder(kFolder);
+    uploader->setSQMDirPath(kFolder);
   }
 
-  void put(std::string_view name, std::string_view content) { putContent(folder / name, content); }
+  void put(std::string_view name, std::string_view content) {
+    host.files.put(kFolder + "/" + std::string(name), content);
+  }
+  Lines names() const { return host.files.names(kFolder); }
 
   Lines log() const { return host.logs.lines("SQMUploadlog.log"); }
 
@@ -88,7 +87,6 @@ class SQMUploaderTest : public ::testing::Test {
 
   FakeHost host;
   InterferingConsole console;
-  TemporaryFolder folder;
   Observer observer{host.notificationCenter};
   std::unique_ptr<SQMUploader> uploader;
 };
@@ -127,7 +125,7 @@ TEST_F(SQMUploaderTest, WithoutATransactionThereIsNoUploader) {
 
 TEST_F(SQMUploaderTest, KeepsTheAddressAndTheFolder) {
   EXPECT_EQ(uploader->sqmUploadUrl(), kUrl);
-  EXPECT_EQ(uploader->SQMDirPath(), folder.path());
+  EXPECT_EQ(uploader->SQMDirPath(), kFolder);
   uploader->setSQMUploadUrl(std::nullopt);
   uploader->setSQMDirPath(std::nullopt);
   EXPECT_EQ(uploader->sqmUploadUrl(), std::nullopt);
@@ -169,14 +167,14 @@ TEST_F(SQMUploaderTest, ASuccessDeletesTheFilesAndCompletes) {
   put("c.txt", "c");
   uploader->startSend();
   host.http.complete(200);
-  EXPECT_EQ(folder.names(), Lines{"c.txt"});
+  EXPECT_EQ(names(), Lines{"c.txt"});
   EXPECT_EQ(uploader->getActivityStatus(), kCompleted);
   EXPECT_EQ(observer.told, Lines{"TrelkSQMUploadComplete"});
   EXPECT_EQ(observer.sender, uploader.get());
   EXPECT_EQ(logAfter(2), (Lines{"DEBUG 2 httpStatus***notification recieved :TrelkHttpTransactionCompletedNotification",
                                 "DEBUG 2 httpStatus***Completed upload"}));
   EXPECT_EQ(console.lines,
-            (Lines{"Path :sqm", "Path :sqm", "file deleted:" + folder / "a.sqm", "file deleted:" + folder / "b.sqm"}));
+            (Lines{"Path :sqm", "Path :sqm", "file deleted:/sessions/a.sqm", "file deleted:/sessions/b.sqm"}));
 }
 
 TEST_F(SQMUploaderTest, AnEmptyFolderPostsAnEmptyBodyAndThenCompletes) {
@@ -196,7 +194,7 @@ TEST_F(SQMUploaderTest, AnyOtherStatusIsAnErrorAndKeepsTheFiles) {
     uploader->startSend();
     const std::size_t logged = log().size();
     host.http.complete(status);
-    EXPECT_EQ(folder.names(), Lines{"a.sqm"});
+    EXPECT_EQ(names(), Lines{"a.sqm"});
     EXPECT_EQ(uploader->getActivityStatus(), kFailed);
     EXPECT_EQ(observer.told, Lines{"TrelkSQMUploadError"});
     EXPECT_EQ(observer.sender, uploader.get());
@@ -210,7 +208,7 @@ TEST_F(SQMUploaderTest, AnErrorKeepsTheFiles) {
   put("a.sqm", "a");
   uploader->startSend();
   host.http.fail();
-  EXPECT_EQ(folder.names(), Lines{"a.sqm"});
+  EXPECT_EQ(names(), Lines{"a.sqm"});
   EXPECT_EQ(uploader->getActivityStatus(), kFailed);
   EXPECT_EQ(observer.told, Lines{"TrelkSQMUploadError"});
   EXPECT_EQ(logAfter(2), (Lines{"DEBUG 2 httpStatus***notification recieved :TrelkHttpTransactionErrorNotification",
@@ -221,7 +219,7 @@ TEST_F(SQMUploaderTest, ATimeOutKeepsTheFiles) {
   put("a.sqm", "a");
   uploader->startSend();
   host.http.timeOut();
-  EXPECT_EQ(folder.names(), Lines{"a.sqm"});
+  EXPECT_EQ(names(), Lines{"a.sqm"});
   EXPECT_EQ(uploader->getActivityStatus(), kFailed);
   EXPECT_EQ(observer.told, Lines{"TrelkSQMUploadError"});
   EXPECT_EQ(logAfter(2), (Lines{"DEBUG 2 httpStatus***notification recieved :TrelkHttpTransactionTimeOutNotification",
@@ -234,7 +232,7 @@ TEST_F(SQMUploaderTest, AnAbortIsToldToNobodyAndTheStatusStaysSending) {
   uploader->abortSend();
   EXPECT_EQ(transaction().aborts(), 1);
   host.http.endAbort();
-  EXPECT_EQ(folder.names(), Lines{"a.sqm"});
+  EXPECT_EQ(names(), Lines{"a.sqm"});
   EXPECT_EQ(uploader->getActivityStatus(), kSending);
   EXPECT_EQ(observer.told, Lines{});
   EXPECT_EQ(logAfter(2), Lines{"DEBUG 2 httpStatus***notification recieved :TrelkHttpTransactionAbortedNotification"});
@@ -282,7 +280,7 @@ TEST_F(SQMUploaderTest, AFileWrittenWhileThePostIsUnderWayIsLost) {
   uploader->startSend();
   put("b.sqm", "b");
   host.http.complete(200);
-  EXPECT_EQ(folder.names(), Lines{});
+  EXPECT_EQ(names(), Lines{});
   EXPECT_EQ(bodies(), Lines{"a"});
   EXPECT_EQ(observer.told, Lines{"TrelkSQMUploadComplete"});
 }
@@ -303,7 +301,7 @@ TEST_F(SQMUploaderTest, AFileWrittenAfterTheDeletionIsPostedNext) {
   EXPECT_EQ(logAfter(2), (Lines{"DEBUG 2 httpStatus***notification recieved :TrelkHttpTransactionCompletedNotification",
                                 "DEBUG 2 httpStatus***posting next record"}));
   host.http.complete(200);
-  EXPECT_EQ(folder.names(), Lines{});
+  EXPECT_EQ(names(), Lines{});
   EXPECT_EQ(observer.told, Lines{"TrelkSQMUploadComplete"});
 }
 
@@ -315,7 +313,7 @@ TEST_F(SQMUploaderTest, AFailureOfTheNextBodyKeepsItsFiles) {
   };
   host.http.complete(200);
   host.http.complete(500);
-  EXPECT_EQ(folder.names(), Lines{"later.sqm"});
+  EXPECT_EQ(names(), Lines{"later.sqm"});
   EXPECT_EQ(uploader->getActivityStatus(), kFailed);
   EXPECT_EQ(observer.told, Lines{"TrelkSQMUploadError"});
 }
@@ -350,7 +348,7 @@ TEST_F(SQMUploaderTest, WithoutAFolderAnEmptyBodyIsPosted) {
   host.http.complete(200);
   EXPECT_EQ(bodies(), Lines{""});
   EXPECT_EQ(observer.told, Lines{"TrelkSQMUploadComplete"});
-  EXPECT_EQ(folder.names(), Lines{"a.sqm"});
+  EXPECT_EQ(names(), Lines{"a.sqm"});
 }
 
 TEST_F(SQMUploaderTest, AFileThatCannotBeSentGoesWithTheOthers) {
@@ -359,14 +357,12 @@ TEST_F(SQMUploaderTest, AFileThatCannotBeSentGoesWithTheOthers) {
   uploader->startSend();
   EXPECT_EQ(bodies(), Lines{"a"});
   host.http.complete(200);
-  EXPECT_EQ(folder.names(), Lines{});
+  EXPECT_EQ(names(), Lines{});
 }
 
 TEST_F(SQMUploaderTest, FilesThatCannotBeDeletedArePostedUntilItIsAborted) {
   put("a.sqm", "a");
-  fs::permissions(folder / "a.sqm", fs::perms::all);
-  const Forbidden forbidden(folder.path(), kReadOnlyFolder);
-  const OrdinaryUser user;
+  host.files.refuse(sqm::testing::MemoryFiles::Operation::remove, kFolder + "/a.sqm");
   uploader->startSend();
   host.http.complete(200);
   host.http.complete(200);

@@ -36,12 +36,6 @@ void checkFolder(const std::string& folder) {
 
 // --- show ---------------------------------------------------------------------------------------------------------
 
-/// The word for a position; its number where it has none.
-std::string wordFor(std::size_t position) {
-  const std::string_view name = tools::sqmPositionName(position);
-  return name.empty() ? std::to_string(position) : std::string(name);
-}
-
 /// What keeps the file from being sent as one session; empty when nothing does.
 std::string remarkOn(const SqmFile& file, const tools::SqmSession& session) {
   if (!file.problem.empty()) return "it cannot be read: it is not sent, and deleted with the others";
@@ -52,7 +46,7 @@ std::string remarkOn(const SqmFile& file, const tools::SqmSession& session) {
 Json jsonOf(const SqmFile& file, const tools::SqmSession& session) {
   Json values = Json::array();
   for (std::size_t at = 0; at < session.fields.size(); ++at) {
-    if (!session.fields[at].empty()) values.push_back(Json::array({wordFor(at), session.fields[at]}));
+    if (!session.fields[at].empty()) values.push_back(Json::array({tools::sqmPositionName(at), session.fields[at]}));
   }
   const std::string remark = remarkOn(file, session);
   return {{"file", file.name},
@@ -68,7 +62,8 @@ void print(const tools::Terminal& terminal, const SqmFile& file, const tools::Sq
   for (std::size_t at = 0; at < session.fields.size(); ++at) {
     if (session.fields[at].empty()) continue;
     terminal.line("  " + flushRight(std::to_string(at), 2) + "  " +
-                  terminal.styled(Style::name, padded(wordFor(at), 18)) + terminal.shown(session.fields[at]));
+                  terminal.styled(Style::name, padded(tools::sqmPositionName(at), 18)) +
+                  terminal.shown(session.fields[at]));
   }
 }
 

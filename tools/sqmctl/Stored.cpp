@@ -12,9 +12,10 @@
 #include "sqm/manager/UploadSequence.h"
 #include "sqm/platform/files/ArchiveFiles.h"
 #include "sqm/platform/files/PropertyListFiles.h"
-#include "sqm/platform/files/internal/WholeFile.h"
+#include "sqm/platform/files/SystemFiles.h"
 #include "sqm/platform/system/HomeFolders.h"
 #include "sqm/queue/QFRecordUploader.h"
+#include "sqm/sessionfiles/SQMStore.h"
 #include "sqm/store/ListDocument.h"
 
 namespace sqmctl {
@@ -34,24 +35,11 @@ std::optional<std::time_t> changeOf(const std::string& path) {
   return status.st_mtime;
 }
 
-/// True for the name of a file that the directory uploader sends.
-bool isSqmName(const fs::path& name) {
-  std::string extension = name.extension().string();
-  std::transform(extension.begin(), extension.end(), extension.begin(),
-                 [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
-  return extension == ".sqm";
-}
-
 void readSqmFile(SqmFile& file) {
-  constexpr std::size_t kLargest = std::size_t{1} << 27;
-  sqm::platform::FileBytes content;
-  const auto failure =
-      sqm::platform::readWholeFile(sqm::platform::FileOperations::posix(), file.path, kLargest, content);
-  if (failure) {
+  if (const auto failure = sqm::platform::SystemFiles().read(file.path, file.content)) {
     file.problem = "cannot read " + file.path + ": " + failure.message();
     return;
   }
-  file.content = content.text();
   file.bytes = file.content.size();
   file.isSent = sqm::isWellFormedUtf8(file.content);
 }
@@ -109,21 +97,21 @@ StoredQueue storedQueue(const std::string& home) {
 std::string sqmFolderOf(const std::string& home) { return sqm::sqmFolderPath(sqm::platform::HomeFolders(home)); }
 
 std::vector<SqmFile> sqmFilesIn(const std::string& folder) {
-  std::vector<SqmFile> files;
-  std::error_code failure;
-  fs::directory_iterator listed(folder, failure);
-  if (failure == std::errc::no_such_file_or_directory) return files;
-  for (; !failure && listed != fs::directory_iterator(); listed.increment(failure)) {
-    std::error_code unknown;
-    if (!isSqmName(listed->path().filename()) || !listed->is_regular_file(unknown)) continue;
-    SqmFile& file = files.emplace_back();
-    file.path = listed->path().string();
-    file.name = listed->path().filename().string();
-    file.changed = changeOf(file.path);
+  sqm::platform::SystemFiles system;
+  std::vector<sqm::Files::Entry> entries;
+  const auto failure = sqm::listSqmFiles(system, folder, entries);
+  if (failure && failure != std::errc::no_such_file_or_directory) {
+    throw Problem(kFailure, "cannot list the folder " + folder + ": " + failure.message());
   }
-  if (failure) throw Problem(kFailure, "cannot list the folder " + folder + ": " + failure.message());
-  std::sort(files.begin(), files.end(), [](const SqmFile& a, const SqmFile& b) { return a.name < b.name; });
-  for (SqmFile& file : files) readSqmFile(file);
+  std::vector<SqmFile> files;
+  for (const sqm::Files::Entry& entry : entries) {
+    if (!entry.isRegularFile) continue;
+    SqmFile& file = files.emplace_back();
+    file.path = folder + "/" + entry.name;
+    file.name = entry.name;
+    file.changed = changeOf(file.path);
+    readSqmFile(file);
+  }
   return files;
 }
 

@@ -1,78 +1,28 @@
 #include "tools/support/SqmLine.h"
 
 #include <algorithm>
-#include <array>
-#include <span>
 
-#include "sqm/sessionfiles/internal/CollectingCalls.h"
+#include "sqm/sessionfiles/SQMRecord.h"
+#include "sqm/sessionfiles/SqmPosition.h"
 
 namespace tools {
 
 namespace {
 
-struct Position {
-  std::size_t number = 0;
-  std::string_view name;
-};
-
-constexpr Position kPositions[] = {
-    {0, "username"},
-    {1, "osVersion"},
-    {2, "application"},
-    {4, "postConnect"},
-    {5, "devicetype"},
-    {7, "forSSID"},
-    {sqm::position::kConnectStart, "connectStart"},
-    {sqm::position::kLoginStart, "loginStart"},
-    {sqm::position::kSecondsToLogin, "secondsToLogin"},
-    {15, "serverIP"},
-    {16, "clientIP"},
-    {sqm::position::kErrorCode, "errorCode"},
-    {19, "creation"},
-    {20, "profileID"},
-    {21, "fullUserName"},
-    {24, "accessPointOwner"},
-    {28, "accessProcedure"},
-    {30, "lang"},
-    {31, "sqmCounter"},
-    {sqm::position::kLoginSeconds, "loginSeconds"},
-    {33, "disconnect"},
-    {34, "preConnect"},
-    {37, "clientMacAddress"},
-    {38, "apMacAddress"},
-    {40, "forSSID"},
-    {41, "installId"},
-    {58, "signalstrength"},
-    {66, "finalSigStrength"},
-    {70, "txBytes"},
-    {71, "rxBytes"},
-    {75, "phoneVer"},
-    {76, "pbUpdateDate"},
-    {79, "wiFiSecurity"},
-    {sqm::position::kAutoConnect, "autoConnect"},
-};
-
-constexpr std::string_view nameOf(std::size_t number) {
-  for (const Position& position : kPositions) {
-    if (position.number == number) return position.name;
-  }
-  return {};
-}
-
-constexpr bool isNamed(std::span<const sqm::CollectingStep> steps) {
-  return std::all_of(steps.begin(), steps.end(), [](const sqm::CollectingStep& step) {
-    return step.source == sqm::CollectingStep::Source::constant || !nameOf(step.position).empty();
-  });
-}
-static_assert(isNamed(sqm::collecting::creation::kSteps) && isNamed(sqm::collecting::pre_connect::kSteps) &&
-              isNamed(sqm::collecting::post_connect::kSteps) && isNamed(sqm::collecting::disconnect::kSteps) &&
-              isNamed(sqm::collecting::transferred_bytes::kSteps));
+using sqm::SQMRecord;
 
 constexpr std::string_view kBorder = "\",\"";
+constexpr std::string_view kEnd = "\"\n";
 
 }  // namespace
 
-std::string_view sqmPositionName(std::size_t position) { return nameOf(position); }
+std::string sqmPositionName(std::size_t position) {
+  const auto* found = std::find_if(
+      sqm::kSqmPositionNames.begin(), sqm::kSqmPositionNames.end(),
+      [&](const sqm::SqmPositionName& each) { return static_cast<std::size_t>(each.position) == position; });
+  const bool isNamed = found != sqm::kSqmPositionNames.end() && !found->name.empty();
+  return isNamed ? std::string(found->name) : std::to_string(position);
+}
 
 SqmSession sqmSessionOf(std::string_view text) {
   SqmSession session;
@@ -80,22 +30,41 @@ SqmSession sqmSessionOf(std::string_view text) {
     session.problem = "it does not begin with a quote";
     return session;
   }
-  const bool isEnded = text.ends_with("\"\n");
   std::string_view rest = text.substr(1);
-  if (isEnded) rest.remove_suffix(std::min(rest.size(), std::string_view("\"\n").size()));
   for (auto border = rest.find(kBorder); border != std::string_view::npos; border = rest.find(kBorder)) {
     session.fields.push_back(rest.substr(0, border));
     rest.remove_prefix(border + kBorder.size());
   }
+  const bool isEnded = rest.ends_with(kEnd);
+  if (isEnded) {
+    rest.remove_suffix(kEnd.size());
+  } else if (rest.ends_with('"')) {
+    rest.remove_suffix(1);
+  }
   session.fields.push_back(rest);
   if (!isEnded) {
     session.problem = "it is cut short: it does not end with a quote and a line feed";
-  } else if (session.fields.size() < sqm::SQMRecord::kPositions) {
+  } else if (session.fields.size() < SQMRecord::kPositions) {
     session.problem = "it has fewer than 86 fields";
-  } else if (session.fields.size() > sqm::SQMRecord::kPositions) {
+  } else if (session.fields.size() > SQMRecord::kPositions) {
     session.problem = "it has more than 86 fields: a value that looks like the border of two, or two sessions";
   }
   return session;
+}
+
+std::size_t sqmLineLength(std::string_view body) {
+  std::size_t fields = 1;
+  for (std::size_t at = 1; (at = body.find('"', at)) != std::string_view::npos; ++at) {
+    const std::string_view rest = body.substr(at);
+    if (rest.starts_with(kBorder)) {
+      ++fields;
+      at += kBorder.size() - 1;
+    } else if (rest.starts_with(kEnd)) {
+      const std::string_view next = rest.substr(kEnd.size());
+      if (fields == SQMRecord::kPositions || next.empty() || next.front() == '"') return at + kEnd.size();
+    }
+  }
+  return body.size();
 }
 
 }  // namespace tools

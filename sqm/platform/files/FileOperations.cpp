@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <dirent.h>
 #include <fcntl.h>
 #include <unistd.h>
 #include <utility>
@@ -13,7 +14,7 @@ namespace {
 constexpr mode_t kPrivateFile = 0600;
 constexpr mode_t kPrivateFolder = 0700;
 
-/// Calls `operation` with the path as the system wants it.
+/// Calls `operation` with the path as a C string, in which a NUL would end it.
 template <typename Operation>
 int withPath(const std::string& path, Operation&& operation) {
   if (path.find('\0') != std::string::npos) {
@@ -25,13 +26,14 @@ int withPath(const std::string& path, Operation&& operation) {
 
 class PosixFileOperations : public FileOperations {
  public:
-  int open(const std::string& path, int flags, mode_t mode) override {
-    return withPath(path, [&](const char* name) { return ::open(name, flags | O_CLOEXEC, mode); });
+  int openat(int folder, const std::string& path, int flags, mode_t mode) override {
+    return withPath(path, [&](const char* name) { return ::openat(folder, name, flags | O_CLOEXEC, mode); });
   }
   ssize_t read(int descriptor, void* buffer, std::size_t size) override { return ::read(descriptor, buffer, size); }
   ssize_t write(int descriptor, const void* bytes, std::size_t size) override {
     return ::write(descriptor, bytes, size);
   }
+  ssize_t getdents(int folder, void* buffer, std::size_t size) override { return ::getdents64(folder, buffer, size); }
   int fstat(int descriptor, struct ::stat& status) override { return ::fstat(descriptor, &status); }
   int ftruncate(int descriptor, off_t length) override { return ::ftruncate(descriptor, length); }
   int fsync(int descriptor) override { return ::fsync(descriptor); }
@@ -44,15 +46,15 @@ class PosixFileOperations : public FileOperations {
       return withPath(to, [&](const char* newName) { return ::rename(oldName, newName); });
     });
   }
-  int unlink(const std::string& path) override {
-    return withPath(path, [](const char* name) { return ::unlink(name); });
+  int unlinkat(int folder, const std::string& path, int flags) override {
+    return withPath(path, [&](const char* name) { return ::unlinkat(folder, name, flags); });
   }
   int mkdir(const std::string& path, mode_t mode) override {
     return withPath(path, [&](const char* name) { return ::mkdir(name, mode); });
   }
 };
 
-/// Makes the folder in a folder that is there, or finds it there already.
+/// Creates the folder unless it exists. The folder above it must exist.
 std::error_code makeFolder(FileOperations& files, const std::string& folder) {
   if (files.mkdir(folder, kPrivateFolder) == 0) return {};
   if (errno != EEXIST) return lastError();
@@ -68,6 +70,12 @@ FileOperations& FileOperations::posix() {
   return operations;
 }
 
+int FileOperations::open(const std::string& path, int flags, mode_t mode) {
+  return openat(AT_FDCWD, path, flags, mode);
+}
+
+int FileOperations::unlink(const std::string& path) { return unlinkat(AT_FDCWD, path, 0); }
+
 std::error_code lastError() { return {errno, std::generic_category()}; }
 
 File::File(File&& other) noexcept { *this = std::move(other); }
@@ -79,17 +87,20 @@ File& File::operator=(File&& other) noexcept {
   return *this;
 }
 
-std::error_code File::open(FileOperations& files, const std::string& path, int flags) {
+std::error_code File::openAt(FileOperations& files, int folder, const std::string& path, int flags, mode_t mode) {
   close();
   files_ = &files;
   do {
-    descriptor_ = files.open(path, flags | O_NONBLOCK | O_NOCTTY, kPrivateFile);
+    descriptor_ = files.openat(folder, path, flags, mode);
   } while (descriptor_ < 0 && errno == EINTR);
-  if (descriptor_ < 0) return lastError();
+  return isOpen() ? std::error_code() : lastError();
+}
+
+std::error_code File::readStatus(bool isFolder) {
   std::error_code problem;
-  if (files.fstat(descriptor_, status_) != 0) {
+  if (files_->fstat(descriptor_, status_) != 0) {
     problem = lastError();
-  } else if ((flags & O_DIRECTORY) == 0 && !S_ISREG(status_.st_mode)) {
+  } else if (!isFolder && !S_ISREG(status_.st_mode)) {
     problem =
         make_error_code(S_ISDIR(status_.st_mode) ? std::errc::is_a_directory : std::errc::operation_not_supported);
   }
@@ -97,11 +108,40 @@ std::error_code File::open(FileOperations& files, const std::string& path, int f
   return problem;
 }
 
+std::error_code File::open(FileOperations& files, const std::string& path, int flags) {
+  if (const auto problem = openAt(files, AT_FDCWD, path, flags | O_NONBLOCK | O_NOCTTY, kPrivateFile)) return problem;
+  return readStatus((flags & O_DIRECTORY) != 0);
+}
+
+std::error_code File::openFolderIn(const File& folder, const std::string& name) {
+  constexpr int kFlags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW;
+  if (const auto problem = openAt(*folder.files_, folder.descriptor(), name, kFlags, 0)) return problem;
+  return readStatus(/*isFolder=*/true);
+}
+
+std::error_code File::openAny(FileOperations& files, const std::string& path, int flags, mode_t mode) {
+  return openAt(files, AT_FDCWD, path, flags, mode);
+}
+
 std::error_code File::close() {
   if (!isOpen()) return {};
-  // The descriptor is gone whatever the call says, an interrupted one included.
+  // The descriptor is closed whatever the result, EINTR included.
   if (files_->close(std::exchange(descriptor_, -1)) == 0 || errno == EINTR) return {};
   return lastError();
+}
+
+std::error_code readUpTo(FileOperations& files, int descriptor, char* buffer, std::size_t& size) {
+  const std::size_t wanted = std::exchange(size, 0);
+  while (size < wanted) {
+    const ssize_t got = files.read(descriptor, buffer + size, wanted - size);
+    if (got == 0) break;
+    if (got > 0) {
+      size += static_cast<std::size_t>(got);
+    } else if (errno != EINTR) {
+      return lastError();
+    }
+  }
+  return {};
 }
 
 std::error_code writeAll(FileOperations& files, int descriptor, std::string_view bytes) {

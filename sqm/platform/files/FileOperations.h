@@ -9,34 +9,42 @@
 
 namespace sqm::platform {
 
-/// The system calls under all file work of the platform, one operation each, so that a test can make any of them fail.
-/// Results are the system's: -1 with the reason in `errno`.
+/// The system calls that the platform's file code makes, one operation each, so that a test can make any of them fail.
+/// A failed operation returns -1 and sets `errno`.
 ///
 /// Threading: any thread.
 class FileOperations {
  public:
   virtual ~FileOperations() = default;
 
-  /// The system's own operations. Every descriptor is closed on exec. A path that holds a NUL is refused.
+  /// The operations of the system. Descriptors are opened with close-on-exec. A path that holds a NUL is refused.
   static FileOperations& posix();
 
-  virtual int open(const std::string& path, int flags, mode_t mode) = 0;
+  /// `openat` and `unlinkat` relative to the working directory.
+  int open(const std::string& path, int flags, mode_t mode);
+  int unlink(const std::string& path);
+
+  virtual int openat(int folder, const std::string& path, int flags, mode_t mode) = 0;
   virtual ssize_t read(int descriptor, void* buffer, std::size_t size) = 0;
   virtual ssize_t write(int descriptor, const void* bytes, std::size_t size) = 0;
+  /// Reads entries of an open folder, as the system lays them out (`dirent64`).
+  virtual ssize_t getdents(int folder, void* buffer, std::size_t size) = 0;
   virtual int fstat(int descriptor, struct ::stat& status) = 0;
   virtual int ftruncate(int descriptor, off_t length) = 0;
   virtual int fsync(int descriptor) = 0;
   virtual int close(int descriptor) = 0;
   virtual int stat(const std::string& path, struct ::stat& status) = 0;
   virtual int rename(const std::string& from, const std::string& to) = 0;
-  virtual int unlink(const std::string& path) = 0;
+  virtual int unlinkat(int folder, const std::string& path, int flags) = 0;
   virtual int mkdir(const std::string& path, mode_t mode) = 0;
 };
 
-/// What `errno` says.
+/// The error in `errno`.
 std::error_code lastError();
 
-/// An open file, closed at the end of its life.
+/// An open file or folder.
+///
+/// Ownership: closes its descriptor when it is destroyed.
 class File {
  public:
   File() = default;
@@ -44,26 +52,38 @@ class File {
   File& operator=(File&& other) noexcept;
   ~File() { close(); }
 
-  /// Opens `path`, which must be a regular file unless `flags` ask for a directory, and tells what it is. Neither a
-  /// pipe without a peer nor a device can hold the caller up. A new file is its user's alone.
+  /// Opens `path`, which must be a regular file unless `flags` ask for a folder, and reads its status. Does not block
+  /// on a pipe or a device. A new file is private to the user.
   std::error_code open(FileOperations& files, const std::string& path, int flags);
+
+  /// Opens a folder in the folder that is open, or ".." for the one above it. Does not follow a link.
+  std::error_code openFolderIn(const File& folder, const std::string& name);
+
+  /// Opens whatever `path` names. Does not read its status.
+  std::error_code openAny(FileOperations& files, const std::string& path, int flags, mode_t mode);
 
   bool isOpen() const { return descriptor_ >= 0; }
   int descriptor() const { return descriptor_; }
-  /// The state of the file when it was opened.
+  /// The status when the file was opened.
   const struct ::stat& status() const { return status_; }
   std::error_code close();
 
  private:
+  std::error_code openAt(FileOperations& files, int folder, const std::string& path, int flags, mode_t mode);
+  std::error_code readStatus(bool isFolder);
+
   FileOperations* files_ = nullptr;
   int descriptor_ = -1;
   struct ::stat status_ {};
 };
 
-/// Writes all of `bytes`, whatever interrupts or shortens a call.
+/// Reads up to `size` bytes, and fewer only at the end of the file. `size` becomes the number of bytes read.
+std::error_code readUpTo(FileOperations& files, int descriptor, char* buffer, std::size_t& size);
+
+/// Writes all of `bytes`, and continues after an interrupted and after a partial write.
 std::error_code writeAll(FileOperations& files, int descriptor, std::string_view bytes);
 
-/// Makes the folder and those above it, its user's alone, where they are missing.
+/// Creates the folder, and the missing folders above it, private to the user.
 std::error_code makeFolders(FileOperations& files, const std::string& folder);
 
 }  // namespace sqm::platform

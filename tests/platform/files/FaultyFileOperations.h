@@ -31,8 +31,11 @@ class FaultyFileOperations : public FileOperations {
   /// The largest piece that was written by one call.
   std::size_t largestWrite() const { return largestWrite_; }
 
-  int open(const std::string& path, int flags, mode_t mode) override {
-    return call("open", [&] { return system_.open(path, flags, mode); });
+  int openat(int folder, const std::string& path, int flags, mode_t mode) override {
+    return call("open", [&] { return system_.openat(folder, path, flags, mode); });
+  }
+  ssize_t getdents(int folder, void* buffer, std::size_t size) override {
+    return call("getdents", [&] { return system_.getdents(folder, buffer, size); });
   }
   ssize_t read(int descriptor, void* buffer, std::size_t size) override {
     return call("read", [&] { return system_.read(descriptor, buffer, size); });
@@ -71,8 +74,8 @@ class FaultyFileOperations : public FileOperations {
   int rename(const std::string& from, const std::string& to) override {
     return call("rename", [&] { return system_.rename(from, to); });
   }
-  int unlink(const std::string& path) override {
-    return call("unlink", [&] { return system_.unlink(path); });
+  int unlinkat(int folder, const std::string& path, int flags) override {
+    return call("unlink", [&] { return system_.unlinkat(folder, path, flags); });
   }
   int mkdir(const std::string& path, mode_t mode) override {
     return call("mkdir", [&] { return system_.mkdir(path, mode); });

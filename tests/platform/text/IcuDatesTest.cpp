@@ -13,8 +13,7 @@
 
 #include "tests/platform/system/Environment.h"
 #include "tests/sessionfiles/FullSession.h"
-#include "tests/support/Paths.h"
-#include "tests/support/TemporaryFolder.h"
+#include "tests/support/Golden.h"
 
 using sqm::Date;
 using sqm::SQMDataCollector;
@@ -195,11 +194,11 @@ TEST(StartTimes, AFullSessionIsTheOneThatTheGoldenFileHolds) {
   FakeHost host;
   IcuDates berlin("Europe/Berlin");
   host.host.dates = &berlin;
-  const TemporaryFolder folder;
+  host.files.makeFolder("/sessions");
   SQMDataCollector collector(host.host);
-  collector.setSQMDirPath(folder.path());
+  collector.setSQMDirPath("/sessions");
   collectFullSession(collector, host.clock);
-  EXPECT_EQ(contentOf(folder / kSessionFile), contentOf(paths::kGolden + std::string("/full_session.sqm")));
+  EXPECT_EQ(host.files.content("/sessions/" + std::string(kSessionFile)), goldenText("full_session.sqm") + "\n");
 }
 
 TEST(FileNames, AreTheLocalTimeOfTheZone) {

@@ -37,17 +37,8 @@ std::error_code readWholeFile(FileOperations& files, const std::string& path, st
   const auto size = static_cast<std::size_t>(length);
   content.bytes.reset(new (std::nothrow) char[size]);
   if (!content.bytes) return make_error_code(std::errc::not_enough_memory);
-  content.size = 0;
-  while (content.size < size) {
-    const ssize_t got = files.read(file.descriptor(), content.bytes.get() + content.size, size - content.size);
-    if (got == 0) break;
-    if (got > 0) {
-      content.size += static_cast<std::size_t>(got);
-    } else if (errno != EINTR) {
-      return lastError();
-    }
-  }
-  return {};
+  content.size = size;
+  return readUpTo(files, file.descriptor(), content.bytes.get(), content.size);
 }
 
 FileReplacement::FileReplacement(FileOperations& files, std::string path, Mode mode)

@@ -1,0 +1,45 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <system_error>
+#include <vector>
+
+namespace sqm {
+
+/// The file system, as the file-based path needs it: one operation for each whole step.
+///
+/// Threading: one thread.
+/// Failure: reported by the result. Nothing throws but `std::bad_alloc`, which `read` reports as well.
+class Files {
+ public:
+  /// An entry of a folder. Of a link, what it leads to.
+  struct Entry {
+    std::string name;
+    std::uintmax_t size = 0;  ///< in bytes; 0 unless it is a regular file
+    bool isRegularFile = false;
+  };
+
+  using NameTest = bool (*)(std::string_view name);
+
+  virtual ~Files() = default;
+
+  /// The entries of a folder whose names pass `isWanted`, in any order. A link that leads nowhere is left out. After a
+  /// failure, part-way through the folder included, `entries` is empty.
+  virtual std::error_code list(const std::string& folder, NameTest isWanted, std::vector<Entry>& entries) = 0;
+
+  /// Appends what a regular file holds to `content`, which stays as it is after a failure. Anything else, such as a
+  /// pipe or a device, is refused and does not block. A file for which there is no memory is a failure.
+  virtual std::error_code read(const std::string& path, std::string& content) = 0;
+
+  /// Creates the file or empties it, and writes `content`. The result is that of the opening: a later failure, such as
+  /// a full disk, is not reported and leaves the beginning of `content`.
+  virtual std::error_code write(const std::string& path, std::string_view content) = 0;
+
+  /// Removes a file, a link, or a folder with all that is in it. Links are removed and never followed. After a failure
+  /// what can be removed is gone all the same.
+  virtual std::error_code remove(const std::string& path) = 0;
+};
+
+}  // namespace sqm

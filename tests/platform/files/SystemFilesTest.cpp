@@ -1,0 +1,308 @@
+#include <cerrno>
+#include <filesystem>
+#include <functional>
+#include <limits>
+#include <map>
+#include <string>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "sqm/platform/files/SystemFiles.h"
+
+#include "tests/platform/files/FaultyFileOperations.h"
+#include "tests/support/OrdinaryUser.h"
+#include "tests/support/TemporaryFolder.h"
+
+namespace sqm::platform {
+namespace {
+
+namespace fs = std::filesystem;
+
+using test::Fault;
+using test::FaultyFileOperations;
+using namespace std::string_literals;
+using Names = std::vector<std::string>;
+
+bool isAnyName(std::string_view) { return true; }
+bool isWanted(std::string_view name) { return name.starts_with("w"); }
+
+Names namesOf(const std::vector<Files::Entry>& entries) {
+  Names names;
+  for (const Files::Entry& entry : entries) names.push_back(entry.name);
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
+/// Runs a function before the n-th call of a kind.
+class InterferingOperations : public FaultyFileOperations {
+ public:
+  ssize_t read(int descriptor, void* buffer, std::size_t size) override {
+    if (beforeRead) std::exchange(beforeRead, nullptr)();
+    return FaultyFileOperations::read(descriptor, buffer, size);
+  }
+
+  std::function<void()> beforeRead;
+};
+
+class SystemFilesTest : public ::testing::Test {
+ protected:
+  TemporaryFolder folder;
+  SystemFiles files;
+  std::vector<Files::Entry> entries;
+};
+
+TEST_F(SystemFilesTest, ListsTheWantedEntriesWithTheirSizes) {
+  putContent(folder / "w1", "12345");
+  putContent(folder / "w2", "");
+  putContent(folder / "other", "1");
+  fs::create_directory(folder / "w3");
+  ASSERT_EQ(::mkfifo((folder / "w4").c_str(), 0600), 0);
+  fs::create_symlink("w1", folder / "w5");
+  fs::create_symlink("/dev/zero", folder / "w6");
+  ASSERT_FALSE(files.list(folder.path(), isWanted, entries));
+  std::map<std::string, std::pair<std::uintmax_t, bool>> found;
+  for (const Files::Entry& entry : entries) found[entry.name] = {entry.size, entry.isRegularFile};
+  EXPECT_EQ(found, (std::map<std::string, std::pair<std::uintmax_t, bool>>{{"w1", {5, true}},
+                                                                           {"w2", {0, true}},
+                                                                           {"w3", {0, false}},
+                                                                           {"w4", {0, false}},
+                                                                           {"w5", {5, true}},
+                                                                           {"w6", {0, false}}}));
+}
+
+TEST_F(SystemFilesTest, LinksThatLeadNowhereAreNotListed) {
+  fs::create_symlink("missing", folder / "broken");
+  fs::create_symlink("loop", folder / "loop");
+  putContent(folder / "file", "");
+  ASSERT_FALSE(files.list(folder.path(), isAnyName, entries));
+  EXPECT_EQ(namesOf(entries), Names{"file"});
+}
+
+TEST_F(SystemFilesTest, AFolderOfAnySizeIsListedWhole) {
+  const TemporaryFolder memory("/dev/shm");
+  Names expected;
+  for (int number = 10'000; number < 15'000; ++number) {
+    expected.push_back(std::to_string(number) + " with a name long enough to fill a buffer");
+    putContent(memory / expected.back(), "");
+  }
+  ASSERT_FALSE(files.list(memory.path(), isAnyName, entries));
+  EXPECT_EQ(namesOf(entries), expected);
+}
+
+TEST_F(SystemFilesTest, WhatCannotBeListedIsReported) {
+  putContent(folder / "file", "");
+  const std::pair<std::string, std::errc> cases[] = {{folder / "missing", std::errc::no_such_file_or_directory},
+                                                     {folder / "file", std::errc::not_a_directory},
+                                                     {"", std::errc::no_such_file_or_directory},
+                                                     {folder.path() + "\0more"s, std::errc::invalid_argument}};
+  for (const auto& [path, problem] : cases) {
+    entries = {{"from before", 1, true}};
+    EXPECT_EQ(files.list(path, isAnyName, entries), problem) << path;
+    EXPECT_EQ(namesOf(entries), Names{}) << path;
+  }
+}
+
+TEST_F(SystemFilesTest, AFolderThatMustNotBeReadIsReported) {
+  putContent(folder / "file", "");
+  const Forbidden forbidden(folder.path(), fs::perms::none);
+  const OrdinaryUser user;
+  EXPECT_EQ(files.list(folder.path(), isAnyName, entries), std::errc::permission_denied);
+}
+
+TEST_F(SystemFilesTest, AListingThatFailsPartWayIsAFailureWithoutEntries) {
+  const TemporaryFolder memory("/dev/shm");
+  for (int number = 0; number < 3'000; ++number) putContent(memory / std::to_string(number), "");
+  FaultyFileOperations dryRun;
+  SystemFiles(dryRun).list(memory.path(), isAnyName, entries);
+  ASSERT_EQ(entries.size(), 3'000U);
+  std::size_t readings = 0;
+  for (std::size_t call = 1; call <= dryRun.calls().size(); ++call) {
+    if (dryRun.calls()[call - 1] != "getdents") continue;
+    ++readings;
+    FaultyFileOperations failing({Fault::Kind::fails, call, EIO});
+    EXPECT_EQ(SystemFiles(failing).list(memory.path(), isAnyName, entries), std::errc::io_error) << call;
+    EXPECT_TRUE(entries.empty()) << call;
+    FaultyFileOperations interrupted({Fault::Kind::fails, call, EINTR});
+    EXPECT_FALSE(SystemFiles(interrupted).list(memory.path(), isAnyName, entries)) << call;
+    EXPECT_EQ(entries.size(), 3'000U) << call;
+  }
+  EXPECT_GE(readings, 3U) << "the folder takes more than one reading";
+}
+
+TEST_F(SystemFilesTest, AnyFaultOfAListingIsReportedOrLeavesAnEntryOut) {
+  putContent(folder / "a", "");
+  putContent(folder / "b", "");
+  FaultyFileOperations dryRun;
+  SystemFiles(dryRun).list(folder.path(), isAnyName, entries);
+  for (std::size_t call = 1; call <= dryRun.calls().size(); ++call) {
+    const std::string& name = dryRun.calls()[call - 1];
+    FaultyFileOperations failing({Fault::Kind::fails, call, EIO});
+    const auto problem = SystemFiles(failing).list(folder.path(), isAnyName, entries);
+    const bool isReported = name == "open" || name == "fstat" || name == "getdents";
+    EXPECT_EQ(static_cast<bool>(problem), isReported) << name;
+    EXPECT_EQ(entries.size(), isReported ? 0U : name == "stat" ? 1U : 2U) << name;
+  }
+}
+
+TEST_F(SystemFilesTest, ReadsFilesOfAnySizeWholeAndAppends) {
+  for (const std::size_t size : {std::size_t{0}, std::size_t{1}, std::size_t{4095}, std::size_t{4096},
+                                 std::size_t{1} << 20, (std::size_t{1} << 20) + 1, std::size_t{5'000'003}}) {
+    const std::string bytes(size, '\0');
+    putContent(folder / "a", bytes + "end");
+    std::string content = "before ";
+    EXPECT_FALSE(files.read(folder / "a", content)) << size;
+    EXPECT_TRUE(content == "before " + bytes + "end") << size;
+  }
+}
+
+TEST_F(SystemFilesTest, ReadsThroughALink) {
+  putContent(folder / "target", "behind the link");
+  fs::create_symlink("target", folder / "link");
+  std::string content;
+  EXPECT_FALSE(files.read(folder / "link", content));
+  EXPECT_EQ(content, "behind the link");
+}
+
+TEST_F(SystemFilesTest, WhatCannotBeReadIsReportedAndLeavesTheContent) {
+  ASSERT_EQ(::mkfifo((folder / "pipe").c_str(), 0600), 0);
+  fs::create_symlink("/dev/zero", folder / "device");
+  putContent(folder / "file", "content");
+  const std::pair<std::string, std::errc> cases[] = {{folder / "missing", std::errc::no_such_file_or_directory},
+                                                     {folder.path(), std::errc::is_a_directory},
+                                                     {folder / "pipe", std::errc::operation_not_supported},
+                                                     {folder / "device", std::errc::operation_not_supported},
+                                                     {folder / "file\0more"s, std::errc::invalid_argument}};
+  for (const auto& [path, problem] : cases) {
+    std::string content = "before";
+    EXPECT_EQ(files.read(path, content), problem) << path;
+    EXPECT_EQ(content, "before") << path;
+  }
+  fs::permissions(folder.path(), fs::perms::all);
+  const Forbidden forbidden(folder / "file", fs::perms::none);
+  const OrdinaryUser user;
+  std::string content;
+  EXPECT_EQ(files.read(folder / "file", content), std::errc::permission_denied);
+}
+
+TEST_F(SystemFilesTest, AnyFaultOfAReadingIsReportedAndLeavesTheContent) {
+  putContent(folder / "a", std::string(3'000'000, 'x'));
+  FaultyFileOperations dryRun;
+  std::string whole;
+  ASSERT_FALSE(SystemFiles(dryRun).read(folder / "a", whole));
+  for (std::size_t call = 1; call <= dryRun.calls().size(); ++call) {
+    const std::string& name = dryRun.calls()[call - 1];
+    std::string content = "before";
+    FaultyFileOperations failing({Fault::Kind::fails, call, EIO});
+    const auto problem = SystemFiles(failing).read(folder / "a", content);
+    EXPECT_EQ(static_cast<bool>(problem), name != "close") << name;
+    EXPECT_EQ(content.size(), problem ? 6U : 3'000'006U) << name;
+    if (name == "fstat") continue;
+    FaultyFileOperations interrupted({Fault::Kind::fails, call, EINTR});
+    EXPECT_FALSE(SystemFiles(interrupted).read(folder / "a", content = "")) << name;
+    EXPECT_TRUE(content == whole) << name;
+  }
+}
+
+TEST_F(SystemFilesTest, AFileThatChangesWhileItIsReadIsReadAsItIsThen) {
+  for (const std::size_t size : {std::size_t{0}, std::size_t{5}, std::size_t{2'000'000}}) {
+    for (const std::size_t later : {std::size_t{0}, std::size_t{7}, std::size_t{3'000'000}}) {
+      putContent(folder / "a", std::string(size, 'x'));
+      InterferingOperations operations;
+      operations.beforeRead = [&] { putContent(folder / "a", std::string(later, 'y')); };
+      std::string content;
+      EXPECT_FALSE(SystemFiles(operations).read(folder / "a", content));
+      EXPECT_TRUE(content == std::string(later, 'y')) << size << " " << later;
+    }
+  }
+}
+
+/// Sizes for which there is no memory: more than a text can have, and more than the system grants.
+constexpr std::uintmax_t kTooLarge[] = {
+    std::numeric_limits<std::int64_t>::max(),
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)  // these end the process instead
+    std::uintmax_t{1} << 47,
+#endif
+};
+
+TEST_F(SystemFilesTest, AFileThatIsLargerThanMemoryIsReported) {
+  const TemporaryFolder memory("/dev/shm");  // its files can have any size while they hold nothing
+  putContent(memory / "a", "");
+  for (const std::uintmax_t size : kTooLarge) {
+    fs::resize_file(memory / "a", size);
+    std::string content = "before";
+    EXPECT_EQ(files.read(memory / "a", content), std::errc::not_enough_memory) << size;
+    EXPECT_EQ(content, "before");
+  }
+}
+
+TEST_F(SystemFilesTest, CreatesAFileWithThePermissionsThatTheUserGivesNewFiles) {
+  const mode_t before = ::umask(0027);
+  EXPECT_FALSE(files.write(folder / "a", "content"));
+  ::umask(before);
+  EXPECT_EQ(contentOf(folder / "a"), "content");
+  EXPECT_EQ(permissionsOf(folder / "a"), static_cast<fs::perms>(0640));
+}
+
+TEST_F(SystemFilesTest, ReplacesTheContentOfAFile) {
+  putContent(folder / "a", "a longer text");
+  EXPECT_FALSE(files.write(folder / "a", "short"));
+  EXPECT_EQ(contentOf(folder / "a"), "short");
+  EXPECT_FALSE(files.write(folder / "a", ""));
+  EXPECT_EQ(contentOf(folder / "a"), "");
+}
+
+TEST_F(SystemFilesTest, AFileThatCannotBeOpenedForWritingIsReported) {
+  putContent(folder / "file", "content");
+  const std::pair<std::string, std::errc> cases[] = {{folder / "missing/a", std::errc::no_such_file_or_directory},
+                                                     {folder / "file/a", std::errc::not_a_directory},
+                                                     {folder.path(), std::errc::is_a_directory},
+                                                     {folder / "file\0more"s, std::errc::invalid_argument}};
+  for (const auto& [path, problem] : cases) EXPECT_EQ(files.write(path, "new"), problem) << path;
+  EXPECT_EQ(folder.names(), Names{"file"});
+  EXPECT_EQ(contentOf(folder / "file"), "content");
+  const Forbidden forbidden(folder.path(), kReadOnlyFolder);
+  const OrdinaryUser user;
+  EXPECT_EQ(files.write(folder / "a", "new"), std::errc::permission_denied);
+}
+
+TEST_F(SystemFilesTest, AFaultAfterTheOpeningIsNotReported) {
+  FaultyFileOperations noSpace({Fault::Kind::fails, 2, ENOSPC});
+  EXPECT_FALSE(SystemFiles(noSpace).write(folder / "a", "content"));
+  EXPECT_EQ(contentOf(folder / "a"), "");
+  FaultyFileOperations closing({Fault::Kind::fails, 3, EIO});
+  EXPECT_FALSE(SystemFiles(closing).write(folder / "a", "content"));
+  FaultyFileOperations opening({Fault::Kind::fails, 1, EIO});
+  EXPECT_EQ(SystemFiles(opening).write(folder / "a", "other"), std::errc::io_error);
+  EXPECT_EQ(contentOf(folder / "a"), "content");
+  EXPECT_FALSE(files.write("/dev/full", "content"));
+}
+
+TEST_F(SystemFilesTest, APartialAndAnInterruptedWriteAreContinued) {
+  for (const Fault fault : {Fault{Fault::Kind::writesHalf, 2, 0}, Fault{Fault::Kind::fails, 2, EINTR},
+                            Fault{Fault::Kind::fails, 1, EINTR}}) {
+    FaultyFileOperations operations(fault);
+    EXPECT_FALSE(SystemFiles(operations).write(folder / "a", "0123456789"));
+    EXPECT_EQ(contentOf(folder / "a"), "0123456789");
+    fs::remove(folder / "a");
+  }
+}
+
+TEST_F(SystemFilesTest, OnAFullDiskTheFileHoldsTheBeginning) {
+  struct rlimit before {};
+  ASSERT_EQ(::getrlimit(RLIMIT_FSIZE, &before), 0);
+  const auto signalBefore = ::signal(SIGXFSZ, SIG_IGN);
+  const struct rlimit full { 100, before.rlim_max };
+  ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &full), 0);
+  const auto problem = files.write(folder / "a", std::string(258, 'x'));
+  ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &before), 0);
+  ::signal(SIGXFSZ, signalBefore);
+  EXPECT_FALSE(problem);
+  EXPECT_EQ(contentOf(folder / "a"), std::string(100, 'x'));
+}
+
+}  // namespace
+}  // namespace sqm::platform
