@@ -28,7 +28,8 @@ struct HttpOptions {
   std::chrono::seconds idleLimit = std::chrono::seconds(5);
   /// The whole request: long enough for a large upload on a slow line, which the stall limit lets go on.
   std::chrono::milliseconds totalLimit = std::chrono::hours(1);
-  /// Bytes of a response body. A longer response is an error.
+  /// Bytes of a response body that are kept. The rest is read and dropped; a response that never ends is ended by
+  /// `totalLimit`.
   std::size_t bodyLimit = 1024 * 1024;
   /// Connections, and requests under way, at one time; at least 1. Further requests wait their turn.
   std::size_t connectionBound = 8;

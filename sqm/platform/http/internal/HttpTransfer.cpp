@@ -60,14 +60,11 @@ struct HttpTransfer::Callbacks {
     return CURL_WRITEFUNC_ERROR;
   }
 
+  /// What is beyond the limit is read and dropped, so that the server sees its response taken.
   static std::size_t body(const char* bytes, std::size_t, std::size_t count, HttpTransfer* transfer) {
     std::string& content = transfer->request_.front().result.content;
-    if (count > transfer->options_.bodyLimit - content.size()) {
-      transfer->refusal_ = "the answer is longer than the limit";
-      return CURL_WRITEFUNC_ERROR;
-    }
     try {
-      content.append(bytes, count);
+      content.append(bytes, std::min(count, transfer->options_.bodyLimit - content.size()));
       return count;
     } catch (const std::bad_alloc&) {
       transfer->refusal_ = "out of memory";
