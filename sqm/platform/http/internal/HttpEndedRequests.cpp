@@ -1,36 +1,34 @@
-#include "sqm/platform/http/internal/HttpDeliveries.h"
+#include "sqm/platform/http/internal/HttpEndedRequests.h"
 
 #include <utility>
 
 namespace sqm::platform {
 
-void HttpDeliveries::add(HttpRequestNode request) noexcept {
+void HttpEndedRequests::add(HttpRequestNode request) noexcept {
   const std::lock_guard lock(mutex_);
   unposted_ += request.size();
-  finished_.splice(finished_.end(), request);
+  requests_.splice(requests_.end(), request);
 }
 
-bool HttpDeliveries::flush() noexcept {
-  try {
-    for (; unposted_ > 0; --unposted_) {
-      mainThread_.post([self = weak_from_this()] {
-        if (const auto deliveries = self.lock()) deliveries->deliverOne();
-      });
-    }
-    return true;
-  } catch (...) {
-    return false;  // what has no task yet gets one later
+bool HttpEndedRequests::postTasks() noexcept try {
+  for (; unposted_ > 0; --unposted_) {
+    mainThread_.post([weakSelf = weak_from_this()] {
+      if (const auto self = weakSelf.lock()) self->passOldest();
+    });
   }
+  return true;
+} catch (...) {
+  return false;
 }
 
-void HttpDeliveries::deliverOne() {
+void HttpEndedRequests::passOldest() {
   HttpRequestNode request;
   {
     const std::lock_guard lock(mutex_);
-    if (finished_.empty()) return;  // a loop that threw had taken the task all the same
-    request.splice(request.begin(), finished_, finished_.begin());
+    if (requests_.empty()) return;  // a main thread that threw may have queued the task all the same
+    request.splice(request.begin(), requests_, requests_.begin());
   }
-  if (HttpRequestOwner* const owner = request.front().sender->owner) owner->settle(std::move(request));
+  if (HttpRequestOwner* const owner = request.front().link->owner) owner->requestEnded(std::move(request));
 }
 
 }  // namespace sqm::platform

@@ -9,26 +9,27 @@
 
 namespace sqm::platform {
 
-/// Takes finished requests from the HTTP thread to their senders on the main thread, one task for each.
+/// Passes ended requests from the HTTP thread to their owners on the main thread, in one task for each request.
 ///
-/// Ownership: shared; its tasks do not keep it alive, and do nothing once it is gone.
-/// Threading: `add` and `flush` on the HTTP thread.
-class HttpDeliveries : public std::enable_shared_from_this<HttpDeliveries> {
+/// Ownership: shared. Its tasks do not keep it alive, and do nothing once it is destroyed.
+/// Threading: `add` and `postTasks` on the HTTP thread.
+class HttpEndedRequests : public std::enable_shared_from_this<HttpEndedRequests> {
  public:
-  explicit HttpDeliveries(MainThread& mainThread) : mainThread_(mainThread) {}
+  explicit HttpEndedRequests(MainThread& mainThread) : mainThread_(mainThread) {}
 
   void add(HttpRequestNode request) noexcept;
 
-  /// Posts a task for every request added; false when the main thread would not take all of them now.
-  bool flush() noexcept;
+  /// Posts a task for each request that has none yet. Returns false when the main thread refused one: call it again
+  /// later.
+  bool postTasks() noexcept;
 
  private:
-  void deliverOne();
+  void passOldest();
 
   MainThread& mainThread_;
   std::size_t unposted_ = 0;  // HTTP thread
   std::mutex mutex_;
-  HttpRequestNode finished_;  // any number, the oldest first
+  HttpRequestNode requests_;  // any number, the oldest first
 };
 
 }  // namespace sqm::platform
