@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <memory>
 #include <optional>
 #include <string>
@@ -10,48 +11,50 @@ namespace sqm {
 /// A whole response arrived, whatever its status.
 inline constexpr std::string_view TrelkHttpTransactionCompletedNotification =
     "TrelkHttpTransactionCompletedNotification";
-/// No response: the server cannot be reached, broke off, sent what is no HTTP; or the address is missing or malformed.
+/// No whole response: the server cannot be reached, closed the connection early or does not speak HTTP; or the address
+/// is missing or malformed.
 inline constexpr std::string_view TrelkHttpTransactionErrorNotification = "TrelkHttpTransactionErrorNotification";
-/// A time limit ran out before the whole response was there.
+/// A time limit passed before the whole response arrived.
 inline constexpr std::string_view TrelkHttpTransactionTimeOutNotification = "TrelkHttpTransactionTimeOutNotification";
-/// The request was given up by `abortTransaction`.
+/// The request was ended by `abortTransaction`.
 inline constexpr std::string_view TrelkHttpTransactionAbortedNotification = "TrelkHttpTransactionAbortedNotification";
 
 /// The method code of a POST.
 inline constexpr int kHttpMethodPost = 1;
 
-/// Sends requests one after another, each in the background, and tells the outcome by a notification whose object is
-/// the transaction.
+/// The only status on which the directory uploader and the upload queue delete what they sent.
+inline constexpr int kHttpStatusOk = 200;
+
+/// Sends requests in the background and reports the outcome of each by a notification whose object is the transaction.
 ///
 /// Every request ends in exactly one of the four notifications, posted to the host's `NotificationCenter` on the main
 /// thread, never from inside `sendHttpRequest`.
 ///
-/// Ownership: destroying a transaction gives its requests up, silently.
+/// Ownership: destroying a transaction ends its requests without a notification.
 /// Threading: the main thread, for every operation.
-/// Failure: reported by the notifications alone; nothing throws.
+/// Failure: reported by the notifications.
 class HttpTransaction {
  public:
   virtual ~HttpTransaction() = default;
 
-  /// The text encoding of the request bodies; 0 is UTF-8, the bodies as they are.
+  /// The text encoding of the request bodies; 0 is UTF-8: the bodies are sent unchanged.
   virtual void setEncoding(int encoding) = 0;
 
-  /// Names the session, and the log file that tells its traffic.
+  /// Names the session and the log file of its traffic.
   virtual void startSession(std::string_view session, std::string_view logFile) = 0;
 
   /// Starts a request and returns at once. An absent or malformed `url`, a scheme other than http and https, and a
-  /// method other than `kHttpMethodPost` end in the error notification. A second request while one runs is sent beside
-  /// it.
+  /// method other than `kHttpMethodPost` end in the error notification. Several requests may run at the same time.
   virtual void sendHttpRequest(std::optional<std::string_view> url, int withMethod, std::string data) = 0;
 
-  /// Gives up what is running; without a running request, nothing.
+  /// Ends the running requests; without one, does nothing.
   virtual void abortTransaction() = 0;
 
-  /// Status of the last completed response; 0 once a new request was started, until its response is complete.
+  /// Status of the last completed response; 0 from the start of a new request until its response is complete.
   virtual int httpResponseStatusCode() const = 0;
 
-  /// Body of the last completed response, under the same rule. Valid until the next operation of the transaction, and
-  /// until the main thread takes its next task.
+  /// Body of the last completed response, empty under the same rule. Valid until the next operation of the transaction
+  /// or the next task of the main thread.
   virtual std::string_view httpResponseContent() const = 0;
 };
 
@@ -60,8 +63,12 @@ class HttpTransactionFactory {
  public:
   virtual ~HttpTransactionFactory() = default;
 
-  /// A new transaction, or null when none can be had.
+  /// A new transaction, or null when it cannot be made.
   virtual std::unique_ptr<HttpTransaction> makeTransaction() = 0;
+
+  /// Requests of its transactions that were started and whose notification has not been posted yet. Inside the handler
+  /// of a notification, its own request is not counted.
+  virtual std::size_t requestsUnderWay() const = 0;
 };
 
 }  // namespace sqm

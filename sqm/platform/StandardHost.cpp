@@ -1,5 +1,6 @@
 #include "sqm/platform/StandardHost.h"
 
+#include <optional>
 #include <utility>
 
 #include "sqm/common/NotificationCenter.h"
@@ -24,61 +25,69 @@
 
 namespace sqm::platform {
 
-struct StandardHost::Services {
-  explicit Services(const Options& options)
-      : folders(options.homeDirectory),
-        logs({.folder = folders.logFolder()}),
-        problems(logs, options.onFileProblem),
-        propertyLists(problems, {.atomicSaves = options.atomicSaves}),
-        archives(problems),
-        resources(options.resourceDirectory),
-        preferences(folders.applicationQuenfaFolderPath(), problems),
-        http(options.mainThread == nullptr ? runLoop : *options.mainThread, notifications, logs, options.http) {}
+namespace {
 
-  // In the order of use: what comes later borrows from what came before.
+/// Makes the standard service unless the host has one.
+template <typename Service, typename Standard, typename... Arguments>
+void provide(Service*& service, std::optional<Standard>& standard, Arguments&&... arguments) {
+  if (service == nullptr) service = &standard.emplace(std::forward<Arguments>(arguments)...);
+}
+
+}  // namespace
+
+struct StandardHost::Services {
+  Services(Host& host, const Options& options) {
+    if (host.mainThread == nullptr) host.mainThread = &runLoop;
+    if (host.filterManager == nullptr) host.filterManager = &filter;
+    provide(host.notificationCenter, notifications);
+    provide(host.configuration, folders, options.homeDirectory);
+    const std::string logFolder = HomeFolders(host.configuration->homeDirectory()).logFolder();
+    provide(host.logFiles, logs, LogFiles::Options{.folder = logFolder, .textSize = options.logTextLimit});
+    problems.emplace(*host.logFiles, options.onFileProblem);
+    provide(host.files, systemFiles);
+    provide(host.propertyLists, propertyLists, *problems,
+            PropertyListFiles::Options{.atomicSaves = options.atomicSaves});
+    provide(host.serializer, archives, *problems);
+    preferences.emplace(host.configuration->applicationQuenfaFolderPath(), *problems);
+    if (host.userPrefs == nullptr) host.userPrefs = &*preferences;
+    provide(host.mainBundle, resources, options.resourceDirectory);
+    provide(host.utilities, system);
+    provide(host.clock, clock);
+    provide(host.dates, dates);
+    provide(host.locale, locale);
+    provide(host.jsonWriter, json);
+    provide(host.compressor, compressor);
+    provide(host.console, console);
+    provide(host.httpTransactions, http, *host.mainThread, *host.notificationCenter, *host.logFiles, options.http,
+            options.onHttpExchange);
+  }
+
+  // In the order of use: a service may use those above it.
   RunLoop runLoop;
-  NotificationCenter notifications;
-  HomeFolders folders;
-  LogFiles logs;
-  FileProblems problems;
-  SystemFiles files;
-  PropertyListFiles propertyLists;
-  ArchiveFiles archives;
-  ResourceFolder resources;
-  PreferencesFile preferences;
-  SystemInformation system;
-  SystemClock clock;
-  IcuDates dates;
-  IcuLocale locale;
-  JsonText json;
-  GzipBase64 compressor;
   RuleFilter filter;
-  StandardErrorConsole console;
-  HttpClient http;
+  std::optional<NotificationCenter> notifications;
+  std::optional<HomeFolders> folders;
+  std::optional<LogFiles> logs;
+  std::optional<FileProblems> problems;
+  std::optional<SystemFiles> systemFiles;
+  std::optional<PropertyListFiles> propertyLists;
+  std::optional<ArchiveFiles> archives;
+  std::optional<PreferencesFile> preferences;
+  std::optional<ResourceFolder> resources;
+  std::optional<SystemInformation> system;
+  std::optional<SystemClock> clock;
+  std::optional<IcuDates> dates;
+  std::optional<IcuLocale> locale;
+  std::optional<JsonText> json;
+  std::optional<GzipBase64> compressor;
+  std::optional<StandardErrorConsole> console;
+  std::optional<HttpClient> http;
 };
 
 StandardHost::StandardHost() : StandardHost(Options{}) {}
 
-StandardHost::StandardHost(const Options& options) : services_(std::make_unique<Services>(options)) {
-  httpTransactions = &services_->http;
-  logFiles = &services_->logs;
-  mainBundle = &services_->resources;
-  mainThread = options.mainThread == nullptr ? &services_->runLoop : options.mainThread;
-  notificationCenter = &services_->notifications;
-  propertyLists = &services_->propertyLists;
-  locale = &services_->locale;
-  filterManager = &services_->filter;
-  console = &services_->console;
-  configuration = &services_->folders;
-  userPrefs = &services_->preferences;
-  utilities = &services_->system;
-  clock = &services_->clock;
-  dates = &services_->dates;
-  files = &services_->files;
-  serializer = &services_->archives;
-  jsonWriter = &services_->json;
-  compressor = &services_->compressor;
-}
+StandardHost::StandardHost(const Options& options)
+    : Host(options.services), services_(std::make_unique<Services>(*this, options)) {}
 
 StandardHost::~StandardHost() = default;
 
@@ -86,19 +95,19 @@ bool StandardHost::makeFolders() {
   for (const std::string& folder : {configuration->applicationQuenfaFolderPath(), sqmFolderPath(*configuration)}) {
     const std::error_code error = platform::makeFolders(FileOperations::posix(), folder);
     if (!error) continue;
-    services_->problems.cannotWrite(folder, error.message());
+    services_->problems->cannotWrite(folder, error.message());
     return false;
   }
   return true;
 }
 
 bool StandardHost::runUntilIdle(std::chrono::milliseconds timeout) {
-  return runLoop().runUntilIdle([this] { return services_->http.requestsUnderWay() == 0; }, timeout);
+  return runLoop().runUntilIdle([this] { return httpTransactions->requestsUnderWay() == 0; }, timeout);
 }
 
 RunLoop& StandardHost::runLoop() { return services_->runLoop; }
 
-PreferencesFile& StandardHost::preferences() { return services_->preferences; }
+PreferencesFile& StandardHost::preferences() { return *services_->preferences; }
 
 RuleFilter& StandardHost::filter() { return services_->filter; }
 

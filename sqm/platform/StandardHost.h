@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
 #include <memory>
 #include <string>
 
@@ -14,30 +15,33 @@ class PreferencesFile;
 class RuleFilter;
 class RunLoop;
 
-/// Every service that the library expects of its host, on this machine: a host application makes one and hands it to
-/// the library's objects. To replace a service, point the member of `Host` at your own before the first of them is
-/// made.
+/// A host with every service that the library needs, on this machine. The application makes one and passes it to the
+/// library's objects. To replace a service, name your own in `Options::services`, so that the other services use it,
+/// too; or set the member of `Host` before the first object of the library is made, so that only the library uses it.
 ///
-/// Ownership: owns its services. Outlives the objects that were given it.
+/// Ownership: owns the standard services. Must outlive the objects that were given it.
 /// Threading: made, used and destroyed on the main thread.
-/// Failure: nothing is made on disk but by `makeFolders`, by preferences that are set, and by logs, whose files and
-/// folder are made when the library's objects open them.
+/// Failure: only `makeFolders`, setting preferences and opening logs create files or folders.
 class StandardHost : public Host {
  public:
   struct Options {
-    /// The user's home directory. Empty: the user's own.
+    /// The user's home directory. Empty: that of the process's user.
     std::string homeDirectory;
-    /// Where "SQMFieldNames.plist" lies. Empty: the folder of the executable.
+    /// The folder of "SQMFieldNames.plist". Empty: the folder of the executable.
     std::string resourceDirectory;
-    /// Every list is written to a temporary file, synced and renamed, so that whatever happens the file is the old list
-    /// or the new one. Recommended; off, because saves are in place unless the host says otherwise.
+    /// Writes every list to a temporary file, syncs and renames it, so that the file always holds the old list or the
+    /// new one. Recommended; off, because lists are written in place unless the host asks otherwise.
     bool atomicSaves = false;
+    /// Bytes of one text in a log; what is beyond is left out, with a note. 0: texts are logged whole.
+    std::size_t logTextLimit = std::size_t{64} * 1024;
     HttpOptions http;
-    /// Called for each file that could not be read or written, besides the line in the log.
+    /// Called for each file that could not be read or written.
     FileProblemObserver onFileProblem;
-    /// Where tasks for the main thread go: an adapter for the application's own event loop. Null: `runLoop`, which the
-    /// application then runs. Outlives the host.
-    MainThread* mainThread = nullptr;
+    /// Called for each exchange of the standard HTTP client.
+    HttpExchangeObserver onHttpExchange;
+    /// Services of the application, which take the place of the standard ones. They must outlive the host. An
+    /// application with an event loop of its own sets `mainThread` to an adapter.
+    Host services;
   };
 
   StandardHost();
@@ -50,10 +54,12 @@ class StandardHost : public Host {
   /// are missing; the library itself never makes them. Returns false, with a line in the log, when one cannot be made.
   bool makeFolders();
 
-  /// Runs the loop until no request is under way and no task waits that could begin one, such as the upload queue's
-  /// next; or until the time is up. True when no request is under way.
+  /// Runs the loop until `httpTransactions` has no request under way and no task waits that could start one, such as
+  /// the next upload of the queue; or until `timeout` has passed. Returns true when no request is under way. For hosts
+  /// whose main thread is `runLoop`.
   bool runUntilIdle(std::chrono::milliseconds timeout);
 
+  // The standard services, also when another one takes their place.
   RunLoop& runLoop();
   PreferencesFile& preferences();
   RuleFilter& filter();

@@ -8,6 +8,12 @@ std::unique_ptr<HttpTransaction> ScriptedHttp::makeTransaction() {
   return isRefusing_ ? nullptr : std::make_unique<Transaction>(*this);
 }
 
+std::size_t ScriptedHttp::requestsUnderWay() const {
+  std::size_t count = 0;
+  for (const Transaction* transaction : transactions_) count += transaction->requestsUnderWay();
+  return count;
+}
+
 void ScriptedHttp::complete(int status, std::string_view content) {
   transactions_.back()->end(TrelkHttpTransactionCompletedNotification, status, content);
 }
@@ -30,10 +36,12 @@ void ScriptedHttp::Transaction::startSession(std::string_view session, std::stri
 void ScriptedHttp::Transaction::sendHttpRequest(std::optional<std::string_view> url, int withMethod, std::string data) {
   status_ = 0;
   content_.clear();
+  ++requestsUnderWay_;
   http_.requests_.push_back({url ? std::optional(std::string(*url)) : std::nullopt, withMethod, std::move(data)});
 }
 
 void ScriptedHttp::Transaction::end(std::string_view name, int status, std::string_view content) {
+  if (requestsUnderWay_ > 0) --requestsUnderWay_;
   status_ = status;
   content_ = content;
   http_.center_.postNotificationName(name, this);

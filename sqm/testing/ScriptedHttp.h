@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <memory>
 #include <optional>
 #include <string>
@@ -11,9 +12,9 @@
 
 namespace sqm::testing {
 
-/// Transactions that send nothing: they write down what they are asked, and the test says how each request ends.
+/// Transactions that send nothing: they record their requests, and the test decides how each request ends.
 ///
-/// Ownership: outlives the transactions it makes.
+/// Ownership: must outlive the transactions that it makes.
 /// Threading: one thread; the outcomes are posted from inside `complete`, `fail`, `timeOut` and `endAbort`.
 class ScriptedHttp : public HttpTransactionFactory {
  public:
@@ -28,17 +29,18 @@ class ScriptedHttp : public HttpTransactionFactory {
   explicit ScriptedHttp(NotificationCenter& center) : center_(center) {}
 
   std::unique_ptr<HttpTransaction> makeTransaction() override;
+  std::size_t requestsUnderWay() const override;
 
-  /// From now on no transaction can be had.
+  /// From now on `makeTransaction` returns null.
   void refuse() { isRefusing_ = true; }
 
-  /// What all transactions were asked to send, in order.
+  /// The requests of all transactions, in order.
   const std::vector<Request>& requests() const { return requests_; }
 
-  /// The transactions that live, in the order of their making.
+  /// The transactions that exist, in the order in which they were made.
   const std::vector<Transaction*>& transactions() const { return transactions_; }
 
-  /// How the request of the transaction made last ends.
+  // Each ends the oldest request of the transaction that was made last.
   void complete(int status, std::string_view content = "");
   void fail();
   void timeOut();
@@ -67,8 +69,9 @@ class ScriptedHttp::Transaction : public HttpTransaction {
   const std::string& session() const { return session_; }
   const std::string& logFile() const { return logFile_; }
   int aborts() const { return aborts_; }
+  std::size_t requestsUnderWay() const { return requestsUnderWay_; }
 
-  /// Posts the outcome called `name`; a completed one brings the status and the content.
+  /// Ends a request: posts the notification `name`. A completed request sets the status and the content.
   void end(std::string_view name, int status = 0, std::string_view content = "");
 
  private:
@@ -77,6 +80,7 @@ class ScriptedHttp::Transaction : public HttpTransaction {
   std::string session_;
   std::string logFile_;
   int aborts_ = 0;
+  std::size_t requestsUnderWay_ = 0;
   int status_ = 0;
   std::string content_;
 };

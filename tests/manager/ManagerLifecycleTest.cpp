@@ -97,6 +97,7 @@ class WatchedHttp : public sqm::HttpTransactionFactory {
     filesRead = fakes_.propertyLists.reads().size();
     return fakes_.http.makeTransaction();
   }
+  std::size_t requestsUnderWay() const override { return fakes_.http.requestsUnderWay(); }
 
   std::size_t filesRead = 0;
 

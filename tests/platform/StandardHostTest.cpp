@@ -3,13 +3,19 @@
 #include <functional>
 #include <string>
 #include <sys/stat.h>
+#include <utility>
+#include <vector>
 
 #include <gtest/gtest.h>
 
+#include "sqm/common/HttpTransaction.h"
 #include "sqm/manager/SQMManager.h"
 #include "sqm/platform/StandardHost.h"
+#include "sqm/platform/files/PreferencesFile.h"
+#include "sqm/platform/system/HomeFolders.h"
 #include "sqm/platform/system/MainThreadAdapter.h"
 #include "sqm/platform/system/RunLoop.h"
+#include "sqm/testing/FakeHost.h"
 
 #include "tests/support/TemporaryFolder.h"
 
@@ -91,6 +97,88 @@ TEST(StandardHost, IsIdleAtOnceWhenNothingIsUnderWay) {
   EXPECT_TRUE(host.runUntilIdle(std::chrono::milliseconds::min()));
 }
 
+TEST(StandardHost, IsIdleWhenTheHttpServiceInPlaceOfItsOwnIs) {
+  const TemporaryFolder home;
+  StandardHost host(optionsFor(home));
+  testing::ScriptedHttp http(*host.notificationCenter);
+  host.httpTransactions = &http;
+  SQMManager manager(host);
+  manager.SetSQMConnectionURL("http://collector.invalid/");
+  manager.uploadSQM();
+  ASSERT_EQ(http.requests().size(), 1U);
+  EXPECT_FALSE(host.runUntilIdle(std::chrono::milliseconds(0)));
+  host.runLoop().post([&] { http.complete(200); });
+  EXPECT_TRUE(host.runUntilIdle(std::chrono::minutes(1)));
+  EXPECT_EQ(http.requestsUnderWay(), 0U);
+}
+
+TEST(StandardHost, UsesTheServicesThatItIsGiven) {
+  const TemporaryFolder home;
+  testing::FakeHost fakes;
+  StandardHost::Options options = optionsFor(home);
+  options.services = fakes.host;
+  options.services.httpTransactions = nullptr;
+  options.services.mainThread = nullptr;
+  StandardHost host(options);
+  EXPECT_EQ(host.propertyLists, &fakes.propertyLists);
+  EXPECT_EQ(host.console, &fakes.console);
+  EXPECT_EQ(host.mainThread, &host.runLoop());
+  const auto transaction = host.httpTransactions->makeTransaction();
+  transaction->startSession("session", "Http.log");
+  int failures = 0;
+  const auto failed = fakes.notificationCenter.addObserver(TrelkHttpTransactionErrorNotification, transaction.get(),
+                                                           [&](const Notification&) { ++failures; });
+  transaction->sendHttpRequest("no address", kHttpMethodPost, "body");
+  EXPECT_TRUE(host.runUntilIdle(std::chrono::minutes(1)));
+  EXPECT_EQ(failures, 1) << "the standard client posts to the notification center of the application";
+  EXPECT_EQ(fakes.logs.lines("Http.log").size(), 2U) << "and writes to its logs";
+}
+
+TEST(StandardHost, MakesTheFoldersOfTheConfigurationThatItIsGiven) {
+  const TemporaryFolder home;
+  const TemporaryFolder elsewhere;
+  HomeFolders folders(elsewhere.path());
+  StandardHost::Options options = optionsFor(home);
+  options.services.configuration = &folders;
+  StandardHost host(options);
+  ASSERT_TRUE(host.makeFolders());
+  EXPECT_TRUE(host.preferences().setClientTimeStamp("now"));
+  EXPECT_TRUE(host.logFiles->initWithFile("SQM.log", 2));
+  EXPECT_TRUE(fs::is_directory(elsewhere / kSqmFolder));
+  EXPECT_TRUE(fs::is_regular_file(elsewhere / "Library/Logs/Trelk/Trelk Quenfa/SQM.log"));
+  EXPECT_TRUE(home.names().empty());
+}
+
+TEST(StandardHost, LogsTextsUpToTheLimitOfItsOptions) {
+  const std::string text = std::string(100'000, 'x') + "end";
+  const std::pair<std::size_t, std::string> kCases[] = {
+      {0, text + "\n"},
+      {10, "xxxxxxxxxx [99993 bytes left out]\n"},
+      {StandardHost::Options{}.logTextLimit, std::string(65536, 'x') + " [34467 bytes left out]\n"}};
+  for (const auto& [limit, expected] : kCases) {
+    const TemporaryFolder home;
+    StandardHost::Options options = optionsFor(home);
+    options.logTextLimit = limit;
+    const StandardHost host(options);
+    host.logFiles->initWithFile("SQM.log", 2)->writeLogToFileWithInfo("USER", 2, "%@", {text});
+    const std::string content = contentOf(home / "Library/Logs/Trelk/Trelk Quenfa/SQM.log");
+    EXPECT_TRUE(content.ends_with(" USER 2 " + expected)) << limit;
+  }
+}
+
+TEST(StandardHost, ReportsExchangesToTheObserverOfItsOptions) {
+  const TemporaryFolder home;
+  std::vector<std::string> reported;
+  StandardHost::Options options = optionsFor(home);
+  options.onHttpExchange = [&](const HttpExchange& exchange) { reported.push_back(textOf(exchange)); };
+  StandardHost host(options);
+  host.httpTransactions->makeTransaction()->sendHttpRequest("http://127.0.0.1:1/", kHttpMethodPost, "dropped");
+  const auto transaction = host.httpTransactions->makeTransaction();
+  transaction->sendHttpRequest(std::nullopt, kHttpMethodPost, "body");
+  EXPECT_TRUE(host.runUntilIdle(std::chrono::minutes(1)));
+  EXPECT_EQ(reported, std::vector<std::string>{"error: there is no address"});
+}
+
 TEST(StandardHost, WaitsForAsLongAsItIsAsked) {
   const TemporaryFolder home;
   StandardHost host(optionsFor(home));
@@ -129,7 +217,7 @@ TEST(StandardHost, TellsOutcomesThroughTheEventLoopItIsGiven) {
     ofTheApplication.post(std::move(task));
   });
   StandardHost::Options options = optionsFor(home);
-  options.mainThread = &adapter;
+  options.services.mainThread = &adapter;
   StandardHost host(options);
   SQMManager manager(host);
 

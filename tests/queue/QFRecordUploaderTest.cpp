@@ -584,6 +584,7 @@ class InquisitiveHttp : public sqm::HttpTransactionFactory {
   };
 
   std::unique_ptr<sqm::HttpTransaction> makeTransaction() override { return std::make_unique<Transaction>(sent); }
+  std::size_t requestsUnderWay() const override { return static_cast<std::size_t>(sent); }
   int sent = 0;
 };
 

@@ -52,7 +52,7 @@ TEST_F(SqmctlDirectory, TellsProgramsTheSame) {
   EXPECT_EQ(files[0].at("values")[3], Json::array({"postConnect", "post"})) << "what is empty is left out";
   EXPECT_EQ(files[1].at("problem"), "it is cut short: it does not end with a quote and a line feed");
   EXPECT_EQ(files[1].at("values"), Json::array({Json::array({"username", "a"}), Json::array({"osVersion", "b"})}));
-  EXPECT_EQ(files[2].at("problem"), "it is not well-formed UTF-8: it is not sent, and deleted with the others");
+  EXPECT_EQ(files[2].at("problem"), "it is not well-formed UTF-8: it is not sent, but deleted with the others");
 }
 
 TEST_F(SqmctlDirectory, SaysWhatIsNoWholeSession) {
@@ -106,7 +106,7 @@ TEST_F(SqmctlDirectory, StaysWhenTheAnswerIsNot200) {
   const Outcome outcome = home.run({"directory", "send", folder.path(), server.url()});
   EXPECT_EQ(outcome.status, 1);
   EXPECT_EQ(outcome.err, "sqmctl: 1 file stays in " + folder.path() +
-                             ": the server answered with status 503, and only 200 takes the files off the folder\n");
+                             ": the server answered with status 503; only 200 removes the files from the folder\n");
   EXPECT_EQ(folder.names().size(), 1U);
 }
 
@@ -146,7 +146,7 @@ TEST_F(SqmctlDirectory, IsNotPostedForEverWhenItsFilesCannotBeDeleted) {
   }
   EXPECT_EQ(outcome.status, 1);
   EXPECT_EQ(outcome.err,
-            "sqmctl: 1 file stays in " + folder.path() + ": the server has got them, and they cannot be deleted\n");
+            "sqmctl: 1 file stays in " + folder.path() + ": the server has them, but they cannot be deleted\n");
   EXPECT_LE(postsTo(collector).size(), 2U);
 }
 

@@ -18,6 +18,18 @@ TEST(SqmctlQueueAdd, TakesASchemeInAnyCase) {
   EXPECT_EQ(home.run({"queue", "add", "HTTP://127.0.0.1:1/", "x"}).status, 0);
 }
 
+TEST(SqmctlQueueAdd, RefusesAnAddressThatTheLibraryCannotPostTo) {
+  const Home home;
+  for (const std::string address : {"", "http://", "http:///path", "http://127.0.0.1:99999/", "http://[::1/",
+                                    "http://a b/", "https:/a/", "ftp://a/", "127.0.0.1:80"}) {
+    const Outcome outcome = home.run({"queue", "add", address, "data"});
+    EXPECT_EQ(outcome.status, 2) << address;
+    EXPECT_EQ(outcome.err.find("sqmctl: URL: '" + address + "' is not an address to post to; an example is "), 0U)
+        << outcome.err;
+  }
+  EXPECT_EQ(waiting(home), 0U);
+}
+
 TEST(SqmctlQueueAdd, TakesDataFromAnArgumentAFileOrStandardInput) {
   const Home home;
   const std::string file = home.path() + "/body";
@@ -129,10 +141,9 @@ TEST(SqmctlQueueSend, StopsAtWhatIsNotTaken) {
   for (int count = 0; count < 3; ++count) ASSERT_EQ(home.run({"queue", "add", server.url(), "data"}).status, 0);
   const Outcome outcome = home.run({"queue", "send"});
   EXPECT_EQ(outcome.status, 1);
-  EXPECT_EQ(outcome.err,
-            "sqmctl: the request to " + server.url() +
-                " stays, and 1 behind it: the server answered with status 202, and only 200 takes a request "
-                "off the queue\n");
+  EXPECT_EQ(outcome.err, "sqmctl: the request to " + server.url() +
+                             " stays, and 1 behind it: the server answered with status 202; only 200 removes a request "
+                             "from the queue\n");
   EXPECT_EQ(waiting(home), 2U);
   EXPECT_EQ(server.requests().size(), 2U);
 }

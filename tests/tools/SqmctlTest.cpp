@@ -89,11 +89,11 @@ INSTANTIATE_TEST_SUITE_P(
                 "sqmctl: URL is required\nRun 'sqmctl queue add --help' to see what is expected.\n"},
         BadLine{"NoAddress",
                 {"queue", "add", "ftp://a/", "x"},
-                "sqmctl: URL: 'ftp://a/' is no address to post to; it would be like http://127.0.0.1:8080/path\nRun "
+                "sqmctl: URL: 'ftp://a/' is not an address to post to; an example is http://127.0.0.1:8080/path\nRun "
                 "'sqmctl queue add --help' to see what is expected.\n"},
         BadLine{"NoFolder",
                 {"directory", "show", kNoFile},
-                "sqmctl: /nowhere/at/all is no folder; it would be the one that the application saves .sqm files to\n"},
+                "sqmctl: /nowhere/at/all is not a folder; name the one that the application saves .sqm files to\n"},
         BadLine{"NoReport",
                 {"diagnostics", "decode", kNoFile},
                 "sqmctl: cannot read /nowhere/at/all: No such file or directory\n"},

@@ -102,7 +102,7 @@ TEST(SqmctlUpload, KeepsWhatNoServerTook) {
   EXPECT_NE(outcome.err.find("sqmctl: client: error: "), std::string::npos) << outcome.err;
   EXPECT_NE(
       outcome.err.find("sqmctl: still stored: 1 client record, 6 connection records, 1 device record, 2 application "
-                       "records, 1 user-acceptance record; the next upload sends what is left\n"),
+                       "records, 1 user-acceptance record; the next upload sends them\n"),
       std::string::npos)
       << outcome.err;
   EXPECT_EQ(waiting(home), 11U);
@@ -130,11 +130,10 @@ TEST(SqmctlUpload, GivesUpWhenTheTimeIsUp) {
   const LoopbackServer server(Answer{});  // none
   const Outcome outcome = home.run({"upload", "--all", server.url("/"), "--timeout", "0.2"});
   EXPECT_EQ(outcome.status, 1);
-  EXPECT_EQ(outcome.out, "  client                 1 record        72 bytes  given up\n");
+  EXPECT_EQ(outcome.out, "  client                 1 record        72 bytes  no answer\n");
   EXPECT_EQ(outcome.err,
-            "sqmctl: client: no answer within 0.20 s; the server may have got the records all the same, and gets them "
-            "again\n"
-            "sqmctl: still stored: 1 client record; the next upload sends what is left\n");
+            "sqmctl: client: no answer within 0.20 s; the server may have the records, and gets them again\n"
+            "sqmctl: still stored: 1 client record; the next upload sends them\n");
 }
 
 TEST(SqmctlUpload, KeepsWhatWasLeftWhenItEnded) {
@@ -154,8 +153,8 @@ TEST(SqmctlUpload, SaysWhyUserAcceptancesStay) {
   const Outcome outcome = home.run({"upload", "--all", collector.address()});
   EXPECT_EQ(outcome.status, 1);
   EXPECT_EQ(outcome.err,
-            "sqmctl: still stored: 1 user-acceptance record; user acceptances go only in an upload that has device or "
-            "application records, too\n");
+            "sqmctl: still stored: 1 user-acceptance record; user acceptances are posted only together with device "
+            "or application records\n");
 }
 
 TEST(SqmctlUpload, LeavesADamagedListAlone) {

@@ -1,5 +1,6 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <chrono>
 #include <cstdio>
 #include <filesystem>
 #include <memory>
@@ -23,23 +24,25 @@ namespace sqmctl {
 
 namespace {
 
+using sqm::platform::HttpExchange;
+using sqm::platform::HttpOutcome;
 using tools::plural;
 using tools::Style;
 
-/// Throws Problem when the user named something else.
+/// Throws Problem when `folder` is not a folder.
 void checkFolder(const std::string& folder) {
   std::error_code unknown;
   if (!std::filesystem::is_directory(folder, unknown)) {
-    throw Problem(kBadInput, folder + " is no folder; it would be the one that the application saves .sqm files to");
+    throw Problem(kBadInput, folder + " is not a folder; name the one that the application saves .sqm files to");
   }
 }
 
 // --- show ---------------------------------------------------------------------------------------------------------
 
-/// What keeps the file from being sent as one session; empty when nothing does.
+/// Why the file is not sent as one session; empty when it is.
 std::string remarkOn(const SqmFile& file, const tools::SqmSession& session) {
-  if (!file.problem.empty()) return "it cannot be read: it is not sent, and deleted with the others";
-  if (!file.isSent) return "it is not well-formed UTF-8: it is not sent, and deleted with the others";
+  if (!file.problem.empty()) return "it cannot be read: it is not sent, but deleted with the others";
+  if (!file.isSent) return "it is not well-formed UTF-8: it is not sent, but deleted with the others";
   return std::string(session.problem);
 }
 
@@ -90,7 +93,7 @@ void show(Invocation& invocation, const std::string& folder, bool isJson) {
 struct SendOptions {
   std::string folder;
   std::string url;
-  double timeout = 60;
+  std::chrono::milliseconds timeout = std::chrono::minutes(1);
 };
 
 std::vector<std::string> namesOf(const std::vector<SqmFile>& files) {
@@ -100,7 +103,7 @@ std::vector<std::string> namesOf(const std::vector<SqmFile>& files) {
   return names;
 }
 
-/// What was sent is deleted with whatever else lies there: so nothing is sent beside what would go unsent.
+/// Throws Problem when a file cannot be sent: the uploader would delete it with the others.
 void checkFiles(const std::vector<SqmFile>& files) {
   for (const SqmFile& file : files) {
     if (file.isSent) continue;
@@ -119,33 +122,33 @@ void send(Invocation& invocation, const SendOptions& options) {
     return;
   }
 
-  SendingHost sending(homeOf(invocation));
   std::vector<std::string> left = namesOf(files);
   std::string reason = "it could not be posted; can the logs below the home directory be written?";
-  sending.tellExchanges([&](const Exchange& exchange) {
-    const bool isTaken = exchange.outcome == "status 200";
-    reason = exchange.isAnswer() && !isTaken
-                 ? "the server answered with " + exchange.outcome + ", and only 200 takes the files off the folder"
-                 : exchange.outcome;
+  SendingHost sending(homeOf(invocation), [&](const HttpExchange& exchange) {
+    if (exchange.outcome == HttpOutcome::aborted) return;
+    const bool isTaken = exchange.status == sqm::kHttpStatusOk;
+    reason = exchange.outcome == HttpOutcome::completed && !isTaken
+                 ? "the server answered with " + textOf(exchange) + "; only 200 removes the files from the folder"
+                 : textOf(exchange);
     terminal.passing("");
-    terminal.line("  " + plural(left.size(), "file") + "  " + secondsText(exchange.seconds) + "  " +
-                  terminal.styled(isTaken ? Style::good : Style::bad, exchange.outcome));
+    terminal.line("  " + plural(left.size(), "file") + "  " + secondsText(exchange.elapsed) + "  " +
+                  terminal.styled(isTaken ? Style::good : Style::bad, textOf(exchange)));
   });
   bool isInTime = true;
   if (const auto uploader = sqm::SQMUploader::create(sending.host())) {
-    // The uploader posts again what it cannot delete, for as long as the server takes it.
+    // The uploader would post files that it cannot delete again and again.
     const auto answered = sending.host().notificationCenter->addObserver(
         sqm::TrelkHttpTransactionCompletedNotification, nullptr, [&](const sqm::Notification&) {
           const std::vector<std::string> before = std::exchange(left, namesOf(sqmFilesIn(options.folder)));
           if (sending.isIdle() || !std::includes(left.begin(), left.end(), before.begin(), before.end())) return;
-          reason = "the server has got them, and they cannot be deleted";
+          reason = "the server has them, but they cannot be deleted";
           uploader->abortSend();
         });
     uploader->setSQMDirPath(options.folder);
     uploader->setSQMUploadUrl(options.url);
     terminal.passing("  " + plural(left.size(), "file") + "  under way");
     uploader->startSend();
-    isInTime = sending.runUntilIdle(options.timeout);
+    isInTime = sending.host().runUntilIdle(options.timeout);
   }
   if (!isInTime) {
     terminal.passing("");
@@ -164,7 +167,7 @@ void addShowFolder(CLI::App& directory, Invocation& invocation) {
   };
   const auto options = std::make_shared<ShowOptions>();
   CLI::App* command = directory.add_subcommand("show", "The sessions, with their positions named");
-  command->add_option("FOLDER", options->folder, "Where the files lie")->option_text(" ")->required();
+  command->add_option("FOLDER", options->folder, "The folder of the files")->option_text(" ")->required();
   command->add_flag("--json", options->isJson, "For programs");
   command->callback([&invocation, options] { show(invocation, options->folder, options->isJson); });
 }
@@ -172,15 +175,15 @@ void addShowFolder(CLI::App& directory, Invocation& invocation) {
 void addSendFolder(CLI::App& directory, Invocation& invocation) {
   const auto options = std::make_shared<SendOptions>();
   CLI::App* command = directory.add_subcommand("send", "Posts the files as one body, and deletes them");
-  command->add_option("FOLDER", options->folder, "Where the files lie")->option_text(" ")->required();
-  command->add_option("URL", options->url, "Where they are posted")
+  command->add_option("FOLDER", options->folder, "The folder of the files")->option_text(" ")->required();
+  command->add_option("URL", options->url, "The address to post to")
       ->option_text(" ")
       ->required()
       ->check(addressProblem);
   addTimeout(*command, options->timeout);
   command->footer(
-      "Only an answer 200 deletes the files, and then every .sqm file that is in the folder by that time: save none\n"
-      "while they are sent.");
+      "Only an answer 200 deletes the files, and then every .sqm file that is in the folder at that time: do not save\n"
+      "files while they are sent.");
   command->callback([&invocation, options] { send(invocation, *options); });
 }
 

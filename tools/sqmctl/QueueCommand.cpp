@@ -1,4 +1,5 @@
 #include <CLI/CLI.hpp>
+#include <chrono>
 #include <cstdio>
 #include <memory>
 #include <optional>
@@ -18,6 +19,8 @@ namespace sqmctl {
 
 namespace {
 
+using sqm::platform::HttpExchange;
+using sqm::platform::HttpOutcome;
 using tools::plural;
 using tools::Style;
 
@@ -59,8 +62,8 @@ void list(Invocation& invocation, bool isJson) {
 
 // --- add, send ----------------------------------------------------------------------------------------------------
 
-/// The uploader of this process, which is not to be used when the host has gone. Throws Problem when the queue cannot
-/// be read: the uploader would set it aside and begin an empty one.
+/// The uploader of this process, which must not be used after the host is destroyed. Throws Problem when the queue
+/// cannot be read: the uploader would move it aside and begin an empty one.
 sqm::QFRecordUploader& uploaderOn(SendingHost& sending, const std::string& home) {
   const StoredQueue queue = storedQueue(home);
   if (!queue.problem.empty()) {
@@ -93,32 +96,33 @@ void add(Invocation& invocation, const AddOptions& options) {
                                plural(uploader.recordQueue()->size(), "request") + " in the queue"));
 }
 
-void send(Invocation& invocation, double timeout) {
+void send(Invocation& invocation, std::chrono::milliseconds timeout) {
   const std::string home = homeOf(invocation);
   tools::Terminal terminal(stdout);
   if (storedQueue(home).problem.empty() && storedQueue(home).requests.empty()) {
     terminal.line("No request waits; nothing was posted");
     return;
   }
-  SendingHost sending(home);
-  sqm::QFRecordUploader& uploader = uploaderOn(sending, home);
-
   const auto row = [](const sqm::UploadRequest& request) {
     return "  " + tools::visible(request.uploadURL.value_or(kNoAddress)) + "  " +
            plural(request.uploadData.value_or("").size(), "byte") + "  ";
   };
   std::string reason;
-  sending.tellExchanges([&](const Exchange& exchange) {
-    const bool isTaken = exchange.outcome == "status 200";
-    reason = isTaken ? std::string() : exchange.outcome;
+  SendingHost sending(home, [&](const HttpExchange& exchange) {
+    const bool isTaken = exchange.status == sqm::kHttpStatusOk;
+    reason = isTaken ? "" : textOf(exchange);
+    if (!isTaken && exchange.outcome == HttpOutcome::completed) {
+      reason = "the server answered with " + reason + "; only 200 removes a request from the queue";
+    }
+    const auto request = sqm::QFRecordUploader::sharedQFRecordUploader()->currentURLRequest();
     terminal.passing("");
-    terminal.line(terminal.shown(row(uploader.currentURLRequest().value_or(sqm::UploadRequest{})) +
-                                 secondsText(exchange.seconds) + "  ") +
-                  terminal.styled(isTaken ? Style::good : Style::bad, exchange.outcome));
+    terminal.line(terminal.shown(row(request.value_or(sqm::UploadRequest{})) + secondsText(exchange.elapsed) + "  ") +
+                  terminal.styled(isTaken ? Style::good : Style::bad, textOf(exchange)));
   });
+  sqm::QFRecordUploader& uploader = uploaderOn(sending, home);
   terminal.passing("  " + plural(uploader.recordQueue()->size(), "request") + " under way");
   uploader.uploadRecord();
-  const bool isInTime = sending.runUntilIdle(timeout);
+  const bool isInTime = sending.host().runUntilIdle(timeout);
 
   for (const std::string& problem : sending.fileProblems()) complain(invocation, problem);
   const sqm::UploadRequests left = uploader.recordQueue().value_or(sqm::UploadRequests{});
@@ -129,8 +133,6 @@ void send(Invocation& invocation, double timeout) {
     reason = "no answer within " + secondsText(timeout);
   } else if (!head.uploadURL || !head.uploadData) {
     reason = "it lacks its address or its data";
-  } else if (reason.starts_with("status ")) {
-    reason = "the server answered with " + reason + ", and only 200 takes a request off the queue";
   }
   complain(invocation, "the request to " + head.uploadURL.value_or(kNoAddress) + " stays" +
                            (left.size() > 1 ? ", and " + std::to_string(left.size() - 1) + " behind it" : "") + ": " +
@@ -146,26 +148,26 @@ void addList(CLI::App& queue, Invocation& invocation) {
 
 void addAdd(CLI::App& queue, Invocation& invocation) {
   const auto options = std::make_shared<AddOptions>();
-  CLI::App* command = queue.add_subcommand("add", "Puts a request at the end of the queue; it is not sent");
-  command->add_option("URL", options->url, "Where it is to be posted")
+  CLI::App* command = queue.add_subcommand("add", "Appends a request to the queue, without sending it");
+  command->add_option("URL", options->url, "The address to post to")
       ->option_text(" ")
       ->required()
       ->check(addressProblem);
   CLI::Option* data =
-      command->add_option("DATA", options->data, "What is to be posted (default: standard input)")->option_text(" ");
-  command->add_option("--file", options->file, "Post what this file holds (-: standard input)")
+      command->add_option("DATA", options->data, "The body to post (default: standard input)")->option_text(" ");
+  command->add_option("--file", options->file, "Post the content of this file (-: standard input)")
       ->option_text("FILE")
       ->excludes(data);
   command->callback([&invocation, options] { add(invocation, *options); });
 }
 
 void addSend(CLI::App& queue, Invocation& invocation) {
-  const auto timeout = std::make_shared<double>(60);
-  CLI::App* command = queue.add_subcommand("send", "Posts the requests one after another, until one is not taken");
+  const auto timeout = std::make_shared<std::chrono::milliseconds>(std::chrono::minutes(1));
+  CLI::App* command = queue.add_subcommand("send", "Posts the requests one after another, until one fails");
   addTimeout(*command, *timeout);
   command->footer(
-      "Only an answer 200 takes a request off the queue. Any other stops it there, for the next time.\n"
-      "Do not send while the application runs that owns the home directory: each would replace the other's queue.");
+      "Only an answer 200 removes a request from the queue. Any other answer stops the queue at that request.\n"
+      "Run this only while the application does not run: each would overwrite the other's queue.");
   command->callback([&invocation, timeout] { send(invocation, *timeout); });
 }
 

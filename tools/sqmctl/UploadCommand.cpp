@@ -1,6 +1,7 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <cstdio>
 #include <memory>
 #include <optional>
@@ -22,13 +23,15 @@ namespace {
 
 using sqm::RecordType;
 using sqm::SQMManager;
+using sqm::platform::HttpExchange;
+using sqm::platform::HttpOutcome;
 using tools::plural;
 using tools::Style;
 
 struct UploadOptions {
   std::array<std::string, sqm::kRecordTypes.size()> urls;  ///< by type
   std::string all;
-  double timeout = 60;
+  std::chrono::milliseconds timeout = std::chrono::minutes(1);
 };
 
 /// The address of a type; empty when none was given.
@@ -38,7 +41,7 @@ std::string urlFor(const UploadOptions& options, RecordType type) {
   return options.all + (options.all.ends_with('/') ? "" : "/") + nameOf(type);
 }
 
-/// Nothing is posted when saving afterwards would lose what cannot be read now.
+/// Throws Problem when a list cannot be read: nothing is posted, because the save after it would replace the list.
 void checkLists(const StoredLists& lists) {
   std::string problems;
   for (const StoredList& list : lists) {
@@ -51,7 +54,7 @@ void checkLists(const StoredLists& lists) {
   }
 }
 
-/// What of a list needs an address; empty when nothing does.
+/// What an upload posts of a list, so that an address is needed; empty when it posts nothing.
 std::string needOf(const StoredList& list) {
   const std::size_t count = list.records.size();
   if (count > 0) {
@@ -62,7 +65,7 @@ std::string needOf(const StoredList& list) {
   return name + " document, which is posted even when there are no " + name + " records";
 }
 
-/// Nothing is posted when it is known beforehand that something would stay for want of an address.
+/// Throws Problem when an address is missing: nothing is posted.
 void checkAddresses(const StoredLists& lists, const UploadOptions& options) {
   for (const StoredList& list : lists) {
     const std::string need = needOf(list);
@@ -72,35 +75,37 @@ void checkAddresses(const StoredLists& lists, const UploadOptions& options) {
   }
 }
 
-/// Uploads and tells of each type how it went.
+/// Uploads, and prints the outcome for each type.
 class Upload {
  public:
   Upload(Invocation& invocation, const UploadOptions& options, StoredLists lists)
-      : invocation_(invocation), options_(options), lists_(std::move(lists)), sending_(homeOf(invocation)) {}
+      : invocation_(invocation),
+        options_(options),
+        lists_(std::move(lists)),
+        sending_(homeOf(invocation), [this](const HttpExchange& exchange) { exchange_ = exchange; }) {}
 
   void run() {
     sqm::NotificationCenter& center = *sending_.host().notificationCenter;
-    sending_.tellExchanges([this](const Exchange& exchange) { exchange_ = exchange; });
     bool isInTime = false;
     {
       SQMManager manager(sending_.host());
       for (const RecordType type : sqm::kRecordTypes) manager.setURL(type, urlFor(options_, type));
-      // The manager hears of a success first, and has moved on when this observer does.
-      const auto ended = [&](const sqm::Notification& notification) {
-        tellOutcome();
+      // Called after the manager's own observer, which has started the next upload.
+      const auto onOutcome = [&](const sqm::Notification& notification) {
+        printOutcome();
         if (notification.name == sqm::TrelkSQMUploadSuccess) manager.saveToDisk();
-        if (!sending_.isIdle()) begin(manager.uploadState());
+        if (!sending_.isIdle()) printUnderWay(manager.uploadState());
       };
-      const auto arrived = center.addObserver(sqm::TrelkSQMUploadSuccess, nullptr, ended);
-      const auto failed = center.addObserver(sqm::TrelkSQMUploadFailure, nullptr, ended);
+      const auto succeeded = center.addObserver(sqm::TrelkSQMUploadSuccess, nullptr, onOutcome);
+      const auto failed = center.addObserver(sqm::TrelkSQMUploadFailure, nullptr, onOutcome);
       manager.uploadSQM();
-      begin(manager.uploadState());
-      isInTime = sending_.runUntilIdle(options_.timeout);
+      printUnderWay(manager.uploadState());
+      isInTime = sending_.host().runUntilIdle(options_.timeout);
       manager.saveToDisk();
     }
-    if (inFlight_) giveUp(isInTime);
+    if (underWay_) printUnanswered(isInTime);
     for (const std::string& problem : sending_.fileProblems()) complain(invocation_, problem);
-    tellWhatStays();
+    printRemaining();
   }
 
  private:
@@ -111,40 +116,40 @@ class Upload {
            counted(documentOf(list).size(), "byte") + "  ";
   }
 
-  void begin(sqm::UploadState state) {
-    inFlight_ = sqm::typeInFlight(state);
+  void printUnderWay(sqm::UploadState state) {
+    underWay_ = sqm::typeInFlight(state);
     exchange_ = {};
-    if (inFlight_) terminal_.passing(row(*inFlight_) + "under way");
+    if (underWay_) terminal_.passing(row(*underWay_) + "under way");
   }
 
-  void tellOutcome() {
-    if (!inFlight_) return;
+  void printOutcome() {
+    if (!underWay_) return;
     const Style style = exchange_.isSuccess() ? Style::good : Style::bad;
     terminal_.passing("");
-    terminal_.line(row(*inFlight_) + flushRight(secondsText(exchange_.seconds), 9) + "  " +
-                   terminal_.styled(style, exchange_.outcome));
-    const std::size_t count = listOf(lists_, *inFlight_).records.size();
-    if (!exchange_.isAnswer()) {
-      failure_ = std::string(nameOf(*inFlight_)) + ": " + exchange_.outcome;
+    terminal_.line(row(*underWay_) + flushRight(secondsText(exchange_.elapsed), 9) + "  " +
+                   terminal_.styled(style, textOf(exchange_)));
+    const std::size_t count = listOf(lists_, *underWay_).records.size();
+    if (exchange_.outcome != HttpOutcome::completed) {
+      failure_ = std::string(nameOf(*underWay_)) + ": " + textOf(exchange_);
     } else if (!exchange_.isSuccess() && count > 0) {
-      warnings_ += std::string("\n") + nameOf(*inFlight_) + ": the server answered with " + exchange_.outcome +
+      warnings_ += std::string("\n") + nameOf(*underWay_) + ": the server answered with " + textOf(exchange_) +
                    "; a completed exchange counts as delivered whatever its status, and the " +
                    plural(count, "record") + (count == 1 ? " is gone" : " are gone");
     }
-    inFlight_.reset();
+    underWay_.reset();
   }
 
-  /// The upload ended without a word on the document in flight.
-  void giveUp(bool isInTime) {
+  /// The upload ended without an outcome for the document under way.
+  void printUnanswered(bool isInTime) {
     terminal_.passing("");
-    terminal_.line(row(*inFlight_) + terminal_.styled(Style::bad, isInTime ? "not posted" : "given up"));
-    failure_ = std::string(nameOf(*inFlight_)) + ": " +
+    terminal_.line(row(*underWay_) + terminal_.styled(Style::bad, isInTime ? "not posted" : "no answer"));
+    failure_ = std::string(nameOf(*underWay_)) + ": " +
                (isInTime ? "it could not be posted; can the logs below the home directory be written?"
                          : "no answer within " + secondsText(options_.timeout) +
-                               "; the server may have got the records all the same, and gets them again");
+                               "; the server may have the records, and gets them again");
   }
 
-  void tellWhatStays() {
+  void printRemaining() {
     if (!warnings_.empty()) remark(warnings_.substr(1));
     if (!failure_.empty()) complain(invocation_, failure_);
     std::string staying;
@@ -154,11 +159,11 @@ class Upload {
           (staying.empty() ? "" : ", ") + plural(list.records.size(), std::string(nameOf(list.type)) + " record");
     }
     if (staying.empty()) return;
-    std::string reason = "; the next upload sends what is left";
+    std::string reason = "; the next upload sends them";
     if (failure_.empty()) {
       reason = sending_.fileProblems().empty()
-                   ? "; user acceptances go only in an upload that has device or application records, too"
-                   : "; they were posted and could not be taken off the disk, and will be sent again";
+                   ? "; user acceptances are posted only together with device or application records"
+                   : "; they were posted, but could not be removed from the disk, and are sent again";
     }
     complain(invocation_, "still stored: " + staying + reason);
   }
@@ -168,8 +173,8 @@ class Upload {
   const StoredLists lists_;
   SendingHost sending_;
   tools::Terminal terminal_{stdout};
-  std::optional<RecordType> inFlight_;
-  Exchange exchange_;
+  std::optional<RecordType> underWay_;
+  HttpExchange exchange_;
   std::string warnings_;
   std::string failure_;
 };
@@ -202,17 +207,15 @@ void addUpload(CLI::App& program, Invocation& invocation) {
         ->option_text("URL")
         ->check(addressProblem);
   }
-  upload
-      ->add_option("--all", options->all,
-                   "The addresses that are not given otherwise: URL-PREFIX/client, /connection and so on")
+  upload->add_option("--all", options->all, "The other addresses: URL-PREFIX/client, /connection and so on")
       ->option_text("URL-PREFIX")
       ->check(addressProblem);
   addTimeout(*upload, options->timeout);
   upload->footer(
       "A completed exchange counts as delivered whatever its status: records that are posted to a server that answers\n"
-      "404 or 500 are gone. Try the addresses first. An error or a time-out ends the upload and keeps what is left.\n"
+      "404 or 500 are deleted. Check the addresses first. An error or a time-out ends the upload and keeps the rest.\n"
       "The connection document is posted even when there are no connection records.\n"
-      "Do not upload while the application runs that owns the home directory: each would undo what the other saves.");
+      "Run this only while the application does not run: each would overwrite what the other saves.");
   upload->callback([&invocation, options] { run(invocation, *options); });
 }
 

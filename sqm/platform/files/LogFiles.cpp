@@ -25,7 +25,7 @@ class LogFiles::SharedLog {
  public:
   SharedLog(const Options& options, FileOperations& files, std::string_view name)
       : now_(options.now),
-        textSize_(options.textSize),
+        textSize_(options.textSize == 0 ? std::string::npos : options.textSize),
         file_(files, options.folder + "/" + std::string(name), options.fileSize, options.files) {}
 
   bool open() { return !file_.open(); }

@@ -28,7 +28,7 @@ class LogFiles : public LogFileFactory {
     std::string folder;
     std::size_t fileSize = std::size_t{1} << 20;  ///< bytes of the largest file
     std::size_t files = 3;                        ///< for each log, the growing one included; 0 means 1
-    std::size_t textSize = std::size_t{1} << 16;  ///< bytes of the longest text
+    std::size_t textSize = std::size_t{1} << 16;  ///< bytes of the longest text; 0: no limit
     std::function<std::chrono::system_clock::time_point()> now = std::chrono::system_clock::now;
   };
 

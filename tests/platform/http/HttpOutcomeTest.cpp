@@ -99,20 +99,11 @@ TEST_F(HttpOutcome, WhatIsNoWholeResponseIsAnError) {
       {"one endless header", {"HTTP/1.1 200 OK\r\nX: ", Then::repeat, When::afterRequest, std::string(4096, 'x')}},
       {"endless headers", {"HTTP/1.1 200 OK\r\n", Then::repeat, When::afterRequest, "X-Flood: 0123456789abcdef\r\n"}},
       {"endless interim answers", {"", Then::repeat, When::onConnect, "HTTP/1.1 100 Continue\r\n\r\n"}},
-      {"an endless body", {"HTTP/1.1 200 OK\r\n\r\n", Then::repeat, When::afterRequest, std::string(4096, 'x')}},
-      {"an endless body in chunks",
-       {"HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n", Then::repeat, When::afterRequest, "4\r\nwave\r\n"}},
       {"endless trailers",
        {"HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n0\r\n", Then::repeat, When::afterRequest,
         "X-Flood: 1\r\n"}},
   };
   for (const auto& expected : kCases) EXPECT_EQ(outcomeOf(expected.answer), error) << expected.what;
-}
-
-TEST_F(HttpOutcome, ABodyIsKeptUpToTheLimitAndRefusedBeyond) {
-  startClient({.bodyLimit = 1000});
-  EXPECT_EQ(outcomeOf(response("200 OK", std::string(1000, 'x'))), completed(200, std::string(1000, 'x')));
-  EXPECT_EQ(outcomeOf(response("200 OK", std::string(1001, 'x'))), error);
 }
 
 TEST_F(HttpOutcome, RedirectsAreNotFollowed) {

@@ -55,6 +55,7 @@ class KeptTransactions : public sqm::HttpTransactionFactory {
     if (first == nullptr) first = made.get();
     return made;
   }
+  std::size_t requestsUnderWay() const override { return factory_.requestsUnderWay(); }
 
   sqm::HttpTransaction* first = nullptr;
 

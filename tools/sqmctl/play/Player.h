@@ -62,6 +62,7 @@ class Player {
    public:
     explicit Transactions(sqm::HttpTransactionFactory& real) : real_(real) {}
     std::unique_ptr<sqm::HttpTransaction> makeTransaction() override;
+    std::size_t requestsUnderWay() const override { return real_.requestsUnderWay(); }
     sqm::HttpTransaction* last() const { return last_; }
 
    private:

@@ -14,31 +14,30 @@ namespace sqm::platform {
 
 namespace {
 
-constexpr int kLongWait = 60'000;  // milliseconds; libcurl wakes up by itself for its own limits
-constexpr int kRetryPause = 50;    // milliseconds until something that failed for want of memory is tried again
+constexpr int kLongWait = 60'000;  // milliseconds; libcurl shortens it for its own limits
+constexpr int kRetryPause = 50;    // milliseconds until a step that failed is tried again
 
-/// libcurl is initialised for as long as the process runs: a name look-up that was left to itself may outlast every
-/// client.
+/// libcurl stays initialised until the process ends: a name look-up that was not waited for may outlast every client.
 void initialiseCurl() {
   static const CURLcode result = curl_global_init(CURL_GLOBAL_DEFAULT);
   if (result != CURLE_OK) throw std::runtime_error(curl_easy_strerror(result));
 }
 
-/// Threads begun while it lives take no signals that are meant for the host's own threads; those that tell of an error
-/// of the thread itself stay with the host's crash handler. SIGPIPE, which a TLS library may cause, ends nothing then.
-class SignalsKeptAway {
+/// Blocks the process's signals on threads that are started while the object exists. Signals of a thread's own errors
+/// stay unblocked, for the host's crash handler. SIGPIPE, which a TLS library may cause, is blocked.
+class SignalBlock {
  public:
-  SignalsKeptAway() {
-    sigset_t kept;
-    sigfillset(&kept);
+  SignalBlock() {
+    sigset_t blocked;
+    sigfillset(&blocked);
     for (const int own : std::to_array({SIGABRT, SIGBUS, SIGFPE, SIGILL, SIGSEGV, SIGSYS, SIGTRAP})) {
-      sigdelset(&kept, own);
+      sigdelset(&blocked, own);
     }
-    pthread_sigmask(SIG_SETMASK, &kept, &before_);
+    pthread_sigmask(SIG_SETMASK, &blocked, &before_);
   }
-  SignalsKeptAway(const SignalsKeptAway&) = delete;
-  SignalsKeptAway& operator=(const SignalsKeptAway&) = delete;
-  ~SignalsKeptAway() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
+  SignalBlock(const SignalBlock&) = delete;
+  SignalBlock& operator=(const SignalBlock&) = delete;
+  ~SignalBlock() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
 
  private:
   sigset_t before_{};
@@ -59,83 +58,82 @@ CURLM* newMulti() {
 
 HttpEngine::HttpEngine(MainThread& mainThread, const HttpOptions& options)
     : options_((initialiseCurl(), usable(options))),
-      deliveries_(std::make_shared<HttpDeliveries>(mainThread)),
+      ended_(std::make_shared<HttpEndedRequests>(mainThread)),
       multi_(newMulti(), curl_multi_cleanup) {
-  // The transfers under way are as many at most, so none of them has to wait inside libcurl; these count the kept-alive
-  // connections in.
+  // There are at most as many transfers, so that none of them waits inside libcurl. Kept-alive connections count, too.
   const long connections = static_cast<long>(options_.connectionBound);
   curl_multi_setopt(multi_.get(), CURLMOPT_MAX_TOTAL_CONNECTIONS, connections);
   curl_multi_setopt(multi_.get(), CURLMOPT_MAXCONNECTS, connections);
 
-  transfers_.push_back(std::make_unique<HttpTransfer>(options_));  // one there is always, whatever memory is left
+  transfers_.push_back(std::make_unique<HttpTransfer>(options_));  // so that requests never wait for memory alone
 
-  const SignalsKeptAway keptAway;
+  const SignalBlock block;
   thread_ = std::thread([this] { run(); });
 }
 
 HttpEngine::~HttpEngine() {
-  order([](Orders& orders) { orders.stop = true; });
+  command([](Commands& commands) { commands.stop = true; });
   thread_.join();
   for (const auto& transfer : transfers_) curl_multi_remove_handle(multi_.get(), transfer->handle());
 }
 
 void HttpEngine::submit(HttpRequestNode request) noexcept {
-  order([&](Orders& orders) { orders.submitted.splice(orders.submitted.end(), request); });
+  command([&](Commands& commands) { commands.submitted.splice(commands.submitted.end(), request); });
 }
 
-void HttpEngine::lookForAborts() noexcept {
-  order([](Orders& orders) { orders.lookForAborts = true; });
+void HttpEngine::returnAborted() noexcept {
+  command([](Commands& commands) { commands.returnAborted = true; });
 }
 
-template <typename Give>
-void HttpEngine::order(Give give) noexcept {
+template <typename Change>
+void HttpEngine::command(Change change) noexcept {
   {
     const std::lock_guard lock(mutex_);
-    give(orders_);
+    change(commands_);
   }
   curl_multi_wakeup(multi_.get());
 }
 
 void HttpEngine::run() noexcept {
-  while (takeOrders()) {
+  while (takeCommands()) {
     startWaiting();
     int running = 0;
     const bool isPerformed = curl_multi_perform(multi_.get(), &running) == CURLM_OK;
-    if (!isPerformed) breakOffIf([](const HttpRequest&) { return true; }, CURLE_OUT_OF_MEMORY);
-    const bool placeIsFree = finishEnded() || !isPerformed;
-    const bool allTold = deliveries_->flush();
-    if (placeIsFree && !waiting_.empty()) continue;
-    if (curl_multi_poll(multi_.get(), nullptr, 0, allTold ? kLongWait : kRetryPause, nullptr) != CURLM_OK) {
+    if (!isPerformed) finishIf([](const HttpRequest&) { return true; }, CURLE_OUT_OF_MEMORY);
+    const bool handleIsFree = finishCompleted() || !isPerformed;
+    const bool allPosted = ended_->postTasks();
+    if (handleIsFree && !waiting_.empty()) continue;
+    if (curl_multi_poll(multi_.get(), nullptr, 0, allPosted ? kLongWait : kRetryPause, nullptr) != CURLM_OK) {
       std::this_thread::sleep_for(std::chrono::milliseconds(kRetryPause));
     }
   }
 }
 
-/// False when it is time to stop.
-bool HttpEngine::takeOrders() noexcept {
-  Orders taken;
+/// Returns false when the thread is to stop.
+bool HttpEngine::takeCommands() noexcept {
+  Commands taken;
   {
     const std::lock_guard lock(mutex_);
-    taken = std::exchange(orders_, {});
+    taken = std::exchange(commands_, {});
   }
-  giveBackIf(taken.submitted, [](const HttpRequest& request) { return request.url.empty(); });
+  returnIf(taken.submitted, [](const HttpRequest& request) { return request.url.empty(); });
   waiting_.splice(waiting_.end(), taken.submitted);
-  if (taken.lookForAborts) {
-    const auto aborted = [](const HttpRequest& request) { return request.aborted(); };
-    giveBackIf(waiting_, aborted);
-    breakOffIf(aborted, CURLE_ABORTED_BY_CALLBACK);
+  if (taken.returnAborted) {
+    const auto isAborted = [](const HttpRequest& request) { return request.isAborted(); };
+    returnIf(waiting_, isAborted);
+    finishIf(isAborted, CURLE_ABORTED_BY_CALLBACK);
   }
   return !taken.stop;
 }
 
 template <typename Condition>
-void HttpEngine::giveBackIf(HttpRequestNode& requests, Condition condition) noexcept {
+void HttpEngine::returnIf(HttpRequestNode& requests, Condition condition) noexcept {
   for (auto next = requests.begin(); next != requests.end();) {
     const auto request = next++;
     if (!condition(*request)) continue;
     HttpRequestNode node;
     node.splice(node.begin(), requests, request);
-    deliveries_->add(std::move(node));
+    ended_->add(std::move(node));
   }
 }
 
@@ -153,9 +151,9 @@ void HttpEngine::startWaiting() noexcept {
   }
 }
 
-/// Null when all are busy, and no further one may or can be had.
+/// Null when all transfers are busy and no further one is allowed or can be allocated.
 HttpTransfer* HttpEngine::idleTransfer() noexcept {
-  const auto idle = std::ranges::find_if(transfers_, [](const auto& transfer) { return !transfer->busy(); });
+  const auto idle = std::ranges::find_if(transfers_, [](const auto& transfer) { return !transfer->isBusy(); });
   if (idle != transfers_.end()) return idle->get();
   if (transfers_.size() == options_.connectionBound) return nullptr;
   try {
@@ -165,12 +163,12 @@ HttpTransfer* HttpEngine::idleTransfer() noexcept {
   }
 }
 
-/// True when a transfer has ended.
-bool HttpEngine::finishEnded() noexcept {
+/// Returns true when a transfer has ended.
+bool HttpEngine::finishCompleted() noexcept {
   bool any = false;
   int left = 0;
   while (const CURLMsg* const message = curl_multi_info_read(multi_.get(), &left)) {
-    // The message goes with its handle.
+    // The message is invalid once its handle is removed.
     const CURLcode code = message->data.result;
     finish(HttpTransfer::of(message->easy_handle), code);
     any = true;
@@ -179,15 +177,15 @@ bool HttpEngine::finishEnded() noexcept {
 }
 
 template <typename Condition>
-void HttpEngine::breakOffIf(Condition condition, CURLcode code) noexcept {
+void HttpEngine::finishIf(Condition condition, CURLcode code) noexcept {
   for (const auto& transfer : transfers_) {
-    if (transfer->busy() && condition(transfer->request())) finish(*transfer, code);
+    if (transfer->isBusy() && condition(transfer->request())) finish(*transfer, code);
   }
 }
 
 void HttpEngine::finish(HttpTransfer& transfer, CURLcode code) noexcept {
   curl_multi_remove_handle(multi_.get(), transfer.handle());
-  deliveries_->add(transfer.finish(code));
+  ended_->add(transfer.finish(code));
 }
 
 }  // namespace sqm::platform

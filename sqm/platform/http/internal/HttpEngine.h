@@ -8,19 +8,19 @@
 #include <curl/curl.h>
 
 #include "sqm/platform/http/HttpClient.h"
-#include "sqm/platform/http/internal/HttpDeliveries.h"
+#include "sqm/platform/http/internal/HttpEndedRequests.h"
 #include "sqm/platform/http/internal/HttpRequest.h"
 #include "sqm/platform/http/internal/HttpTransfer.h"
 
 namespace sqm::platform {
 
-/// The thread on which libcurl works. Every request that is submitted comes back to its owner on the main thread once,
-/// unless the engine goes first.
+/// Runs libcurl on a thread of its own. Every request that is submitted returns to its owner on the main thread once,
+/// unless the engine is destroyed before.
 ///
-/// A request gets a libcurl handle only when there is a connection to be had for it, so thousands can wait at the price
-/// of their texts, and no time limit runs while they wait.
+/// A request gets a libcurl handle only when a connection is free for it. So thousands of requests can wait, each at
+/// the cost of its text, and no time limit runs while they wait.
 ///
-/// Threading: `submit` and `lookForAborts` from any thread; constructed and destroyed on the main thread.
+/// Threading: `submit` and `returnAborted` from any thread; constructed and destroyed on the main thread.
 class HttpEngine {
  public:
   /// Failure: std::bad_alloc, std::system_error.
@@ -31,40 +31,40 @@ class HttpEngine {
 
   void submit(HttpRequestNode request) noexcept;
 
-  /// Has the requests brought back that are aborted.
-  void lookForAborts() noexcept;
+  /// Returns the requests that are aborted to their owners.
+  void returnAborted() noexcept;
 
  private:
-  /// What other threads have asked for.
-  struct Orders {
+  /// Commands of other threads.
+  struct Commands {
     HttpRequestNode submitted;
-    bool lookForAborts = false;
+    bool returnAborted = false;
     bool stop = false;
   };
   using Multi = std::unique_ptr<CURLM, decltype(&curl_multi_cleanup)>;
 
-  template <typename Give>
-  void order(Give give) noexcept;
+  template <typename Change>
+  void command(Change change) noexcept;
 
   void run() noexcept;
-  bool takeOrders() noexcept;
+  bool takeCommands() noexcept;
   template <typename Condition>
-  void giveBackIf(HttpRequestNode& requests, Condition condition) noexcept;
+  void returnIf(HttpRequestNode& requests, Condition condition) noexcept;
   void startWaiting() noexcept;
   HttpTransfer* idleTransfer() noexcept;
-  bool finishEnded() noexcept;
+  bool finishCompleted() noexcept;
   template <typename Condition>
-  void breakOffIf(Condition condition, CURLcode code) noexcept;
+  void finishIf(Condition condition, CURLcode code) noexcept;
   void finish(HttpTransfer& transfer, CURLcode code) noexcept;
 
   const HttpOptions options_;
-  const std::shared_ptr<HttpDeliveries> deliveries_;
+  const std::shared_ptr<HttpEndedRequests> ended_;
   Multi multi_;
-  std::vector<std::unique_ptr<HttpTransfer>> transfers_;  // as many as connections, at most
+  std::vector<std::unique_ptr<HttpTransfer>> transfers_;  // at most one for each connection
   HttpRequestNode waiting_;                               // any number, the oldest first
 
   std::mutex mutex_;
-  Orders orders_;
+  Commands commands_;
 
   std::thread thread_;
 };

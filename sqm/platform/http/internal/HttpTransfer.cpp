@@ -1,6 +1,8 @@
 #include "sqm/platform/http/internal/HttpTransfer.h"
 
 #include <algorithm>
+#include <chrono>
+#include <cstdint>
 #include <new>
 #include <string_view>
 #include <sys/socket.h>
@@ -10,17 +12,19 @@ namespace sqm::platform {
 
 namespace {
 
-/// All header lines of an answer together, interim answers and trailers included; libcurl bounds one line alone.
+/// All header lines of a response together, with its interim responses and trailers; libcurl limits only each line.
 constexpr std::size_t kHeaderLimit = 256 * 1024;
 
-/// How much of a body libcurl takes up at a time: all of it, within these bounds.
+/// Bytes of a body that libcurl copies at a time: the whole body, within these bounds.
 constexpr std::size_t kSmallestUploadBuffer = 16 * 1024;
 constexpr std::size_t kLargestUploadBuffer = 512 * 1024;
 
-/// RFC 9110, section 15.2: an answer with a lower status is an interim one, which another follows.
+/// RFC 9110, section 15.2: a response with a lower status is an interim one, which another follows.
 constexpr long kFirstFinalStatus = 200;
 
 constexpr long kLongestMilliseconds = 0x7FFF'FFFF;
+
+constexpr const char* kOutOfMemory = "out of memory";
 
 template <typename Handle, typename Free>
 std::unique_ptr<Handle, Free*> ownerOf(Handle* handle, Free* free) {
@@ -28,7 +32,7 @@ std::unique_ptr<Handle, Free*> ownerOf(Handle* handle, Free* free) {
   return {handle, free};
 }
 
-/// The header lines that are not libcurl's own. An empty "Expect:" keeps it from asking leave before it sends a body.
+/// The header lines that libcurl does not add. An empty "Expect:" makes it send a body without "100 Continue".
 auto headersWith(const char* contentType) {
   auto headers = ownerOf(curl_slist_append(nullptr, "Expect:"), curl_slist_free_all);
   if (curl_slist_append(headers.get(), contentType) == nullptr) throw std::bad_alloc();
@@ -37,7 +41,7 @@ auto headersWith(const char* contentType) {
 
 bool beginsWithXmlDeclaration(std::string_view body) { return body.starts_with("<?xml"); }
 
-/// Our limits as libcurl takes them; the count of seconds or milliseconds.
+/// A limit as libcurl takes it: the count of seconds or milliseconds.
 template <typename Duration>
 long limit(Duration duration) {
   return static_cast<long>(std::clamp<long long>(duration.count(), 0, kLongestMilliseconds));
@@ -52,25 +56,23 @@ struct HttpTransfer::Callbacks {
 
   static std::size_t header(const char* bytes, std::size_t, std::size_t count, HttpTransfer* transfer) {
     const std::string_view line(bytes, count);
-    if (line.starts_with("HTTP/")) transfer->headIsWhole_ = false;  // another answer begins
+    if (line.starts_with("HTTP/")) transfer->headIsWhole_ = false;  // another response begins
     if (line == "\r\n" || line == "\n") transfer->headIsWhole_ = true;
     transfer->headerBytes_ += count;
     if (transfer->headerBytes_ <= kHeaderLimit) return count;
-    transfer->refusal_ = "the answer has too many headers";
+    transfer->failure_ = "the answer has too many headers";
     return CURL_WRITEFUNC_ERROR;
   }
 
+  /// Bytes beyond the limit are dropped: the server has the request, so its response must not fail.
   static std::size_t body(const char* bytes, std::size_t, std::size_t count, HttpTransfer* transfer) {
-    std::string& content = transfer->request_.front().result.content;
-    if (count > transfer->options_.bodyLimit - content.size()) {
-      transfer->refusal_ = "the answer is longer than the limit";
-      return CURL_WRITEFUNC_ERROR;
-    }
+    HttpRequest& request = transfer->request_.front();
+    request.exchange.bytesReceived += count;
     try {
-      content.append(bytes, count);
+      request.content.append(bytes, std::min(count, transfer->options_.bodyLimit - request.content.size()));
       return count;
     } catch (const std::bad_alloc&) {
-      transfer->refusal_ = "out of memory";
+      transfer->failure_ = kOutOfMemory;
       return CURL_WRITEFUNC_ERROR;
     }
   }
@@ -91,10 +93,10 @@ HttpTransfer& HttpTransfer::of(CURL* handle) {
 CURLcode HttpTransfer::begin(HttpRequestNode request) noexcept {
   request_ = std::move(request);
   error_[0] = '\0';
-  refusal_ = nullptr;
+  failure_ = nullptr;
   headerBytes_ = 0;
   headIsWhole_ = false;
-  // Nothing of the last request stays, credentials least of all; what does are connections and TLS sessions.
+  // Removes everything of the last request, its credentials above all, except connections and TLS sessions.
   curl_easy_reset(handle_.get());
   return setOptions();
 }
@@ -129,7 +131,7 @@ CURLcode HttpTransfer::setOptions() {
   set(CURLOPT_LOW_SPEED_TIME, limit(options_.stallLimit));
 
   set(CURLOPT_NOSIGNAL, 1L);
-  set(CURLOPT_QUICK_EXIT, 1L);  // an unfinished name look-up is left to itself
+  set(CURLOPT_QUICK_EXIT, 1L);  // an unfinished name look-up is not waited for
   set(CURLOPT_OPENSOCKETFUNCTION, &Callbacks::openSocket);
   set(CURLOPT_HEADERFUNCTION, &Callbacks::header);
   set(CURLOPT_HEADERDATA, this);
@@ -142,27 +144,46 @@ CURLcode HttpTransfer::setOptions() {
 
 HttpRequestNode HttpTransfer::finish(CURLcode code) noexcept {
   long status = 0;
+  curl_off_t bytesSent = 0;
   curl_easy_getinfo(handle_.get(), CURLINFO_RESPONSE_CODE, &status);
+  curl_easy_getinfo(handle_.get(), CURLINFO_SIZE_UPLOAD_T, &bytesSent);
 
-  // To libcurl alone an answer that breaks off inside its headers, or behind an interim one, is a good one.
-  if (code == CURLE_OK && (!headIsWhole_ || status < kFirstFinalStatus)) refusal_ = "the answer broke off";
+  // libcurl accepts a response that ends inside its headers, or after an interim one.
+  if (code == CURLE_OK && (!headIsWhole_ || status < kFirstFinalStatus)) failure_ = "the answer broke off";
 
   HttpRequest& request = request_.front();
+  HttpExchange& exchange = request.exchange;
   request.body = {};
-  HttpResult& result = request.result;
-  if (code == CURLE_OK && refusal_ == nullptr) {
-    result.outcome = HttpOutcome::completed;
-    result.status = static_cast<int>(status);
-    return std::move(request_);
-  }
-  result.outcome = code == CURLE_OPERATION_TIMEDOUT ? HttpOutcome::timedOut : HttpOutcome::failed;
-  result.content = {};
+  exchange.bytesSent = static_cast<std::uint64_t>(bytesSent);
   try {
-    result.reason = refusal_ != nullptr ? refusal_ : error_[0] != '\0' ? error_.data() : curl_easy_strerror(code);
+    if (code == CURLE_OK && failure_ == nullptr) {
+      setResponse(exchange, status);
+      return std::move(request_);
+    }
   } catch (const std::bad_alloc&) {
-    // The outcome is told without its reason.
+    failure_ = kOutOfMemory;
+  }
+  exchange.outcome = code == CURLE_OPERATION_TIMEDOUT ? HttpOutcome::timedOut : HttpOutcome::failed;
+  exchange.bytesReceived = 0;
+  request.content = {};
+  try {
+    exchange.reason = failure_ != nullptr ? failure_ : error_[0] != '\0' ? error_.data() : curl_easy_strerror(code);
+  } catch (const std::bad_alloc&) {
+    // The outcome is reported without its reason.
   }
   return std::move(request_);
+}
+
+/// Failure: std::bad_alloc, and the exchange is as it was.
+void HttpTransfer::setResponse(HttpExchange& exchange, long status) const {
+  const char* contentType = nullptr;
+  curl_off_t retryAfter = 0;
+  curl_easy_getinfo(handle_.get(), CURLINFO_CONTENT_TYPE, &contentType);
+  curl_easy_getinfo(handle_.get(), CURLINFO_RETRY_AFTER, &retryAfter);
+  if (contentType != nullptr) exchange.contentType = contentType;
+  exchange.retryAfter = std::chrono::seconds(std::max<curl_off_t>(retryAfter, 0));  // negative: a date in the past
+  exchange.status = static_cast<int>(status);
+  exchange.outcome = HttpOutcome::completed;
 }
 
 }  // namespace sqm::platform

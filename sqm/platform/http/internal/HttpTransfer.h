@@ -11,9 +11,9 @@
 
 namespace sqm::platform {
 
-/// A libcurl handle that carries one request after another, and what libcurl asks of us meanwhile.
+/// A libcurl handle that sends one request after another, and its callbacks.
 ///
-/// Threading: the HTTP thread, but for the constructor and the destructor.
+/// Threading: the HTTP thread; the constructor and the destructor any.
 class HttpTransfer {
  public:
   /// Failure: std::bad_alloc.
@@ -21,17 +21,17 @@ class HttpTransfer {
   HttpTransfer(const HttpTransfer&) = delete;
   HttpTransfer& operator=(const HttpTransfer&) = delete;
 
-  /// Among the transfers of a multi handle, whose handle this is.
+  /// The transfer that `handle` belongs to.
   static HttpTransfer& of(CURL* handle);
 
   CURL* handle() const { return handle_.get(); }
-  bool busy() const { return !request_.empty(); }
+  bool isBusy() const { return !request_.empty(); }
   const HttpRequest& request() const { return request_.front(); }
 
-  /// Makes the handle ready to send `request`; unless CURLE_OK comes back, `finish` it with that.
+  /// Prepares the handle to send `request`. If the result is not CURLE_OK, call `finish` with it.
   CURLcode begin(HttpRequestNode request) noexcept;
 
-  /// Gives the request back with its result, once the handle has left the multi handle.
+  /// Returns the request with its outcome. The handle must have been removed from the multi handle.
   HttpRequestNode finish(CURLcode code) noexcept;
 
  private:
@@ -39,13 +39,14 @@ class HttpTransfer {
   using Headers = std::unique_ptr<curl_slist, decltype(&curl_slist_free_all)>;
 
   CURLcode setOptions();
+  void setResponse(HttpExchange& exchange, long status) const;
 
   const HttpOptions& options_;
   Headers xmlHeaders_;
   Headers textHeaders_;
   std::unique_ptr<CURL, decltype(&curl_easy_cleanup)> handle_;
   std::array<char, CURL_ERROR_SIZE> error_{};
-  const char* refusal_ = nullptr;  // why we broke the transfer off
+  const char* failure_ = nullptr;  // why a callback ended the transfer, or its response is rejected
   std::size_t headerBytes_ = 0;
   bool headIsWhole_ = false;
   HttpRequestNode request_;

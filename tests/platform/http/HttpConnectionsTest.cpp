@@ -1,0 +1,116 @@
+// How requests share connections.
+
+#include <chrono>
+#include <string>
+#include <vector>
+
+#include "tests/platform/http/HttpFixture.h"
+
+namespace {
+
+using namespace sqm::tests;
+using testing::Each;
+using testing::ElementsAre;
+using Then = Answer::Then;
+
+const Told kOk{std::string(kCompleted), 200, "ok"};
+
+class HttpConnections : public HttpFixture {};
+
+TEST_F(HttpConnections, RequestsInARowShareOneConnection) {
+  constexpr std::size_t kRequests = 1000;
+  // With headers that, all together, are longer than the limit for one answer.
+  const LoopbackServer server(
+      Answer{"HTTP/1.1 200 OK\r\nContent-Length: 2\r\nX-Padding: " + std::string(512, 'x') + "\r\n\r\nok"});
+  const auto caller = newCaller();
+  caller->whenTold = [&] {
+    if (caller->told.size() < kRequests) {
+      caller->transaction->sendHttpRequest(server.url(), sqm::kHttpMethodPost, std::to_string(caller->told.size()));
+    }
+  };
+  caller->send(server.url(), "0");
+  runUntilTold(*caller, kRequests);
+  EXPECT_THAT(caller->told, Each(kOk));
+  EXPECT_EQ(server.connections(), 1U);
+  const auto requests = server.requests();
+  ASSERT_EQ(requests.size(), kRequests);
+  for (std::size_t number = 0; number < kRequests; ++number) EXPECT_EQ(requests[number].body, std::to_string(number));
+}
+
+TEST_F(HttpConnections, TransactionsShareTheirConnections) {
+  const LoopbackServer server(response("200 OK", "ok"));
+  for (int times = 0; times < 3; ++times) {
+    const auto caller = newCaller();
+    caller->send(server.url());
+    runUntilTold(*caller, 1);
+  }
+  EXPECT_EQ(server.connections(), 1U);
+}
+
+TEST_F(HttpConnections, ThousandsAtOnceWaitForTheirTurnOnFewConnections) {
+  constexpr std::size_t kRequests = 2000;
+  startClient({.connectionBound = 4});
+  const LoopbackServer server(response("200 OK", "ok"));
+  const auto caller = newCaller();
+  for (std::size_t number = 0; number < kRequests; ++number) caller->send(server.url(), std::to_string(number));
+  runUntilTold(*caller, kRequests);
+  EXPECT_THAT(caller->told, Each(kOk));
+  EXPECT_LE(server.connections(), 4U);
+  std::vector<bool> came(kRequests);
+  for (const ReceivedRequest& request : server.requests()) came.at(std::stoul(request.body)) = true;
+  EXPECT_THAT(came, Each(true));
+}
+
+TEST_F(HttpConnections, KeptAliveConnectionsCountAmongTheBound) {
+  startClient({.connectionBound = 1});
+  const LoopbackServer first(response("200 OK", "ok"));
+  const LoopbackServer second(response("200 OK", "ok"));
+  const auto caller = newCaller();
+  caller->send(first.url());
+  runUntilTold(*caller, 1);
+  caller->send(second.url());
+  runUntilTold(*caller, 2);
+  EXPECT_TRUE(first.waitForClosed(1));
+}
+
+TEST_F(HttpConnections, ABoundOfNoConnectionMeansOne) {
+  startClient({.connectionBound = 0});
+  const LoopbackServer server(response("200 OK", "ok"));
+  const auto caller = newCaller();
+  caller->send(server.url());
+  runUntilTold(*caller, 1);
+  EXPECT_THAT(caller->told, ElementsAre(kOk));
+}
+
+TEST_F(HttpConnections, AConnectionThatWasIdleForLongIsNotUsedAgain) {
+  startClient({.idleLimit = std::chrono::seconds(1)});
+  const LoopbackServer server(response("200 OK"));
+  const auto caller = newCaller();
+  caller->send(server.url());
+  runUntilTold(*caller, 1);
+  caller->send(server.url());
+  runUntilTold(*caller, 2);
+  loop.runUntil([] { return false; }, std::chrono::milliseconds(2100));  // whole seconds count
+  caller->send(server.url());
+  runUntilTold(*caller, 3);
+  const auto requests = server.requests();
+  ASSERT_EQ(requests.size(), 3U);
+  EXPECT_EQ(requests[1].connection, 0U);
+  EXPECT_EQ(requests[2].connection, 1U);
+}
+
+TEST_F(HttpConnections, ARequestIsSentAgainWhenItsKeptAliveConnectionDiesUnanswered) {
+  const LoopbackServer server({response("200 OK", "ok"), {"", Then::close}, response("200 OK", "ok")});
+  const auto caller = newCaller();
+  caller->send(server.url(), "first");
+  runUntilTold(*caller, 1);
+  caller->send(server.url(), "second");
+  runUntilTold(*caller, 2);
+  EXPECT_THAT(caller->told, ElementsAre(kOk, kOk));
+  const auto requests = server.requests();
+  ASSERT_EQ(requests.size(), 3U);
+  EXPECT_EQ(requests[1].body, "second");
+  EXPECT_EQ(requests[2].body, "second");
+}
+
+}  // namespace
