@@ -1,6 +1,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -22,7 +23,7 @@ using Lines = std::vector<std::string>;
 const std::string kFolder = "/sessions";
 constexpr std::string_view kUrl = "https://collect.example/sqm";
 
-/// Writes down what the uploaders tell, and does something then.
+/// Records the notifications of the uploaders, and runs a function at each.
 class Observer {
  public:
   explicit Observer(NotificationCenter& center) {
@@ -44,7 +45,7 @@ class Observer {
   std::vector<NotificationCenter::Registration> registrations_;
 };
 
-/// Does something as soon as a line is written, in the middle of the store's work.
+/// Runs a function at each line, while the store is at work.
 class InterferingConsole : public MemoryConsole {
  public:
   void writeLine(std::string_view text) override {
@@ -110,6 +111,10 @@ TEST_F(SQMUploaderTest, TheSessionHasNoNameAndNoEncodingIsSet) {
   EXPECT_EQ(transaction().session(), "");
   EXPECT_EQ(transaction().logFile(), "SQMHttp.log");
   EXPECT_EQ(transaction().encoding(), std::nullopt);
+}
+
+TEST_F(SQMUploaderTest, TheActivityStatusIsANumberOf16Bits) {
+  EXPECT_TRUE((std::is_same_v<decltype(uploader->getActivityStatus()), std::int16_t>));
 }
 
 TEST_F(SQMUploaderTest, WithoutALogFileThereIsNoUploader) {

@@ -13,6 +13,7 @@
 #include "sqm/upload/SQMUploadNotifications.h"
 
 #include "tests/support/CaseName.h"
+#include "tests/upload/RecordedSteps.h"
 
 using sqm::Notification;
 using sqm::NotificationCenter;
@@ -82,6 +83,43 @@ TEST_F(UpdaterAgent, IsNotMadeWithoutALogAndLeavesNothingBehind) {
   fakes.logs.refuse(kUploadLog);
   EXPECT_EQ(SQMUpdaterAgent::create(fakes.host), nullptr);
   EXPECT_EQ(fakes.http.transactions().size(), 1U) << "the fixture's alone";
+}
+
+TEST(UpdaterAgentSteps, SetUpTheTransactionThenOpenTheLogAtLevel2) {
+  FakeHost fakes;
+  RecordedSteps recorded(fakes);
+  const auto agent = SQMUpdaterAgent::create(fakes.host);
+  EXPECT_THAT(recorded.steps,
+              ElementsAre("make", "encoding 0", "session TrelkConnect, SQMHttp.log", "open SQMUploadlog.log 2"));
+}
+
+TEST(UpdaterAgentSteps, RegisterAfterTheSessionIsStartedAndBeforeTheLogIsOpened) {
+  FakeHost fakes;
+  RecordedSteps recorded(fakes);
+  std::string failuresAt;
+  std::string_view step;
+  const auto observer = fakes.notificationCenter.addObserver(TrelkSQMUploadFailure, nullptr,
+                                                             [&](const Notification&) { failuresAt += step; });
+  recorded.onStep = [&](std::string_view current) {
+    step = current;
+    if (current != "make") fakes.http.fail();
+  };
+  const auto agent = SQMUpdaterAgent::create(fakes.host);
+  EXPECT_EQ(failuresAt, "open SQMUploadlog.log 2");
+}
+
+TEST(UpdaterAgentSteps, LogBeforeTheDocumentIsSentAndSetTheStateAfter) {
+  FakeHost fakes;
+  RecordedSteps recorded(fakes);
+  const auto agent = SQMUpdaterAgent::create(fakes.host);
+  recorded.steps.clear();
+  std::vector<Status> statuses;
+  recorded.onStep = [&](std::string_view) { statuses.push_back(agent->uploadStatus()); };
+  agent->startUploadToURL("http://sqm.test/", "<doc/>");
+  EXPECT_THAT(recorded.steps, ElementsAre("line 2 startSend***started sending data to server: http://sqm.test/",
+                                          "line 2 startSend*** SQM Data:<doc/>", "send <doc/>"));
+  EXPECT_THAT(statuses, ElementsAre(Status::idle, Status::idle, Status::idle));
+  EXPECT_EQ(agent->uploadStatus(), Status::sending);
 }
 
 TEST_F(UpdaterAgent, PostsTheDocument) {
