@@ -138,7 +138,7 @@ TEST_F(UpdaterAgent, LogsAddressAndDocumentAsData) {
                                  "DEBUG 2 startSend*** SQM Data:<doc>%@ %s %</doc>"));
 }
 
-TEST_F(UpdaterAgent, AbsentDocumentIsPassedOver) {
+TEST_F(UpdaterAgent, AnAbsentDocumentIsIgnored) {
   agent->startUploadToURL("http://sqm.test/", std::nullopt);
   EXPECT_THAT(fakes.http.requests(), IsEmpty());
   EXPECT_THAT(log(), IsEmpty());
@@ -167,7 +167,7 @@ TEST_F(UpdaterAgent, AbsentAddressIsPassedOn) {
   EXPECT_EQ(log().front(), "DEBUG 2 startSend***started sending data to server: (null)");
 }
 
-TEST_F(UpdaterAgent, SecondUploadGoesThroughTheSameTransaction) {
+TEST_F(UpdaterAgent, ASecondUploadUsesTheSameTransaction) {
   agent->startUploadToURL("http://sqm.test/1", "<one/>");
   agent->startUploadToURL("http://sqm.test/2", "<two/>");
   EXPECT_EQ(fakes.http.requests().size(), 2U);
@@ -212,7 +212,7 @@ INSTANTIATE_TEST_SUITE_P(
         EndCase{"Aborted", sqm::TrelkHttpTransactionAbortedNotification, 0, {}, Status::sending, 1}),
     CaseName());
 
-TEST_P(UpdaterAgentEnd, IsToldAndLogged) {
+TEST_P(UpdaterAgentEnd, IsPostedAndLogged) {
   agent->startUploadToURL("http://sqm.test/", "<doc/>");
   const std::size_t linesBefore = log().size();
   transaction().end(GetParam().notification, GetParam().status);
@@ -229,7 +229,7 @@ TEST_P(UpdaterAgentEnd, IsToldAndLogged) {
   EXPECT_EQ(lines, expected);
 }
 
-TEST_P(UpdaterAgentEnd, OfAnotherTransactionIsNotHeard) {
+TEST_P(UpdaterAgentEnd, OfAnotherTransactionIsNotReceived) {
   const auto other = fakes.http.makeTransaction();
   agent->startUploadToURL("http://sqm.test/", "<doc/>");
   const std::size_t linesBefore = log().size();
@@ -241,7 +241,7 @@ TEST_P(UpdaterAgentEnd, OfAnotherTransactionIsNotHeard) {
   EXPECT_EQ(agent->uploadStatus(), Status::sending);
 }
 
-TEST_P(UpdaterAgentEnd, IsNotHeardOnceTheAgentIsGone) {
+TEST_P(UpdaterAgentEnd, IsNotReceivedOnceTheAgentIsDestroyed) {
   const void* sender = fakes.http.transactions().back();
   agent.reset();
   EXPECT_THAT(fakes.http.transactions(), IsEmpty());
