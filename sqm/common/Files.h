@@ -37,8 +37,8 @@ class Files {
   /// a full disk, is not reported and leaves the beginning of `content`.
   virtual std::error_code write(const std::string& path, std::string_view content) = 0;
 
-  /// Removes a file, a link, or a folder with all that is in it. Links are removed and never followed. After a failure
-  /// what can be removed is gone all the same.
+  /// Removes a file, a link, or a folder with all that is in it. Links are removed and never followed. A failure
+  /// does not keep the rest of the folder from being removed.
   virtual std::error_code remove(const std::string& path) = 0;
 };
 

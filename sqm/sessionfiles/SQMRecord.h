@@ -13,11 +13,11 @@
 
 namespace sqm {
 
-/// A record of the file-based path: a row of 86 texts, addressed by position, which is written as one line to a file of
-/// its own. What the positions mean is the subclass's business. The format is described in docs/sqm-files.md.
+/// A record of the file-based path: a row of 86 texts, addressed by position, written as one line to a file of its own.
+/// The subclass gives the positions their meaning. docs/sqm-files.md describes the format.
 ///
 /// Threading: one thread at a time.
-/// Failure: an absent value throws `std::invalid_argument` and changes nothing; saving reports by its result.
+/// Failure: an absent value throws `std::invalid_argument` and changes nothing. `saveRec` returns false.
 class SQMRecord {
  public:
   static constexpr std::size_t kPositions = 86;
@@ -28,29 +28,29 @@ class SQMRecord {
   SQMRecord& operator=(const SQMRecord&) = delete;
   virtual ~SQMRecord() = default;
 
-  /// Empties the positions 0 to 85 and forgets the start dates. The folder, the record type and the version of the
-  /// operating system stay.
+  /// Empties the positions 0 to 85 and resets the start dates. Keeps the folder, the record type and the version of the
+  /// operating system.
   void clear();
 
-  /// Any position can be set. One outside 0 to 85 is kept, and never written to a file.
+  /// Any position can be set. Positions outside 0 to 85 are kept and never written to a file.
   void setIntValueForField(std::int64_t field, std::int64_t value);
   void setStringValueForField(std::int64_t field, std::optional<std::string_view> value);
 
-  /// The text at a position; nothing outside 0 to 85 where none was set. Valid until the position changes.
+  /// The text at a position, valid until the position changes. Nothing for a position outside 0 to 85 that was not set.
   std::optional<std::string_view> valueForField(std::int64_t field) const;
 
-  /// The folder that files are written to, which the host makes.
+  /// The folder for the files. The host creates it.
   void setSQMDir(std::optional<std::string_view> folder) { sqmDirPath_ = folder; }
 
-  /// The path of a file that is written now: the local time to the second gives its name, so that a second file within
-  /// the same second takes the place of the first.
+  /// The path for a file that is written now. The name is the local time in seconds: a second file within the same
+  /// second replaces the first.
   std::string getSQMFileName() const;
 
-  /// Writes the row to a new file. False when the file cannot be opened. An error after that, such as a full disk, is
-  /// not detected: the result is true, and the file holds the beginning of the line.
+  /// Writes the row to a new file. False when the file cannot be opened. A later error, such as a full disk, is not
+  /// detected: the result is true, and the file holds the beginning of the line.
   bool saveRec() const;
 
-  /// What the record type is called; empty for a type above 4. The numbers are this path's own, not the record store's.
+  /// The name of the record type; empty for a type above 4. These numbers are not those of the record store.
   std::string_view recordName() const;
   std::uint64_t recordType() const { return recordType_; }
   void setRecordType(std::uint64_t type) { recordType_ = type; }
@@ -58,7 +58,7 @@ class SQMRecord {
  protected:
   Host& host() const { return host_; }
 
-  // NOLINTBEGIN(misc-non-private-member-variables-in-classes): the subclass's to fill, this class's to forget.
+  // NOLINTBEGIN(misc-non-private-member-variables-in-classes): the subclass sets them, `clear` resets them
   std::optional<std::string> mOSver_;
   std::optional<Date> mConnectStartDate_;
   std::optional<Date> mLoginStartDate_;

@@ -2,84 +2,73 @@
 
 #include <utility>
 
-#include "sqm/common/Format.h"
-#include "sqm/common/HttpTransaction.h"
 #include "sqm/upload/SQMUploadNotifications.h"
-#include "sqm/upload/internal/TransactionRegistrations.h"
-#include "sqm/upload/internal/UploadLog.h"
+#include "sqm/upload/internal/UploadChannel.h"
 
 namespace sqm {
 
 namespace {
 
-constexpr int kSuccess = 200;  // the one status that counts as such: 201 and 204 do not
+constexpr int kSuccess = 200;  // 201 and 204 are errors
 
 }  // namespace
 
 std::unique_ptr<SQMUploader> SQMUploader::create(Host& host) {
-  auto transaction = host.httpTransactions->makeTransaction();
-  if (!transaction) return nullptr;
-  std::unique_ptr<SQMUploader> uploader(new SQMUploader(host, std::move(transaction)));
-  uploader->mSQMUpdateLog_ = UploadLog::open(host);
-  return uploader->mSQMUpdateLog_ ? std::move(uploader) : nullptr;
+  std::unique_ptr<SQMUploader> uploader(new SQMUploader(host));
+  const auto handler = [self = uploader.get()](const Notification& notification) { self->httpStatus(notification); };
+  return uploader->channel_->open({.name = ""}, handler) ? std::move(uploader) : nullptr;
 }
 
-SQMUploader::SQMUploader(Host& host, std::unique_ptr<HttpTransaction> transaction)
-    : host_(host), mHttpTransObj_(std::move(transaction)), mSQMStore_(host) {
-  mHttpTransObj_->startSession("", "SQMHttp.log");
-  registrations_ = observeTransaction(*host_.notificationCenter, *mHttpTransObj_,
-                                      [this](const Notification& notification) { httpStatus(notification); });
-}
+SQMUploader::SQMUploader(Host& host) : host_(host), mSQMStore_(host), channel_(std::make_unique<UploadChannel>(host)) {}
 
 SQMUploader::~SQMUploader() = default;
 
 void SQMUploader::startSend() {
   mStatus_ = Status::reading;
   std::string body = mSQMStore_.getDataFromSQMRec();
-  mSQMUpdateLog_->write("startSend***started sending data to server:%@", {mSQMLoadUrl_ ? *mSQMLoadUrl_ : kNullText});
-  mSQMUpdateLog_->writeData(body);
+  channel_->logStart("startSend***started sending data to server:%@", mSQMLoadUrl_, body);
   post(std::move(body));
 }
 
 void SQMUploader::post(std::string body) {
-  mHttpTransObj_->sendHttpRequest(mSQMLoadUrl_, kHttpMethodPost, std::move(body));
+  channel_->transaction().sendHttpRequest(mSQMLoadUrl_, kHttpMethodPost, std::move(body));
   mStatus_ = Status::sending;
 }
 
 void SQMUploader::abortSend() {
-  if (mStatus_ == Status::sending) mHttpTransObj_->abortTransaction();
+  if (mStatus_ == Status::sending) channel_->transaction().abortTransaction();
 }
 
 void SQMUploader::httpStatus(const Notification& notification) {
-  mSQMUpdateLog_->writeNotification(notification);
+  channel_->logNotification(notification);
   if (notification.name == TrelkHttpTransactionCompletedNotification) {
-    const int status = mHttpTransObj_->httpResponseStatusCode();
+    const int status = channel_->transaction().httpResponseStatusCode();
     if (status == kSuccess) {
       continueAfterSuccess();
     } else {
-      mSQMUpdateLog_->write("httpStatus : transaction recieved error response %d", {std::to_string(status)});
+      channel_->log("httpStatus : transaction recieved error response %d", {std::to_string(status)});
       finish(Status::failed, TrelkSQMUploadError);
     }
   } else if (isTransactionFailure(notification)) {
-    mSQMUpdateLog_->write("httpStatus***upload error");
+    channel_->log("httpStatus***upload error");
     finish(Status::failed, TrelkSQMUploadError);
   }
-  // An aborted upload ends here: nobody is told, and the status stays `sending`.
+  // An aborted upload posts nothing, and the status stays `sending`.
 }
 
 void SQMUploader::continueAfterSuccess() {
   mSQMStore_.deleteSQMRecord();
   std::string body = mSQMStore_.getDataFromSQMRec();
   if (body.empty()) {
-    mSQMUpdateLog_->write("httpStatus***Completed upload");
+    channel_->log("httpStatus***Completed upload");
     finish(Status::completed, TrelkSQMUploadComplete);
   } else {
-    mSQMUpdateLog_->write("httpStatus***posting next record");
+    channel_->log("httpStatus***posting next record");
     post(std::move(body));
   }
 }
 
-/// The last step of a handler: an observer may destroy the uploader.
+/// The last step of a handler, because an observer may destroy the uploader.
 void SQMUploader::finish(Status status, std::string_view outcome) {
   mStatus_ = status;
   host_.notificationCenter->postNotificationName(outcome, this);

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <array>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -8,28 +7,27 @@
 #include <string_view>
 
 #include "sqm/common/Host.h"
-#include "sqm/common/NotificationCenter.h"
 #include "sqm/sessionfiles/SQMStore.h"
 
 namespace sqm {
 
-class HttpTransaction;
-class UploadLog;
+class UploadChannel;
+struct Notification;
 
-/// Sends the `.sqm` files of one folder to one address, as one body, and deletes them when the server has answered 200;
-/// then whatever is in the folder by that time, until it holds nothing. The outcome is told by `TrelkSQMUploadComplete`
-/// or `TrelkSQMUploadError`.
+/// Posts the `.sqm` files of one folder to one address as one body. After a response of 200 it deletes them and posts
+/// what is in the folder by then, until that is nothing. The outcome is posted as `TrelkSQMUploadComplete` or
+/// `TrelkSQMUploadError`.
 ///
-/// Any other status, an error and a time-out leave the files for a later `startSend`. An abort is told to nobody. Files
-/// that the application writes while a body is under way are deleted with those that were sent: write none then. Files
-/// that cannot be deleted are posted again after every success, until `abortSend`.
+/// Any other status, an error and a time-out leave the files for a later `startSend`. An abort posts nothing. Files
+/// written while a body is being sent are deleted with those that were sent. Files that cannot be deleted are posted
+/// again after every success, until `abortSend`.
 ///
 /// Threading: the main thread, on which the notifications are posted too. An observer may destroy the uploader.
 class SQMUploader {
  public:
   enum class Status : std::int32_t { neverStarted = 0, reading = 1, sending = 2, failed = 3, completed = 4 };
 
-  /// A new uploader; null when the host gives it no transaction or no log file.
+  /// Null when the host gives no transaction or no log file.
   static std::unique_ptr<SQMUploader> create(Host& host);
 
   SQMUploader(const SQMUploader&) = delete;
@@ -42,18 +40,17 @@ class SQMUploader {
   void setSQMDirPath(std::optional<std::string_view> folder) { mSQMStore_.setSQMDirPath(folder); }
   const std::optional<std::string>& SQMDirPath() const { return mSQMStore_.SQMDirPath(); }
 
-  /// Posts what the folder holds, also when that is nothing. Whether an upload is under way is the caller's to see to:
-  /// a second one is sent beside it.
+  /// Posts what the folder holds, an empty body included. Does not check whether an upload is being sent: a second one
+  /// is sent beside it.
   void startSend();
 
-  /// Gives the upload up while it is sending, and does nothing otherwise. The status stays `sending`.
+  /// Aborts the upload in the status `sending`, which stays; does nothing in the others.
   void abortSend();
 
-  /// The status as a number, for polling.
   std::int16_t getActivityStatus() const { return static_cast<std::int16_t>(mStatus_); }
 
  private:
-  SQMUploader(Host& host, std::unique_ptr<HttpTransaction> transaction);
+  explicit SQMUploader(Host& host);
 
   void post(std::string body);
   void httpStatus(const Notification& notification);
@@ -63,10 +60,8 @@ class SQMUploader {
   Host& host_;
   Status mStatus_ = Status::neverStarted;
   std::optional<std::string> mSQMLoadUrl_;
-  std::unique_ptr<HttpTransaction> mHttpTransObj_;
   SQMStore mSQMStore_;
-  std::unique_ptr<UploadLog> mSQMUpdateLog_;
-  std::array<NotificationCenter::Registration, 4> registrations_;
+  std::unique_ptr<UploadChannel> channel_;
 };
 
 }  // namespace sqm

@@ -2,29 +2,18 @@
 
 #include <utility>
 
-#include "sqm/common/Format.h"
-#include "sqm/common/HttpTransaction.h"
 #include "sqm/upload/SQMUploadNotifications.h"
-#include "sqm/upload/internal/TransactionRegistrations.h"
-#include "sqm/upload/internal/UploadLog.h"
+#include "sqm/upload/internal/UploadChannel.h"
 
 namespace sqm {
 
 std::unique_ptr<SQMUpdaterAgent> SQMUpdaterAgent::create(Host& host) {
-  auto transaction = host.httpTransactions->makeTransaction();
-  if (!transaction) return nullptr;
-  std::unique_ptr<SQMUpdaterAgent> agent(new SQMUpdaterAgent(host, std::move(transaction)));
-  agent->mSQMUpdateLog_ = UploadLog::open(host);
-  return agent->mSQMUpdateLog_ ? std::move(agent) : nullptr;
+  std::unique_ptr<SQMUpdaterAgent> agent(new SQMUpdaterAgent(host));
+  const auto handler = [self = agent.get()](const Notification& notification) { self->httpStatus(notification); };
+  return agent->channel_->open({.name = "TrelkConnect", .encoding = 0}, handler) ? std::move(agent) : nullptr;
 }
 
-SQMUpdaterAgent::SQMUpdaterAgent(Host& host, std::unique_ptr<HttpTransaction> transaction)
-    : host_(host), mHttpTransObj_(std::move(transaction)) {
-  mHttpTransObj_->setEncoding(0);
-  mHttpTransObj_->startSession("TrelkConnect", "SQMHttp.log");
-  registrations_ = observeTransaction(*host_.notificationCenter, *mHttpTransObj_,
-                                      [this](const Notification& notification) { httpStatus(notification); });
-}
+SQMUpdaterAgent::SQMUpdaterAgent(Host& host) : host_(host), channel_(std::make_unique<UploadChannel>(host)) {}
 
 SQMUpdaterAgent::~SQMUpdaterAgent() = default;
 
@@ -32,25 +21,24 @@ void SQMUpdaterAgent::setSQMUploadUrl(std::optional<std::string_view> url) { mSQ
 
 void SQMUpdaterAgent::startUploadToURL(std::optional<std::string_view> url, std::optional<std::string> withData) {
   if (!withData) return;
-  mSQMUpdateLog_->write("startSend***started sending data to server: %@", {url.value_or(kNullText)});
-  mSQMUpdateLog_->writeData(*withData);
-  mHttpTransObj_->sendHttpRequest(url, kHttpMethodPost, *std::move(withData));
+  channel_->logStart("startSend***started sending data to server: %@", url, *withData);
+  channel_->transaction().sendHttpRequest(url, kHttpMethodPost, *std::move(withData));
   mUploadStatus_ = Status::sending;
 }
 
 void SQMUpdaterAgent::abortSend() {
-  if (mUploadStatus_ == Status::sending) mHttpTransObj_->abortTransaction();
+  if (mUploadStatus_ == Status::sending) channel_->transaction().abortTransaction();
 }
 
 void SQMUpdaterAgent::httpStatus(const Notification& notification) {
-  mSQMUpdateLog_->writeNotification(notification);
+  channel_->logNotification(notification);
   if (notification.name == TrelkHttpTransactionCompletedNotification) {
-    mSQMUpdateLog_->writeNotification(notification);  // a completed exchange is logged twice
+    channel_->logNotification(notification);  // a completed exchange is logged twice
     finish(TrelkSQMUploadSuccess, Status::succeeded);
   } else if (isTransactionFailure(notification)) {
     finish(TrelkSQMUploadFailure, Status::idle);
   }
-  // An aborted upload ends here: nobody is told, and the state stays `sending`.
+  // An aborted upload posts nothing, and the state stays `sending`.
 }
 
 void SQMUpdaterAgent::finish(std::string_view outcome, Status status) {

@@ -4,7 +4,7 @@
 
 namespace sqm {
 
-// The notifications that tell the host, and the manager, how an upload went. Their object is the uploader.
+// The outcomes of uploads. The object of each notification is the uploader.
 
 /// Of `SQMUpdaterAgent`: its transaction completed, whatever the response's status.
 inline constexpr std::string_view TrelkSQMUploadSuccess = "TrelkSQMUploadSuccess";

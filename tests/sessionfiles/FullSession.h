@@ -6,8 +6,8 @@
 #include "sqm/sessionfiles/SQMDataCollector.h"
 #include "sqm/testing/FakeServices.h"
 
-// A session from the creation of its record to the saving, in Berlin on the evening of 15 November 2026. What it writes
-// stands in tests/golden/full_session.sqm.
+// A session in Berlin on the evening of 15 November 2026, from the creation of its record to the save. It writes
+// tests/golden/full_session.sqm.
 
 inline constexpr sqm::Date kSessionConnectStart = std::chrono::sys_days(std::chrono::November / 15 / 2026) +
                                                   std::chrono::hours(20) + std::chrono::minutes(1) +

@@ -32,7 +32,7 @@ using Arguments = std::array<std::optional<std::string_view>, 7>;
 const std::string kFolder = "/sessions";
 constexpr Date kNoon = std::chrono::sys_days(std::chrono::November / 15 / 2026) + std::chrono::hours(12);
 
-/// What stands at every position before a call under test.
+/// The text at every position before a call under test.
 constexpr std::string_view kBefore = "before";
 
 /// The three calls that take seven texts.
@@ -91,7 +91,7 @@ class SQMDataCollectorTest : public ::testing::Test {
     for (std::int64_t position = 0; position < 86; ++position) collector.setStringValueForField(position, kBefore);
   }
 
-  /// What stands at the positions whose text is no longer the one of `before`.
+  /// The texts that are not `before`, by position.
   Texts changed(std::string_view before = kBefore) const {
     Texts texts;
     for (std::size_t position = 0; position < 86; ++position) {
@@ -232,7 +232,7 @@ TEST_F(SQMDataCollectorTest, AnAbsentArgumentThrowsWhenItsTurnComesAndWhatCameBe
       }
       fillRow();
       EXPECT_THROW(call.call(collector, arguments), std::invalid_argument) << call.name << " " << absent;
-      // Creation has emptied the row before; what it lays there as empty cannot be told from that.
+      // Creation empties the row first: an empty text that it writes later is not distinguishable.
       const bool isEmptied = call.name == kCreation.name;
       if (isEmptied) expected.erase(3);
       std::set<std::size_t> found;
@@ -279,7 +279,7 @@ TEST_F(SQMDataCollectorTest, ASecondCreationClearsEverythingWrittenBefore) {
   createWithNumbers();
   EXPECT_EQ(changed(""), afterCreation);
   collector.setLoginEndTime();
-  EXPECT_EQ(collector.valueForField(32), "0") << "the date of the login start is gone, too";
+  EXPECT_EQ(collector.valueForField(32), "0") << "the date of the login start is reset, too";
 }
 
 TEST_F(SQMDataCollectorTest, StartTimesAreWrittenAsTheDateMovedBackByTheOffsetOfTheZone) {

@@ -61,7 +61,7 @@ TEST_F(SQMRecordTest, FreshRecordIsALineOf258Bytes) {
   EXPECT_EQ(saved().size(), 258U);
 }
 
-TEST_F(SQMRecordTest, EveryPositionStandsInItsPlace) {
+TEST_F(SQMRecordTest, EveryTextIsWrittenAtItsPosition) {
   std::map<std::size_t, std::string> texts;
   for (std::size_t position = 0; position < SQMRecord::kPositions; ++position) {
     texts[position] = "text " + std::to_string(position);
@@ -82,7 +82,7 @@ TEST_F(SQMRecordTest, IntegersAreDecimal) {
   }
 }
 
-TEST_F(SQMRecordTest, ALaterValueTakesThePlaceOfAnEarlierOne) {
+TEST_F(SQMRecordTest, ALaterValueReplacesAnEarlierOne) {
   record.setStringValueForField(4, "a longer text than fits anywhere small");
   record.setStringValueForField(4, "b");
   EXPECT_EQ(saved(), sqmLine({{4, "b"}}));

@@ -1,6 +1,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -22,21 +23,21 @@ using Lines = std::vector<std::string>;
 const std::string kFolder = "/sessions";
 constexpr std::string_view kUrl = "https://collect.example/sqm";
 
-/// Writes down what the uploaders tell, and does something then.
+/// Records the notifications of the uploaders, and runs a function at each.
 class Observer {
  public:
   explicit Observer(NotificationCenter& center) {
     for (const auto name : {sqm::TrelkSQMUploadComplete, sqm::TrelkSQMUploadError, sqm::TrelkSQMUploadSuccess,
                             sqm::TrelkSQMUploadFailure}) {
       registrations_.push_back(center.addObserver(name, nullptr, [this](const Notification& notification) {
-        told.emplace_back(notification.name);
+        posted.emplace_back(notification.name);
         sender = notification.object;
         if (then) then();
       }));
     }
   }
 
-  Lines told;
+  Lines posted;
   const void* sender = nullptr;
   std::function<void()> then;
 
@@ -44,7 +45,7 @@ class Observer {
   std::vector<NotificationCenter::Registration> registrations_;
 };
 
-/// Does something as soon as a line is written, in the middle of the store's work.
+/// Runs a function at each line, while the store is at work.
 class InterferingConsole : public MemoryConsole {
  public:
   void writeLine(std::string_view text) override {
@@ -112,10 +113,14 @@ TEST_F(SQMUploaderTest, TheSessionHasNoNameAndNoEncodingIsSet) {
   EXPECT_EQ(transaction().encoding(), std::nullopt);
 }
 
+TEST_F(SQMUploaderTest, TheActivityStatusIsANumberOf16Bits) {
+  EXPECT_TRUE((std::is_same_v<decltype(uploader->getActivityStatus()), std::int16_t>));
+}
+
 TEST_F(SQMUploaderTest, WithoutALogFileThereIsNoUploader) {
   host.logs.refuse("SQMUploadlog.log");
   EXPECT_EQ(SQMUploader::create(host.host), nullptr);
-  EXPECT_EQ(host.http.transactions().size(), 1U) << "the transaction made for it is gone";
+  EXPECT_EQ(host.http.transactions().size(), 1U) << "the transaction made for it is destroyed";
 }
 
 TEST_F(SQMUploaderTest, WithoutATransactionThereIsNoUploader) {
@@ -169,7 +174,7 @@ TEST_F(SQMUploaderTest, ASuccessDeletesTheFilesAndCompletes) {
   host.http.complete(200);
   EXPECT_EQ(names(), Lines{"c.txt"});
   EXPECT_EQ(uploader->getActivityStatus(), kCompleted);
-  EXPECT_EQ(observer.told, Lines{"TrelkSQMUploadComplete"});
+  EXPECT_EQ(observer.posted, Lines{"TrelkSQMUploadComplete"});
   EXPECT_EQ(observer.sender, uploader.get());
   EXPECT_EQ(logAfter(2), (Lines{"DEBUG 2 httpStatus***notification recieved :TrelkHttpTransactionCompletedNotification",
                                 "DEBUG 2 httpStatus***Completed upload"}));
@@ -182,7 +187,7 @@ TEST_F(SQMUploaderTest, AnEmptyFolderPostsAnEmptyBodyAndThenCompletes) {
   EXPECT_EQ(bodies(), Lines{""});
   host.http.complete(200);
   EXPECT_EQ(console.lines, Lines{}) << "nothing was read or deleted";
-  EXPECT_EQ(observer.told, Lines{"TrelkSQMUploadComplete"});
+  EXPECT_EQ(observer.posted, Lines{"TrelkSQMUploadComplete"});
   EXPECT_EQ(uploader->getActivityStatus(), kCompleted);
   EXPECT_EQ(bodies().size(), 1U);
 }
@@ -190,13 +195,13 @@ TEST_F(SQMUploaderTest, AnEmptyFolderPostsAnEmptyBodyAndThenCompletes) {
 TEST_F(SQMUploaderTest, AnyOtherStatusIsAnErrorAndKeepsTheFiles) {
   put("a.sqm", "a");
   for (const int status : {0, 100, 199, 201, 202, 204, 301, 302, 400, 404, 500, 503, 2000}) {
-    observer.told.clear();
+    observer.posted.clear();
     uploader->startSend();
     const std::size_t logged = log().size();
     host.http.complete(status);
     EXPECT_EQ(names(), Lines{"a.sqm"});
     EXPECT_EQ(uploader->getActivityStatus(), kFailed);
-    EXPECT_EQ(observer.told, Lines{"TrelkSQMUploadError"});
+    EXPECT_EQ(observer.posted, Lines{"TrelkSQMUploadError"});
     EXPECT_EQ(observer.sender, uploader.get());
     EXPECT_EQ(logAfter(logged),
               (Lines{"DEBUG 2 httpStatus***notification recieved :TrelkHttpTransactionCompletedNotification",
@@ -210,7 +215,7 @@ TEST_F(SQMUploaderTest, AnErrorKeepsTheFiles) {
   host.http.fail();
   EXPECT_EQ(names(), Lines{"a.sqm"});
   EXPECT_EQ(uploader->getActivityStatus(), kFailed);
-  EXPECT_EQ(observer.told, Lines{"TrelkSQMUploadError"});
+  EXPECT_EQ(observer.posted, Lines{"TrelkSQMUploadError"});
   EXPECT_EQ(logAfter(2), (Lines{"DEBUG 2 httpStatus***notification recieved :TrelkHttpTransactionErrorNotification",
                                 "DEBUG 2 httpStatus***upload error"}));
 }
@@ -221,12 +226,12 @@ TEST_F(SQMUploaderTest, ATimeOutKeepsTheFiles) {
   host.http.timeOut();
   EXPECT_EQ(names(), Lines{"a.sqm"});
   EXPECT_EQ(uploader->getActivityStatus(), kFailed);
-  EXPECT_EQ(observer.told, Lines{"TrelkSQMUploadError"});
+  EXPECT_EQ(observer.posted, Lines{"TrelkSQMUploadError"});
   EXPECT_EQ(logAfter(2), (Lines{"DEBUG 2 httpStatus***notification recieved :TrelkHttpTransactionTimeOutNotification",
                                 "DEBUG 2 httpStatus***upload error"}));
 }
 
-TEST_F(SQMUploaderTest, AnAbortIsToldToNobodyAndTheStatusStaysSending) {
+TEST_F(SQMUploaderTest, AnAbortPostsNothingAndTheStatusStaysSending) {
   put("a.sqm", "a");
   uploader->startSend();
   uploader->abortSend();
@@ -234,7 +239,7 @@ TEST_F(SQMUploaderTest, AnAbortIsToldToNobodyAndTheStatusStaysSending) {
   host.http.endAbort();
   EXPECT_EQ(names(), Lines{"a.sqm"});
   EXPECT_EQ(uploader->getActivityStatus(), kSending);
-  EXPECT_EQ(observer.told, Lines{});
+  EXPECT_EQ(observer.posted, Lines{});
   EXPECT_EQ(logAfter(2), Lines{"DEBUG 2 httpStatus***notification recieved :TrelkHttpTransactionAbortedNotification"});
   uploader->abortSend();
   EXPECT_EQ(transaction().aborts(), 2);
@@ -272,7 +277,7 @@ TEST_F(SQMUploaderTest, AnUploadStartsOverAfterEveryOutcome) {
   host.http.complete(200);
   EXPECT_EQ(uploader->getActivityStatus(), kCompleted);
   EXPECT_EQ(bodies(), (Lines{"a", "a", "a", "b"}));
-  EXPECT_EQ(observer.told, (Lines{"TrelkSQMUploadError", "TrelkSQMUploadComplete", "TrelkSQMUploadComplete"}));
+  EXPECT_EQ(observer.posted, (Lines{"TrelkSQMUploadError", "TrelkSQMUploadComplete", "TrelkSQMUploadComplete"}));
 }
 
 TEST_F(SQMUploaderTest, AFileWrittenWhileThePostIsUnderWayIsLost) {
@@ -282,7 +287,7 @@ TEST_F(SQMUploaderTest, AFileWrittenWhileThePostIsUnderWayIsLost) {
   host.http.complete(200);
   EXPECT_EQ(names(), Lines{});
   EXPECT_EQ(bodies(), Lines{"a"});
-  EXPECT_EQ(observer.told, Lines{"TrelkSQMUploadComplete"});
+  EXPECT_EQ(observer.posted, Lines{"TrelkSQMUploadComplete"});
 }
 
 TEST_F(SQMUploaderTest, AFileWrittenAfterTheDeletionIsPostedNext) {
@@ -294,7 +299,7 @@ TEST_F(SQMUploaderTest, AFileWrittenAfterTheDeletionIsPostedNext) {
   host.http.complete(200);
   console.onLine = nullptr;
   EXPECT_EQ(uploader->getActivityStatus(), kSending);
-  EXPECT_EQ(observer.told, Lines{});
+  EXPECT_EQ(observer.posted, Lines{});
   ASSERT_EQ(bodies(), (Lines{"a", "later"}));
   EXPECT_EQ(host.http.requests()[1].url, kUrl);
   EXPECT_EQ(host.http.requests()[1].method, sqm::kHttpMethodPost);
@@ -302,7 +307,7 @@ TEST_F(SQMUploaderTest, AFileWrittenAfterTheDeletionIsPostedNext) {
                                 "DEBUG 2 httpStatus***posting next record"}));
   host.http.complete(200);
   EXPECT_EQ(names(), Lines{});
-  EXPECT_EQ(observer.told, Lines{"TrelkSQMUploadComplete"});
+  EXPECT_EQ(observer.posted, Lines{"TrelkSQMUploadComplete"});
 }
 
 TEST_F(SQMUploaderTest, AFailureOfTheNextBodyKeepsItsFiles) {
@@ -315,7 +320,7 @@ TEST_F(SQMUploaderTest, AFailureOfTheNextBodyKeepsItsFiles) {
   host.http.complete(500);
   EXPECT_EQ(names(), Lines{"later.sqm"});
   EXPECT_EQ(uploader->getActivityStatus(), kFailed);
-  EXPECT_EQ(observer.told, Lines{"TrelkSQMUploadError"});
+  EXPECT_EQ(observer.posted, Lines{"TrelkSQMUploadError"});
 }
 
 TEST_F(SQMUploaderTest, ASecondStartIsSentBesideTheFirst) {
@@ -327,7 +332,7 @@ TEST_F(SQMUploaderTest, ASecondStartIsSentBesideTheFirst) {
   host.http.complete(200);
   EXPECT_EQ(uploader->getActivityStatus(), kCompleted);
   host.http.complete(200);
-  EXPECT_EQ(observer.told, (Lines{"TrelkSQMUploadComplete", "TrelkSQMUploadComplete"}));
+  EXPECT_EQ(observer.posted, (Lines{"TrelkSQMUploadComplete", "TrelkSQMUploadComplete"}));
 }
 
 TEST_F(SQMUploaderTest, WithoutAnAddressTheTransactionIsAskedAllTheSame) {
@@ -338,7 +343,7 @@ TEST_F(SQMUploaderTest, WithoutAnAddressTheTransactionIsAskedAllTheSame) {
   EXPECT_EQ(host.http.requests()[0].url, std::nullopt);
   EXPECT_EQ(log()[0], "DEBUG 2 startSend***started sending data to server:(null)");
   host.http.fail();
-  EXPECT_EQ(observer.told, Lines{"TrelkSQMUploadError"});
+  EXPECT_EQ(observer.posted, Lines{"TrelkSQMUploadError"});
 }
 
 TEST_F(SQMUploaderTest, WithoutAFolderAnEmptyBodyIsPosted) {
@@ -347,11 +352,11 @@ TEST_F(SQMUploaderTest, WithoutAFolderAnEmptyBodyIsPosted) {
   uploader->startSend();
   host.http.complete(200);
   EXPECT_EQ(bodies(), Lines{""});
-  EXPECT_EQ(observer.told, Lines{"TrelkSQMUploadComplete"});
+  EXPECT_EQ(observer.posted, Lines{"TrelkSQMUploadComplete"});
   EXPECT_EQ(names(), Lines{"a.sqm"});
 }
 
-TEST_F(SQMUploaderTest, AFileThatCannotBeSentGoesWithTheOthers) {
+TEST_F(SQMUploaderTest, AFileThatCannotBeSentIsDeletedWithTheOthers) {
   put("a.sqm", "a");
   put("b.sqm", "caf\xE9");
   uploader->startSend();
@@ -370,7 +375,7 @@ TEST_F(SQMUploaderTest, FilesThatCannotBeDeletedArePostedUntilItIsAborted) {
   uploader->abortSend();
   host.http.endAbort();
   EXPECT_EQ(bodies().size(), 3U);
-  EXPECT_EQ(observer.told, Lines{});
+  EXPECT_EQ(observer.posted, Lines{});
 }
 
 TEST_F(SQMUploaderTest, OutcomesOfOtherTransactionsDoNotReachIt) {
@@ -385,7 +390,7 @@ TEST_F(SQMUploaderTest, OutcomesOfOtherTransactionsDoNotReachIt) {
   EXPECT_EQ(observer.sender, other.get());
 }
 
-TEST_F(SQMUploaderTest, ADestroyedUploaderHearsNothingMore) {
+TEST_F(SQMUploaderTest, ADestroyedUploaderReceivesNothingMore) {
   uploader->startSend();
   const void* sender = &transaction();
   uploader.reset();
@@ -393,7 +398,7 @@ TEST_F(SQMUploaderTest, ADestroyedUploaderHearsNothingMore) {
   const std::size_t logged = log().size();
   host.notificationCenter.postNotificationName(sqm::TrelkHttpTransactionErrorNotification, sender);
   EXPECT_EQ(log().size(), logged);
-  EXPECT_EQ(observer.told, Lines{});
+  EXPECT_EQ(observer.posted, Lines{});
 }
 
 TEST_F(SQMUploaderTest, AnObserverMayDestroyIt) {
@@ -402,10 +407,10 @@ TEST_F(SQMUploaderTest, AnObserverMayDestroyIt) {
   for (const auto& end : outcomes) {
     uploader = SQMUploader::create(host.host);
     uploader->startSend();
-    observer.told.clear();
+    observer.posted.clear();
     observer.then = [&] { uploader.reset(); };
     end();
-    EXPECT_EQ(observer.told.size(), 1U);
+    EXPECT_EQ(observer.posted.size(), 1U);
     EXPECT_EQ(uploader, nullptr);
     EXPECT_EQ(host.http.transactions().size(), 0U);
   }
@@ -415,7 +420,7 @@ TEST_F(SQMUploaderTest, AnObserverMayStartItAgain) {
   put("a.sqm", "a");
   uploader->startSend();
   observer.then = [&] {
-    EXPECT_EQ(uploader->getActivityStatus(), kFailed) << "the outcome is known when it is told";
+    EXPECT_EQ(uploader->getActivityStatus(), kFailed) << "the outcome is known when it is posted";
     observer.then = nullptr;
     uploader->startSend();
   };
@@ -423,7 +428,7 @@ TEST_F(SQMUploaderTest, AnObserverMayStartItAgain) {
   EXPECT_EQ(uploader->getActivityStatus(), kSending);
   EXPECT_EQ(bodies(), (Lines{"a", "a"}));
   host.http.complete(200);
-  EXPECT_EQ(observer.told, (Lines{"TrelkSQMUploadError", "TrelkSQMUploadComplete"}));
+  EXPECT_EQ(observer.posted, (Lines{"TrelkSQMUploadError", "TrelkSQMUploadComplete"}));
 }
 
 }  // namespace

@@ -6,7 +6,7 @@
 
 #include "sqm/sessionfiles/SQMRecord.h"
 
-/// The line of a file whose row holds these texts, and is empty elsewhere.
+/// The line of a row with these texts at their positions, and empty texts at all others.
 inline std::string sqmLine(const std::map<std::size_t, std::string>& texts) {
   std::string line;
   for (std::size_t position = 0; position < sqm::SQMRecord::kPositions; ++position) {

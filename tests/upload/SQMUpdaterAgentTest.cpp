@@ -13,6 +13,7 @@
 #include "sqm/upload/SQMUploadNotifications.h"
 
 #include "tests/support/CaseName.h"
+#include "tests/upload/RecordedSteps.h"
 
 using sqm::Notification;
 using sqm::NotificationCenter;
@@ -84,6 +85,43 @@ TEST_F(UpdaterAgent, IsNotMadeWithoutALogAndLeavesNothingBehind) {
   EXPECT_EQ(fakes.http.transactions().size(), 1U) << "the fixture's alone";
 }
 
+TEST(UpdaterAgentSteps, SetUpTheTransactionThenOpenTheLogAtLevel2) {
+  FakeHost fakes;
+  RecordedSteps recorded(fakes);
+  const auto agent = SQMUpdaterAgent::create(fakes.host);
+  EXPECT_THAT(recorded.steps,
+              ElementsAre("make", "encoding 0", "session TrelkConnect, SQMHttp.log", "open SQMUploadlog.log 2"));
+}
+
+TEST(UpdaterAgentSteps, RegisterAfterTheSessionIsStartedAndBeforeTheLogIsOpened) {
+  FakeHost fakes;
+  RecordedSteps recorded(fakes);
+  std::string failuresAt;
+  std::string_view step;
+  const auto observer = fakes.notificationCenter.addObserver(TrelkSQMUploadFailure, nullptr,
+                                                             [&](const Notification&) { failuresAt += step; });
+  recorded.onStep = [&](std::string_view current) {
+    step = current;
+    if (current != "make") fakes.http.fail();
+  };
+  const auto agent = SQMUpdaterAgent::create(fakes.host);
+  EXPECT_EQ(failuresAt, "open SQMUploadlog.log 2");
+}
+
+TEST(UpdaterAgentSteps, LogBeforeTheDocumentIsSentAndSetTheStateAfter) {
+  FakeHost fakes;
+  RecordedSteps recorded(fakes);
+  const auto agent = SQMUpdaterAgent::create(fakes.host);
+  recorded.steps.clear();
+  std::vector<Status> statuses;
+  recorded.onStep = [&](std::string_view) { statuses.push_back(agent->uploadStatus()); };
+  agent->startUploadToURL("http://sqm.test/", "<doc/>");
+  EXPECT_THAT(recorded.steps, ElementsAre("line 2 startSend***started sending data to server: http://sqm.test/",
+                                          "line 2 startSend*** SQM Data:<doc/>", "send <doc/>"));
+  EXPECT_THAT(statuses, ElementsAre(Status::idle, Status::idle, Status::idle));
+  EXPECT_EQ(agent->uploadStatus(), Status::sending);
+}
+
 TEST_F(UpdaterAgent, PostsTheDocument) {
   agent->startUploadToURL("http://sqm.test/client", "<doc/>");
   ASSERT_EQ(fakes.http.requests().size(), 1U);
@@ -100,7 +138,7 @@ TEST_F(UpdaterAgent, LogsAddressAndDocumentAsData) {
                                  "DEBUG 2 startSend*** SQM Data:<doc>%@ %s %</doc>"));
 }
 
-TEST_F(UpdaterAgent, AbsentDocumentIsPassedOver) {
+TEST_F(UpdaterAgent, AnAbsentDocumentIsIgnored) {
   agent->startUploadToURL("http://sqm.test/", std::nullopt);
   EXPECT_THAT(fakes.http.requests(), IsEmpty());
   EXPECT_THAT(log(), IsEmpty());
@@ -129,7 +167,7 @@ TEST_F(UpdaterAgent, AbsentAddressIsPassedOn) {
   EXPECT_EQ(log().front(), "DEBUG 2 startSend***started sending data to server: (null)");
 }
 
-TEST_F(UpdaterAgent, SecondUploadGoesThroughTheSameTransaction) {
+TEST_F(UpdaterAgent, ASecondUploadUsesTheSameTransaction) {
   agent->startUploadToURL("http://sqm.test/1", "<one/>");
   agent->startUploadToURL("http://sqm.test/2", "<two/>");
   EXPECT_EQ(fakes.http.requests().size(), 2U);
@@ -174,7 +212,7 @@ INSTANTIATE_TEST_SUITE_P(
         EndCase{"Aborted", sqm::TrelkHttpTransactionAbortedNotification, 0, {}, Status::sending, 1}),
     CaseName());
 
-TEST_P(UpdaterAgentEnd, IsToldAndLogged) {
+TEST_P(UpdaterAgentEnd, IsPostedAndLogged) {
   agent->startUploadToURL("http://sqm.test/", "<doc/>");
   const std::size_t linesBefore = log().size();
   transaction().end(GetParam().notification, GetParam().status);
@@ -191,7 +229,7 @@ TEST_P(UpdaterAgentEnd, IsToldAndLogged) {
   EXPECT_EQ(lines, expected);
 }
 
-TEST_P(UpdaterAgentEnd, OfAnotherTransactionIsNotHeard) {
+TEST_P(UpdaterAgentEnd, OfAnotherTransactionIsNotReceived) {
   const auto other = fakes.http.makeTransaction();
   agent->startUploadToURL("http://sqm.test/", "<doc/>");
   const std::size_t linesBefore = log().size();
@@ -203,7 +241,7 @@ TEST_P(UpdaterAgentEnd, OfAnotherTransactionIsNotHeard) {
   EXPECT_EQ(agent->uploadStatus(), Status::sending);
 }
 
-TEST_P(UpdaterAgentEnd, IsNotHeardOnceTheAgentIsGone) {
+TEST_P(UpdaterAgentEnd, IsNotReceivedOnceTheAgentIsDestroyed) {
   const void* sender = fakes.http.transactions().back();
   agent.reset();
   EXPECT_THAT(fakes.http.transactions(), IsEmpty());

@@ -13,7 +13,7 @@ namespace sqm::platform {
 
 namespace {
 
-constexpr mode_t kFileOfFopen = 0666;  // less the umask
+constexpr mode_t kNewFile = 0666;  // as with fopen, less the umask
 
 /// Appends the file to `content`. The string fills what it grows by with zeros: the steps keep that in the cache.
 std::error_code appendFile(FileOperations& operations, const File& file, std::string& content) {
@@ -64,7 +64,7 @@ std::error_code SystemFiles::read(const std::string& path, std::string& content)
 
 std::error_code SystemFiles::write(const std::string& path, std::string_view content) {
   File file;
-  const auto problem = file.openAny(operations_, path, O_WRONLY | O_CREAT | O_TRUNC, kFileOfFopen);
+  const auto problem = file.openAny(operations_, path, O_WRONLY | O_CREAT | O_TRUNC, kNewFile);
   if (!problem) writeAll(operations_, file.descriptor(), content);
   return problem;
 }

@@ -8,15 +8,15 @@ namespace sqm {
 
 class HttpTransaction;
 
-/// An observer of one transaction's four outcomes.
+/// The registrations of one observer for the four outcomes of a transaction.
 using TransactionRegistrations = std::array<NotificationCenter::Registration, 4>;
 
-/// Calls `handler` for every outcome of this transaction, and of no other.
+/// Calls `handler` for the outcomes of this transaction only.
 [[nodiscard]] TransactionRegistrations observeTransaction(NotificationCenter& center,
                                                           const HttpTransaction& transaction,
                                                           const NotificationCenter::Handler& handler);
 
-/// True for the outcomes without a response that the transaction did not choose: an error, a time-out.
+/// True for an error and a time-out.
 bool isTransactionFailure(const Notification& outcome);
 
 }  // namespace sqm

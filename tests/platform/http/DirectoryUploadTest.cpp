@@ -1,6 +1,7 @@
-// The directory uploader with everything real around it: the standard host, a server on loopback, files in a folder.
+// The directory uploader on the standard host, with a server on loopback and files on the disk.
 
 #include <chrono>
+#include <filesystem>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -42,7 +43,7 @@ constexpr std::int16_t kDone = 4;
 
 const Answer kNoAnswer{""};
 
-/// Does something as soon as the store tells of a file, in the middle of its work.
+/// Runs a function at each line, while the store is at work.
 class InterferingConsole : public sqm::testing::MemoryConsole {
  public:
   void writeLine(std::string_view text) override {
@@ -72,7 +73,7 @@ class DirectoryUpload : public ::testing::Test {
     uploader->setSQMDirPath(folder.path());
     for (const std::string_view name : {TrelkSQMUploadComplete, TrelkSQMUploadError}) {
       registrations.push_back(host->notificationCenter->addObserver(
-          name, uploader.get(), [this](const Notification& notification) { told.emplace_back(notification.name); }));
+          name, uploader.get(), [this](const Notification& notification) { posted.emplace_back(notification.name); }));
     }
   }
 
@@ -83,12 +84,12 @@ class DirectoryUpload : public ::testing::Test {
     uploader->startSend();
   }
 
-  /// Takes what the HTTP thread has to tell, until no post is under way.
-  void runToTheEnd() { ASSERT_TRUE(host->runUntilIdle(kPatience)); }
+  /// Runs the loop until no request is in progress.
+  void runUntilIdle() { ASSERT_TRUE(host->runUntilIdle(kPatience)); }
 
   void upload(const LoopbackServer& server) {
     startSendTo(server);
-    runToTheEnd();
+    runUntilIdle();
   }
 
   static std::vector<std::string> bodiesAt(const LoopbackServer& server) {
@@ -100,12 +101,12 @@ class DirectoryUpload : public ::testing::Test {
   std::string log() const { return contentOf(home / "Library/Logs/Trelk/Trelk Quenfa/SQMUploadlog.log"); }
 
   void expectFailureWithAllFilesKept(std::string_view what) {
-    EXPECT_THAT(told, ElementsAre("TrelkSQMUploadError")) << what;
+    EXPECT_THAT(posted, ElementsAre("TrelkSQMUploadError")) << what;
     EXPECT_EQ(uploader->getActivityStatus(), kFailed) << what;
     EXPECT_THAT(folder.names(), ElementsAre("a.sqm", "b.SQM", "notes.txt")) << what;
     EXPECT_EQ(contentOf(folder / "a.sqm"), "first\n") << what;
     EXPECT_EQ(contentOf(folder / "b.SQM"), "second\n") << what;
-    told.clear();
+    posted.clear();
   }
 
   void putTwoRecordsAndANote() {
@@ -117,7 +118,7 @@ class DirectoryUpload : public ::testing::Test {
   TemporaryFolder home;
   TemporaryFolder folder;
   InterferingConsole console;
-  std::vector<std::string> told;
+  std::vector<std::string> posted;
   std::optional<platform::StandardHost> host;
   std::unique_ptr<SQMUploader> uploader;
   std::vector<NotificationCenter::Registration> registrations;
@@ -132,7 +133,7 @@ TEST_F(DirectoryUpload, ASuccessEmptiesTheFolderOfItsRecordsAndCompletes) {
   EXPECT_THAT(server.requests()[0].head, HasSubstr("\r\nContent-Type: text/plain; charset=utf-8\r\n"));
   EXPECT_THAT(folder.names(), ElementsAre("notes.txt"));
   EXPECT_EQ(uploader->getActivityStatus(), kDone);
-  EXPECT_THAT(told, ElementsAre("TrelkSQMUploadComplete"));
+  EXPECT_THAT(posted, ElementsAre("TrelkSQMUploadComplete"));
   EXPECT_THAT(log(), HasSubstr("startSend***started sending data to server:" + server.url("/sqm") + "\n"));
   EXPECT_THAT(log(), EndsWith(" DEBUG 2 httpStatus***Completed upload\n"));
 }
@@ -152,13 +153,33 @@ TEST_F(DirectoryUpload, WhatACollectorSavedArrivesAsItStandsInTheFiles) {
   EXPECT_THAT(folder.names(), IsEmpty());
 }
 
+TEST_F(DirectoryUpload, AFolderWithTheNameOfAFileIsDeletedWithAllThatIsInItAndNothingOutside) {
+  const LoopbackServer server(response("200 OK"));
+  const TemporaryFolder outside;
+  putContent(outside / "file", "outside");
+  put("a.sqm", "a");
+  std::filesystem::create_directories(folder / "folder.sqm/sub");
+  putContent(folder / "folder.sqm/inner.sqm", "inner");
+  putContent(folder / "folder.sqm/sub/file", "inner");
+  for (const char* link : {"link.sqm", "folder.sqm/link", "folder.sqm/sub/link"}) {
+    std::filesystem::create_directory_symlink(outside.path(), folder / link);
+  }
+  upload(server);
+  EXPECT_THAT(bodiesAt(server), ElementsAre("a"));
+  EXPECT_THAT(folder.names(), IsEmpty());
+  EXPECT_EQ(contentOf(outside / "file"), "outside");
+  EXPECT_THAT(console.lines,
+              ElementsAre("Path :sqm", "Path :sqm", "Path :sqm", "file deleted:" + folder / "a.sqm",
+                          "file deleted:" + folder / "folder.sqm", "file deleted:" + folder / "link.sqm"));
+}
+
 TEST_F(DirectoryUpload, AnEmptyFolderPostsAnEmptyBodyAndCompletes) {
   const LoopbackServer server(response("200 OK"));
   upload(server);
   ASSERT_THAT(bodiesAt(server), ElementsAre(""));
   EXPECT_THAT(server.requests()[0].head, HasSubstr("\r\nContent-Length: 0\r\n"));
   EXPECT_EQ(uploader->getActivityStatus(), kDone);
-  EXPECT_THAT(told, ElementsAre("TrelkSQMUploadComplete"));
+  EXPECT_THAT(posted, ElementsAre("TrelkSQMUploadComplete"));
   EXPECT_THAT(console.lines, IsEmpty());
 }
 
@@ -200,7 +221,7 @@ TEST_F(DirectoryUpload, ARefusedPortIsAnErrorThatKeepsTheFiles) {
   const Descriptor socket = boundSocket();  // so nobody else's, but not listening
   uploader->setSQMUploadUrl("http://127.0.0.1:" + std::to_string(portOf(socket)) + "/sqm");
   uploader->startSend();
-  runToTheEnd();
+  runUntilIdle();
   expectFailureWithAllFilesKept("refused");
 }
 
@@ -211,7 +232,7 @@ TEST_F(DirectoryUpload, AnAddressThatIsMissingOrMalformedIsAnErrorThatKeepsTheFi
     uploader->setSQMUploadUrl(url);
     uploader->startSend();
     EXPECT_EQ(uploader->getActivityStatus(), kSending) << "the outcome comes later";
-    runToTheEnd();
+    runUntilIdle();
     expectFailureWithAllFilesKept(url.value_or("absent"));
   }
 }
@@ -232,10 +253,10 @@ TEST_F(DirectoryUpload, AFileWrittenWhileThePostIsUnderWayIsDeletedUnsent) {
   startSendTo(server);
   ASSERT_TRUE(server.waitForHeads(1));
   put("b.sqm", "b");
-  runToTheEnd();
+  runUntilIdle();
   EXPECT_THAT(bodiesAt(server), ElementsAre("a"));
   EXPECT_THAT(folder.names(), IsEmpty());
-  EXPECT_THAT(told, ElementsAre("TrelkSQMUploadComplete"));
+  EXPECT_THAT(posted, ElementsAre("TrelkSQMUploadComplete"));
 }
 
 TEST_F(DirectoryUpload, FilesThatAppearAfterTheDeletionArePostedUntilThereAreNoMore) {
@@ -252,7 +273,7 @@ TEST_F(DirectoryUpload, FilesThatAppearAfterTheDeletionArePostedUntilThereAreNoM
   EXPECT_EQ(server.connections(), 1U);
   EXPECT_THAT(folder.names(), IsEmpty());
   EXPECT_EQ(uploader->getActivityStatus(), kDone);
-  EXPECT_THAT(told, ElementsAre("TrelkSQMUploadComplete")) << "once, at the end";
+  EXPECT_THAT(posted, ElementsAre("TrelkSQMUploadComplete")) << "once, at the end";
 }
 
 TEST_F(DirectoryUpload, AFailureOfALaterBodyKeepsItsFilesAlone) {
@@ -266,43 +287,43 @@ TEST_F(DirectoryUpload, AFailureOfALaterBodyKeepsItsFilesAlone) {
   EXPECT_THAT(folder.names(), ElementsAre("z.sqm"));
   EXPECT_EQ(contentOf(folder / "z.sqm"), "later");
   EXPECT_EQ(uploader->getActivityStatus(), kFailed);
-  EXPECT_THAT(told, ElementsAre("TrelkSQMUploadError"));
+  EXPECT_THAT(posted, ElementsAre("TrelkSQMUploadError"));
 }
 
-TEST_F(DirectoryUpload, AnAbortWhileItSendsIsToldToNobodyAndKeepsTheFiles) {
+TEST_F(DirectoryUpload, AnAbortWhileItSendsPostsNothingAndKeepsTheFiles) {
   const LoopbackServer silent(kNoAnswer);
   put("a.sqm", "a");
   startSendTo(silent);
   ASSERT_TRUE(silent.waitForHeads(1));
   uploader->abortSend();
-  runToTheEnd();
+  runUntilIdle();
   EXPECT_TRUE(silent.waitForClosed(1));
   EXPECT_THAT(folder.names(), ElementsAre("a.sqm"));
   EXPECT_EQ(uploader->getActivityStatus(), kSending);
-  EXPECT_THAT(told, IsEmpty());
+  EXPECT_THAT(posted, IsEmpty());
   EXPECT_THAT(log(), EndsWith("httpStatus***notification recieved :TrelkHttpTransactionAbortedNotification\n"));
 
   uploader->abortSend();  // with nothing under way
-  runToTheEnd();
-  EXPECT_THAT(told, IsEmpty());
+  runUntilIdle();
+  EXPECT_THAT(posted, IsEmpty());
 
   const LoopbackServer server(response("200 OK"));
   upload(server);
   EXPECT_THAT(bodiesAt(server), ElementsAre("a"));
   EXPECT_THAT(folder.names(), IsEmpty());
-  EXPECT_THAT(told, ElementsAre("TrelkSQMUploadComplete"));
+  EXPECT_THAT(posted, ElementsAre("TrelkSQMUploadComplete"));
 }
 
-TEST_F(DirectoryUpload, AnAbortHasTheLastWordOverASuccessThatNobodyWasToldOf) {
+TEST_F(DirectoryUpload, AnAbortOverridesASuccessThatIsNotPostedYet) {
   const LoopbackServer server(response("200 OK"));
   put("a.sqm", "a");
   startSendTo(server);
   ASSERT_TRUE(server.waitForHeads(1));  // the answer is on its way, or here
   uploader->abortSend();
-  runToTheEnd();
+  runUntilIdle();
   EXPECT_THAT(folder.names(), ElementsAre("a.sqm"));
   EXPECT_EQ(uploader->getActivityStatus(), kSending);
-  EXPECT_THAT(told, IsEmpty());
+  EXPECT_THAT(posted, IsEmpty());
 }
 
 TEST_F(DirectoryUpload, AnAbortInAnyOtherStateDoesNothing) {
@@ -326,51 +347,51 @@ TEST_F(DirectoryUpload, AnAbortInAnyOtherStateDoesNothing) {
   const LoopbackServer server(response("200 OK"));
   upload(server);
   uploader->abortSend();
-  runToTheEnd();
+  runUntilIdle();
   EXPECT_EQ(uploader->getActivityStatus(), kDone);
-  EXPECT_THAT(told, ElementsAre("TrelkSQMUploadError", "TrelkSQMUploadComplete"));
+  EXPECT_THAT(posted, ElementsAre("TrelkSQMUploadError", "TrelkSQMUploadComplete"));
   EXPECT_THAT(log(), Not(HasSubstr("TrelkHttpTransactionAbortedNotification")));
 }
 
-TEST_F(DirectoryUpload, ASecondStartIsSentBesideTheFirstAndEachIsTold) {
+TEST_F(DirectoryUpload, ASecondStartIsSentBesideTheFirstAndEachPostsItsOutcome) {
   const LoopbackServer server(response("200 OK"));
   put("a.sqm", "a");
   startSendTo(server);
   put("b.sqm", "b");
   startSendTo(server);
-  runToTheEnd();
+  runUntilIdle();
   EXPECT_THAT(bodiesAt(server), UnorderedElementsAre("a", "ab"));
   EXPECT_THAT(folder.names(), IsEmpty());
   EXPECT_EQ(uploader->getActivityStatus(), kDone);
-  EXPECT_THAT(told, ElementsAre("TrelkSQMUploadComplete", "TrelkSQMUploadComplete"));
+  EXPECT_THAT(posted, ElementsAre("TrelkSQMUploadComplete", "TrelkSQMUploadComplete"));
 }
 
-TEST_F(DirectoryUpload, TheOutcomeOfASecondStartSaysNothingOfTheFirst) {
+TEST_F(DirectoryUpload, TheOutcomeOfASecondStartIsIndependentOfTheFirst) {
   start({.totalLimit = 300ms});
   const LoopbackServer silent(kNoAnswer);
   const LoopbackServer server(response("200 OK"));
   put("a.sqm", "a");
   startSendTo(silent);
   startSendTo(server);
-  ASSERT_TRUE(host->runLoop().runUntil([&] { return !told.empty(); }, kPatience));
-  EXPECT_THAT(told, ElementsAre("TrelkSQMUploadComplete"));
+  ASSERT_TRUE(host->runLoop().runUntil([&] { return !posted.empty(); }, kPatience));
+  EXPECT_THAT(posted, ElementsAre("TrelkSQMUploadComplete"));
   EXPECT_EQ(uploader->getActivityStatus(), kDone);
   EXPECT_THAT(folder.names(), IsEmpty());
-  runToTheEnd();
-  EXPECT_THAT(told, ElementsAre("TrelkSQMUploadComplete", "TrelkSQMUploadError"));
+  runUntilIdle();
+  EXPECT_THAT(posted, ElementsAre("TrelkSQMUploadComplete", "TrelkSQMUploadError"));
   EXPECT_EQ(uploader->getActivityStatus(), kFailed);
 }
 
-TEST_F(DirectoryUpload, AnUploaderThatGoesWhileItSendsLeavesTheFiles) {
+TEST_F(DirectoryUpload, AnUploaderDestroyedWhileItSendsLeavesTheFiles) {
   const LoopbackServer silent(kNoAnswer);
   put("a.sqm", "a");
   startSendTo(silent);
   ASSERT_TRUE(silent.waitForHeads(1));
   uploader.reset();
   EXPECT_TRUE(silent.waitForClosed(1));
-  runToTheEnd();
+  runUntilIdle();
   EXPECT_THAT(folder.names(), ElementsAre("a.sqm"));
-  EXPECT_THAT(told, IsEmpty());
+  EXPECT_THAT(posted, IsEmpty());
 }
 
 TEST_F(DirectoryUpload, ManyMegabytesInManyFilesArriveByteForByte) {

@@ -1,4 +1,4 @@
-// The file-based path: one collector, one uploader; and the clock that it reads.
+// The operations of the file-based path: one collector, one uploader, and the clock that the collector reads.
 
 #include <nlohmann/json.hpp>
 
@@ -73,14 +73,14 @@ Result uploadDirectory(Player& player, const Arguments& arguments) {
   return {{"status", player.uploader().getActivityStatus()}, {"notifications", notifications}};
 }
 
-/// A call of the collector without arguments.
+/// Calls an operation of the collector without arguments.
 template <auto call>
 Result plain(Player& player, const Arguments& /*arguments*/) {
   (player.collector().*call)();
   return nullptr;
 }
 
-/// A call of the collector with one integer.
+/// Calls an operation of the collector with one integer.
 template <void (SQMDataCollector::*call)(std::int64_t)>
 Result withInteger(Player& player, const Arguments& arguments) {
   (player.collector().*call)(arguments.integer("value"));

@@ -97,7 +97,7 @@ std::error_code listNames(FileOperations& files, const File& folder, std::vector
       return problem;
     }
     for (ssize_t at = 0; at < size;) {
-      // NOLINTNEXTLINE(cppcoreguidelines-pro-type-reinterpret-cast): the system lays the entries out so
+      // NOLINTNEXTLINE(cppcoreguidelines-pro-type-reinterpret-cast): the system writes records of this type
       const auto* entry = reinterpret_cast<const ::dirent64*>(buffer.data() + at);
       const std::string_view name(entry->d_name);
       if (name != "." && name != "..") names.emplace_back(name);
