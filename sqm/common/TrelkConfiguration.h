@@ -4,7 +4,7 @@
 
 namespace sqm {
 
-/// The folders of the user's files. Paths are absolute and have no trailing separator.
+/// Where the user's files lie. Paths are absolute, without a trailing separator.
 class TrelkConfiguration {
  public:
   virtual ~TrelkConfiguration() = default;

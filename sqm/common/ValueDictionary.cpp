@@ -39,7 +39,7 @@ std::size_t ValueDictionary::size() const {
 
 void ValueDictionary::set(std::string_view key, std::string_view value) {
   Place* place = placeOf(*this, key);
-  if (place == nullptr) place = &others_.emplace_back(key, Place{}).second;
+  if (place == nullptr) place = &others_.emplace_back(key, Place{0, 0}).second;  // valid, if `store` throws
   store(*place, value);
 }
 

@@ -17,7 +17,7 @@ namespace sqm {
 /// Ownership: the record owns its strings. The two arrays are shared with the caller of their setters and getters, who
 /// may append entries.
 /// Threading: one thread at a time. The first call of `sharedSQMDiagnosticsRecord` may come from any thread.
-/// Failure: a report that cannot be made, or is too long, is the empty string.
+/// Failure: a report that cannot be made, or is too long, is the empty string; std::bad_alloc.
 class SQMDiagnosticsRecord {
  public:
   using Text = std::optional<std::string>;

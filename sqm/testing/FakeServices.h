@@ -173,7 +173,7 @@ class ScriptedFilter : public QFSQMFilterManager {
   }
 };
 
-/// Records the values that it is given. Their texts are what the test sets; nothing stands for a failure.
+/// Records the values that it is given and returns the texts that the test sets. An absent text means a failure.
 class RecordingJson : public JsonWriter {
  public:
   std::optional<std::string> JSONString(const JsonObject& dictionary) const override {

@@ -149,6 +149,8 @@ TEST(SqmctlPlayCheck, ReportsTheFaultOfEachLine) {
       // Long values are shortened, and control characters are escaped.
       {R"({"do":"setDeviceType","value":")" + std::string(1000, 'x') + "\"}",
        R"(setDeviceType: "value" must be a 64-bit integer, not ")" + std::string(40, 'x') + "...\""},
+      {R"({"do":"setDeviceType","value":")" + std::string(39, 'x') + "\u00E9z\"}",
+       R"(setDeviceType: "value" must be a 64-bit integer, not ")" + std::string(39, 'x') + "...\"\n"},
       {R"({"do":"setDeviceType","value":"a\nb\u001b[0m"})",
        R"(setDeviceType: "value" must be a 64-bit integer, not "a\nb\u001b[0m")"},
       {R"({"do":"setDeviceType","value":)" + std::string(200, '1') + "}",

@@ -34,8 +34,9 @@ class LogFiles::SharedLog {
     const std::lock_guard lock(mutex_);
     const auto now = std::chrono::floor<std::chrono::milliseconds>(now_());
     checkFileOncePerSecond(std::chrono::floor<std::chrono::seconds>(now));
-    line_ = isoTimeStamp(now);
-    line_.append(" ").append(line.info).append(" ").append(std::to_string(line.userLevel)).append(" ");
+    line_.clear();  // keeps its buffer
+    line_.append(isoTimeStamp(now)).append(" ").append(line.info).append(" ");
+    line_.append(std::to_string(line.userLevel)).append(" ");
     if (const std::size_t leftOut = appendFormatted(line_, line.format, line.arguments, textSize_)) {
       line_.append(" [").append(std::to_string(leftOut)).append(" bytes left out]");
     }

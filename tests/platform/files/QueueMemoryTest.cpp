@@ -1,13 +1,9 @@
-#include <cstdlib>
 #include <functional>
-#include <libdeflate.h>
 #include <string>
 
 #include <gtest/gtest.h>
 
 #include "sqm/platform/files/ArchiveFiles.h"
-#include "sqm/platform/text/GzipBase64.h"
-#include "sqm/platform/text/JsonText.h"
 #include "sqm/testing/MemoryLog.h"
 
 #include "tests/support/AllocationProbe.h"
@@ -58,28 +54,6 @@ TEST(QueueMemory, AnArchiveIsReadOrStaysWhereItIs) {
   EXPECT_GT(failures, 2U);
   EXPECT_EQ(read, requests);
   EXPECT_EQ(folder.names().size(), 1U);
-}
-
-TEST(QueueMemory, JsonTextIsWholeOrNothing) {
-  const JsonObject object = {{"key", JsonArray{std::string(100, 'x'), "y"}}};
-  std::optional<std::string> text;
-  const std::size_t failures =
-      failuresForWantOfMemory([&] { return (text = JsonText().JSONString(object)).has_value(); });
-  EXPECT_GE(failures, 2U);
-  EXPECT_EQ(text, R"({"key":[")" + std::string(100, 'x') + R"(","y"]})");
-}
-
-TEST(QueueMemory, CompressedTextIsWholeOrNothing) {
-  const auto compressed = [] { return GzipBase64().compressStringWithEncoding("text", kUtf8Encoding, 4000); };
-  std::optional<std::string> text;
-  const std::size_t failures = failuresForWantOfMemory([&] { return (text = compressed()).has_value(); });
-  EXPECT_EQ(failures, 2U) << "for the bytes and for the characters";
-  EXPECT_EQ(text, compressed());
-
-  libdeflate_set_memory_allocator([](std::size_t) -> void* { return nullptr; }, std::free);
-  EXPECT_EQ(compressed(), std::nullopt);
-  libdeflate_set_memory_allocator(std::malloc, std::free);
-  EXPECT_EQ(compressed(), text);
 }
 
 }  // namespace

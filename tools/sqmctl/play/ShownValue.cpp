@@ -16,10 +16,7 @@ constexpr std::string_view kEllipsis = "...";
 }  // namespace
 
 std::string shownText(std::string_view text) {
-  using Json = nlohmann::json;
-  constexpr int kCompact = -1;
-  const std::string_view shownPart = text.substr(0, sqm::utf8PrefixLength(text, kLongest));
-  const std::string whole = Json(shownPart).dump(kCompact, ' ', false, Json::error_handler_t::ignore);
+  const std::string whole = nlohmann::json(text.substr(0, sqm::utf8PrefixLength(text, kLongest))).dump();
   return text.size() > kLongest ? whole.substr(0, whole.size() - 1).append(kEllipsis).append("\"") : whole;
 }
 

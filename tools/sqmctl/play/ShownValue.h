@@ -7,7 +7,7 @@
 
 namespace sqmctl::play {
 
-/// A text for a message: in quotes, on one line, and shortened when it is long.
+/// A text, which is well-formed UTF-8, for a message: in quotes, on one line, and shortened when it is long.
 std::string shownText(std::string_view text);
 
 /// A value for a message. An object or a list is shown by its type only.
