@@ -6,7 +6,6 @@ namespace sqm {
 
 namespace {
 
-constexpr int kLogLevel = 2;
 
 }  // namespace
 
