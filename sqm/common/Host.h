@@ -4,8 +4,10 @@ namespace sqm {
 
 class Clock;
 class Dates;
+class Files;
 class HttpTransactionFactory;
 class JsonWriter;
+class KeyedCoderFactory;
 class LogFileFactory;
 class MainBundle;
 class MainThread;
@@ -39,7 +41,9 @@ struct Host {
   UtilityFunctions* utilities = nullptr;
   Clock* clock = nullptr;
   Dates* dates = nullptr;
+  Files* files = nullptr;
   QFSerializer* serializer = nullptr;
+  KeyedCoderFactory* keyedCoders = nullptr;
   JsonWriter* jsonWriter = nullptr;
   TextCompressor* compressor = nullptr;
 

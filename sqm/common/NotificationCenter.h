@@ -18,7 +18,8 @@ struct Notification {
 /// sender.
 ///
 /// Ownership: a registration ends with its `Registration`; the center may be destroyed before its registrations.
-/// Threading: one thread, the one that drives the manager. Handlers run on it, inside `postNotificationName`.
+/// Threading: any thread may register. Notifications are posted, and registrations end, on one thread, the one that
+/// drives the manager; handlers run on it, inside `postNotificationName`.
 /// An observer may register, unregister or destroy itself and others inside a delivery: who is gone is not called any
 /// more, who is new is called from the next notification on.
 /// Failure: an exception that leaves a handler ends the delivery and reaches the poster.

@@ -14,7 +14,7 @@ namespace sqm {
 /// The details of the current connection attempt, which the host sets as the attempt proceeds, and the report made from
 /// them: a JSON text, compressed.
 ///
-/// Ownership: strings are the record's own. The two arrays are shared with whoever set them or asked for them, so that
+/// Ownership: the process's record is never destroyed. Strings are the record's own. The two arrays are shared with whoever set them or asked for them, so that
 /// entries can be appended.
 /// Threading: one thread at a time. The first call of `sharedSQMDiagnosticsRecord` may come from any.
 /// Failure: a report that cannot be made, or is too long, is the empty string.
@@ -34,6 +34,10 @@ class SQMDiagnosticsRecord {
   explicit SQMDiagnosticsRecord(Host& host) : host_(host) {}
   SQMDiagnosticsRecord(const SQMDiagnosticsRecord&) = delete;
   SQMDiagnosticsRecord& operator=(const SQMDiagnosticsRecord&) = delete;
+
+  /// `delete` does not compile, so that nothing destroys the process's record. An independent record is a local
+  /// variable, a member, or made by `std::make_shared`.
+  void operator delete(void*) = delete;
 
   /// The report: the JSON text compressed, 4000 characters at most; empty when it would be longer. It validates first.
   std::string formattedDiagnosticJsonBlob();

@@ -10,6 +10,7 @@
 #include "sqm/platform/files/LogFiles.h"
 #include "sqm/platform/files/PreferencesFile.h"
 #include "sqm/platform/files/PropertyListFiles.h"
+#include "sqm/platform/files/SystemFiles.h"
 #include "sqm/platform/system/HomeFolders.h"
 #include "sqm/platform/system/ResourceFolder.h"
 #include "sqm/platform/system/RunLoop.h"
@@ -41,6 +42,7 @@ struct StandardHost::Services {
   LogFiles logs;
   FileProblems problems;
   PropertyListFiles propertyLists;
+  SystemFiles files;
   ArchiveFiles archives;
   ResourceFolder resources;
   PreferencesFile preferences;
@@ -72,6 +74,7 @@ StandardHost::StandardHost(const Options& options) : services_(std::make_unique<
   utilities = &services_->system;
   clock = &services_->clock;
   dates = &services_->dates;
+  files = &services_->files;
   serializer = &services_->archives;
   jsonWriter = &services_->json;
   compressor = &services_->compressor;

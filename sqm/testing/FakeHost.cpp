@@ -19,7 +19,9 @@ FakeHost::FakeHost()
            .utilities = &utilities,
            .clock = &clock,
            .dates = &dates,
+           .files = &archives,
            .serializer = &archives,
+           .keyedCoders = &coders,
            .jsonWriter = &json,
            .compressor = &compressor} {
   bundle.paths["SQMFieldNames.plist"] = kFieldNamesPath;

@@ -7,6 +7,7 @@
 #include "sqm/common/NotificationCenter.h"
 #include "sqm/testing/FakeServices.h"
 #include "sqm/testing/MemoryArchives.h"
+#include "sqm/testing/MemoryCoder.h"
 #include "sqm/testing/MemoryLog.h"
 #include "sqm/testing/MemoryPropertyLists.h"
 #include "sqm/testing/ScriptedHttp.h"
@@ -47,6 +48,7 @@ class FakeHost {
   ManualClock clock;
   FixedDates dates;
   MemoryArchives archives;
+  MemoryCoders coders;
   PlainJson json;
   ScriptedCompressor compressor;
 

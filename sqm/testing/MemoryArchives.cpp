@@ -9,10 +9,7 @@ bool MemoryArchives::serializeObject(const UploadRequests& object, const std::st
   return true;
 }
 
-std::optional<UploadRequests> MemoryArchives::objectFromFile(const std::string& path) {
-  const auto found = files_.find(path);
-  return found == files_.end() ? UploadRequests{} : found->second;
-}
+std::optional<UploadRequests> MemoryArchives::objectFromFile(const std::string& path) { return file(path); }
 
 std::optional<UploadRequests> MemoryArchives::file(const std::string& path) const {
   const auto found = files_.find(path);

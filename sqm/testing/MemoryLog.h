@@ -13,17 +13,18 @@ namespace sqm::testing {
 
 /// Log files that keep their lines in memory, as "INFO LEVEL text".
 ///
-/// Threading: any thread. Ownership: the logs share what they wrote with the factory, which may go first.
+/// Ownership: the logs share their lines with the factory, which may be destroyed first.
+/// Threading: any thread.
 class MemoryLogs : public LogFileFactory {
  public:
   MemoryLogs();
 
   std::unique_ptr<LogFile> initWithFile(std::string_view file, int logLevel) override;
 
-  /// What was written to the file, in order; empty for a file that was never opened.
+  /// The lines of the file, in order; none for a file that was never opened.
   std::vector<std::string> lines(std::string_view file) const;
 
-  /// From now on no log of this name can be opened.
+  /// No log of this name can be opened from now on.
   void refuse(std::string_view file);
 
  private:

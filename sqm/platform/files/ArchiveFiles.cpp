@@ -56,7 +56,7 @@ bool ArchiveFiles::serializeObject(const UploadRequests& object, const std::stri
 std::optional<UploadRequests> ArchiveFiles::objectFromFile(const std::string& path) try {
   FileBytes content;
   if (const auto failure = readWholeFile(files_, path, kLargestFile, content)) {
-    if (failure == std::errc::no_such_file_or_directory) return UploadRequests{};
+    if (failure == std::errc::no_such_file_or_directory) return std::nullopt;
     if (failure == std::errc::not_enough_memory) throw std::bad_alloc();
     return withoutFile(path, failure.message());
   }

@@ -190,6 +190,7 @@ HttpClient::~HttpClient() = default;
 
 std::unique_ptr<HttpTransaction> HttpClient::makeTransaction() {
   try {
+    const std::lock_guard lock(engineMutex_);
     if (!engine_) engine_ = std::make_shared<HttpEngine>(mainThread_, options_);
     return std::make_unique<EngineTransaction>(engine_, underWay_, notifications_, logFiles_);
   } catch (const std::exception&) {

@@ -3,6 +3,7 @@
 #include <chrono>
 #include <cstddef>
 #include <memory>
+#include <mutex>
 
 #include "sqm/common/HttpTransaction.h"
 
@@ -55,7 +56,7 @@ struct HttpOptions {
 ///
 /// Ownership: the services must outlive the client; transactions may outlive it. With the client go all requests on
 /// their way, without a notification, and later ones go nowhere.
-/// Threading: the main thread. The client may be destroyed inside a notification's handler. Its own thread reads the
+/// Threading: the main thread; `makeTransaction` and a transaction's `startSession` on any. The client may be destroyed inside a notification's handler. Its own thread reads the
 /// environment, which therefore must not change while requests run, and takes none of the process's signals.
 /// Failure: `makeTransaction` gives null when the thread cannot be had. A `MainThread` whose `post` throws is asked
 /// again until it takes the task.
@@ -80,6 +81,7 @@ class HttpClient final : public HttpTransactionFactory {
   NotificationCenter& notifications_;
   LogFileFactory& logFiles_;
   HttpOptions options_;
+  std::mutex engineMutex_;  // guards the creation of the engine
   std::shared_ptr<HttpEngine> engine_;
   std::shared_ptr<std::size_t> underWay_;
 };

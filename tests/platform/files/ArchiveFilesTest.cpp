@@ -92,9 +92,9 @@ TEST_F(ArchiveFilesTest, AbsentEntriesComeBackAbsent) {
   EXPECT_EQ(writtenAndRead(requests), requests);
 }
 
-TEST_F(ArchiveFilesTest, MissingFileHoldsNoRequests) {
-  EXPECT_EQ(archives_.objectFromFile(path_), UploadRequests{});
-  EXPECT_EQ(archives_.objectFromFile(folder_ / "missing/QFRecordUploader.plist"), UploadRequests{});
+TEST_F(ArchiveFilesTest, MissingFileYieldsNothingAndIsNoProblem) {
+  EXPECT_EQ(archives_.objectFromFile(path_), std::nullopt);
+  EXPECT_EQ(archives_.objectFromFile(folder_ / "missing/QFRecordUploader.plist"), std::nullopt);
   EXPECT_THAT(folder_.names(), IsEmpty());
   EXPECT_THAT(problems(), IsEmpty());
 }
