@@ -9,6 +9,7 @@
 #include "sqm/platform/files/FileProblems.h"
 #include "sqm/platform/files/LogFiles.h"
 #include "sqm/platform/files/PreferencesFile.h"
+#include "sqm/platform/files/PropertyListCoder.h"
 #include "sqm/platform/files/PropertyListFiles.h"
 #include "sqm/platform/files/SystemFiles.h"
 #include "sqm/platform/system/HomeFolders.h"
@@ -31,6 +32,7 @@ struct StandardHost::Services {
         problems(logs, options.onFileProblem),
         propertyLists(problems, {.atomicSaves = options.atomicSaves}),
         archives(problems),
+        coders(problems),
         resources(options.resourceDirectory),
         preferences(folders.applicationQuenfaFolderPath(), problems),
         http(options.mainThread == nullptr ? runLoop : *options.mainThread, notifications, logs, options.http) {}
@@ -44,6 +46,7 @@ struct StandardHost::Services {
   PropertyListFiles propertyLists;
   SystemFiles files;
   ArchiveFiles archives;
+  PropertyListCoders coders;
   ResourceFolder resources;
   PreferencesFile preferences;
   SystemInformation system;
@@ -76,6 +79,7 @@ StandardHost::StandardHost(const Options& options) : services_(std::make_unique<
   dates = &services_->dates;
   files = &services_->files;
   serializer = &services_->archives;
+  keyedCoders = &services_->coders;
   jsonWriter = &services_->json;
   compressor = &services_->compressor;
 }
