@@ -8,9 +8,9 @@
 
 namespace sqm {
 
-/// The file system, as the file-based path needs it: one operation for each whole step.
+/// The file system, as the core needs it: one operation for each whole step.
 ///
-/// Threading: one thread.
+/// Threading: `exists` may be called from any thread, the others from one thread at a time.
 /// Failure: reported by the result. Nothing throws but `std::bad_alloc`, which `read` reports as well.
 class Files {
  public:
@@ -24,6 +24,10 @@ class Files {
   using NameTest = bool (*)(std::string_view name);
 
   virtual ~Files() = default;
+
+  /// False when there is nothing at `path`. True also when that cannot be determined, for example without permission:
+  /// only a file that is known to be missing counts as missing.
+  virtual bool exists(const std::string& path) const = 0;
 
   /// The entries of a folder whose names pass `isWanted`, in any order. A link that leads nowhere is left out. After a
   /// failure, part-way through the folder included, `entries` is empty.

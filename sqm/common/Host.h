@@ -7,6 +7,7 @@ class Dates;
 class Files;
 class HttpTransactionFactory;
 class JsonWriter;
+class KeyedCoderFactory;
 class LogFileFactory;
 class MainBundle;
 class MainThread;
@@ -42,6 +43,7 @@ struct Host {
   Dates* dates = nullptr;
   Files* files = nullptr;
   QFSerializer* serializer = nullptr;
+  KeyedCoderFactory* keyedCoders = nullptr;
   JsonWriter* jsonWriter = nullptr;
   TextCompressor* compressor = nullptr;
 

@@ -59,6 +59,8 @@ class HttpTransaction {
 };
 
 /// Makes transactions.
+///
+/// Threading: any thread, of a new transaction's `startSession` too: the upload queue may be created on any.
 class HttpTransactionFactory {
  public:
   virtual ~HttpTransactionFactory() = default;

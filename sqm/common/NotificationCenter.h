@@ -17,7 +17,8 @@ struct Notification {
 /// Delivers notifications inside the process, synchronously, to the observers of their name and sender.
 ///
 /// Ownership: destroying a `Registration` removes its observer. The center may be destroyed before its registrations.
-/// Threading: one thread, the one that calls the manager. Handlers run on it, inside `postNotificationName`.
+/// Threading: any thread may add an observer. Notifications are posted, and observers removed, on one thread, the one
+/// that calls the manager. Handlers run on it, inside `postNotificationName`.
 /// A handler may add and remove observers, its own included. A removed observer is not called any more; a new one is
 /// called from the next notification on.
 /// Failure: posting allocates no memory and does not throw by itself. An exception thrown by a handler ends the

@@ -10,21 +10,22 @@ namespace sqm {
 /// Reads and writes property-list files whose root is an array of strings.
 ///
 /// Threading: any thread, as long as one file is not read and written at once.
-/// Failure: by the result; what the system said goes to the host's log. Nothing throws.
+/// Failure: by the result; the system's reason is in the host's log. A file that is too large for the memory cannot be
+/// read.
 class PropertyList {
  public:
-  /// The elements in file order; nothing in the place of an element that is no string.
+  /// The elements in file order, with nothing in the place of an element that is not a string.
   using Array = std::vector<std::optional<std::string>>;
 
   virtual ~PropertyList() = default;
 
   /// Nothing when there is no such file, or when it is no property list (XML or binary) with an array as its root.
-  /// Every string that comes back is well-formed UTF-8.
+  /// Every returned string is well-formed UTF-8.
   virtual std::optional<Array> arrayWithContentsOfFile(const std::string& path) = 0;
 
-  /// Replaces the file by an XML property list of `array`; true when all of it was written. A character that XML cannot
-  /// hold is written as U+FFFD. `atomically`: whatever happens, the file is the old one or the new one; otherwise it is
-  /// overwritten in place.
+  /// Replaces the file by an XML property list of `array`. Returns true when all of it was written. A character that
+  /// XML does not allow is written as U+FFFD. `atomically`: after any failure the file is the old one or the new one;
+  /// otherwise it is overwritten in place.
   virtual bool writeToFile(std::span<const std::string> array, const std::string& path, bool atomically) = 0;
 };
 

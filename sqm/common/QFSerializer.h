@@ -10,17 +10,17 @@ namespace sqm {
 /// Keeps upload requests in a file, the archive.
 ///
 /// Threading: any thread, as long as one file is not read and written at once.
-/// Failure: by the result; what the system said goes to the host's log. Nothing throws.
+/// Failure: by the result; the system's reason is in the host's log.
 class QFSerializer {
  public:
   virtual ~QFSerializer() = default;
 
-  /// Replaces the file; true when the requests are on the disk. Whatever happens, the file is the old one or the new
-  /// one.
+  /// Replaces the file atomically: after any failure it is the old one or the new one. Returns true when the requests
+  /// are on the disk.
   virtual bool serializeObject(const UploadRequests& object, const std::string& toFile) = 0;
 
-  /// The requests that were written, byte for byte; none when there is no such file. Nothing when they cannot be had
-  /// and the file must stay as it is.
+  /// The requests that were written, byte for byte. Nothing when there is no such file, or when it cannot be read and
+  /// must stay as it is.
   virtual std::optional<UploadRequests> objectFromFile(const std::string& path) = 0;
 };
 

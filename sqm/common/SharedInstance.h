@@ -3,22 +3,24 @@
 #include <cstdint>
 #include <limits>
 #include <mutex>
+#include <type_traits>
 #include <utility>
 
 namespace sqm {
 
 /// The base of a class that has one object in the process: `class T : public SharedInstance<T>`, with private
-/// constructors and this class as its friend.
+/// constructors, a private destructor, and this class as its friend.
 ///
-/// Ownership: the object is never destroyed; copy, retain and release leave it as it is.
-/// Threading: any thread; concurrent first calls make one object.
+/// Ownership: the object is never destroyed, and `delete` on it does not compile; copy, retain and release have no
+/// effect.
+/// Threading: any thread; concurrent first calls create one object.
 template <typename T>
 class SharedInstance {
  public:
   SharedInstance(const SharedInstance&) = delete;
   SharedInstance& operator=(const SharedInstance&) = delete;
 
-  /// Makes the object, where there is none yet; otherwise null, so that nobody can make a second one.
+  /// Creates the object. Null when it exists already: there is never a second one.
   template <typename... Arguments>
   static T* alloc(Arguments&&... arguments) {
     Slot& slot = theSlot();
@@ -36,7 +38,7 @@ class SharedInstance {
   SharedInstance() = default;
   ~SharedInstance() = default;
 
-  /// The object, made on the first call.
+  /// The object, created by the first call.
   template <typename... Arguments>
   static T* shared(Arguments&&... arguments) {
     Slot& slot = theSlot();
@@ -51,6 +53,7 @@ class SharedInstance {
 
     template <typename... Arguments>
     T* make(Arguments&&... arguments) {
+      static_assert(!std::is_destructible_v<T>, "a shared instance has a private destructor");
       instance = new T(std::forward<Arguments>(arguments)...);
       return instance;
     }

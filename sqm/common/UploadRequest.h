@@ -6,7 +6,7 @@
 
 namespace sqm {
 
-/// What to post, and where. A request that was queued has both; one from an archive may lack either.
+/// A body and the address to post it to. A queued request has both; one from an archive may lack either.
 struct UploadRequest {
   std::optional<std::string> uploadURL;
   std::optional<std::string> uploadData;

@@ -11,7 +11,7 @@ namespace sqm {
 SQMDiagnosticsRecord* SQMDiagnosticsRecord::sharedSQMDiagnosticsRecord() {
   if (Host::installed() == nullptr) return nullptr;
   // NOLINTNEXTLINE(cppcoreguidelines-avoid-non-const-global-variables): the process has one record, which changes
-  static auto* const record = new SQMDiagnosticsRecord(*Host::installed());
+  static auto* const record = ::new SQMDiagnosticsRecord(*Host::installed());
   return record;
 }
 

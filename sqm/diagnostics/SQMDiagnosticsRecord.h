@@ -14,8 +14,8 @@ namespace sqm {
 /// Collects the details of the current connection attempt, which the host sets as the attempt proceeds, and makes a
 /// report of them: a compressed JSON text.
 ///
-/// Ownership: the record owns its strings. The two arrays are shared with the caller of their setters and getters, who
-/// may append entries.
+/// Ownership: the process's record is never destroyed. The record owns its strings. The two arrays are shared with the
+/// caller of their setters and getters, who may append entries.
 /// Threading: one thread at a time. The first call of `sharedSQMDiagnosticsRecord` may come from any thread.
 /// Failure: a report that cannot be made, or is too long, is the empty string; std::bad_alloc.
 class SQMDiagnosticsRecord {
@@ -34,6 +34,10 @@ class SQMDiagnosticsRecord {
   explicit SQMDiagnosticsRecord(Host& host) : host_(host) {}
   SQMDiagnosticsRecord(const SQMDiagnosticsRecord&) = delete;
   SQMDiagnosticsRecord& operator=(const SQMDiagnosticsRecord&) = delete;
+
+  /// `delete` does not compile, so that nothing destroys the process's record. An independent record is a local
+  /// variable, a member, or made by `std::make_shared`.
+  void operator delete(void*) = delete;
 
   /// Validates the record and returns the report, or the empty string when it would exceed `kMostUnits`.
   std::string formattedDiagnosticJsonBlob();

@@ -10,6 +10,7 @@
 #include "sqm/platform/files/FileProblems.h"
 #include "sqm/platform/files/LogFiles.h"
 #include "sqm/platform/files/PreferencesFile.h"
+#include "sqm/platform/files/PropertyListCoder.h"
 #include "sqm/platform/files/PropertyListFiles.h"
 #include "sqm/platform/files/SystemFiles.h"
 #include "sqm/platform/system/HomeFolders.h"
@@ -48,6 +49,7 @@ struct StandardHost::Services {
     provide(host.propertyLists, propertyLists, *problems,
             PropertyListFiles::Options{.atomicSaves = options.atomicSaves});
     provide(host.serializer, archives, *problems);
+    provide(host.keyedCoders, coders, *problems);
     preferences.emplace(host.configuration->applicationQuenfaFolderPath(), *problems);
     if (host.userPrefs == nullptr) host.userPrefs = &*preferences;
     provide(host.mainBundle, resources, options.resourceDirectory);
@@ -72,6 +74,7 @@ struct StandardHost::Services {
   std::optional<SystemFiles> systemFiles;
   std::optional<PropertyListFiles> propertyLists;
   std::optional<ArchiveFiles> archives;
+  std::optional<PropertyListCoders> coders;
   std::optional<PreferencesFile> preferences;
   std::optional<ResourceFolder> resources;
   std::optional<SystemInformation> system;

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "sqm/common/Files.h"
 #include "sqm/common/HttpTransaction.h"
 #include "sqm/common/KeyedCoder.h"
 #include "sqm/common/LogFile.h"
@@ -37,15 +38,14 @@ QFRecordUploader* QFRecordUploader::initWithCoder(KeyedCoder& coder) {
   return host == nullptr ? nullptr : SharedInstance::alloc(*host, coder);
 }
 
-QFRecordUploader::QFRecordUploader(Host& host)
-    : host_(host),
-      archivePath_(archivePathOf(host)),
-      recordQueue_(host.serializer->objectFromFile(archivePath_)),
-      httpAgent_(host.httpTransactions->makeTransaction()) {
-  if (!httpAgent_) return;
-  httpAgent_->startSession("TrelkConnect", "UploadData.log");
-  registrations_ = observeTransaction(*host_.notificationCenter, *httpAgent_,
-                                      [this](const Notification& notification) { httpStatus(notification); });
+QFRecordUploader::QFRecordUploader(Host& host) : host_(host), httpAgent_(host.httpTransactions->makeTransaction()) {
+  if (httpAgent_) {
+    httpAgent_->startSession("TrelkConnect", "UploadData.log");
+    registrations_ = observeTransaction(*host_.notificationCenter, *httpAgent_,
+                                        [this](const Notification& notification) { httpStatus(notification); });
+  }
+  archivePath_ = archivePathOf(host_);
+  recordQueue_ = host_.files->exists(archivePath_) ? host_.serializer->objectFromFile(archivePath_) : UploadRequests{};
 }
 
 QFRecordUploader::QFRecordUploader(Host& host, KeyedCoder& coder)
@@ -80,28 +80,28 @@ void QFRecordUploader::uploadRecord() {
       {*request->uploadURL, *request->uploadData});
   uploadInProgress_ = true;
   if (!httpAgent_) return;
-  ++stillToCome_;
+  ++remaining_;
   httpAgent_->sendHttpRequest(request->uploadURL, kHttpMethodPost, *std::move(request->uploadData));
 }
 
 void QFRecordUploader::httpStatus(const Notification& notification) {
-  if (stillToCome_ > 0) --stillToCome_;
+  if (remaining_ > 0) --remaining_;
   const int status = httpAgent_->httpResponseStatusCode();
   log("QFRecordUploader :: httpStatus- recieved response as %@ response code:%d",
       {httpAgent_->httpResponseContent(), std::to_string(status)});
-  // Of two requests under way, one may fail while the transaction still shows the other's 200.
+  // When two requests are under way, one may fail while the transaction still has the other's status 200.
   const bool isAnswer = notification.name == TrelkHttpTransactionCompletedNotification;
   if (!isAnswer || status != kStatusOk) return;
   if (!removeHead()) return;
-  ++stillToCome_;
+  ++remaining_;
   host_.mainThread->post([this] {
-    --stillToCome_;
+    --remaining_;
     uploadRecord();
   });
 }
 
-/// Takes the confirmed request off the queue; true when there are more. A queue that is empty already, after a request
-/// was sent twice, stays as it is.
+/// Removes the confirmed request from the queue. Returns true when others follow. The queue may be empty already, after
+/// a request was sent twice.
 bool QFRecordUploader::removeHead() {
   const std::lock_guard lock(mutex_);
   uploadInProgress_ = false;
@@ -111,7 +111,7 @@ bool QFRecordUploader::removeHead() {
   return !recordQueue_->empty();
 }
 
-/// Writes the queue, where there is one. A failure is told by the serializer.
+/// Writes the queue if there is one. The serializer reports a failure.
 void QFRecordUploader::writeArchive() {
   if (recordQueue_) host_.serializer->serializeObject(*recordQueue_, archivePath_);
 }

@@ -23,54 +23,56 @@ class LogFile;
 inline constexpr std::string_view kQFRecordData = "QFRecordData";
 
 /// The process's queue of upload requests: first in, first out, posted one at a time, and kept in an archive file in
-/// the application's folder, so that what a server has not confirmed is sent by a later process.
+/// the application's folder, so that a later process sends what no server has confirmed.
 ///
-/// A request leaves the queue only when the server has answered 200, and the next one is then sent by itself. Any other
-/// outcome stops the queue until `uploadRecord` is called again; nobody is told. A server may therefore get a request
-/// more than once. So may it by a second `uploadRecord` while a request is under way, and then the second 200 takes
-/// another request off the queue, unsent: call it only while `isIdle`.
+/// A request is removed from the queue only when the server has answered 200; the next one is then sent automatically.
+/// Any other outcome stops the queue until `uploadRecord` is called again, and no notification is posted. A server may
+/// therefore receive a request more than once. This also happens when `uploadRecord` is called while a request is under
+/// way, and then the second 200 removes another request unsent: call it only while `isIdle`.
 ///
-/// Ownership: there is one, never destroyed, which uses the host that was installed (see `Host::install`).
-/// Threading: the main thread makes it and calls `uploadRecord` and `isIdle`. Every other operation may come from any
-/// thread. Failure: an archive that cannot be written is told by the host's serializer; the queue lives on, and is
-/// written whole with its next change.
+/// Ownership: the process has one, never destroyed, which uses the installed host (see `Host::install`).
+/// Threading: `uploadRecord` and `isIdle` on the main thread, everything else on any thread, the creation included.
+/// Failure: the host's serializer reports an archive that cannot be written. The queue in memory is unchanged by that,
+/// and is written whole with its next change.
 class QFRecordUploader : public SharedInstance<QFRecordUploader> {
  public:
-  /// The archive's name in the application's folder. Not to change: it is what an earlier version has written.
+  /// The archive's name in the application's folder. Not to change: earlier versions have written it.
   static constexpr std::string_view kArchiveFile = "QFRecordUploader.plist";
 
-  /// The uploader, made on the first call with the queue that the archive holds; null while no host is installed.
+  /// The uploader; null while no host is installed. The first call creates it, with the queue that the archive holds:
+  /// an empty one when there is no such file, none when the file yields nothing.
   static QFRecordUploader* sharedQFRecordUploader();
 
-  /// Makes the uploader; null where there is one, and while no host is installed.
+  /// Creates the uploader; null when it exists already, and while no host is installed.
   static QFRecordUploader* alloc();
 
-  /// Makes the uploader, with the queue that was encoded; null as `alloc`. It has no transaction: it can queue, but
-  /// cannot send.
+  /// Creates the uploader with the queue that was encoded; null as `alloc`. It has no transaction: it can queue, but
+  /// not send.
   static QFRecordUploader* initWithCoder(KeyedCoder& coder);
 
   /// Encodes the queue under `kQFRecordData`, and nothing else.
   void encodeWithCoder(KeyedCoder& coder) const;
 
-  /// Puts a request at the end of the queue. It is in the archive when this returns, and sent after those before it,
-  /// once `uploadRecord` is called. False, and nothing is queued, when the data or the address is absent.
+  /// Appends a request to the queue and writes the archive; sends nothing. Returns false and queues nothing when the
+  /// data or the address is absent.
   bool quequeRecord(std::optional<std::string_view> data, std::optional<std::string_view> serverDetails);
 
-  /// Sends the request at the head of the queue, whether or not one is under way. One that lacks its address or its
-  /// data is not sent, stays, and holds up those behind it.
+  /// Sends the request at the head of the queue, whether or not one is under way. A request without address or data is
+  /// not sent, stays at the head, and blocks those behind it.
   void uploadRecord();
 
-  /// True when no request is under way and none will follow by itself: when `uploadRecord` sends what nobody else
-  /// sends. Unlike `uploadInProgress` it is true again after an upload that came to nothing, and false between an
-  /// answer 200 and the sending of the next request.
-  bool isIdle() const { return stillToCome_ == 0; }
+  /// True when no request is under way and none will be sent automatically, so that `uploadRecord` sends no request
+  /// twice. Unlike `uploadInProgress` it is true after a failed upload, and false between an answer 200 and the sending
+  /// of the next request.
+  bool isIdle() const { return remaining_ == 0; }
 
-  /// A copy of the queue. It is nothing when the archive could not be had: requests are then neither kept nor written.
+  /// A copy of the queue. Nothing when the archive exists but could not be read: requests are then neither kept nor
+  /// written.
   std::optional<UploadRequests> recordQueue() const;
-  /// Puts another queue in its place. The archive shows it with the next change.
+  /// Replaces the queue. The archive is written with the next change.
   void setRecordQueue(std::optional<UploadRequests> queue);
 
-  /// True from the sending of a request until an answer 200, also when the upload came to nothing.
+  /// True from the sending of a request until an answer 200, also after a failure.
   bool uploadInProgress() const { return uploadInProgress_; }
   void setUploadInProgress(bool inProgress) { uploadInProgress_ = inProgress; }
 
@@ -78,7 +80,7 @@ class QFRecordUploader : public SharedInstance<QFRecordUploader> {
   std::optional<UploadRequest> currentURLRequest() const;
   void setCurrentURLRequest(std::optional<UploadRequest> request);
 
-  /// Where log lines go, which must outlive its use here; nowhere while it is null.
+  /// The log, which the host owns; without one no lines are written.
   LogFile* logfile() const { return logfile_; }
   void setLogfile(LogFile* log) { logfile_ = log; }
 
@@ -86,6 +88,7 @@ class QFRecordUploader : public SharedInstance<QFRecordUploader> {
   friend class SharedInstance<QFRecordUploader>;
   explicit QFRecordUploader(Host& host);
   QFRecordUploader(Host& host, KeyedCoder& coder);
+  ~QFRecordUploader() = default;
 
   void httpStatus(const Notification& notification);
   bool removeHead();
@@ -93,17 +96,17 @@ class QFRecordUploader : public SharedInstance<QFRecordUploader> {
   void log(std::string_view format, std::initializer_list<std::string_view> arguments = {}) const;
 
   Host& host_;
-  const std::string archivePath_;
+  std::string archivePath_;
 
-  // Guards the queue, the current request, and the writing of the archive, so that the archives follow each other as
-  // the changes did. Not held while a request is sent or a line is logged.
+  // Guards the queue, the current request, and the writing of the archive, so that archives are written in the order of
+  // the changes. Not held while a request is sent or a line is logged.
   mutable std::recursive_mutex mutex_;
   std::optional<UploadRequests> recordQueue_;
   std::optional<UploadRequest> currentURLRequest_;
 
   std::atomic<bool> uploadInProgress_ = false;
   std::atomic<LogFile*> logfile_ = nullptr;
-  int stillToCome_ = 0;  // outcomes of requests, and turns of the main thread that will send one
+  int remaining_ = 0;  // expected outcomes of requests, and scheduled tasks that will send one
   std::unique_ptr<HttpTransaction> httpAgent_;
   std::array<NotificationCenter::Registration, 4> registrations_;
 };

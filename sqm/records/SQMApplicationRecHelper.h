@@ -23,6 +23,7 @@ class SQMApplicationRecHelper : public SharedInstance<SQMApplicationRecHelper> {
  private:
   friend class SharedInstance<SQMApplicationRecHelper>;
   SQMApplicationRecHelper() = default;
+  ~SQMApplicationRecHelper() = default;
 };
 
 }  // namespace sqm

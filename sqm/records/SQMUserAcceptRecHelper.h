@@ -19,6 +19,7 @@ class SQMUserAcceptRecHelper : public SharedInstance<SQMUserAcceptRecHelper> {
  private:
   friend class SharedInstance<SQMUserAcceptRecHelper>;
   SQMUserAcceptRecHelper() = default;
+  ~SQMUserAcceptRecHelper() = default;
 };
 
 }  // namespace sqm

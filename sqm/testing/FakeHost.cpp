@@ -21,6 +21,7 @@ FakeHost::FakeHost()
            .dates = &dates,
            .files = &files,
            .serializer = &archives,
+           .keyedCoders = &coders,
            .jsonWriter = &json,
            .compressor = &compressor} {
   bundle.paths["SQMFieldNames.plist"] = kFieldNamesPath;

@@ -7,6 +7,7 @@
 #include "sqm/common/NotificationCenter.h"
 #include "sqm/testing/FakeServices.h"
 #include "sqm/testing/MemoryArchives.h"
+#include "sqm/testing/MemoryCoder.h"
 #include "sqm/testing/MemoryFiles.h"
 #include "sqm/testing/MemoryLog.h"
 #include "sqm/testing/MemoryPropertyLists.h"
@@ -48,7 +49,8 @@ class FakeHost {
   ManualClock clock;
   FixedDates dates;
   MemoryFiles files;
-  MemoryArchives archives;
+  MemoryArchives archives{files};
+  MemoryCoders coders;
   RecordingJson json;
   ScriptedCompressor compressor;
 

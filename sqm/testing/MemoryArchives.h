@@ -7,19 +7,25 @@
 #include <vector>
 
 #include "sqm/common/QFSerializer.h"
+#include "sqm/testing/MemoryFiles.h"
 
 namespace sqm::testing {
 
-/// Archive files in memory.
+/// Archives in memory.
 ///
 /// Threading: one thread at a time.
 class MemoryArchives : public QFSerializer {
  public:
+  MemoryArchives() = default;
+
+  /// Every archive is also an empty file of `files`, so that it exists there.
+  explicit MemoryArchives(MemoryFiles& files) : files_(&files) {}
+
   bool serializeObject(const UploadRequests& object, const std::string& toFile) override;
   std::optional<UploadRequests> objectFromFile(const std::string& path) override;
 
-  /// Lays a file there; nothing stands for a file that cannot be had.
-  void put(const std::string& path, std::optional<UploadRequests> requests) { files_[path] = std::move(requests); }
+  /// Creates a file; nothing stands for one that cannot be read.
+  void put(const std::string& path, std::optional<UploadRequests> requests);
 
   /// The file's requests; nothing when there is no such file.
   std::optional<UploadRequests> file(const std::string& path) const;
@@ -27,14 +33,15 @@ class MemoryArchives : public QFSerializer {
   /// From now on the file cannot be written.
   void refuseWriting(const std::string& path) { refused_.insert(path); }
 
-  /// What was to be written, refused or not, in order.
+  /// The archives of all calls, refused or not, in order.
   const std::vector<UploadRequests>& writes() const { return writes_; }
 
-  /// As if new.
-  void clear() { *this = MemoryArchives(); }
+  /// Removes all files, refusals and writes.
+  void clear();
 
  private:
-  std::map<std::string, std::optional<UploadRequests>> files_;
+  MemoryFiles* files_ = nullptr;
+  std::map<std::string, std::optional<UploadRequests>> archives_;
   std::set<std::string> refused_;
   std::vector<UploadRequests> writes_;
 };

@@ -21,6 +21,8 @@ class MemoryFiles : public Files {
  public:
   enum class Operation { list, read, write, remove };
 
+  bool exists(const std::string& path) const override { return files_.contains(path) || folders_.contains(path); }
+
   /// In descending order of the names, so that no caller takes them for sorted.
   std::error_code list(const std::string& folder, NameTest isWanted, std::vector<Entry>& entries) override;
   std::error_code read(const std::string& path, std::string& content) override;

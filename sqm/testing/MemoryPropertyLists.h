@@ -24,7 +24,7 @@ class MemoryPropertyLists : public PropertyList {
   std::optional<Array> arrayWithContentsOfFile(const std::string& path) override;
   bool writeToFile(std::span<const std::string> array, const std::string& path, bool atomically) override;
 
-  /// Lays a file there; nothing stands for a file that cannot be read as an array.
+  /// Creates a file; nothing stands for one that cannot be read as an array.
   void put(const std::string& path, std::optional<Array> array) { files_[path] = std::move(array); }
 
   /// The file's elements; nothing when there is no such file.
@@ -33,7 +33,7 @@ class MemoryPropertyLists : public PropertyList {
   /// From now on the file cannot be written.
   void refuseWriting(const std::string& path) { refused_.insert(path); }
 
-  /// What was asked for, refused or not, in order.
+  /// The calls, refused or not, in order.
   const std::vector<Write>& writes() const { return writes_; }
   const std::vector<std::string>& reads() const { return reads_; }
 

@@ -25,6 +25,7 @@ class Single : public SharedInstance<Single<kTest>> {
  private:
   friend class SharedInstance<Single>;
   Single() { ++made; }
+  ~Single() = default;
 };
 
 TEST(SharedInstance, EveryCallGivesTheSameObject) {
@@ -67,11 +68,12 @@ TEST(SharedInstance, CopyRetainAndReleaseLeaveTheObjectAsItIs) {
   EXPECT_EQ(object->retainCount(), std::numeric_limits<std::uint64_t>::max());
 }
 
-TEST(SharedInstance, CannotBeMadeOrCopiedOtherwise) {
+TEST(SharedInstance, CannotBeMadeCopiedOrDestroyedOtherwise) {
   using Class = Single<6>;
   EXPECT_FALSE(std::is_default_constructible_v<Class>);
   EXPECT_FALSE(std::is_copy_constructible_v<Class>);
   EXPECT_FALSE(std::is_copy_assignable_v<Class>);
+  EXPECT_FALSE(std::is_destructible_v<Class>);
 }
 
 TEST(SharedInstance, ConcurrentFirstCallsMakeOneObject) {

@@ -1,18 +1,15 @@
 #include <array>
 #include <functional>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "sqm/common/HttpTransaction.h"
-#include "sqm/common/KeyedCoder.h"
 #include "sqm/queue/QFRecordUploader.h"
 #include "sqm/testing/FakeHost.h"
-#include "sqm/testing/MemoryCoder.h"
-
-#include "tests/support/FreshProcess.h"
 
 namespace {
 
@@ -34,7 +31,7 @@ std::vector<std::string> dataOf(const UploadRequests& requests) {
   return data;
 }
 
-/// The process's uploader and its host, which the tests share when they run in one process; each finds them as if new.
+/// The process's uploader and its host. Tests that run in one process share them; each starts from an empty queue.
 class QFRecordUploaderTest : public ::testing::Test {
  protected:
   QFRecordUploaderTest()
@@ -125,6 +122,71 @@ TEST_F(QFRecordUploaderTest, QueueingLogsAndDoesNotSend) {
                           "post Data:50 % of %@"));
 }
 
+/// A log that calls back for each line.
+class CallingLog : public sqm::LogFile {
+ public:
+  explicit CallingLog(std::function<void(const sqm::LogLine&)> onLine) : onLine_(std::move(onLine)) {}
+  void write(const sqm::LogLine& line) override { onLine_(line); }
+
+ private:
+  std::function<void(const sqm::LogLine&)> onLine_;
+};
+
+TEST_F(QFRecordUploaderTest, QueueingLogsBeforeItAppends) {
+  std::vector<std::size_t> lengths;
+  CallingLog log([&](const sqm::LogLine&) {
+    lengths.push_back(uploader_.recordQueue()->size());
+    EXPECT_EQ(writes(), lengths.size() - 1);
+  });
+  uploader_.setLogfile(&log);
+  queue({"first", "second"});
+  EXPECT_THAT(lengths, ElementsAre(0, 1));
+}
+
+TEST_F(QFRecordUploaderTest, SendingLogsBeforeItTurnsInProgressAndPosts) {
+  queue({"first"});
+  std::vector<std::string> formats;
+  CallingLog log([&](const sqm::LogLine& line) {
+    formats.emplace_back(line.format);
+    EXPECT_FALSE(uploader_.uploadInProgress());
+    EXPECT_EQ(uploader_.currentURLRequest(), requestOf("first"));
+    EXPECT_THAT(sent(), IsEmpty());
+  });
+  uploader_.setLogfile(&log);
+  uploader_.uploadRecord();
+  EXPECT_THAT(formats, ElementsAre("QFRecordUploader :: uploadRecord - sending HTTP request to URL:%@ post Data:%@"));
+  EXPECT_THAT(sent(), ElementsAre("first"));
+}
+
+TEST_F(QFRecordUploaderTest, AnAnswerIsLoggedBeforeTheRequestIsRemoved) {
+  queue({"first"});
+  uploader_.uploadRecord();
+  int lines = 0;
+  CallingLog log([&](const sqm::LogLine&) {
+    ++lines;
+    EXPECT_TRUE(uploader_.uploadInProgress());
+    EXPECT_THAT(archived(), ElementsAre("first"));
+  });
+  uploader_.setLogfile(&log);
+  host_.http.complete(200);
+  EXPECT_EQ(lines, 1);
+  EXPECT_THAT(archived(), IsEmpty());
+}
+
+TEST_F(QFRecordUploaderTest, EveryLineIsForTheUserAtLevelTwo) {
+  std::vector<std::string> lines;
+  CallingLog log([&](const sqm::LogLine& line) {
+    lines.push_back(std::string(line.info) + " " + std::to_string(line.userLevel));
+  });
+  uploader_.setLogfile(&log);
+  queue({"first"});
+  uploader_.uploadRecord();
+  host_.http.complete(200);
+  uploader_.setRecordQueue(UploadRequests{{}});
+  uploader_.uploadRecord();
+  EXPECT_THAT(lines, ElementsAre("USER 2", "USER 2", "USER 2", "USER 2"));
+}
+
 TEST_F(QFRecordUploaderTest, WithoutALogItWorksSilently) {
   uploader_.setLogfile(nullptr);
   EXPECT_EQ(uploader_.logfile(), nullptr);
@@ -202,7 +264,7 @@ TEST_F(QFRecordUploaderTest, AnswerIsLogged) {
             "USER 2 QFRecordUploader :: httpStatus- recieved response as short, %d and stout response code:418");
 }
 
-/// How an upload can come to nothing.
+/// How an upload can fail.
 struct Outcome {
   const char* name;
   std::function<void(sqm::testing::ScriptedHttp&)> happens;
@@ -285,7 +347,7 @@ TEST_F(QFRecordUploaderTest, RequestWithoutAddressOrDataStaysAndBlocks) {
   }
 }
 
-TEST_F(QFRecordUploaderTest, AnswerToAnotherTransactionIsNotItsBusiness) {
+TEST_F(QFRecordUploaderTest, AnswerToAnotherTransactionIsIgnored) {
   queue({"first"});
   uploader_.uploadRecord();
   const auto other = host_.http.makeTransaction();
@@ -338,32 +400,22 @@ TEST_F(QFRecordUploaderTest, ThereIsOneInTheProcessAndItStays) {
   EXPECT_EQ(uploader_.retainCount(), 0xFFFFFFFFFFFFFFFFU);
 }
 
-/// A log that has another thread use the uploader while it writes, as a slow disk would.
-class InquisitiveLog : public sqm::LogFile {
- public:
-  explicit InquisitiveLog(QFRecordUploader& uploader) : uploader_(uploader) {}
-  void write(const sqm::LogLine&) override {
+TEST_F(QFRecordUploaderTest, NoLockIsHeldWhileALineIsLogged) {
+  int lines = 0;
+  CallingLog log([&](const sqm::LogLine&) {
     std::thread([&] {
       uploader_.recordQueue();
       uploader_.currentURLRequest();
     }).join();
     ++lines;
-  }
-  int lines = 0;
-
- private:
-  QFRecordUploader& uploader_;
-};
-
-TEST_F(QFRecordUploaderTest, NoLockIsHeldWhileALineIsLogged) {
-  InquisitiveLog log(uploader_);
+  });
   uploader_.setLogfile(&log);
   queue({"first"});
   uploader_.uploadRecord();
   host_.http.complete(200);
   uploader_.setRecordQueue(UploadRequests{{}});
   uploader_.uploadRecord();
-  EXPECT_EQ(log.lines, 4);
+  EXPECT_EQ(lines, 4);
 }
 
 TEST_F(QFRecordUploaderTest, EightThreadsQueueWhileTheMainThreadSends) {
@@ -404,216 +456,6 @@ TEST_F(QFRecordUploaderTest, EightThreadsQueueWhileTheMainThreadSends) {
     }
     ASSERT_EQ(written, expected);
   }
-}
-
-/// A host that is installed, in a process in which there is no uploader yet.
-struct FreshHost : FakeHost {
-  FreshHost() { sqm::Host::install(host); }
-};
-
-TEST_IN_FRESH_PROCESS(QFRecordUploaderCreation, LoadsTheArchiveAndSendsWhatItHolds) {
-  FreshHost host;
-  host.archives.put(kArchive, UploadRequests{requestOf("first"), requestOf("second")});
-  QFRecordUploader& uploader = *QFRecordUploader::sharedQFRecordUploader();
-  EXPECT_EQ(host.http.transactions().size(), 1U);
-  EXPECT_EQ(host.http.transactions().front()->session(), "TrelkConnect");
-  EXPECT_EQ(host.http.transactions().front()->logFile(), "UploadData.log");
-  EXPECT_THAT(host.http.requests(), IsEmpty());
-  uploader.quequeRecord("third", kUrl);
-  uploader.uploadRecord();
-  for (int answers = 0; answers < 3; ++answers) {
-    host.http.complete(200);
-    host.mainThread.runAll();
-  }
-  std::vector<std::string> sent;
-  for (const auto& request : host.http.requests()) sent.push_back(request.data);
-  EXPECT_THAT(sent, ElementsAre("first", "second", "third"));
-}
-
-TEST_IN_FRESH_PROCESS(QFRecordUploaderCreation, WithoutAnArchiveTheQueueIsEmpty) {
-  FreshHost host;
-  EXPECT_EQ(QFRecordUploader::sharedQFRecordUploader()->recordQueue(), UploadRequests{});
-  EXPECT_THAT(host.archives.writes(), IsEmpty());
-}
-
-TEST_IN_FRESH_PROCESS(QFRecordUploaderCreation, WithAnArchiveThatCannotBeHadThereIsNoQueue) {
-  FreshHost host;
-  host.archives.put(kArchive, std::nullopt);
-  QFRecordUploader& uploader = *QFRecordUploader::sharedQFRecordUploader();
-  EXPECT_EQ(uploader.recordQueue(), std::nullopt);
-  EXPECT_TRUE(uploader.quequeRecord("lost", kUrl));
-  EXPECT_EQ(uploader.recordQueue(), std::nullopt);
-  EXPECT_THAT(host.archives.writes(), IsEmpty());
-  uploader.uploadRecord();
-  EXPECT_THAT(host.http.requests(), IsEmpty());
-}
-
-TEST_IN_FRESH_PROCESS(QFRecordUploaderIdle, IsWhenNothingIsUnderWayAndNothingWillFollow) {
-  FreshHost host;
-  QFRecordUploader& uploader = *QFRecordUploader::sharedQFRecordUploader();
-  uploader.uploadRecord();
-  EXPECT_TRUE(uploader.isIdle()) << "the queue is empty";
-  uploader.quequeRecord("first", kUrl);
-  uploader.quequeRecord("second", kUrl);
-  EXPECT_TRUE(uploader.isIdle()) << "nothing was sent";
-  uploader.uploadRecord();
-  EXPECT_FALSE(uploader.isIdle());
-  host.http.complete(200);
-  EXPECT_FALSE(uploader.isIdle()) << "the next one will be sent";
-  EXPECT_FALSE(uploader.uploadInProgress());
-  host.mainThread.runAll();
-  EXPECT_FALSE(uploader.isIdle());
-  host.http.fail();
-  EXPECT_TRUE(uploader.isIdle()) << "it came to nothing";
-  EXPECT_TRUE(uploader.uploadInProgress());
-  uploader.uploadRecord();
-  uploader.uploadRecord();
-  host.http.complete(500);
-  EXPECT_FALSE(uploader.isIdle()) << "one of two is under way";
-  host.http.complete(200);
-  EXPECT_TRUE(uploader.isIdle()) << "all was sent";
-  host.http.complete(200);
-  EXPECT_TRUE(uploader.isIdle()) << "an outcome of no request counts for nothing";
-  uploader.setRecordQueue(UploadRequests{{}});
-  uploader.uploadRecord();
-  EXPECT_TRUE(uploader.isIdle()) << "a request without address and data is not sent";
-}
-
-TEST_IN_FRESH_PROCESS(QFRecordUploaderCreation, NeedsAHost) {
-  sqm::testing::MemoryCoder coder;
-  EXPECT_EQ(sqm::Host::installed(), nullptr);
-  EXPECT_EQ(QFRecordUploader::sharedQFRecordUploader(), nullptr);
-  EXPECT_EQ(QFRecordUploader::alloc(), nullptr);
-  EXPECT_EQ(QFRecordUploader::initWithCoder(coder), nullptr);
-  FreshHost host;
-  EXPECT_EQ(sqm::Host::installed(), &host.host);
-  EXPECT_NE(QFRecordUploader::sharedQFRecordUploader(), nullptr);
-}
-
-TEST_IN_FRESH_PROCESS(QFRecordUploaderCreation, KeepsTheHostThatWasInstalledThen) {
-  FreshHost host;
-  QFRecordUploader::sharedQFRecordUploader()->quequeRecord("first", kUrl);
-  FreshHost later;
-  QFRecordUploader::sharedQFRecordUploader()->quequeRecord("second", kUrl);
-  EXPECT_EQ(host.archives.writes().size(), 2U);
-  EXPECT_THAT(later.archives.writes(), IsEmpty());
-}
-
-TEST_IN_FRESH_PROCESS(QFRecordUploaderCreation, WithoutATransactionItStillQueues) {
-  FreshHost host;
-  host.http.refuse();
-  QFRecordUploader& uploader = *QFRecordUploader::sharedQFRecordUploader();
-  EXPECT_TRUE(uploader.quequeRecord("first", kUrl));
-  uploader.uploadRecord();
-  EXPECT_TRUE(uploader.isIdle());
-  EXPECT_EQ(uploader.recordQueue(), UploadRequests{requestOf("first")});
-}
-
-TEST_IN_FRESH_PROCESS(QFRecordUploaderCreation, FirstAllocationMakesTheOne) {
-  FreshHost host;
-  QFRecordUploader* uploader = QFRecordUploader::alloc();
-  EXPECT_NE(uploader, nullptr);
-  EXPECT_EQ(QFRecordUploader::alloc(), nullptr);
-  EXPECT_EQ(QFRecordUploader::sharedQFRecordUploader(), uploader);
-}
-
-TEST_IN_FRESH_PROCESS(QFRecordUploaderCreation, ConcurrentFirstCallsGetTheOne) {
-  FreshHost host;
-  std::array<QFRecordUploader*, 8> got{};
-  std::vector<std::thread> threads;
-  threads.reserve(got.size());
-  for (QFRecordUploader*& each : got) {
-    threads.emplace_back([&each] { each = QFRecordUploader::sharedQFRecordUploader(); });
-  }
-  for (std::thread& thread : threads) thread.join();
-  EXPECT_THAT(got, ::testing::Each(QFRecordUploader::sharedQFRecordUploader()));
-  EXPECT_EQ(host.http.transactions().size(), 1U);
-}
-
-TEST_IN_FRESH_PROCESS(QFRecordUploaderCreation, EncodesItsQueueAndNothingElse) {
-  FreshHost host;
-  QFRecordUploader& uploader = *QFRecordUploader::sharedQFRecordUploader();
-  uploader.quequeRecord("first", kUrl);
-  sqm::testing::MemoryCoder coder;
-  uploader.encodeWithCoder(coder);
-  EXPECT_EQ(sqm::kQFRecordData, "QFRecordData");
-  EXPECT_EQ(coder.objects.size(), 1U);
-  EXPECT_EQ(coder.objects.at("QFRecordData"), UploadRequests{requestOf("first")});
-  EXPECT_EQ(QFRecordUploader::initWithCoder(coder), nullptr) << "there is one already";
-}
-
-TEST_IN_FRESH_PROCESS(QFRecordUploaderCreation, DecodedItHasTheQueueAndCannotSend) {
-  FreshHost host;
-  host.archives.put(kArchive, UploadRequests{requestOf("archived")});
-  sqm::testing::MemoryCoder coder;
-  coder.objects["QFRecordData"] = UploadRequests{requestOf("encoded")};
-  QFRecordUploader& uploader = *QFRecordUploader::initWithCoder(coder);
-  EXPECT_EQ(uploader.recordQueue(), UploadRequests{requestOf("encoded")});
-  EXPECT_THAT(host.http.transactions(), IsEmpty());
-  uploader.uploadRecord();
-  EXPECT_EQ(uploader.recordQueue(), UploadRequests{requestOf("encoded")});
-  EXPECT_TRUE(uploader.quequeRecord("more", kUrl));
-  EXPECT_EQ(host.archives.file(kArchive), (UploadRequests{requestOf("encoded"), requestOf("more")}));
-  EXPECT_EQ(QFRecordUploader::sharedQFRecordUploader(), &uploader);
-}
-
-TEST_IN_FRESH_PROCESS(QFRecordUploaderCreation, DecodedFromNothingItHasNoQueue) {
-  FreshHost host;
-  sqm::testing::MemoryCoder coder;
-  EXPECT_EQ(QFRecordUploader::initWithCoder(coder)->recordQueue(), std::nullopt);
-}
-
-/// Has another thread use the uploader while a request is sent.
-class InquisitiveHttp : public sqm::HttpTransactionFactory {
- public:
-  class Transaction : public sqm::HttpTransaction {
-   public:
-    explicit Transaction(int& sent) : sent_(sent) {}
-    void setEncoding(int) override {}
-    void startSession(std::string_view, std::string_view) override {}
-    void sendHttpRequest(std::optional<std::string_view>, int, std::string) override {
-      std::thread([] { QFRecordUploader::sharedQFRecordUploader()->quequeRecord("meanwhile", kUrl); }).join();
-      ++sent_;
-    }
-    void abortTransaction() override {}
-    int httpResponseStatusCode() const override { return 0; }
-    std::string_view httpResponseContent() const override { return {}; }
-
-   private:
-    int& sent_;
-  };
-
-  std::unique_ptr<sqm::HttpTransaction> makeTransaction() override { return std::make_unique<Transaction>(sent); }
-  std::size_t requestsUnderWay() const override { return static_cast<std::size_t>(sent); }
-  int sent = 0;
-};
-
-TEST_IN_FRESH_PROCESS(QFRecordUploaderCreation, NoLockIsHeldWhileARequestIsSent) {
-  FreshHost host;
-  InquisitiveHttp http;
-  host.host.httpTransactions = &http;
-  QFRecordUploader& uploader = *QFRecordUploader::sharedQFRecordUploader();
-  uploader.quequeRecord("first", kUrl);
-  uploader.uploadRecord();
-  EXPECT_EQ(http.sent, 1);
-  EXPECT_EQ(uploader.recordQueue(), (UploadRequests{requestOf("first"), requestOf("meanwhile")}));
-}
-
-/// Looks at the uploader while it writes.
-class InquisitiveSerializer : public sqm::testing::MemoryArchives {
- public:
-  bool serializeObject(const UploadRequests& object, const std::string& toFile) override {
-    EXPECT_EQ(QFRecordUploader::sharedQFRecordUploader()->recordQueue(), object);
-    return MemoryArchives::serializeObject(object, toFile);
-  }
-};
-
-TEST_IN_FRESH_PROCESS(QFRecordUploaderCreation, LockIsRecursive) {
-  FreshHost host;
-  InquisitiveSerializer serializer;
-  host.host.serializer = &serializer;
-  QFRecordUploader::sharedQFRecordUploader()->quequeRecord("first", kUrl);
-  EXPECT_EQ(serializer.writes().size(), 1U);
 }
 
 }  // namespace

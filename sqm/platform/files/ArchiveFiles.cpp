@@ -13,16 +13,15 @@ namespace sqm::platform {
 namespace {
 
 constexpr std::size_t kLargestFile = std::size_t{1} << 27;
-constexpr std::string_view kNoMemory = "there is not enough memory for it";
 
-/// So many files are kept aside; the next one stays where it is.
+/// At most this many files are kept aside. The next one is not moved.
 constexpr int kMostAside = 1000;
 
-/// Renames the file to a name that no file has, told in `aside`.
+/// Renames the file to `aside`, a name that no other file has.
 std::error_code moveAside(FileOperations& files, const std::string& path, std::string& aside) {
   for (int number = 1; number <= kMostAside; ++number) {
     aside = path + ".unreadable" + (number == 1 ? "" : "-" + std::to_string(number));
-    // An empty file of ours takes the name, so that the rename cannot replace any other.
+    // An empty file reserves the name, so that the rename replaces no other file.
     File place;
     const auto problem = place.open(files, aside, O_WRONLY | O_CREAT | O_EXCL);
     if (problem == std::errc::file_exists) continue;
@@ -38,25 +37,17 @@ std::error_code moveAside(FileOperations& files, const std::string& path, std::s
 
 }  // namespace
 
-bool ArchiveFiles::serializeObject(const UploadRequests& object, const std::string& toFile) try {
-  FileReplacement file(files_, toFile, FileReplacement::Mode::atomically);
-  std::size_t size = 0;
-  encodeRequests(object, [&](std::string_view piece) {
-    size += piece.size();
-    if (size <= kLargestFile) file.write(piece);
-  });
-  const auto failure = size <= kLargestFile ? file.commit() : make_error_code(std::errc::file_too_large);
+bool ArchiveFiles::serializeObject(const UploadRequests& object, const std::string& toFile) {
+  const auto failure =
+      replaceFile(files_, toFile, kLargestFile, [&](const ByteSink& sink) { encodeRequests(object, sink); });
   if (failure) problems_.cannotWrite(toFile, failure.message());
   return !failure;
-} catch (const std::bad_alloc&) {
-  problems_.cannotWrite(toFile, kNoMemory);
-  return false;
 }
 
 std::optional<UploadRequests> ArchiveFiles::objectFromFile(const std::string& path) try {
   FileBytes content;
   if (const auto failure = readWholeFile(files_, path, kLargestFile, content)) {
-    if (failure == std::errc::no_such_file_or_directory) return UploadRequests{};
+    if (failure == std::errc::no_such_file_or_directory) return std::nullopt;
     if (failure == std::errc::not_enough_memory) throw std::bad_alloc();
     return withoutFile(path, failure.message());
   }
@@ -68,7 +59,7 @@ std::optional<UploadRequests> ArchiveFiles::objectFromFile(const std::string& pa
   return std::nullopt;
 }
 
-/// What there is when the file cannot be read, for this reason.
+/// What a reading returns when the file cannot be read, for this reason.
 std::optional<UploadRequests> ArchiveFiles::withoutFile(const std::string& path, std::string reason) {
   if (unreadable_ == Unreadable::stays) {
     problems_.cannotRead(path, reason);

@@ -10,13 +10,13 @@
 
 namespace sqm::platform {
 
-/// Archives of upload requests on the system's disk, as binary property lists. An archive is its user's alone, and
+/// Archives of upload requests on the system's disk, as binary property lists. An archive is private to its user, and
 /// replaced atomically: a temporary file beside it (PATH.new), sync, rename, sync of the folder.
 ///
 /// A file that cannot be read as an archive is moved aside, to PATH.unreadable, PATH.unreadable-2 and so on, and counts
-/// as an archive without requests; where it cannot even be moved, it stays and yields nothing. That, and what cannot be
-/// written, is told to the log "SQMFiles.log". For who only looks at an archive it stays in any case, and yields
-/// nothing.
+/// as an archive without requests. If it cannot be moved, or there is not enough memory to read it, it stays and yields
+/// nothing. Readers that must not move the file pass `Unreadable::stays`. A missing file yields nothing and is no
+/// problem. Problems are reported.
 ///
 /// Ownership: the operations must outlive the object.
 class ArchiveFiles : public QFSerializer {

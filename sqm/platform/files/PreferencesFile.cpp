@@ -1,90 +1,54 @@
 #include "sqm/platform/files/PreferencesFile.h"
 
+#include <algorithm>
 #include <cstddef>
-#include <cstdint>
-#include <locale.h>
-#include <memory>
+#include <new>
 #include <utility>
 
-#include <plist/plist.h>
-
-#include "sqm/platform/files/internal/BinaryPropertyList.h"
+#include "sqm/platform/files/internal/PropertyListReader.h"
 #include "sqm/platform/files/internal/WholeFile.h"
 #include "sqm/platform/files/internal/XmlAllowed.h"
+#include "sqm/platform/files/internal/XmlPropertyListWriter.h"
 
 namespace sqm::platform {
 
 namespace {
 
-constexpr const char* kClientTimeStamp = "clientTimeStamp";
+using Value = PropertyListValue;
 
-/// libplist recurses on nesting and unfolds every reference of a binary list: small XML files cannot nest deep enough
-/// to matter, and a binary one is measured first.
-constexpr std::size_t kLargestFile = 64 * 1024;
-constexpr std::size_t kDeepest = 32;
-constexpr std::size_t kMostObjects = 10'000;
+constexpr std::string_view kClientTimeStamp = "clientTimeStamp";
 
-/// libplist reads and writes real numbers as the locale has them, 1,5 for 1.5 where the host has set a German one. For
-/// its life this thread goes by the "C" locale.
-class ClassicLocale {
- public:
-  ClassicLocale() : before_(::uselocale(classic())) {}
-  ClassicLocale(const ClassicLocale&) = delete;
-  ClassicLocale& operator=(const ClassicLocale&) = delete;
-  ~ClassicLocale() { ::uselocale(before_); }
+constexpr std::size_t kLargestFile = std::size_t{64} * 1024;
+/// What a binary list may take in memory, in bytes.
+constexpr std::size_t kRoom = 10 * kLargestFile;
 
- private:
-  static locale_t classic() {
-    static const locale_t locale = ::newlocale(LC_ALL_MASK, "C", nullptr);
-    return locale;
-  }
-
-  locale_t before_;
-};
-
-struct Free {
-  void operator()(void* list) const { plist_free(list); }
-};
-using List = std::unique_ptr<void, Free>;
-
-/// The dictionary that the bytes hold, or null.
-List dictionaryFrom(std::string_view bytes) {
-  const ClassicLocale locale;
-  plist_t parsed = nullptr;
-  const auto size = static_cast<std::uint32_t>(bytes.size());
-  if (BinaryPropertyList::recognises(bytes)) {
-    const auto list = BinaryPropertyList::open(bytes);
-    if (!list || !list->isWithin(kDeepest, kMostObjects)) return nullptr;
-    plist_from_bin(bytes.data(), size, &parsed);
-  } else {
-    plist_from_xml(bytes.data(), size, &parsed);
-  }
-  List list(parsed);
-  if (!list || plist_get_node_type(list.get()) != PLIST_DICT) return nullptr;
-  return list;
-}
-
-/// The dictionary of the file, or null; an empty one where there is no file.
-List dictionaryOf(FileOperations& files, const std::string& path, std::error_code& failure) {
+/// The dictionary of the file: an empty one without a file; nothing when the file holds none, or cannot be read, which
+/// is the failure.
+std::optional<Value::Dictionary> dictionaryOf(FileOperations& files, const std::string& path,
+                                              std::error_code& failure) try {
   FileBytes content;
   failure = readWholeFile(files, path, kLargestFile, content);
-  if (!failure) return dictionaryFrom(content.text());
-  if (failure != std::errc::no_such_file_or_directory) return nullptr;
-  failure.clear();
-  return List(plist_new_dict());
+  if (failure == std::errc::no_such_file_or_directory) {
+    failure.clear();
+    return Value::Dictionary{};
+  }
+  std::string_view problem;
+  auto root = failure ? std::nullopt : readPropertyList(content.bytes.get(), content.size, kRoom, problem);
+  auto* const dictionary = root ? std::get_if<Value::Dictionary>(&root->content) : nullptr;
+  return dictionary == nullptr ? std::nullopt : std::optional(std::move(*dictionary));
+} catch (const std::bad_alloc&) {
+  failure = make_error_code(std::errc::not_enough_memory);
+  return std::nullopt;
 }
 
-/// Removes what stands under `key`: in a damaged file more than one value may.
-void removeAll(const char* key, const List& dictionary) {
-  while (plist_dict_get_item(dictionary.get(), key) != nullptr) plist_dict_remove_item(dictionary.get(), key);
-}
-
-std::string textUnder(const char* key, const List& dictionary) {
-  plist_t value = plist_dict_get_item(dictionary.get(), key);
-  if (value == nullptr || plist_get_node_type(value) != PLIST_STRING) return {};
-  std::uint64_t length = 0;
-  const char* text = plist_get_string_ptr(value, &length);
-  return xmlAllowed(std::string(text, static_cast<std::size_t>(length)));
+/// Puts the time stamp in the place of those that the dictionary has; an absent one removes them. Returns whether the
+/// dictionary has changed.
+bool replaceTimeStamp(Value::Dictionary& dictionary, const std::optional<std::string>& value) {
+  const auto first = std::ranges::find(dictionary, kClientTimeStamp, &Value::Dictionary::value_type::first);
+  const auto place = first - dictionary.begin();
+  const auto removed = std::erase_if(dictionary, [](const auto& entry) { return entry.first == kClientTimeStamp; });
+  if (value) dictionary.emplace(dictionary.begin() + place, kClientTimeStamp, Value{*value});
+  return value || removed > 0;
 }
 
 }  // namespace
@@ -95,38 +59,31 @@ PreferencesFile::PreferencesFile(const std::string& applicationFolder, FileProbl
       problems_(std::move(problems)),
       files_(files) {
   std::error_code failure;
-  const List dictionary = dictionaryOf(files_, path_, failure);
-  if (dictionary) {
-    clientTimeStamp_ = textUnder(kClientTimeStamp, dictionary);
-  } else {
+  auto dictionary = dictionaryOf(files_, path_, failure);
+  if (!dictionary) {
     problems_.cannotRead(path_, failure ? failure.message() : "it is no property list with a dictionary as its root");
+    return;
   }
+  const Value root{*std::move(dictionary)};
+  const Value* const value = root.find(kClientTimeStamp);
+  const auto* const text = value == nullptr ? nullptr : std::get_if<std::string>(&value->content);
+  if (text != nullptr) clientTimeStamp_ = xmlAllowed(*text);
 }
 
 bool PreferencesFile::setClientTimeStamp(std::optional<std::string_view> value) {
   clientTimeStamp_ = xmlAllowed(std::string(value.value_or("")));
   std::error_code failure;
-  List dictionary = dictionaryOf(files_, path_, failure);
+  auto dictionary = dictionaryOf(files_, path_, failure).value_or(Value::Dictionary{});
   if (!failure) {
-    if (!dictionary) dictionary.reset(plist_new_dict());
-    if (!value && plist_dict_get_item(dictionary.get(), kClientTimeStamp) == nullptr) return true;
-    removeAll(kClientTimeStamp, dictionary);
-    if (value) plist_dict_set_item(dictionary.get(), kClientTimeStamp, plist_new_string(clientTimeStamp_.c_str()));
+    if (!replaceTimeStamp(dictionary, value ? std::optional(clientTimeStamp_) : std::nullopt)) return true;
     failure = makeFolders(files_, folder_);
   }
   if (!failure) {
-    const ClassicLocale locale;
-    char* xml = nullptr;
-    std::uint32_t length = 0;
-    plist_to_xml(dictionary.get(), &xml, &length);
-    if (xml == nullptr) {
-      failure = make_error_code(std::errc::not_enough_memory);
-    } else {
-      FileReplacement file(files_, path_, FileReplacement::Mode::atomically);
-      file.write({xml, length});
-      plist_to_xml_free(xml);
-      failure = file.commit();
-    }
+    failure = replaceFile(files_, path_, kLargestFile, [&](const ByteSink& sink) {
+      XmlPropertyListWriter writer(sink);
+      Value{std::move(dictionary)}.writeTo(writer);
+      writer.finish();
+    });
   }
   if (failure) problems_.cannotWrite(path_, failure.message());
   return !failure;

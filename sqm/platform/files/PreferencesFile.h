@@ -10,8 +10,8 @@
 
 namespace sqm::platform {
 
-/// The preferences in "UserPrefs.plist" of the application's folder: a property list, whose root is a dictionary. Read
-/// when the object is made. What else the dictionary holds is kept.
+/// The preferences in "UserPrefs.plist" of the application's folder: a property list, XML or binary, of up to 64 KiB,
+/// whose root is a dictionary. It is read when the object is created and written as XML; all other entries are kept.
 ///
 /// Ownership: the operations must outlive the object.
 /// Threading: one thread.
@@ -22,9 +22,9 @@ class PreferencesFile : public UserPrefs {
 
   std::string_view clientTimeStamp() const override { return clientTimeStamp_; }
 
-  /// From now on the records carry `value`, with its quotes; absent: none. What XML cannot hold becomes U+FFFD. The
-  /// file is replaced atomically, and the folder made when it is missing. Failure: false when the file cannot be
-  /// written, with a line in the log; the value holds until the process ends.
+  /// Sets the time stamp that new records carry, with its quotes; an absent one is removed. A character that XML does
+  /// not allow becomes U+FFFD. The file is replaced atomically, and a missing folder is created. Returns false when the
+  /// file cannot be read or written, with a line in the log; the value then holds until the process ends.
   bool setClientTimeStamp(std::optional<std::string_view> value);
 
  private:

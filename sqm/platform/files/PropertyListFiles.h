@@ -11,18 +11,18 @@
 
 namespace sqm::platform {
 
-/// Property-list files on the system's disk. Read as XML or binary, whatever the name says; written as XML, the way
-/// Python's plistlib and libplist write it, through a buffer that does not grow with the list. A carriage return is
-/// written as a reference, so that it comes back.
+/// Property-list files on the system's disk. They are read as XML or binary, as the content says, and written as XML in
+/// the layout of Python's plistlib, through a buffer that does not grow with the list. A carriage return is written as
+/// a reference, so that a reader does not turn it into a line feed.
 ///
-/// A file that is missing is no problem and yields nothing; one that cannot be read or written is reported. A new file
-/// is its user's alone.
+/// A missing file is no problem and yields nothing; a file that cannot be read or written is reported. A new file is
+/// private to its user.
 ///
 /// Ownership: the operations must outlive the object.
 class PropertyListFiles : public PropertyList {
  public:
   struct Options {
-    /// Every list is written atomically, whether the caller asks for it or not.
+    /// Every list is written atomically, even when the caller does not ask for it.
     bool atomicSaves = false;
   };
 

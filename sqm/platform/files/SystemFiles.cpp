@@ -36,6 +36,13 @@ std::error_code appendFile(FileOperations& operations, const File& file, std::st
 
 }  // namespace
 
+bool SystemFiles::exists(const std::string& path) const {
+  struct ::stat status {};
+  if (operations_.stat(path, status) == 0) return true;
+  const std::error_code failure = lastError();
+  return failure != std::errc::no_such_file_or_directory && failure != std::errc::not_a_directory;
+}
+
 std::error_code SystemFiles::list(const std::string& folder, NameTest isWanted, std::vector<Entry>& entries) {
   entries.clear();
   File opened;

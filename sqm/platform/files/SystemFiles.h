@@ -17,6 +17,7 @@ class SystemFiles : public Files {
  public:
   explicit SystemFiles(FileOperations& operations = FileOperations::posix()) : operations_(operations) {}
 
+  bool exists(const std::string& path) const override;
   std::error_code list(const std::string& folder, NameTest isWanted, std::vector<Entry>& entries) override;
   std::error_code read(const std::string& path, std::string& content) override;
   std::error_code write(const std::string& path, std::string_view content) override;

@@ -169,6 +169,7 @@ HttpClient::HttpClient(MainThread& mainThread, NotificationCenter& notifications
 HttpClient::~HttpClient() = default;
 
 std::unique_ptr<HttpTransaction> HttpClient::makeTransaction() try {
+  const std::lock_guard lock(engineMutex_);
   if (!engine_) engine_ = std::make_shared<HttpEngine>(mainThread_, options_);
   return std::make_unique<Transaction>(engine_, shared_);
 } catch (const std::runtime_error&) {

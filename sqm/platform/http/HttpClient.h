@@ -3,6 +3,7 @@
 #include <chrono>
 #include <cstddef>
 #include <memory>
+#include <mutex>
 
 #include "sqm/common/HttpTransaction.h"
 #include "sqm/platform/http/HttpExchange.h"
@@ -54,7 +55,8 @@ struct HttpOptions {
 ///
 /// Ownership: the services must outlive the client; transactions may outlive it. Destroying the client ends all its
 /// requests without a notification; requests that are sent afterwards are ignored.
-/// Threading: the main thread. The client may be destroyed inside a notification's handler. Its own thread reads the
+/// Threading: the main thread; `makeTransaction` and `startSession` of a transaction may be called from any thread.
+/// The client may be destroyed inside a notification's handler. Its own thread reads the
 /// environment, which therefore must not change while requests run, and blocks the process's signals.
 /// Failure: `makeTransaction` returns null when the thread cannot be started. When `MainThread::post` throws, it is
 /// called again until it accepts the task.
@@ -77,6 +79,7 @@ class HttpClient final : public HttpTransactionFactory {
 
   MainThread& mainThread_;
   HttpOptions options_;
+  std::mutex engineMutex_;  // guards the creation of the engine
   std::shared_ptr<HttpEngine> engine_;
   std::shared_ptr<Shared> shared_;
 };

@@ -4,10 +4,7 @@
 
 namespace sqm {
 
-namespace {
-
-
-}  // namespace
+namespace {}  // namespace
 
 bool UploadChannel::open(const Session& session, const NotificationCenter::Handler& onOutcome) {
   transaction_ = host_.httpTransactions->makeTransaction();

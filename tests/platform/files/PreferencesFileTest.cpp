@@ -146,11 +146,9 @@ TEST_F(PreferencesFileTest, AFileOfAnotherKindIsReportedAndReplaced) {
   const File echoes{.objects = {File::dictionary({1, 2}), File::text("key"),
                                 File::array(std::vector<std::uint64_t>(4000, 3)),
                                 File::text(std::string(40'000, 'x'))}};
-  const std::string entities = R"(<!DOCTYPE plist [<!ENTITY a "ha"><!ENTITY b SYSTEM "file:///etc/hostname">]>)"
-                               "<plist><dict><key>clientTimeStamp</key><string>&a;&b;</string></dict></plist>";
   const std::string contents[] = {
-      entities,       "",           "garbage",      "<plist><array/></plist>",    "<plist><dict>", deep.bytes(),
-      laughs.bytes(), sets.bytes(), echoes.bytes(), R"({"clientTimeStamp": "t"})"};
+      "",           "garbage",      "<plist><array/></plist>",    "<plist><dict>", deep.bytes(), laughs.bytes(),
+      sets.bytes(), echoes.bytes(), R"({"clientTimeStamp": "t"})"};
   std::size_t reported = 0;
   for (const std::string& content : contents) {
     SCOPED_TRACE(content.substr(0, 40));
@@ -161,6 +159,36 @@ TEST_F(PreferencesFileTest, AFileOfAnotherKindIsReportedAndReplaced) {
   PreferencesFile preferences(folder_.path(), logs_);
   EXPECT_TRUE(preferences.setClientTimeStamp("t"));
   EXPECT_EQ(stored(), "t");
+}
+
+TEST_F(PreferencesFileTest, EntitiesAreNotExpanded) {
+  EXPECT_EQ(storedIn(R"(<!DOCTYPE plist [<!ENTITY a "ha"><!ENTITY b SYSTEM "file:///etc/hostname">]>)" +
+                     dictionary("<key>clientTimeStamp</key><string>&a;&b;</string>")),
+            "&a;&b;");
+}
+
+TEST_F(PreferencesFileTest, AllElseIsKeptInItsOrder) {
+  const std::string before = "<key>z</key><date>2026-11-22T10:00:00Z</date><key>a</key><data>AAEC</data>";
+  const std::string after =
+      "<key>m</key><dict><key>real</key><real>0.1</real><key>on</key><true/></dict>"
+      "<key>b</key><array><integer>-5</integer><integer>18446744073709551615</integer><string>&lt; </string></array>";
+  storedIn(dictionary(before + "<key>clientTimeStamp</key><string>old</string>" + after));
+  ASSERT_TRUE(PreferencesFile(folder_.path(), logs_).setClientTimeStamp("new"));
+  std::string written = contentOf(path_);
+  std::erase_if(written, [](char each) { return each == '\t' || each == '\n'; });
+  EXPECT_THAT(written,
+              HasSubstr("<dict>" + before + "<key>clientTimeStamp</key><string>new</string>" + after + "</dict>"));
+}
+
+TEST_F(PreferencesFileTest, AFileIsNotWrittenThatWouldBeTooLongToRead) {
+  using File = test::BinaryPropertyListFile;
+  File file{.objects = {File::dictionary({1, 2}), File::text("numbers"),
+                        File::array(std::vector<std::uint64_t>(5000, 3)), std::string("\x10\x07", 2)}};
+  EXPECT_EQ(storedIn(file.bytes()), "");
+  EXPECT_THAT(problems(), IsEmpty());
+  EXPECT_FALSE(PreferencesFile(folder_.path(), logs_).setClientTimeStamp("new"));
+  EXPECT_EQ(contentOf(path_), file.bytes());
+  EXPECT_THAT(problems(), ::testing::ElementsAre("USER 2 cannot write " + path_ + ": File too large"));
 }
 
 TEST_F(PreferencesFileTest, AValueThatIsNoStringIsNoTimeStamp) {

@@ -5,12 +5,10 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <plist/plist.h>
 
 #include "sqm/common/FieldNameTable.h"
 #include "sqm/common/internal/XmlText.h"
 #include "sqm/platform/files/PropertyListFiles.h"
-#include "sqm/platform/files/internal/BinaryPropertyList.h"
 #include "sqm/testing/MemoryLog.h"
 
 #include "tests/platform/files/BinaryPropertyListFile.h"
@@ -156,27 +154,6 @@ TEST_F(PropertyListRobustness, ABinaryListThatUnfoldsToTooMuchTextIsNothing) {
   expectNothing(File{.objects = {File::array(references), File::text(std::string(1'000'000, 'x'))}}.bytes());
 }
 
-TEST_F(PropertyListRobustness, TheReachOfABinaryListIsMeasuredWithoutUnfoldingIt) {
-  const auto isWithin = [](const File& file, std::size_t depth, std::size_t objects) {
-    const std::string bytes = file.bytes();
-    const auto list = BinaryPropertyList::open(bytes);
-    return list && list->isWithin(depth, objects);
-  };
-  const File pair{.objects = {File::dictionary({1, 2}), File::text("k"), File::array({1, 1})}};
-  EXPECT_TRUE(isWithin(pair, 3, 5));
-  EXPECT_FALSE(isWithin(pair, 2, 5));
-  EXPECT_FALSE(isWithin(pair, 3, 4));
-  EXPECT_FALSE(isWithin({.objects = {File::array({0})}}, 100, 1000));
-  EXPECT_FALSE(isWithin({.objects = {File::array({7})}}, 100, 1000));
-  File laughs;
-  for (std::uint64_t level = 1; level < 40; ++level) laughs.objects.push_back(File::array({level, level, level}));
-  laughs.objects.push_back(File::text("ha"));
-  EXPECT_FALSE(isWithin(laughs, 100, 100'000));
-  const File echoes{.objects = {File::array({1, 1}), File::text(std::string(640, 'x'))}};
-  EXPECT_TRUE(isWithin(echoes, 2, 1 + 2 * 11));
-  EXPECT_FALSE(isWithin(echoes, 2, 2 * 11));
-}
-
 struct TableCase {
   const char* what;
   std::string content;
@@ -259,18 +236,6 @@ TEST_F(PropertyListRobustness, RecordsOfAnyBytesComeBackFromEveryReader) {
     EXPECT_TRUE(lists_.arrayWithContentsOfFile(path_) == expected);
     EXPECT_TRUE(PythonPropertyLists::read(path_) == expected);
   }
-
-  const std::string xml = contentOf(path_);
-  plist_t list = nullptr;
-  plist_from_xml(xml.data(), static_cast<std::uint32_t>(xml.size()), &list);
-  ASSERT_EQ(plist_array_get_size(list), records.size());
-  for (std::uint32_t index = 0; index < records.size(); ++index) {
-    std::uint64_t length = 0;
-    const char* text = plist_get_string_ptr(plist_array_get_item(list, index), &length);
-    ASSERT_NE(text, nullptr);
-    EXPECT_TRUE(std::string_view(text, length) == *expected[index]) << "record " << index;
-  }
-  plist_free(list);
 }
 
 class MutatedPropertyLists : public PropertyListRobustness, public ::testing::WithParamInterface<const char*> {};

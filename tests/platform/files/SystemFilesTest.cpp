@@ -55,6 +55,30 @@ class SystemFilesTest : public ::testing::Test {
   std::vector<Files::Entry> entries;
 };
 
+TEST_F(SystemFilesTest, AFileAFolderAndAnEmptyFileExist) {
+  putContent(folder / "file", "a");
+  putContent(folder / "empty", "");
+  for (const std::string& path : {folder / "file", folder / "empty", folder.path()}) {
+    EXPECT_TRUE(files.exists(path)) << path;
+  }
+}
+
+TEST_F(SystemFilesTest, AMissingFileDoesNotExist) {
+  putContent(folder / "file", "a");
+  fs::create_symlink("nowhere", folder / "link");
+  for (const std::string& path :
+       {folder / "missing", folder / "missing/file", folder / "file/file", folder / "link", std::string()}) {
+    EXPECT_FALSE(files.exists(path)) << path;
+  }
+}
+
+TEST_F(SystemFilesTest, AFileThatCannotBeLookedUpCountsAsExisting) {
+  for (const int error : {EACCES, EIO}) {
+    FaultyFileOperations failing({Fault::Kind::fails, 1, error});
+    EXPECT_TRUE(SystemFiles(failing).exists("/file"));
+  }
+}
+
 TEST_F(SystemFilesTest, ListsTheWantedEntriesWithTheirSizes) {
   putContent(folder / "w1", "12345");
   putContent(folder / "w2", "");

@@ -1,5 +1,11 @@
 #include "sqm/platform/files/internal/BinaryPropertyList.h"
 
+#include <algorithm>
+#include <bit>
+#include <utility>
+
+#include <unicode/unistr.h>
+
 #include "sqm/platform/files/internal/XmlAllowed.h"
 
 namespace sqm::platform {
@@ -9,13 +15,14 @@ namespace {
 constexpr std::string_view kSignature = "bplist00";
 constexpr std::size_t kTrailerSize = 32;
 
-/// A list may unfold to this many bytes. One text may stand in it many times, so that a small file can ask for any
-/// amount.
+/// An array of strings may take this many bytes. A list may refer to one text many times, so a small file can ask for
+/// any amount.
 constexpr std::size_t kMostBytes = std::size_t{1} << 30;
 
-constexpr std::string_view kDamaged = "the binary property list is damaged";
-constexpr std::string_view kNoArray = "the root of the binary property list is no array";
-constexpr std::string_view kTooMuch = "the binary property list unfolds to too much text";
+constexpr std::string_view kDamaged = "it is no binary property list, or a damaged one";
+constexpr std::string_view kNoArray = "the root of the property list is no array";
+constexpr std::string_view kTooDeep = "it is nested too deep";
+constexpr std::string_view kTooMuch = "it unfolds to too much text";
 
 std::uint64_t bigEndian(std::string_view bytes) {
   std::uint64_t value = 0;
@@ -23,47 +30,137 @@ std::uint64_t bigEndian(std::string_view bytes) {
   return value;
 }
 
-/// Appends a code point, which is no surrogate, as UTF-8.
-void appendUtf8(std::string& out, std::uint32_t codePoint) {
-  const auto add = [&](std::uint32_t byte) { out.push_back(static_cast<char>(byte)); };
-  const auto continuation = [&](unsigned shift) { add(0x80 | (codePoint >> shift & 0x3F)); };
-  if (codePoint < 0x80) {
-    add(codePoint);
-  } else if (codePoint < 0x800) {
-    add(0xC0 | codePoint >> 6);
-    continuation(0);
-  } else if (codePoint < 0x10000) {
-    add(0xE0 | codePoint >> 12);
-    continuation(6);
-    continuation(0);
-  } else {
-    add(0xF0 | codePoint >> 18);
-    continuation(12);
-    continuation(6);
-    continuation(0);
+std::string utf8FromUtf16(std::string_view bigEndianUnits) {
+  std::u16string units;
+  units.reserve(bigEndianUnits.size() / 2);
+  for (std::size_t at = 0; at < bigEndianUnits.size(); at += 2) {
+    units.push_back(static_cast<char16_t>(bigEndian(bigEndianUnits.substr(at, 2))));
+  }
+  std::string text;
+  icu::UnicodeString(false, units.data(), static_cast<std::int32_t>(units.size())).toUTF8String(text);
+  return text;
+}
+
+bool isText(const BinaryPropertyList::Object& object) {
+  using Kind = BinaryPropertyList::Kind;
+  return object.kind == Kind::bytesText || object.kind == Kind::utf16Text;
+}
+
+using Value = PropertyListValue;
+using Content = decltype(Value::content);
+
+/// The number of `size` bytes at the beginning of `body`. One of 8 bytes or more has a sign.
+std::optional<Value::Integer> integerOf(std::string_view body, std::size_t size) {
+  if (size > 16 || body.size() < size) return std::nullopt;
+  const std::uint64_t high = size > 8 ? bigEndian(body.substr(0, size - 8)) : 0;
+  const std::uint64_t low = bigEndian(body.substr(size > 8 ? size - 8 : 0, std::min<std::size_t>(size, 8)));
+  const bool isNegative = size == 8 ? low >> 63 != 0 : high == ~std::uint64_t{0};
+  if (isNegative ? low < std::uint64_t{1} << 63 : high != 0) return std::nullopt;
+  return Value::Integer{isNegative ? 0 - low : low, isNegative};
+}
+
+std::optional<double> realOf(std::string_view body, std::size_t size) {
+  if ((size != 4 && size != 8) || body.size() < size) return std::nullopt;
+  const std::uint64_t bits = bigEndian(body.substr(0, size));
+  return size == 4 ? std::bit_cast<float>(static_cast<std::uint32_t>(bits)) : std::bit_cast<double>(bits);
+}
+
+/// What an object holds that is neither a text, nor data, nor a container.
+std::optional<Content> scalarOf(const BinaryPropertyList::Object& object) {
+  const std::size_t size = std::size_t{1} << (object.marker & 0xF);
+  switch (object.marker >> 4) {
+    case 0x0:
+      if (object.marker != 0x08 && object.marker != 0x09) return std::nullopt;
+      return object.marker == 0x09;
+    case 0x1:
+      return integerOf(object.body, size);
+    case 0x2:
+      return realOf(object.body, size);
+    case 0x3: {
+      const auto seconds = realOf(object.body, size);
+      return seconds ? Value::Date::from(*seconds) : std::nullopt;
+    }
+    case 0x8: {  // an object identifier, in the form in which XML has it
+      const auto identifier = integerOf(object.body, (object.marker & 0xFU) + 1);
+      if (!identifier) return std::nullopt;
+      return Value::Dictionary{{"CF$UID", Value{*identifier}}};
+    }
+    default:
+      return std::nullopt;
   }
 }
 
-std::string utf8FromUtf16(std::string_view units) {
-  const auto unit = [&](std::size_t at) { return static_cast<std::uint32_t>(bigEndian(units.substr(at, 2))); };
-  constexpr std::uint32_t kReplacementCharacter = 0xFFFD;
-  std::string text;
-  text.reserve(units.size());
-  for (std::size_t at = 0; at < units.size(); at += 2) {
-    std::uint32_t codePoint = unit(at);
-    if (codePoint >= 0xD800 && codePoint < 0xE000) {
-      const std::uint32_t next = codePoint < 0xDC00 && at + 2 < units.size() ? unit(at + 2) : 0;
-      if (next >= 0xDC00 && next < 0xE000) {
-        codePoint = 0x10000 + ((codePoint - 0xD800) << 10) + (next - 0xDC00);
-        at += 2;
-      } else {
-        codePoint = kReplacementCharacter;
+/// Reads values, bounded in depth and memory.
+class ValueReader {
+ public:
+  ValueReader(const BinaryPropertyList& list, std::size_t room, std::string_view& problem)
+      : list_(list), room_(room), problem_(problem) {}
+
+  /// The object, whose containers may be nested `depth` deep.
+  std::optional<Content> read(std::uint64_t number, std::size_t depth) {
+    const auto object = list_.object(number);
+    if (!object) return failed(kDamaged);
+    const bool isContainer = object->kind == Kind::array || object->kind == Kind::dictionary;
+    if (isContainer && depth == 0) return failed(kTooDeep);
+    const std::size_t size = kPerObject + (isContainer || object->kind == Kind::other ? 0 : object->body.size());
+    if (size > room_) return failed(kTooMuch);
+    room_ -= size;
+    switch (object->kind) {
+      case Kind::array:
+        return readArray(*object, depth - 1);
+      case Kind::dictionary:
+        return readDictionary(*object, depth - 1);
+      case Kind::data:
+        return Value::Data{std::string(object->body)};
+      case Kind::bytesText:
+      case Kind::utf16Text:
+        return BinaryPropertyList::bytesOf(*object);
+      default: {
+        auto scalar = scalarOf(*object);
+        return scalar ? scalar : failed(kDamaged);
       }
     }
-    appendUtf8(text, codePoint);
   }
-  return text;
-}
+
+ private:
+  using Kind = BinaryPropertyList::Kind;
+
+  /// What an object takes in memory beside its text: about the size of a key and its value.
+  static constexpr std::size_t kPerObject = 64;
+
+  std::nullopt_t failed(std::string_view problem) {
+    problem_ = problem;
+    return std::nullopt;
+  }
+
+  std::optional<Content> readArray(const BinaryPropertyList::Object& object, std::size_t depth) {
+    Value::Array array;
+    for (std::size_t index = 0; index < object.count; ++index) {
+      auto element = read(list_.reference(object, index), depth);
+      if (!element) return std::nullopt;
+      array.push_back({*std::move(element)});
+    }
+    return array;
+  }
+
+  std::optional<Content> readDictionary(const BinaryPropertyList::Object& object, std::size_t depth) {
+    Value::Dictionary dictionary;
+    for (std::size_t index = 0; index < object.count; ++index) {
+      auto key = read(list_.reference(object, index), 0);
+      auto value = key ? read(list_.reference(object, object.count + index), depth) : std::nullopt;
+      if (!value) return std::nullopt;
+      auto* name = std::get_if<std::string>(&*key);
+      if (auto* const data = std::get_if<Value::Data>(&*key)) name = &data->bytes;  // a text that is none for others
+      if (name == nullptr) return failed(kDamaged);
+      dictionary.emplace_back(std::move(*name), Value{*std::move(value)});
+    }
+    return dictionary;
+  }
+
+  const BinaryPropertyList& list_;
+  std::size_t room_;
+  std::string_view& problem_;
+};
 
 }  // namespace
 
@@ -109,6 +206,7 @@ std::optional<BinaryPropertyList::Object> BinaryPropertyList::object(std::uint64
   rest.remove_prefix(1);
 
   Object found;
+  found.marker = marker;
   std::size_t unit = 1;
   switch (marker >> 4) {
     case 0x4:
@@ -125,15 +223,12 @@ std::optional<BinaryPropertyList::Object> BinaryPropertyList::object(std::uint64
       found.kind = Kind::array;
       unit = referenceSize_;
       break;
-    case 0xC:
-      found.kind = Kind::set;
-      unit = referenceSize_;
-      break;
     case 0xD:
       found.kind = Kind::dictionary;
       unit = 2 * referenceSize_;
       break;
     default:
+      found.body = rest;
       return found;
   }
 
@@ -156,42 +251,27 @@ std::uint64_t BinaryPropertyList::reference(const Object& container, std::size_t
   return bigEndian(container.body.substr(index * referenceSize_, referenceSize_));
 }
 
-bool BinaryPropertyList::isWithin(std::size_t depth, std::size_t objects) const {
-  return isWithin(root_, depth, objects);
+std::optional<PropertyListValue> readBinaryValue(std::string_view bytes, std::size_t room, std::string_view& problem) {
+  const auto list = BinaryPropertyList::open(bytes);
+  problem = kDamaged;
+  auto content = list ? ValueReader(*list, room, problem).read(list->root(), kDeepestPropertyList) : std::nullopt;
+  if (!content) return std::nullopt;
+  return Value{*std::move(content)};
 }
 
-bool BinaryPropertyList::isWithin(std::uint64_t number, std::size_t depth, std::size_t& objects) const {
-  constexpr std::size_t kBytesOfOne = 64;
-  const auto found = object(number);
-  if (!found || depth == 0) return false;
-  const std::size_t counts = 1 + found->body.size() / kBytesOfOne;
-  if (counts > objects) return false;
-  objects -= counts;
-  const bool refers = found->kind == Kind::array || found->kind == Kind::set || found->kind == Kind::dictionary;
-  if (!refers) return true;
-  const std::size_t references = found->body.size() / referenceSize_;
-  for (std::size_t index = 0; index < references; ++index) {
-    if (!isWithin(reference(*found, index), depth - 1, objects)) return false;
-  }
-  return true;
-}
-
+// Does without values, as the reader of XML does.
 std::optional<PropertyList::Array> readBinaryArray(std::string_view bytes, std::string_view& problem) {
-  using Kind = BinaryPropertyList::Kind;
   const auto list = BinaryPropertyList::open(bytes);
   const auto root = list ? list->object(list->root()) : std::nullopt;
   if (!root) {
     problem = kDamaged;
     return std::nullopt;
   }
-  if (root->kind != Kind::array) {
+  if (root->kind != BinaryPropertyList::Kind::array) {
     problem = kNoArray;
     return std::nullopt;
   }
   const auto elementAt = [&](std::size_t index) { return list->object(list->reference(*root, index)); };
-  const auto isText = [](const BinaryPropertyList::Object& object) {
-    return object.kind == Kind::bytesText || object.kind == Kind::utf16Text;
-  };
 
   std::size_t room = kMostBytes;
   for (std::size_t index = 0; index < root->count; ++index) {

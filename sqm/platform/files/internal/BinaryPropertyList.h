@@ -7,52 +7,46 @@
 #include <string_view>
 
 #include "sqm/common/PropertyList.h"
+#include "sqm/platform/files/internal/PropertyListValue.h"
 
 namespace sqm::platform {
 
-/// The objects of a binary property list ("bplist00"), looked up one at a time where they lie.
+/// The objects of a binary property list ("bplist00"), looked up one at a time in the bytes of the file.
 ///
-/// Such a file is a table of objects that refer to each other by number: a few hundred bytes of it can nest without end
-/// or unfold to any size. So nothing here recurses or copies on a file's word. Lists of strings are read here and not
-/// by libplist, which ends a text at a NUL, leaves out a surrogate without its partner, and overflows the stack on deep
-/// nesting.
+/// Such a file is a table of objects that refer to each other by number, so a few hundred bytes can nest without end or
+/// unfold to any size. Nothing here recurses or allocates on the word of the file: readers bound both.
 ///
 /// The format: CFBinaryPList.c of Apple's open CoreFoundation describes it. Numbers are big-endian.
 class BinaryPropertyList {
  public:
-  enum class Kind { array, set, dictionary, bytesText, utf16Text, data, other };
+  enum class Kind : std::uint8_t { array, dictionary, bytesText, utf16Text, data, other };
 
-  /// `count` is that of the elements, of the code units of a text, or of the bytes of data.
   struct Object {
     Kind kind = Kind::other;
-    std::size_t count = 0;
-    std::string_view body;
+    unsigned char marker = 0;
+    std::size_t count = 0;  ///< elements, code units of a text, or bytes of data
+    std::string_view body;  ///< of another kind, all bytes up to the end of the table
   };
 
-  /// What a text or data holds; nothing for every other object. UTF-16 comes as UTF-8.
+  /// The bytes of a text, as UTF-8, or of data; nothing for every other object. A surrogate without its partner becomes
+  /// U+FFFD.
   static std::optional<std::string> bytesOf(const Object& object);
 
   static bool recognises(std::string_view bytes);
 
-  /// Nothing when the file is cut short or does not fit together. `bytes` must outlive the list.
+  /// Nothing when the file is truncated or inconsistent. `bytes` must outlive the list.
   static std::optional<BinaryPropertyList> open(std::string_view bytes);
 
   std::uint64_t root() const { return root_; }
 
-  /// Nothing when there is no such object, or when it does not lie within the file.
+  /// Nothing when there is no such object, or when it extends beyond the table.
   std::optional<Object> object(std::uint64_t number) const;
 
-  /// The number of an object that `container` refers to: an array's or a set's elements; a dictionary's keys, then its
+  /// The number of an object that `container` refers to: the elements of an array; the keys of a dictionary, then its
   /// values.
   std::uint64_t reference(const Object& container, std::size_t index) const;
 
-  /// True when the tree below the root is at most `depth` deep and unfolds to at most `objects` objects. A long one
-  /// counts once more for every 64 bytes.
-  bool isWithin(std::size_t depth, std::size_t objects) const;
-
  private:
-  bool isWithin(std::uint64_t number, std::size_t depth, std::size_t& objects) const;
-
   std::string_view objects_;
   std::string_view offsets_;
   std::size_t offsetSize_ = 0;
@@ -61,7 +55,13 @@ class BinaryPropertyList {
   std::uint64_t root_ = 0;
 };
 
-/// The array of strings that the list holds; nothing, and why in `problem`, when it holds none.
+// Readers of whole lists. Without a result, `problem` says why.
+
+/// The array of strings that is the root, with nothing in the place of other elements. Every text is well-formed.
 std::optional<PropertyList::Array> readBinaryArray(std::string_view bytes, std::string_view& problem);
+
+/// The whole list, which may take about `room` bytes of memory. A text that the file holds as bytes is returned
+/// unchanged, even if it is ill-formed.
+std::optional<PropertyListValue> readBinaryValue(std::string_view bytes, std::size_t room, std::string_view& problem);
 
 }  // namespace sqm::platform

@@ -1,21 +1,41 @@
 #pragma once
 
-#include <functional>
+#include <array>
+#include <cstddef>
 #include <optional>
 #include <string_view>
 
 #include "sqm/common/UploadRequest.h"
+#include "sqm/platform/files/internal/PropertyListValue.h"
+#include "sqm/platform/files/internal/PropertyListWriter.h"
+#include "sqm/platform/files/internal/WholeFile.h"
 
 namespace sqm::platform {
 
-// Upload requests as a binary property list: an array, the oldest request first, of dictionaries with the keys
-// "uploadURL" and "uploadData".
+// Upload requests as a property list: an array, the oldest request first, of dictionaries with the keys below. In the
+// binary form every text comes back byte for byte.
 
-/// Hands the list on piece by piece.
-void encodeRequests(const UploadRequests& requests, const std::function<void(std::string_view piece)>& sink);
+/// The keys of the file format: not to change.
+inline constexpr std::array<std::string_view, 2> kRequestKeys = {"uploadURL", "uploadData"};
 
-/// The requests that the list holds, byte for byte as they were encoded; nothing, and why in `problem`, when it is no
-/// such list. A request may lack either entry; other entries are passed over.
+/// Writes the array.
+void writeRequests(PropertyListWriter& writer, const UploadRequests& requests);
+
+/// The number of objects that `writeRequests` adds to a binary list, without the keys.
+std::size_t objectsOf(const UploadRequests& requests);
+
+/// The requests that the array holds; nothing when it is no such array. A request may lack either entry; other entries
+/// are ignored.
+std::optional<UploadRequests> requestsFrom(PropertyListValue value);
+
+/// Passes on the archive, a binary property list, piece by piece.
+void encodeRequests(const UploadRequests& requests, const ByteSink& sink);
+
+/// The requests of an archive; nothing, and why in `problem`, when it is none.
 std::optional<UploadRequests> decodedRequests(std::string_view bytes, std::string_view& problem);
+
+/// What a list of requests may take in memory, in bytes. A small file may refer to one text many times and unfold to
+/// any size. A list of ours holds every value once and stays far below.
+constexpr std::size_t roomForRequests(std::size_t fileSize) { return 8 * fileSize + (std::size_t{1} << 24); }
 
 }  // namespace sqm::platform

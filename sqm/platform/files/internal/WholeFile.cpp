@@ -18,7 +18,7 @@ std::string folderOf(const std::string& path) {
   return path.substr(0, separator == 0 ? 1 : separator);
 }
 
-/// Writes a file's or a folder's content to the disk. Some file systems know no such thing for a folder.
+/// Writes a file's or a folder's content to the disk. Some file systems cannot do this for a folder.
 std::error_code synchronise(FileOperations& files, const File& file) {
   while (files.fsync(file.descriptor()) != 0) {
     if (errno == EINVAL) return {};
@@ -47,7 +47,7 @@ FileReplacement::FileReplacement(FileOperations& files, std::string path, Mode m
     problem_ = file_.open(files_, path_, O_WRONLY | O_CREAT);
     return;
   }
-  // The folder first: whatever cannot be opened is known before the old file is gone.
+  // The folder is opened first, so that a failure leaves the old file.
   problem_ = folder_.open(files_, folderOf(path_), O_RDONLY | O_DIRECTORY);
   if (problem_) return;
   const std::string temporary = path_ + std::string(kTemporarySuffix);
@@ -89,6 +89,17 @@ std::error_code FileReplacement::finish() {
   if (files_.rename(temporary_, path_) != 0) return lastError();
   temporary_.clear();
   return synchronise(files_, folder_);
+}
+
+std::error_code replaceFile(FileOperations& files, const std::string& path, std::size_t limit,
+                            const std::function<void(const ByteSink& sink)>& write) {
+  FileReplacement file(files, path, FileReplacement::Mode::atomically);
+  std::size_t size = 0;
+  write([&](std::string_view piece) {
+    size += piece.size();
+    if (size <= limit) file.write(piece);
+  });
+  return size <= limit ? file.commit() : make_error_code(std::errc::file_too_large);
 }
 
 }  // namespace sqm::platform

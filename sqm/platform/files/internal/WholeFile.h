@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -10,7 +11,13 @@
 
 namespace sqm::platform {
 
-/// The bytes of a file, in a buffer that a parser may work in.
+/// Why a file is not read when there is not enough memory.
+inline constexpr std::string_view kNoMemory = "there is not enough memory for it";
+
+/// Takes the next bytes of a file.
+using ByteSink = std::function<void(std::string_view piece)>;
+
+/// The bytes of a file, in a buffer that a parser may change.
 struct FileBytes {
   std::unique_ptr<char[]> bytes;
   std::size_t size = 0;
@@ -18,17 +25,17 @@ struct FileBytes {
   std::string_view text() const { return {bytes.get(), size}; }
 };
 
-/// Reads a regular file whole. A file of more than `limit` bytes is refused.
+/// Reads a whole regular file. A file of more than `limit` bytes is refused.
 std::error_code readWholeFile(FileOperations& files, const std::string& path, std::size_t limit, FileBytes& content);
 
-/// Gives a file a new content, written piece by piece.
+/// Replaces the content of a file, written piece by piece.
 ///
-/// In place: the old bytes are overwritten and what is left of them is cut off at the end, which is about ten times
-/// faster than to cut first. Atomically: whatever happens, the file is the old one or the new one, whole; the new
-/// content grows in a temporary file beside it, whose name is always the same, so that what a crash leaves behind never
-/// piles up.
+/// In place: the old bytes are overwritten and the rest of them is cut off at the end, which is about ten times faster
+/// than truncating first. Atomically: after any failure or crash the file is the old one or the new one. The new
+/// content is written to a temporary file beside it, whose name is always the same, so that crashes leave one file at
+/// most.
 ///
-/// Ownership: an object that goes without `commit` leaves, when it replaces atomically, the old file.
+/// Ownership: when an object that replaces atomically is destroyed without `commit`, the old file stays.
 class FileReplacement {
  public:
   enum class Mode { inPlace, atomically };
@@ -38,12 +45,12 @@ class FileReplacement {
   FileReplacement& operator=(const FileReplacement&) = delete;
   ~FileReplacement();
 
-  /// After a failure nothing more is written.
+  /// Does nothing after a failure.
   void write(std::string_view bytes);
 
-  /// The first thing that went wrong, from the beginning on; nothing when the new content is the file's. Replacing
-  /// atomically, it is on the disk then, and after a failure the old content stands, unless nothing but the last step
-  /// failed, which makes the new one outlast a loss of power.
+  /// Completes the replacement and returns the first failure since the beginning. Without one, the file has the new
+  /// content, which is on the disk when replaced atomically. After one, an atomic replacement leaves the old content,
+  /// unless only the last step failed: the sync that makes the new one survive a loss of power.
   std::error_code commit();
 
  private:
@@ -57,5 +64,9 @@ class FileReplacement {
   off_t length_ = 0;
   std::error_code problem_;
 };
+
+/// Replaces the file atomically by what `write` passes to its sink. More than `limit` bytes are refused.
+std::error_code replaceFile(FileOperations& files, const std::string& path, std::size_t limit,
+                            const std::function<void(const ByteSink& sink)>& write);
 
 }  // namespace sqm::platform

@@ -6,7 +6,7 @@
 
 namespace sqm::platform {
 
-/// The text, or where it holds what XML cannot, the text repaired.
+/// The text, repaired if XML does not allow it.
 inline std::string xmlAllowed(std::string text) {
   if (isXmlAllowed(text)) return text;
   std::string repaired;

@@ -1,13 +1,16 @@
 #include "sqm/platform/files/internal/XmlPropertyList.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cstddef>
+#include <cstdint>
 #include <cstring>
 #include <string>
 #include <utility>
 
 #include <pugixml.hpp>
 
+#include "sqm/common/internal/Base64.h"
 #include "sqm/platform/files/internal/XmlAllowed.h"
 
 namespace sqm::platform {
@@ -21,7 +24,7 @@ constexpr unsigned kParseOptions =
 /// A field-name table, which every record reads, fits without growing.
 constexpr std::size_t kUsualCount = 96;
 
-/// Each takes 64 bytes while the list is read. A list of strings has two tags for each.
+/// Each takes 64 bytes while the list is read. A string has two tags.
 constexpr std::ptrdiff_t kMostTags = std::ptrdiff_t{1} << 24;
 
 bool isNamed(const pugi::xml_node& node, const char* name) { return std::strcmp(node.name(), name) == 0; }
@@ -32,45 +35,152 @@ pugi::xml_node elementFrom(pugi::xml_node node) {
   return node;
 }
 
-/// Adds the element's text to the array, where it is built in its place: short strings cost more to move than to make.
-void addText(PropertyList::Array& array, const pugi::xml_node& element) {
-  const std::string_view first = element.value();
-  std::string& text = *array.emplace_back(std::in_place, first);
+/// Sets `text` to what the element holds, repaired where that is not well-formed.
+void readText(const pugi::xml_node& element, std::string& text) {
+  text = element.value();
   pugi::xml_node piece = element.first_child();
-  if (!piece && isXmlAllowed(first)) return;
+  if (!piece && isXmlAllowed(text)) return;
   for (; piece; piece = piece.next_sibling()) {
     if (piece.type() != pugi::node_element) text += piece.value();
   }
   text = xmlAllowed(std::move(text));
 }
 
-}  // namespace
-
-std::optional<PropertyList::Array> readXmlArray(char* bytes, std::size_t size, std::string_view& problem) {
+/// Parses the bytes and returns the root of the list; an empty node, and why in `problem`, when they are no list.
+pugi::xml_node parse(pugi::xml_document& document, char* bytes, std::size_t size, std::string_view& problem) {
   if (std::cmp_greater(size, kMostTags) && std::count(bytes, bytes + size, '<') > kMostTags) {
     problem = "it holds too many elements";
-    return std::nullopt;
+    return {};
   }
-  pugi::xml_document document;
   const pugi::xml_parse_result parsed = document.load_buffer_inplace(bytes, size, kParseOptions);
   if (!parsed) {
     problem = parsed.description();
-    return std::nullopt;
+    return {};
   }
-  pugi::xml_node root = elementFrom(document.first_child());
-  if (isNamed(root, "plist")) root = elementFrom(root.first_child());
-  if (!isNamed(root, "array")) {
-    problem = "the root of the property list is no array";
-    return std::nullopt;
+  const pugi::xml_node root = elementFrom(document.first_child());
+  return isNamed(root, "plist") ? elementFrom(root.first_child()) : root;
+}
+
+std::string textOf(const pugi::xml_node& element) {
+  std::string text;
+  readText(element, text);
+  return text;
+}
+
+/// The text between white space at either end.
+std::string_view trimmed(std::string_view text) {
+  constexpr std::string_view kWhiteSpace = " \t\r\n";
+  const std::size_t first = text.find_first_not_of(kWhiteSpace);
+  if (first == std::string_view::npos) return {};
+  return text.substr(first, text.find_last_not_of(kWhiteSpace) + 1 - first);
+}
+
+/// Parses all of `text`, whatever the locale is.
+template <typename Number, typename... Format>
+bool parseNumber(std::string_view text, Number& number, Format... format) {
+  const auto end = text.data() + text.size();
+  const auto result = std::from_chars(text.data(), end, number, format...);
+  return result.ec == std::errc() && result.ptr == end;
+}
+
+bool takePrefix(std::string_view& text, std::string_view prefix) {
+  if (!text.starts_with(prefix)) return false;
+  text.remove_prefix(prefix.size());
+  return true;
+}
+
+using Value = PropertyListValue;
+using Content = decltype(Value::content);
+
+std::optional<Content> integerOf(std::string_view text) {
+  Value::Integer integer;
+  integer.isNegative = takePrefix(text, "-");
+  if (!integer.isNegative) takePrefix(text, "+");
+  const bool isHexadecimal = takePrefix(text, "0x") || takePrefix(text, "0X");
+  if (!parseNumber(text, integer.magnitude, isHexadecimal ? 16 : 10)) return std::nullopt;
+  if (integer.isNegative && integer.magnitude > std::uint64_t{1} << 63) return std::nullopt;
+  return integer;
+}
+
+std::optional<Content> realOf(std::string_view text) {
+  double number = 0;
+  takePrefix(text, "+");
+  if (!parseNumber(text, number)) return std::nullopt;
+  return number;
+}
+
+std::optional<Content> dataOf(std::string text) {
+  std::erase_if(text, [](char each) { return trimmed({&each, 1}).empty(); });
+  std::size_t validLength = 0;
+  auto bytes = bytesOfBase64(text, validLength);
+  if (!bytes) return std::nullopt;
+  return Value::Data{*std::move(bytes)};
+}
+
+std::optional<Content> contentOf(const pugi::xml_node& element, std::size_t depth);
+
+std::optional<Content> arrayOf(const pugi::xml_node& element, std::size_t depth) {
+  Value::Array array;
+  for (auto each = elementFrom(element.first_child()); each; each = elementFrom(each.next_sibling())) {
+    auto content = contentOf(each, depth);
+    if (!content) return std::nullopt;
+    array.push_back({*std::move(content)});
   }
+  return array;
+}
+
+std::optional<Content> dictionaryOf(const pugi::xml_node& element, std::size_t depth) {
+  Value::Dictionary dictionary;
+  for (auto key = elementFrom(element.first_child()); key; key = elementFrom(key.next_sibling())) {
+    if (!isNamed(key, "key")) return std::nullopt;
+    std::string name = textOf(key);
+    key = elementFrom(key.next_sibling());
+    auto content = key ? contentOf(key, depth) : std::nullopt;
+    if (!content) return std::nullopt;
+    dictionary.emplace_back(std::move(name), Value{*std::move(content)});
+  }
+  return dictionary;
+}
+
+/// What the element holds, whose containers are nested at most `depth` deep; nothing when it is none of a list.
+std::optional<Content> contentOf(const pugi::xml_node& element, std::size_t depth) {
+  const std::string_view name = element.name();
+  if (name == "array" || name == "dict") {
+    if (depth == 0) return std::nullopt;
+    return name == "array" ? arrayOf(element, depth - 1) : dictionaryOf(element, depth - 1);
+  }
+  if (name == "true" || name == "false") return name == "true";
+  std::string text = textOf(element);
+  if (name == "string") return text;
+  if (name == "data") return dataOf(std::move(text));
+  if (name == "integer") return integerOf(trimmed(text));
+  if (name == "real") return realOf(trimmed(text));
+  if (name == "date") return Value::Date::from(trimmed(text));
+  return std::nullopt;
+}
+
+}  // namespace
+
+std::optional<PropertyListValue> readXmlValue(char* bytes, std::size_t size, std::string_view& problem) {
+  pugi::xml_document document;
+  problem = "it is no property list, or nested too deep";
+  const pugi::xml_node root = parse(document, bytes, size, problem);
+  auto content = contentOf(root, kDeepestPropertyList);
+  if (!content) return std::nullopt;
+  return Value{*std::move(content)};
+}
+
+// Does without values: each record reads the table of field names, and a list may hold 100,000 strings.
+std::optional<PropertyList::Array> readXmlArray(char* bytes, std::size_t size, std::string_view& problem) {
+  pugi::xml_document document;
+  problem = "the root of the property list is no array";
+  const pugi::xml_node root = parse(document, bytes, size, problem);
+  if (!isNamed(root, "array")) return std::nullopt;
   PropertyList::Array array;
   array.reserve(kUsualCount);
   for (auto element = elementFrom(root.first_child()); element; element = elementFrom(element.next_sibling())) {
-    if (isNamed(element, "string")) {
-      addText(array, element);
-    } else {
-      array.emplace_back();
-    }
+    auto& text = array.emplace_back();
+    if (isNamed(element, "string")) readText(element, text.emplace());
   }
   return array;
 }
