@@ -55,6 +55,13 @@ TEST_F(SqmctlDirectory, TellsProgramsTheSame) {
   EXPECT_EQ(files[2].at("problem"), "it is not well-formed UTF-8: it is not sent, but deleted with the others");
 }
 
+TEST_F(SqmctlDirectory, TheQuoteThatEndsACutLineIsNotPartOfItsValue) {
+  putContent(folder / "1.sqm", R"("a","b")");
+  const Json files = Json::parse(home.run({"directory", "show", folder.path(), "--json"}).out);
+  EXPECT_EQ(files[1].at("problem"), "it is cut short: it does not end with a quote and a line feed");
+  EXPECT_EQ(files[1].at("values"), Json::array({Json::array({"username", "a"}), Json::array({"osVersion", "b"})}));
+}
+
 TEST_F(SqmctlDirectory, SaysWhatIsNoWholeSession) {
   const struct {
     std::string content;
