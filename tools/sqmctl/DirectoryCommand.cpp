@@ -36,7 +36,7 @@ void checkFolder(const std::string& folder) {
 
 // --- show ---------------------------------------------------------------------------------------------------------
 
-/// The word for a position; its number where it has none.
+/// The name of a position, or its number.
 std::string wordFor(std::size_t position) {
   const std::string_view name = tools::sqmPositionName(position);
   return name.empty() ? std::to_string(position) : std::string(name);

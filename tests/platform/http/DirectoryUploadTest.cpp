@@ -1,4 +1,4 @@
-// The directory uploader with everything real around it: the standard host, a server on loopback, files in a folder.
+// The directory uploader on real services: the standard host, a server on loopback, files in a folder.
 
 #include <chrono>
 #include <functional>
@@ -42,7 +42,7 @@ constexpr std::int16_t kDone = 4;
 
 const Answer kNoAnswer{""};
 
-/// Does something as soon as the store tells of a file, in the middle of its work.
+/// Calls a function for each line that the store writes during its work.
 class InterferingConsole : public sqm::testing::MemoryConsole {
  public:
   void writeLine(std::string_view text) override {
@@ -72,7 +72,7 @@ class DirectoryUpload : public ::testing::Test {
     uploader->setSQMDirPath(folder.path());
     for (const std::string_view name : {TrelkSQMUploadComplete, TrelkSQMUploadError}) {
       registrations.push_back(host->notificationCenter->addObserver(
-          name, uploader.get(), [this](const Notification& notification) { told.emplace_back(notification.name); }));
+          name, uploader.get(), [this](const Notification& notification) { posted.emplace_back(notification.name); }));
     }
   }
 
@@ -83,7 +83,7 @@ class DirectoryUpload : public ::testing::Test {
     uploader->startSend();
   }
 
-  /// Takes what the HTTP thread has to tell, until no post is under way.
+  /// Runs the loop until no post is under way.
   void runToTheEnd() { ASSERT_TRUE(host->runUntilIdle(kPatience)); }
 
   void upload(const LoopbackServer& server) {
@@ -100,12 +100,12 @@ class DirectoryUpload : public ::testing::Test {
   std::string log() const { return contentOf(home / "Library/Logs/Trelk/Trelk Quenfa/SQMUploadlog.log"); }
 
   void expectFailureWithAllFilesKept(std::string_view what) {
-    EXPECT_THAT(told, ElementsAre("TrelkSQMUploadError")) << what;
+    EXPECT_THAT(posted, ElementsAre("TrelkSQMUploadError")) << what;
     EXPECT_EQ(uploader->getActivityStatus(), kFailed) << what;
     EXPECT_THAT(folder.names(), ElementsAre("a.sqm", "b.SQM", "notes.txt")) << what;
     EXPECT_EQ(contentOf(folder / "a.sqm"), "first\n") << what;
     EXPECT_EQ(contentOf(folder / "b.SQM"), "second\n") << what;
-    told.clear();
+    posted.clear();
   }
 
   void putTwoRecordsAndANote() {
@@ -117,7 +117,7 @@ class DirectoryUpload : public ::testing::Test {
   TemporaryFolder home;
   TemporaryFolder folder;
   InterferingConsole console;
-  std::vector<std::string> told;
+  std::vector<std::string> posted;
   std::optional<platform::StandardHost> host;
   std::unique_ptr<SQMUploader> uploader;
   std::vector<NotificationCenter::Registration> registrations;
@@ -132,12 +132,12 @@ TEST_F(DirectoryUpload, ASuccessEmptiesTheFolderOfItsRecordsAndCompletes) {
   EXPECT_THAT(server.requests()[0].head, HasSubstr("\r\nContent-Type: text/plain; charset=utf-8\r\n"));
   EXPECT_THAT(folder.names(), ElementsAre("notes.txt"));
   EXPECT_EQ(uploader->getActivityStatus(), kDone);
-  EXPECT_THAT(told, ElementsAre("TrelkSQMUploadComplete"));
+  EXPECT_THAT(posted, ElementsAre("TrelkSQMUploadComplete"));
   EXPECT_THAT(log(), HasSubstr("startSend***started sending data to server:" + server.url("/sqm") + "\n"));
   EXPECT_THAT(log(), EndsWith(" DEBUG 2 httpStatus***Completed upload\n"));
 }
 
-TEST_F(DirectoryUpload, WhatACollectorSavedArrivesAsItStandsInTheFiles) {
+TEST_F(DirectoryUpload, WhatACollectorSavedArrivesUnchanged) {
   const LoopbackServer server(response("200 OK"));
   SQMDataCollector collector(*host);
   collector.setSQMDirPath(folder.path());
@@ -158,7 +158,7 @@ TEST_F(DirectoryUpload, AnEmptyFolderPostsAnEmptyBodyAndCompletes) {
   ASSERT_THAT(bodiesAt(server), ElementsAre(""));
   EXPECT_THAT(server.requests()[0].head, HasSubstr("\r\nContent-Length: 0\r\n"));
   EXPECT_EQ(uploader->getActivityStatus(), kDone);
-  EXPECT_THAT(told, ElementsAre("TrelkSQMUploadComplete"));
+  EXPECT_THAT(posted, ElementsAre("TrelkSQMUploadComplete"));
   EXPECT_THAT(console.lines, IsEmpty());
 }
 
@@ -197,7 +197,7 @@ TEST_F(DirectoryUpload, AnAnswerThatIsNotWholeIsAnErrorThatKeepsTheFiles) {
 
 TEST_F(DirectoryUpload, ARefusedPortIsAnErrorThatKeepsTheFiles) {
   putTwoRecordsAndANote();
-  const Descriptor socket = boundSocket();  // so nobody else's, but not listening
+  const Descriptor socket = boundSocket();  // bound, but not listening
   uploader->setSQMUploadUrl("http://127.0.0.1:" + std::to_string(portOf(socket)) + "/sqm");
   uploader->startSend();
   runToTheEnd();
@@ -235,7 +235,7 @@ TEST_F(DirectoryUpload, AFileWrittenWhileThePostIsUnderWayIsDeletedUnsent) {
   runToTheEnd();
   EXPECT_THAT(bodiesAt(server), ElementsAre("a"));
   EXPECT_THAT(folder.names(), IsEmpty());
-  EXPECT_THAT(told, ElementsAre("TrelkSQMUploadComplete"));
+  EXPECT_THAT(posted, ElementsAre("TrelkSQMUploadComplete"));
 }
 
 TEST_F(DirectoryUpload, FilesThatAppearAfterTheDeletionArePostedUntilThereAreNoMore) {
@@ -252,7 +252,7 @@ TEST_F(DirectoryUpload, FilesThatAppearAfterTheDeletionArePostedUntilThereAreNoM
   EXPECT_EQ(server.connections(), 1U);
   EXPECT_THAT(folder.names(), IsEmpty());
   EXPECT_EQ(uploader->getActivityStatus(), kDone);
-  EXPECT_THAT(told, ElementsAre("TrelkSQMUploadComplete")) << "once, at the end";
+  EXPECT_THAT(posted, ElementsAre("TrelkSQMUploadComplete")) << "once, at the end";
 }
 
 TEST_F(DirectoryUpload, AFailureOfALaterBodyKeepsItsFilesAlone) {
@@ -266,10 +266,10 @@ TEST_F(DirectoryUpload, AFailureOfALaterBodyKeepsItsFilesAlone) {
   EXPECT_THAT(folder.names(), ElementsAre("z.sqm"));
   EXPECT_EQ(contentOf(folder / "z.sqm"), "later");
   EXPECT_EQ(uploader->getActivityStatus(), kFailed);
-  EXPECT_THAT(told, ElementsAre("TrelkSQMUploadError"));
+  EXPECT_THAT(posted, ElementsAre("TrelkSQMUploadError"));
 }
 
-TEST_F(DirectoryUpload, AnAbortWhileItSendsIsToldToNobodyAndKeepsTheFiles) {
+TEST_F(DirectoryUpload, AnAbortWhileItSendsPostsNothingAndKeepsTheFiles) {
   const LoopbackServer silent(kNoAnswer);
   put("a.sqm", "a");
   startSendTo(silent);
@@ -279,30 +279,30 @@ TEST_F(DirectoryUpload, AnAbortWhileItSendsIsToldToNobodyAndKeepsTheFiles) {
   EXPECT_TRUE(silent.waitForClosed(1));
   EXPECT_THAT(folder.names(), ElementsAre("a.sqm"));
   EXPECT_EQ(uploader->getActivityStatus(), kSending);
-  EXPECT_THAT(told, IsEmpty());
+  EXPECT_THAT(posted, IsEmpty());
   EXPECT_THAT(log(), EndsWith("httpStatus***notification recieved :TrelkHttpTransactionAbortedNotification\n"));
 
   uploader->abortSend();  // with nothing under way
   runToTheEnd();
-  EXPECT_THAT(told, IsEmpty());
+  EXPECT_THAT(posted, IsEmpty());
 
   const LoopbackServer server(response("200 OK"));
   upload(server);
   EXPECT_THAT(bodiesAt(server), ElementsAre("a"));
   EXPECT_THAT(folder.names(), IsEmpty());
-  EXPECT_THAT(told, ElementsAre("TrelkSQMUploadComplete"));
+  EXPECT_THAT(posted, ElementsAre("TrelkSQMUploadComplete"));
 }
 
-TEST_F(DirectoryUpload, AnAbortHasTheLastWordOverASuccessThatNobodyWasToldOf) {
+TEST_F(DirectoryUpload, AnAbortOverridesASuccessThatWasNotYetReported) {
   const LoopbackServer server(response("200 OK"));
   put("a.sqm", "a");
   startSendTo(server);
-  ASSERT_TRUE(server.waitForHeads(1));  // the answer is on its way, or here
+  ASSERT_TRUE(server.waitForHeads(1));  // the answer may have arrived or not
   uploader->abortSend();
   runToTheEnd();
   EXPECT_THAT(folder.names(), ElementsAre("a.sqm"));
   EXPECT_EQ(uploader->getActivityStatus(), kSending);
-  EXPECT_THAT(told, IsEmpty());
+  EXPECT_THAT(posted, IsEmpty());
 }
 
 TEST_F(DirectoryUpload, AnAbortInAnyOtherStateDoesNothing) {
@@ -328,11 +328,11 @@ TEST_F(DirectoryUpload, AnAbortInAnyOtherStateDoesNothing) {
   uploader->abortSend();
   runToTheEnd();
   EXPECT_EQ(uploader->getActivityStatus(), kDone);
-  EXPECT_THAT(told, ElementsAre("TrelkSQMUploadError", "TrelkSQMUploadComplete"));
+  EXPECT_THAT(posted, ElementsAre("TrelkSQMUploadError", "TrelkSQMUploadComplete"));
   EXPECT_THAT(log(), Not(HasSubstr("TrelkHttpTransactionAbortedNotification")));
 }
 
-TEST_F(DirectoryUpload, ASecondStartIsSentBesideTheFirstAndEachIsTold) {
+TEST_F(DirectoryUpload, ASecondStartIsSentBesideTheFirstAndBothAreReported) {
   const LoopbackServer server(response("200 OK"));
   put("a.sqm", "a");
   startSendTo(server);
@@ -342,7 +342,7 @@ TEST_F(DirectoryUpload, ASecondStartIsSentBesideTheFirstAndEachIsTold) {
   EXPECT_THAT(bodiesAt(server), UnorderedElementsAre("a", "ab"));
   EXPECT_THAT(folder.names(), IsEmpty());
   EXPECT_EQ(uploader->getActivityStatus(), kDone);
-  EXPECT_THAT(told, ElementsAre("TrelkSQMUploadComplete", "TrelkSQMUploadComplete"));
+  EXPECT_THAT(posted, ElementsAre("TrelkSQMUploadComplete", "TrelkSQMUploadComplete"));
 }
 
 TEST_F(DirectoryUpload, TheOutcomeOfASecondStartSaysNothingOfTheFirst) {
@@ -352,16 +352,16 @@ TEST_F(DirectoryUpload, TheOutcomeOfASecondStartSaysNothingOfTheFirst) {
   put("a.sqm", "a");
   startSendTo(silent);
   startSendTo(server);
-  ASSERT_TRUE(host->runLoop().runUntil([&] { return !told.empty(); }, kPatience));
-  EXPECT_THAT(told, ElementsAre("TrelkSQMUploadComplete"));
+  ASSERT_TRUE(host->runLoop().runUntil([&] { return !posted.empty(); }, kPatience));
+  EXPECT_THAT(posted, ElementsAre("TrelkSQMUploadComplete"));
   EXPECT_EQ(uploader->getActivityStatus(), kDone);
   EXPECT_THAT(folder.names(), IsEmpty());
   runToTheEnd();
-  EXPECT_THAT(told, ElementsAre("TrelkSQMUploadComplete", "TrelkSQMUploadError"));
+  EXPECT_THAT(posted, ElementsAre("TrelkSQMUploadComplete", "TrelkSQMUploadError"));
   EXPECT_EQ(uploader->getActivityStatus(), kFailed);
 }
 
-TEST_F(DirectoryUpload, AnUploaderThatGoesWhileItSendsLeavesTheFiles) {
+TEST_F(DirectoryUpload, AnUploaderThatIsDestroyedWhileItSendsLeavesTheFiles) {
   const LoopbackServer silent(kNoAnswer);
   put("a.sqm", "a");
   startSendTo(silent);
@@ -370,7 +370,7 @@ TEST_F(DirectoryUpload, AnUploaderThatGoesWhileItSendsLeavesTheFiles) {
   EXPECT_TRUE(silent.waitForClosed(1));
   runToTheEnd();
   EXPECT_THAT(folder.names(), ElementsAre("a.sqm"));
-  EXPECT_THAT(told, IsEmpty());
+  EXPECT_THAT(posted, IsEmpty());
 }
 
 TEST_F(DirectoryUpload, ManyMegabytesInManyFilesArriveByteForByte) {
