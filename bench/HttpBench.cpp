@@ -78,8 +78,7 @@ class BareClient {
   curl_slist* headers_;
 };
 
-/// Both post a fresh copy of the body each time, which is made outside of the measured time, and which is gone at the
-/// end of it.
+/// Both clients post a copy of the body that is made outside the measured time and destroyed within it.
 template <typename AnyClient>
 bench::Body posting(AnyClient& client, std::size_t size) {
   return [&client, size](benchmark::State& state) {
@@ -98,12 +97,12 @@ int main(int argc, char** argv) {
   constexpr std::size_t kSmall = std::size_t{1} << 10;
   constexpr std::size_t kLarge = std::size_t{16} << 20;
   bench::require(curl_global_init(CURL_GLOBAL_DEFAULT) == CURLE_OK, "libcurl cannot be initialised");
-  // A server of its own for each client, because it serves one connection at a time; it ends after its client.
+  // Each client has a server of its own, which serves one connection at a time and must outlive its client.
   const bench::LoopbackServer server;
   const bench::LoopbackServer serverOfBareClient;
   Client client(server.url());
   BareClient bareClient(serverOfBareClient.url());
-  // Three threads on the processors there are: it takes more attempts until nothing comes between them.
+  // Many repetitions: three threads share the processors and delay one another.
   constexpr int kMany = 300;
   bench::compare("one post/1 KB", {.aim = 2.0, .repetitions = kMany}, posting(client, kSmall),
                  posting(bareClient, kSmall));

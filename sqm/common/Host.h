@@ -22,10 +22,11 @@ class TrelkConfiguration;
 class UserPrefs;
 class UtilityFunctions;
 
-/// The services that the library expects of the application it runs in. `platform::StandardHost` fills one; to replace
-/// a service, point its member at an implementation of your own before the first object of the library is made.
+/// The services that the library needs from the application. `platform::StandardHost` fills it. To replace a service,
+/// set its member before the first object of the library is made.
 ///
-/// Ownership: borrowed. Every member is set, and it and the `Host` outlive the objects that were given the host.
+/// Ownership: the services are borrowed. Every member must be set. The services and the `Host` must outlive the objects
+/// that were given the host.
 struct Host {
   HttpTransactionFactory* httpTransactions = nullptr;
   LogFileFactory* logFiles = nullptr;
@@ -47,14 +48,14 @@ struct Host {
   JsonWriter* jsonWriter = nullptr;
   TextCompressor* compressor = nullptr;
 
-  /// Makes `host` the one that objects of which the process has one (`QFRecordUploader`, the shared
-  /// `SQMDiagnosticsRecord`) take when they are made. They cannot be had before, and keep the host that they took.
+  /// Sets the host of the process-wide objects (`QFRecordUploader`, the shared `SQMDiagnosticsRecord`). Without one
+  /// they cannot be made; they keep the host that was installed when they were.
   ///
-  /// Ownership: borrowed, for as long as those objects are used: as a rule until the process ends.
+  /// Ownership: borrowed until those objects are no longer used, which is usually the end of the process.
   /// Threading: any thread.
   static void install(Host& host);
 
-  /// The host that was installed last; null when none was.
+  /// The host that was installed last; null without one.
   static Host* installed();
 };
 

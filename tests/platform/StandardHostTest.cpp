@@ -39,7 +39,7 @@ ino_t fileNumberOf(const std::string& path) {
   return status.st_ino;
 }
 
-/// Saves twice, and tells whether the second save put another file in the place of the first.
+/// Saves twice. Returns true when the second save replaced the file.
 bool savesToANewFile(bool atomicSaves) {
   const TemporaryFolder home;
   StandardHost::Options options = optionsFor(home);
@@ -62,7 +62,7 @@ TEST(StandardHost, MakesTheFoldersForItsUserAlone) {
   EXPECT_EQ(permissionsOf(home / kSqmFolder), fs::perms::owner_all);
 }
 
-TEST(StandardHost, SaysWhenItsFoldersCannotBeMade) {
+TEST(StandardHost, ReportsWhenItsFoldersCannotBeMade) {
   const TemporaryFolder home;
   putContent(home / "Library", "a file where the folder should be");
   StandardHost host(optionsFor(home));
@@ -97,7 +97,7 @@ TEST(StandardHost, IsIdleAtOnceWhenNothingIsUnderWay) {
   EXPECT_TRUE(host.runUntilIdle(std::chrono::milliseconds::min()));
 }
 
-TEST(StandardHost, IsIdleWhenTheHttpServiceInPlaceOfItsOwnIs) {
+TEST(StandardHost, IsIdleWhenAReplacedHttpServiceIs) {
   const TemporaryFolder home;
   StandardHost host(optionsFor(home));
   testing::ScriptedHttp http(*host.notificationCenter);
@@ -183,12 +183,12 @@ TEST(StandardHost, WaitsForAsLongAsItIsAsked) {
   const TemporaryFolder home;
   StandardHost host(optionsFor(home));
   const auto transaction = host.httpTransactions->makeTransaction();
-  bool isTold = false;
-  const auto told = host.notificationCenter->addObserver(TrelkHttpTransactionErrorNotification, transaction.get(),
-                                                         [&](const Notification&) { isTold = true; });
-  transaction->sendHttpRequest("http://127.0.0.1:1/", kHttpMethodPost, "nobody listens there");
+  bool hasFailed = false;
+  const auto failed = host.notificationCenter->addObserver(TrelkHttpTransactionErrorNotification, transaction.get(),
+                                                           [&](const Notification&) { hasFailed = true; });
+  transaction->sendHttpRequest("http://127.0.0.1:1/", kHttpMethodPost, "body");
   EXPECT_TRUE(host.runUntilIdle(std::chrono::milliseconds::max()));
-  EXPECT_TRUE(isTold);
+  EXPECT_TRUE(hasFailed);
 }
 
 TEST(StandardHost, IsNotIdleWhileTasksWait) {
@@ -208,7 +208,7 @@ TEST(StandardHost, DoesNotWaitForTasksThatNeverEnd) {
   EXPECT_TRUE(host.runUntilIdle(std::chrono::milliseconds(0)));
 }
 
-TEST(StandardHost, TellsOutcomesThroughTheEventLoopItIsGiven) {
+TEST(StandardHost, ReportsOutcomesThroughTheEventLoopItIsGiven) {
   const TemporaryFolder home;
   RunLoop ofTheApplication;
   int handedOver = 0;

@@ -120,7 +120,7 @@ TEST(SqmctlUpload, SaysThatACompletedExchangeCountsWhateverItsStatus) {
   EXPECT_EQ(
       outcome.err,
       "sqmctl: client: the server answered with status 500; a completed exchange counts as delivered whatever its "
-      "status, and the 1 record is gone\n");
+      "status, and the 1 record is deleted\n");
   EXPECT_EQ(waiting(home), 0U);
 }
 

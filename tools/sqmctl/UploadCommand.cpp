@@ -134,7 +134,7 @@ class Upload {
     } else if (!exchange_.isSuccess() && count > 0) {
       warnings_ += std::string("\n") + nameOf(*underWay_) + ": the server answered with " + textOf(exchange_) +
                    "; a completed exchange counts as delivered whatever its status, and the " +
-                   plural(count, "record") + (count == 1 ? " is gone" : " are gone");
+                   plural(count, "record") + (count == 1 ? " is deleted" : " are deleted");
     }
     underWay_.reset();
   }

@@ -138,7 +138,7 @@ TEST_F(DirectoryUpload, ASuccessEmptiesTheFolderOfItsRecordsAndCompletes) {
   EXPECT_THAT(log(), EndsWith(" DEBUG 2 httpStatus***Completed upload\n"));
 }
 
-TEST_F(DirectoryUpload, WhatACollectorSavedArrivesAsItStandsInTheFiles) {
+TEST_F(DirectoryUpload, WhatACollectorSavedArrivesUnchanged) {
   const LoopbackServer server(response("200 OK"));
   SQMDataCollector collector(*host);
   collector.setSQMDirPath(folder.path());
@@ -218,7 +218,7 @@ TEST_F(DirectoryUpload, AnAnswerThatIsNotWholeIsAnErrorThatKeepsTheFiles) {
 
 TEST_F(DirectoryUpload, ARefusedPortIsAnErrorThatKeepsTheFiles) {
   putTwoRecordsAndANote();
-  const Descriptor socket = boundSocket();  // so nobody else's, but not listening
+  const Descriptor socket = boundSocket();  // bound, but not listening
   uploader->setSQMUploadUrl("http://127.0.0.1:" + std::to_string(portOf(socket)) + "/sqm");
   uploader->startSend();
   runUntilIdle();
@@ -318,7 +318,7 @@ TEST_F(DirectoryUpload, AnAbortOverridesASuccessThatIsNotPostedYet) {
   const LoopbackServer server(response("200 OK"));
   put("a.sqm", "a");
   startSendTo(server);
-  ASSERT_TRUE(server.waitForHeads(1));  // the answer is on its way, or here
+  ASSERT_TRUE(server.waitForHeads(1));  // the answer may have arrived or not
   uploader->abortSend();
   runUntilIdle();
   EXPECT_THAT(folder.names(), ElementsAre("a.sqm"));

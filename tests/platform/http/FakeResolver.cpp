@@ -13,7 +13,7 @@ namespace {
 
 constexpr std::chrono::seconds kPatience{60};
 
-/// Lasts as long as the process: a look-up may outlive the test that began it.
+/// Never destroyed: a look-up may outlive the test that started it.
 struct Lookups {
   std::mutex mutex;
   std::condition_variable changed;
@@ -65,7 +65,7 @@ extern "C" int getaddrinfo(const char* name, const char* service, const addrinfo
   const std::string_view wanted = name == nullptr ? "" : name;
   if (wanted == sqm::tests::kBlockedName) sqm::tests::block();
   if (wanted.ends_with(".invalid")) return EAI_NONAME;
-  // NOLINTNEXTLINE(cppcoreguidelines-pro-type-reinterpret-cast): POSIX lets what dlsym gives be a function
+  // NOLINTNEXTLINE(cppcoreguidelines-pro-type-reinterpret-cast): POSIX allows it for the result of dlsym
   static const auto kSystem = reinterpret_cast<decltype(&getaddrinfo)>(::dlsym(RTLD_NEXT, "getaddrinfo"));
   return kSystem(name, service, req, pai);
 }

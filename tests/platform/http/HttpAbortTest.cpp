@@ -14,8 +14,8 @@ using testing::IsEmpty;
 using Then = Answer::Then;
 using When = Answer::When;
 
-const Told kOk{std::string(kCompleted), 200, "ok"};
-const Told kGivenUp{std::string(kAborted)};
+const Outcome kOk{std::string(kCompleted), 200, "ok"};
+const Outcome kAbort{std::string(kAborted)};
 const Answer kNoAnswer{""};
 const Answer kNotRead{"", Then::stopReading, When::afterHead};
 constexpr const char* kNoAddress = "no address";
@@ -28,9 +28,9 @@ TEST_F(HttpAbort, AbortEndsAWaitForTheAnswer) {
   caller->send(server.url());
   ASSERT_TRUE(server.waitForHeads(1));
   caller->transaction->abortTransaction();
-  EXPECT_THAT(caller->told, IsEmpty());
-  runUntilTold(*caller, 1);
-  EXPECT_THAT(caller->told, ElementsAre(kGivenUp));
+  EXPECT_THAT(caller->outcomes, IsEmpty());
+  runUntilOutcomes(*caller, 1);
+  EXPECT_THAT(caller->outcomes, ElementsAre(kAbort));
   EXPECT_TRUE(server.waitForClosed(1));
 }
 
@@ -40,8 +40,8 @@ TEST_F(HttpAbort, AbortEndsAnUpload) {
   caller->send(server.url(), std::string(64 * 1024 * 1024, 'x'));
   ASSERT_TRUE(server.waitForHeads(1));
   caller->transaction->abortTransaction();
-  runUntilTold(*caller, 1);
-  EXPECT_THAT(caller->told, ElementsAre(kGivenUp));
+  runUntilOutcomes(*caller, 1);
+  EXPECT_THAT(caller->outcomes, ElementsAre(kAbort));
 }
 
 TEST_F(HttpAbort, AbortEndsADownload) {
@@ -51,8 +51,8 @@ TEST_F(HttpAbort, AbortEndsADownload) {
   caller->send(server.url());
   ASSERT_TRUE(server.waitForHeads(1));
   caller->transaction->abortTransaction();
-  runUntilTold(*caller, 1);
-  EXPECT_THAT(caller->told, ElementsAre(kGivenUp));
+  runUntilOutcomes(*caller, 1);
+  EXPECT_THAT(caller->outcomes, ElementsAre(kAbort));
   EXPECT_EQ(caller->transaction->httpResponseContent(), "");
 }
 
@@ -61,43 +61,43 @@ TEST_F(HttpAbort, AbortEndsANameLookUp) {
   caller->send(std::string("http://") + kBlockedName + "/");
   ASSERT_TRUE(waitForBlockedLookUp());
   caller->transaction->abortTransaction();
-  runUntilTold(*caller, 1);
+  runUntilOutcomes(*caller, 1);
   EXPECT_TRUE(lookUpIsBlocked());
-  EXPECT_THAT(caller->told, ElementsAre(kGivenUp));
+  EXPECT_THAT(caller->outcomes, ElementsAre(kAbort));
   releaseBlockedLookUps();
 }
 
-TEST_F(HttpAbort, AbortRightAfterTheSendIsToldOnce) {
+TEST_F(HttpAbort, AbortRightAfterTheSendIsReportedOnce) {
   const LoopbackServer server(response("200 OK", "ok"));
   for (int times = 0; times < 200; ++times) {
     const auto caller = newCaller();
     caller->send(server.url());
     caller->transaction->abortTransaction();
-    runUntilTold(*caller, 1);
-    EXPECT_THAT(caller->told, ElementsAre(kGivenUp));
+    runUntilOutcomes(*caller, 1);
+    EXPECT_THAT(caller->outcomes, ElementsAre(kAbort));
   }
 }
 
-TEST_F(HttpAbort, AbortHasTheLastWordOverAResponseThatNobodyWasToldOf) {
+TEST_F(HttpAbort, AbortOverridesAResponseThatWasNotYetReported) {
   const LoopbackServer server(response("200 OK", "ok"));
   const auto caller = newCaller();
   caller->send(server.url());
   ASSERT_TRUE(mainThread.waitForPosts(1));
   caller->transaction->abortTransaction();
-  runUntilTold(*caller, 1);
-  EXPECT_THAT(caller->told, ElementsAre(kGivenUp));
+  runUntilOutcomes(*caller, 1);
+  EXPECT_THAT(caller->outcomes, ElementsAre(kAbort));
   EXPECT_EQ(caller->transaction->httpResponseStatusCode(), 0);
 }
 
-TEST_F(HttpAbort, AbortOfARequestToABadAddressIsToldOnce) {
+TEST_F(HttpAbort, AbortOfARequestToABadAddressIsReportedOnce) {
   const auto caller = newCaller();
   caller->send(kNoAddress);
   caller->transaction->abortTransaction();
-  runUntilTold(*caller, 1);
-  EXPECT_THAT(caller->told, ElementsAre(kGivenUp));
+  runUntilOutcomes(*caller, 1);
+  EXPECT_THAT(caller->outcomes, ElementsAre(kAbort));
 }
 
-TEST_F(HttpAbort, AbortIsToldForEveryRequestThatRunsOrWaits) {
+TEST_F(HttpAbort, AbortIsReportedForEveryRequestThatRunsOrWaits) {
   startClient({.connectionBound = 2});
   const LoopbackServer server(kNoAnswer);
   const auto caller = newCaller();
@@ -106,31 +106,31 @@ TEST_F(HttpAbort, AbortIsToldForEveryRequestThatRunsOrWaits) {
   bystander->send(server.url());
   ASSERT_TRUE(server.waitForHeads(2));
   caller->transaction->abortTransaction();
-  runUntilTold(*caller, 5);
-  EXPECT_THAT(caller->told, Each(kGivenUp));
-  EXPECT_THAT(bystander->told, IsEmpty());
+  runUntilOutcomes(*caller, 5);
+  EXPECT_THAT(caller->outcomes, Each(kAbort));
+  EXPECT_THAT(bystander->outcomes, IsEmpty());
 }
 
-TEST_F(HttpAbort, AbortTwiceIsToldOnce) {
+TEST_F(HttpAbort, AbortTwiceIsReportedOnce) {
   const LoopbackServer server(kNoAnswer);
   const auto caller = newCaller();
   caller->send(server.url());
   caller->transaction->abortTransaction();
   caller->transaction->abortTransaction();
-  runUntilTold(*caller, 1);
+  runUntilOutcomes(*caller, 1);
 }
 
 TEST_F(HttpAbort, AbortWithNothingRunningDoesNothing) {
   const LoopbackServer server(response("200 OK", "ok"));
   const auto caller = newCaller();
   caller->transaction->abortTransaction();
-  runUntilQuiet();
-  EXPECT_THAT(caller->told, IsEmpty());
+  runUntilIdle();
+  EXPECT_THAT(caller->outcomes, IsEmpty());
   caller->send(server.url());
-  runUntilTold(*caller, 1);
+  runUntilOutcomes(*caller, 1);
   caller->transaction->abortTransaction();
-  runUntilQuiet();
-  EXPECT_THAT(caller->told, ElementsAre(kOk));
+  runUntilIdle();
+  EXPECT_THAT(caller->outcomes, ElementsAre(kOk));
   EXPECT_EQ(caller->transaction->httpResponseStatusCode(), 200);
 }
 
@@ -141,19 +141,19 @@ TEST_F(HttpAbort, ATransactionSendsAgainAfterAnAbort) {
   ASSERT_TRUE(server.waitForHeads(1));
   caller->transaction->abortTransaction();
   caller->send(server.url());
-  runUntilTold(*caller, 2);
-  EXPECT_THAT(caller->told, testing::UnorderedElementsAre(kGivenUp, kOk));
+  runUntilOutcomes(*caller, 2);
+  EXPECT_THAT(caller->outcomes, testing::UnorderedElementsAre(kAbort, kOk));
 }
 
 TEST_F(HttpAbort, AbortInsideTheHandlerEndsTheOthers) {
   const LoopbackServer silent(kNoAnswer);
   const LoopbackServer server(response("200 OK", "ok"));
   const auto caller = newCaller();
-  caller->whenTold = [&] { caller->transaction->abortTransaction(); };
+  caller->onOutcome = [&] { caller->transaction->abortTransaction(); };
   caller->send(silent.url());
   caller->send(server.url());
-  runUntilTold(*caller, 2);
-  EXPECT_THAT(caller->told, ElementsAre(kOk, kGivenUp));
+  runUntilOutcomes(*caller, 2);
+  EXPECT_THAT(caller->outcomes, ElementsAre(kOk, kAbort));
 }
 
 }  // namespace

@@ -10,7 +10,7 @@ namespace {
 using sqm::platform::parseHttpAddress;
 using namespace std::string_view_literals;
 
-TEST(HttpAddress, GoodAddressesAreTakenAndShownWithoutUserAndPassword) {
+TEST(HttpAddress, ValidAddressesAreAcceptedAndShownWithoutUserAndPassword) {
   struct {
     std::string_view text, url, shownAs;
   } const kCases[] = {

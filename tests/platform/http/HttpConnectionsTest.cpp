@@ -13,24 +13,24 @@ using testing::Each;
 using testing::ElementsAre;
 using Then = Answer::Then;
 
-const Told kOk{std::string(kCompleted), 200, "ok"};
+const Outcome kOk{std::string(kCompleted), 200, "ok"};
 
 class HttpConnections : public HttpFixture {};
 
 TEST_F(HttpConnections, RequestsInARowShareOneConnection) {
   constexpr std::size_t kRequests = 1000;
-  // With headers that, all together, are longer than the limit for one answer.
+  // The headers of all responses together are longer than the limit for one.
   const LoopbackServer server(
       Answer{"HTTP/1.1 200 OK\r\nContent-Length: 2\r\nX-Padding: " + std::string(512, 'x') + "\r\n\r\nok"});
   const auto caller = newCaller();
-  caller->whenTold = [&] {
-    if (caller->told.size() < kRequests) {
-      caller->transaction->sendHttpRequest(server.url(), sqm::kHttpMethodPost, std::to_string(caller->told.size()));
+  caller->onOutcome = [&] {
+    if (caller->outcomes.size() < kRequests) {
+      caller->transaction->sendHttpRequest(server.url(), sqm::kHttpMethodPost, std::to_string(caller->outcomes.size()));
     }
   };
   caller->send(server.url(), "0");
-  runUntilTold(*caller, kRequests);
-  EXPECT_THAT(caller->told, Each(kOk));
+  runUntilOutcomes(*caller, kRequests);
+  EXPECT_THAT(caller->outcomes, Each(kOk));
   EXPECT_EQ(server.connections(), 1U);
   const auto requests = server.requests();
   ASSERT_EQ(requests.size(), kRequests);
@@ -42,19 +42,19 @@ TEST_F(HttpConnections, TransactionsShareTheirConnections) {
   for (int times = 0; times < 3; ++times) {
     const auto caller = newCaller();
     caller->send(server.url());
-    runUntilTold(*caller, 1);
+    runUntilOutcomes(*caller, 1);
   }
   EXPECT_EQ(server.connections(), 1U);
 }
 
-TEST_F(HttpConnections, ThousandsAtOnceWaitForTheirTurnOnFewConnections) {
+TEST_F(HttpConnections, ThousandsOfRequestsShareFewConnections) {
   constexpr std::size_t kRequests = 2000;
   startClient({.connectionBound = 4});
   const LoopbackServer server(response("200 OK", "ok"));
   const auto caller = newCaller();
   for (std::size_t number = 0; number < kRequests; ++number) caller->send(server.url(), std::to_string(number));
-  runUntilTold(*caller, kRequests);
-  EXPECT_THAT(caller->told, Each(kOk));
+  runUntilOutcomes(*caller, kRequests);
+  EXPECT_THAT(caller->outcomes, Each(kOk));
   EXPECT_LE(server.connections(), 4U);
   std::vector<bool> came(kRequests);
   for (const ReceivedRequest& request : server.requests()) came.at(std::stoul(request.body)) = true;
@@ -67,9 +67,9 @@ TEST_F(HttpConnections, KeptAliveConnectionsCountAmongTheBound) {
   const LoopbackServer second(response("200 OK", "ok"));
   const auto caller = newCaller();
   caller->send(first.url());
-  runUntilTold(*caller, 1);
+  runUntilOutcomes(*caller, 1);
   caller->send(second.url());
-  runUntilTold(*caller, 2);
+  runUntilOutcomes(*caller, 2);
   EXPECT_TRUE(first.waitForClosed(1));
 }
 
@@ -78,8 +78,8 @@ TEST_F(HttpConnections, ABoundOfNoConnectionMeansOne) {
   const LoopbackServer server(response("200 OK", "ok"));
   const auto caller = newCaller();
   caller->send(server.url());
-  runUntilTold(*caller, 1);
-  EXPECT_THAT(caller->told, ElementsAre(kOk));
+  runUntilOutcomes(*caller, 1);
+  EXPECT_THAT(caller->outcomes, ElementsAre(kOk));
 }
 
 TEST_F(HttpConnections, AConnectionThatWasIdleForLongIsNotUsedAgain) {
@@ -87,12 +87,12 @@ TEST_F(HttpConnections, AConnectionThatWasIdleForLongIsNotUsedAgain) {
   const LoopbackServer server(response("200 OK"));
   const auto caller = newCaller();
   caller->send(server.url());
-  runUntilTold(*caller, 1);
+  runUntilOutcomes(*caller, 1);
   caller->send(server.url());
-  runUntilTold(*caller, 2);
-  loop.runUntil([] { return false; }, std::chrono::milliseconds(2100));  // whole seconds count
+  runUntilOutcomes(*caller, 2);
+  loop.runUntil([] { return false; }, std::chrono::milliseconds(2100));  // libcurl counts whole seconds
   caller->send(server.url());
-  runUntilTold(*caller, 3);
+  runUntilOutcomes(*caller, 3);
   const auto requests = server.requests();
   ASSERT_EQ(requests.size(), 3U);
   EXPECT_EQ(requests[1].connection, 0U);
@@ -103,10 +103,10 @@ TEST_F(HttpConnections, ARequestIsSentAgainWhenItsKeptAliveConnectionDiesUnanswe
   const LoopbackServer server({response("200 OK", "ok"), {"", Then::close}, response("200 OK", "ok")});
   const auto caller = newCaller();
   caller->send(server.url(), "first");
-  runUntilTold(*caller, 1);
+  runUntilOutcomes(*caller, 1);
   caller->send(server.url(), "second");
-  runUntilTold(*caller, 2);
-  EXPECT_THAT(caller->told, ElementsAre(kOk, kOk));
+  runUntilOutcomes(*caller, 2);
+  EXPECT_THAT(caller->outcomes, ElementsAre(kOk, kOk));
   const auto requests = server.requests();
   ASSERT_EQ(requests.size(), 3U);
   EXPECT_EQ(requests[1].body, "second");

@@ -32,7 +32,7 @@ class HttpExchange : public HttpFixture {
     exchanges.clear();
     Caller caller(*client, notifications);
     caller.send(url, std::move(body));
-    EXPECT_TRUE(loop.runUntil([&] { return !caller.told.empty(); }, kPatience));
+    EXPECT_TRUE(loop.runUntil([&] { return !caller.outcomes.empty(); }, kPatience));
     EXPECT_EQ(exchanges.size(), 1U);
     return exchanges.empty() ? Exchange{} : exchanges.front();
   }
@@ -152,7 +152,7 @@ TEST_F(HttpExchange, OfAnAbortHasNothingOfAResponseThatCrossedIt) {
   caller.send(server.url());
   ASSERT_TRUE(mainThread.waitForPosts(1));
   caller.transaction->abortTransaction();
-  ASSERT_TRUE(loop.runUntil([&] { return !caller.told.empty(); }, kPatience));
+  ASSERT_TRUE(loop.runUntil([&] { return !caller.outcomes.empty(); }, kPatience));
   ASSERT_EQ(exchanges.size(), 1U);
   EXPECT_EQ(exchanges[0].outcome, HttpOutcome::aborted);
   EXPECT_EQ(exchanges[0].address, server.url());
@@ -167,9 +167,9 @@ TEST_F(HttpExchange, IsReportedBeforeItsNotification) {
   const LoopbackServer server(response("200 OK"));
   Caller caller(*client, notifications);
   std::size_t reported = 0;
-  caller.whenTold = [&] { reported = exchanges.size(); };
+  caller.onOutcome = [&] { reported = exchanges.size(); };
   caller.send(server.url());
-  ASSERT_TRUE(loop.runUntil([&] { return !caller.told.empty(); }, kPatience));
+  ASSERT_TRUE(loop.runUntil([&] { return !caller.outcomes.empty(); }, kPatience));
   EXPECT_EQ(reported, 1U);
 }
 
@@ -185,7 +185,7 @@ TEST_F(HttpExchange, IsReportedForEveryTransactionButNotAfterItsDestruction) {
   destroyed.transaction.reset();
   first.send(server.url("/first"));
   second.send(server.url("/second"));
-  ASSERT_TRUE(loop.runUntil([&] { return !first.told.empty() && !second.told.empty(); }, kPatience));
+  ASSERT_TRUE(loop.runUntil([&] { return !first.outcomes.empty() && !second.outcomes.empty(); }, kPatience));
   std::vector<std::string> addresses;
   for (const Exchange& exchange : exchanges) addresses.push_back(exchange.address);
   EXPECT_THAT(addresses, testing::UnorderedElementsAre(server.url("/first"), server.url("/second")));

@@ -34,19 +34,19 @@ inline constexpr std::string_view kAborted = TrelkHttpTransactionAbortedNotifica
 
 inline constexpr std::chrono::milliseconds kPatience = std::chrono::minutes(1);
 
-/// What a transaction's notification told, and what the transaction said inside its handler.
-struct Told {
+/// A notification of a transaction, and the transaction's status and content inside the handler.
+struct Outcome {
   std::string notification;
   int status = 0;
   std::string content = {};
 
-  friend bool operator==(const Told&, const Told&) = default;
-  friend std::ostream& operator<<(std::ostream& out, const Told& told) {
-    return out << "{" << told.notification << ", " << told.status << ", " << told.content.substr(0, 80) << "}";
+  friend bool operator==(const Outcome&, const Outcome&) = default;
+  friend std::ostream& operator<<(std::ostream& out, const Outcome& outcome) {
+    return out << "{" << outcome.notification << ", " << outcome.status << ", " << outcome.content.substr(0, 80) << "}";
   }
 };
 
-/// A run loop that counts what is posted, and can refuse it.
+/// A run loop that counts the posted tasks and can refuse them.
 class WatchedMainThread : public MainThread {
  public:
   explicit WatchedMainThread(MainThread& loop) : loop_(loop) {}
@@ -72,7 +72,7 @@ class WatchedMainThread : public MainThread {
     return refusals_;
   }
 
-  /// Blocks until this many tasks have been posted; false when they are not.
+  /// Blocks until this many tasks have been posted. Returns false when they are not.
   bool waitForPosts(std::size_t count) {
     std::unique_lock lock(mutex_);
     return changed_.wait_for(lock, kPatience, [&] { return posts_ >= count; });
@@ -86,13 +86,13 @@ class WatchedMainThread : public MainThread {
   int refusals_ = 0;
 };
 
-/// A transaction, and everything that it told. Notices a notification on a wrong thread or inside `send`.
+/// A transaction and its outcomes. A notification on the wrong thread or inside `send` fails the test.
 class Caller {
  public:
   Caller(HttpTransactionFactory& factory, NotificationCenter& notifications) : transaction(factory.makeTransaction()) {
     for (const std::string_view name : {kCompleted, kError, kTimeOut, kAborted}) {
       registrations_.push_back(notifications.addObserver(
-          name, transaction.get(), [this](const Notification& notification) { note(notification); }));
+          name, transaction.get(), [this](const Notification& notification) { addOutcome(notification); }));
     }
   }
   Caller(const Caller&) = delete;
@@ -105,17 +105,17 @@ class Caller {
   }
 
   std::unique_ptr<HttpTransaction> transaction;
-  std::vector<Told> told;
-  std::function<void()> whenTold = [] {};
+  std::vector<Outcome> outcomes;
+  std::function<void()> onOutcome = [] {};
 
  private:
-  void note(const Notification& notification) {
+  void addOutcome(const Notification& notification) {
     EXPECT_EQ(std::this_thread::get_id(), mainThread_);
     EXPECT_FALSE(sending_);
     EXPECT_EQ(notification.object, transaction.get());
-    told.push_back({std::string(notification.name), transaction->httpResponseStatusCode(),
-                    std::string(transaction->httpResponseContent())});
-    whenTold();
+    outcomes.push_back({std::string(notification.name), transaction->httpResponseStatusCode(),
+                        std::string(transaction->httpResponseContent())});
+    onOutcome();
   }
 
   const std::thread::id mainThread_ = std::this_thread::get_id();
@@ -123,7 +123,7 @@ class Caller {
   std::vector<NotificationCenter::Registration> registrations_;
 };
 
-/// Takes the proxies out of the environment, before any client runs.
+/// Removes the proxies from the environment. Call it before any client runs.
 inline void forgetProxies() {
   for (const char* const name :
        {"http_proxy", "https_proxy", "HTTPS_PROXY", "all_proxy", "ALL_PROXY", "no_proxy", "NO_PROXY"}) {
@@ -148,19 +148,19 @@ class HttpFixture : public ::testing::Test {
 
   std::unique_ptr<Caller> newCaller() { return std::make_unique<Caller>(*client, notifications); }
 
-  /// Runs the loop until the caller was told this often, and then until no request can have anything more to tell.
-  void runUntilTold(const Caller& caller, std::size_t times) {
-    ASSERT_TRUE(loop.runUntil([&] { return caller.told.size() >= times; }, kPatience));
-    runUntilQuiet();
-    EXPECT_EQ(caller.told.size(), times);
+  /// Runs the loop until the caller has this many outcomes, and then until no request has another one.
+  void runUntilOutcomes(const Caller& caller, std::size_t times) {
+    ASSERT_TRUE(loop.runUntil([&] { return caller.outcomes.size() >= times; }, kPatience));
+    runUntilIdle();
+    EXPECT_EQ(caller.outcomes.size(), times);
   }
 
-  /// What the HTTP thread has done so far has reached the main thread when a request that it began later is over.
-  void runUntilQuiet() {
-    last->told.clear();
+  /// Runs the loop until a new request has ended: all that the HTTP thread posted before has been run then.
+  void runUntilIdle() {
+    last->outcomes.clear();
     last->send(std::nullopt);
-    ASSERT_TRUE(loop.runUntil([&] { return !last->told.empty(); }, kPatience));
-    EXPECT_EQ(last->told, std::vector{Told{std::string(kError)}});
+    ASSERT_TRUE(loop.runUntil([&] { return !last->outcomes.empty(); }, kPatience));
+    EXPECT_EQ(last->outcomes, std::vector{Outcome{std::string(kError)}});
   }
 
   platform::RunLoop loop;
@@ -168,7 +168,7 @@ class HttpFixture : public ::testing::Test {
   NotificationCenter notifications;
   sqm::testing::MemoryLogs logs;
   std::optional<platform::HttpClient> client;
-  std::optional<Caller> last;  // made before all others, so that no destroyed transaction can have had its address
+  std::optional<Caller> last;  // made first, so that no destroyed transaction had its address
 };
 
 }  // namespace sqm::tests

@@ -14,22 +14,22 @@ using testing::IsEmpty;
 using Then = Answer::Then;
 using When = Answer::When;
 
-const Told kOk{std::string(kCompleted), 200, "ok"};
+const Outcome kOk{std::string(kCompleted), 200, "ok"};
 const Answer kNoAnswer{""};
 const Answer kNotRead{"", Then::stopReading, When::afterHead};
 constexpr const char* kNoAddress = "no address";
 
 class HttpLifetime : public HttpFixture {};
 
-TEST_F(HttpLifetime, DestructionGivesUpWhatRunsSilently) {
+TEST_F(HttpLifetime, DestructionEndsRunningRequestsWithoutANotification) {
   for (const Answer& answer : {kNoAnswer, kNotRead}) {
     const LoopbackServer server(answer);
     const auto caller = newCaller();
     caller->send(server.url(), std::string(8 * 1024 * 1024, 'x'));
     ASSERT_TRUE(server.waitForHeads(1));
     caller->transaction.reset();
-    runUntilQuiet();
-    EXPECT_THAT(caller->told, IsEmpty());
+    runUntilIdle();
+    EXPECT_THAT(caller->outcomes, IsEmpty());
   }
 }
 
@@ -42,28 +42,28 @@ TEST_F(HttpLifetime, DestructionClosesTheConnectionOfWhatRan) {
   EXPECT_TRUE(server.waitForClosed(1));
 }
 
-TEST_F(HttpLifetime, DestructionSilencesAResponseThatNobodyWasToldOf) {
+TEST_F(HttpLifetime, DestructionDropsAResponseThatWasNotYetReported) {
   const LoopbackServer server(response("200 OK", "ok"));
   const auto caller = newCaller();
   caller->send(server.url());
   ASSERT_TRUE(mainThread.waitForPosts(1));
   caller->transaction.reset();
-  runUntilQuiet();
-  EXPECT_THAT(caller->told, IsEmpty());
+  runUntilIdle();
+  EXPECT_THAT(caller->outcomes, IsEmpty());
 }
 
 TEST_F(HttpLifetime, MayBeDestroyedInsideItsHandler) {
   const LoopbackServer server(response("200 OK", "ok"));
   const LoopbackServer silent(kNoAnswer);
   const auto caller = newCaller();
-  caller->whenTold = [&] { caller->transaction.reset(); };
+  caller->onOutcome = [&] { caller->transaction.reset(); };
   caller->send(silent.url());
   caller->send(server.url());
-  runUntilTold(*caller, 1);
-  EXPECT_THAT(caller->told, ElementsAre(kOk));
+  runUntilOutcomes(*caller, 1);
+  EXPECT_THAT(caller->outcomes, ElementsAre(kOk));
 }
 
-TEST_F(HttpLifetime, TheClientMayGoFirst) {
+TEST_F(HttpLifetime, TheClientMayBeDestroyedFirst) {
   const LoopbackServer server(kNoAnswer);
   const auto caller = newCaller();
   const auto idle = newCaller();
@@ -76,12 +76,12 @@ TEST_F(HttpLifetime, TheClientMayGoFirst) {
   idle->send(server.url());
   idle->transaction->startSession("late", "SQMHttp.log");
   EXPECT_EQ(loop.poll(), 0U);
-  EXPECT_THAT(caller->told, IsEmpty());
-  EXPECT_THAT(idle->told, IsEmpty());
+  EXPECT_THAT(caller->outcomes, IsEmpty());
+  EXPECT_THAT(idle->outcomes, IsEmpty());
   EXPECT_EQ(idle->transaction->httpResponseStatusCode(), 0);
 }
 
-TEST_F(HttpLifetime, NoServiceIsAskedForAnythingOnceTheClientIsGone) {
+TEST_F(HttpLifetime, NoServiceIsUsedAfterTheClientIsDestroyed) {
   const LoopbackServer server(kNoAnswer);
   auto ownLogs = std::make_unique<sqm::testing::MemoryLogs>();
   auto ownNotifications = std::make_unique<sqm::NotificationCenter>();
@@ -98,7 +98,7 @@ TEST_F(HttpLifetime, NoServiceIsAskedForAnythingOnceTheClientIsGone) {
   caller.send(server.url());
   caller.transaction->abortTransaction();
   caller.transaction.reset();
-  EXPECT_THAT(caller.told, IsEmpty());
+  EXPECT_THAT(caller.outcomes, IsEmpty());
 }
 
 TEST_F(HttpLifetime, TasksThatTheClientLeftBehindDoNothing) {
@@ -108,18 +108,18 @@ TEST_F(HttpLifetime, TasksThatTheClientLeftBehindDoNothing) {
   ASSERT_TRUE(mainThread.waitForPosts(1));
   client.reset();
   EXPECT_EQ(loop.poll(), 1U);
-  EXPECT_THAT(caller->told, IsEmpty());
+  EXPECT_THAT(caller->outcomes, IsEmpty());
 }
 
 TEST_F(HttpLifetime, TheClientMayBeDestroyedInsideTheHandler) {
   const LoopbackServer server(response("200 OK", "ok"));
   const auto caller = newCaller();
-  caller->whenTold = [&] { client.reset(); };
+  caller->onOutcome = [&] { client.reset(); };
   caller->send(server.url());
   caller->send(server.url());
-  ASSERT_TRUE(loop.runUntil([&] { return !caller->told.empty(); }, kPatience));
+  ASSERT_TRUE(loop.runUntil([&] { return !caller->outcomes.empty(); }, kPatience));
   loop.poll();
-  EXPECT_THAT(caller->told, ElementsAre(kOk));
+  EXPECT_THAT(caller->outcomes, ElementsAre(kOk));
 }
 
 TEST_F(HttpLifetime, TheClientEndsWhileThousandsWait) {
@@ -128,7 +128,7 @@ TEST_F(HttpLifetime, TheClientEndsWhileThousandsWait) {
   for (int times = 0; times < 2000; ++times) caller->send(server.url());
   ASSERT_TRUE(server.waitForHeads(1));
   client.reset();
-  EXPECT_THAT(caller->told, IsEmpty());
+  EXPECT_THAT(caller->outcomes, IsEmpty());
 }
 
 TEST_F(HttpLifetime, TheClientEndsWhileANameLookUpIsBlocked) {
@@ -158,8 +158,8 @@ TEST_F(HttpLifetime, ClientsAreIndependentOfEachOther) {
   ASSERT_TRUE(silent.waitForHeads(1));
   client.reset();
   stays.send(server.url());
-  ASSERT_TRUE(loop.runUntil([&] { return !stays.told.empty(); }, kPatience));
-  EXPECT_THAT(stays.told, ElementsAre(kOk));
+  ASSERT_TRUE(loop.runUntil([&] { return !stays.outcomes.empty(); }, kPatience));
+  EXPECT_THAT(stays.outcomes, ElementsAre(kOk));
 }
 
 TEST_F(HttpLifetime, AClientThatNeverSentEndsQuietly) {
@@ -167,7 +167,7 @@ TEST_F(HttpLifetime, AClientThatNeverSentEndsQuietly) {
   startClient({});
   const auto caller = newCaller();
   client.reset();
-  EXPECT_THAT(caller->told, IsEmpty());
+  EXPECT_THAT(caller->outcomes, IsEmpty());
 }
 
 }  // namespace

@@ -1,4 +1,4 @@
-// What the answers of a server, good and bad, come to.
+// The outcomes of a server's responses, valid and invalid.
 
 #include <arpa/inet.h>
 #include <chrono>
@@ -23,31 +23,31 @@ using When = Answer::When;
 
 class HttpOutcome : public HttpFixture {
  protected:
-  Told outcomeOf(const Answer& answer) {
+  Outcome outcomeOf(const Answer& answer) {
     const LoopbackServer server(answer);
     return outcomeAt(server.url());
   }
 
-  Told outcomeAt(std::optional<std::string_view> url, int method = sqm::kHttpMethodPost) {
+  Outcome outcomeAt(std::optional<std::string_view> url, int method = sqm::kHttpMethodPost) {
     const auto caller = newCaller();
     caller->send(url, "body", method);
-    runUntilTold(*caller, 1);
-    return caller->told.empty() ? Told{} : caller->told.front();
+    runUntilOutcomes(*caller, 1);
+    return caller->outcomes.empty() ? Outcome{} : caller->outcomes.front();
   }
 
-  static Told completed(int status, std::string content = {}) {
+  static Outcome completed(int status, std::string content = {}) {
     return {std::string(kCompleted), status, std::move(content)};
   }
 
-  const Told error{std::string(kError)};
-  const Told timeOut{std::string(kTimeOut)};
+  const Outcome error{std::string(kError)};
+  const Outcome timeOut{std::string(kTimeOut)};
 };
 
 TEST_F(HttpOutcome, AWholeResponseCompletesWhateverItsStatus) {
   const struct {
     std::string_view what;
     Answer answer;
-    Told told;
+    Outcome outcome;
   } kCases[] = {
       {"200", response("200 OK", "stored"), completed(200, "stored")},
       {"201", response("201 Created"), completed(201)},
@@ -72,10 +72,10 @@ TEST_F(HttpOutcome, AWholeResponseCompletesWhateverItsStatus) {
        {"HTTP/1.1 413 Too Large\r\nContent-Length: 0\r\n\r\n", Then::keepOpen, When::afterHead},
        completed(413)},
   };
-  for (const auto& expected : kCases) EXPECT_EQ(outcomeOf(expected.answer), expected.told) << expected.what;
+  for (const auto& expected : kCases) EXPECT_EQ(outcomeOf(expected.answer), expected.outcome) << expected.what;
 }
 
-TEST_F(HttpOutcome, WhatIsNoWholeResponseIsAnError) {
+TEST_F(HttpOutcome, AnIncompleteOrInvalidResponseIsAnError) {
   const struct {
     std::string_view what;
     Answer answer;
@@ -138,11 +138,11 @@ TEST_F(HttpOutcome, AMethodThatIsNotPostIsAnError) {
 }
 
 TEST_F(HttpOutcome, ARefusedConnectionIsAnError) {
-  const Descriptor socket = boundSocket();  // so nobody else's, but not listening
+  const Descriptor socket = boundSocket();  // bound, but not listening
   EXPECT_EQ(outcomeAt("http://127.0.0.1:" + std::to_string(portOf(socket)) + "/"), error);
 }
 
-TEST_F(HttpOutcome, ANameThatNobodyKnowsIsAnError) { EXPECT_EQ(outcomeAt("http://unknown.invalid/"), error); }
+TEST_F(HttpOutcome, AnUnknownHostNameIsAnError) { EXPECT_EQ(outcomeAt("http://unknown.invalid/"), error); }
 
 TEST_F(HttpOutcome, TheTotalLimitEndsAWaitForAnAnswer) {
   startClient({.totalLimit = 50ms});
@@ -165,13 +165,13 @@ TEST_F(HttpOutcome, TheStallLimitEndsAWaitForAnAnswer) {
   EXPECT_EQ(outcomeOf({""}), timeOut);
 }
 
-TEST_F(HttpOutcome, TheStallLimitEndsAnUploadThatNobodyReads) {
+TEST_F(HttpOutcome, TheStallLimitEndsAnUploadThatTheServerDoesNotRead) {
   startClient({.stallLimit = 1s, .totalLimit = 0ms});
   const LoopbackServer server(Answer{"", Then::stopReading, When::afterHead});
   const auto caller = newCaller();
   caller->send(server.url(), std::string(64 * 1024 * 1024, 'x'));
-  runUntilTold(*caller, 1);
-  EXPECT_THAT(caller->told, testing::ElementsAre(timeOut));
+  runUntilOutcomes(*caller, 1);
+  EXPECT_THAT(caller->outcomes, testing::ElementsAre(timeOut));
 }
 
 TEST_F(HttpOutcome, LimitsBeyondAllReasonAreNoLimits) {
@@ -195,9 +195,9 @@ TEST_F(HttpOutcome, NoLimitRunsWhileARequestWaitsItsTurn) {
   const auto second = newCaller();
   first->send(server.url());
   second->send(server.url());
-  runUntilTold(*second, 1);
-  EXPECT_THAT(first->told, testing::ElementsAre(timeOut));
-  EXPECT_THAT(second->told, testing::ElementsAre(completed(200, "second")));
+  runUntilOutcomes(*second, 1);
+  EXPECT_THAT(first->outcomes, testing::ElementsAre(timeOut));
+  EXPECT_THAT(second->outcomes, testing::ElementsAre(completed(200, "second")));
 }
 
 }  // namespace

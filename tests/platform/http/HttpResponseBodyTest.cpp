@@ -20,15 +20,15 @@ constexpr std::size_t kDefaultLimit = sqm::platform::HttpOptions{}.bodyLimit;
 
 class HttpResponseBody : public HttpFixture {
  protected:
-  Told outcomeOf(const Answer& answer) {
+  Outcome outcomeOf(const Answer& answer) {
     const LoopbackServer server(answer);
     const auto caller = newCaller();
     caller->send(server.url());
-    runUntilTold(*caller, 1);
-    return caller->told.empty() ? Told{} : caller->told.front();
+    runUntilOutcomes(*caller, 1);
+    return caller->outcomes.empty() ? Outcome{} : caller->outcomes.front();
   }
 
-  static Told completed(int status, std::string content) { return {std::string(kCompleted), status, content}; }
+  static Outcome completed(int status, std::string content) { return {std::string(kCompleted), status, content}; }
 };
 
 TEST_F(HttpResponseBody, IsKeptUpToTheLimitAndDroppedBeyond) {
@@ -56,12 +56,12 @@ TEST_F(HttpResponseBody, IsKeptWholeUpToOneMebibyteByDefault) {
 TEST_F(HttpResponseBody, ThatIsBrokenOffBeyondTheLimitIsAnError) {
   startClient({.bodyLimit = 10});
   EXPECT_EQ(outcomeOf({"HTTP/1.1 200 OK\r\nContent-Length: 100\r\n\r\n" + std::string(50, 'x'), Then::close}),
-            Told{std::string(kError)});
+            Outcome{std::string(kError)});
 }
 
 TEST_F(HttpResponseBody, ThatNeverEndsIsEndedByTheTotalLimit) {
   startClient({.totalLimit = 200ms, .bodyLimit = 1000});
-  const Told timeOut{std::string(kTimeOut)};
+  const Outcome timeOut{std::string(kTimeOut)};
   EXPECT_EQ(outcomeOf({"HTTP/1.1 200 OK\r\n\r\n", Then::repeat, When::afterRequest, std::string(4096, 'x')}), timeOut);
   EXPECT_EQ(outcomeOf({"HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n", Then::repeat, When::afterRequest,
                        "4\r\nwave\r\n"}),
@@ -74,7 +74,7 @@ TEST_F(HttpResponseBody, ThatIsLongLeavesTheConnectionInUse) {
   const auto caller = newCaller();
   for (std::size_t times = 1; times <= 2; ++times) {
     caller->send(server.url());
-    runUntilTold(*caller, times);
+    runUntilOutcomes(*caller, times);
   }
   EXPECT_EQ(server.connections(), 1U);
 }

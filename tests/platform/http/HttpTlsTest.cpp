@@ -1,4 +1,4 @@
-// Servers whose certificates nobody vouches for.
+// Servers whose certificates are not trusted.
 
 #include <arpa/inet.h>
 #include <array>
@@ -52,7 +52,7 @@ class SelfSignedServer {
 
     EXPECT_EQ(::listen(listener_, SOMAXCONN), 0);
     url = "https://127.0.0.1:" + std::to_string(portOf(listener_)) + "/collect";
-    std::signal(SIGPIPE, SIG_IGN);  // a client that trusts nobody has gone before it is answered
+    std::signal(SIGPIPE, SIG_IGN);  // a client that trusts no certificate closes the connection first
     thread_ = std::thread([this, connections] {
       for (int served = 0; served < connections; ++served) serveOne();
     });
@@ -88,8 +88,8 @@ class SelfSignedServer {
   std::thread thread_;
 };
 
-/// The status that a client gets who asks for no certificate.
-long statusForTheCareless(const std::string& url) {
+/// The status that a client gets when it does not check the certificate.
+long statusWithoutCheck(const std::string& url) {
   const auto easy = owned(curl_easy_init(), curl_easy_cleanup);
   curl_easy_setopt(easy.get(), CURLOPT_URL, url.c_str());
   curl_easy_setopt(easy.get(), CURLOPT_POSTFIELDS, "body");
@@ -103,17 +103,17 @@ long statusForTheCareless(const std::string& url) {
 
 class HttpTls : public HttpFixture {};
 
-TEST_F(HttpTls, ACertificateThatNobodyVouchesForIsAnErrorBeforeAnythingIsSent) {
+TEST_F(HttpTls, AnUntrustedCertificateIsAnErrorBeforeAnythingIsSent) {
   SelfSignedServer server(2);
   const auto caller = newCaller();
   caller->transaction->startSession("s", "SQMHttp.log");
   caller->send(server.url, "confidential");
-  runUntilTold(*caller, 1);
-  EXPECT_THAT(caller->told, ElementsAre(Told{std::string(kError)}));
+  runUntilOutcomes(*caller, 1);
+  EXPECT_THAT(caller->outcomes, ElementsAre(Outcome{std::string(kError)}));
   ASSERT_EQ(logs.lines("SQMHttp.log").size(), 2U);
   EXPECT_THAT(logs.lines("SQMHttp.log")[1], ContainsRegex("error: .*certificate"));
 
-  EXPECT_EQ(statusForTheCareless(server.url), 200);  // the server itself is a good one
+  EXPECT_EQ(statusWithoutCheck(server.url), 200);  // the server works
   server.wait();
   EXPECT_EQ(server.requests, 1);
 }

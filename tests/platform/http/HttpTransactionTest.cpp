@@ -16,9 +16,9 @@ using namespace std::chrono_literals;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-const Told kOk{std::string(kCompleted), 200, "ok"};
-const Told kFailed{std::string(kError)};
-const Told kGivenUp{std::string(kAborted)};
+const Outcome kOk{std::string(kCompleted), 200, "ok"};
+const Outcome kFailed{std::string(kError)};
+const Outcome kAbort{std::string(kAborted)};
 const Answer kNoAnswer{""};
 constexpr const char* kNoAddress = "no address";
 
@@ -30,7 +30,7 @@ TEST_F(HttpTransaction, StatusAndContentAreThoseOfTheCompletedResponse) {
   EXPECT_EQ(caller->transaction->httpResponseStatusCode(), 0);
   EXPECT_EQ(caller->transaction->httpResponseContent(), "");
   caller->send(server.url());
-  runUntilTold(*caller, 1);
+  runUntilOutcomes(*caller, 1);
   EXPECT_EQ(caller->transaction->httpResponseStatusCode(), 200);
   EXPECT_EQ(caller->transaction->httpResponseContent(), "ok");
 }
@@ -39,25 +39,25 @@ TEST_F(HttpTransaction, AnOlderResponseIsForgottenWhenARequestStarts) {
   const LoopbackServer server(response("200 OK", "ok"));
   const auto caller = newCaller();
   caller->send(server.url());
-  runUntilTold(*caller, 1);
+  runUntilOutcomes(*caller, 1);
   caller->send(kNoAddress);
   EXPECT_EQ(caller->transaction->httpResponseStatusCode(), 0);
   EXPECT_EQ(caller->transaction->httpResponseContent(), "");
-  runUntilTold(*caller, 2);
-  EXPECT_THAT(caller->told, ElementsAre(kOk, kFailed));
+  runUntilOutcomes(*caller, 2);
+  EXPECT_THAT(caller->outcomes, ElementsAre(kOk, kFailed));
 }
 
 TEST_F(HttpTransaction, AnotherRequestMayStartInsideTheHandler) {
   const LoopbackServer server({response("200 OK", "ok"), response("404 Not Found", "gone")});
   const auto caller = newCaller();
-  caller->whenTold = [&] {
-    if (caller->told.size() > 1) return;
+  caller->onOutcome = [&] {
+    if (caller->outcomes.size() > 1) return;
     caller->transaction->sendHttpRequest(server.url(), sqm::kHttpMethodPost, "again");
     EXPECT_EQ(caller->transaction->httpResponseStatusCode(), 0);
   };
   caller->send(server.url());
-  runUntilTold(*caller, 2);
-  EXPECT_THAT(caller->told, ElementsAre(kOk, Told{std::string(kCompleted), 404, "gone"}));
+  runUntilOutcomes(*caller, 2);
+  EXPECT_THAT(caller->outcomes, ElementsAre(kOk, Outcome{std::string(kCompleted), 404, "gone"}));
 }
 
 TEST_F(HttpTransaction, ASecondRequestIsSentBesideTheOneThatRuns) {
@@ -67,11 +67,11 @@ TEST_F(HttpTransaction, ASecondRequestIsSentBesideTheOneThatRuns) {
   caller->send(silent.url());
   ASSERT_TRUE(silent.waitForHeads(1));
   caller->send(server.url());
-  runUntilTold(*caller, 1);
-  EXPECT_THAT(caller->told, ElementsAre(kOk));
+  runUntilOutcomes(*caller, 1);
+  EXPECT_THAT(caller->outcomes, ElementsAre(kOk));
   caller->transaction->abortTransaction();
-  runUntilTold(*caller, 2);
-  EXPECT_THAT(caller->told, ElementsAre(kOk, kGivenUp));
+  runUntilOutcomes(*caller, 2);
+  EXPECT_THAT(caller->outcomes, ElementsAre(kOk, kAbort));
 }
 
 TEST_F(HttpTransaction, AFailureDoesNotShowTheResponseOfARequestBesideIt) {
@@ -81,8 +81,8 @@ TEST_F(HttpTransaction, AFailureDoesNotShowTheResponseOfARequestBesideIt) {
   const auto caller = newCaller();
   caller->send(silent.url());
   caller->send(server.url());
-  runUntilTold(*caller, 2);
-  EXPECT_THAT(caller->told, ElementsAre(kOk, Told{std::string(kTimeOut)}));
+  runUntilOutcomes(*caller, 2);
+  EXPECT_THAT(caller->outcomes, ElementsAre(kOk, Outcome{std::string(kTimeOut)}));
 }
 
 TEST_F(HttpTransaction, TheClientKnowsHowManyRequestsAreUnderWay) {
@@ -92,12 +92,12 @@ TEST_F(HttpTransaction, TheClientKnowsHowManyRequestsAreUnderWay) {
   auto second = newCaller();
   EXPECT_EQ(client->requestsUnderWay(), 0U);
   std::size_t insideHandler = 0;
-  first->whenTold = [&] { insideHandler = client->requestsUnderWay(); };
+  first->onOutcome = [&] { insideHandler = client->requestsUnderWay(); };
   first->send(server.url());
   second->send(silent.url());
   second->send(silent.url());
   EXPECT_EQ(client->requestsUnderWay(), 3U);
-  runUntilTold(*first, 1);
+  runUntilOutcomes(*first, 1);
   EXPECT_EQ(insideHandler, 2U);
   second.reset();
   EXPECT_EQ(client->requestsUnderWay(), 0U);
@@ -108,34 +108,34 @@ TEST_F(HttpTransaction, NotificationsNameTheTransactionThatSent) {
   const auto first = newCaller();
   const auto second = newCaller();
   first->send(server.url());
-  runUntilTold(*first, 1);
-  EXPECT_THAT(second->told, IsEmpty());
+  runUntilOutcomes(*first, 1);
+  EXPECT_THAT(second->outcomes, IsEmpty());
 }
 
-TEST_F(HttpTransaction, AMainThreadThatRefusesTasksIsAskedAgain) {
+TEST_F(HttpTransaction, ATaskThatTheMainThreadRefusesIsPostedAgain) {
   const LoopbackServer server(response("200 OK", "ok"));
   const auto caller = newCaller();
   mainThread.refuse(3);
   caller->send(server.url());
   caller->send(kNoAddress);
-  runUntilTold(*caller, 2);
+  runUntilOutcomes(*caller, 2);
   EXPECT_EQ(mainThread.refusalsLeft(), 0);
-  EXPECT_THAT(caller->told, testing::UnorderedElementsAre(kOk, kFailed));
+  EXPECT_THAT(caller->outcomes, testing::UnorderedElementsAre(kOk, kFailed));
 }
 
-TEST_F(HttpTransaction, AnExceptionOfAHandlerReachesTheRunLoopAndSpoilsNothing) {
+TEST_F(HttpTransaction, AnExceptionOfAHandlerReachesTheRunLoop) {
   const LoopbackServer server(response("200 OK", "ok"));
   const auto caller = newCaller();
-  caller->whenTold = [] { throw std::runtime_error("handler"); };
+  caller->onOutcome = [] { throw std::runtime_error("handler"); };
   caller->send(server.url());
   EXPECT_THROW(loop.runUntil([] { return false; }, kPatience), std::runtime_error);
-  caller->whenTold = [] {};
+  caller->onOutcome = [] {};
   caller->send(server.url());
-  runUntilTold(*caller, 2);
-  EXPECT_THAT(caller->told, ElementsAre(kOk, kOk));
+  runUntilOutcomes(*caller, 2);
+  EXPECT_THAT(caller->outcomes, ElementsAre(kOk, kOk));
 }
 
-TEST_F(HttpTransaction, TheHttpThreadTakesNoSignalsOfTheProcess) {
+TEST_F(HttpTransaction, TheHttpThreadBlocksTheSignalsOfTheProcess) {
   sigset_t blocked;
   sigemptyset(&blocked);
   sqm::platform::MainThreadAdapter adapter([&](sqm::MainThread::Task task) {
@@ -145,7 +145,7 @@ TEST_F(HttpTransaction, TheHttpThreadTakesNoSignalsOfTheProcess) {
   sqm::platform::HttpClient other(adapter, notifications, logs);
   Caller caller(other, notifications);
   caller.send(kNoAddress);
-  ASSERT_TRUE(loop.runUntil([&] { return !caller.told.empty(); }, kPatience));
+  ASSERT_TRUE(loop.runUntil([&] { return !caller.outcomes.empty(); }, kPatience));
   for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGALRM, SIGCHLD, SIGPIPE, SIGUSR1}) {
     EXPECT_EQ(sigismember(&blocked, signal), 1) << signal;
   }

@@ -42,9 +42,9 @@ struct Connection {
   Descriptor socket;
   std::size_t number = 0;
   std::string in = {};
-  std::size_t headEnd = 0;  // 0: the head is not there yet
+  std::size_t headEnd = 0;  // 0: the head has not arrived
   std::size_t requestEnd = 0;
-  std::optional<Answer> answer = {};  // chosen for the request that is coming in
+  std::optional<Answer> answer = {};  // to the request that is arriving
   std::string out = {};
   std::size_t sent = 0;
   bool reading = true;
@@ -116,7 +116,7 @@ class LoopbackServer::Loop {
     const int on = 1;
     ::setsockopt(socket, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
     Connection& connection = open_.emplace_back(Connection{Descriptor(socket)});
-    tell([&] { connection.number = connections++; });
+    update([&] { connection.number = connections++; });
     if (upcoming().when == Answer::When::onConnect) {
       choose(connection);
       begin(connection);
@@ -128,7 +128,7 @@ class LoopbackServer::Loop {
     if (count < 0 && (errno == EAGAIN || errno == EINTR)) return;
     if (count <= 0) {
       connection.ended = true;
-      tell([&] { ++closed; });
+      update([&] { ++closed; });
       return;
     }
     connection.in.append(buffer_.data(), static_cast<std::size_t>(count));
@@ -136,7 +136,7 @@ class LoopbackServer::Loop {
     }
   }
 
-  /// True when a whole request has been taken out of what came in.
+  /// Moves a whole request from `connection.in` to `requests`. Returns false when none has arrived.
   bool takeRequest(Connection& connection) {
     if (connection.headEnd == 0) {
       const std::size_t end = connection.in.find("\r\n\r\n");
@@ -144,14 +144,14 @@ class LoopbackServer::Loop {
       connection.headEnd = end + 4;
       connection.requestEnd = connection.headEnd + declaredLength(connection.in.substr(0, connection.headEnd));
       if (!connection.answer) choose(connection);
-      tell([&] { ++heads; });
+      update([&] { ++heads; });
       if (connection.answer->when == Answer::When::afterHead) begin(connection);
     }
     if (connection.in.size() < connection.requestEnd) return false;
 
     ReceivedRequest request{connection.number, connection.in.substr(0, connection.headEnd),
                             connection.in.substr(connection.headEnd, connection.requestEnd - connection.headEnd)};
-    tell([&] { requests.push_back(std::move(request)); });
+    update([&] { requests.push_back(std::move(request)); });
     connection.in.erase(0, connection.requestEnd);
     connection.headEnd = 0;
     if (connection.answer->when == Answer::When::afterRequest) begin(connection);
@@ -172,7 +172,7 @@ class LoopbackServer::Loop {
       if (count < 0) {
         if (errno == EAGAIN || errno == EINTR) return;
         connection.ended = true;
-        tell([&] { ++closed; });
+        update([&] { ++closed; });
         return;
       }
       connection.sent += static_cast<std::size_t>(count);
@@ -192,7 +192,7 @@ class LoopbackServer::Loop {
   }
 
   template <typename Change>
-  void tell(Change change) {
+  void update(Change change) {
     const std::lock_guard lock(mutex);
     change();
     changed_.notify_all();

@@ -14,12 +14,12 @@ struct Answer {
   enum class When { onConnect, afterHead, afterRequest };
   enum class Then {
     keepOpen,     ///< and read the next request
-    close,        ///< orderly, once the bytes are out
-    repeat,       ///< send `repeated` again and again, until the client is gone
+    close,        ///< once the bytes are sent
+    repeat,       ///< send `repeated` again and again, until the client closes
     stopReading,  ///< and keep the connection open
   };
 
-  std::string bytes;  ///< sent as they are; empty: the request stays unanswered
+  std::string bytes;  ///< sent unchanged; empty: no answer
   Then then = Then::keepOpen;
   When when = When::afterRequest;
   std::string repeated = {};
@@ -29,13 +29,12 @@ struct Answer {
 Answer response(std::string_view status, std::string_view body = {});
 
 struct ReceivedRequest {
-  std::size_t connection = 0;  ///< from 0, in the order in which connections came
+  std::size_t connection = 0;  ///< from 0, in the order in which they were opened
   std::string head;            ///< up to and with the empty line
   std::string body;
 };
 
-/// A server on a free port of 127.0.0.1 that keeps to a script: it gives its answers in order, the last of them for
-/// good.
+/// A server on a free port of 127.0.0.1 that sends the answers of a script in order, and repeats the last of them.
 ///
 /// Threading: serves on a thread of its own; every operation may be called from any thread.
 class LoopbackServer {
@@ -51,16 +50,16 @@ class LoopbackServer {
   /// "http://127.0.0.1:<port><path>"
   std::string url(std::string_view path = "/collect") const;
 
-  /// Blocks until the heads of this many requests have come; false when they do not.
+  /// Blocks until the heads of this many requests have arrived. Returns false when they do not.
   bool waitForHeads(std::size_t count) const;
 
-  /// Blocks until this many requests have come whole; false when they do not.
+  /// Blocks until this many whole requests have arrived. Returns false when they do not.
   bool waitForRequests(std::size_t count) const;
 
-  /// Blocks until clients have closed this many connections; false when they do not.
+  /// Blocks until clients have closed this many connections. Returns false when they do not.
   bool waitForClosed(std::size_t count) const;
 
-  /// The requests that came whole, in the order in which they did.
+  /// The whole requests, in the order of their arrival.
   std::vector<ReceivedRequest> requests() const;
 
   std::size_t connections() const;

@@ -6,7 +6,7 @@
 
 namespace sqm::tests {
 
-/// Closes a descriptor when it goes.
+/// Owns a descriptor, which it closes.
 class Descriptor {
  public:
   /// Failure: std::runtime_error for a negative descriptor.
@@ -20,13 +20,13 @@ class Descriptor {
   int fd_;
 };
 
-/// A TCP socket that has a free port of 127.0.0.1 for itself, and does not listen yet.
+/// A TCP socket that is bound to a free port of 127.0.0.1 and does not listen.
 Descriptor boundSocket();
 
 /// The port to which the socket is bound.
 int portOf(int socket);
 
-/// The port at the other end of a connection of 127.0.0.1; 0 for a descriptor that is no such connection.
+/// The port at the other end of a connection of 127.0.0.1; 0 for any other descriptor.
 int peerPortOf(int socket);
 
 }  // namespace sqm::tests

@@ -1,4 +1,4 @@
-// The upload queue as a host has it: the standard host's files and HTTP, and a server on this machine.
+// The upload queue on real services: the standard host's files and HTTP, and a server on loopback.
 
 #include <algorithm>
 #include <array>
@@ -45,7 +45,7 @@ using Strings = std::vector<std::string>;
 
 constexpr auto kPatience = 1min;
 
-/// The host's transactions, of which the uploader has the first.
+/// The host's transactions. The first is the uploader's.
 class KeptTransactions : public sqm::HttpTransactionFactory {
  public:
   explicit KeptTransactions(sqm::HttpTransactionFactory& factory) : factory_(factory) {}
@@ -73,7 +73,7 @@ StandardHost::Options optionsOf(const std::string& home, const sqm::platform::Ht
   return options;
 }
 
-/// What a process has that sends: the standard host with this home directory, and the uploader.
+/// A process that sends: the standard host with this home directory, and the uploader.
 class Sender {
  public:
   explicit Sender(const std::string& home, const sqm::platform::HttpOptions& http = {})
@@ -93,19 +93,19 @@ class Sender {
     for (const char* data : all) EXPECT_TRUE(uploader().quequeRecord(data, url));
   }
 
-  /// Runs the loop until the condition holds, and then until nothing that was begun before can have more to tell: a
-  /// request that is begun now has failed.
+  /// Runs the loop until the condition holds, and then until a new request has failed: all that the HTTP thread posted
+  /// before has been run then.
   void runUntil(const std::function<bool()>& condition) {
     ASSERT_TRUE(host_.runLoop().runUntil(condition, kPatience));
-    bool isTold = false;
+    bool hasFailed = false;
     const auto last = host_.httpTransactions->makeTransaction();
     const auto registration = host_.notificationCenter->addObserver(
-        sqm::TrelkHttpTransactionErrorNotification, last.get(), [&](const sqm::Notification&) { isTold = true; });
+        sqm::TrelkHttpTransactionErrorNotification, last.get(), [&](const sqm::Notification&) { hasFailed = true; });
     last->sendHttpRequest(std::nullopt, sqm::kHttpMethodPost, "");
-    ASSERT_TRUE(host_.runLoop().runUntil([&] { return isTold; }, kPatience));
+    ASSERT_TRUE(host_.runLoop().runUntil([&] { return hasFailed; }, kPatience));
   }
 
-  void runUntilTold(std::size_t outcomes) {
+  void runUntilAnswers(std::size_t outcomes) {
     runUntil([&] { return linesWith("httpStatus-") >= outcomes; });
     EXPECT_EQ(linesWith("httpStatus-"), outcomes);
   }
@@ -133,7 +133,7 @@ std::string archiveIn(const TemporaryFolder& home) {
   return home / "Library/Application Support/Trelk/Trelk Quenfa/QFRecordUploader.plist";
 }
 
-/// The bodies of the requests that the archive holds; it must be there.
+/// The bodies of the requests in the archive, which must exist.
 Strings archived(const TemporaryFolder& home) {
   EXPECT_TRUE(std::filesystem::exists(archiveIn(home)));
   sqm::testing::MemoryLogs logs;
@@ -169,7 +169,7 @@ TEST_IN_FRESH_PROCESS(QueueUpload, ThreeAnswers200TakeThreeRequestsInOrderAndLea
   EXPECT_EQ(sender.linesWith("recieved response as kept response code:200"), 3U);
 }
 
-/// How an upload comes to nothing.
+/// How an upload fails.
 struct Nothing {
   const char* name;
   Answer answer;
@@ -189,7 +189,7 @@ class QueueUploadFailure : public ::testing::TestWithParam<Nothing> {
     Sender::uploader().uploadRecord();
     EXPECT_TRUE(server.waitForRequests(1));
     if (failure.isAborted) sender.abort();
-    sender.runUntilTold(1);
+    sender.runUntilAnswers(1);
     EXPECT_EQ(sender.linesWith("uploadRecord - sending"), 1U) << "nothing is retried";
     EXPECT_EQ(server.requests().size(), 1U);
     EXPECT_EQ(contentOf(archiveIn(home)), before);
@@ -221,11 +221,11 @@ INSTANTIATE_TEST_SUITE_P(All, QueueUploadFailure,
 TEST_IN_FRESH_PROCESS(QueueUpload, RefusedConnectionsLeaveTheRequestWhereItIs) {
   const TemporaryFolder home;
   Sender sender(home.path());
-  const Descriptor silent = boundSocket();  // it has the port, and does not listen
+  const Descriptor silent = boundSocket();  // does not listen
   Sender::queue({"only"}, "http://127.0.0.1:" + std::to_string(portOf(silent)) + "/");
   for (std::size_t times = 1; times <= 2; ++times) {
     Sender::uploader().uploadRecord();
-    sender.runUntilTold(times);
+    sender.runUntilAnswers(times);
     EXPECT_EQ(sender.linesWith("uploadRecord - sending"), times) << "nothing is retried";
   }
   EXPECT_THAT(archived(home), ElementsAre("only"));
@@ -238,7 +238,7 @@ TEST_IN_FRESH_PROCESS(QueueUpload, OfTwoAnswersToTheOnlyRequestTheSecondIsIgnore
   Sender::queue({"only"}, server.url());
   Sender::uploader().uploadRecord();
   Sender::uploader().uploadRecord();
-  sender.runUntilTold(2);
+  sender.runUntilAnswers(2);
   EXPECT_THAT(bodiesAt(server), ElementsAre("only", "only"));
   EXPECT_EQ(sender.linesWith("response code:200"), 2U);
   EXPECT_THAT(archived(home), IsEmpty());
@@ -246,7 +246,7 @@ TEST_IN_FRESH_PROCESS(QueueUpload, OfTwoAnswersToTheOnlyRequestTheSecondIsIgnore
   Sender::queue({"next"}, server.url());
   EXPECT_THAT(archived(home), ElementsAre("next"));
   Sender::uploader().uploadRecord();
-  sender.runUntilTold(3);
+  sender.runUntilAnswers(3);
   EXPECT_THAT(bodiesAt(server), ElementsAre("only", "only", "next"));
   EXPECT_THAT(archived(home), IsEmpty());
 }
@@ -264,7 +264,7 @@ TEST_IN_FRESH_PROCESS(QueueUpload, EightThreadsQueueWhileTheMainThreadSends) {
     threads.emplace_back([&, thread] {
       for (int each = 0; each < kEach; ++each) {
         Sender::uploader().quequeRecord(std::to_string(thread) + ":" + std::to_string(each), url);
-        // A queue that ran empty is set going again, once the main thread is free.
+        // An empty queue is started again, on a later task of the main thread.
         sender.host().mainThread->post([] {
           if (Sender::uploader().isIdle()) Sender::uploader().uploadRecord();
         });
@@ -283,7 +283,7 @@ TEST_IN_FRESH_PROCESS(QueueUpload, EightThreadsQueueWhileTheMainThreadSends) {
   }
 }
 
-/// A process that waits for the address of a server. Made before the server is, and its thread.
+/// A process that waits for the address of a server. Made before the server and its thread.
 class Child {
  public:
   explicit Child(const std::function<void(const std::string& url)>& body) {
@@ -301,7 +301,7 @@ class Child {
     end_ = ends[1];
   }
 
-  /// Lets it go on, and waits for its end: its status as `waitpid` tells it.
+  /// Lets it continue and waits until it ends. Returns the status of `waitpid`.
   int run(const std::string& url) const {
     const std::string line = url + "\n";
     EXPECT_EQ(::write(end_, line.data(), line.size()), static_cast<ssize_t>(line.size()));

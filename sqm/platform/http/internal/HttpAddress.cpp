@@ -20,7 +20,7 @@ bool isBlankOrControl(char c) {
 
 char lowered(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
 
-/// libcurl alone would take one slash or three for two.
+/// libcurl also accepts one slash, or three.
 bool beginsWithScheme(std::string_view text) {
   return std::ranges::any_of(kSchemes, [&](std::string_view scheme) {
     return text.size() > scheme.size() && text[scheme.size()] != '/' &&
