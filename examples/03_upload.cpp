@@ -1,6 +1,6 @@
-// Uploads what another process has saved, and shows how far it is.
-// Usage: 03_upload HOME SERVER, where HOME stands for the user's home directory, and SERVER is like
-// http://127.0.0.1:8080.
+// Uploads the records that another process saved, and reports each document.
+// Usage: 03_upload HOME SERVER, where HOME takes the place of the user's home directory, and SERVER is an address such
+// as http://127.0.0.1:8080.
 
 #include <chrono>
 #include <cstdio>
@@ -13,22 +13,9 @@
 
 namespace {
 
-const char* nameOf(sqm::UploadState state) {
-  switch (state) {
-    case sqm::UploadState::client:
-      return "client";
-    case sqm::UploadState::connection:
-      return "connections";
-    case sqm::UploadState::device:
-      return "device";
-    case sqm::UploadState::application:
-      return "VPN sessions";
-    case sqm::UploadState::userAcceptance:
-      return "prompts";
-    case sqm::UploadState::idle:
-      break;
-  }
-  return "nothing";
+std::string nameOf(sqm::UploadState state) {
+  const auto type = sqm::typeInFlight(state);
+  return std::string(type ? sqm::rowOf(*type).name : "nothing");
 }
 
 }  // namespace
@@ -45,23 +32,20 @@ int main(int argc, char** argv) {
   sqm::platform::StandardHost host(options);
 
   sqm::SQMManager manager(host);
-  manager.SetSQMClientURL(server + "/client");
-  manager.SetSQMConnectionURL(server + "/connection");
-  manager.SetSQMDeviceURL(server + "/device");
-  manager.SetSQMApplicationURL(server + "/application");
-  manager.SetSQMUserAcceptanceURL(server + "/user-acceptance");
+  for (const auto& row : sqm::kRecordTypeTable) manager.setURL(row.type, server + "/" + std::string(row.name));
 
-  // The manager hears of a success first, and has moved on when this observer does.
+  // The manager registered first: when this observer is called, the manager has already started the next post.
   int failures = 0;
   sqm::UploadState inFlight = sqm::UploadState::idle;
   const auto arrived =
       host.notificationCenter->addObserver(sqm::TrelkSQMUploadSuccess, nullptr, [&](const sqm::Notification&) {
-        std::printf("  %-13s arrived\n", nameOf(inFlight));
+        std::printf("  %-15s arrived\n", nameOf(inFlight).c_str());
         inFlight = manager.uploadState();
       });
   const auto failed =
       host.notificationCenter->addObserver(sqm::TrelkSQMUploadFailure, nullptr, [&](const sqm::Notification&) {
-        std::printf("  %-13s could not be sent; what is left stays for the next time\n", nameOf(inFlight));
+        std::printf("  %-15s could not be sent; the remaining records wait for the next upload\n",
+                    nameOf(inFlight).c_str());
         ++failures;
       });
 

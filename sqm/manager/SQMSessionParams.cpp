@@ -13,7 +13,7 @@ std::int64_t SQMSessionParams::setIntValue(std::int64_t value, std::int64_t forK
 }
 
 std::string_view SQMSessionParams::valueForKey(std::int64_t key) const {
-  const auto unsignedKey = static_cast<std::uint64_t>(key);  // so a negative key lies above the highest
+  const auto unsignedKey = static_cast<std::uint64_t>(key);  // a negative key is above the highest
   return unsignedKey > kHighestRead ? std::string_view{}
                                     : mSQMSessionParametersDict_[static_cast<std::size_t>(unsignedKey)];
 }

@@ -2,7 +2,7 @@
 
 namespace sqm {
 
-// NOLINTBEGIN(cppcoreguidelines-avoid-non-const-global-variables): they are variables of the clients'.
+// NOLINTBEGIN(cppcoreguidelines-avoid-non-const-global-variables): clients may write them.
 std::int32_t NsqmRecType = 0;
 std::int32_t NSSQMFields = 0;
 std::int32_t NSSqmError = 0;

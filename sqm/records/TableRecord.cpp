@@ -17,7 +17,7 @@ namespace {
 constexpr std::int64_t kRequiredEntry = 6;
 constexpr std::string_view kRequiredLiteral = "6";
 
-/// The time stamp of a record made while the preferences hold none. It brings its quotes, as every time stamp does.
+/// The time stamp when the preferences hold none. Like every time stamp it includes its quotes.
 constexpr std::string_view kNoTimeStamp = "\"0000000000\"";
 
 }  // namespace

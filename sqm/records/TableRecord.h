@@ -15,7 +15,7 @@ namespace sqm {
 struct RecordKind;
 struct Row;
 
-/// A record that is driven by the table of its kind. The record classes add the operations of their own to it.
+/// A record that works by the table of its kind. The record classes add their own operations.
 ///
 /// A new record reads the field-name table "SQMFieldNames" of the main bundle. Without that resource it has neither
 /// names nor a value dictionary; with one that cannot be read it has a dictionary and no names.
@@ -43,7 +43,7 @@ class TableRecord : public SQM {
   /// True when a value, the empty text included, is stored in the field.
   bool holds(std::int64_t field) const;
 
-  /// What some rows of the layout give.
+  /// The text of some rows of the layout.
   std::string format(std::span<const Row> rows) const;
 
  private:
@@ -57,7 +57,7 @@ class TableRecord : public SQM {
   const RecordKind& kind_;
   std::shared_ptr<const FieldNameTable> names_;
   std::optional<ValueDictionary> values_;
-  std::string escaped_;  // room for the text that a setter escapes, kept from one to the next
+  std::string escaped_;  // the setters' buffer for escaped text; a member so that its capacity is reused
 };
 
 }  // namespace sqm

@@ -33,43 +33,44 @@ struct TypeCase {
   const char* element;
 };
 
-const TypeCase kClient = {"Client",
-                          RecordType::client,
-                          &SQMRecordStore::saveSQMClientRecordToStore,
-                          &SQMRecordStore::deleteSQMClientRecordFromStore,
-                          &SQMRecordStore::getClientRecordXMLAsString,
-                          "SQMClient.plist",
-                          "clientList"};
-const TypeCase kConnection = {"Connection",
-                              RecordType::connection,
-                              &SQMRecordStore::saveSQMConnRecordToStore,
-                              &SQMRecordStore::deleteSQMConnectionRecordsFromStore,
-                              &SQMRecordStore::getConnectionRecordXMLAsString,
-                              "SQMConnection.plist",
-                              "connectionList"};
-const TypeCase kDevice = {"Device",
-                          RecordType::device,
-                          &SQMRecordStore::saveSQMDeviceRecordToStore,
-                          &SQMRecordStore::deleteSQMDeviceRecordFromStore,
-                          &SQMRecordStore::getDeviceRecordXMLAsString,
-                          "SQMDevice.plist",
-                          "deviceList"};
-const TypeCase kApplication = {"Application",
-                               RecordType::application,
-                               &SQMRecordStore::saveSQMApplicationRecordToStore,
-                               &SQMRecordStore::deleteSQMApplicationRecordFromStore,
-                               &SQMRecordStore::getApplicationRecordXMLAsString,
-                               "SQMApplication.plist",
-                               "sqmList"};
-const TypeCase kUserAcceptance = {"UserAcceptance",
-                                  RecordType::userAcceptance,
-                                  &SQMRecordStore::saveSQMUserAcceptanceRecordToStore,
-                                  &SQMRecordStore::deleteSQMUserAcceptanceRecordFromStore,
-                                  &SQMRecordStore::getUserAcceptanceRecordXMLAsString,
-                                  "SQMUserAcceptance.plist",
-                                  "userAcceptanceList"};
+constexpr TypeCase kClient = {"Client",
+                              RecordType::client,
+                              &SQMRecordStore::saveSQMClientRecordToStore,
+                              &SQMRecordStore::deleteSQMClientRecordFromStore,
+                              &SQMRecordStore::getClientRecordXMLAsString,
+                              "SQMClient.plist",
+                              "clientList"};
+constexpr TypeCase kConnection = {"Connection",
+                                  RecordType::connection,
+                                  &SQMRecordStore::saveSQMConnRecordToStore,
+                                  &SQMRecordStore::deleteSQMConnectionRecordsFromStore,
+                                  &SQMRecordStore::getConnectionRecordXMLAsString,
+                                  "SQMConnection.plist",
+                                  "connectionList"};
+constexpr TypeCase kDevice = {"Device",
+                              RecordType::device,
+                              &SQMRecordStore::saveSQMDeviceRecordToStore,
+                              &SQMRecordStore::deleteSQMDeviceRecordFromStore,
+                              &SQMRecordStore::getDeviceRecordXMLAsString,
+                              "SQMDevice.plist",
+                              "deviceList"};
+constexpr TypeCase kApplication = {"Application",
+                                   RecordType::application,
+                                   &SQMRecordStore::saveSQMApplicationRecordToStore,
+                                   &SQMRecordStore::deleteSQMApplicationRecordFromStore,
+                                   &SQMRecordStore::getApplicationRecordXMLAsString,
+                                   "SQMApplication.plist",
+                                   "sqmList"};
+constexpr TypeCase kUserAcceptance = {"UserAcceptance",
+                                      RecordType::userAcceptance,
+                                      &SQMRecordStore::saveSQMUserAcceptanceRecordToStore,
+                                      &SQMRecordStore::deleteSQMUserAcceptanceRecordFromStore,
+                                      &SQMRecordStore::getUserAcceptanceRecordXMLAsString,
+                                      "SQMUserAcceptance.plist",
+                                      "userAcceptanceList"};
 
-const TypeCase kTypeCases[] = {kClient, kConnection, kDevice, kApplication, kUserAcceptance};
+constexpr TypeCase kTypeCases[] = {kClient, kConnection, kDevice, kApplication, kUserAcceptance};
+static_assert(sqm::isPermutationOfTypes(kTypeCases, &TypeCase::type));
 
 /// What a document of the type is when the list is empty.
 std::optional<std::string> emptyDocumentOf(const TypeCase& type) {
@@ -247,7 +248,7 @@ TEST_P(RecordStoreOfType, FailedWriteKeepsTheRecordsInMemory) {
 TEST(RecordStore, ExactDocuments) {
   FakeHost fakes;
   SQMRecordStore store(fakes.host);
-  for (std::int64_t type = 0; type <= 4; ++type) store.saveSQMRecordType(type, "<r/>");
+  for (const TypeCase& type : kTypeCases) (store.*type.save)("<r/>");
   EXPECT_EQ(store.getClientRecordXMLAsString(),
             "<?xml version=\"1.0\" encoding=\"utf-8\"?><clientList><r/></clientList>");
   EXPECT_EQ(store.getConnectionRecordXMLAsString(),

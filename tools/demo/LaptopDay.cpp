@@ -62,7 +62,7 @@ bool playLaptopDay(const Stage& stage) {
   shown.title("A laptop's day, recorded by a host application");
   stage.run("02_laptop_day", {stage.home});
 
-  shown.title("What lies in its five files while it is switched off");
+  shown.title("The five files while it is switched off");
   const auto stored = showStored(stage);
 
   shown.title("The next morning, a new process uploads");

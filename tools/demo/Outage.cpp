@@ -17,7 +17,7 @@ namespace {
 
 constexpr const char* kProgram = "05_upload_queue";
 
-/// What lies in the queue's archive, shown.
+/// Shows the requests of the queue's archive, and returns them.
 sqm::UploadRequests showArchive(const Stage& stage) {
   sqm::platform::StandardHost::Options options;
   options.homeDirectory = stage.home;
@@ -38,10 +38,10 @@ bool playOutage(const Stage& stage) {
 
   shown.title("Requests are queued while their server is down, and the process is killed");
   stage.run(kProgram, {stage.home, "queue", port.address()}, 128 + SIGKILL);
-  shown.note("  killed; this is what it left behind:");
+  shown.note("  killed; the requests that remain on disk:");
   const auto left = showArchive(stage);
 
-  shown.title("The server is up, and a new process sends what is left");
+  shown.title("The server is up, and a new process sends the rest");
   const Collector server(stage.programs, port.number());
   stage.run(kProgram, {stage.home, "send"});
 

@@ -8,7 +8,7 @@
 
 namespace demo {
 
-/// Prints the demonstration for a person to read: coloured on a terminal, plain elsewhere.
+/// Prints the demonstration: coloured on a terminal, plain elsewhere.
 class Shown {
  public:
   void title(std::string_view text) const;
@@ -17,10 +17,10 @@ class Shown {
   void good(std::string_view text) const;
   void bad(std::string_view text) const;
 
-  /// An XML text, a line for each element, indented. What is no XML is printed as it stands.
+  /// Prints an XML text indented, one line for each element. A text that is not XML is printed unchanged.
   void xml(const std::string& text) const;
 
-  /// A JSON text, a line for each value, indented. What is no JSON is printed as it stands.
+  /// Prints a JSON text indented, one line for each value. A text that is not JSON is printed unchanged.
   void json(const std::string& text) const;
 
  private:

@@ -14,12 +14,12 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// The `.sqm` files by name, each with what it holds.
+/// The content of the `.sqm` files, by name.
 using Files = std::map<std::string, std::string>;
 
 constexpr const char* kProgram = "04_sqm_files";
 
-/// Shows the `.sqm` files that lie in the folder, and gives them.
+/// Shows the `.sqm` files of the SQM folder, and returns them.
 Files showFiles(const Stage& stage) {
   Files files;
   for (const auto& entry : fs::directory_iterator(stage.sqmFolder())) {
@@ -35,7 +35,7 @@ Files showFiles(const Stage& stage) {
   return files;
 }
 
-/// Shows how the upload log says it ended.
+/// Shows the last line of the upload log.
 void showEndOfLog(const Stage& stage) {
   constexpr const char* kLog = "Library/Logs/Trelk/Trelk Quenfa/SQMUploadlog.log";
   std::ifstream lines(fs::path(stage.home) / kLog);
@@ -51,7 +51,7 @@ std::string bodyOf(const Files& files) {
   return body;
 }
 
-/// Shows what arrived since `known`; true when that is this one body, answered so.
+/// Shows the posts after the first `known`. Returns true when there is one, with this body and answer.
 bool showArrived(const Stage& stage, std::size_t known, const std::string& body, const std::string& answered) {
   const auto posts = stage.arrived(known);
   for (const Post& post : posts) {
@@ -61,7 +61,7 @@ bool showArrived(const Stage& stage, std::size_t known, const std::string& body,
   return posts.size() == 1 && posts[0].path == "/sqm" && posts[0].body == body && posts[0].answered == answered;
 }
 
-/// Uploads the folder to a server that keeps the files; true when they arrived and are gone.
+/// Uploads the folder to a server that accepts the files. Returns true when they arrived and were deleted.
 bool isDelivered(const Stage& stage, const Files& files) {
   const std::size_t known = stage.arrived().size();
   stage.run(kProgram, {stage.home, stage.server});
@@ -69,7 +69,7 @@ bool isDelivered(const Stage& stage, const Files& files) {
   return showFiles(stage).empty() && isArrived;
 }
 
-/// Uploads the folder to a server that answers 500; true when the files arrived and are there still.
+/// Uploads the folder to a server that answers 500. Returns true when the files arrived and were not deleted.
 bool isRefusedAndKept(const Stage& stage, const Files& files) {
   const std::size_t known = stage.arrived().size();
   stage.setFaults({"/sqm:status=500:once"});

@@ -14,7 +14,7 @@ namespace demo {
 
 namespace {
 
-/// The library tells some of its work to the system console, which is the program's standard error.
+/// Shows the lines that the library wrote to the system console, which is the program's standard error.
 void showConsole(const Shown& shown, const std::string& file) {
   std::ifstream lines(file);
   std::string line;
@@ -47,14 +47,14 @@ std::string Stage::sqmFolder() const { return sqm::sqmFolderPath(sqm::platform::
 
 void Stage::setFaults(const std::vector<std::string>& rules) const {
   const auto answer = httplib::Client(server).Put("/_faults", nlohmann::json(rules).dump(), "application/json");
-  if (!answer || answer->status != 200) throw std::runtime_error("the collection server makes no faults");
+  if (!answer || answer->status != 200) throw std::runtime_error("the collection server does not accept the faults");
 }
 
 std::vector<Post> Stage::arrived(std::size_t known) const {
   httplib::Client client(server);
   const auto get = [&](const std::string& path) {
     const auto answer = client.Get(path);
-    if (!answer || answer->status != 200) throw std::runtime_error("the collection server does not tell " + path);
+    if (!answer || answer->status != 200) throw std::runtime_error("the collection server does not return " + path);
     return answer->body;
   };
   std::vector<Post> posts;

@@ -1,5 +1,5 @@
-// sqm-demo: the library's work on one screen. It starts a collection server, has example programs record and upload,
-// and compares what the server got with what lay on disk.
+// sqm-demo: starts a collection server, runs example programs that record and upload, and compares the bodies that the
+// server received with the records on disk.
 
 #include <algorithm>
 #include <array>
@@ -24,7 +24,7 @@ constexpr std::array kScenes = {
     demo::playFailedAttempt,
 };
 
-/// How much arrived. A post that the server refused arrived as well; its scene has seen to it that it was sent again.
+/// The number of posts. One that the server refused is counted too; its scene checks that it was sent again.
 std::string summary(const std::vector<demo::Post>& posts) {
   const auto kept = static_cast<std::size_t>(
       std::count_if(posts.begin(), posts.end(), [](const auto& post) { return post.isKept(); }));

@@ -13,7 +13,7 @@ namespace {
 
 constexpr std::string_view kTimeStamp = " timestamp=";
 
-/// Adds up how long a text will be. A value that is made XML-safe on the way counts as it is.
+/// Adds up the length of a text. A value that is made XML-safe while it is written counts with its stored length.
 class Measure {
  public:
   void open(std::string_view name) { length_ += name.size() + 2; }
@@ -32,7 +32,7 @@ class Measure {
   std::size_t length_ = 0;
 };
 
-/// Writes elements to the end of a string, which has been made long enough for nearly all of them beforehand.
+/// Appends elements to a string whose capacity suffices for nearly all of them.
 class Writer {
  public:
   Writer(std::string& out, std::size_t expected) : out_(out), used_(out.size()) { out_.resize(used_ + expected); }
@@ -83,7 +83,7 @@ class Writer {
   std::size_t used_;
 };
 
-/// Walks rows, and hands what they give to a sink, element by element.
+/// Walks rows, and passes each element to a sink.
 template <typename Sink>
 class Walk {
  public:

@@ -9,7 +9,7 @@
 
 namespace sqm {
 
-/// What a layout is filled from. Missing names are written "(null)"; missing values count as absent.
+/// The values that a layout writes. Missing names are written "(null)"; missing values count as absent.
 struct RecordContents {
   const FieldNameTable* names;    ///< null without a field-name table
   const ValueDictionary* values;  ///< null without a value dictionary; otherwise made with `names`
@@ -17,8 +17,8 @@ struct RecordContents {
   const UtilityFunctions* utilities;
 };
 
-/// Appends what the rows give to `out`: one line, without white space between elements. Grows `out` once.
-/// Failure: std::out_of_range, with `out` as it was, when a row's entry lies beyond a short field-name table.
+/// Appends the rows' text to `out`: one line, without white space between elements. Grows `out` once.
+/// Failure: std::out_of_range, with `out` unchanged, when a row's entry is beyond the end of a short field-name table.
 void appendRows(std::string& out, Rows rows, const RecordContents& contents);
 
 }  // namespace sqm

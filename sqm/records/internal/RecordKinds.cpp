@@ -11,7 +11,7 @@ constexpr Row kCommonConnectionRows[] = {
     present(17), present(18), present(19), present(20), present(21), present(22),
 };
 
-// 47, 34 and 33 come in this order. 35 is stored in Wi-Fi records for the filters to see, and not written.
+// 47, 34 and 33 are written in this order. 35 is stored in Wi-Fi records for the filters and not written.
 constexpr Row kWiFiRows[] = {
     present(23), present(24), present(25), present(26),  present(27),  present(28),  present(29),
     present(30), present(31), present(32), notEmpty(47), notEmpty(34), notEmpty(33), always(87),

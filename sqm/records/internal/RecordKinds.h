@@ -9,8 +9,8 @@
 
 namespace sqm {
 
-/// What sets one kind of record apart from the others: its names, its layout, and how its setters and its validation
-/// answer. The records have no other differences.
+/// The differences between the kinds of record: names, layout, and the results of setters and validation. There are no
+/// others.
 struct RecordKind {
   /// The key without which the record is not formatted.
   enum class Required : std::uint8_t {
@@ -24,8 +24,8 @@ struct RecordKind {
   Rows layout = {};                               ///< no rows: a kind that formats nothing
   Required required = Required::entry6;
   RecordStatus requiredMissing = kRecordRejected;    ///< the status without the required key
-  RecordStatus withoutDictionary = kRecordRejected;  ///< what validation gives without a value dictionary
-  std::uint8_t highestField = 90;                    ///< what lies above is not stored
+  RecordStatus withoutDictionary = kRecordRejected;  ///< the result of validation without a value dictionary
+  std::uint8_t highestField = 90;                    ///< fields above it are not stored
   RecordStatus fieldRejected = kRecordOk;            ///< the setters' status for such a field, and without a dictionary
   RecordStatus plainSetterNameMissing = kRecordOk;   ///< the plain setter's status where the table has no name
   bool absentValueRemoves = false;                   ///< otherwise an absent value is an error of the caller

@@ -16,13 +16,13 @@ enum class When : std::uint8_t {
   notEmpty  ///< a value is stored, and it is not the empty text
 };
 
-/// One line of a record's layout: what is written at this place. Rows are made by the functions below. The element's
+/// One line of a record's layout. Rows are made by the functions below. The element's
 /// name is the field-name entry's, or the fixed name where there is one.
 struct Row {
   enum class Kind : std::uint8_t {
     value,          ///< an element around the entry's value
     timeStamped,    ///< the same, with the client time stamp as the attribute `timestamp`
-    environment,    ///< an element around the value stored under the fixed name, made XML-safe on the way out
+    environment,    ///< an element around the value stored under the fixed name, made XML-safe when it is written
     element,        ///< an element around rows
     markedElement,  ///< the same, where the entry has a value (of any text) and at least one of the rows is written
     section         ///< rows, without an element around them
@@ -62,7 +62,7 @@ constexpr std::size_t timesWritten(Rows rows, std::size_t entry) {
   return times;
 }
 
-/// True when every row names an entry that there is, and no value is written twice.
+/// True when every row names an entry from 0 to 90, and no value is written twice.
 constexpr bool isSound(Rows rows) {
   for (const Row& row : rows) {
     if (row.entry >= FieldNameTable::kFields || !isSound(row.rows)) return false;
