@@ -395,7 +395,7 @@ TEST_F(SQMDataCollectorTest, AFullSessionIsOneLine) {
   text(kSessionLoginStart, "2026-11-15 20:01:10.3");
   collectFullSession(collector, host.clock);
   ASSERT_EQ(folder.names(), std::vector<std::string>{std::string(kSessionFile)});
-  EXPECT_EQ(contentOf(folder / kSessionFile), contentOf(paths::kGolden + std::string("/full_session.sqm")));
+  EXPECT_EQ(contentOf(folder / kSessionFile), contentOf(paths::golden() + "/full_session.sqm"));
 }
 
 TEST_F(SQMDataCollectorTest, ASaveThatFailsIsNotTold) {

@@ -58,7 +58,7 @@ class SQMRecordTest : public ::testing::Test {
 };
 
 TEST_F(SQMRecordTest, FreshRecordIsALineOf258Bytes) {
-  EXPECT_EQ(saved(), contentOf(paths::kGolden + std::string("/fresh_record.sqm")));
+  EXPECT_EQ(saved(), contentOf(paths::golden() + "/fresh_record.sqm"));
   EXPECT_EQ(saved().size(), 258U);
 }
 

@@ -40,6 +40,7 @@ std::vector<Event> eventsIn(const std::string& text) {
 std::vector<Event> watch(const CollectorClient& client, const std::string& path, std::size_t count,
                          const httplib::Headers& headers = {}) {
   httplib::Client http("127.0.0.1", client.port());
+  http.set_read_timeout(kPatience);
   std::string text;
   http.Get(path, headers, [&](const char* data, std::size_t size) {
     text.append(data, size);

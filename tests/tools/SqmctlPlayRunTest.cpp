@@ -17,7 +17,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-const std::string kResources = std::string(paths::kSources) + "/examples";
+const std::string kResources = paths::sources() + "/examples";
 
 /// Runs a command of the shell.
 Outcome shell(const std::string& command, const std::string& input = "") {

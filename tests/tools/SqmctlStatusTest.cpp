@@ -5,6 +5,8 @@
 #include <string>
 #include <sys/stat.h>
 
+#include <nlohmann/json.hpp>
+
 #include "tests/tools/Sqmctl.h"
 
 namespace {

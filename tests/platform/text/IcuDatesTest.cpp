@@ -199,7 +199,7 @@ TEST(StartTimes, AFullSessionIsTheOneThatTheGoldenFileHolds) {
   SQMDataCollector collector(host.host);
   collector.setSQMDirPath(folder.path());
   collectFullSession(collector, host.clock);
-  EXPECT_EQ(contentOf(folder / kSessionFile), contentOf(paths::kGolden + std::string("/full_session.sqm")));
+  EXPECT_EQ(contentOf(folder / kSessionFile), contentOf(paths::golden() + "/full_session.sqm"));
 }
 
 TEST(FileNames, AreTheLocalTimeOfTheZone) {
