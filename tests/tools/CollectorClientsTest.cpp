@@ -1,4 +1,4 @@
-// What clients may do to the collection server: much, at once, slowly, or wrongly. It serves the others all the while.
+// Clients that send a lot, many at once, slowly, or wrongly. The collection server serves all others meanwhile.
 
 #include <memory>
 #include <string>

@@ -1,4 +1,4 @@
-// What the collection server keeps of a request, and how it tells of it.
+// What the collection server keeps of a request, and what it answers about it.
 
 #include <string>
 #include <utility>

@@ -1,6 +1,7 @@
 // What `sqmctl status` says of what waits.
 
 #include <chrono>
+#include <fcntl.h>
 #include <filesystem>
 #include <string>
 #include <sys/stat.h>
