@@ -78,7 +78,7 @@ HttpServer::HttpServer(const Limits& limits) : limits_(limits) {
     const int on = 1;  // a restart finds its port free; a second server does not
     setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
   });
-  refuseToo([this](const httplib::Request& request) { return refuseBody(request, limits_.largestBody); });
+  addRefusal([this](const httplib::Request& request) { return refuseBody(request, limits_.largestBody); });
   set_pre_routing_handler([this](const httplib::Request& request, httplib::Response& response) {
     const auto refusal = refusalOf(request);
     if (!refusal) return HandlerResponse::Unhandled;
