@@ -30,11 +30,8 @@ write_basic_package_version_file(${PROJECT_BINARY_DIR}/SQMConfigVersion.cmake CO
 install(FILES ${PROJECT_BINARY_DIR}/SQMConfig.cmake ${PROJECT_BINARY_DIR}/SQMConfigVersion.cmake
   DESTINATION ${SQM_PACKAGE_DIR})
 
-if(TARGET sqm-collector)
-  install(TARGETS sqm-collector COMPONENT tools)
-endif()
 if(TARGET sqmctl)
-  install(TARGETS sqmctl COMPONENT tools)
+  install(TARGETS sqmctl sqm-collector COMPONENT tools)
   install(FILES tools/sqmctl/sqmctl.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools)
   install(FILES tools/sqmctl/completion.bash DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions
     RENAME sqmctl COMPONENT tools)

@@ -15,7 +15,6 @@ namespace sqm {
 
 namespace {
 
-constexpr int kStatusOk = 200;
 
 std::string archivePathOf(const Host& host) {
   return host.configuration->applicationQuenfaFolderPath().append("/").append(QFRecordUploader::kArchiveFile);
@@ -91,7 +90,7 @@ void QFRecordUploader::httpStatus(const Notification& notification) {
       {httpAgent_->httpResponseContent(), std::to_string(status)});
   // When two requests are under way, one may fail while the transaction still has the other's status 200.
   const bool isAnswer = notification.name == TrelkHttpTransactionCompletedNotification;
-  if (!isAnswer || status != kStatusOk) return;
+  if (!isAnswer || status != kHttpStatusOk) return;
   if (!removeHead()) return;
   ++remaining_;
   host_.mainThread->post([this] {

@@ -9,7 +9,6 @@ namespace sqm {
 
 namespace {
 
-constexpr int kSuccess = 200;  // 201 and 204 are errors
 
 }  // namespace
 
@@ -43,7 +42,7 @@ void SQMUploader::httpStatus(const Notification& notification) {
   channel_->logNotification(notification);
   if (notification.name == TrelkHttpTransactionCompletedNotification) {
     const int status = channel_->transaction().httpResponseStatusCode();
-    if (status == kSuccess) {
+    if (status == kHttpStatusOk) {
       continueAfterSuccess();
     } else {
       channel_->log("httpStatus : transaction recieved error response %d", {std::to_string(status)});

@@ -24,7 +24,7 @@ try:
 except ImportError:
     sys.exit("The browser tests need Selenium for Debian's Python: apt-get install python3-selenium")
 
-PATIENCE = 20  # seconds that a condition has to come true; it takes milliseconds, on a machine that has time
+PATIENCE = 60  # seconds for a condition to become true: it takes milliseconds, but the machine may be busy
 SOURCES = pathlib.Path(__file__).resolve().parents[2]
 
 WIDE = (1280, 860)

@@ -10,6 +10,7 @@
 #include <nlohmann/json.hpp>
 
 #include "tests/support/Paths.h"
+#include "tests/support/Patience.h"
 #include "tests/support/Programs.h"
 #include "tools/support/ReservedPort.h"
 
@@ -19,7 +20,7 @@ namespace fs = std::filesystem;
 
 using tools::Process;
 
-const std::string kSources = paths::kSources;
+const std::string kSources = paths::sources();
 
 std::size_t timesIn(const std::string& text, const std::string& part) {
   std::size_t times = 0;
@@ -36,6 +37,7 @@ struct Post {
 
 std::vector<Post> postsTo(const Collector& collector) {
   httplib::Client client(collector.address());
+  client.set_read_timeout(kPatience);
   std::vector<Post> posts;
   for (const auto& request : nlohmann::json::parse(client.Get("/_requests")->body)) {
     posts.push_back({request.at("path"), client.Get("/_requests/" + request.at("id").dump() + "/body")->body});

@@ -406,7 +406,7 @@ TEST_F(SQMDataCollectorTest, AFullSessionIsOneLine) {
   text(kSessionLoginStart, "2026-11-15 20:01:10.3");
   collectFullSession(collector, host.clock);
   ASSERT_EQ(host.files.names(kFolder), std::vector<std::string>{std::string(kSessionFile)});
-  expectGoldenFile(host.files.content(kFolder + "/" + std::string(kSessionFile)), "full_session.sqm");
+  expectGoldenFile(host.files.content(kFolder + "/" + std::string(kSessionFile)).value(), "full_session.sqm");
 }
 
 TEST_F(SQMDataCollectorTest, ASaveThatFailsIsNotReported) {

@@ -2,8 +2,8 @@
 
 #include <cstddef>
 
-/// Watches the allocations that the program makes while it lives. A binary that is linked with AllocationProbe.cpp has
-/// its global operator new replaced for that.
+/// Counts the allocations of the program during its lifetime. AllocationProbe.cpp replaces the global operator new of
+/// the program that is linked with it.
 ///
 /// Threading: one probe at a time, and one thread.
 class AllocationProbe {
@@ -16,6 +16,6 @@ class AllocationProbe {
   std::size_t count() const;
   std::size_t bytes() const;
 
-  /// Lets this many allocations succeed, and no other.
+  /// Makes every allocation after the next `successes` ones fail.
   void failAfter(std::size_t successes);
 };

@@ -19,7 +19,7 @@ inline std::string everyByte() {
   return bytes;
 }
 
-/// Texts that a careless formatter, parser or buffer would trip over.
+/// Texts that break careless formatters, parsers and buffers.
 inline const std::string kAwkwardTexts[] = {
     "100 % of %@, %s and %ld",  "\"quoted\" 'twice'", "<a>&amp;</a>", "line\r\n\ttab", " ", "",
     repeated("long ", 200'000), everyByte(),

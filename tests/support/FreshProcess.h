@@ -7,7 +7,7 @@
 
 namespace sqm::test {
 
-/// Ends the process, successfully when no assertion of the test has failed; otherwise says which did.
+/// Ends the process: with success when no assertion of the test has failed, otherwise with a message for each failure.
 [[noreturn]] inline void endWithVerdict() {
   const ::testing::TestResult& result = *::testing::UnitTest::GetInstance()->current_test_info()->result();
   for (int part = 0; part < result.total_part_count(); ++part) {
@@ -21,12 +21,12 @@ namespace sqm::test {
 
 // NOLINTBEGIN(cppcoreguidelines-macro-usage): GoogleTest's tests are macros.
 
-/// Calls `body` in a new process, in which no object has been made of which a process has one; once in a test.
+/// Calls `body` in a new process, in which no process-wide object exists yet. Use it once in a test.
 #define EXPECT_IN_FRESH_PROCESS(body)             \
   GTEST_FLAG_SET(death_test_style, "threadsafe"); \
   EXPECT_EXIT((body, sqm::test::endWithVerdict()), ::testing::ExitedWithCode(0), "")
 
-/// A test that runs in a new process, in which no object has been made of which a process has one.
+/// A test that runs in a new process, in which no process-wide object exists yet.
 #define TEST_IN_FRESH_PROCESS(suite, name)                      \
   static void suite##name();                                    \
   TEST(suite, name) { EXPECT_IN_FRESH_PROCESS(suite##name()); } \

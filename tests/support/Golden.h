@@ -13,7 +13,7 @@
 
 /// The text of a file in tests/golden, without the line feed at its end.
 inline std::string goldenText(const std::string& file) {
-  std::ifstream stream(std::string(paths::kGolden) + "/" + file, std::ios::binary);
+  std::ifstream stream(paths::golden() + "/" + file, std::ios::binary);
   if (!stream) throw std::runtime_error("there is no golden text " + file);
   std::string text{std::istreambuf_iterator<char>(stream), {}};
   if (text.ends_with('\n')) text.pop_back();

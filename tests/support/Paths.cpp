@@ -2,10 +2,10 @@
 
 namespace paths {
 
-const char* const kSources = SQM_SOURCE_DIR;
-const char* const kGolden = SQM_SOURCE_DIR "/tests/golden";
-const char* const kPrograms = SQM_PROGRAM_DIR;
-const char* const kBuild = SQM_BUILD_DIR;
-const char* const kCMake = SQM_CMAKE;
+std::string sources() { return SQM_SOURCE_DIR; }
+std::string golden() { return SQM_SOURCE_DIR "/tests/golden"; }
+std::string programs() { return SQM_PROGRAM_DIR; }
+std::string build() { return SQM_BUILD_DIR; }
+std::string cmake() { return SQM_CMAKE; }
 
 }  // namespace paths

@@ -1,12 +1,14 @@
 #pragma once
 
-/// Where the sources and the programs of this build lie.
+#include <string>
+
+/// The folders of this build, all absolute.
 namespace paths {
 
-extern const char* const kSources;
-extern const char* const kGolden;    ///< tests/golden
-extern const char* const kPrograms;  ///< the folder of the programs
-extern const char* const kBuild;     ///< the build tree
-extern const char* const kCMake;     ///< the CMake that configured it
+std::string sources();
+std::string golden();    ///< tests/golden
+std::string programs();  ///< the built programs
+std::string build();     ///< the build tree
+std::string cmake();     ///< the CMake program that configured it
 
 }  // namespace paths

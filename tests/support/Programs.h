@@ -10,7 +10,7 @@
 #include "tools/support/Process.h"
 
 /// The folder of this build's programs.
-inline const std::string kPrograms = paths::kPrograms;
+inline const std::string kPrograms = paths::programs();
 
 /// The result of a program.
 struct Outcome {

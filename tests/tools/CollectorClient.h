@@ -16,6 +16,7 @@
 #include <httplib.h>
 #include <nlohmann/json.hpp>
 
+#include "tests/support/Patience.h"
 #include "tests/support/Programs.h"
 
 /// A collection server, and a client that talks to it over one connection.
@@ -25,7 +26,7 @@ class CollectorClient {
       : collector_(options), http_(collector_.address()) {
     http_.set_keep_alive(true);
     http_.set_tcp_nodelay(true);
-    http_.set_read_timeout(250);  // seconds: a server built for a sanitizer, on a busy machine
+    http_.set_read_timeout(kPatience);
   }
 
   Collector& collector() { return collector_; }
@@ -62,7 +63,7 @@ class CollectorClient {
 class RawConnection {
  public:
   explicit RawConnection(int port) : socket_(::socket(AF_INET, SOCK_STREAM, 0)) {
-    const timeval patience = {.tv_sec = 30, .tv_usec = 0};
+    const timeval patience = {.tv_sec = kPatience.count(), .tv_usec = 0};
     setsockopt(socket_, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
     sockaddr_in address{};
     address.sin_family = AF_INET;

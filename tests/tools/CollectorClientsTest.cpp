@@ -1,4 +1,4 @@
-// What clients may do to the collection server: much, at once, slowly, or wrongly. It serves the others all the while.
+// Clients that send a lot, many at once, slowly, or wrongly. The collection server serves all others meanwhile.
 
 #include <memory>
 #include <string>
@@ -36,6 +36,7 @@ TEST(CollectorClients, MaySend10000RequestsAtOnce) {
       httplib::Client http("127.0.0.1", client.port());
       http.set_keep_alive(true);
       http.set_tcp_nodelay(true);
+      http.set_read_timeout(kPatience);
       for (int n = 0; n < kEach; ++n) {
         const auto answer = http.Post("/connection", kDocument, "text/xml");
         if (!answer || answer->status != 200) ADD_FAILURE() << "client " << i << " is not served";
@@ -112,7 +113,7 @@ INSTANTIATE_TEST_SUITE_P(
     CaseName());
 
 TEST(CollectorClients, ThatAreSlowHoldUpNobody) {
-  CollectorClient client;
+  CollectorClient client({"--stall", "300"});
   std::vector<std::unique_ptr<RawConnection>> slow;
   for (int i = 0; i < 100; ++i) {
     slow.push_back(std::make_unique<RawConnection>(client.port()));

@@ -1,4 +1,4 @@
-// The collection server tells those who watch of what arrives.
+// The collection server sends events about arrivals to its watchers.
 
 #include <memory>
 #include <string>
@@ -36,10 +36,11 @@ std::vector<Event> eventsIn(const std::string& text) {
   return events;
 }
 
-/// The first events of a watcher who begins there.
+/// The first events of a watcher with this path and these headers.
 std::vector<Event> watch(const CollectorClient& client, const std::string& path, std::size_t count,
                          const httplib::Headers& headers = {}) {
   httplib::Client http("127.0.0.1", client.port());
+  http.set_read_timeout(kPatience);
   std::string text;
   http.Get(path, headers, [&](const char* data, std::size_t size) {
     text.append(data, size);
@@ -136,7 +137,7 @@ TEST(CollectorEvents, HaveAsManyWatchersAsAreAllowed) {
     EXPECT_EQ(client.http().Get("/_events")->status, 503);
     EXPECT_EQ(client.post("/sqm", ""), 200) << "others are served";
   }
-  // The place of a watcher who has left is free soon.
+  // The place of a watcher that disconnected becomes free soon.
   for (int status = 503; status != 200;) {
     RawConnection third(client.port());
     third.send(ask);

@@ -1,4 +1,4 @@
-// What the collection server keeps of a request, and how it tells of it.
+// What the collection server keeps of a request, and what it answers about it.
 
 #include <string>
 #include <utility>
@@ -134,7 +134,7 @@ TEST(CollectorInterface, TakesEveryKindOfPostApart) {
       {"/device", "<deviceList><r><a>1</a></r></deviceList>", "device"},
       {"/application", "<sqmList><vpn><a>1</a></vpn></sqmList>", "application"},
       {"/user-acceptance", "<userAcceptanceList><r><a>1</a></r></userAcceptanceList>", "user-acceptance"},
-      {"/sqm", contentOf(std::string(paths::kGolden) + "/full_session.sqm"), "sqm"},
+      {"/sqm", contentOf(paths::golden() + "/full_session.sqm"), "sqm"},
       {"/queue", "anything", "queue"},
   };
   CollectorClient client;

@@ -71,12 +71,15 @@ TEST(CollectorOptions, AnAddressThatIsNotTheMachinesOwnIsAFailure) {
 TEST(CollectorOptions, ListensWhereItIsTold) {
   const Collector here({"--listen", "127.0.0.2"});
   EXPECT_EQ(here.address().rfind("http://127.0.0.2:", 0), 0U) << here.address();
-  EXPECT_EQ(httplib::Client(here.address()).Get("/_requests")->status, 200);
+  httplib::Client client(here.address());
+  client.set_read_timeout(kPatience);
+  EXPECT_EQ(client.Get("/_requests")->status, 200);
 }
 
 TEST(CollectorOptions, IsAskedByAnyNameWhereOthersReachIt) {
   const Collector here({"--listen", "0.0.0.0"});
-  httplib::Client client("127.0.0.1", std::stoi(here.address().substr(here.address().rfind(':') + 1)));
+  httplib::Client client("127.0.0.1", here.port());
+  client.set_read_timeout(kPatience);
   EXPECT_EQ(client.Get("/_requests", {{"Host", "build-server:8080"}})->status, 200);
 }
 
@@ -85,6 +88,7 @@ TEST(CollectorOptions, PrintsItsAddressAndThenALineForEachRequest) {
   std::string address = collector.readLine();
   address.pop_back();
   httplib::Client client(address);
+  client.set_read_timeout(kPatience);
   client.Post("/connection", kDocument, "text/xml");
   EXPECT_EQ(collector.readLine(),
             "1  POST /connection  " + std::to_string(kDocument.size()) + " bytes  2 records  200");
@@ -100,7 +104,9 @@ TEST(CollectorOptions, QuietPrintsTheAddressAlone) {
   tools::Process collector({kCollector, "--port", "0", "--quiet"}, /*readsOutput=*/true);
   std::string address = collector.readLine();
   address.pop_back();
-  httplib::Client(address).Post("/connection", kDocument, "text/xml");
+  httplib::Client client(address);
+  client.set_read_timeout(kPatience);
+  client.Post("/connection", kDocument, "text/xml");
   collector.terminate();
   EXPECT_EQ(collector.wait(), 0);
   EXPECT_EQ(collector.readLine(), "");

@@ -18,13 +18,8 @@ class Played {
 
   /// Runs another scenario in the same home directory.
   Played& play(std::string_view scenario, const std::vector<std::string>& options = {}) {
-    std::vector<std::string> words = {kPrograms + "/sqmctl",
-                                      "--home",
-                                      home(),
-                                      "--resources",
-                                      std::string(paths::kSources) + "/examples",
-                                      "play",
-                                      "-"};
+    std::vector<std::string> words = {kPrograms + "/sqmctl",          "--home", home(), "--resources",
+                                      paths::sources() + "/examples", "play",   "-"};
     words.insert(words.end(), options.begin(), options.end());
     outcome_ = runProgram(words, scenario);
     return *this;

@@ -40,7 +40,7 @@ struct Parts {
 Parts partsOf(std::string_view path, std::string body) { return {path, std::move(body)}; }
 
 std::string golden(const std::string& name) {
-  std::string text = contentOf(std::string(paths::kGolden) + "/" + name);
+  std::string text = contentOf(paths::golden() + "/" + name);
   EXPECT_FALSE(text.empty()) << name;
   while (text.ends_with('\n')) text.pop_back();
   return text;

@@ -4,11 +4,11 @@
 #include <map>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
-#include <httplib.h>
-#include <nlohmann/json.hpp>
+#include <nlohmann/json_fwd.hpp>
 
 #include "tests/support/OrdinaryUser.h"
 #include "tests/support/Programs.h"
@@ -90,22 +90,11 @@ inline std::map<std::string, std::string> everythingBelow(const std::string& fol
   return all;
 }
 
-/// What a collection server got: the bodies by path.
-inline std::vector<std::pair<std::string, std::string>> postsTo(const Collector& collector) {
-  httplib::Client client(collector.address());
-  std::vector<std::pair<std::string, std::string>> posts;
-  for (const auto& request : Json::parse(client.Get("/_requests")->body)) {
-    posts.emplace_back(request.at("path"), client.Get("/_requests/" + request.at("id").dump() + "/body")->body);
-  }
-  return posts;
-}
+/// The bodies that a collection server received, by path.
+std::vector<std::pair<std::string, std::string>> postsTo(const Collector& collector);
 
-/// An address of this machine at which nobody listens.
-inline std::string deadAddress() {
-  Collector collector;
-  collector.end();
-  return collector.address();
-}
+/// An address of this machine at which nobody listens as long as the test runs.
+std::string deadAddress();
 
 /// `text` without the seconds that a request took, which differ.
 inline std::string withoutSeconds(std::string text) {

@@ -2,6 +2,8 @@
 
 #include <string>
 
+#include <nlohmann/json.hpp>
+
 #include "sqm/diagnostics/SQMDiagnosticsRecord.h"
 #include "sqm/platform/StandardHost.h"
 #include "sqm/platform/text/GzipBase64.h"

@@ -3,6 +3,8 @@
 #include <filesystem>
 #include <string>
 
+#include <nlohmann/json.hpp>
+
 #include "tests/platform/http/LoopbackServer.h"
 #include "tests/support/Golden.h"
 #include "tests/tools/Sqmctl.h"

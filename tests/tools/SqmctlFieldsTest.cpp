@@ -8,7 +8,7 @@
 
 namespace {
 
-const std::string kSample = paths::kSources + std::string("/examples/SQMFieldNames.plist");
+const std::string kSample = paths::sources() + "/examples/SQMFieldNames.plist";
 
 std::vector<std::string> distinctNames(std::size_t count = 91) {
   std::vector<std::string> names;

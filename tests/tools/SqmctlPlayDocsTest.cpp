@@ -15,8 +15,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
-const std::string kSources = paths::kSources;
-const std::string kGolden = paths::kGolden + std::string("/play");
+const std::string kSources = paths::sources();
+const std::string kGolden = paths::golden() + "/play";
 
 /// The part of docs/scenarios.md between two texts.
 std::string documented(const std::string& after, const std::string& before) {

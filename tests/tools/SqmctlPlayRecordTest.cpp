@@ -226,9 +226,9 @@ TEST(SqmctlPlayRecord, OptionsAreAcceptedBeforeTheSubcommand) {
 )");
   EXPECT_EQ(outcome.status, 0) << outcome.err;
   EXPECT_EQ(namesIn(folder / "home/a"), std::vector<std::string>{"0Q20261121100000.sqm"});
-  const Outcome after = runProgram(
-      {kSqmctl, "play", "-", "--home", folder / "other", "--resources", std::string(paths::kSources) + "/examples"},
-      "{\"do\":\"save\"}\n");
+  const Outcome after =
+      runProgram({kSqmctl, "play", "-", "--home", folder / "other", "--resources", paths::sources() + "/examples"},
+                 "{\"do\":\"save\"}\n");
   EXPECT_EQ(after.status, 0) << after.err;
   EXPECT_EQ(folder.names(), (std::vector<std::string>{"home", "other"}));
 }

@@ -17,7 +17,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-const std::string kResources = std::string(paths::kSources) + "/examples";
+const std::string kResources = paths::sources() + "/examples";
 
 /// Runs a shell command.
 Outcome shell(const std::string& command, const std::string& input = "") {

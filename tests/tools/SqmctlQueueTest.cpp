@@ -2,6 +2,8 @@
 
 #include <string>
 
+#include <nlohmann/json.hpp>
+
 #include "tests/platform/http/LoopbackServer.h"
 #include "tests/tools/Sqmctl.h"
 

@@ -2,6 +2,8 @@
 
 #include <string>
 
+#include <nlohmann/json.hpp>
+
 #include "tests/tools/Sqmctl.h"
 
 namespace {

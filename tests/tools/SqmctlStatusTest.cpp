@@ -1,9 +1,12 @@
 // What `sqmctl status` says of what waits.
 
 #include <chrono>
+#include <fcntl.h>
 #include <filesystem>
 #include <string>
 #include <sys/stat.h>
+
+#include <nlohmann/json.hpp>
 
 #include "tests/tools/Sqmctl.h"
 

@@ -12,7 +12,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-const std::string kSources = paths::kSources;
+const std::string kSources = paths::sources();
 const Words kSubcommands = {"status",    "show",        "documents", "upload", "queue",
                             "directory", "diagnostics", "fields",    "play"};
 
@@ -193,7 +193,7 @@ class SqmctlInstalled : public ::testing::Test {
  protected:
   SqmctlInstalled() {
     installed =
-        runProgram({paths::kCMake, "--install", paths::kBuild, "--prefix", prefix.path(), "--component", "tools"});
+        runProgram({paths::cmake(), "--install", paths::build(), "--prefix", prefix.path(), "--component", "tools"});
   }
 
   TemporaryFolder prefix;

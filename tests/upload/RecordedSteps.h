@@ -26,6 +26,8 @@ class RecordedSteps : public sqm::HttpTransactionFactory, public sqm::LogFileFac
     return std::make_unique<Transaction>(*this, fakes_.http);
   }
 
+  std::size_t requestsUnderWay() const override { return fakes_.http.requestsUnderWay(); }
+
   std::unique_ptr<sqm::LogFile> initWithFile(std::string_view file, int logLevel) override {
     add("open " + std::string(file) + " " + std::to_string(logLevel));
     return std::make_unique<Log>(*this);

@@ -100,7 +100,7 @@ ssize_t Connection::write(const char* data, std::size_t size) {
   return static_cast<ssize_t>(written);
 }
 
-// Nobody asks who the client is: what it sends is no less welcome from another port.
+// No handler uses the addresses.
 void Connection::get_remote_ip_and_port(std::string& ip, int& port) const {
   ip.clear();
   port = 0;

@@ -9,43 +9,42 @@
 
 namespace collector {
 
-/// What a client may take of the server.
+/// The resources that a client may use.
 struct Limits {
-  std::size_t connections = 256;         ///< at a time; more wait to be accepted
-  std::chrono::seconds stall{10};        ///< without a byte going either way
+  std::size_t connections = 256;         ///< at a time; others wait to be accepted
+  std::chrono::seconds stall{10};        ///< without a byte in either direction
   std::chrono::seconds request{120};     ///< from the first byte of a request to its last
   std::chrono::seconds keepAlive{30};    ///< between two requests
   std::size_t largestBody = 256U << 20;  ///< bytes
 };
 
-/// A client's connection, as the HTTP engine sees it: what it reads and writes passes here. Beyond that it keeps the
-/// head of the request as it was written, bounds what a client can make the engine hold or wait for, and can be broken
-/// off.
+/// A client's connection, through which the HTTP engine reads and writes. It also keeps the head of the request as it
+/// was sent, limits the memory and time that a client can take, and can be reset.
 ///
-/// Threading: one thread serves it; the `stop` calls may come from any.
+/// Threading: one thread serves it; the `stop` functions may be called on any.
 class Connection : public httplib::Stream {
  public:
-  /// Takes the socket, which does not block, and closes it in the end.
+  /// Takes ownership of a non-blocking socket.
   Connection(int socket, const Limits& limits);
   Connection(const Connection&) = delete;
   Connection& operator=(const Connection&) = delete;
   ~Connection() override;
 
-  /// Waits for the first byte of a request. False when none comes, and the connection is to be closed.
+  /// Waits for the first byte of a request. Returns false when none arrives and the connection must be closed.
   bool waitForRequest();
 
-  /// The engine has the head of the request; what follows is the body.
+  /// Marks the end of the head: what follows is the body.
   void endHead() { isHeadRead_ = true; }
   bool isHeadRead() const { return isHeadRead_; }
 
-  /// The request line and the headers, as the client wrote them.
+  /// The request line and the headers, as the client sent them.
   const std::string& head() const { return head_; }
 
-  /// Makes this request the connection's last: part of it will not be read.
+  /// Makes this request the connection's last, because part of it is not read.
   void closeAfterAnswer() { isLast_ = true; }
   bool isLast() const { return isLast_; }
 
-  /// Resets the connection: not a byte is written from now on, and the client's system reports a reset.
+  /// Resets the connection: no more bytes are written, and the client's system reports a reset.
   void breakOff() { isBroken_ = isLast_ = true; }
 
   /// True when the client has closed its side.

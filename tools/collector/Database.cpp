@@ -13,7 +13,7 @@ namespace collector {
 
 namespace {
 
-// What marks a file as this program's: not to be changed. The version tells the tables apart, should they ever change.
+// The identification of this program's files, which must not change, and the version of their tables.
 constexpr std::uint32_t kApplicationId = 0x53514D43;  // "SQMC"
 constexpr std::uint32_t kVersion = 1;
 constexpr const char* kMark = "PRAGMA application_id = 0x53514D43; PRAGMA user_version = 1;";
@@ -134,8 +134,8 @@ sqlite::Connection open(const std::string& file) {
   if (!file.empty()) checkFile(file);
   try {
     sqlite::Connection connection(file);
-    // The mark is written before the journal is switched to the log: it is then in the file itself, where the next
-    // start looks for it, whatever becomes of this run.
+    // The identification is written before the journal is switched to write-ahead mode, so that it is in the file
+    // itself, where the next start reads it even after a crash.
     connection.run(kMark);
     connection.run("PRAGMA journal_mode = WAL; PRAGMA synchronous = NORMAL;");
     connection.run(kTables);

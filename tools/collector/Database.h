@@ -17,7 +17,7 @@ struct Arrival {
   std::string time;  ///< UTC, ISO 8601
   std::string method;
   std::string path;         ///< as the client wrote it, without a query
-  std::string query;        ///< what stands behind the question mark
+  std::string query;        ///< the part after the question mark
   std::string contentType;  ///< empty: none
   std::string headers;      ///< a JSON array of [name, value]
   std::string_view body;
@@ -58,24 +58,24 @@ class CannotOpen : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-/// What has arrived, kept by SQLite in one file, or in a temporary one that goes with this object. A request and its
-/// records are kept together or not at all; once `add` has returned they survive the end of the process, however it
-/// comes.
+/// The requests that arrived and their records, in an SQLite file, or in a temporary one that is deleted with this
+/// object. A request and its records are stored in one transaction. Once `add` has returned, they survive the end of
+/// the process, a crash included.
 ///
 /// Failure: sqlite::Error.
-/// Threading: any thread; one at a time is served.
+/// Threading: any thread. Calls are serialised.
 class Database {
  public:
-  /// The empty name stands for a temporary database. `mostRequests`: the oldest go when there are more; 0 keeps all.
-  /// Throws CannotOpen, also for a file that another program has made, which stays as it is.
+  /// An empty name means a temporary database. When there are more than `mostRequests`, the oldest are deleted; 0 keeps
+  /// all. Throws CannotOpen, also for a file of another program, which it does not change.
   Database(const std::string& file, std::int64_t mostRequests);
   ~Database();
 
-  /// Keeps a request, taken apart. Gives what was kept.
+  /// Stores a request and its records. Returns the stored request.
   RequestRow add(const Arrival& arrival);
 
-  /// Some that come after `since`, oldest first: at most `limit`, and fewer when they are large. None when there are
-  /// none.
+  /// The next rows after `since`, oldest first: at most `limit`, and fewer when they are large. Empty only when there
+  /// are no more.
   std::vector<RequestRow> requests(std::int64_t since, std::int64_t limit);
   std::vector<RecordRow> records(std::int64_t since, std::int64_t limit);
 

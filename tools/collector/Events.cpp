@@ -77,7 +77,7 @@ std::uint64_t Events::count() const {
   return count_;
 }
 
-void Events::tell() {
+void Events::notifyArrival() {
   const std::lock_guard lock(mutex_);
   ++count_;
   changed_.notify_all();

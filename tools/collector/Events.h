@@ -14,7 +14,7 @@ namespace collector {
 
 class Database;
 
-/// How far a watcher has been told: the last request and the last record. Written "12-40".
+/// The position of a watcher: the last request and the last record that it received. Written "12-40".
 struct Cursor {
   std::int64_t request = 0;
   std::int64_t record = 0;
@@ -22,39 +22,39 @@ struct Cursor {
   std::string text() const { return std::to_string(request) + "-" + std::to_string(record); }
 };
 
-/// Reads a cursor: "12-40", or "12", which stands for request 12 with all its records. Nothing for anything else.
+/// Reads a cursor: "12-40", or "12", which means request 12 with all its records. Returns nothing for any other text.
 std::optional<Cursor> parseCursor(std::string_view text, Database& database);
 
-/// Where a watcher begins with this cursor: at the beginning, when the database has never come so far, and so is
-/// another one than that of which the watcher was told.
+/// The position at which a watcher with this cursor starts. It is the beginning when the database has never reached the
+/// cursor, because then the cursor comes from another database.
 Cursor startOf(Cursor cursor, Database& database);
 
 /// The next events of one watcher, as server-sent events: requests in order, each followed by its records. Empty when
 /// there are none. Moves the cursor.
 std::string nextEvents(Database& database, Cursor& cursor);
 
-/// Tells threads that wait that something has arrived, or that the end has come.
+/// Wakes waiting threads when something has arrived or the server ends.
 ///
 /// Threading: any thread.
 class Events {
  public:
   explicit Events(std::size_t mostWatchers) : mostWatchers_(mostWatchers) {}
 
-  /// A place among the watchers, for as long as the object is kept; null when all are taken.
+  /// Takes one of the places for watchers until the object is released. Null when all are taken.
   std::shared_ptr<void> join();
 
-  /// How often something has arrived.
+  /// The number of arrivals so far.
   std::uint64_t count() const;
 
-  void tell();
+  void notifyArrival();
 
-  /// Waits until something has arrived since `count`, the time is up, or the end has come.
+  /// Waits until the number of arrivals exceeds `count`, the time is up, or the server ends.
   void waitBeyond(std::uint64_t count, std::chrono::milliseconds longest);
 
-  /// Waits that long; shorter when the end comes.
+  /// Waits for `duration`, or until the server ends.
   void pause(std::chrono::milliseconds duration);
 
-  /// The end has come: nobody waits any more.
+  /// Ends all waits, present and future.
   void end();
   bool hasEnded() const;
 

@@ -10,7 +10,7 @@
 
 namespace collector {
 
-/// One thing that the server shall do wrong, for which requests, and how often: `PATH:FAULT[:TIMES]`.
+/// One fault of the server, the requests that it affects, and how often: `PATH:FAULT[:TIMES]`.
 struct FaultRule {
   enum class Kind : std::uint8_t {
     status,       ///< answers with another status
@@ -24,28 +24,28 @@ struct FaultRule {
   Kind kind = Kind::status;
   int status = 0;                      ///< of Kind::status
   std::chrono::milliseconds delay{0};  ///< of Kind::delay
-  std::optional<std::uint64_t> times;  ///< how often it is still used; nothing: always
+  std::optional<std::uint64_t> times;  ///< remaining uses; nothing: unlimited
 
   bool operator==(const FaultRule&) const = default;
 };
 
-/// Reads a rule. Throws std::invalid_argument, whose text says what is wrong with it and what would be right.
+/// Reads a rule. Throws std::invalid_argument, whose text says what is wrong and what is expected.
 FaultRule parseFaultRule(std::string_view text);
 
-/// The rule as it is written; reading that text gives the rule again.
+/// The text of a rule, which `parseFaultRule` reads as the same rule.
 std::string textOf(const FaultRule& rule);
 
-/// What befalls one request.
+/// The faults of one request.
 struct Misfortune {
   std::chrono::milliseconds delay{0};
   std::optional<FaultRule> fault;  ///< never Kind::delay
 };
 
-/// What befalls a request to `path`: the first rule that matches it. Delays that stand before that rule add up. Each
-/// rule that takes part is used once, and goes when it is used up.
+/// The faults of a request to `path`: the first matching rule that is no delay, and the sum of the matching delays
+/// before it. Each of these rules is used once, and is removed when it is used up.
 Misfortune useRules(std::vector<FaultRule>& rules, std::string_view path);
 
-/// What is told about a request that met this: "200", "500", "reset", "cut".
+/// The `answered` text of a request with this fault: "200", "500", "reset", "cut".
 std::string answeredText(const std::optional<FaultRule>& fault);
 
 /// The rules in force.

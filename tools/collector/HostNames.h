@@ -4,12 +4,11 @@
 
 namespace collector {
 
-/// True for an address of the loopback interface, which no other machine reaches.
+/// True for an address of the loopback interface, which other machines cannot reach.
 bool isLoopback(std::string_view address);
 
-/// True when a request that names `host`, as its `Host` header does, was not led here by a name of somebody else's: it
-/// names an address, or this machine. A page of the web can have its own name lead to this machine, and would then read
-/// what is here as if it were its own (DNS rebinding).
+/// True when `host`, the value of a `Host` header, is an address or a name of this machine. A web page can make its own
+/// name resolve to this machine, and could then read the data as its own (DNS rebinding).
 bool isOwnName(std::string_view host);
 
 }  // namespace collector

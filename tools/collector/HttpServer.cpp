@@ -22,18 +22,18 @@ namespace {
 
 constexpr int kBacklog = 512;
 constexpr std::size_t kRequestsOfOneConnection = 1'000'000;
-constexpr int kPause = 50;                 // milliseconds until it is tried again to accept
-constexpr std::chrono::seconds kGrace{1};  // for answers that are under way at the end
+constexpr int kPause = 50;                 // milliseconds between attempts to accept
+constexpr std::chrono::seconds kGrace{1};  // for answers in progress when the server ends
 
-// The engine hands its handlers no more than a request.
-// NOLINTNEXTLINE(cppcoreguidelines-avoid-non-const-global-variables): who serves a connection sets its own
+// The engine passes only the request to its handlers.
+// NOLINTNEXTLINE(cppcoreguidelines-avoid-non-const-global-variables): each serving thread sets its own
 thread_local Connection* current = nullptr;
 
 bool hasBody(const httplib::Request& request) {
   return request.has_header("Transfer-Encoding") || request.has_header("Content-Length");
 }
 
-/// The announced length of the body; nothing when it is none that a number can hold.
+/// The value of Content-Length; nothing when it is no 64-bit number.
 std::optional<std::uint64_t> announcedLength(const httplib::Request& request) {
   const std::string text = request.get_header_value("Content-Length");
   std::uint64_t length = 0;
@@ -42,7 +42,7 @@ std::optional<std::uint64_t> announcedLength(const httplib::Request& request) {
   return length;
 }
 
-/// Refuses a body that cannot be read to its end, or is longer than that.
+/// Refuses a body whose end cannot be determined or that is longer than `longest` bytes.
 std::optional<Refusal> refuseBody(const httplib::Request& request, std::size_t longest) {
   if (request.has_header("Transfer-Encoding") && request.get_header_value("Transfer-Encoding") != "chunked") {
     return Refusal{501, "the only transfer coding is chunked"};
@@ -56,8 +56,7 @@ std::optional<Refusal> refuseBody(const httplib::Request& request, std::size_t l
   return Refusal{413, "the body is longer than " + std::to_string(longest) + " bytes"};
 }
 
-/// Keeps from the engine what it would do beyond handing a body on: decompress it, take a form apart, compress the
-/// answer or send a part of it.
+/// Removes what would make the engine decompress the body, parse a form, compress the answer or send a part of it.
 void simplify(httplib::Request& request) {
   for (const char* name : {"Content-Encoding", "Content-Type", "Accept-Encoding"}) request.headers.erase(name);
   request.ranges.clear();
@@ -72,14 +71,14 @@ void fail(httplib::Response& response, int status, std::string_view error) {
 
 HttpServer::HttpServer(const Limits& limits) : limits_(limits) {
   set_payload_max_length(limits.largestBody);
-  // What the engine tells the clients; it is this layer that holds them to it.
+  // The engine announces these limits to clients; this layer enforces them.
   set_keep_alive_timeout(limits.keepAlive.count());
   set_keep_alive_max_count(kRequestsOfOneConnection);
   set_socket_options([](int socket) {
     const int on = 1;  // a restart finds its port free; a second server does not
     setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
   });
-  refuseToo([this](const httplib::Request& request) { return refuseBody(request, limits_.largestBody); });
+  addRefusal([this](const httplib::Request& request) { return refuseBody(request, limits_.largestBody); });
   set_pre_routing_handler([this](const httplib::Request& request, httplib::Response& response) {
     const auto refusal = refusalOf(request);
     if (!refusal) return HandlerResponse::Unhandled;
@@ -161,7 +160,7 @@ void HttpServer::serve(int socket) {
   }
   const std::lock_guard lock(mutex_);
   --threads_;
-  isDone_.notify_all();  // under the lock: once it is open, the server may be gone
+  isDone_.notify_all();  // under the lock: after its release the server may be destroyed
 }
 
 /// Answers the requests of a connection, one after another.

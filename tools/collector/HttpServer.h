@@ -17,40 +17,40 @@
 
 namespace collector {
 
-/// Why a request is not answered as asked.
+/// The answer to a request that is refused.
 struct Refusal {
   int status;
   std::string reason;
 };
 
-/// Looks at the head of a request.
+/// Decides by the head of a request whether it is refused.
 using Refuse = std::function<std::optional<Refusal>(const httplib::Request&)>;
 
 /// Answers with a status and {"error":"…"}.
 void fail(httplib::Response& response, int status, std::string_view error);
 
-/// The HTTP engine behind a small layer of our own that accepts the connections and gives each a thread: a slow client
-/// holds up nobody, a connection can be reset by a handler, and the end comes at once.
+/// The HTTP engine with a layer of our own that accepts the connections and serves each on a thread: a slow client
+/// delays no other, a handler can reset its connection, and the server ends at once.
 ///
-/// Bodies reach the content readers as they were sent: neither decompressed nor taken apart. A body that is announced
-/// to be longer than the limit is refused before a byte of it is read.
+/// Content readers get bodies as they were sent: neither decompressed nor parsed. A body with a Content-Length over the
+/// limit is refused before a byte of it is read.
 class HttpServer : public httplib::Server {
  public:
   explicit HttpServer(const Limits& limits);
 
-  /// Refuses these requests, too. Before any is served.
-  void refuseToo(Refuse refuse) { refusing_.push_back(std::move(refuse)); }
+  /// Adds a rule for refusals. Call it before `run`.
+  void addRefusal(Refuse refuse) { refusing_.push_back(std::move(refuse)); }
 
-  /// Listens on `port` of `address`, on a free one for 0. Gives the port. Throws std::runtime_error.
+  /// Listens on `port` of `address`; 0 means a free port. Returns the port. Throws std::runtime_error.
   int listenOn(const std::string& address, int port);
 
-  /// Serves until the descriptor `stop` can be read. Then it calls `onStop`, accepts nobody any more, lets the answers
-  /// that are under way finish, for a moment, and returns when the last connection is closed.
+  /// Serves until the descriptor `stop` is readable. Then it calls `onStop`, accepts no more connections, gives the
+  /// answers in progress a second to finish, and returns when the last connection is closed.
   void run(int stop, const std::function<void()>& onStop);
 
   const Limits& limits() const { return limits_; }
 
-  /// The connection whose request the calling thread answers. Only for handlers.
+  /// The connection of the request that the calling thread handles. For handlers only.
   static Connection& connection();
 
  private:

@@ -10,7 +10,7 @@ namespace collector {
 struct RequestRow;
 struct RecordRow;
 
-// What is kept, as JSON texts on one line each. Ill-formed UTF-8 becomes U+FFFD.
+// Rows of the database as JSON, each on one line. Ill-formed UTF-8 becomes U+FFFD.
 
 /// [["name","value"],…]
 std::string pairsJson(const std::vector<std::pair<std::string, std::string>>& pairs);
@@ -31,7 +31,7 @@ std::string wholeRequestJson(const RequestRow& request, const std::string& heade
 
 std::string recordJson(const RecordRow& record);
 
-/// The record for an event: texts longer than 64 KiB are cut, and it then says so with "cut":true.
+/// The record for an event. Texts longer than 64 KiB are cut, and "cut":true is then added.
 std::string recordEventJson(RecordRow record);
 
 }  // namespace collector

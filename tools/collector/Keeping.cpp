@@ -99,7 +99,7 @@ void keep(const Services& services, const std::string& body, const Request& requ
                                                  .headers = pairsJson(head.headers),
                                                  .body = body,
                                                  .answered = answeredText(misfortune.fault)});
-  services.events.tell();
+  services.events.notifyArrival();
   if (!services.isQuiet) {
     std::printf("%lld  %s %s  %lld bytes  %lld records  %s%s%s\n", static_cast<long long>(kept.id), kept.method.c_str(),
                 printable(kept.path).c_str(), static_cast<long long>(kept.bytes), static_cast<long long>(kept.records),

@@ -11,7 +11,7 @@ namespace collector {
 
 /// What the command line asks for.
 struct Options {
-  std::string address = "127.0.0.1";  // nobody else's machine can reach it
+  std::string address = "127.0.0.1";  // other machines cannot reach it
   int port = 8080;
   std::string database;  ///< empty: a temporary one
   std::vector<FaultRule> faults;
@@ -21,8 +21,8 @@ struct Options {
   bool isQuiet = false;
 };
 
-/// Reads the command line. When the program is to end, with that status, what there is to say has been said, and
-/// `options` is not to be used; otherwise -1.
+/// Reads the command line. Returns -1 when the program must run. Otherwise it returns the exit status of the program; a
+/// message has then been printed, and `options` must not be used.
 int readOptions(int argc, char** argv, Options& options);
 
 }  // namespace collector

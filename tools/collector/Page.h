@@ -5,7 +5,7 @@
 
 namespace collector {
 
-/// A file of the page that the server shows to a browser.
+/// A file of the page that the server sends to a browser.
 struct Asset {
   std::string_view path;  ///< "/", or below "/_page/"
   std::string_view contentType;

@@ -55,7 +55,7 @@ std::int64_t queryNumber(const Request& request, const char* name, std::int64_t 
   return number;
 }
 
-/// Answers with a JSON array of what `fetch` gives, read and sent piece by piece.
+/// Answers with a JSON array of the rows that `fetch` returns, read and sent piece by piece.
 template <typename Row>
 void sendList(const Request& request, Response& response,
               std::function<std::vector<Row>(std::int64_t since, std::int64_t limit)> fetch,
@@ -111,7 +111,7 @@ void watch(const Services& services, const Request& request, Response& response)
   });
 }
 
-/// Lets no page of the web read what is kept here.
+/// Keeps web pages of other names from reading the data.
 std::optional<Refusal> refuseForeignName(const Request& request) {
   const std::string host = request.get_header_value("Host");
   if ((request.path != "/" && !isOwn(request.path)) || isOwnName(host)) return std::nullopt;
@@ -177,7 +177,7 @@ void addRoutes(HttpServer& server, const Services& services) {
       fail(response, 500, error.what());
     }
   });
-  if (services.isForThisMachine) server.refuseToo(refuseForeignName);
+  if (services.isForThisMachine) server.addRefusal(refuseForeignName);
   addPage(server);
   addRequests(server, services.database);
   addRecords(server, services.database);

@@ -7,17 +7,17 @@
 
 namespace collector {
 
-/// What the collection server is made of.
+/// The parts of the collection server.
 struct Services {
   Database& database;
   Faults& faults;
   Events& events;
   bool isQuiet;
-  bool isForThisMachine;  ///< nobody else is to read what is kept
+  bool isForThisMachine;  ///< other machines must not read the data
 };
 
-/// Adds the collector's interface to the server: what keeps requests, and what tells of them. The services must outlive
-/// the server.
+/// Adds the collector's routes to the server: those that keep requests and those that serve them. The services must
+/// outlive the server.
 void addRoutes(HttpServer& server, const Services& services);
 
 }  // namespace collector

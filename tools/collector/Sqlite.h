@@ -12,19 +12,19 @@ struct sqlite3_stmt;
 
 namespace collector::sqlite {
 
-/// What SQLite says has failed.
+/// A failure that SQLite reports.
 class Error : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
 };
 
-/// A database that is open. Every failure throws Error.
+/// An open database. Every failure throws Error.
 class Connection {
  public:
-  /// Opens the file, which is made when it is missing; the empty name stands for a temporary database.
+  /// Opens the file, and creates it when it is missing. An empty name opens a temporary database.
   explicit Connection(const std::string& file);
 
-  /// Runs statements that give nothing and take nothing.
+  /// Runs statements without parameters and results.
   void run(const char* statements);
 
   sqlite3* get() const { return database_.get(); }
@@ -36,7 +36,7 @@ class Connection {
   std::unique_ptr<sqlite3, Close> database_;
 };
 
-/// A prepared statement. What is bound is not copied: it must stay until the statement has been run, or reset.
+/// A prepared statement. Bound values are not copied: they must stay valid until the statement has been run or reset.
 class Statement {
  public:
   Statement(Connection& connection, std::string_view text);
@@ -46,13 +46,13 @@ class Statement {
   Statement& bindIfAny(int parameter, const std::optional<std::string>& text);
   Statement& bindBlob(int parameter, std::string_view bytes);
 
-  /// Goes to the next row; false, and the statement is reset, when there is none.
+  /// Moves to the next row. Returns false, and resets the statement, when there is none.
   bool next();
 
-  /// Runs a statement that gives no rows.
+  /// Runs a statement without rows.
   void run();
 
-  /// Makes it ready for its next run, whatever became of this one.
+  /// Prepares it for its next run, whether or not this one ended.
   void reset();
 
   std::int64_t number(int column) const;
@@ -69,7 +69,7 @@ class Statement {
   std::unique_ptr<sqlite3_stmt, Finalize> statement_;
 };
 
-/// Takes a statement that gives rows through them, and resets it at the end, also when the reader stops early.
+/// Iterates over the rows of a statement and resets it at the end, also when the reader stops early.
 class Rows {
  public:
   explicit Rows(Statement& statement) : statement_(statement) {}
@@ -83,7 +83,7 @@ class Rows {
   Statement& statement_;
 };
 
-/// A transaction that is undone unless it is committed.
+/// A transaction, rolled back unless it is committed.
 class Transaction {
  public:
   explicit Transaction(Connection& connection);

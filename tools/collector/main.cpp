@@ -1,5 +1,5 @@
-// sqm-collector: a collection server for development and demonstration. It keeps every request whole, takes it apart,
-// and shows what has come; it can be asked to fail as servers and networks do.
+// sqm-collector: a collection server for development and demonstration. It keeps every request, splits it into records,
+// and serves both; it can simulate failures of servers and networks.
 
 #include <csignal>
 #include <cstdio>
@@ -19,7 +19,8 @@ namespace {
 
 using namespace collector;
 
-/// A descriptor that can be read once the process is asked to end. Made before any thread, so that none is interrupted.
+/// A descriptor that becomes readable when the process is asked to end. Called before any thread starts, so that no
+/// thread is interrupted.
 int stopDescriptor() {
   sigset_t signals;
   sigemptyset(&signals);
@@ -51,7 +52,7 @@ void run(const Options& options) {
 int main(int argc, char** argv) {
   Options options;
   if (const int status = readOptions(argc, argv, options); status >= 0) return status;
-  umask(S_IRWXG | S_IRWXO);  // what clients tell of their users is for the eyes of this user alone
+  umask(S_IRWXG | S_IRWXO);  // the data of clients is for this user only
   std::signal(SIGPIPE, SIG_IGN);
   try {
     run(options);

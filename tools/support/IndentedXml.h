@@ -7,9 +7,9 @@
 
 namespace tools {
 
-/// An XML text for a person to read: a line for each element, indented by `indent` blanks and more, the names coloured.
-/// Values stand as the text has them, with their references. What is no XML, or more than elements and texts, stands as
-/// it is on one line. Without a line feed at the end.
+/// An XML text for people: a line for each element, indented by at least `indent` blanks, with coloured names. Values
+/// are as in the text, with their references. A text that is not XML, or contains more than elements and texts, is
+/// returned unchanged on one line. Without a line feed at the end.
 std::string indentedXml(const Terminal& terminal, const std::string& text, std::size_t indent);
 
 }  // namespace tools

@@ -6,30 +6,30 @@
 
 namespace tools {
 
-/// A program that runs beside this one. It ends with this one, whatever happens.
+/// A child process. It ends with this process, even when this process is killed.
 class Process {
  public:
-  /// Starts the program `arguments[0]`. With `readsOutput`, its standard output comes to `readLine`; otherwise it
-  /// shares this process's. Its standard error is appended to `errorFile`, or shared when that is empty. Throws
+  /// Starts the program `arguments[0]`. With `readsOutput`, `readLine` reads its standard output; otherwise it shares
+  /// this process's. Its standard error is appended to `errorFile`, or shared when that is empty. Throws
   /// std::system_error.
   Process(const std::vector<std::string>& arguments, bool readsOutput, const std::string& errorFile = {});
   Process(const Process&) = delete;
   Process& operator=(const Process&) = delete;
   ~Process();
 
-  /// The next line of its output, without the line end; what there is when the output ends.
+  /// The next line of its output, without the line end; at the end of the output the rest, which may be empty.
   std::string readLine();
 
-  /// True when the last `readLine` found the end of the output, and no line.
+  /// True when the last `readLine` found only the end of the output.
   bool isAtEnd() const { return isAtEnd_; }
 
-  /// Asks it to end.
+  /// Sends it SIGTERM.
   void terminate() const;
 
-  /// Ends it at once, as a crash would.
+  /// Sends it SIGKILL.
   void kill() const;
 
-  /// Waits for its end: the exit status, or 128 and the number of the signal that killed it.
+  /// Waits for its end. Returns the exit status, or 128 and the number of the signal that killed it.
   int wait();
 
  private:

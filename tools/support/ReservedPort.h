@@ -4,11 +4,11 @@
 
 namespace tools {
 
-/// A port of 127.0.0.1 at which nobody listens, and that no other program gets as a free one. Who connects is refused,
-/// until a server that is told the port listens there.
+/// A port of 127.0.0.1 without a listener, which the system gives to no other program as a free one. Connections are
+/// refused until a server that is given the port listens there.
 class ReservedPort {
  public:
-  /// Throws std::system_error when there is no port.
+  /// Throws std::system_error when there is no free port.
   ReservedPort();
   ReservedPort(const ReservedPort&) = delete;
   ReservedPort& operator=(const ReservedPort&) = delete;

@@ -11,12 +11,13 @@
 
 namespace tools {
 
-/// A fresh folder, gone with the object and with all that is in it. Throws std::runtime_error when none can be made.
+/// A new folder, deleted with its contents when the object is destroyed. Throws std::runtime_error when it cannot be
+/// created.
 class TemporaryFolder {
  public:
   explicit TemporaryFolder(const std::filesystem::path& below = std::filesystem::temp_directory_path())
       : path_((below / "sqm-XXXXXX").string()) {
-    if (::mkdtemp(path_.data()) == nullptr) throw std::runtime_error("cannot make a temporary folder like " + path_);
+    if (::mkdtemp(path_.data()) == nullptr) throw std::runtime_error("cannot create a temporary folder like " + path_);
   }
   TemporaryFolder(const TemporaryFolder&) = delete;
   TemporaryFolder& operator=(const TemporaryFolder&) = delete;
@@ -28,7 +29,7 @@ class TemporaryFolder {
   const std::string& path() const { return path_; }
   std::string operator/(std::string_view name) const { return path_ + "/" + std::string(name); }
 
-  /// The names of what lies in the folder, in order.
+  /// The names of the entries of the folder, sorted.
   std::vector<std::string> names() const {
     std::vector<std::string> found;
     for (const auto& entry : std::filesystem::directory_iterator(path_)) found.push_back(entry.path().filename());

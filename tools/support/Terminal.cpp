@@ -63,7 +63,7 @@ std::string plural(std::uintmax_t count, const std::string& noun) {
 }
 
 Terminal::Terminal(std::FILE* stream) : stream_(stream), isTerminal_(isatty(fileno(stream)) != 0) {
-  const char* noColour = std::getenv("NO_COLOR");  // NOLINT(concurrency-mt-unsafe): nobody changes the environment
+  const char* noColour = std::getenv("NO_COLOR");  // NOLINT(concurrency-mt-unsafe): no thread changes the environment
   isColoured_ = isTerminal_ && (noColour == nullptr || *noColour == '\0');
 }
 

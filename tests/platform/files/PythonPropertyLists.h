@@ -52,8 +52,7 @@ class PythonPropertyLists {
  private:
   template <typename Talk>
   static std::string run(const std::string& arguments, const char* mode, Talk&& talk) {
-    const std::string command =
-        "python3 '" + std::string(paths::kSources) + "/tests/platform/files/property_list.py' " + arguments;
+    const std::string command = "python3 '" + paths::sources() + "/tests/platform/files/property_list.py' " + arguments;
     std::FILE* pipe = ::popen(command.c_str(), mode);
     if (pipe == nullptr) {
       ADD_FAILURE() << "cannot run " << command;

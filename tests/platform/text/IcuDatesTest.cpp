@@ -198,7 +198,7 @@ TEST(StartTimes, AFullSessionIsTheOneThatTheGoldenFileHolds) {
   SQMDataCollector collector(host.host);
   collector.setSQMDirPath("/sessions");
   collectFullSession(collector, host.clock);
-  EXPECT_EQ(host.files.content("/sessions/" + std::string(kSessionFile)), goldenText("full_session.sqm") + "\n");
+  expectGoldenFile(host.files.content("/sessions/" + std::string(kSessionFile)).value(), "full_session.sqm");
 }
 
 TEST(FileNames, AreTheLocalTimeOfTheZone) {

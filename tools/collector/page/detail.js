@@ -50,7 +50,7 @@ export class Detail {
     this.drawParts();
     byId("detail").scrollTop = 0;
 
-    // What was too long to be told in passing is compared whole.
+    // Events carry long texts only in part: fetch the whole records before comparing them.
     if (!entry.isCut && !start?.isCut) return;
     const whole = async (record) => (record?.isCut ? { ...record, ...(await fetched(`/_records/${record.id}`)) } : record);
     try {

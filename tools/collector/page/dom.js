@@ -1,4 +1,4 @@
-// Making elements. Text goes in as text nodes alone: nothing that arrives is ever read as HTML.
+// Creates elements. Text is added as text nodes only: nothing from outside is parsed as HTML.
 
 export const byId = (id) => document.getElementById(id);
 
@@ -38,7 +38,7 @@ export function perFrame(work) {
   };
 }
 
-/// A moment in the viewer's zone, with the whole of it for those who point at it.
+/// A time in the viewer's zone, with the full time as its tooltip.
 export function timeOf(iso, { isWhole = false } = {}) {
   const moment = new Date(iso);
   if (Number.isNaN(moment.getTime())) return el("time", {}, "at no time");

@@ -1,4 +1,4 @@
-// What the server tells, over lost connections and restarts of the server, each record once.
+// The server's events, each record once, across lost connections and restarts of the server.
 
 const shortestPause = 250;
 const longestPause = 4000;
@@ -10,8 +10,8 @@ export class Feed {
   #newestRecord = 0;
   #failures = 0;
 
-  /// `on` has record(object), request(object), state("connecting" | "live" | "lost"), and forgotten(): the server that
-  /// answers now knows nothing of what was told before.
+  /// `on` has record(object), request(object), state("connecting" | "live" | "lost"), and forgotten(): the server
+  /// that answers now does not have the earlier records.
   constructor(on) {
     this.#on = on;
   }
@@ -34,8 +34,8 @@ export class Feed {
       this.#newestRequest = request;
       this.#on.request(request);
     });
-    // A browser gives up after some failures, and waits long after others. So each failure ends this source, and the
-    // next one goes on where it ended.
+    // A browser gives up after some failures, and waits long after others. So each failure closes this source, and a new
+    // one continues at the cursor.
     source.onerror = () => {
       source.close();
       this.#retry();
@@ -65,7 +65,7 @@ export class Feed {
     }, pause);
   }
 
-  /// False when the server has not kept the newest request that it told of: it began anew, and so do its numbers.
+  /// False when the server does not have the newest request that it sent: it has another database.
   async #isKnownServer() {
     const known = this.#newestRequest;
     if (!known) return true;

@@ -15,8 +15,8 @@ export class List {
   #matching = 0;
   #current = null;
 
-  /// `onMove(key)` is told of the entry that the keys moved to, `onOpen(key)` of the one that was chosen; `onMore()` is
-  /// asked for a new window.
+  /// `onMove(key)` is called when the keyboard moves to an entry, `onOpen(key)` when an entry is chosen, `onMore()` when a
+  /// larger window is needed.
   constructor({ onMove, onOpen, onMore }) {
     const rows = this.#list.children;
     const grow = () => {
@@ -54,7 +54,7 @@ export class List {
         onMove(this.#mark(rows[Math.min(rows.length - 1, to)]));
       }
     });
-    // One who comes here by the keys is to see where.
+    // Keyboard focus needs a visible current entry.
     this.#list.addEventListener("focus", () => {
       if (!this.#currentRow() && rows.length && this.#list.matches(":focus-visible")) this.#mark(rows[0]);
     });
@@ -79,7 +79,7 @@ export class List {
     const rows = matching.slice(-this.#limit).reverse().map(rowOf);
     for (const row of rows) row.classList.add("fresh");
     this.#list.prepend(...rows);
-    // What was shown goes on being shown to one who reads there.
+    // Entries in view stay in view for a reader who has scrolled.
     const isAtTop = this.#scroll.scrollTop === 0 && window.scrollY === 0;
     if (!isAtTop) this.#limit = Math.max(this.#limit, this.#list.children.length);
     while (this.#list.children.length > this.#limit && this.#list.lastElementChild !== this.#currentRow()) {

@@ -1,4 +1,4 @@
-// The collector's page: what arrives goes into the list and the figures, what is chosen into the detail.
+// The collector's page: arrivals are added to the list and the figures, the chosen entry is shown in the detail.
 
 import { byId, el, perFrame, plural } from "./dom.js";
 import { Detail } from "./detail.js";
@@ -33,7 +33,7 @@ function entryOf({ id, request, time, path, type, subType, event, problem, value
   return { key: `record-${id}`, id, request, time, path, type, subType, event, problem, values: kept, isCut, beginning };
 }
 
-/// A request that brought no record stands in the list itself.
+/// A request without records is an entry of the list itself.
 function entryOfRequest({ id, time, method, path, bytes, problem }) {
   return { key: `request-${id}`, id: 0, request: id, time, path, type: "request", subType: null, event: method, values: [],
     bytes, problem };
@@ -131,7 +131,7 @@ function drawShown() {
     isFiltered ? `${matching.toLocaleString()} of ${entries.length.toLocaleString()}` : plural(entries.length, "entry", "entries");
 }
 
-/// Tells those who hear the page how much it holds, not more often than they can listen.
+/// Announces the number of entries to screen readers, at a rate that they can follow.
 let announcing = null;
 function announce() {
   announcing ??= setTimeout(() => {
@@ -197,7 +197,7 @@ function show(key) {
   detail.show(chosen && byKey.get(chosen));
 }
 
-// A browser allows few changes of the address in a short time, so one who hurries through the list leaves out some.
+// A browser limits how often the address may change, so a fast walk through the list skips some changes.
 let addressing = null;
 function setAddress(key, pause = 0) {
   clearTimeout(addressing);

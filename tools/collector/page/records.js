@@ -1,9 +1,8 @@
-// What the page knows of records, as tables and pure functions. Names of fields are those of the example table,
-// examples/SQMFieldNames.plist; records with other names are shown as well, by what their first values are.
+// The page's rules for records, as tables and pure functions. Field names are those of the example table,
+// examples/SQMFieldNames.plist; records with other names are shown by their first values.
 
-/// The types in the order of their chips. `title` names fields, the first of which that has a value gives a record its
-/// title in the list; `outcome` the same for what came of it. Records of which a field of `identity` differs do not
-/// belong to the same connection.
+/// The types in the order of their chips. The first field of `title` that has a value is a record's title in the list; the
+/// first of `outcome` is its outcome. Records that differ in a field of `identity` belong to different connections.
 const kinds = {
   connection: {
     label: "Connection",
@@ -47,11 +46,11 @@ export function titleOf(record) {
 
 export const outcomeOf = (record) => firstOf(record, kindOf(record).outcome) ?? null;
 
-/// True when a record tells of a connection that began: an old client's row is a whole connection.
+/// True for a record of a connection that began: an old client's row is a whole connection.
 export const beginsConnection = (record) =>
   record.type === "sqm" || (record.type === "connection" && !isStop(record));
 
-/// True when both have the same value in every field that tells connections apart, as far as both have one.
+/// True when both have the same value in every field that identifies a connection, as far as both have one.
 function isSameConnection(one, other) {
   return (kindOf(one).identity ?? []).every((name) => {
     const [mine, theirs] = [valueOf(one, name), valueOf(other, name)];

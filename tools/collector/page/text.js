@@ -9,7 +9,7 @@ export function cut(text, length) {
   return text.slice(0, isInside ? length - 1 : length);
 }
 
-// What has no picture of its own, or moves what stands around it: control characters but tab and line feed, the soft
+// Characters that are invisible or reorder the text around them: control characters but tab and line feed, the soft
 // hyphen, zero-width spaces, marks of direction. Joiners stay: scripts and emoji are written with them.
 const mark = /[\u0000-\u0008\u000B-\u001F\u007F-\u009F\u00AD\u061C\u180E\u200B\u200E\u200F\u2028-\u202E\u2060-\u2069\uFEFF\uFFF9-\uFFFB]/g;
 const mostMarkElements = 1000;
