@@ -15,7 +15,6 @@ namespace sqm {
 
 namespace {
 
-
 std::string archivePathOf(const Host& host) {
   return host.configuration->applicationQuenfaFolderPath().append("/").append(QFRecordUploader::kArchiveFile);
 }

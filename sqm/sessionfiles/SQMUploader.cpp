@@ -2,15 +2,11 @@
 
 #include <utility>
 
+#include "sqm/common/HttpTransaction.h"
 #include "sqm/upload/SQMUploadNotifications.h"
 #include "sqm/upload/internal/UploadChannel.h"
 
 namespace sqm {
-
-namespace {
-
-
-}  // namespace
 
 std::unique_ptr<SQMUploader> SQMUploader::create(Host& host) {
   std::unique_ptr<SQMUploader> uploader(new SQMUploader(host));

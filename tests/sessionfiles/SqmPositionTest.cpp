@@ -17,7 +17,7 @@ using NamesByPosition = std::map<std::size_t, std::string>;
 /// The first two columns of the table of positions in docs/sqm-files.md.
 NamesByPosition documentedNames() {
   NamesByPosition names;
-  std::ifstream page(std::string(paths::kSources) + "/docs/sqm-files.md");
+  std::ifstream page(paths::sources() + "/docs/sqm-files.md");
   const std::regex row(R"(\| (\d+) \| (`(\w+)`)? ?\| .*)");
   bool isInTable = false;
   for (std::string line; std::getline(page, line);) {

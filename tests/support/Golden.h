@@ -29,6 +29,6 @@ inline void expectGoldenFile(const std::string& actual, const std::string& file)
     std::filesystem::create_directories(path.parent_path());
     std::ofstream(path, std::ios::binary) << actual;
   }
-  std::ifstream stream(std::string(paths::kGolden) + "/" + file, std::ios::binary);
+  std::ifstream stream(paths::golden() + "/" + file, std::ios::binary);
   EXPECT_EQ(actual, std::string(std::istreambuf_iterator<char>(stream), {})) << "tests/golden/" << file;
 }

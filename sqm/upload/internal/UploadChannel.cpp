@@ -4,8 +4,6 @@
 
 namespace sqm {
 
-namespace {}  // namespace
-
 bool UploadChannel::open(const Session& session, const NotificationCenter::Handler& onOutcome) {
   transaction_ = host_.httpTransactions->makeTransaction();
   if (!transaction_) return false;
