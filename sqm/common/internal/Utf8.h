@@ -37,8 +37,8 @@ inline Utf8Sequence utf8SequenceAt(std::string_view text) {
 
 /// The first character of a text.
 struct Utf8Character {
-  std::size_t length;
-  std::optional<char32_t> code;  ///< absent for an ill-formed sequence
+  std::size_t length = 0;
+  std::optional<char32_t> code = {};  ///< absent for an ill-formed sequence
 };
 
 /// The first character of `text`, which is not empty.
