@@ -23,8 +23,8 @@ class PropertyList {
   /// Every returned string is well-formed UTF-8.
   virtual std::optional<Array> arrayWithContentsOfFile(const std::string& path) = 0;
 
-  /// Replaces the file by an XML property list of `array`. Returns true when all of it was written. A character that XML
-  /// does not allow is written as U+FFFD. `atomically`: after any failure the file is the old one or the new one;
+  /// Replaces the file by an XML property list of `array`. Returns true when all of it was written. A character that
+  /// XML does not allow is written as U+FFFD. `atomically`: after any failure the file is the old one or the new one;
   /// otherwise it is overwritten in place.
   virtual bool writeToFile(std::span<const std::string> array, const std::string& path, bool atomically) = 0;
 };

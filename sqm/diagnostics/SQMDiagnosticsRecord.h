@@ -14,10 +14,10 @@ namespace sqm {
 /// The details of the current connection attempt, which the host sets as the attempt proceeds, and the report made from
 /// them: a JSON text, compressed.
 ///
-/// Ownership: the process's record is never destroyed. Strings are the record's own. The two arrays are shared with whoever set them or asked for them, so that
-/// entries can be appended.
-/// Threading: one thread at a time. The first call of `sharedSQMDiagnosticsRecord` may come from any.
-/// Failure: a report that cannot be made, or is too long, is the empty string.
+/// Ownership: the process's record is never destroyed. Strings are the record's own. The two arrays are shared with
+/// whoever set them or asked for them, so that entries can be appended. Threading: one thread at a time. The first call
+/// of `sharedSQMDiagnosticsRecord` may come from any. Failure: a report that cannot be made, or is too long, is the
+/// empty string.
 class SQMDiagnosticsRecord {
  public:
   using Text = std::optional<std::string>;

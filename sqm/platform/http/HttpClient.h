@@ -56,10 +56,10 @@ struct HttpOptions {
 ///
 /// Ownership: the services must outlive the client; transactions may outlive it. With the client go all requests on
 /// their way, without a notification, and later ones go nowhere.
-/// Threading: the main thread; `makeTransaction` and a transaction's `startSession` on any. The client may be destroyed inside a notification's handler. Its own thread reads the
-/// environment, which therefore must not change while requests run, and takes none of the process's signals.
-/// Failure: `makeTransaction` gives null when the thread cannot be had. A `MainThread` whose `post` throws is asked
-/// again until it takes the task.
+/// Threading: the main thread; `makeTransaction` and a transaction's `startSession` on any. The client may be destroyed
+/// inside a notification's handler. Its own thread reads the environment, which therefore must not change while
+/// requests run, and takes none of the process's signals. Failure: `makeTransaction` gives null when the thread cannot
+/// be had. A `MainThread` whose `post` throws is asked again until it takes the task.
 class HttpClient final : public HttpTransactionFactory {
  public:
   HttpClient(MainThread& mainThread, NotificationCenter& notifications, LogFileFactory& logFiles,
