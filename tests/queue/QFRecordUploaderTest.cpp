@@ -58,7 +58,6 @@ class QFRecordUploaderTest : public ::testing::Test {
     for (const char* data : all) EXPECT_TRUE(uploader_.quequeRecord(data, kUrl));
   }
 
-  /// The data that this test's requests carried.
   std::vector<std::string> sent() const {
     std::vector<std::string> data;
     for (std::size_t at = sentBefore_; at < host_.http.requests().size(); ++at) {
@@ -308,6 +307,7 @@ TEST_F(QFRecordUploaderTest, SecondUploadSendsTheSameRequestAndASecondAnswerToTh
   host_.http.complete(200);
   EXPECT_THAT(queued(), IsEmpty());
   EXPECT_EQ(host_.mainThread.waiting(), 0U);
+  EXPECT_EQ(writes(), 2U) << "one for the request, one for its end";
 }
 
 TEST_F(QFRecordUploaderTest, SecondAnswerToOneRequestTakesTheNextOneOff) {
