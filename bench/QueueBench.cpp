@@ -1,5 +1,4 @@
-// A request into the upload queue, in the archive when the call returns, beside writing the same bytes to a file that
-// takes the old one's place.
+// Queueing a request, which is in the archive when the call returns, compared with replacing a file by the same bytes.
 
 #include <cstddef>
 #include <cstdio>
@@ -23,7 +22,7 @@ namespace {
 constexpr std::size_t kDataSize = 1024;
 constexpr std::string_view kUrl = "https://collect.example/queue";
 
-/// Archives in a file that is named later: the process's one uploader writes to several in turn.
+/// Writes the archive to a file that is named later: the process's one uploader writes to several in turn.
 class ArchiveElsewhere : public sqm::QFSerializer {
  public:
   bool serializeObject(const sqm::UploadRequests& object, const std::string& /*toFile*/) override {
@@ -41,7 +40,7 @@ class ArchiveElsewhere : public sqm::QFSerializer {
   sqm::platform::ArchiveFiles files_{logs_};
 };
 
-/// Replaces the file in the fewest calls that leave the old or the new one behind.
+/// Replaces the file with the fewest calls that leave either the old or the new one.
 void replaceBare(const std::string& path, std::string_view bytes) {
   const std::string temporary = path + ".new";
   const int file = ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
@@ -94,7 +93,7 @@ int main(int argc, char** argv) {
   sqm::Host::install(host.host);
   sqm::QFRecordUploader& uploader = *sqm::QFRecordUploader::sharedQFRecordUploader();
 
-  // The folder of the build lies on a disk; in memory a sync is nothing.
+  // The build folder is on a disk. In memory a sync costs nothing.
   const tools::TemporaryFolder onDisk(std::filesystem::read_symlink("/proc/self/exe").parent_path());
   const tools::TemporaryFolder inMemory("/dev/shm");
   for (const std::size_t length : {1U, 100U, 10'000U}) {

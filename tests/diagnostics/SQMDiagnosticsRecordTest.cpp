@@ -1,5 +1,6 @@
 #include <array>
 #include <thread>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -46,6 +47,13 @@ const Property kProperties[] = {
     {"errorCode", &Record::errorCode, &Record::setErrorCode, true, true, false},
     {"errorDetails", &Record::errorDetails, &Record::setErrorDetails, true, true, false},
 };
+
+template <typename T>
+concept Deletable = requires(T* object) {
+  delete object;
+};
+static_assert(!Deletable<SQMDiagnosticsRecord>, "the process's record is never destroyed");
+static_assert(std::is_destructible_v<SQMDiagnosticsRecord>, "a record of one's own is");
 
 class SQMDiagnosticsRecordTest : public ::testing::Test {
  protected:

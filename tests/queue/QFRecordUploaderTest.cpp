@@ -58,7 +58,6 @@ class QFRecordUploaderTest : public ::testing::Test {
     for (const char* data : all) EXPECT_TRUE(uploader_.quequeRecord(data, kUrl));
   }
 
-  /// The data that this test's requests carried.
   std::vector<std::string> sent() const {
     std::vector<std::string> data;
     for (std::size_t at = sentBefore_; at < host_.http.requests().size(); ++at) {
@@ -388,16 +387,6 @@ TEST_F(QFRecordUploaderTest, PropertiesAreWhatWasSet) {
   uploader_.setRecordQueue(UploadRequests{requestOf("set")});
   EXPECT_THAT(queued(), ElementsAre("set"));
   EXPECT_EQ(writes(), 0U);
-}
-
-TEST_F(QFRecordUploaderTest, ThereIsOneInTheProcessAndItStays) {
-  EXPECT_EQ(QFRecordUploader::sharedQFRecordUploader(), &uploader_);
-  EXPECT_EQ(QFRecordUploader::alloc(), nullptr);
-  EXPECT_EQ(uploader_.copy(), &uploader_);
-  EXPECT_EQ(uploader_.retain(), &uploader_);
-  EXPECT_EQ(uploader_.autorelease(), &uploader_);
-  uploader_.release();
-  EXPECT_EQ(uploader_.retainCount(), 0xFFFFFFFFFFFFFFFFU);
 }
 
 TEST_F(QFRecordUploaderTest, NoLockIsHeldWhileALineIsLogged) {

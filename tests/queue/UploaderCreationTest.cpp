@@ -204,6 +204,18 @@ TEST_IN_FRESH_PROCESS(QFRecordUploaderIdle, IsWhenNothingIsUnderWayAndNothingWil
   EXPECT_TRUE(uploader.isIdle()) << "a request without address and data is not sent";
 }
 
+TEST_IN_FRESH_PROCESS(QFRecordUploaderCreation, ThereIsOneInTheProcessAndItStays) {
+  FreshHost host;
+  QFRecordUploader& uploader = *QFRecordUploader::sharedQFRecordUploader();
+  EXPECT_EQ(QFRecordUploader::sharedQFRecordUploader(), &uploader);
+  EXPECT_EQ(QFRecordUploader::alloc(), nullptr);
+  EXPECT_EQ(uploader.copy(), &uploader);
+  EXPECT_EQ(uploader.retain(), &uploader);
+  EXPECT_EQ(uploader.autorelease(), &uploader);
+  uploader.release();
+  EXPECT_EQ(uploader.retainCount(), 0xFFFFFFFFFFFFFFFFU);
+}
+
 TEST_IN_FRESH_PROCESS(QFRecordUploaderCreation, NeedsAHost) {
   sqm::testing::MemoryCoder coder;
   EXPECT_EQ(sqm::Host::installed(), nullptr);

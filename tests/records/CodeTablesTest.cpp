@@ -1,6 +1,7 @@
 #include <cstdint>
 #include <limits>
 #include <string_view>
+#include <type_traits>
 
 #include <gtest/gtest.h>
 
@@ -11,6 +12,9 @@ using sqm::SQMApplicationRecHelper;
 using sqm::SQMUserAcceptRecHelper;
 
 namespace {
+
+static_assert(!std::is_destructible_v<SQMApplicationRecHelper> && !std::is_destructible_v<SQMUserAcceptRecHelper>,
+              "the process's code tables are never destroyed");
 
 constexpr std::int32_t kLowest = std::numeric_limits<std::int32_t>::min();
 constexpr std::int32_t kHighest = std::numeric_limits<std::int32_t>::max();

@@ -55,7 +55,7 @@ struct Process {
     Host::install(host.host);
   }
 
-  void tell(const std::string& word) const {
+  void send(const std::string& word) const {
     const std::string line = word + "\n";
     if (::write(pipe_, line.data(), line.size()) != static_cast<ssize_t>(line.size())) ::_exit(2);
   }
@@ -73,13 +73,13 @@ struct Process {
   /// Loads the queue and makes the four changes, calling `check` with the number of each when it is done.
   void run(const std::function<void(std::size_t)>& check) {
     QFRecordUploader::sharedQFRecordUploader();
-    tell(kLoaded);
-    tell(std::to_string(files.calls().size()));
+    send(kLoaded);
+    send(std::to_string(files.calls().size()));
     std::size_t number = 0;
     const auto change = [&](const std::function<void()>& make) {
-      tell(kBegun);
+      send(kBegun);
       make();
-      tell(kDone);
+      send(kDone);
       check(++number);
     };
     change([&] { queue("c"); });
@@ -106,7 +106,7 @@ class QueueCrash : public ::testing::Test {
 
   std::string archive() const { return folder_ / std::string(QFRecordUploader::kArchiveFile); }
 
-  /// Lets a child process with this fault begin with the first state; tells its words, and how it ended.
+  /// Runs a child process with this fault, from the first state. Returns its words, and in `status` how it ended.
   Words wordsOf(Fault fault, const std::function<void(Process&)>& body, int& status) {
     putContent(archive(), untouched_);
     int ends[2];
@@ -119,14 +119,14 @@ class QueueCrash : public ::testing::Test {
       ::_exit(0);
     }
     ::close(ends[1]);
-    std::string told;
+    std::string output;
     char part[1024];
     for (ssize_t got = 0; (got = ::read(ends[0], part, sizeof part)) > 0;)
-      told.append(part, static_cast<std::size_t>(got));
+      output.append(part, static_cast<std::size_t>(got));
     ::close(ends[0]);
     EXPECT_EQ(::waitpid(child, &status, 0), child);
     Words words;
-    std::istringstream lines(told);
+    std::istringstream lines(output);
     for (std::string line; std::getline(lines, line);) words.push_back(line);
     return words;
   }
@@ -138,7 +138,7 @@ class QueueCrash : public ::testing::Test {
         {},
         [](Process& process) {
           process.run([](std::size_t) {});
-          for (const std::string& call : process.files.calls()) process.tell(call);
+          for (const std::string& call : process.files.calls()) process.send(call);
         },
         status);
     EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
@@ -185,9 +185,9 @@ TEST_F(QueueCrash, AProcessKilledAtAnyCallLeavesTheQueueBeforeOrAfterTheChange) 
   EXPECT_THAT(logs_.lines("SQMFiles.log"), IsEmpty()) << "no archive was unreadable";
 }
 
-/// Checks in the child process that a fault has harmed nothing, and tells what it has harmed.
+/// Checks in the child process that a fault has done no harm, and reports what harm it did.
 void checkAfterChange(Process& process, const Fault& fault, std::size_t callsBefore, std::size_t number) {
-  const auto complain = [&](const char* what) { process.tell("change " + std::to_string(number) + ": " + what); };
+  const auto complain = [&](const char* what) { process.send("change " + std::to_string(number) + ": " + what); };
   if (QFRecordUploader::sharedQFRecordUploader()->recordQueue() != kStates.at(number)) {
     complain("the queue in memory is another");
   }
@@ -221,11 +221,11 @@ TEST_F(QueueCrash, AFaultAtAnyCallLeavesTheOldArchiveAndTheQueueInMemory) {
               checkAfterChange(process, fault, callsBefore, number);
               callsBefore = process.files.calls().size();
             });
-            if (!process.host.logs.lines("SQMFiles.log").empty()) process.tell("told");
+            if (!process.host.logs.lines("SQMFiles.log").empty()) process.send("reported");
           },
           status);
       EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
-      leftOld += static_cast<std::size_t>(std::erase(words, "told"));
+      leftOld += static_cast<std::size_t>(std::erase(words, "reported"));
       std::erase(words, kBegun);
       std::erase(words, kDone);
       EXPECT_THAT(words, ::testing::ElementsAre(kLoaded, std::to_string(loading)));
@@ -254,7 +254,7 @@ TEST_F(QueueCrash, ALaterProcessContinuesWhereTheKilledOneWas) {
       [](Process& process) {
         QFRecordUploader::sharedQFRecordUploader()->uploadRecord();
         while (QFRecordUploader::sharedQFRecordUploader()->uploadInProgress()) {
-          process.tell(process.host.http.requests().back().data);
+          process.send(process.host.http.requests().back().data);
           process.host.http.complete(200);
           process.host.mainThread.runAll();
         }

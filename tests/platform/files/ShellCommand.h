@@ -7,7 +7,7 @@
 
 namespace sqm::platform::test {
 
-/// Runs a shell command, which must succeed, and tells what it printed.
+/// Runs a shell command, which must succeed. Returns what it printed.
 inline std::string printedBy(const std::string& command) {
   std::FILE* pipe = ::popen(command.c_str(), "r");
   if (pipe == nullptr) {

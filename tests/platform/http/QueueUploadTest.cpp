@@ -45,7 +45,7 @@ using Strings = std::vector<std::string>;
 
 constexpr auto kPatience = 1min;
 
-/// The host's transactions. The first is the uploader's.
+/// The host's transactions. The first one is the uploader's.
 class KeptTransactions : public sqm::HttpTransactionFactory {
  public:
   explicit KeptTransactions(sqm::HttpTransactionFactory& factory) : factory_(factory) {}
@@ -73,7 +73,7 @@ StandardHost::Options optionsOf(const std::string& home, const sqm::platform::Ht
   return options;
 }
 
-/// A process that sends: the standard host with this home directory, and the uploader.
+/// A sending process: the standard host with this home directory, and the uploader.
 class Sender {
  public:
   explicit Sender(const std::string& home, const sqm::platform::HttpOptions& http = {})
@@ -93,19 +93,19 @@ class Sender {
     for (const char* data : all) EXPECT_TRUE(uploader().quequeRecord(data, url));
   }
 
-  /// Runs the loop until the condition holds, and then until a new request has failed: all that the HTTP thread posted
-  /// before has been run then.
+  /// Runs the loop until the condition holds, and then until a request that is begun now has failed, by when every
+  /// outcome from before has been posted.
   void runUntil(const std::function<bool()>& condition) {
     ASSERT_TRUE(host_.runLoop().runUntil(condition, kPatience));
-    bool hasFailed = false;
+    bool isPosted = false;
     const auto last = host_.httpTransactions->makeTransaction();
     const auto registration = host_.notificationCenter->addObserver(
-        sqm::TrelkHttpTransactionErrorNotification, last.get(), [&](const sqm::Notification&) { hasFailed = true; });
+        sqm::TrelkHttpTransactionErrorNotification, last.get(), [&](const sqm::Notification&) { isPosted = true; });
     last->sendHttpRequest(std::nullopt, sqm::kHttpMethodPost, "");
-    ASSERT_TRUE(host_.runLoop().runUntil([&] { return hasFailed; }, kPatience));
+    ASSERT_TRUE(host_.runLoop().runUntil([&] { return isPosted; }, kPatience));
   }
 
-  void runUntilAnswers(std::size_t outcomes) {
+  void runUntilOutcomes(std::size_t outcomes) {
     runUntil([&] { return linesWith("httpStatus-") >= outcomes; });
     EXPECT_EQ(linesWith("httpStatus-"), outcomes);
   }
@@ -170,16 +170,16 @@ TEST_IN_FRESH_PROCESS(QueueUpload, ThreeAnswers200TakeThreeRequestsInOrderAndLea
 }
 
 /// How an upload fails.
-struct Nothing {
+struct Failure {
   const char* name;
   Answer answer;
   std::chrono::milliseconds totalLimit = 1h;
   bool isAborted = false;
 };
 
-class QueueUploadFailure : public ::testing::TestWithParam<Nothing> {
+class QueueUploadFailure : public ::testing::TestWithParam<Failure> {
  protected:
-  static void leavesTheRequestForTheNextUpload(const Nothing& failure) {
+  static void leavesTheRequestForTheNextUpload(const Failure& failure) {
     const TemporaryFolder home;
     Sender sender(home.path(), {.totalLimit = failure.totalLimit});
     LoopbackServer server({failure.answer, response("200 OK")});
@@ -189,7 +189,7 @@ class QueueUploadFailure : public ::testing::TestWithParam<Nothing> {
     Sender::uploader().uploadRecord();
     EXPECT_TRUE(server.waitForRequests(1));
     if (failure.isAborted) sender.abort();
-    sender.runUntilAnswers(1);
+    sender.runUntilOutcomes(1);
     EXPECT_EQ(sender.linesWith("uploadRecord - sending"), 1U) << "nothing is retried";
     EXPECT_EQ(server.requests().size(), 1U);
     EXPECT_EQ(contentOf(archiveIn(home)), before);
@@ -210,12 +210,12 @@ TEST_P(QueueUploadFailure, LeavesTheRequestForTheNextUpload) {
 const Answer kNoAnswer = {""};
 
 INSTANTIATE_TEST_SUITE_P(All, QueueUploadFailure,
-                         ::testing::Values(Nothing{"Status201", response("201 Created", "200")},
-                                           Nothing{"Status404", response("404 Not Found")},
-                                           Nothing{"Status500", response("500 Internal Server Error")},
-                                           Nothing{"BrokenAnswer",
+                         ::testing::Values(Failure{"Status201", response("201 Created", "200")},
+                                           Failure{"Status404", response("404 Not Found")},
+                                           Failure{"Status500", response("500 Internal Server Error")},
+                                           Failure{"BrokenAnswer",
                                                    {"HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\nkept", Then::close}},
-                                           Nothing{"TimeOut", kNoAnswer, 1s}, Nothing{"Abort", kNoAnswer, 1h, true}),
+                                           Failure{"TimeOut", kNoAnswer, 1s}, Failure{"Abort", kNoAnswer, 1h, true}),
                          [](const auto& each) { return each.param.name; });
 
 TEST_IN_FRESH_PROCESS(QueueUpload, RefusedConnectionsLeaveTheRequestWhereItIs) {
@@ -225,7 +225,7 @@ TEST_IN_FRESH_PROCESS(QueueUpload, RefusedConnectionsLeaveTheRequestWhereItIs) {
   Sender::queue({"only"}, "http://127.0.0.1:" + std::to_string(portOf(silent)) + "/");
   for (std::size_t times = 1; times <= 2; ++times) {
     Sender::uploader().uploadRecord();
-    sender.runUntilAnswers(times);
+    sender.runUntilOutcomes(times);
     EXPECT_EQ(sender.linesWith("uploadRecord - sending"), times) << "nothing is retried";
   }
   EXPECT_THAT(archived(home), ElementsAre("only"));
@@ -238,7 +238,7 @@ TEST_IN_FRESH_PROCESS(QueueUpload, OfTwoAnswersToTheOnlyRequestTheSecondIsIgnore
   Sender::queue({"only"}, server.url());
   Sender::uploader().uploadRecord();
   Sender::uploader().uploadRecord();
-  sender.runUntilAnswers(2);
+  sender.runUntilOutcomes(2);
   EXPECT_THAT(bodiesAt(server), ElementsAre("only", "only"));
   EXPECT_EQ(sender.linesWith("response code:200"), 2U);
   EXPECT_THAT(archived(home), IsEmpty());
@@ -246,7 +246,7 @@ TEST_IN_FRESH_PROCESS(QueueUpload, OfTwoAnswersToTheOnlyRequestTheSecondIsIgnore
   Sender::queue({"next"}, server.url());
   EXPECT_THAT(archived(home), ElementsAre("next"));
   Sender::uploader().uploadRecord();
-  sender.runUntilAnswers(3);
+  sender.runUntilOutcomes(3);
   EXPECT_THAT(bodiesAt(server), ElementsAre("only", "only", "next"));
   EXPECT_THAT(archived(home), IsEmpty());
 }
@@ -283,7 +283,36 @@ TEST_IN_FRESH_PROCESS(QueueUpload, EightThreadsQueueWhileTheMainThreadSends) {
   }
 }
 
-/// A process that waits for the address of a server. Made before the server and its thread.
+TEST_IN_FRESH_PROCESS(QueueUpload, TheUploaderMayBeCreatedOnAnotherThreadWhileTheMainThreadSends) {
+  const TemporaryFolder home;
+  LoopbackServer server(response("200 OK"));
+  StandardHost host(optionsOf(home.path(), {}));
+  EXPECT_TRUE(host.makeFolders());
+  sqm::Host::install(host);
+  const std::string url = server.url();
+  std::thread creator([&] {
+    QFRecordUploader* const uploader = QFRecordUploader::sharedQFRecordUploader();
+    uploader->quequeRecord("queued", url);
+    host.mainThread->post([uploader] { uploader->uploadRecord(); });
+  });
+  for (int each = 0; each < 20; ++each) {  // as another part of the application does
+    const auto transaction = host.httpTransactions->makeTransaction();
+    std::size_t outcomes = 0;
+    const auto registration =
+        host.notificationCenter->addObserver(sqm::TrelkHttpTransactionCompletedNotification, transaction.get(),
+                                             [&](const sqm::Notification&) { ++outcomes; });
+    transaction->startSession("other", "Other.log");
+    transaction->sendHttpRequest(url, sqm::kHttpMethodPost, "other");
+    EXPECT_TRUE(host.runLoop().runUntil([&] { return outcomes == 1; }, kPatience));
+  }
+  creator.join();
+  EXPECT_TRUE(host.runLoop().runUntil([] { return QFRecordUploader::sharedQFRecordUploader()->recordQueue()->empty(); },
+                                      kPatience));
+  EXPECT_THAT(bodiesAt(server), ::testing::Contains("queued").Times(1));
+  EXPECT_THAT(archived(home), IsEmpty());
+}
+
+/// A process that waits for the address of a server. Created before the server and its thread.
 class Child {
  public:
   explicit Child(const std::function<void(const std::string& url)>& body) {
@@ -301,7 +330,7 @@ class Child {
     end_ = ends[1];
   }
 
-  /// Lets it continue and waits until it ends. Returns the status of `waitpid`.
+  /// Passes on the address and waits for the end of the process. Returns its status, as of `waitpid`.
   int run(const std::string& url) const {
     const std::string line = url + "\n";
     EXPECT_EQ(::write(end_, line.data(), line.size()), static_cast<ssize_t>(line.size()));

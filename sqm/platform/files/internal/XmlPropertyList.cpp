@@ -35,9 +35,8 @@ pugi::xml_node elementFrom(pugi::xml_node node) {
   return node;
 }
 
-/// Sets `text` to what the element holds, repaired where that is not well-formed.
-void readText(const pugi::xml_node& element, std::string& text) {
-  text = element.value();
+/// Completes `text`, the first piece of what the element holds, and repairs it where it is not well-formed.
+void completeText(const pugi::xml_node& element, std::string& text) {
   pugi::xml_node piece = element.first_child();
   if (!piece && isXmlAllowed(text)) return;
   for (; piece; piece = piece.next_sibling()) {
@@ -62,8 +61,8 @@ pugi::xml_node parse(pugi::xml_document& document, char* bytes, std::size_t size
 }
 
 std::string textOf(const pugi::xml_node& element) {
-  std::string text;
-  readText(element, text);
+  std::string text = element.value();
+  completeText(element, text);
   return text;
 }
 
@@ -179,8 +178,11 @@ std::optional<PropertyList::Array> readXmlArray(char* bytes, std::size_t size, s
   PropertyList::Array array;
   array.reserve(kUsualCount);
   for (auto element = elementFrom(root.first_child()); element; element = elementFrom(element.next_sibling())) {
-    auto& text = array.emplace_back();
-    if (isNamed(element, "string")) readText(element, text.emplace());
+    if (isNamed(element, "string")) {
+      completeText(element, *array.emplace_back(std::in_place, element.value()));
+    } else {
+      array.emplace_back();
+    }
   }
   return array;
 }

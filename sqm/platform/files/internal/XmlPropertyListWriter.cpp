@@ -40,7 +40,7 @@ void XmlPropertyListWriter::text(std::string_view text) { escaped("<string>", te
 void XmlPropertyListWriter::key(std::string_view key) { escaped("<key>", key, "</key>\n"); }
 
 void XmlPropertyListWriter::data(std::string_view bytes) {
-  element("<data>", {}, {});
+  buffer_.append(indentation_).append("<data>");
   for (; !bytes.empty(); bytes.remove_prefix(std::min(kPiece, bytes.size()))) {
     buffer_.append(base64Of(bytes.substr(0, kPiece)));
     flushFrom(kFlushAt);
@@ -66,7 +66,7 @@ void XmlPropertyListWriter::end() {
   const std::string_view tag = open_.back();
   open_.pop_back();
   if (tag.empty()) return;
-  --depth_;
+  indentation_.pop_back();
   element("</", tag, ">\n");
 }
 
@@ -78,16 +78,16 @@ void XmlPropertyListWriter::finish() {
 void XmlPropertyListWriter::begin(std::string_view tag, std::size_t count) {
   element("<", tag, count == 0 ? "/>\n" : ">\n");
   open_.push_back(count == 0 ? std::string_view() : tag);
-  if (count > 0) ++depth_;
+  if (count > 0) indentation_.push_back('\t');
 }
 
 void XmlPropertyListWriter::element(std::string_view begin, std::string_view content, std::string_view end) {
+  buffer_.append(indentation_).append(begin).append(content).append(end);
   flushFrom(kFlushAt);
-  buffer_.append(depth_, '\t').append(begin).append(content).append(end);
 }
 
 void XmlPropertyListWriter::escaped(std::string_view begin, std::string_view text, std::string_view end) {
-  element(begin, {}, {});
+  buffer_.append(indentation_).append(begin);
   do {
     const std::size_t length = utf8PrefixLength(text, kPiece);
     appendXmlText(buffer_, text.substr(0, length), XmlEscaping::propertyList);

@@ -39,7 +39,7 @@ class XmlPropertyListWriter : public PropertyListWriter {
   const ByteSink sink_;
   std::string buffer_;
   std::vector<std::string_view> open_;  // the tags of the containers that are not ended; empty for one without content
-  std::size_t depth_ = 0;
+  std::string indentation_;
 };
 
 }  // namespace sqm::platform
