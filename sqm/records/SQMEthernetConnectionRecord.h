@@ -1,6 +1,5 @@
 #pragma once
 
-#include <cstdint>
 #include <string>
 
 #include "sqm/records/SQMConnectionRecord.h"
@@ -11,8 +10,6 @@ namespace sqm {
 class SQMEthernetConnectionRecord : public SQMConnectionRecord {
  public:
   explicit SQMEthernetConnectionRecord(Host& host);
-
-  std::int64_t ValidateRecordData() const { return validate(); }
 
   /// The fields that this medium alone has.
   std::string FormatEthernetConnectionFields() const;

@@ -34,7 +34,7 @@ TableRecord::TableRecord(Host& host, const RecordKind& kind) : host_(host), kind
 std::int64_t TableRecord::FormatRecord(std::optional<std::string>& slot) {
   if (kind_.layout.empty()) return kRecordOk;
   if (!slot) return kRecordRejected;
-  const std::int64_t status = validate();
+  const std::int64_t status = ValidateRecordData();
   std::string text;
   if (status == kRecordOk) append(text, kind_.layout);
   *slot = std::move(text);
@@ -89,7 +89,7 @@ std::optional<std::string_view> TableRecord::recordSubType() const {
 
 void TableRecord::updateRecordValues(ValueDictionary values) { values_ = std::move(values).madeWith(names_); }
 
-std::int64_t TableRecord::validate() const {
+std::int64_t TableRecord::ValidateRecordData() const {
   if (!values_) return kind_.withoutDictionary;
   const bool isThere =
       kind_.required == RecordKind::Required::entry6 ? holds(kRequiredEntry) : values_->contains(kRequiredLiteral);
