@@ -63,7 +63,7 @@ std::int64_t TableRecord::store(std::int64_t field, const std::optional<std::str
       throw std::invalid_argument("field " + std::to_string(field) + " of a record of kind " + std::string(kind_.name) +
                                   " was given an absent value");
     }
-    values_->eraseField(*names_, index);
+    values_->erase(*name);
   } else if (setter == Setter::plain || value->empty()) {
     values_->setField(*names_, index, *value);
   } else {
