@@ -25,8 +25,8 @@ class UtilityFunctions;
 /// The services that the library needs from the application. `platform::StandardHost` fills it. To replace a service,
 /// set its member before the first object of the library is made.
 ///
-/// Ownership: the services are borrowed. Every member must be set. The services and the `Host` must outlive the objects
-/// that were given the host.
+/// Ownership: the services are borrowed. Every member without a remark must be set. The services and the `Host` must
+/// outlive the objects that were given the host.
 struct Host {
   HttpTransactionFactory* httpTransactions = nullptr;
   LogFileFactory* logFiles = nullptr;
@@ -44,7 +44,7 @@ struct Host {
   Dates* dates = nullptr;
   Files* files = nullptr;
   QFSerializer* serializer = nullptr;
-  KeyedCoderFactory* keyedCoders = nullptr;
+  KeyedCoderFactory* keyedCoders = nullptr;  ///< for the application; may be null, as the library does not use it
   JsonWriter* jsonWriter = nullptr;
   TextCompressor* compressor = nullptr;
 

@@ -60,7 +60,8 @@ class HttpTransaction {
 
 /// Makes transactions.
 ///
-/// Threading: any thread, of a new transaction's `startSession` too: the upload queue may be created on any.
+/// Threading: `makeTransaction`, and of a transaction that has sent nothing `startSession` and the destructor, on any
+/// thread: the upload queue may be created on any. `requestsUnderWay` on the main thread.
 class HttpTransactionFactory {
  public:
   virtual ~HttpTransactionFactory() = default;

@@ -35,6 +35,8 @@ class LogFile {
 };
 
 /// Opens log files. Their folder, size limit and line format are the host's choice.
+///
+/// Threading: any thread.
 class LogFileFactory {
  public:
   virtual ~LogFileFactory() = default;

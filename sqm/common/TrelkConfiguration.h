@@ -4,7 +4,9 @@
 
 namespace sqm {
 
-/// Where the user's files lie. Paths are absolute, without a trailing separator.
+/// The folders of the user's files. Paths are absolute, without a trailing separator.
+///
+/// Threading: any thread.
 class TrelkConfiguration {
  public:
   virtual ~TrelkConfiguration() = default;

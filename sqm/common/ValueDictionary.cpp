@@ -46,7 +46,8 @@ void ValueDictionary::set(std::string_view key, std::string_view value) {
 void ValueDictionary::erase(std::string_view key) {
   Place* place = placeOf(*this, key);
   if (place == nullptr || !place->isPresent()) return;
-  remove(*place);
+  used_ -= place->length;
+  *place = Place{};
   std::erase_if(others_, [](const auto& other) { return !other.second.isPresent(); });
   compactIfSparse();
 }
@@ -56,13 +57,6 @@ void ValueDictionary::clear() {
   others_.clear();
   text_.clear();
   used_ = 0;
-}
-
-void ValueDictionary::eraseField(const FieldNameTable& names, std::size_t field) {
-  if (&names != names_.get()) return erase(*names.name(static_cast<std::int64_t>(field)));
-  Place& place = fields_[names.firstNamesake(field)];
-  if (place.isPresent()) remove(place);
-  compactIfSparse();
 }
 
 ValueDictionary ValueDictionary::madeWith(std::shared_ptr<const FieldNameTable> names) && {
@@ -90,11 +84,6 @@ void ValueDictionary::replace(Place& place, std::string_view value) {
   append(place, value);
   used_ -= earlier;
   compactIfSparse();
-}
-
-void ValueDictionary::remove(Place& place) {
-  used_ -= place.length;
-  place = Place{};
 }
 
 void ValueDictionary::compactIfSparse() {

@@ -55,7 +55,6 @@ class ValueDictionary {
     if (&names != names_.get()) return set(*names.name(static_cast<std::int64_t>(field)), value);
     store(fields_[names.firstNamesake(field)], value);
   }
-  void eraseField(const FieldNameTable& names, std::size_t field);
 
   /// The same keys and values in a dictionary made with `names`.
   ValueDictionary madeWith(std::shared_ptr<const FieldNameTable> names) &&;
@@ -83,7 +82,6 @@ class ValueDictionary {
     place = {offset, value.size()};
   }
   void replace(Place& place, std::string_view value);
-  void remove(Place& place);
   /// Compacts the buffer when less than half of it belongs to values.
   void compactIfSparse();
 

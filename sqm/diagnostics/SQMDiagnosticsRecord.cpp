@@ -3,7 +3,7 @@
 #include <string_view>
 
 #include "sqm/common/Format.h"
-#include "sqm/common/JsonWriter.h"
+#include "sqm/common/Json.h"
 #include "sqm/common/TextCompressor.h"
 
 namespace sqm {

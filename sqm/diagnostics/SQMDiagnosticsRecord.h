@@ -7,7 +7,7 @@
 #include <utility>
 
 #include "sqm/common/Host.h"
-#include "sqm/common/JsonValue.h"
+#include "sqm/common/Json.h"
 
 namespace sqm {
 

@@ -85,20 +85,6 @@ SQMManager::SQMManager(Host& host) : host_(host), mSQMRecStoreObj_(std::make_uni
 
 SQMManager::~SQMManager() = default;
 
-void SQMManager::SetSQMConnectionURL(std::optional<std::string> url) { setURL(RecordType::connection, std::move(url)); }
-
-void SQMManager::SetSQMClientURL(std::optional<std::string> url) { setURL(RecordType::client, std::move(url)); }
-
-void SQMManager::SetSQMDeviceURL(std::optional<std::string> url) { setURL(RecordType::device, std::move(url)); }
-
-void SQMManager::SetSQMApplicationURL(std::optional<std::string> url) {
-  setURL(RecordType::application, std::move(url));
-}
-
-void SQMManager::SetSQMUserAcceptanceURL(std::optional<std::string> url) {
-  setURL(RecordType::userAcceptance, std::move(url));
-}
-
 std::string_view SQMManager::mediaType(std::int32_t type) {
   const Medium* medium = mediumOf(type);
   return medium == nullptr ? std::string_view{} : medium->name;

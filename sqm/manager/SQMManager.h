@@ -36,18 +36,20 @@ struct CreatingCall;
 /// nothing is stored in the record's fields. An exception leaves the stored records unchanged.
 class SQMManager {
  public:
+  using Url = std::optional<std::string>;
+
   explicit SQMManager(Host& host);
   SQMManager(const SQMManager&) = delete;
   SQMManager& operator=(const SQMManager&) = delete;
   ~SQMManager();
 
   /// The addresses to which the documents are posted. They are not validated here; an absent one makes its upload fail.
-  void setURL(RecordType type, std::optional<std::string> url) { urlOf(type) = std::move(url); }
-  void SetSQMConnectionURL(std::optional<std::string> url);
-  void SetSQMClientURL(std::optional<std::string> url);
-  void SetSQMDeviceURL(std::optional<std::string> url);
-  void SetSQMApplicationURL(std::optional<std::string> url);
-  void SetSQMUserAcceptanceURL(std::optional<std::string> url);
+  void setURL(RecordType type, Url url) { urlOf(type) = std::move(url); }
+  void SetSQMConnectionURL(Url url) { setURL(RecordType::connection, std::move(url)); }
+  void SetSQMClientURL(Url url) { setURL(RecordType::client, std::move(url)); }
+  void SetSQMDeviceURL(Url url) { setURL(RecordType::device, std::move(url)); }
+  void SetSQMApplicationURL(Url url) { setURL(RecordType::application, std::move(url)); }
+  void SetSQMUserAcceptanceURL(Url url) { setURL(RecordType::userAcceptance, std::move(url)); }
 
   /// The medium of the following connections: 1 Wi-Fi, 2 mobile broadband, 3 Ethernet. With any other number connection
   /// events are not recorded.
@@ -95,7 +97,7 @@ class SQMManager {
   void log(std::string_view format, std::string_view argument = {});
 
   void perform(const UploadStep& step);
-  std::optional<std::string>& urlOf(RecordType type) { return urls_[static_cast<std::size_t>(type)]; }
+  Url& urlOf(RecordType type) { return urls_[static_cast<std::size_t>(type)]; }
 
   // Destroyed from the last to the first: the store saves its lists before the upload agent is destroyed.
   Host& host_;
@@ -104,7 +106,7 @@ class SQMManager {
   std::unique_ptr<SQMUpdaterAgent> mSQMUpdaterObj_;
   std::unique_ptr<SQMConnectionRecord> sqmConnectionRecord_;
   std::unique_ptr<SQMRecordStore> mSQMRecStoreObj_;
-  std::array<std::optional<std::string>, kRecordTypes.size()> urls_;  // by type
+  std::array<Url, kRecordTypes.size()> urls_;  // by type
   std::int64_t deviceType_ = 0;
   std::int64_t currentRecordIndex_ = 0;
   UploadState mUploadState_ = UploadState::idle;

@@ -7,7 +7,7 @@
 #include <optional>
 #include <vector>
 
-#include "sqm/store/ListDocument.h"
+#include "sqm/store/RecordTypes.h"
 
 namespace sqm {
 

@@ -9,7 +9,7 @@
 #include "sqm/common/MainThread.h"
 #include "sqm/common/QFSerializer.h"
 #include "sqm/common/TrelkConfiguration.h"
-#include "sqm/upload/internal/TransactionRegistrations.h"
+#include "sqm/upload/internal/UploadChannel.h"
 
 namespace sqm {
 

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <cstdint>
 #include <string>
 
 #include "sqm/records/TableRecord.h"
@@ -11,8 +10,6 @@ namespace sqm {
 class SQMApplicationRecord : public TableRecord {
  public:
   explicit SQMApplicationRecord(Host& host);
-
-  std::int64_t ValidateRecordData() const { return validate(); }
 
   std::string FormatVPNApplicationTypeData() const;
   std::string FormatCommonApplicationFields() const;

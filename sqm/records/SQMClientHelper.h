@@ -18,13 +18,13 @@ class SQMClientHelper {
   /// The display name of the user's locale in British English, as "French (France)"; empty when it has none.
   std::string getCurrentLocale() const;
 
-  /// The operating system's version; `getOSName` knows its name from then on.
+  /// The operating system's version. Also reads the name, which `getOSName` then returns.
   std::string getOSVersion();
 
-  /// The operating system's name as the last `getOSVersion` found it; nothing before the first.
+  /// The operating system's name as the last `getOSVersion` read it; nothing before the first.
   const std::optional<std::string>& getOSName() const { return osNameString_; }
 
-  /// The operating system's name, asked for anew.
+  /// The operating system's name, read anew.
   std::string osName() const;
 
   /// The environment as elements; unlike in the client record, the values are not escaped.

@@ -15,8 +15,6 @@ class SQMClientRecord : public TableRecord {
  public:
   explicit SQMClientRecord(Host& host);
 
-  std::int64_t ValidateRecordData() const { return validate(); }
-
   /// Stores a value under a key that is no field name: "locale", "os" or "osVersion". Status 3 when either is absent.
   std::int64_t setValue(std::optional<std::string_view> value, std::optional<std::string_view> forKey) {
     if (!value || !forKey) return kRecordRejected;

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <cstdint>
 #include <string>
 
 #include "sqm/records/TableRecord.h"
@@ -11,8 +10,6 @@ namespace sqm {
 class SQMDeviceRecord : public TableRecord {
  public:
   explicit SQMDeviceRecord(Host& host);
-
-  std::int64_t ValidateRecordData() const { return validate(); }
 
   /// The device's elements, without the one around them.
   std::string FormatMobileDeviceFields() const;

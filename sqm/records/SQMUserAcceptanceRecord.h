@@ -1,7 +1,5 @@
 #pragma once
 
-#include <cstdint>
-
 #include "sqm/records/TableRecord.h"
 
 namespace sqm {
@@ -11,8 +9,6 @@ namespace sqm {
 class SQMUserAcceptanceRecord : public TableRecord {
  public:
   explicit SQMUserAcceptanceRecord(Host& host);
-
-  std::int64_t ValidateRecordData() const { return validate(); }
 };
 
 }  // namespace sqm

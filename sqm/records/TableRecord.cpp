@@ -34,7 +34,7 @@ TableRecord::TableRecord(Host& host, const RecordKind& kind) : host_(host), kind
 std::int64_t TableRecord::FormatRecord(std::optional<std::string>& slot) {
   if (kind_.layout.empty()) return kRecordOk;
   if (!slot) return kRecordRejected;
-  const std::int64_t status = validate();
+  const std::int64_t status = ValidateRecordData();
   std::string text;
   if (status == kRecordOk) append(text, kind_.layout);
   *slot = std::move(text);
@@ -63,7 +63,7 @@ std::int64_t TableRecord::store(std::int64_t field, const std::optional<std::str
       throw std::invalid_argument("field " + std::to_string(field) + " of a record of kind " + std::string(kind_.name) +
                                   " was given an absent value");
     }
-    values_->eraseField(*names_, index);
+    values_->erase(*name);
   } else if (setter == Setter::plain || value->empty()) {
     values_->setField(*names_, index, *value);
   } else {
@@ -89,7 +89,7 @@ std::optional<std::string_view> TableRecord::recordSubType() const {
 
 void TableRecord::updateRecordValues(ValueDictionary values) { values_ = std::move(values).madeWith(names_); }
 
-std::int64_t TableRecord::validate() const {
+std::int64_t TableRecord::ValidateRecordData() const {
   if (!values_) return kind_.withoutDictionary;
   const bool isThere =
       kind_.required == RecordKind::Required::entry6 ? holds(kRequiredEntry) : values_->contains(kRequiredLiteral);

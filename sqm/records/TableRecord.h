@@ -34,11 +34,11 @@ class TableRecord : public SQM {
   std::optional<std::string_view> recordSubType() const override;
   void updateRecordValues(ValueDictionary values) override;
 
+  /// The status that `FormatRecord` gives to a record with these values.
+  std::int64_t ValidateRecordData() const;
+
  protected:
   TableRecord(Host& host, const RecordKind& kind);
-
-  /// The status that `FormatRecord` gives to a record with these values.
-  std::int64_t validate() const;
 
   /// True when a value, the empty text included, is stored in the field.
   bool holds(std::int64_t field) const;

@@ -1,8 +1,8 @@
 #include "sqm/sessionfiles/SQMDataCollector.h"
 
-#include <algorithm>
 #include <array>
 #include <chrono>
+#include <utility>
 
 #include "sqm/common/Dates.h"
 #include "sqm/common/Format.h"
@@ -17,22 +17,15 @@ namespace {
 /// weekday in the month. The servers expect both: not to change.
 constexpr std::string_view kStartTimePattern = "Y-MM-dd H:mm:s.F";
 
-struct AccessPointOwner {
-  std::string_view popType;
-  std::string_view code;
-};
-
-constexpr std::array<AccessPointOwner, 4> kAccessPointOwners = {{
-    {"", "3"},
-    {"trelk", "0"},
-    {"customer", "1"},
-    {"home", "2"},
-}};
+/// The codes of the owners of access points, by `popType`.
+constexpr std::array<std::pair<std::string_view, std::string_view>, 4> kOwnerCodes = {
+    {{"", "3"}, {"trelk", "0"}, {"customer", "1"}, {"home", "2"}}};
 
 std::string_view codeOfOwner(std::optional<std::string_view> popType) {
-  const auto found = std::find_if(kAccessPointOwners.begin(), kAccessPointOwners.end(),
-                                  [&](const AccessPointOwner& owner) { return popType == owner.popType; });
-  return found == kAccessPointOwners.end() ? std::string_view() : found->code;
+  for (const auto& [owner, code] : kOwnerCodes) {
+    if (popType == owner) return code;
+  }
+  return {};
 }
 
 }  // namespace

@@ -6,6 +6,8 @@
 #include <cstdint>
 #include <functional>
 #include <iterator>
+#include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -53,7 +55,7 @@ constexpr bool isPermutationOfTypes(const Table& table, Projection typeOf = {}) 
 /// What is posted for a list without records.
 enum class WhenEmpty : std::uint8_t { nothing, emptyDocument };
 
-/// What the library, its tools and its tests know of a record type.
+/// The properties of a record type.
 struct RecordTypeRow {
   RecordType type;
   std::string_view name;     ///< on command lines, in addresses and for people
@@ -84,5 +86,14 @@ constexpr const RecordTypeRow& rowOf(RecordType type) {
 inline std::string listFilePath(const TrelkConfiguration& configuration, RecordType type) {
   return sqmFolderPath(configuration) + "/" + std::string(rowOf(type).file);
 }
+
+/// True when there is a document to post for a list of this type.
+constexpr bool hasDocument(RecordType type, bool hasRecords) {
+  return hasRecords || rowOf(type).whenEmpty == WhenEmpty::emptyDocument;
+}
+
+/// The document that is posted for a list: UTF-8, one line, an XML declaration and the records' texts, unchanged and
+/// in their order, in the element of their type. Nothing when there is none for a list without records.
+std::optional<std::string> listDocument(RecordType type, std::span<const std::string> records);
 
 }  // namespace sqm

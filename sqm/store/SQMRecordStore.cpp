@@ -4,7 +4,6 @@
 
 #include "sqm/common/PropertyList.h"
 #include "sqm/common/SystemConsole.h"
-#include "sqm/store/ListDocument.h"
 
 namespace sqm {
 
@@ -21,44 +20,14 @@ SQMRecordStore::SQMRecordStore(Host& host) : host_(host) { LoadFromDisk(); }
 
 SQMRecordStore::~SQMRecordStore() { SaveSQMStoreToDisk(); }
 
-bool SQMRecordStore::saveSQMRecordType(std::int64_t type, std::optional<std::string> withData) {
+bool SQMRecordStore::saveSQMRecordType(std::int64_t type, Text withData) {
   return isRecordType(static_cast<RecordType>(type)) && append(static_cast<RecordType>(type), std::move(withData));
 }
 
-bool SQMRecordStore::saveSQMClientRecordToStore(std::optional<std::string> data) {
-  return append(RecordType::client, std::move(data));
-}
-
-bool SQMRecordStore::saveSQMConnRecordToStore(std::optional<std::string> data) {
-  return append(RecordType::connection, std::move(data));
-}
-
-bool SQMRecordStore::saveSQMDeviceRecordToStore(std::optional<std::string> data) {
-  return append(RecordType::device, std::move(data));
-}
-
-bool SQMRecordStore::saveSQMApplicationRecordToStore(std::optional<std::string> data) {
-  return append(RecordType::application, std::move(data));
-}
-
-bool SQMRecordStore::saveSQMUserAcceptanceRecordToStore(std::optional<std::string> data) {
-  return append(RecordType::userAcceptance, std::move(data));
-}
-
-bool SQMRecordStore::append(RecordType type, std::optional<std::string> data) {
+bool SQMRecordStore::append(RecordType type, Text data) {
   if (data) listOf(type).push_back(*std::move(data));
   return false;
 }
-
-bool SQMRecordStore::deleteSQMClientRecordFromStore() { return deleteRecords(RecordType::client); }
-
-bool SQMRecordStore::deleteSQMConnectionRecordsFromStore() { return deleteRecords(RecordType::connection); }
-
-bool SQMRecordStore::deleteSQMDeviceRecordFromStore() { return deleteRecords(RecordType::device); }
-
-bool SQMRecordStore::deleteSQMApplicationRecordFromStore() { return deleteRecords(RecordType::application); }
-
-bool SQMRecordStore::deleteSQMUserAcceptanceRecordFromStore() { return deleteRecords(RecordType::userAcceptance); }
 
 bool SQMRecordStore::deleteRecords(RecordType type) {
   listOf(type).clear();
@@ -86,23 +55,7 @@ void SQMRecordStore::LoadFromDisk() {
   }
 }
 
-std::optional<std::string> SQMRecordStore::getClientRecordXMLAsString() const { return document(RecordType::client); }
-
-std::optional<std::string> SQMRecordStore::getConnectionRecordXMLAsString() const {
-  return document(RecordType::connection);
-}
-
-std::optional<std::string> SQMRecordStore::getDeviceRecordXMLAsString() const { return document(RecordType::device); }
-
-std::optional<std::string> SQMRecordStore::getApplicationRecordXMLAsString() const {
-  return document(RecordType::application);
-}
-
-std::optional<std::string> SQMRecordStore::getUserAcceptanceRecordXMLAsString() const {
-  return document(RecordType::userAcceptance);
-}
-
-std::optional<std::string> SQMRecordStore::document(RecordType type) const {
+SQMRecordStore::Text SQMRecordStore::document(RecordType type) const {
   auto text = listDocument(type, listOf(type));
   const std::string_view prefix = rowOf(type).consolePrefix;
   if (text && !prefix.empty()) host_.console->writeLine(std::string(prefix) + *text);

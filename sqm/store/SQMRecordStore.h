@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "sqm/common/Host.h"
@@ -22,6 +23,8 @@ namespace sqm {
 /// Failure: reported by the results alone. The saving calls return false also when they stored the record.
 class SQMRecordStore {
  public:
+  using Text = std::optional<std::string>;
+
   explicit SQMRecordStore(Host& host);
   SQMRecordStore(const SQMRecordStore&) = delete;
   SQMRecordStore& operator=(const SQMRecordStore&) = delete;
@@ -29,19 +32,19 @@ class SQMRecordStore {
 
   /// Appends the record's text to the list of its type. An absent text and a number that is no type's are ignored.
   /// Always returns false.
-  bool saveSQMRecordType(std::int64_t type, std::optional<std::string> withData);
-  bool saveSQMClientRecordToStore(std::optional<std::string> data);
-  bool saveSQMConnRecordToStore(std::optional<std::string> data);
-  bool saveSQMDeviceRecordToStore(std::optional<std::string> data);
-  bool saveSQMApplicationRecordToStore(std::optional<std::string> data);
-  bool saveSQMUserAcceptanceRecordToStore(std::optional<std::string> data);
+  bool saveSQMRecordType(std::int64_t type, Text withData);
+  bool saveSQMClientRecordToStore(Text data) { return append(RecordType::client, std::move(data)); }
+  bool saveSQMConnRecordToStore(Text data) { return append(RecordType::connection, std::move(data)); }
+  bool saveSQMDeviceRecordToStore(Text data) { return append(RecordType::device, std::move(data)); }
+  bool saveSQMApplicationRecordToStore(Text data) { return append(RecordType::application, std::move(data)); }
+  bool saveSQMUserAcceptanceRecordToStore(Text data) { return append(RecordType::userAcceptance, std::move(data)); }
 
   /// Empties one list in memory; its file changes at the next save. Always returns true.
-  bool deleteSQMClientRecordFromStore();
-  bool deleteSQMConnectionRecordsFromStore();
-  bool deleteSQMDeviceRecordFromStore();
-  bool deleteSQMApplicationRecordFromStore();
-  bool deleteSQMUserAcceptanceRecordFromStore();
+  bool deleteSQMClientRecordFromStore() { return deleteRecords(RecordType::client); }
+  bool deleteSQMConnectionRecordsFromStore() { return deleteRecords(RecordType::connection); }
+  bool deleteSQMDeviceRecordFromStore() { return deleteRecords(RecordType::device); }
+  bool deleteSQMApplicationRecordFromStore() { return deleteRecords(RecordType::application); }
+  bool deleteSQMUserAcceptanceRecordFromStore() { return deleteRecords(RecordType::userAcceptance); }
 
   /// Writes every list to its file, in place. Returns the result of the last write, that of the user acceptances; the
   /// results of the others are not reported.
@@ -52,15 +55,15 @@ class SQMRecordStore {
 
   /// The documents that are posted: `listDocument` of each list. That of the user acceptances is written to the system
   /// console, too.
-  std::optional<std::string> getClientRecordXMLAsString() const;
-  std::optional<std::string> getConnectionRecordXMLAsString() const;
-  std::optional<std::string> getDeviceRecordXMLAsString() const;
-  std::optional<std::string> getApplicationRecordXMLAsString() const;
-  std::optional<std::string> getUserAcceptanceRecordXMLAsString() const;
+  Text getClientRecordXMLAsString() const { return document(RecordType::client); }
+  Text getConnectionRecordXMLAsString() const { return document(RecordType::connection); }
+  Text getDeviceRecordXMLAsString() const { return document(RecordType::device); }
+  Text getApplicationRecordXMLAsString() const { return document(RecordType::application); }
+  Text getUserAcceptanceRecordXMLAsString() const { return document(RecordType::userAcceptance); }
 
   /// The same operations by record type.
   bool deleteRecords(RecordType type);
-  std::optional<std::string> document(RecordType type) const;
+  Text document(RecordType type) const;
   bool hasRecords(RecordType type) const { return !listOf(type).empty(); }
 
   /// The SQM folder, from the host's current configuration: absolute, without a trailing separator.
@@ -69,7 +72,7 @@ class SQMRecordStore {
  private:
   using List = std::vector<std::string>;
 
-  bool append(RecordType type, std::optional<std::string> data);
+  bool append(RecordType type, Text data);
   List& listOf(RecordType type) { return lists_[static_cast<std::size_t>(type)]; }
   const List& listOf(RecordType type) const { return lists_[static_cast<std::size_t>(type)]; }
 

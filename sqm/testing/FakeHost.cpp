@@ -21,7 +21,6 @@ FakeHost::FakeHost()
            .dates = &dates,
            .files = &files,
            .serializer = &archives,
-           .keyedCoders = &coders,
            .jsonWriter = &json,
            .compressor = &compressor} {
   bundle.paths["SQMFieldNames.plist"] = kFieldNamesPath;

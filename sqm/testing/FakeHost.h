@@ -7,7 +7,6 @@
 #include "sqm/common/NotificationCenter.h"
 #include "sqm/testing/FakeServices.h"
 #include "sqm/testing/MemoryArchives.h"
-#include "sqm/testing/MemoryCoder.h"
 #include "sqm/testing/MemoryFiles.h"
 #include "sqm/testing/MemoryLog.h"
 #include "sqm/testing/MemoryPropertyLists.h"
@@ -50,7 +49,6 @@ class FakeHost {
   FixedDates dates;
   MemoryFiles files;
   MemoryArchives archives{files};
-  MemoryCoders coders;
   RecordingJson json;
   ScriptedCompressor compressor;
 

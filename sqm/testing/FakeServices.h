@@ -13,7 +13,7 @@
 
 #include "sqm/common/Clock.h"
 #include "sqm/common/Dates.h"
-#include "sqm/common/JsonWriter.h"
+#include "sqm/common/Json.h"
 #include "sqm/common/MainBundle.h"
 #include "sqm/common/MainThread.h"
 #include "sqm/common/QFLocale.h"

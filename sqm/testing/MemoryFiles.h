@@ -23,7 +23,7 @@ class MemoryFiles : public Files {
 
   bool exists(const std::string& path) const override { return files_.contains(path) || folders_.contains(path); }
 
-  /// In descending order of the names, so that no caller takes them for sorted.
+  /// In descending order of the names: a caller that needs ascending order must sort.
   std::error_code list(const std::string& folder, NameTest isWanted, std::vector<Entry>& entries) override;
   std::error_code read(const std::string& path, std::string& content) override;
   std::error_code write(const std::string& path, std::string_view content) override;

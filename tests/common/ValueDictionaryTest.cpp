@@ -279,16 +279,13 @@ TEST_F(ValueDictionaryByField, FieldAndItsNameAreOneKey) {
   values.set("F6", "by name");
   EXPECT_EQ(values.findField(*names, 6), "by name");
   EXPECT_EQ(values.size(), 1U);
-  values.eraseField(*names, 6);
-  EXPECT_FALSE(values.contains("F6"));
-  values.set("F6", "");
   values.erase("F6");
   EXPECT_EQ(values.findField(*names, 6), std::nullopt);
 }
 
 TEST_F(ValueDictionaryByField, ErasingAnAbsentFieldDoesNothing) {
   values.setField(*names, 7, "seven");
-  values.eraseField(*names, 6);
+  values.erase("F6");
   EXPECT_EQ(pairsOf(values), (Pairs{{"F7", "seven"}}));
 }
 
@@ -308,7 +305,7 @@ TEST_F(ValueDictionaryByField, FieldsOfOneNameShareOneValue) {
   shared.setField(*same, 6, "second");
   EXPECT_EQ(pairsOf(shared), (Pairs{{"same", "second"}}));
   EXPECT_EQ(shared.findField(*same, 90), "second");
-  shared.eraseField(*same, 40);
+  shared.erase("same");
   EXPECT_TRUE(shared.empty());
 }
 
@@ -318,7 +315,7 @@ TEST_F(ValueDictionaryByField, FindsFieldsInADictionaryThatWasMadeWithoutTheTabl
   EXPECT_EQ(foreign.find("F6"), "six");
   EXPECT_EQ(foreign.findField(*names, 6), "six");
   EXPECT_EQ(foreign.findField(*names, 7), std::nullopt);
-  foreign.eraseField(*names, 6);
+  foreign.erase("F6");
   EXPECT_TRUE(foreign.empty());
 }
 

@@ -1,84 +1,15 @@
-#include <new>
 #include <string>
-#include <utility>
-#include <vector>
 
 #include <gtest/gtest.h>
 
 #include "tests/support/AllocationProbe.h"
 #include "tests/support/ManagerTest.h"
-#include "tests/support/ObservedLogs.h"
 
 using sqm::RecordType;
-using sqm::ValueDictionary;
 
 namespace {
 
-class ManagerMemory : public ManagerTest {
- protected:
-  ManagerMemory() {
-    fakes.host.logFiles = &logs_;
-    restart();
-    manager->setDeviceType(1);
-  }
-  void TearDown() override { manager.reset(); }  // before its log's maker
-
-  /// Makes a call for which there is memory this many times, and no more; false when that was enough.
-  bool failsAfter(std::size_t number, bool (sqm::SQMManager::*create)(const sqm::SQMSessionParams*)) {
-    AllocationProbe probe;
-    probe.failAfter(number);
-    try {
-      (*manager.*create)(&params);
-      return false;
-    } catch (const std::bad_alloc&) {
-      return true;
-    }
-  }
-
-  /// The values that the kept connection record's stop has.
-  Values valuesAtStop() {
-    const auto disabled = std::exchange(fakes.filter.disabled, [](const auto&) { return true; });
-    manager->sqmCreateStopRecord(&params);
-    fakes.filter.disabled = disabled;
-    return askedValues();
-  }
-
-  const sqm::SQMSessionParams params = everyParam();
-
- private:
-  ObservedLogs logs_;
-};
-
-TEST_F(ManagerMemory, StopWithoutMemoryLeavesTheStoreAndTheKeptRecordAsTheyWere) {
-  manager->sqmCreateStartRecord(&params);
-  const auto records = stored(RecordType::connection);
-  const Values own = valuesAtStop();
-  ValueDictionary other;
-  other.set("F6", "filtered");
-  fakes.filter.replaced = [&](const auto&) { return other; };
-
-  std::size_t number = 0;
-  for (; failsAfter(number, &sqm::SQMManager::sqmCreateStopRecord); ++number) {
-    ASSERT_EQ(stored(RecordType::connection), records) << number;
-    ASSERT_EQ(valuesAtStop(), own) << number;
-  }
-  EXPECT_GT(number, 0U);
-  EXPECT_EQ(stored(RecordType::connection).size(), records.size() + 1);
-}
-
-TEST_F(ManagerMemory, StartWithoutMemoryLeavesTheStoreAsItWasAndAStopPossible) {
-  std::size_t number = 0;
-  for (; failsAfter(number, &sqm::SQMManager::sqmCreateStartRecord); ++number) {
-    ASSERT_EQ(storedInAll(), 0U) << number;
-    const Values values = valuesAtStop();
-    for (const auto& [key, value] : values) {
-      ASSERT_TRUE(value == "stop" || value == "0" || value == "1" || value.starts_with("v" + key.substr(1) + "&"))
-          << number << " " << key << " " << value;
-    }
-  }
-  EXPECT_GT(number, 0U);
-  EXPECT_EQ(storedInAll(), 1U);
-}
+class ManagerMemory : public ManagerTest {};
 
 TEST_F(ManagerMemory, DocumentsAreMovedAllTheWay) {
   const std::string large(1'000'000, 'r');

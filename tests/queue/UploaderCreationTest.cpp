@@ -16,6 +16,7 @@
 #include "sqm/common/TrelkConfiguration.h"
 #include "sqm/queue/QFRecordUploader.h"
 #include "sqm/testing/FakeHost.h"
+#include "sqm/testing/MemoryCoder.h"
 
 #include "tests/support/FreshProcess.h"
 

@@ -4,9 +4,7 @@
 
 #include <gtest/gtest.h>
 
-#include "sqm/records/SQMEthernetConnectionRecord.h"
-#include "sqm/records/SQMMBConnectionRecord.h"
-#include "sqm/records/SQMWiFiConnectionRecord.h"
+#include "sqm/records/SQMConnectionRecord.h"
 #include "sqm/testing/FakeHost.h"
 
 #include "tests/records/RecordsUnderTest.h"

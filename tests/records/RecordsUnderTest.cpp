@@ -4,11 +4,9 @@
 
 #include "sqm/records/SQMApplicationRecord.h"
 #include "sqm/records/SQMClientRecord.h"
+#include "sqm/records/SQMConnectionRecord.h"
 #include "sqm/records/SQMDeviceRecord.h"
-#include "sqm/records/SQMEthernetConnectionRecord.h"
-#include "sqm/records/SQMMBConnectionRecord.h"
 #include "sqm/records/SQMUserAcceptanceRecord.h"
-#include "sqm/records/SQMWiFiConnectionRecord.h"
 
 namespace {
 

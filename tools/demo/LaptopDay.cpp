@@ -10,7 +10,7 @@
 #include "sqm/common/PropertyList.h"
 #include "sqm/manager/UploadSequence.h"
 #include "sqm/platform/StandardHost.h"
-#include "sqm/store/ListDocument.h"
+#include "sqm/store/RecordTypes.h"
 
 #include "tools/demo/Stage.h"
 

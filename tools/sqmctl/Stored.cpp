@@ -16,7 +16,7 @@
 #include "sqm/platform/system/HomeFolders.h"
 #include "sqm/queue/QFRecordUploader.h"
 #include "sqm/sessionfiles/SQMStore.h"
-#include "sqm/store/ListDocument.h"
+#include "sqm/store/RecordTypes.h"
 
 namespace sqmctl {
 

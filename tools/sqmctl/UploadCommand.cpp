@@ -9,7 +9,7 @@
 
 #include "sqm/common/NotificationCenter.h"
 #include "sqm/manager/SQMManager.h"
-#include "sqm/store/ListDocument.h"
+#include "sqm/store/RecordTypes.h"
 #include "sqm/upload/SQMUploadNotifications.h"
 
 #include "tools/sqmctl/Command.h"

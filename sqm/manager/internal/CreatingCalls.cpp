@@ -5,9 +5,6 @@
 #include <iterator>
 
 #include "sqm/common/FieldNameTable.h"
-#include "sqm/records/SQMEthernetConnectionRecord.h"
-#include "sqm/records/SQMMBConnectionRecord.h"
-#include "sqm/records/SQMWiFiConnectionRecord.h"
 
 namespace sqm {
 

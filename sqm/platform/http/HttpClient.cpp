@@ -57,7 +57,7 @@ class HttpClient::Transaction final : public HttpTransaction, public HttpRequest
   ~Transaction() override {
     Transaction::abortTransaction();
     link_->owner = nullptr;
-    shared_->requestsUnderWay -= running_;
+    if (running_ > 0) shared_->requestsUnderWay -= running_;  // a transaction without requests ends on any thread
   }
 
   void setEncoding(int) override {}

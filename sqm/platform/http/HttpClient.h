@@ -55,9 +55,10 @@ struct HttpOptions {
 ///
 /// Ownership: the services must outlive the client; transactions may outlive it. Destroying the client ends all its
 /// requests without a notification; requests that are sent afterwards are ignored.
-/// Threading: the main thread; `makeTransaction` and `startSession` of a transaction may be called from any thread.
-/// The client may be destroyed inside a notification's handler. Its own thread reads the
-/// environment, which therefore must not change while requests run, and blocks the process's signals.
+/// Threading: the main thread, on which a notification's handler may destroy the client. Any thread may call
+/// `makeTransaction`, and `startSession` of the new transaction, and may destroy a transaction that has sent nothing.
+/// The client's own thread reads the environment, which therefore must not change while requests run, and blocks the
+/// process's signals.
 /// Failure: `makeTransaction` returns null when the thread cannot be started. When `MainThread::post` throws, it is
 /// called again until it accepts the task.
 class HttpClient final : public HttpTransactionFactory {

@@ -3,7 +3,7 @@
 #include <optional>
 #include <string>
 
-#include "sqm/common/JsonWriter.h"
+#include "sqm/common/Json.h"
 
 namespace sqm::platform {
 

@@ -13,26 +13,24 @@ namespace {
 
 constexpr std::string_view kTimeStamp = " timestamp=";
 
+std::size_t sizeOf(char /*character*/) { return 1; }
+std::size_t sizeOf(std::string_view text) { return text.size(); }
+
 /// Adds up the length of a text. A value that is made XML-safe while it is written counts with its stored length.
 class Measure {
  public:
-  void open(std::string_view name) { length_ += name.size() + 2; }
-  void close(std::string_view name) { length_ += name.size() + 3; }
-  void element(std::string_view name, std::string_view value) { length_ += 2 * name.size() + value.size() + 5; }
-  void timeStamped(std::string_view name, std::string_view stamp, std::string_view value) {
-    element(name, value);
-    length_ += kTimeStamp.size() + stamp.size();
+  template <typename... Pieces>
+  void put(Pieces... pieces) {
+    length_ += (sizeOf(pieces) + ...);
   }
-  void xmlSafeElement(std::string_view name, std::string_view value, const UtilityFunctions& /*utilities*/) {
-    element(name, value);
-  }
+  void putXmlSafe(std::string_view value, const UtilityFunctions& /*utilities*/) { length_ += value.size(); }
   std::size_t length() const { return length_; }
 
  private:
   std::size_t length_ = 0;
 };
 
-/// Appends elements to a string whose capacity suffices for nearly all of them.
+/// Appends to a string, which it enlarges once by the length expected: nearly always that suffices.
 class Writer {
  public:
   Writer(std::string& out, std::size_t expected) : out_(out), used_(out.size()) { out_.resize(used_ + expected); }
@@ -40,41 +38,28 @@ class Writer {
   Writer& operator=(const Writer&) = delete;
   ~Writer() { out_.resize(used_); }
 
-  void open(std::string_view name) { write(name.size() + 2, '<', name, '>'); }
-  void close(std::string_view name) { write(name.size() + 3, '<', '/', name, '>'); }
-  void element(std::string_view name, std::string_view value) {
-    write(2 * name.size() + value.size() + 5, '<', name, '>', value, '<', '/', name, '>');
+  template <typename... Pieces>
+  void put(Pieces... pieces) {
+    const std::size_t length = (sizeOf(pieces) + ...);
+    if (out_.size() - used_ < length) out_.resize(std::max(2 * out_.size(), used_ + length));
+    char* at = out_.data() + used_;
+    ((at = copied(at, pieces)), ...);
+    used_ += length;
   }
-  void timeStamped(std::string_view name, std::string_view stamp, std::string_view value) {
-    write(name.size() + kTimeStamp.size() + stamp.size() + 2, '<', name, kTimeStamp, stamp, '>');
-    write(value.size(), value);
-    close(name);
-  }
-  void xmlSafeElement(std::string_view name, std::string_view value, const UtilityFunctions& utilities) {
-    open(name);
+  void putXmlSafe(std::string_view value, const UtilityFunctions& utilities) {
     const std::size_t room = out_.size();
     out_.resize(used_);
     utilities.appendXmlCompatible(out_, value);
     used_ = out_.size();
     out_.resize(std::max(room, used_));
-    close(name);
   }
 
  private:
-  /// Writes the pieces, texts and single characters, which are `length` characters together.
-  template <typename... Pieces>
-  void write(std::size_t length, Pieces... pieces) {
-    if (out_.size() - used_ < length) out_.resize(std::max(2 * out_.size(), used_ + length));
-    char* at = out_.data() + used_;
-    ((at = put(at, pieces)), ...);
-    used_ += length;
-  }
-
-  static char* put(char* at, char character) {
+  static char* copied(char* at, char character) {
     *at = character;
     return at + 1;
   }
-  static char* put(char* at, std::string_view text) {
+  static char* copied(char* at, std::string_view text) {
     if (!text.empty()) std::memcpy(at, text.data(), text.size());
     return at + text.size();
   }
@@ -83,7 +68,7 @@ class Writer {
   std::size_t used_;
 };
 
-/// Walks rows, and passes each element to a sink.
+/// Walks rows, and passes the pieces of their elements, texts and single characters, to a sink.
 template <typename Sink>
 class Walk {
  public:
@@ -103,7 +88,8 @@ class Walk {
   void value(const Row& row) {
     const auto name = nameOfEntry(row);
     const auto value = valueOf(row, name);
-    if (isWritten(row, value)) sink_.element(shownName(row, name), value.value_or(std::string_view{}));
+    const std::string_view shown = shownName(row, name);
+    if (isWritten(row, value)) sink_.put('<', shown, '>', value.value_or(std::string_view{}), '<', '/', shown, '>');
   }
 
   void row(const Row& row) {
@@ -113,18 +99,22 @@ class Walk {
         break;
       case Row::Kind::timeStamped: {
         const auto name = nameOfEntry(row);
-        sink_.timeStamped(shownName(row, name), contents_.timeStamp, valueOf(row, name).value_or(std::string_view{}));
+        const std::string_view shown = shownName(row, name);
+        sink_.put('<', shown, kTimeStamp, contents_.timeStamp, '>', valueOf(row, name).value_or(std::string_view{}));
+        sink_.put('<', '/', shown, '>');
         break;
       }
       case Row::Kind::environment:
-        if (const auto value = environmentValue(row)) sink_.xmlSafeElement(row.fixedName, *value, *contents_.utilities);
+        if (const auto value = environmentValue(row)) {
+          wrap(row.fixedName, [&] { sink_.putXmlSafe(*value, *contents_.utilities); });
+        }
         break;
       case Row::Kind::element:
-        wrap(shownName(row, nameOfEntry(row)), row.rows);
+        wrap(shownName(row, nameOfEntry(row)), [&] { rows(row.rows); });
         break;
       case Row::Kind::markedElement: {
         const auto name = nameOfEntry(row);
-        if (valueOf(row, name) && anyEnvironment(row.rows)) wrap(shownName(row, name), row.rows);
+        if (valueOf(row, name) && anyEnvironment(row.rows)) wrap(shownName(row, name), [&] { rows(row.rows); });
         break;
       }
       case Row::Kind::section:
@@ -133,10 +123,11 @@ class Walk {
     }
   }
 
-  void wrap(std::string_view name, Rows inner) {
-    sink_.open(name);
-    rows(inner);
-    sink_.close(name);
+  template <typename PutInner>
+  void wrap(std::string_view name, PutInner putInner) {
+    sink_.put('<', name, '>');
+    putInner();
+    sink_.put('<', '/', name, '>');
   }
 
   std::optional<std::string_view> nameOfEntry(const Row& row) const {

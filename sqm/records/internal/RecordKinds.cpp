@@ -1,4 +1,12 @@
+// The layouts of the records, what else differs between their kinds, and the operations of their classes.
+
 #include "sqm/records/internal/RecordKinds.h"
+
+#include "sqm/records/SQMApplicationRecord.h"
+#include "sqm/records/SQMClientRecord.h"
+#include "sqm/records/SQMConnectionRecord.h"
+#include "sqm/records/SQMDeviceRecord.h"
+#include "sqm/records/SQMUserAcceptanceRecord.h"
 
 namespace sqm {
 
@@ -115,13 +123,28 @@ constinit const RecordKind kApplicationKind = {.name = "application",
 constinit const RecordKind kUserAcceptanceKind = {
     .name = "useracceptance", .layout = kUserAcceptanceLayout, .required = RecordKind::Required::literalDigit6};
 
-constinit const Rows kCommonConnectionFields = kCommonConnectionRows;
-constinit const Rows kWiFiConnectionFields = kWiFiRows;
-constinit const Rows kMBConnectionFields = kMBRows;
-constinit const Rows kEthernetConnectionFields = kEthernetRows;
-constinit const Rows kEnvironmentInformation = kEnvironmentRows;
-constinit const Rows kMobileDeviceFields = kMobileDeviceRows;
-constinit const Rows kCommonApplicationFields = kCommonApplicationRows;
-constinit const Rows kCommonSessionFields = kCommonSessionRows;
+// --- The classes --------------------------------------------------------------------------------------------------
+
+SQMConnectionRecord::SQMConnectionRecord(Host& host) : SQMConnectionRecord(host, kConnectionKind) {}
+SQMWiFiConnectionRecord::SQMWiFiConnectionRecord(Host& host) : SQMConnectionRecord(host, kWiFiConnectionKind) {}
+SQMMBConnectionRecord::SQMMBConnectionRecord(Host& host) : SQMConnectionRecord(host, kMBConnectionKind) {}
+SQMEthernetConnectionRecord::SQMEthernetConnectionRecord(Host& host)
+    : SQMConnectionRecord(host, kEthernetConnectionKind) {}
+SQMClientRecord::SQMClientRecord(Host& host) : TableRecord(host, kClientKind) {}
+SQMDeviceRecord::SQMDeviceRecord(Host& host) : TableRecord(host, kDeviceKind) {}
+SQMApplicationRecord::SQMApplicationRecord(Host& host) : TableRecord(host, kApplicationKind) {}
+SQMUserAcceptanceRecord::SQMUserAcceptanceRecord(Host& host) : TableRecord(host, kUserAcceptanceKind) {}
+
+std::string SQMConnectionRecord::FormatCommonSQMFields() const { return format(kCommonConnectionRows); }
+std::string SQMWiFiConnectionRecord::FormatWiFiConnectionFields() const { return format(kWiFiRows); }
+std::string SQMMBConnectionRecord::FormatMBConnectionFields() const { return format(kMBRows); }
+std::string SQMEthernetConnectionRecord::FormatEthernetConnectionFields() const { return format(kEthernetRows); }
+std::string SQMClientRecord::constructEnvironmentInformation() const {
+  return holds(0) ? format(kEnvironmentRows) : "";
+}
+std::string SQMDeviceRecord::FormatMobileDeviceFields() const { return format(kMobileDeviceRows); }
+std::string SQMApplicationRecord::FormatVPNApplicationTypeData() const { return format(kApplicationLayout); }
+std::string SQMApplicationRecord::FormatCommonApplicationFields() const { return format(kCommonApplicationRows); }
+std::string SQMApplicationRecord::FormatCommonSessionFields() const { return format(kCommonSessionRows); }
 
 }  // namespace sqm

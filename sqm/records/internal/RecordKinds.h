@@ -41,14 +41,4 @@ extern const RecordKind kDeviceKind;
 extern const RecordKind kApplicationKind;
 extern const RecordKind kUserAcceptanceKind;
 
-// The parts of the layouts that records format on their own, too.
-extern const Rows kCommonConnectionFields;
-extern const Rows kWiFiConnectionFields;
-extern const Rows kMBConnectionFields;
-extern const Rows kEthernetConnectionFields;
-extern const Rows kEnvironmentInformation;
-extern const Rows kMobileDeviceFields;
-extern const Rows kCommonApplicationFields;
-extern const Rows kCommonSessionFields;
-
 }  // namespace sqm

@@ -16,8 +16,8 @@ enum class When : std::uint8_t {
   notEmpty  ///< a value is stored, and it is not the empty text
 };
 
-/// One line of a record's layout. Rows are made by the functions below. The element's
-/// name is the field-name entry's, or the fixed name where there is one.
+/// One line of a record's layout. Rows are made by the functions below. The element has the name of the field-name
+/// entry, or the fixed name where there is one.
 struct Row {
   enum class Kind : std::uint8_t {
     value,          ///< an element around the entry's value

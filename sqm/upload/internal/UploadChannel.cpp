@@ -4,6 +4,19 @@
 
 namespace sqm {
 
+TransactionRegistrations observeTransaction(NotificationCenter& center, const HttpTransaction& transaction,
+                                            const NotificationCenter::Handler& handler) {
+  return {center.addObserver(TrelkHttpTransactionCompletedNotification, &transaction, handler),
+          center.addObserver(TrelkHttpTransactionErrorNotification, &transaction, handler),
+          center.addObserver(TrelkHttpTransactionTimeOutNotification, &transaction, handler),
+          center.addObserver(TrelkHttpTransactionAbortedNotification, &transaction, handler)};
+}
+
+bool isTransactionFailure(const Notification& outcome) {
+  return outcome.name == TrelkHttpTransactionErrorNotification ||
+         outcome.name == TrelkHttpTransactionTimeOutNotification;
+}
+
 bool UploadChannel::open(const Session& session, const NotificationCenter::Handler& onOutcome) {
   transaction_ = host_.httpTransactions->makeTransaction();
   if (!transaction_) return false;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <initializer_list>
 #include <memory>
 #include <optional>
@@ -9,9 +10,19 @@
 #include "sqm/common/HttpTransaction.h"
 #include "sqm/common/LogFile.h"
 #include "sqm/common/NotificationCenter.h"
-#include "sqm/upload/internal/TransactionRegistrations.h"
 
 namespace sqm {
+
+/// The registrations of one observer for the four outcomes of a transaction.
+using TransactionRegistrations = std::array<NotificationCenter::Registration, 4>;
+
+/// Calls `handler` for the outcomes of this transaction only.
+[[nodiscard]] TransactionRegistrations observeTransaction(NotificationCenter& center,
+                                                          const HttpTransaction& transaction,
+                                                          const NotificationCenter::Handler& handler);
+
+/// True for an error and a time-out.
+bool isTransactionFailure(const Notification& outcome);
 
 /// The transaction, the registrations and the log of one uploader, and the log lines that both uploaders write.
 class UploadChannel {

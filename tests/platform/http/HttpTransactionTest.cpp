@@ -4,6 +4,7 @@
 #include <signal.h>
 #include <stdexcept>
 #include <string>
+#include <thread>
 
 #include "sqm/platform/system/MainThreadAdapter.h"
 
@@ -100,6 +101,20 @@ TEST_F(HttpTransaction, TheClientKnowsHowManyRequestsAreUnderWay) {
   runUntilOutcomes(*first, 1);
   EXPECT_EQ(insideHandler, 2U);
   second.reset();
+  EXPECT_EQ(client->requestsUnderWay(), 0U);
+}
+
+TEST_F(HttpTransaction, AnotherThreadMayMakeAndDestroyTransactionsThatSendNothing) {
+  const LoopbackServer server(response("200 OK", "ok"));
+  const auto caller = newCaller();
+  constexpr std::size_t kRequests = 50;
+  std::thread other([&] {
+    for (std::size_t each = 0; each < kRequests; ++each) client->makeTransaction()->startSession("other", "Other.log");
+  });
+  for (std::size_t each = 0; each < kRequests; ++each) caller->send(server.url());
+  other.join();
+  EXPECT_EQ(client->requestsUnderWay(), kRequests);
+  runUntilOutcomes(*caller, kRequests);
   EXPECT_EQ(client->requestsUnderWay(), 0U);
 }
 

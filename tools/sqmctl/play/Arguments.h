@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-#include "sqm/common/JsonValue.h"
+#include "sqm/common/Json.h"
 
 namespace sqmctl::play {
 

@@ -4,7 +4,7 @@
 #include <string_view>
 #include <variant>
 
-#include "sqm/common/JsonValue.h"
+#include "sqm/common/Json.h"
 
 namespace sqmctl::play {
 

@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-#include "sqm/common/JsonValue.h"
+#include "sqm/common/Json.h"
 
 #include "tools/sqmctl/play/Lines.h"
 #include "tools/sqmctl/play/Operation.h"

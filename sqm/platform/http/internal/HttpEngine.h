@@ -20,7 +20,7 @@ namespace sqm::platform {
 /// A request gets a libcurl handle only when a connection is free for it. So thousands of requests can wait, each at
 /// the cost of its text, and no time limit runs while they wait.
 ///
-/// Threading: `submit` and `returnAborted` from any thread; constructed and destroyed on the main thread.
+/// Threading: constructed on any thread, used and destroyed on the main thread.
 class HttpEngine {
  public:
   /// Failure: std::bad_alloc, std::system_error.

@@ -155,22 +155,18 @@ HttpRequestNode HttpTransfer::finish(CURLcode code) noexcept {
   HttpExchange& exchange = request.exchange;
   request.body = {};
   exchange.bytesSent = static_cast<std::uint64_t>(bytesSent);
+  exchange.outcome = code == CURLE_OPERATION_TIMEDOUT ? HttpOutcome::timedOut : HttpOutcome::failed;
   try {
     if (code == CURLE_OK && failure_ == nullptr) {
       setResponse(exchange, status);
       return std::move(request_);
     }
-  } catch (const std::bad_alloc&) {
-    failure_ = kOutOfMemory;
-  }
-  exchange.outcome = code == CURLE_OPERATION_TIMEDOUT ? HttpOutcome::timedOut : HttpOutcome::failed;
-  exchange.bytesReceived = 0;
-  request.content = {};
-  try {
     exchange.reason = failure_ != nullptr ? failure_ : error_[0] != '\0' ? error_.data() : curl_easy_strerror(code);
   } catch (const std::bad_alloc&) {
-    // The outcome is reported without its reason.
+    exchange.reason = kOutOfMemory;  // short enough for the string itself
   }
+  exchange.bytesReceived = 0;
+  request.content = {};
   return std::move(request_);
 }
 

@@ -1,4 +1,4 @@
-#include "sqm/store/ListDocument.h"
+#include "sqm/store/RecordTypes.h"
 
 #include <numeric>
 #include <string_view>
