@@ -65,7 +65,7 @@ TEST(CollectorDatabase, AnswersQuestionsWhileItIsWritten) {
   client.post("/connection", kDocument);
   collector::sqlite::Connection connection(folder / "kept.db");
   collector::sqlite::Statement fields(connection, "SELECT value FROM fields WHERE name = ? ORDER BY record, position");
-  fields.bind(1, "ssid");
+  fields.bind("ssid");
   ASSERT_TRUE(fields.next());
   EXPECT_EQ(fields.text(0), "Café & Bar");
   EXPECT_FALSE(fields.next());

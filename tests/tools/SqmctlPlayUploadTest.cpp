@@ -224,7 +224,7 @@ TEST(SqmctlPlayUpload, OnlyStatus200DeliversFoldersAndRequests) {
 }
 
 TEST(SqmctlPlayUpload, ALateResponseHasNoEffect) {
-  const Collector collector({"--fail", "/late:delay=1"});
+  const Collector collector({"--fail", "/late:delay=3600"});
   const Played played(with(collector.address(), R"({"do":"setDeviceType","value":1}
 {"do":"connectionStart","params":{"6":"a"}}
 {"do":"setURLs","connection":"$/late"}

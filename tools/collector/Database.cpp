@@ -172,7 +172,7 @@ struct Database::Tables {
   sqlite::Statement dropRecords = statement("DELETE FROM records WHERE request <= ?");
   sqlite::Statement dropRequests = statement("DELETE FROM requests WHERE id <= ?");
 
-  std::int64_t lastOf(std::string_view table) { return firstRow(last.bind(1, table), firstNumber).value_or(0); }
+  std::int64_t lastOf(std::string_view table) { return firstRow(last.bind(table), firstNumber).value_or(0); }
 };
 
 Database::Database(const std::string& file, std::int64_t mostRequests) : mostRequests_(mostRequests) {
@@ -185,58 +185,35 @@ Database::Database(const std::string& file, std::int64_t mostRequests) : mostReq
 
 Database::~Database() = default;
 
-RequestRow Database::add(const Arrival& arrival) {
+RequestRow Database::add(RequestRow request, std::string_view headers, std::string_view body) {
   const std::lock_guard lock(mutex_);
   Tables& tables = *tables_;
   sqlite::Transaction transaction(tables.connection);
-  RequestRow kept{.id = tables.lastOf("requests") + 1,
-                  .time = arrival.time,
-                  .method = arrival.method,
-                  .path = arrival.path,
-                  .query = arrival.query,
-                  .contentType = arrival.contentType,
-                  .bytes = static_cast<std::int64_t>(arrival.body.size()),
-                  .answered = arrival.answered,
-                  .records = 0,
-                  .problem = {}};
-  kept.problem = readRecords(arrival.path, arrival.body, [&](const Record& record) {
-    ++kept.records;
+  request.id = tables.lastOf("requests") + 1;
+  request.bytes = static_cast<std::int64_t>(body.size());
+  request.problem = readRecords(request.path, body, [&](const Record& record) {
+    ++request.records;
     const std::string values = pairsJson(record.values);
-    tables.addRecord.bind(1, kept.id)
-        .bind(2, arrival.time)
-        .bind(3, arrival.path)
-        .bind(4, record.type)
-        .bindIfAny(5, record.subType)
-        .bindIfAny(6, record.event)
-        .bindIfAny(7, record.problem)
-        .bind(8, values)
-        .bind(9, record.raw)
+    tables.addRecord
+        .bind(request.id, request.time, request.path, record.type, record.subType, record.event, record.problem, values,
+              record.raw)
         .run();
   });
-  tables.addRequest.bind(1, kept.id)
-      .bind(2, kept.time)
-      .bind(3, kept.method)
-      .bind(4, kept.path)
-      .bind(5, kept.query)
-      .bind(6, kept.contentType)
-      .bind(7, kept.bytes)
-      .bind(8, kept.answered)
-      .bind(9, kept.records)
-      .bindIfAny(10, kept.problem)
-      .bind(11, arrival.headers)
-      .bindBlob(12, arrival.body)
+  tables.addRequest
+      .bind(request.id, request.time, request.method, request.path, request.query, request.contentType, request.bytes,
+            request.answered, request.records, request.problem, headers, sqlite::Blob{body})
       .run();
   if (mostRequests_ > 0) {
-    tables.dropRecords.bind(1, kept.id - mostRequests_).run();
-    tables.dropRequests.bind(1, kept.id - mostRequests_).run();
+    tables.dropRecords.bind(request.id - mostRequests_).run();
+    tables.dropRequests.bind(request.id - mostRequests_).run();
   }
   transaction.commit();
-  return kept;
+  return request;
 }
 
 std::vector<RequestRow> Database::requests(std::int64_t since, std::int64_t limit) {
   const std::lock_guard lock(mutex_);
-  sqlite::Rows rows(tables_->requestsSince.bind(1, since).bind(2, limit));
+  sqlite::Rows rows(tables_->requestsSince.bind(since, limit));
   std::vector<RequestRow> found;
   while (rows.next()) found.push_back(requestIn(tables_->requestsSince));
   return found;
@@ -244,7 +221,7 @@ std::vector<RequestRow> Database::requests(std::int64_t since, std::int64_t limi
 
 std::vector<RecordRow> Database::records(std::int64_t since, std::int64_t limit) {
   const std::lock_guard lock(mutex_);
-  sqlite::Rows rows(tables_->recordsSince.bind(1, since).bind(2, limit));
+  sqlite::Rows rows(tables_->recordsSince.bind(since, limit));
   std::vector<RecordRow> found;
   for (std::size_t bytes = 0; bytes < kBytesAtATime && rows.next(); bytes += found.back().raw.size()) {
     found.push_back(recordIn(tables_->recordsSince));
@@ -254,27 +231,27 @@ std::vector<RecordRow> Database::records(std::int64_t since, std::int64_t limit)
 
 std::optional<RequestRow> Database::request(std::int64_t id) {
   const std::lock_guard lock(mutex_);
-  return firstRow(tables_->oneRequest.bind(1, id), requestIn);
+  return firstRow(tables_->oneRequest.bind(id), requestIn);
 }
 
 std::optional<RecordRow> Database::record(std::int64_t id) {
   const std::lock_guard lock(mutex_);
-  return firstRow(tables_->oneRecord.bind(1, id), recordIn);
+  return firstRow(tables_->oneRecord.bind(id), recordIn);
 }
 
 std::string Database::headers(std::int64_t request) {
   const std::lock_guard lock(mutex_);
-  return firstRow(tables_->headers.bind(1, request), firstText).value_or("");
+  return firstRow(tables_->headers.bind(request), firstText).value_or("");
 }
 
 std::string Database::body(std::int64_t request) {
   const std::lock_guard lock(mutex_);
-  return firstRow(tables_->body.bind(1, request), firstText).value_or("");
+  return firstRow(tables_->body.bind(request), firstText).value_or("");
 }
 
 std::int64_t Database::lastRecordUpTo(std::int64_t request) {
   const std::lock_guard lock(mutex_);
-  return firstRow(tables_->lastRecordUpTo.bind(1, request), firstNumber).value_or(0);
+  return firstRow(tables_->lastRecordUpTo.bind(request), firstNumber).value_or(0);
 }
 
 std::pair<std::int64_t, std::int64_t> Database::last() {

@@ -12,33 +12,21 @@
 
 namespace collector {
 
-/// A request as it arrives.
-struct Arrival {
+/// A request, without its headers and body.
+struct RequestRow {
+  std::int64_t id = 0;
   std::string time;  ///< UTC, ISO 8601
   std::string method;
   std::string path;         ///< as the client wrote it, without a query
   std::string query;        ///< the part after the question mark
   std::string contentType;  ///< empty: none
-  std::string headers;      ///< a JSON array of [name, value]
-  std::string_view body;
-  std::string answered;
-};
-
-/// A request that is kept, without its headers and body.
-struct RequestRow {
-  std::int64_t id = 0;
-  std::string time;
-  std::string method;
-  std::string path;
-  std::string query;
-  std::string contentType;
   std::int64_t bytes = 0;
   std::string answered;
   std::int64_t records = 0;
-  std::optional<std::string> problem;
+  std::optional<std::string> problem{};
 };
 
-/// A record that is kept.
+/// A record.
 struct RecordRow {
   std::int64_t id = 0;
   std::int64_t request = 0;
@@ -71,8 +59,9 @@ class Database {
   Database(const std::string& file, std::int64_t mostRequests);
   ~Database();
 
-  /// Stores a request and its records. Returns the stored request.
-  RequestRow add(const Arrival& arrival);
+  /// Stores a request and its records. `headers` is a JSON array of [name, value]. Returns the request with its id,
+  /// length, number of records and problem.
+  RequestRow add(RequestRow request, std::string_view headers, std::string_view body);
 
   /// The next rows after `since`, oldest first: at most `limit`, and fewer when they are large. Empty only when there
   /// are no more.

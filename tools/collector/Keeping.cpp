@@ -1,5 +1,3 @@
-#include "tools/collector/Keeping.h"
-
 #include <algorithm>
 #include <charconv>
 #include <chrono>
@@ -7,13 +5,15 @@
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <string_view>
+#include <strings.h>
 #include <utility>
 #include <vector>
 
 #include "sqm/common/internal/TimeStamp.h"
 
 #include "tools/collector/Json.h"
-#include "tools/collector/RequestHead.h"
+#include "tools/collector/Server.h"
 
 namespace collector {
 
@@ -34,6 +34,43 @@ std::string printable(std::string_view text) {
   std::string shown;
   for (const char character : text) shown += character > ' ' && character < 0x7F ? character : '?';
   return shown;
+}
+
+/// The head of a request as the client wrote it.
+struct RequestHead {
+  std::string path;
+  std::string query;
+  std::string contentType;
+  std::vector<std::pair<std::string, std::string>> headers;
+};
+
+/// Reads a request line and the headers after it.
+RequestHead parseHead(std::string_view text) {
+  RequestHead head;
+  const auto takeLine = [&text] {
+    std::string_view line = text.substr(0, text.find('\n'));
+    text.remove_prefix(std::min(line.size() + 1, text.size()));
+    if (line.ends_with('\r')) line.remove_suffix(1);
+    return line;
+  };
+  const auto trimmed = [](std::string_view value) {
+    const auto begin = std::min(value.find_first_not_of(" \t"), value.size());
+    return value.substr(begin, value.find_last_not_of(" \t") + 1 - begin);
+  };
+  std::string_view target = takeLine();
+  target.remove_prefix(std::min(target.find(' ') + 1, target.size()));
+  target = target.substr(0, target.find(' '));
+  const auto query = target.find('?');
+  head.path = target.substr(0, query);
+  if (query != std::string_view::npos) head.query = target.substr(query + 1);
+  for (std::string_view line = takeLine(); !line.empty(); line = takeLine()) {
+    const auto colon = line.find(':');
+    if (colon == std::string_view::npos) continue;
+    head.headers.emplace_back(line.substr(0, colon), trimmed(line.substr(colon + 1)));
+    const auto& [name, value] = head.headers.back();
+    if (strcasecmp(name.c_str(), "Content-Type") == 0) head.contentType = value;
+  }
+  return head;
 }
 
 /// Reads a body of at most `longest` bytes. When it cannot be read, the response says why.
@@ -96,9 +133,8 @@ void keep(const Services& services, const std::string& body, const Request& requ
                                                  .path = std::move(head.path),
                                                  .query = std::move(head.query),
                                                  .contentType = std::move(head.contentType),
-                                                 .headers = pairsJson(head.headers),
-                                                 .body = body,
-                                                 .answered = answeredText(misfortune.fault)});
+                                                 .answered = answeredText(misfortune.fault)},
+                                                pairsJson(head.headers), body);
   services.events.notifyArrival();
   if (!services.isQuiet) {
     std::printf("%lld  %s %s  %lld bytes  %lld records  %s%s%s\n", static_cast<long long>(kept.id), kept.method.c_str(),
@@ -122,8 +158,6 @@ void replaceFaults(Faults& faults, const std::string& body, Response& response) 
 }
 
 }  // namespace
-
-bool isOwn(std::string_view path) { return path.starts_with("/_"); }
 
 void addKeeping(HttpServer& server, const Services& services) {
   const std::size_t largestBody = server.limits().largestBody;

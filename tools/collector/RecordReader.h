@@ -29,18 +29,14 @@ using TakeRecord = std::function<void(const Record&)>;
 /// nothing.
 ///
 /// - A document of one of the five lists gives a record for every element in the list. One that is not well-formed has
-/// no
-///   values and does not affect the others.
+///   no values and does not affect the others.
 /// - Another element gives one record when the path is that of a record type. Otherwise, and for a body that is not
-/// XML,
-///   there are no records.
+///   XML, there are no records.
 /// - A body to /sqm gives a record for every line of 86 texts.
 /// - A body to /queue is one record.
 std::optional<std::string> readRecords(std::string_view path, std::string_view body, const TakeRecord& take);
 
-// Its parts.
-
+/// The same for a body that is a document.
 std::optional<std::string> readDocument(std::string_view path, std::string_view body, const TakeRecord& take);
-std::optional<std::string> readSessionLines(std::string_view body, const TakeRecord& take);
 
 }  // namespace collector

@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <exception>
 #include <functional>
+#include <iterator>
 #include <limits>
 #include <memory>
 #include <optional>
@@ -18,13 +19,12 @@
 
 #include "tools/collector/HostNames.h"
 #include "tools/collector/Json.h"
-#include "tools/collector/Keeping.h"
-#include "tools/collector/Page.h"
 
 namespace collector {
 
 namespace {
 
+using namespace std::string_view_literals;
 using httplib::Request;
 using httplib::Response;
 using std::chrono::milliseconds;
@@ -118,11 +118,21 @@ std::optional<Refusal> refuseForeignName(const Request& request) {
   return Refusal{403, "'" + host + "' is no name of this machine: ask for localhost, or for its address"};
 }
 
+/// A file of the page.
+struct Asset {
+  std::string_view path;  ///< "/", or below "/_page/"
+  std::string_view contentType;
+  std::string_view content;
+};
+
+constexpr Asset kAssets[] = {
+#include "PageAssets.inc"  // made from the files in page/
+};
+
 void addPage(HttpServer& server) {
   const auto show = [](const Request& request, Response& response) {
-    const auto found =
-        std::find_if(assets().begin(), assets().end(), [&](const Asset& asset) { return asset.path == request.path; });
-    if (found == assets().end()) return fail(response, 404, "the page has no such file");
+    const auto* found = std::ranges::find(kAssets, request.path, &Asset::path);
+    if (found == std::end(kAssets)) return fail(response, 404, "the page has no such file");
     response.set_header("Content-Security-Policy", "default-src 'self'");
     response.set_header("Cache-Control", "no-cache");
     response.set_content(found->content.data(), found->content.size(), std::string(found->contentType));

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <string_view>
+
 #include "tools/collector/Database.h"
 #include "tools/collector/Events.h"
 #include "tools/collector/Faults.h"
@@ -16,8 +18,13 @@ struct Services {
   bool isForThisMachine;  ///< other machines must not read the data
 };
 
-/// Adds the collector's routes to the server: those that keep requests and those that serve them. The services must
-/// outlive the server.
+/// Adds the collector's routes to the server. The services must outlive the server.
 void addRoutes(HttpServer& server, const Services& services);
+
+/// Adds those of POST and PUT: they keep requests, and set the faults.
+void addKeeping(HttpServer& server, const Services& services);
+
+/// True for a path of the collector itself, below "/_". A body sent to any other path is kept.
+inline bool isOwn(std::string_view path) { return path.starts_with("/_"); }
 
 }  // namespace collector

@@ -37,28 +37,18 @@ Statement::Statement(Connection& connection, std::string_view text) : database_(
   statement_.reset(prepared);
 }
 
-Statement& Statement::bind(int parameter, std::int64_t value) {
+void Statement::bindOne(int parameter, std::int64_t value) {
   check(sqlite3_bind_int64(statement_.get(), parameter, value));
-  return *this;
 }
 
-Statement& Statement::bind(int parameter, std::string_view text) {
-  // A null pointer would stand for NULL.
-  const char* data = text.data() ? text.data() : "";
+void Statement::bindOne(int parameter, std::string_view text) {
+  const char* data = text.data() ? text.data() : "";  // a null pointer would stand for NULL
   check(sqlite3_bind_text64(statement_.get(), parameter, data, text.size(), SQLITE_STATIC, SQLITE_UTF8));
-  return *this;
 }
 
-Statement& Statement::bindIfAny(int parameter, const std::optional<std::string>& text) {
-  if (text) return bind(parameter, std::string_view(*text));
-  check(sqlite3_bind_null(statement_.get(), parameter));
-  return *this;
-}
-
-Statement& Statement::bindBlob(int parameter, std::string_view bytes) {
-  const char* data = bytes.data() ? bytes.data() : "";
-  check(sqlite3_bind_blob64(statement_.get(), parameter, data, bytes.size(), SQLITE_STATIC));
-  return *this;
+void Statement::bindOne(int parameter, Blob blob) {
+  const char* data = blob.bytes.data() ? blob.bytes.data() : "";
+  check(sqlite3_bind_blob64(statement_.get(), parameter, data, blob.bytes.size(), SQLITE_STATIC));
 }
 
 bool Statement::next() {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <concepts>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -36,15 +37,23 @@ class Connection {
   std::unique_ptr<sqlite3, Close> database_;
 };
 
+/// Bytes that are stored as a blob.
+struct Blob {
+  std::string_view bytes;
+};
+
 /// A prepared statement. Bound values are not copied: they must stay valid until the statement has been run or reset.
 class Statement {
  public:
   Statement(Connection& connection, std::string_view text);
 
-  Statement& bind(int parameter, std::int64_t value);
-  Statement& bind(int parameter, std::string_view text);
-  Statement& bindIfAny(int parameter, const std::optional<std::string>& text);
-  Statement& bindBlob(int parameter, std::string_view bytes);
+  /// Binds its parameters, in their order: numbers, texts, optional texts and blobs.
+  template <typename... Values>
+  Statement& bind(const Values&... values) {
+    int parameter = 0;
+    (bindOne(++parameter, values), ...);
+    return *this;
+  }
 
   /// Moves to the next row. Returns false, and resets the statement, when there is none.
   bool next();
@@ -63,6 +72,12 @@ class Statement {
   struct Finalize {
     void operator()(sqlite3_stmt* statement) const;
   };
+  void bindOne(int parameter, std::int64_t value);
+  void bindOne(int parameter, std::string_view text);
+  void bindOne(int parameter, const std::same_as<std::optional<std::string>> auto& text) {
+    if (text) bindOne(parameter, std::string_view(*text));  // a parameter that is not bound is NULL
+  }
+  void bindOne(int parameter, Blob blob);
   void check(int result) const;
 
   sqlite3* database_;

@@ -1,6 +1,6 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <array>
+#include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <exception>
@@ -10,15 +10,14 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
+#include <system_error>
 #include <unistd.h>
 #include <utility>
-
-#include <nlohmann/json.hpp>
 
 #include "tools/sqmctl/Command.h"
 #include "tools/sqmctl/play/FixedEnvironment.h"
 #include "tools/sqmctl/play/Player.h"
-#include "tools/sqmctl/play/ResultLines.h"
 #include "tools/sqmctl/play/Scenario.h"
 
 namespace sqmctl {
@@ -85,6 +84,20 @@ bool isValid(const std::string& file, play::Scenario& scenario) {
   return valid;
 }
 
+/// Writes the result line of one operation to standard output, unbuffered, so that its reader can follow the run.
+void writeResult(std::size_t line, std::string_view operation, play::Result result) {
+  constexpr int kCompact = -1;
+  const play::Result object = {{"line", line}, {"do", operation}, {"result", std::move(result)}};
+  const std::string text = object.dump(kCompact, ' ', false, play::Result::error_handler_t::replace) + "\n";
+  for (std::string_view rest = text; !rest.empty();) {
+    const ssize_t count = ::write(STDOUT_FILENO, rest.data(), rest.size());
+    if (count < 0 && errno != EINTR) {
+      throw Problem(kFailure, "cannot write standard output: " + std::generic_category().message(errno));
+    }
+    if (count > 0) rest.remove_prefix(static_cast<std::size_t>(count));
+  }
+}
+
 void run(const std::string& file, play::Scenario& scenario, play::Player& player) {
   while (const auto step = scenario.next()) {
     if (!step->fault.empty()) {
@@ -96,7 +109,7 @@ void run(const std::string& file, play::Scenario& scenario, play::Player& player
     } catch (const std::exception& problem) {
       throw Problem(kFailure, placeOf(file, scenario) + std::string(step->operation->name) + ": " + problem.what());
     }
-    play::writeResult(scenario.line(), step->operation->name, std::move(result));
+    writeResult(scenario.line(), step->operation->name, std::move(result));
   }
 }
 

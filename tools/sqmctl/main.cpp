@@ -4,7 +4,9 @@
 #include <array>
 #include <cstdio>
 #include <exception>
+#include <filesystem>
 #include <string>
+#include <system_error>
 
 #include "tools/sqmctl/Command.h"
 #include "tools/support/Terminal.h"
@@ -71,6 +73,14 @@ void remark(const std::string& text) {
 void complain(Invocation& invocation, const std::string& text) {
   remark(text);
   invocation.status = kFailure;
+}
+
+std::filesystem::path resourcesOf(const Invocation& invocation) {
+  if (!invocation.resources.empty()) return invocation.resources;
+  const std::filesystem::path programs = std::filesystem::read_symlink("/proc/self/exe").parent_path();
+  const std::filesystem::path installed = programs.parent_path() / "share" / "sqm";
+  std::error_code unknown;  // in a folder that this user may not enter
+  return std::filesystem::exists(installed / "SQMFieldNames.plist", unknown) ? installed : programs;
 }
 
 }  // namespace sqmctl

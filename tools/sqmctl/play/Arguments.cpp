@@ -6,7 +6,7 @@
 #include <limits>
 #include <system_error>
 
-#include "tools/sqmctl/play/ShownValue.h"
+#include "tools/sqmctl/play/JsonLine.h"
 
 namespace sqmctl::play {
 

@@ -1,6 +1,7 @@
 // The operations of the file-based path: one collector, one uploader, and the clock that the collector reads.
 
-#include <nlohmann/json.hpp>
+#include <cstddef>
+#include <utility>
 
 #include "tools/sqmctl/play/Operation.h"
 
@@ -17,42 +18,21 @@ Result directory(Player& player, const Arguments& arguments) {
   return nullptr;
 }
 
-constexpr Argument kCreation[] = {required("first", kText),     required("lang", kText),
-                                  required("username", kText),  required("fullUserName", kText),
-                                  required("profileID", kText), required("installId", kText),
-                                  required("sqmCounter", kText)};
-
-Result creation(Player& player, const Arguments& arguments) {
-  const auto text = [&](std::string_view name) { return arguments.text(name).value(); };
-  player.collector().collectDataOnCreation(text("first"), text("lang"), text("username"), text("fullUserName"),
-                                           text("profileID"), text("installId"), text("sqmCounter"));
+/// Calls an operation of the collector with all of its arguments, which are texts, in their order.
+template <auto call, const auto& names>
+Result withTexts(Player& player, const Arguments& arguments) {
+  [&]<std::size_t... at>(std::index_sequence<at...>) {
+    (player.collector().*call)(arguments.text(names[at].name).value()...);
+  }
+  (std::make_index_sequence<names.size()>());
   return nullptr;
 }
 
-constexpr Argument kPreConnect[] = {required("first", kText),           required("forSSID", kText),
-                                    required("accessProcedure", kText), required("popType", kText),
-                                    required("wiFiSecurity", kText),    required("phoneVer", kText),
-                                    required("pbUpdateDate", kText)};
-
-Result preConnect(Player& player, const Arguments& arguments) {
-  const auto text = [&](std::string_view name) { return arguments.text(name).value(); };
-  player.collector().collectDataonPreConnect(text("first"), text("forSSID"), text("accessProcedure"), text("popType"),
-                                             text("wiFiSecurity"), text("phoneVer"), text("pbUpdateDate"));
-  return nullptr;
-}
-
-constexpr Argument kPostConnect[] = {
-    required("first", kText),        required("devicetype", kText),     required("clientMacAddress", kText),
-    required("apMacAddress", kText), required("signalstrength", kText), required("clientIP", kText),
-    required("serverIP", kText)};
-
-Result postConnect(Player& player, const Arguments& arguments) {
-  const auto text = [&](std::string_view name) { return arguments.text(name).value(); };
-  player.collector().collectDataPostConnect(text("first"), text("devicetype"), text("clientMacAddress"),
-                                            text("apMacAddress"), text("signalstrength"), text("clientIP"),
-                                            text("serverIP"));
-  return nullptr;
-}
+constexpr auto kCreation = texts("first", "lang", "username", "fullUserName", "profileID", "installId", "sqmCounter");
+constexpr auto kPreConnect =
+    texts("first", "forSSID", "accessProcedure", "popType", "wiFiSecurity", "phoneVer", "pbUpdateDate");
+constexpr auto kPostConnect =
+    texts("first", "devicetype", "clientMacAddress", "apMacAddress", "signalstrength", "clientIP", "serverIP");
 
 constexpr Argument kDisconnect[] = {required("first", kUnsigned32), required("finalSigStrength", kInteger),
                                     required("rxBytes", kInteger),  required("txBytes", kInteger),
@@ -73,37 +53,27 @@ Result uploadDirectory(Player& player, const Arguments& arguments) {
   return {{"status", player.uploader().getActivityStatus()}, {"notifications", notifications}};
 }
 
-/// Calls an operation of the collector without arguments.
 template <auto call>
-Result plain(Player& player, const Arguments& /*arguments*/) {
-  (player.collector().*call)();
-  return nullptr;
-}
-
-/// Calls an operation of the collector with one integer.
-template <void (SQMDataCollector::*call)(std::int64_t)>
-Result withInteger(Player& player, const Arguments& arguments) {
-  (player.collector().*call)(arguments.integer("value"));
-  return nullptr;
-}
+constexpr auto kPlain = plain<&Player::collector, call>;
+template <auto call>
+constexpr auto kWithInteger = withInteger<&Player::collector, call>;
 
 constexpr Argument kDirectory[] = {required("path", kPath)};
-constexpr Argument kValue[] = {required("value", kInteger)};
 constexpr Argument kUploadDirectory[] = {required("path", kPath), required("url", kText), kTimeout};
 constexpr Argument kAdvance[] = {required("seconds", kNumber)};
 
 constexpr Operation kOperations[] = {
     {"collector.directory", kDirectory, directory},
-    {"collector.creation", kCreation, creation},
-    {"collector.preConnect", kPreConnect, preConnect},
-    {"collector.connectStart", {}, plain<&SQMDataCollector::setConnectStartTime>},
-    {"collector.loginStart", {}, plain<&SQMDataCollector::setLoginStartTime>},
-    {"collector.loginEnd", {}, plain<&SQMDataCollector::setLoginEndTime>},
-    {"collector.postConnect", kPostConnect, postConnect},
-    {"collector.errorCode", kValue, withInteger<&SQMDataCollector::setErrorCode>},
-    {"collector.autoConnect", kValue, withInteger<&SQMDataCollector::setAutoConnect>},
+    {"collector.creation", kCreation, withTexts<&SQMDataCollector::collectDataOnCreation, kCreation>},
+    {"collector.preConnect", kPreConnect, withTexts<&SQMDataCollector::collectDataonPreConnect, kPreConnect>},
+    {"collector.connectStart", {}, kPlain<&SQMDataCollector::setConnectStartTime>},
+    {"collector.loginStart", {}, kPlain<&SQMDataCollector::setLoginStartTime>},
+    {"collector.loginEnd", {}, kPlain<&SQMDataCollector::setLoginEndTime>},
+    {"collector.postConnect", kPostConnect, withTexts<&SQMDataCollector::collectDataPostConnect, kPostConnect>},
+    {"collector.errorCode", kValue, kWithInteger<&SQMDataCollector::setErrorCode>},
+    {"collector.autoConnect", kValue, kWithInteger<&SQMDataCollector::setAutoConnect>},
     {"collector.disconnect", kDisconnect, disconnect},
-    {"collector.save", {}, plain<&SQMDataCollector::saveRecord>},
+    {"collector.save", {}, kPlain<&SQMDataCollector::saveRecord>},
     {"directory.upload", kUploadDirectory, uploadDirectory},
     {"advance", kAdvance,
      [](Player& player, const Arguments& arguments) -> Result {

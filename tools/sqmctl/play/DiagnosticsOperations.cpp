@@ -4,8 +4,6 @@
 #include <iterator>
 #include <memory>
 
-#include <nlohmann/json.hpp>
-
 #include "tools/sqmctl/play/Operation.h"
 
 namespace sqmctl::play {
@@ -70,20 +68,14 @@ Result append(Player& player, const Arguments& arguments) {
   return nullptr;
 }
 
-template <void (Record::*call)()>
-Result plain(Player& player, const Arguments& /*arguments*/) {
-  (player.diagnostics().*call)();
-  return nullptr;
-}
-
 constexpr Argument kEntryAlone[] = {required("entry", kEntry)};
 
 constexpr Operation kOperations[] = {
     {"diagnostics.set", kProperties, set},
     {"diagnostics.appendDiscovery", kEntryAlone, append<&Record::discoveryDetails>},
     {"diagnostics.appendLoginPoll", kEntryAlone, append<&Record::loginPollDetails>},
-    {"diagnostics.reset", {}, plain<&Record::resetDiagnosticsRecord>},
-    {"diagnostics.resetProbe", {}, plain<&Record::resetRavixDiagnosticsRecord>},
+    {"diagnostics.reset", {}, plain<&Player::diagnostics, &Record::resetDiagnosticsRecord>},
+    {"diagnostics.resetProbe", {}, plain<&Player::diagnostics, &Record::resetRavixDiagnosticsRecord>},
     {"diagnostics.blob",
      {},
      [](Player& player, const Arguments&) -> Result { return player.diagnostics().formattedDiagnosticJsonBlob(); }},

@@ -10,8 +10,6 @@
 
 #include "sqm/common/internal/Utf8.h"
 
-#include "tools/sqmctl/play/ShownValue.h"
-
 namespace sqmctl::play {
 
 namespace {
@@ -21,6 +19,9 @@ using sqm::JsonArray;
 using sqm::JsonLiteral;
 using sqm::JsonObject;
 using sqm::JsonValue;
+
+constexpr std::size_t kLongestShown = 40;  // bytes
+constexpr std::string_view kEllipsis = "...";
 
 /// The parser's message without its error number and without the text that it has read.
 std::string reasonOf(const json::exception& problem) {
@@ -122,6 +123,20 @@ std::string faultInBytes(std::string_view line) {
 }
 
 }  // namespace
+
+std::string shownText(std::string_view text) {
+  const std::string whole = nlohmann::json(text.substr(0, sqm::utf8PrefixLength(text, kLongestShown))).dump();
+  return text.size() > kLongestShown ? whole.substr(0, whole.size() - 1).append(kEllipsis).append("\"") : whole;
+}
+
+std::string shown(const sqm::JsonValue& value) {
+  if (const auto* text = std::get_if<std::string>(&value)) return shownText(*text);
+  if (std::holds_alternative<sqm::JsonObject>(value)) return "an object";
+  if (std::holds_alternative<sqm::JsonArray>(value)) return "a list";
+  std::string digits = std::get<sqm::JsonLiteral>(value).text;
+  if (digits.size() > kLongestShown) digits.erase(kLongestShown).append(kEllipsis);
+  return digits;
+}
 
 std::variant<JsonObject, Fault> objectOf(std::string_view line) {
   if (std::string fault = faultInBytes(line); !fault.empty()) return Fault{std::move(fault)};

@@ -20,4 +20,10 @@ struct Fault {
 /// Numbers of more than 64 bits are accepted here; the types of the arguments reject them.
 std::variant<sqm::JsonObject, Fault> objectOf(std::string_view line);
 
+/// A text, which is well-formed UTF-8, for a message: in quotes, on one line, and shortened when it is long.
+std::string shownText(std::string_view text);
+
+/// A value for a message. An object or a list is shown by its type only.
+std::string shown(const sqm::JsonValue& value);
+
 }  // namespace sqmctl::play

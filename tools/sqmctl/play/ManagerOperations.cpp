@@ -1,10 +1,9 @@
 // The operations of the manager. One manager serves the whole run, until `restart`.
 
+#include <functional>
 #include <optional>
 #include <utility>
 #include <vector>
-
-#include <nlohmann/json.hpp>
 
 #include "sqm/manager/SQMSessionParams.h"
 #include "sqm/platform/RuleFilter.h"
@@ -92,18 +91,13 @@ Result filter(Player& player, const Arguments& arguments) {
   return nullptr;
 }
 
-constexpr Argument kDeviceType[] = {required("value", kInteger)};
 constexpr Argument kUpload[] = {kTimeout};
 constexpr Argument kTimeStamp[] = {nullable("value", kText)};
 constexpr Argument kFilter[] = {optional("disable", kDisableRules), optional("replace", kReplaceRules)};
 
 constexpr Operation kOperations[] = {
     {"setURLs", kAddressArguments, setURLs},
-    {"setDeviceType", kDeviceType,
-     [](Player& player, const Arguments& arguments) -> Result {
-       player.manager().setDeviceType(arguments.integer("value"));
-       return nullptr;
-     }},
+    {"setDeviceType", kValue, withInteger<&Player::manager, &SQMManager::setDeviceType>},
     {"connectionStart", kParamsOrNull, create<&SQMManager::sqmCreateStartRecord>},
     {"connectionStop", kParamsOrNull, create<&SQMManager::sqmCreateStopRecord>},
     {"applicationStart", kParamsOrNull, create<&SQMManager::sqmCreateApplicationStartRecord>},
@@ -111,19 +105,9 @@ constexpr Operation kOperations[] = {
     {"device", kParamsAlone, create<&SQMManager::sqmCreateDeviceRecord>},
     {"client", kParamsAlone, create<&SQMManager::sqmCreateClientRecord>},
     {"userAcceptance", kParamsAlone, create<&SQMManager::sqmCreateUserAcceptanceRecord>},
-    {"save",
-     {},
-     [](Player& player, const Arguments&) -> Result {
-       player.manager().saveToDisk();
-       return nullptr;
-     }},
+    {"save", {}, plain<&Player::manager, &SQMManager::saveToDisk>},
     {"upload", kUpload, upload},
-    {"restart",
-     {},
-     [](Player& player, const Arguments&) -> Result {
-       player.restart();
-       return nullptr;
-     }},
+    {"restart", {}, plain<std::identity{}, &Player::restart>},
     {"timeStamp", kTimeStamp,
      [](Player& player, const Arguments& arguments) -> Result {
        player.setClientTimeStamp(arguments.text("value"));

@@ -1,7 +1,5 @@
 // The operations of the upload queue.
 
-#include <nlohmann/json.hpp>
-
 #include "tools/sqmctl/play/Operation.h"
 
 namespace sqmctl::play {

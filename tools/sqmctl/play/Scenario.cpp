@@ -6,7 +6,6 @@
 #include <variant>
 
 #include "tools/sqmctl/play/JsonLine.h"
-#include "tools/sqmctl/play/ShownValue.h"
 
 namespace sqmctl::play {
 
