@@ -5,14 +5,13 @@
 #include <new>
 #include <system_error>
 
+#include "sqm/platform/files/internal/PropertyListForms.h"
 #include "sqm/platform/files/internal/RequestArchive.h"
 #include "sqm/platform/files/internal/WholeFile.h"
 
 namespace sqm::platform {
 
 namespace {
-
-constexpr std::size_t kLargestFile = std::size_t{1} << 27;
 
 /// At most this many files are kept aside. The next one is not moved.
 constexpr int kMostAside = 1000;
@@ -38,22 +37,23 @@ std::error_code moveAside(FileOperations& files, const std::string& path, std::s
 }  // namespace
 
 bool ArchiveFiles::serializeObject(const UploadRequests& object, const std::string& toFile) {
-  const auto failure =
-      replaceFile(files_, toFile, kLargestFile, [&](const ByteSink& sink) { encodeRequests(object, sink); });
+  const auto failure = replaceFile(files_, toFile, binaryOf(valueOf(object), kRequestKeys), kLargestArchive);
   if (failure) problems_.cannotWrite(toFile, failure.message());
   return !failure;
 }
 
 std::optional<UploadRequests> ArchiveFiles::objectFromFile(const std::string& path) try {
   FileBytes content;
-  if (const auto failure = readWholeFile(files_, path, kLargestFile, content)) {
+  if (const auto failure = readWholeFile(files_, path, kLargestArchive, content)) {
     if (failure == std::errc::no_such_file_or_directory) return std::nullopt;
     if (failure == std::errc::not_enough_memory) throw std::bad_alloc();
     return withoutFile(path, failure.message());
   }
   std::string_view problem;
-  auto requests = decodedRequests(content.text(), problem);
-  return requests ? std::move(requests) : withoutFile(path, std::string(problem));
+  auto value = readBinaryValue(content.text(), roomForRequests(content.size), problem);
+  if (!value) return withoutFile(path, std::string(problem));
+  auto requests = requestsFrom(*std::move(value));
+  return requests ? std::move(requests) : withoutFile(path, "it holds something else than upload requests");
 } catch (const std::bad_alloc&) {
   problems_.cannotRead(path, kNoMemory);
   return std::nullopt;

@@ -5,10 +5,8 @@
 #include <new>
 #include <utility>
 
-#include "sqm/platform/files/internal/PropertyListReader.h"
+#include "sqm/platform/files/internal/PropertyListForms.h"
 #include "sqm/platform/files/internal/WholeFile.h"
-#include "sqm/platform/files/internal/XmlAllowed.h"
-#include "sqm/platform/files/internal/XmlPropertyListWriter.h"
 
 namespace sqm::platform {
 
@@ -33,22 +31,12 @@ std::optional<Value::Dictionary> dictionaryOf(FileOperations& files, const std::
     return Value::Dictionary{};
   }
   std::string_view problem;
-  auto root = failure ? std::nullopt : readPropertyList(content.bytes.get(), content.size, kRoom, problem);
+  auto root = failure ? std::nullopt : readPropertyList(content, kRoom, problem);
   auto* const dictionary = root ? std::get_if<Value::Dictionary>(&root->content) : nullptr;
   return dictionary == nullptr ? std::nullopt : std::optional(std::move(*dictionary));
 } catch (const std::bad_alloc&) {
   failure = make_error_code(std::errc::not_enough_memory);
   return std::nullopt;
-}
-
-/// Puts the time stamp in the place of those that the dictionary has; an absent one removes them. Returns whether the
-/// dictionary has changed.
-bool replaceTimeStamp(Value::Dictionary& dictionary, const std::optional<std::string>& value) {
-  const auto first = std::ranges::find(dictionary, kClientTimeStamp, &Value::Dictionary::value_type::first);
-  const auto place = first - dictionary.begin();
-  const auto removed = std::erase_if(dictionary, [](const auto& entry) { return entry.first == kClientTimeStamp; });
-  if (value) dictionary.emplace(dictionary.begin() + place, kClientTimeStamp, Value{*value});
-  return value || removed > 0;
 }
 
 }  // namespace
@@ -64,9 +52,8 @@ PreferencesFile::PreferencesFile(const std::string& applicationFolder, FileProbl
     problems_.cannotRead(path_, failure ? failure.message() : "it is no property list with a dictionary as its root");
     return;
   }
-  const Value root{*std::move(dictionary)};
-  const Value* const value = root.find(kClientTimeStamp);
-  const auto* const text = value == nullptr ? nullptr : std::get_if<std::string>(&value->content);
+  const auto found = std::ranges::find(*dictionary, kClientTimeStamp, &Value::Dictionary::value_type::first);
+  const auto* const text = found == dictionary->end() ? nullptr : std::get_if<std::string>(&found->second.content);
   if (text != nullptr) clientTimeStamp_ = xmlAllowed(*text);
 }
 
@@ -75,16 +62,12 @@ bool PreferencesFile::setClientTimeStamp(std::optional<std::string_view> value) 
   std::error_code failure;
   auto dictionary = dictionaryOf(files_, path_, failure).value_or(Value::Dictionary{});
   if (!failure) {
-    if (!replaceTimeStamp(dictionary, value ? std::optional(clientTimeStamp_) : std::nullopt)) return true;
+    const auto removed = std::erase_if(dictionary, [](const auto& entry) { return entry.first == kClientTimeStamp; });
+    if (!value && removed == 0) return true;
+    if (value) dictionary.emplace_back(kClientTimeStamp, Value{clientTimeStamp_});
     failure = makeFolders(files_, folder_);
   }
-  if (!failure) {
-    failure = replaceFile(files_, path_, kLargestFile, [&](const ByteSink& sink) {
-      XmlPropertyListWriter writer(sink);
-      Value{std::move(dictionary)}.writeTo(writer);
-      writer.finish();
-    });
-  }
+  if (!failure) failure = replaceFile(files_, path_, xmlOf({std::move(dictionary)}), kLargestFile);
   if (failure) problems_.cannotWrite(path_, failure.message());
   return !failure;
 }

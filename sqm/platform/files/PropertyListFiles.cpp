@@ -4,10 +4,8 @@
 #include <new>
 #include <string_view>
 
-#include "sqm/platform/files/internal/BinaryPropertyList.h"
+#include "sqm/platform/files/internal/PropertyListForms.h"
 #include "sqm/platform/files/internal/WholeFile.h"
-#include "sqm/platform/files/internal/XmlPropertyList.h"
-#include "sqm/platform/files/internal/XmlPropertyListWriter.h"
 
 namespace sqm::platform {
 
@@ -24,9 +22,8 @@ std::optional<PropertyList::Array> PropertyListFiles::arrayWithContentsOfFile(co
     return std::nullopt;
   }
   std::string_view problem;
-  auto array = BinaryPropertyList::recognises(content.text())
-                   ? readBinaryArray(content.text(), problem)
-                   : readXmlArray(content.bytes.get(), content.size, problem);
+  auto array = isBinaryPropertyList(content.text()) ? readBinaryArray(content.text(), problem)
+                                                    : readXmlArray(content.bytes.get(), content.size, problem);
   if (!array) problems_.cannotRead(path, problem);
   return array;
 } catch (const std::bad_alloc&) {
@@ -37,11 +34,7 @@ std::optional<PropertyList::Array> PropertyListFiles::arrayWithContentsOfFile(co
 bool PropertyListFiles::writeToFile(std::span<const std::string> array, const std::string& path, bool atomically) {
   using Mode = FileReplacement::Mode;
   FileReplacement file(files_, path, atomically || options_.atomicSaves ? Mode::atomically : Mode::inPlace);
-  XmlPropertyListWriter writer([&](std::string_view piece) { file.write(piece); });
-  writer.beginArray(array.size());
-  for (const std::string& text : array) writer.text(text);
-  writer.end();
-  writer.finish();
+  writeXmlArray(array, [&](std::string_view piece) { file.write(piece); });
   const auto failure = file.commit();
   if (failure) problems_.cannotWrite(path, failure.message());
   return !failure;

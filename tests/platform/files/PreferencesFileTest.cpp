@@ -167,17 +167,40 @@ TEST_F(PreferencesFileTest, EntitiesAreNotExpanded) {
             "&a;&b;");
 }
 
-TEST_F(PreferencesFileTest, AllElseIsKeptInItsOrder) {
-  const std::string before = "<key>z</key><date>2026-11-22T10:00:00Z</date><key>a</key><data>AAEC</data>";
-  const std::string after =
-      "<key>m</key><dict><key>real</key><real>0.1</real><key>on</key><true/></dict>"
-      "<key>b</key><array><integer>-5</integer><integer>18446744073709551615</integer><string>&lt; </string></array>";
-  storedIn(dictionary(before + "<key>clientTimeStamp</key><string>old</string>" + after));
-  ASSERT_TRUE(PreferencesFile(folder_.path(), logs_).setClientTimeStamp("new"));
-  std::string written = contentOf(path_);
-  std::erase_if(written, [](char each) { return each == '\t' || each == '\n'; });
-  EXPECT_THAT(written,
-              HasSubstr("<dict>" + before + "<key>clientTimeStamp</key><string>new</string>" + after + "</dict>"));
+TEST_F(PreferencesFileTest, AllElseIsKeptInItsOrderBeforeTheTimeStamp) {
+  const std::string others =
+      "\t<key>z</key>\n"
+      "\t<date>2026-11-22T10:00:00Z</date>\n"
+      "\t<key>a</key>\n"
+      "\t<data>\n"
+      "\tAAEC\n"
+      "\t</data>\n"
+      "\t<key>m</key>\n"
+      "\t<dict>\n"
+      "\t\t<key>real</key>\n"
+      "\t\t<real>0.10000000000000001</real>\n"
+      "\t\t<key>on</key>\n"
+      "\t\t<true/>\n"
+      "\t</dict>\n"
+      "\t<key>b</key>\n"
+      "\t<array>\n"
+      "\t\t<integer>-5</integer>\n"
+      "\t\t<integer>18446744073709551615</integer>\n"
+      "\t\t<string>&lt; </string>\n"
+      "\t</array>\n";
+  storedIn(dictionary("<key>clientTimeStamp</key><string>old</string>" + others));
+  ASSERT_TRUE(PreferencesFile(folder_.path(), logs_).setClientTimeStamp("\"new\"\r"));
+  EXPECT_THAT(contentOf(path_), HasSubstr("<plist version=\"1.0\">\n<dict>\n" + others +
+                                          "\t<key>clientTimeStamp</key>\n"
+                                          "\t<string>\"new\"\r</string>\n"
+                                          "</dict>\n</plist>\n"));
+  EXPECT_EQ(stored(), "\"new\"\r");
+}
+
+TEST_F(PreferencesFileTest, WithoutEntriesTheDictionaryHasTwoTags) {
+  storedIn(dictionary("<key>clientTimeStamp</key><string>old</string>"));
+  ASSERT_TRUE(PreferencesFile(folder_.path(), logs_).setClientTimeStamp(std::nullopt));
+  EXPECT_THAT(contentOf(path_), HasSubstr("<plist version=\"1.0\">\n<dict>\n</dict>\n</plist>\n"));
 }
 
 TEST_F(PreferencesFileTest, AFileIsNotWrittenThatWouldBeTooLongToRead) {

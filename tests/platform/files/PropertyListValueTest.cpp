@@ -1,20 +1,22 @@
 // Whole property lists as values: in both forms, from other writers, and from hostile files.
 
+#include <algorithm>
+#include <chrono>
 #include <cmath>
 #include <cstdint>
 #include <limits>
+#include <memory>
 #include <optional>
 #include <random>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "sqm/platform/files/internal/BinaryPropertyListWriter.h"
-#include "sqm/platform/files/internal/PropertyListReader.h"
-#include "sqm/platform/files/internal/XmlPropertyListWriter.h"
+#include "sqm/platform/files/internal/PropertyListForms.h"
 
 #include "tests/platform/files/BinaryPropertyListFile.h"
 #include "tests/platform/files/ShellCommand.h"
@@ -29,32 +31,22 @@ using ::testing::HasSubstr;
 
 constexpr std::size_t kRoom = std::size_t{1} << 20;
 
-std::optional<Value> read(std::string bytes, std::size_t room = kRoom) {
+std::optional<Value> read(std::string_view bytes, std::size_t room = kRoom) {
+  const FileBytes file{std::make_unique<char[]>(bytes.size()), bytes.size()};
+  std::ranges::copy(bytes, file.bytes.get());
   std::string_view problem;
-  auto value = readPropertyList(bytes.data(), bytes.size(), room, problem);
+  auto value = readPropertyList(file, room, problem);
   EXPECT_TRUE(value || !problem.empty());
   return value;
 }
 
-std::string asXml(const Value& value) {
-  std::string xml;
-  XmlPropertyListWriter writer([&](std::string_view piece) { xml.append(piece); });
-  value.writeTo(writer);
-  writer.finish();
-  return xml;
-}
-
-std::string asBinary(const Value& value) {
-  std::string bytes;
-  BinaryPropertyListWriter writer(value.objects(), {}, [&](std::string_view piece) { bytes.append(piece); });
-  value.writeTo(writer);
-  writer.finish();
-  return bytes;
-}
-
 Value integer(std::uint64_t magnitude, bool isNegative = false) { return {Value::Integer{magnitude, isNegative}}; }
 
-Value date(std::string_view text) { return {Value::Date::from(text).value()}; }
+/// Midnight, or later by as many seconds.
+Value date(int year, int month, int day, int seconds = 0) {
+  const auto midnight = std::chrono::sys_days(std::chrono::year(year) / month / day);
+  return {Value::Date{static_cast<double>((midnight - kReferenceDate).count() + seconds)}};
+}
 
 /// One value of each kind, and the edges of numbers.
 Value everything() {
@@ -68,8 +60,8 @@ Value everything() {
   for (const std::uint64_t each : {std::uint64_t{1}, std::uint64_t{256}, kHalf})
     integers.push_back(integer(each, true));
   const Value::Array reals = {{0.0}, {1.5}, {-0.1}, {1e300}, {std::numeric_limits<double>::infinity()}};
-  const Value::Array dates = {date("0001-01-01T00:00:00Z"), date("2001-01-01T00:00:00Z"), date("2026-11-22T13:04:05Z"),
-                              date("9999-12-31T23:59:59Z")};
+  const Value::Array dates = {date(1000, 1, 1), date(2001, 1, 1), date(2026, 11, 22, 47'045),
+                              date(9999, 12, 31, 86'399)};
   return {Value::Dictionary{
       {"text", {std::string("<&> \u00E9\U0001F4F6\n")}},
       {"", {std::string()}},
@@ -85,13 +77,13 @@ Value everything() {
 }
 
 TEST(PropertyListValueTest, EveryKindComesBackFromBothForms) {
-  EXPECT_EQ(read(asXml(everything())), everything());
-  EXPECT_EQ(read(asBinary(everything())), everything());
+  EXPECT_EQ(read(xmlOf(everything())), everything());
+  EXPECT_EQ(read(binaryOf(everything())), everything());
 }
 
 TEST(PropertyListValueTest, PythonReadsAndWritesTheSame) {
   const TemporaryFolder folder;
-  for (const std::string& bytes : {asXml(everything()), asBinary(everything())}) {
+  for (const std::string& bytes : {xmlOf(everything()), binaryOf(everything())}) {
     for (const char* const form : {"FMT_XML", "FMT_BINARY"}) {
       putContent(folder / "list", bytes);
       EXPECT_EQ(test::printedBy("python3 -c 'import plistlib, sys; value = plistlib.load(open(sys.argv[1], \"rb\")); "
@@ -104,40 +96,122 @@ TEST(PropertyListValueTest, PythonReadsAndWritesTheSame) {
   }
 }
 
-TEST(PropertyListValueTest, XmlHasTheLayoutOfPlistlib) {
-  const Value value{Value::Dictionary{{"a", {Value::Array{{1.5}, integer(7, true), {true}, {Value::Array{}}}}},
-                                      {"b", {Value::Dictionary{{"c", date("2026-11-22T10:00:00Z")}}}},
-                                      {"d", {Value::Data{"abc"}}}}};
-  EXPECT_THAT(asXml(value), HasSubstr("<plist version=\"1.0\">\n"
-                                      "<dict>\n"
-                                      "\t<key>a</key>\n"
-                                      "\t<array>\n"
-                                      "\t\t<real>1.5</real>\n"
-                                      "\t\t<integer>-7</integer>\n"
-                                      "\t\t<true/>\n"
-                                      "\t\t<array/>\n"
-                                      "\t</array>\n"
-                                      "\t<key>b</key>\n"
-                                      "\t<dict>\n"
-                                      "\t\t<key>c</key>\n"
-                                      "\t\t<date>2026-11-22T10:00:00Z</date>\n"
-                                      "\t</dict>\n"
-                                      "\t<key>d</key>\n"
-                                      "\t<data>YWJj</data>\n"
-                                      "</dict>\n"
-                                      "</plist>\n"));
+TEST(PropertyListValueTest, XmlHasTheLayoutOfLibplist) {
+  const std::string bytes(60, 'z');
+  const Value value{Value::Dictionary{
+      {"a&<>\"'", {Value::Array{integer(7, true), {true}, {Value::Array{}}, {Value::Dictionary{}}, {std::string()}}}},
+      {"b", {Value::Dictionary{{"c", date(2026, 11, 22, 36'000)}, {"d", date(1, 1, 1)}}}},
+      {"e\r\n", {Value::Array{{Value::Data{}}, {Value::Data{"abc"}}, {Value::Data{bytes}}}}}}};
+  EXPECT_EQ(xmlOf(value),
+            "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+            "<!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST 1.0//EN\" "
+            "\"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n"
+            "<plist version=\"1.0\">\n"
+            "<dict>\n"
+            "\t<key>a&amp;&lt;&gt;\"'</key>\n"
+            "\t<array>\n"
+            "\t\t<integer>-7</integer>\n"
+            "\t\t<true/>\n"
+            "\t\t<array/>\n"
+            "\t\t<dict/>\n"
+            "\t\t<string></string>\n"
+            "\t</array>\n"
+            "\t<key>b</key>\n"
+            "\t<dict>\n"
+            "\t\t<key>c</key>\n"
+            "\t\t<date>2026-11-22T10:00:00Z</date>\n"
+            "\t\t<key>d</key>\n"
+            "\t\t<date>1-01-01T00:00:00Z</date>\n"
+            "\t</dict>\n"
+            "\t<key>e\r\n</key>\n"
+            "\t<array>\n"
+            "\t\t<data>\n"
+            "\t\t</data>\n"
+            "\t\t<data>\n"
+            "\t\tYWJj\n"
+            "\t\t</data>\n"
+            "\t\t<data>\n"
+            "\t\tenp6enp6enp6enp6enp6enp6enp6enp6enp6enp6enp6enp6enp6enp6enp6\n"
+            "\t\tenp6enp6enp6enp6enp6\n"
+            "\t\t</data>\n"
+            "\t</array>\n"
+            "</dict>\n"
+            "</plist>\n");
+  EXPECT_EQ(read(xmlOf(value)), value);
+  EXPECT_THAT(xmlOf({Value::Dictionary{}}), HasSubstr("\n<dict>\n</dict>\n</plist>\n"));
 }
 
+TEST(PropertyListValueTest, RealsHaveTheFormOfLibplist) {
+  constexpr double kInfinity = std::numeric_limits<double>::infinity();
+  const std::pair<double, const char*> forms[] = {{0.0, "0.0"},
+                                                  {-0.0, "0.0"},
+                                                  {1.0, "1"},
+                                                  {1.5, "1.5"},
+                                                  {0.1, "0.10000000000000001"},
+                                                  {1e10, "10000000000"},
+                                                  {1e20, "1e+20"},
+                                                  {1e-7, "9.9999999999999995e-08"},
+                                                  {kInfinity, "+infinity"},
+                                                  {-kInfinity, "-infinity"},
+                                                  {std::numeric_limits<double>::quiet_NaN(), "nan"}};
+  for (const auto& [number, text] : forms) {
+    EXPECT_THAT(xmlOf({number}), HasSubstr("<real>" + std::string(text) + "</real>"));
+  }
+}
+
+TEST(PropertyListValueTest, LinesOfDeepDataAreShorterDownToEightLevels) {
+  const auto nested = [](std::size_t levels) {
+    Value value{Value::Data{std::string(200, 'z')}};
+    for (; levels > 0; --levels) value = {Value::Array{std::move(value)}};
+    return xmlOf(value);
+  };
+  const auto lineIn = [](const std::string& xml) {
+    const std::size_t begin = xml.find('\n', xml.find("<data>")) + 1;
+    return xml.substr(begin, xml.find('\n', begin) - begin);
+  };
+  const std::string base64 = "enp6enp6enp6enp6enp6enp6enp6enp6enp6enp6enp6enp6enp6enp6enp6enp6enp6enp6enp6";
+  EXPECT_EQ(lineIn(nested(0)), base64.substr(0, 76));
+  EXPECT_EQ(lineIn(nested(3)), "\t\t\t" + base64.substr(0, 52));
+  EXPECT_EQ(lineIn(nested(8)), std::string(8, '\t') + base64.substr(0, 12));
+  EXPECT_EQ(lineIn(nested(20)), std::string(8, '\t') + base64.substr(0, 12));
+}
+
+/// What the only element of an XML list holds.
+std::optional<Value> element(const std::string& xml) { return read("<plist version=\"1.0\">" + xml + "</plist>"); }
+
 TEST(PropertyListValueTest, XmlIsReadAsOthersWriteIt) {
-  const auto element = [](const std::string& xml) { return read("<plist version=\"1.0\">" + xml + "</plist>"); };
   EXPECT_EQ(element("<integer> +0x1F\n</integer>"), integer(31));
   EXPECT_EQ(element("<integer>-9223372036854775808</integer>"), integer(std::uint64_t{1} << 63, true));
+  EXPECT_EQ(element("<integer>-0</integer>"), integer(0));
   EXPECT_EQ(element("<real>+1.25e2</real>"), (Value{125.0}));
   EXPECT_TRUE(std::isnan(std::get<double>(element("<real>nan</real>")->content)));
+  EXPECT_EQ(element("<date>2026-1-2T1:2:3Z</date>"), date(2026, 1, 2, 3723));
   EXPECT_EQ(element("<data>\n\tYW Jj\n\t</data>"), (Value{Value::Data{"abc"}}));
   EXPECT_EQ(element("<dict><key>a</key><!-- b --><string><![CDATA[<]]>c</string></dict>"),
             (Value{Value::Dictionary{{"a", {std::string("<c")}}}}));
+  EXPECT_EQ(element("<string>a\r\nb&#13;</string>"), (Value{std::string("a\r\nb\r")}));
   EXPECT_EQ(read("<array/>"), (Value{Value::Array{}}));
+}
+
+TEST(PropertyListValueTest, OfTheValuesOfOneKeyInXmlTheLastIsReadInThePlaceOfTheFirst) {
+  EXPECT_EQ(element("<dict><key>a</key><true/><key>b</key><true/><key>a</key><false/></dict>"),
+            (Value{Value::Dictionary{{"a", {false}}, {"b", {true}}}}));
+}
+
+TEST(PropertyListValueTest, ADamagedScalarLeavesTheRestOfTheList) {
+  EXPECT_EQ(element("<integer/>"), integer(0));
+  EXPECT_EQ(element("<integer>5.7</integer>"), integer(5));
+  EXPECT_EQ(element("<integer>18446744073709551616</integer>"), integer(~std::uint64_t{0}));
+  EXPECT_EQ(element("<integer>-9223372036854775809</integer>"), integer(std::uint64_t{1} << 63, true));
+  EXPECT_EQ(element("<real>1,5</real>"), (Value{1.0}));
+  EXPECT_EQ(element("<real/>"), (Value{0.0}));
+  EXPECT_EQ(element("<data>a</data>"), (Value{Value::Data{}}));
+  EXPECT_EQ(element("<data>****</data>"), (Value{Value::Data{}}));
+  EXPECT_EQ(element("<date>2026-02-30T00:00:00Z</date>"), date(2026, 3, 2));
+  for (const char* text : {"", "garbage", "2026", "2026-13-01T00:00:00Z", "2026-12-01T24:00:00Z",
+                           "99999999999-01-01T00:00:00Z", "2026-01-99999999999T00:00:00Z", "-5-01-01T00:00:00Z"}) {
+    EXPECT_EQ(element("<date>" + std::string(text) + "</date>"), date(2001, 1, 1)) << text;
+  }
 }
 
 TEST(PropertyListValueTest, AnObjectIdentifierIsReadAsXmlHasIt) {
@@ -153,11 +227,7 @@ TEST(PropertyListValueTest, WhatIsNoListIsNothing) {
   const std::string contents[] = {
       "", "garbage", "<plist/>", "<plist><other/></plist>", "<plist><array><other/></array></plist>",
       "<plist><dict><string>a</string></dict></plist>", "<plist><dict><key>a</key></dict></plist>",
-      "<plist><dict><key>a</key><other/></dict></plist>", "<plist><integer/></plist>",
-      "<plist><integer>1a</integer></plist>", "<plist><integer>18446744073709551616</integer></plist>",
-      "<plist><integer>-9223372036854775809</integer></plist>", "<plist><real>1,5</real></plist>",
-      "<plist><data>a</data></plist>", "<plist><data>****</data></plist>", "<plist><date>2026-11-22</date></plist>",
-      "<plist><date>2026-02-30T00:00:00Z</date></plist>",
+      "<plist><dict><key>a</key><other/></dict></plist>",
       // A null, a fill byte, and what the table ends in the middle of.
       File{.objects = {std::string(1, '\0')}}.bytes(), File{.objects = {"\x0F"}}.bytes(),
       File{.objects = {std::string("\x13\0\0", 3)}}.bytes(), File{.objects = {"\x1F"}}.bytes(),
@@ -227,7 +297,7 @@ TEST(PropertyListValueTest, TruncatedAndMutatedListsDoNoHarm) {
   Value value = everything();
   std::erase_if(std::get<Value::Dictionary>(value.content),
                 [](const auto& entry) { return entry.first == "more data"; });
-  for (const std::string& whole : {asXml(value), asBinary(value)}) {
+  for (const std::string& whole : {xmlOf(value), binaryOf(value)}) {
     for (std::size_t length = 0; length + 1 < whole.size(); ++length) {
       EXPECT_NE(read(whole.substr(0, length)), value) << length;
     }
@@ -239,8 +309,8 @@ TEST(PropertyListValueTest, TruncatedAndMutatedListsDoNoHarm) {
       }
       const auto mutant = read(mutated);
       if (!mutant) continue;
-      EXPECT_TRUE(read(asXml(*mutant))) << "what is read can be written and read again";
-      EXPECT_TRUE(read(asBinary(*mutant), 4 * kRoom));
+      EXPECT_TRUE(read(xmlOf(*mutant))) << "what is read can be written and read again";
+      EXPECT_TRUE(read(binaryOf(*mutant), 4 * kRoom));
     }
   }
 }

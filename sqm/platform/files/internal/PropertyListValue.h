@@ -1,17 +1,14 @@
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
-#include <optional>
 #include <string>
-#include <string_view>
 #include <utility>
 #include <variant>
 #include <vector>
 
 namespace sqm::platform {
-
-class PropertyListWriter;
 
 /// A value of a property list: all that its XML and its binary form can hold.
 struct PropertyListValue {
@@ -24,37 +21,24 @@ struct PropertyListValue {
     bool isNegative = false;
     friend bool operator==(const Integer&, const Integer&) = default;
   };
-  /// A time in the years 1 to 9999.
   struct Date {
-    double seconds = 0;  ///< since 2001-01-01 00:00:00 UTC
-
-    /// "2026-11-22T10:00:00Z", without fractions of a second.
-    std::string text() const;
-    /// Nothing when the time is outside the years, or the text has another form.
-    static std::optional<Date> from(double seconds);
-    static std::optional<Date> from(std::string_view text);
-
+    double seconds = 0;  ///< since kReferenceDate
     friend bool operator==(const Date&, const Date&) = default;
   };
   using Array = std::vector<PropertyListValue>;
-  /// The entries in file order. A damaged file may hold a key several times.
+  /// The entries in file order. A damaged binary file may hold a key several times.
   using Dictionary = std::vector<std::pair<std::string, PropertyListValue>>;
-
   /// A text as the file holds it: not necessarily well-formed.
-  std::variant<std::string, Data, Integer, double, bool, Date, Array, Dictionary> content;
+  using Content = std::variant<std::string, Data, Integer, double, bool, Date, Array, Dictionary>;
 
-  /// The first value under `key`; null when there is none, or when this is no dictionary.
-  const PropertyListValue* find(std::string_view key) const;
-
-  /// How many values and keys there are, this one included.
-  std::size_t objects() const;
-
-  void writeTo(PropertyListWriter& writer) const;
+  Content content;
 
   friend bool operator==(const PropertyListValue&, const PropertyListValue&) = default;
 };
 
+inline constexpr std::chrono::sys_seconds kReferenceDate = std::chrono::sys_days(std::chrono::year(2001) / 1 / 1);
+
 /// The deepest nesting that is read. Deeper lists are refused.
-inline constexpr std::size_t kDeepestPropertyList = 32;
+inline constexpr std::size_t kDeepestPropertyList = 512;
 
 }  // namespace sqm::platform

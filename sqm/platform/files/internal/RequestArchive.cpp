@@ -4,9 +4,6 @@
 #include <string>
 #include <utility>
 
-#include "sqm/platform/files/internal/BinaryPropertyList.h"
-#include "sqm/platform/files/internal/BinaryPropertyListWriter.h"
-
 namespace sqm::platform {
 
 namespace {
@@ -14,32 +11,20 @@ namespace {
 constexpr std::array<std::optional<std::string> UploadRequest::*, kRequestKeys.size()> kEntries = {
     &UploadRequest::uploadURL, &UploadRequest::uploadData};
 
-std::size_t entriesOf(const UploadRequest& request) {
-  return static_cast<std::size_t>(
-      std::ranges::count_if(kEntries, [&](auto entry) { return (request.*entry).has_value(); }));
-}
-
 }  // namespace
 
-void writeRequests(PropertyListWriter& writer, const UploadRequests& requests) {
-  writer.beginArray(requests.size());
+PropertyListValue valueOf(const UploadRequests& requests) {
+  PropertyListValue::Array array;
+  array.reserve(requests.size());
   for (const UploadRequest& request : requests) {
-    writer.beginDictionary(entriesOf(request));
+    PropertyListValue::Dictionary dictionary;
     for (std::size_t entry = 0; entry < kEntries.size(); ++entry) {
-      const auto& text = request.*kEntries[entry];
-      if (!text) continue;
-      writer.key(kRequestKeys[entry]);
-      writer.text(*text);
+      if (const auto& text = request.*kEntries.at(entry))
+        dictionary.emplace_back(kRequestKeys.at(entry), PropertyListValue{*text});
     }
-    writer.end();
+    array.push_back({std::move(dictionary)});
   }
-  writer.end();
-}
-
-std::size_t objectsOf(const UploadRequests& requests) {
-  std::size_t objects = 1;
-  for (const UploadRequest& request : requests) objects += 1 + entriesOf(request);
-  return objects;
+  return {std::move(array)};
 }
 
 std::optional<UploadRequests> requestsFrom(PropertyListValue value) {
@@ -61,19 +46,6 @@ std::optional<UploadRequests> requestsFrom(PropertyListValue value) {
     }
   }
   return requests;
-}
-
-void encodeRequests(const UploadRequests& requests, const ByteSink& sink) {
-  BinaryPropertyListWriter list(kRequestKeys.size() + objectsOf(requests), kRequestKeys, sink);
-  writeRequests(list, requests);
-  list.finish();
-}
-
-std::optional<UploadRequests> decodedRequests(std::string_view bytes, std::string_view& problem) {
-  auto value = readBinaryValue(bytes, roomForRequests(bytes.size()), problem);
-  if (!value) return std::nullopt;
-  problem = "it holds something else than upload requests";
-  return requestsFrom(*std::move(value));
 }
 
 }  // namespace sqm::platform

@@ -7,8 +7,6 @@
 
 #include "sqm/common/UploadRequest.h"
 #include "sqm/platform/files/internal/PropertyListValue.h"
-#include "sqm/platform/files/internal/PropertyListWriter.h"
-#include "sqm/platform/files/internal/WholeFile.h"
 
 namespace sqm::platform {
 
@@ -18,21 +16,14 @@ namespace sqm::platform {
 /// The keys of the file format: not to change.
 inline constexpr std::array<std::string_view, 2> kRequestKeys = {"uploadURL", "uploadData"};
 
-/// Writes the array.
-void writeRequests(PropertyListWriter& writer, const UploadRequests& requests);
-
-/// The number of objects that `writeRequests` adds to a binary list, without the keys.
-std::size_t objectsOf(const UploadRequests& requests);
+PropertyListValue valueOf(const UploadRequests& requests);
 
 /// The requests that the array holds; nothing when it is no such array. A request may lack either entry; other entries
 /// are ignored.
 std::optional<UploadRequests> requestsFrom(PropertyListValue value);
 
-/// Passes on the archive, a binary property list, piece by piece.
-void encodeRequests(const UploadRequests& requests, const ByteSink& sink);
-
-/// The requests of an archive; nothing, and why in `problem`, when it is none.
-std::optional<UploadRequests> decodedRequests(std::string_view bytes, std::string_view& problem);
+/// The largest file of requests that is read or written, in bytes.
+inline constexpr std::size_t kLargestArchive = std::size_t{1} << 27;
 
 /// What a list of requests may take in memory, in bytes. A small file may refer to one text many times and unfold to
 /// any size. A list of ours holds every value once and stays far below.

@@ -91,15 +91,12 @@ std::error_code FileReplacement::finish() {
   return synchronise(files_, folder_);
 }
 
-std::error_code replaceFile(FileOperations& files, const std::string& path, std::size_t limit,
-                            const std::function<void(const ByteSink& sink)>& write) {
+std::error_code replaceFile(FileOperations& files, const std::string& path, std::string_view content,
+                            std::size_t limit) {
+  if (content.size() > limit) return make_error_code(std::errc::file_too_large);
   FileReplacement file(files, path, FileReplacement::Mode::atomically);
-  std::size_t size = 0;
-  write([&](std::string_view piece) {
-    size += piece.size();
-    if (size <= limit) file.write(piece);
-  });
-  return size <= limit ? file.commit() : make_error_code(std::errc::file_too_large);
+  file.write(content);
+  return file.commit();
 }
 
 }  // namespace sqm::platform

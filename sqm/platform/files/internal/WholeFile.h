@@ -65,8 +65,8 @@ class FileReplacement {
   std::error_code problem_;
 };
 
-/// Replaces the file atomically by what `write` passes to its sink. More than `limit` bytes are refused.
-std::error_code replaceFile(FileOperations& files, const std::string& path, std::size_t limit,
-                            const std::function<void(const ByteSink& sink)>& write);
+/// Replaces the file atomically. More than `limit` bytes are refused.
+std::error_code replaceFile(FileOperations& files, const std::string& path, std::string_view content,
+                            std::size_t limit);
 
 }  // namespace sqm::platform

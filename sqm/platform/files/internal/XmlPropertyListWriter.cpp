@@ -1,14 +1,15 @@
-#include "sqm/platform/files/internal/XmlPropertyListWriter.h"
-
 #include <algorithm>
 #include <charconv>
+#include <chrono>
+#include <cmath>
 #include <cstddef>
+#include <cstdint>
+#include <cstdio>
 #include <iterator>
-#include <utility>
 
 #include "sqm/common/internal/Base64.h"
 #include "sqm/common/internal/Utf8.h"
-#include "sqm/common/internal/XmlText.h"
+#include "sqm/platform/files/internal/PropertyListForms.h"
 
 namespace sqm::platform {
 
@@ -21,86 +22,134 @@ constexpr std::string_view kBegin =
     "<plist version=\"1.0\">\n";
 constexpr std::string_view kEnd = "</plist>\n";
 
-/// Content is encoded in pieces of this size, so that the buffer has room for each. Whole groups of Base64.
-constexpr std::size_t kPiece = std::size_t{8} * 1024 / 3 * 3;
+/// Strings of an array are escaped in pieces of this size, so that the buffer has room for each.
+constexpr std::size_t kPiece = std::size_t{8} * 1024;
 constexpr std::size_t kLongestEscape = 5;  // "&amp;"
 constexpr std::size_t kFlushAt = std::size_t{64} * 1024;
-constexpr std::size_t kTags = 128;  // the tags and the indentation around a piece
+constexpr std::size_t kTags = 64;  // around a piece
 constexpr std::size_t kBuffer = kFlushAt + kLongestEscape * kPiece + kTags;
+
+using Value = PropertyListValue;
+
+std::string textOf(double number) {
+  if (std::isnan(number)) return "nan";
+  if (std::isinf(number)) return number > 0 ? "+infinity" : "-infinity";
+  if (number == 0) return "0.0";
+  constexpr int kDigits = 17;
+  char text[32];
+  const auto end = std::to_chars(std::begin(text), std::end(text), number, std::chars_format::general, kDigits).ptr;
+  return {text, end};  // the same in every locale
+}
+
+std::string textOf(Value::Date date) {
+  const auto time = kReferenceDate + std::chrono::seconds(static_cast<std::int64_t>(date.seconds));
+  const auto day = std::chrono::floor<std::chrono::days>(time);
+  const std::chrono::year_month_day ymd(day);
+  const std::chrono::hh_mm_ss clock(time - day);
+  char text[40];
+  std::snprintf(text, sizeof text, "%d-%02u-%02uT%02d:%02d:%02dZ", static_cast<int>(ymd.year()),
+                static_cast<unsigned>(ymd.month()), static_cast<unsigned>(ymd.day()),
+                static_cast<int>(clock.hours().count()), static_cast<int>(clock.minutes().count()),
+                static_cast<int>(clock.seconds().count()));
+  return text;
+}
+
+/// Writes values, each indented by its depth.
+class ValueWriter {
+ public:
+  explicit ValueWriter(std::string& xml) : xml_(xml) {}
+
+  void write(const Value& value) { std::visit(*this, value.content); }
+
+  void operator()(const std::string& text) { element("string", escaped(text)); }
+  void operator()(Value::Integer number) {
+    element("integer", (number.isNegative ? "-" : "") + std::to_string(number.magnitude));
+  }
+  void operator()(double number) { element("real", textOf(number)); }
+  void operator()(bool value) { line(value ? "<true/>" : "<false/>"); }
+  void operator()(Value::Date date) { element("date", textOf(date)); }
+
+  /// Lines of Base64 are indented, and the shorter the deeper they are, down to eight levels.
+  void operator()(const Value::Data& data) {
+    constexpr std::size_t kDeepestIndentation = 8;
+    const std::size_t indentation = std::min(depth_, kDeepestIndentation);
+    const std::size_t bytesOfLine = (76 - 8 * indentation) / 4 * 3;
+    line("<data>");
+    for (std::string_view rest = data.bytes; !rest.empty(); rest.remove_prefix(std::min(bytesOfLine, rest.size()))) {
+      xml_.append(indentation, '\t').append(base64Of(rest.substr(0, bytesOfLine))).append("\n");
+    }
+    line("</data>");
+  }
+  void operator()(const Value::Array& array) {
+    container("array", array, [this](const Value& element) { write(element); });
+  }
+  void operator()(const Value::Dictionary& dictionary) {
+    container("dict", dictionary, [this](const auto& entry) {
+      element("key", escaped(entry.first));
+      write(entry.second);
+    });
+  }
+
+ private:
+  /// An empty container is one tag, unless it is the root.
+  void container(const std::string& tag, const auto& elements, const auto& writeElement) {
+    if (elements.empty() && depth_ > 0) return line("<" + tag + "/>");
+    line("<" + tag + ">");
+    ++depth_;
+    for (const auto& each : elements) writeElement(each);
+    --depth_;
+    line("</" + tag + ">");
+  }
+  void element(const std::string& tag, const std::string& content) {
+    line("<" + tag + ">" + content + "</" + tag + ">");
+  }
+  void line(const std::string& text) { xml_.append(depth_, '\t').append(text).append("\n"); }
+
+  /// Carriage returns are written as they are.
+  static std::string escaped(std::string_view text) {
+    std::string escaped;
+    for (;;) {
+      const std::string_view piece = text.substr(0, text.find('\r'));
+      appendXmlText(escaped, piece, XmlEscaping::propertyList);
+      if (piece.size() == text.size()) return escaped;
+      escaped.push_back('\r');
+      text.remove_prefix(piece.size() + 1);
+    }
+  }
+
+  std::string& xml_;
+  std::size_t depth_ = 0;
+};
 
 }  // namespace
 
-XmlPropertyListWriter::XmlPropertyListWriter(ByteSink sink) : sink_(std::move(sink)) {
-  buffer_.reserve(kBuffer);
-  buffer_.append(kBegin);
-}
-
-void XmlPropertyListWriter::text(std::string_view text) { escaped("<string>", text, "</string>\n"); }
-
-void XmlPropertyListWriter::key(std::string_view key) { escaped("<key>", key, "</key>\n"); }
-
-void XmlPropertyListWriter::data(std::string_view bytes) {
-  buffer_.append(indentation_).append("<data>");
-  for (; !bytes.empty(); bytes.remove_prefix(std::min(kPiece, bytes.size()))) {
-    buffer_.append(base64Of(bytes.substr(0, kPiece)));
-    flushFrom(kFlushAt);
+void writeXmlArray(std::span<const std::string> array, const ByteSink& sink) {
+  std::string buffer;
+  buffer.reserve(kBuffer);
+  const auto flush = [&] {
+    sink(buffer);
+    buffer.clear();
+  };
+  buffer.append(kBegin).append(array.empty() ? "<array/>\n" : "<array>\n");
+  for (std::string_view text : array) {
+    buffer.append("\t<string>");
+    do {
+      const std::size_t length = utf8PrefixLength(text, kPiece);
+      appendXmlText(buffer, text.substr(0, length), XmlEscaping::propertyList);
+      text.remove_prefix(length);
+      if (buffer.size() >= kFlushAt) flush();
+    } while (!text.empty());
+    buffer.append("</string>\n");
   }
-  buffer_.append("</data>\n");
+  if (!array.empty()) buffer.append("</array>\n");
+  buffer.append(kEnd);
+  flush();
 }
 
-void XmlPropertyListWriter::integer(PropertyListValue::Integer number) {
-  element("<integer>", (number.isNegative ? "-" : "") + std::to_string(number.magnitude), "</integer>\n");
-}
-
-void XmlPropertyListWriter::real(double number) {
-  char digits[32];
-  const auto result = std::to_chars(std::begin(digits), std::end(digits), number);  // the same in every locale
-  element("<real>", {digits, result.ptr}, "</real>\n");
-}
-
-void XmlPropertyListWriter::boolean(bool value) { element(value ? "<true/>\n" : "<false/>\n", {}, {}); }
-
-void XmlPropertyListWriter::date(PropertyListValue::Date date) { element("<date>", date.text(), "</date>\n"); }
-
-void XmlPropertyListWriter::end() {
-  const std::string_view tag = open_.back();
-  open_.pop_back();
-  if (tag.empty()) return;
-  indentation_.pop_back();
-  element("</", tag, ">\n");
-}
-
-void XmlPropertyListWriter::finish() {
-  buffer_.append(kEnd);
-  flushFrom(0);
-}
-
-void XmlPropertyListWriter::begin(std::string_view tag, std::size_t count) {
-  element("<", tag, count == 0 ? "/>\n" : ">\n");
-  open_.push_back(count == 0 ? std::string_view() : tag);
-  if (count > 0) indentation_.push_back('\t');
-}
-
-void XmlPropertyListWriter::element(std::string_view begin, std::string_view content, std::string_view end) {
-  buffer_.append(indentation_).append(begin).append(content).append(end);
-  flushFrom(kFlushAt);
-}
-
-void XmlPropertyListWriter::escaped(std::string_view begin, std::string_view text, std::string_view end) {
-  buffer_.append(indentation_).append(begin);
-  do {
-    const std::size_t length = utf8PrefixLength(text, kPiece);
-    appendXmlText(buffer_, text.substr(0, length), XmlEscaping::propertyList);
-    text.remove_prefix(length);
-    flushFrom(kFlushAt);
-  } while (!text.empty());
-  buffer_.append(end);
-}
-
-void XmlPropertyListWriter::flushFrom(std::size_t size) {
-  if (buffer_.size() < size) return;
-  sink_(buffer_);
-  buffer_.clear();
+std::string xmlOf(const PropertyListValue& root) {
+  std::string xml(kBegin);
+  ValueWriter(xml).write(root);
+  return xml.append(kEnd);
 }
 
 }  // namespace sqm::platform

@@ -1,17 +1,19 @@
-#include "sqm/platform/files/internal/XmlPropertyList.h"
-
 #include <algorithm>
+#include <array>
 #include <charconv>
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <limits>
 #include <string>
+#include <unordered_map>
 #include <utility>
 
 #include <pugixml.hpp>
 
 #include "sqm/common/internal/Base64.h"
-#include "sqm/platform/files/internal/XmlAllowed.h"
+#include "sqm/platform/files/internal/PropertyListForms.h"
 
 namespace sqm::platform {
 
@@ -19,7 +21,7 @@ namespace {
 
 /// White space is part of a string, alone or beside a CDATA section; the text of an element needs no node of its own.
 constexpr unsigned kParseOptions =
-    pugi::parse_cdata | pugi::parse_escapes | pugi::parse_eol | pugi::parse_ws_pcdata | pugi::parse_embed_pcdata;
+    pugi::parse_cdata | pugi::parse_escapes | pugi::parse_ws_pcdata | pugi::parse_embed_pcdata;
 
 /// A field-name table, which every record reads, fits without growing.
 constexpr std::size_t kUsualCount = 96;
@@ -45,13 +47,15 @@ void completeText(const pugi::xml_node& element, std::string& text) {
   text = xmlAllowed(std::move(text));
 }
 
-/// Parses the bytes and returns the root of the list; an empty node, and why in `problem`, when they are no list.
-pugi::xml_node parse(pugi::xml_document& document, char* bytes, std::size_t size, std::string_view& problem) {
+/// Parses the bytes, with line ends as they are unless `options` ask otherwise, and returns the root of the list; an
+/// empty node, and why in `problem`, when they are no list.
+pugi::xml_node parse(pugi::xml_document& document, char* bytes, std::size_t size, unsigned options,
+                     std::string_view& problem) {
   if (std::cmp_greater(size, kMostTags) && std::count(bytes, bytes + size, '<') > kMostTags) {
     problem = "it holds too many elements";
     return {};
   }
-  const pugi::xml_parse_result parsed = document.load_buffer_inplace(bytes, size, kParseOptions);
+  const pugi::xml_parse_result parsed = document.load_buffer_inplace(bytes, size, kParseOptions | options);
   if (!parsed) {
     problem = parsed.description();
     return {};
@@ -74,14 +78,6 @@ std::string_view trimmed(std::string_view text) {
   return text.substr(first, text.find_last_not_of(kWhiteSpace) + 1 - first);
 }
 
-/// Parses all of `text`, whatever the locale is.
-template <typename Number, typename... Format>
-bool parseNumber(std::string_view text, Number& number, Format... format) {
-  const auto end = text.data() + text.size();
-  const auto result = std::from_chars(text.data(), end, number, format...);
-  return result.ec == std::errc() && result.ptr == end;
-}
-
 bool takePrefix(std::string_view& text, std::string_view prefix) {
   if (!text.starts_with(prefix)) return false;
   text.remove_prefix(prefix.size());
@@ -89,32 +85,55 @@ bool takePrefix(std::string_view& text, std::string_view prefix) {
 }
 
 using Value = PropertyListValue;
-using Content = decltype(Value::content);
 
-std::optional<Content> integerOf(std::string_view text) {
+Value::Integer integerOf(std::string_view text) {
+  constexpr std::uint64_t kLowest = std::uint64_t{1} << 63;
   Value::Integer integer;
-  integer.isNegative = takePrefix(text, "-");
-  if (!integer.isNegative) takePrefix(text, "+");
-  const bool isHexadecimal = takePrefix(text, "0x") || takePrefix(text, "0X");
-  if (!parseNumber(text, integer.magnitude, isHexadecimal ? 16 : 10)) return std::nullopt;
-  if (integer.isNegative && integer.magnitude > std::uint64_t{1} << 63) return std::nullopt;
+  auto& magnitude = integer.magnitude;
+  const bool isNegative = takePrefix(text, "-");
+  if (!isNegative) takePrefix(text, "+");
+  const int base = takePrefix(text, "0x") || takePrefix(text, "0X") ? 16 : 10;
+  const auto parsed = std::from_chars(text.data(), text.data() + text.size(), magnitude, base);
+  if (parsed.ec == std::errc::result_out_of_range) magnitude = std::numeric_limits<std::uint64_t>::max();
+  integer.isNegative = isNegative && magnitude > 0;
+  if (isNegative) magnitude = std::min(magnitude, kLowest);
   return integer;
 }
 
-std::optional<Content> realOf(std::string_view text) {
+double realOf(std::string_view text) {
   double number = 0;
   takePrefix(text, "+");
-  if (!parseNumber(text, number)) return std::nullopt;
+  std::from_chars(text.data(), text.data() + text.size(), number);  // the same in every locale
   return number;
 }
 
-std::optional<Content> dataOf(std::string text) {
+Value::Data dataOf(std::string text) {
   std::erase_if(text, [](char each) { return trimmed({&each, 1}).empty(); });
   std::size_t validLength = 0;
-  auto bytes = bytesOfBase64(text, validLength);
-  if (!bytes) return std::nullopt;
-  return Value::Data{*std::move(bytes)};
+  return {bytesOfBase64(text, validLength).value_or("")};
 }
+
+/// The date of "2026-11-22T10:00:00Z", or the reference date.
+Value::Date dateOf(std::string_view text) {
+  std::array<int, 6> parts{};
+  const char* const end = text.data() + text.size();
+  const char* at = text.data();
+  for (int& part : parts) {
+    at = std::from_chars(at, end, part).ptr;
+    if (at != end) ++at;
+  }
+  const auto [year, month, day, hours, minutes, seconds] = parts;
+  const auto isWithin = [](int number, int first, int last) { return number >= first && number <= last; };
+  if (!isWithin(year, 1, 9999) || !isWithin(month, 1, 12) || !isWithin(day, 1, 31) || !isWithin(hours, 0, 23) ||
+      !isWithin(minutes, 0, 59) || !isWithin(seconds, 0, 60)) {
+    return {};
+  }
+  const auto time = std::chrono::sys_days(std::chrono::year(year) / month / 1) + std::chrono::days(day - 1) +
+                    std::chrono::hours(hours) + std::chrono::minutes(minutes) + std::chrono::seconds(seconds);
+  return {static_cast<double>((time - kReferenceDate).count())};
+}
+
+using Content = Value::Content;
 
 std::optional<Content> contentOf(const pugi::xml_node& element, std::size_t depth);
 
@@ -128,15 +147,19 @@ std::optional<Content> arrayOf(const pugi::xml_node& element, std::size_t depth)
   return array;
 }
 
+/// Of the values of one key, the last is used, in the place of the first.
 std::optional<Content> dictionaryOf(const pugi::xml_node& element, std::size_t depth) {
   Value::Dictionary dictionary;
+  std::unordered_map<std::string, std::size_t> places;
   for (auto key = elementFrom(element.first_child()); key; key = elementFrom(key.next_sibling())) {
     if (!isNamed(key, "key")) return std::nullopt;
     std::string name = textOf(key);
     key = elementFrom(key.next_sibling());
     auto content = key ? contentOf(key, depth) : std::nullopt;
     if (!content) return std::nullopt;
-    dictionary.emplace_back(std::move(name), Value{*std::move(content)});
+    const auto [known, isNew] = places.try_emplace(name, dictionary.size());
+    if (isNew) dictionary.emplace_back(std::move(name), Value{});
+    dictionary[known->second].second.content = *std::move(content);
   }
   return dictionary;
 }
@@ -154,7 +177,7 @@ std::optional<Content> contentOf(const pugi::xml_node& element, std::size_t dept
   if (name == "data") return dataOf(std::move(text));
   if (name == "integer") return integerOf(trimmed(text));
   if (name == "real") return realOf(trimmed(text));
-  if (name == "date") return Value::Date::from(trimmed(text));
+  if (name == "date") return dateOf(trimmed(text));
   return std::nullopt;
 }
 
@@ -163,7 +186,7 @@ std::optional<Content> contentOf(const pugi::xml_node& element, std::size_t dept
 std::optional<PropertyListValue> readXmlValue(char* bytes, std::size_t size, std::string_view& problem) {
   pugi::xml_document document;
   problem = "it is no property list, or nested too deep";
-  const pugi::xml_node root = parse(document, bytes, size, problem);
+  const pugi::xml_node root = parse(document, bytes, size, pugi::parse_minimal, problem);
   auto content = contentOf(root, kDeepestPropertyList);
   if (!content) return std::nullopt;
   return Value{*std::move(content)};
@@ -173,7 +196,7 @@ std::optional<PropertyListValue> readXmlValue(char* bytes, std::size_t size, std
 std::optional<PropertyList::Array> readXmlArray(char* bytes, std::size_t size, std::string_view& problem) {
   pugi::xml_document document;
   problem = "the root of the property list is no array";
-  const pugi::xml_node root = parse(document, bytes, size, problem);
+  const pugi::xml_node root = parse(document, bytes, size, pugi::parse_eol, problem);
   if (!isNamed(root, "array")) return std::nullopt;
   PropertyList::Array array;
   array.reserve(kUsualCount);
