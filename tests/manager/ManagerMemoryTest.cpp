@@ -21,9 +21,9 @@ class ManagerMemory : public ManagerTest {
     restart();
     manager->setDeviceType(1);
   }
-  void TearDown() override { manager.reset(); }  // before its log's maker
+  void TearDown() override { manager.reset(); }  // before the factory of its log
 
-  /// Makes a call for which there is memory this many times, and no more; false when that was enough.
+  /// Makes the call with memory for this many allocations. Returns false when they were enough.
   bool failsAfter(std::size_t number, bool (sqm::SQMManager::*create)(const sqm::SQMSessionParams*)) {
     AllocationProbe probe;
     probe.failAfter(number);
@@ -35,12 +35,12 @@ class ManagerMemory : public ManagerTest {
     }
   }
 
-  /// The values that the kept connection record's stop has.
+  /// The values of the kept connection record in a stop.
   Values valuesAtStop() {
     const auto disabled = std::exchange(fakes.filter.disabled, [](const auto&) { return true; });
     manager->sqmCreateStopRecord(&params);
     fakes.filter.disabled = disabled;
-    return askedValues();
+    return queriedValues();
   }
 
   const sqm::SQMSessionParams params = everyParam();
