@@ -25,7 +25,7 @@ std::vector<Comparison>& comparisons() {
   return list;
 }
 
-/// Keeps the times of every benchmark, and prints the comparisons at the end.
+/// Collects the times of every benchmark, and prints the comparisons at the end.
 class RatioReporter : public benchmark::BenchmarkReporter {
  public:
   bool ReportContext(const Context& /*context*/) override { return true; }
@@ -60,7 +60,7 @@ class RatioReporter : public benchmark::BenchmarkReporter {
   bool hasFailed() const { return hasFailed_; }
 
  private:
-  /// The time that counts for this benchmark; nothing when it did not run.
+  /// The benchmark's best or median time; nothing when it did not run.
   std::optional<double> time(const std::string& name, const Effort& effort) {
     const auto found = times_.find(name);
     if (found == times_.end()) return std::nullopt;
@@ -85,8 +85,8 @@ void compare(const std::string& name, const Effort& effort, Body subject, Body l
 }
 
 int run(int argc, char** argv) {
-  // Ours come first, so that the caller's win. Repetitions are many and short: on a busy machine some of them run
-  // within one turn on the processor.
+  // The defaults come first: the caller's options override them. Repetitions are many and short, so that on a busy
+  // machine some of them run without being preempted.
   std::vector<std::string> arguments = {argv[0], "--benchmark_repetitions=60", "--benchmark_min_time=0.002",
                                         "--benchmark_enable_random_interleaving=true"};
   arguments.insert(arguments.end(), argv + 1, argv + argc);

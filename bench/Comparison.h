@@ -11,23 +11,22 @@ namespace bench {
 using Body = std::function<void(benchmark::State&)>;
 
 struct Effort {
-  /// The ratio to the limit that the library is built for; nothing for a figure that is there to be known.
+  /// The ratio to the limit that the library aims at; nothing for a figure without an aim.
   std::optional<double> aim;
-  /// How often both are measured; nothing for as often as all that are short.
+  /// How often both are measured; nothing for the default of `run`.
   std::optional<int> repetitions = {};
-  /// Which of the times counts: where the time is a disk's, the best is a lucky one.
+  /// Which of the times is reported. For a benchmark of the disk it is the median: disk times vary.
   enum class Counts { best, median } counts = Counts::best;
 };
 
-/// Registers two benchmarks that run in turn: what the library does, and the limit, the least that must be done for the
-/// same result.
+/// Registers two benchmarks: the library's operation, and the limit, which is the least work for the same result.
 void compare(const std::string& name, const Effort& effort, Body subject, Body limit);
 
-/// Runs what is registered, each several times and mixed with the others, and prints the best time of each (or the
-/// median) with its ratio to its limit. Takes the options of Google Benchmark.
+/// Runs the registered benchmarks, each several times and in random order, and prints the best or the median time of
+/// each with its ratio to its limit. Takes the options of Google Benchmark.
 int run(int argc, char** argv);
 
-/// Stops in a benchmark that could not do its work.
+/// Ends the program, with a message, when a benchmark could not do its work.
 void require(bool isDone, const char* what);
 
 }  // namespace bench

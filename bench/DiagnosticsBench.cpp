@@ -1,4 +1,4 @@
-// Making a diagnostics report, compared with compressing its text.
+// A diagnostics report, compared with compressing its text.
 
 #include <libdeflate.h>
 #include <memory>

@@ -1,5 +1,5 @@
-// One post on a kept-alive connection, from `sendHttpRequest` to its notification on the main thread, beside libcurl's
-// easy interface on the caller's thread with the same server.
+// One post on a kept-alive connection, from `sendHttpRequest` to its notification on the main thread, compared with
+// libcurl's easy interface on the caller's thread with the same server.
 
 #include <chrono>
 #include <memory>
@@ -46,7 +46,7 @@ class Client {
   bool isDone_ = false;
 };
 
-/// The least that libcurl does for a post, with the same headers.
+/// The least work of libcurl for a post, with the same headers.
 class BareClient {
  public:
   explicit BareClient(const std::string& url)

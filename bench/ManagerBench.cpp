@@ -1,4 +1,4 @@
-// One whole connection start record: the client's call, with the field-name table and the log on disk, beside reading
+// One connection start record: the client's call, with the field-name table and the log on disk, compared with reading
 // and parsing that table and formatting the record.
 
 #include <filesystem>
@@ -20,8 +20,8 @@ namespace {
 constexpr std::int64_t kWiFi = 1;
 constexpr const char* kTable = "SQMFieldNames.plist";
 
-/// The manager keeps every record, so it is replaced, outside of the measured time, before they are too many. Without
-/// an SQM folder, which nobody makes here, it saves none.
+/// The manager keeps every record, so it is replaced after this many, outside of the measured time. It saves none:
+/// there is no SQM folder.
 constexpr std::size_t kMostRecords = 1000;
 
 sqm::SQMSessionParams everyParameter() {

@@ -1,5 +1,5 @@
-// Filling and formatting one record of each kind, with all its fields set, beside copying the pieces of the same text
-// into one string.
+// Filling and formatting one record of each kind, with all its fields set, compared with copying the pieces of the same
+// text into one string.
 
 #include <algorithm>
 #include <cstddef>
@@ -31,7 +31,7 @@ using sqm::Row;
 using sqm::Rows;
 using sqm::testing::FakeHost;
 
-/// The entries whose values a layout writes, all as they stand.
+/// Plain fills of the entries whose values a layout writes.
 void collectFills(Rows rows, std::vector<Fill>& fills) {
   for (const Row& row : rows) {
     if (row.kind == Row::Kind::value || row.kind == Row::Kind::timeStamped) fills.push_back({row.entry});
@@ -46,13 +46,13 @@ std::vector<Fill> fillsOf(const RecordKind& kind) {
   return fills;
 }
 
-/// A value of a common length, with a character that has to be escaped in one of eight.
+/// A value of a common length. One of eight has a character that must be escaped.
 std::string valueOf(std::uint8_t field) {
   return "value of " + std::to_string(field) + (field % 3 == 0 ? ", of some length" : "") +
          (field % 8 == 0 ? " & more" : "");
 }
 
-/// A record's text as its names, values and marks.
+/// A record's text, split into names, values and markup.
 std::vector<std::string> piecesOf(std::string_view text) {
   std::vector<std::string> pieces;
   while (!text.empty()) {

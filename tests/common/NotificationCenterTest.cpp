@@ -23,7 +23,7 @@ class NotificationCenterTest : public ::testing::Test {
  protected:
   /// A handler that records `text`.
   NotificationCenter::Handler writing(std::string text) {
-    return [this, text = std::move(text)](const Notification&) { told.push_back(text); };
+    return [this, text = std::move(text)](const Notification&) { received.push_back(text); };
   }
 
   Registration observe(std::string text, const void* object = nullptr) {
@@ -35,7 +35,7 @@ class NotificationCenterTest : public ::testing::Test {
   using Texts = std::vector<std::string>;
 
   NotificationCenter center;
-  Texts told;
+  Texts received;
 };
 
 TEST_F(NotificationCenterTest, PassesNameAndSenderToTheHandler) {
@@ -57,18 +57,18 @@ TEST_F(NotificationCenterTest, CallsInTheOrderOfRegistration) {
   const Registration c = observe("c");
   post();
   post();
-  EXPECT_EQ(told, (Texts{"a", "b", "c", "a", "b", "c"}));
+  EXPECT_EQ(received, (Texts{"a", "b", "c", "a", "b", "c"}));
 }
 
 TEST_F(NotificationCenterTest, PostingWithoutObserversDoesNothing) {
   post();
-  EXPECT_TRUE(told.empty());
+  EXPECT_TRUE(received.empty());
 }
 
 TEST_F(NotificationCenterTest, CallsOnlyForTheWholeName) {
   const Registration registration = observe("a");
   for (const char* name : {"", "Some", "Something else", "something"}) center.postNotificationName(name, nullptr);
-  EXPECT_TRUE(told.empty());
+  EXPECT_TRUE(received.empty());
 }
 
 TEST_F(NotificationCenterTest, KeepsItsOwnCopyOfTheName) {
@@ -77,10 +77,10 @@ TEST_F(NotificationCenterTest, KeepsItsOwnCopyOfTheName) {
   const std::string posted = name;
   name.assign(name.size(), 'x');
   center.postNotificationName(posted, nullptr);
-  EXPECT_EQ(told, Texts{"a"});
+  EXPECT_EQ(received, Texts{"a"});
 }
 
-TEST_F(NotificationCenterTest, CallsOnlyForTheSenderAskedFor) {
+TEST_F(NotificationCenterTest, CallsOnlyForTheSenderOfTheRegistration) {
   const int sender = 0;
   const int other = 0;
   const Registration ofSender = observe("sender's", &sender);
@@ -88,7 +88,7 @@ TEST_F(NotificationCenterTest, CallsOnlyForTheSenderAskedFor) {
   post(&sender);
   post(&other);
   post(nullptr);
-  EXPECT_EQ(told, (Texts{"sender's", "anybody's", "anybody's", "anybody's"}));
+  EXPECT_EQ(received, (Texts{"sender's", "anybody's", "anybody's", "anybody's"}));
 }
 
 TEST_F(NotificationCenterTest, RegistrationEndsWithItsObject) {
@@ -97,7 +97,7 @@ TEST_F(NotificationCenterTest, RegistrationEndsWithItsObject) {
     post();
   }
   post();
-  EXPECT_EQ(told, Texts{"a"});
+  EXPECT_EQ(received, Texts{"a"});
 }
 
 TEST_F(NotificationCenterTest, RegistrationEndsWithReset) {
@@ -105,7 +105,7 @@ TEST_F(NotificationCenterTest, RegistrationEndsWithReset) {
   registration.reset();
   registration.reset();
   post();
-  EXPECT_TRUE(told.empty());
+  EXPECT_TRUE(received.empty());
 }
 
 TEST_F(NotificationCenterTest, MovingKeepsTheRegistration) {
@@ -116,7 +116,7 @@ TEST_F(NotificationCenterTest, MovingKeepsTheRegistration) {
   post();
   second.reset();
   post();
-  EXPECT_EQ(told, (Texts{"a", "a"}));
+  EXPECT_EQ(received, (Texts{"a", "a"}));
 }
 
 TEST_F(NotificationCenterTest, RegistrationHasOneOwner) {
@@ -128,10 +128,10 @@ TEST_F(NotificationCenterTest, AssigningEndsTheEarlierRegistration) {
   Registration registration = observe("a");
   registration = observe("b");
   post();
-  EXPECT_EQ(told, Texts{"b"});
+  EXPECT_EQ(received, Texts{"b"});
   registration = Registration{};
   post();
-  EXPECT_EQ(told, Texts{"b"});
+  EXPECT_EQ(received, Texts{"b"});
 }
 
 TEST_F(NotificationCenterTest, AssigningToItselfKeepsTheRegistration) {
@@ -139,7 +139,7 @@ TEST_F(NotificationCenterTest, AssigningToItselfKeepsTheRegistration) {
   Registration& alias = registration;
   registration = std::move(alias);
   post();
-  EXPECT_EQ(told, Texts{"a"});
+  EXPECT_EQ(received, Texts{"a"});
 }
 
 TEST_F(NotificationCenterTest, RegistrationMayOutliveTheCenter) {
@@ -147,7 +147,7 @@ TEST_F(NotificationCenterTest, RegistrationMayOutliveTheCenter) {
   Registration registration = shortLived->addObserver(kName, nullptr, writing("a"));
   shortLived.reset();
   registration.reset();
-  EXPECT_TRUE(told.empty());
+  EXPECT_TRUE(received.empty());
 }
 
 TEST_F(NotificationCenterTest, EndOfARegistrationDestroysItsHandler) {
@@ -163,36 +163,36 @@ TEST_F(NotificationCenterTest, ObserverMayRemoveItselfInsideADelivery) {
   const auto held = std::make_shared<std::string>("a");
   registration = center.addObserver(kName, nullptr, [this, held, &registration](const Notification&) {
     registration.reset();
-    told.push_back(*held);  // the handler and its captures stay alive until it returns
+    received.push_back(*held);  // the handler and its captures stay alive until it returns
   });
   post();
   post();
-  EXPECT_EQ(told, Texts{"a"});
+  EXPECT_EQ(received, Texts{"a"});
 }
 
 TEST_F(NotificationCenterTest, ObserverRemovedInsideADeliveryIsNotCalledAnyMore) {
   Registration second;
   const Registration first = center.addObserver(kName, nullptr, [&](const Notification&) {
-    told.emplace_back("first");
+    received.emplace_back("first");
     second.reset();
   });
   second = observe("second");
   const Registration third = observe("third");
   post();
-  EXPECT_EQ(told, (Texts{"first", "third"}));
+  EXPECT_EQ(received, (Texts{"first", "third"}));
 }
 
 TEST_F(NotificationCenterTest, ObserverAddedInsideADeliveryIsCalledFromTheNextOn) {
   std::vector<Registration> added;
   const Registration first = center.addObserver(kName, nullptr, [&](const Notification&) {
-    told.emplace_back("first");
+    received.emplace_back("first");
     for (int i = 0; i < 100; ++i) added.push_back(observe("added"));
   });
   post();
-  EXPECT_EQ(told, Texts{"first"});
-  told.clear();
+  EXPECT_EQ(received, Texts{"first"});
+  received.clear();
   post();
-  EXPECT_EQ(told.size(), 101U);
+  EXPECT_EQ(received.size(), 101U);
 }
 
 TEST_F(NotificationCenterTest, ObjectMayDestroyItselfAndItsRegistrationInsideADelivery) {
@@ -202,24 +202,24 @@ TEST_F(NotificationCenterTest, ObjectMayDestroyItselfAndItsRegistrationInsideADe
   };
   auto observer = std::make_unique<Observer>();
   observer->registration = center.addObserver(kName, nullptr, [&](const Notification&) {
-    told.push_back(observer->text);
+    received.push_back(observer->text);
     observer.reset();
   });
   const Registration other = observe("other");
   post();
   post();
-  EXPECT_EQ(told, (Texts{"a text that is long enough to lie on the heap", "other", "other"}));
+  EXPECT_EQ(received, (Texts{"a text that is long enough to lie on the heap", "other", "other"}));
 }
 
 TEST_F(NotificationCenterTest, HandlerMayPost) {
   int depth = 0;
   const Registration first = center.addObserver(kName, nullptr, [&](const Notification&) {
-    told.push_back("first " + std::to_string(depth));
+    received.push_back("first " + std::to_string(depth));
     if (++depth < 3) post();
   });
   const Registration second = observe("second");
   post();
-  EXPECT_EQ(told, (Texts{"first 0", "first 1", "first 2", "second", "second", "second"}));
+  EXPECT_EQ(received, (Texts{"first 0", "first 1", "first 2", "second", "second", "second"}));
 }
 
 TEST_F(NotificationCenterTest, ObserverRemovedInsideAnInnerDeliveryIsNotCalledByTheOuterOne) {
@@ -235,7 +235,7 @@ TEST_F(NotificationCenterTest, ObserverRemovedInsideAnInnerDeliveryIsNotCalledBy
   });
   second.emplace(observe("second"));
   post();
-  EXPECT_TRUE(told.empty());
+  EXPECT_TRUE(received.empty());
 }
 
 TEST_F(NotificationCenterTest, CenterMayBeDestroyedInsideADelivery) {
@@ -243,7 +243,7 @@ TEST_F(NotificationCenterTest, CenterMayBeDestroyedInsideADelivery) {
   const Registration first = shortLived->addObserver(kName, nullptr, [&](const Notification&) { shortLived.reset(); });
   const Registration second = shortLived->addObserver(kName, nullptr, writing("second"));
   shortLived->postNotificationName(kName, nullptr);
-  EXPECT_EQ(told, Texts{"second"});
+  EXPECT_EQ(received, Texts{"second"});
 }
 
 TEST_F(NotificationCenterTest, ExceptionEndsTheDeliveryAndPropagatesToTheCaller) {
@@ -251,11 +251,11 @@ TEST_F(NotificationCenterTest, ExceptionEndsTheDeliveryAndPropagatesToTheCaller)
   Registration second = center.addObserver(kName, nullptr, [](const Notification&) { throw std::runtime_error("no"); });
   const Registration third = observe("third");
   EXPECT_THROW(post(), std::runtime_error);
-  EXPECT_EQ(told, Texts{"first"});
+  EXPECT_EQ(received, Texts{"first"});
 
   second.reset();
   post();
-  EXPECT_EQ(told, (Texts{"first", "first", "third"}));
+  EXPECT_EQ(received, (Texts{"first", "first", "third"}));
 }
 
 }  // namespace

@@ -16,7 +16,7 @@ using sqm::ValueDictionary;
 
 namespace {
 
-/// The memory of a copy, in bytes: the buffer of the values, the places of 91 fields, and little more.
+/// The memory of a copy, in bytes: mostly the buffer of the values and the positions of 91 fields.
 std::size_t sizeOfCopy(const ValueDictionary& values) {
   const AllocationProbe probe;
   // NOLINTNEXTLINE(performance-unnecessary-copy-initialization): the copy is measured

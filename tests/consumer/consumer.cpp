@@ -1,4 +1,4 @@
-// A client in miniature: records one event, uploads it, and says what went wrong if anything did.
+// A minimal client: records one event, uploads it, and reports what failed.
 
 #include <cstdio>
 #include <cstdlib>

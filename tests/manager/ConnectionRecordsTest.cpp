@@ -72,7 +72,7 @@ TEST_P(ConnectionMedium, StopKeepsTheStartsValuesButThoseItSetsItself) {
   const SQMSessionParams start = everyParam("start");
   const SQMSessionParams stop = everyParam("stop");
   manager->sqmCreateStartRecord(&start);
-  Values expected = askedValues();
+  Values expected = queriedValues();
   for (const int plain : {7, 11, 12, 16, 20, 21, 22}) {
     expected["F" + std::to_string(plain)] = "stop" + std::to_string(plain) + "&";
   }
@@ -81,7 +81,7 @@ TEST_P(ConnectionMedium, StopKeepsTheStartsValuesButThoseItSetsItself) {
   expected["F8"] = "stop";
   expected["F9"] = "1";
   manager->sqmCreateStopRecord(&stop);
-  EXPECT_EQ(askedValues(), expected);
+  EXPECT_EQ(queriedValues(), expected);
   EXPECT_EQ(storedConnections().size(), 2U);
 }
 
@@ -116,11 +116,11 @@ TEST_P(ConnectionMedium, WithoutParametersNothingHappens) {
   EXPECT_THAT(fakes.filter.queries, IsEmpty());
   EXPECT_EQ(storedConnections().size(), 1U);
   manager->sqmCreateStopRecord(&params);
-  EXPECT_EQ(askedValues()["F9"], "1") << "the record and its index are still those of the start";
-  EXPECT_EQ(askedValues()["F17"], "v17&");
+  EXPECT_EQ(queriedValues()["F9"], "1") << "the record and its index are still those of the start";
+  EXPECT_EQ(queriedValues()["F17"], "v17&");
 }
 
-TEST_P(ConnectionMedium, EmptyParametersAreParametersAllTheSame) {
+TEST_P(ConnectionMedium, EmptyParametersCountAsParameters) {
   const SQMSessionParams empty;
   manager->sqmCreateStartRecord(&empty);
   const auto records = storedConnections();
@@ -136,8 +136,8 @@ TEST_P(ConnectionMedium, DisabledStartStillLeavesItsRecordToTheStop) {
   EXPECT_THAT(storedConnections(), IsEmpty());
   manager->sqmCreateStopRecord(&stop);
   EXPECT_EQ(storedConnections().size(), 1U);
-  EXPECT_EQ(askedValues()["F17"], "start17&");
-  EXPECT_EQ(askedValues()["F9"], "1");
+  EXPECT_EQ(queriedValues()["F17"], "start17&");
+  EXPECT_EQ(queriedValues()["F9"], "1");
 }
 
 TEST_P(ConnectionMedium, DisabledStopLeavesItsRecordToTheNextStop) {
@@ -146,22 +146,22 @@ TEST_P(ConnectionMedium, DisabledStopLeavesItsRecordToTheNextStop) {
   manager->sqmCreateStartRecord(&start);
   fakes.filter.disabled = [](const auto&) { return true; };
   manager->sqmCreateStopRecord(&stop);
-  const Values own = askedValues();
+  const Values own = queriedValues();
   EXPECT_EQ(storedConnections().size(), 1U);
   fakes.filter.disabled = nullptr;
   manager->sqmCreateStopRecord(&stop);
-  EXPECT_EQ(askedValues(), own);
-  EXPECT_EQ(askedValues()["F17"], "start17&");
+  EXPECT_EQ(queriedValues(), own);
+  EXPECT_EQ(queriedValues()["F17"], "start17&");
   EXPECT_EQ(storedConnections().size(), 2U);
 }
 
 TEST_P(ConnectionMedium, WhatAFilterReplacesDiffersInTheStoredTextAlone) {
   const SQMSessionParams params = everyParam();
   manager->sqmCreateStartRecord(&params);
-  const Values own = askedValues();
+  const Values own = queriedValues();
   manager->sqmCreateStopRecord(&params);
   const auto unfiltered = storedConnections();
-  const Values ownAtStop = askedValues();
+  const Values ownAtStop = queriedValues();
 
   fakes.filter.replaced = [](const auto& query) {
     ValueDictionary values = query.values;
@@ -171,7 +171,7 @@ TEST_P(ConnectionMedium, WhatAFilterReplacesDiffersInTheStoredTextAlone) {
     return values;
   };
   manager->sqmCreateStartRecord(&params);
-  EXPECT_EQ(askedValues(), own);
+  EXPECT_EQ(queriedValues(), own);
   std::string expected = unfiltered[0];
   const auto replace = [&](std::string_view from, std::string_view to) {
     expected.replace(expected.find(from), from.size(), to);
@@ -182,7 +182,7 @@ TEST_P(ConnectionMedium, WhatAFilterReplacesDiffersInTheStoredTextAlone) {
 
   fakes.filter.replaced = nullptr;
   manager->sqmCreateStopRecord(&params);
-  EXPECT_EQ(askedValues(), ownAtStop);
+  EXPECT_EQ(queriedValues(), ownAtStop);
   EXPECT_EQ(storedConnections().back(), unfiltered[1]);
 }
 
@@ -191,12 +191,12 @@ TEST_P(ConnectionMedium, WithoutAFieldNameTableElementsHaveNoNames) {
   const SQMSessionParams params = everyParam();
   manager->sqmCreateStartRecord(&params);
   EXPECT_THAT(storedConnections(), ElementsAre(GetParam().withoutNames));
-  EXPECT_THAT(askedValues(), IsEmpty());
+  EXPECT_THAT(queriedValues(), IsEmpty());
   EXPECT_EQ(fakes.filter.queries.back().name, "connection");
 }
 
 TEST_P(ConnectionMedium, WithoutAFieldNameTableTheStopIsEmpty) {
-  // Since the values that the start gives back make the record a dictionary, in which the required field is missing.
+  // The values that the start restores create the dictionary, in which the required field is missing.
   fakes.removeFieldNames();
   const SQMSessionParams params = everyParam();
   manager->sqmCreateStartRecord(&params);
@@ -215,7 +215,7 @@ TEST_P(ConnectionMedium, WithoutAFieldNameTableReplacedValuesDoNotValidate) {
   manager->sqmCreateStartRecord(&params);
   manager->sqmCreateStopRecord(&params);
   EXPECT_THAT(storedConnections(), ElementsAre("", ""));
-  EXPECT_THAT(askedValues(), IsEmpty()) << "the stop's record holds its own values again, which are none";
+  EXPECT_THAT(queriedValues(), IsEmpty()) << "the record of the stop has its own values again, which are none";
 }
 
 TEST_P(ConnectionMedium, FieldNameTableThatCannotBeReadGivesTheEmptyText) {
@@ -245,7 +245,7 @@ TEST_P(ConnectionMedium, StopWithoutAStartMayBeDisabledByItsAbsentName) {
   EXPECT_THAT(log(), ElementsAre("USER 2 Stopped generation of  connection Stop Record as recording disabled \n\t"));
 }
 
-TEST_P(ConnectionMedium, StopWithoutAStartHasNoPlaceForReplacedValues) {
+TEST_P(ConnectionMedium, StopWithoutAStartIgnoresReplacedValues) {
   fakes.filter.replaced = [](const auto&) {
     ValueDictionary values;
     values.set("F6", "id");
@@ -271,14 +271,17 @@ TEST_P(ConnectionMedium, UnknownMediumStopsNothingAndStartsNothing) {
   const SQMSessionParams params = everyParam();
   manager->sqmCreateStartRecord(&params);
   fakes.filter.queries.clear();
-  manager->setDeviceType(7);
-  EXPECT_FALSE(manager->sqmCreateStopRecord(&params));
-  EXPECT_FALSE(manager->sqmCreateStartRecord(&params));
+  for (const std::int64_t other : {std::int64_t{-1}, std::int64_t{0}, std::int64_t{4}, std::int64_t{7},
+                                   (std::int64_t{1} << 32) + GetParam().deviceType}) {
+    manager->setDeviceType(other);
+    EXPECT_FALSE(manager->sqmCreateStopRecord(&params)) << other;
+    EXPECT_FALSE(manager->sqmCreateStartRecord(&params)) << other;
+  }
   EXPECT_THAT(fakes.filter.queries, IsEmpty());
   EXPECT_EQ(storedConnections().size(), 1U);
 }
 
-TEST_P(ConnectionMedium, StartWithAnUnknownMediumGivesTheKeptRecordUp) {
+TEST_P(ConnectionMedium, StartWithAnUnknownMediumReleasesTheKeptRecord) {
   const SQMSessionParams params = everyParam();
   manager->sqmCreateStartRecord(&params);
   manager->setDeviceType(7);
@@ -327,8 +330,8 @@ TEST_F(ConnectionRecords, KeyTwentyFourIsLeftOutWhenEmpty) {
   }
 }
 
-TEST_F(ConnectionRecords, StopThatFailsWhileFormattingGivesTheKeptRecordItsOwnValuesBack) {
-  // The start fails on field 35, beyond the table, and leaves its record to the stop, whose own fields are all within.
+TEST_F(ConnectionRecords, StopThatFailsWhileFormattingRestoresTheKeptRecordsOwnValues) {
+  // The start fails on field 35, which is beyond the table, and its record is kept. All fields of the stop are within.
   auto names = sqm::testing::FakeHost::defaultFieldNames();
   names.resize(30);
   fakes.setFieldNames(names);
@@ -341,9 +344,9 @@ TEST_F(ConnectionRecords, StopThatFailsWhileFormattingGivesTheKeptRecordItsOwnVa
   const SQMSessionParams params = everyParam();
   EXPECT_THROW(manager->sqmCreateStartRecord(&params), std::out_of_range);
   EXPECT_THROW(manager->sqmCreateStopRecord(&params), std::out_of_range);
-  EXPECT_EQ(askedValues()["F17"], "v17&");
+  EXPECT_EQ(queriedValues()["F17"], "v17&");
   EXPECT_THROW(manager->sqmCreateStopRecord(&params), std::out_of_range);
-  EXPECT_EQ(askedValues()["F17"], "v17&");
+  EXPECT_EQ(queriedValues()["F17"], "v17&");
   EXPECT_EQ(storedInAll(), 0U);
   EXPECT_THAT(log(), IsEmpty());
 }

@@ -9,8 +9,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "sqm/manager/internal/CreatingCalls.h"
-
 #include "tests/support/CaseName.h"
 #include "tests/support/ManagerTest.h"
 #include "tests/support/ObservedLogs.h"
@@ -25,19 +23,19 @@ using ::testing::IsEmpty;
 
 namespace {
 
-/// A call that makes a record, and all that sets it apart from the others.
+/// A call that creates a record, and everything in which it differs from the others.
 // NOLINTNEXTLINE(clang-analyzer-optin.performance.Padding): in the order in which the rows read
 struct Call {
   const char* name;
   std::int64_t deviceType;
-  bool (SQMManager::*before)(const SQMSessionParams*);  // null where no other call comes first
+  bool (SQMManager::*before)(const SQMSessionParams*);  // null when no other call precedes it
   bool (SQMManager::*create)(const SQMSessionParams*);
   RecordType type;
   std::string_view recordName;
   std::string_view subType;
 
-  /// What the call fills, in its order: "13" with the parameter of that key, "13X" with its XML-safe form, "9=0" with
-  /// the text "0". What is no number is a key that stands for no field.
+  /// The fields that the call fills, in its order: "13" with the parameter of that key, "13X" with its XML-safe form,
+  /// "9=0" with the text "0". A word in place of a number is a key that belongs to no field.
   std::string_view fills;
 
   bool storesBeforeItLogs;
@@ -168,7 +166,7 @@ const Call kCalls[] = {
      .resultWhenDisabled = true},
 };
 
-/// One of a call's fills: where, and what.
+/// One of a call's fills: the field or key, and the value.
 struct Filled {
   std::optional<std::size_t> field;
   std::string key;
@@ -204,7 +202,7 @@ class CreatingCall : public ManagerTest, public ::testing::WithParamInterface<Ca
     fakes.utilities.osVersion = "10.8&";
   }
 
-  /// Makes what comes before the call, without a trace in the log and among the queries.
+  /// Makes the preceding call, and removes its traces from the log and from the queries.
   void prepare() {
     manager->setDeviceType(GetParam().deviceType);
     if (GetParam().before == nullptr) return;
@@ -241,11 +239,11 @@ TEST_P(CreatingCall, FillsTheFieldsOfItsKeysAndNoOthers) {
   }
   for (const Filled& filled : fillsOf(GetParam())) expected[filled.key] = filled.value;
   call();
-  EXPECT_EQ(askedValues(), expected);
+  EXPECT_EQ(queriedValues(), expected);
 }
 
 TEST_P(CreatingCall, FillsInItsOrder) {
-  // Where fields share a name, what is filled last shows; so each field is given one name with the next.
+  // Of two fields with one name the value filled last stays: each field gets one name with the next one.
   const auto fills = fillsOf(GetParam());
   const std::string shared = "shared";
   for (std::size_t at = 0; at + 1 < fills.size(); ++at) {
@@ -263,11 +261,11 @@ TEST_P(CreatingCall, FillsInItsOrder) {
     const auto last = std::find_if(fills.rbegin(), fills.rend(), [&](const Filled& filled) {
       return filled.key == former.key || filled.key == latter.key;
     });
-    EXPECT_EQ(askedValues()[name], last->value) << former.key << " before " << latter.key;
+    EXPECT_EQ(queriedValues()[name], last->value) << former.key << " before " << latter.key;
   }
 }
 
-TEST_P(CreatingCall, AsksTheFilterForTheRecordByNameAndSubType) {
+TEST_P(CreatingCall, QueriesTheFilterOnceByNameAndSubType) {
   prepare();
   call();
   ASSERT_EQ(fakes.filter.queries.size(), 1U);
@@ -275,7 +273,7 @@ TEST_P(CreatingCall, AsksTheFilterForTheRecordByNameAndSubType) {
   EXPECT_EQ(fakes.filter.queries[0].subType, GetParam().subType);
 }
 
-TEST_P(CreatingCall, AsksForOtherValuesByTheSameNameSubTypeAndValues) {
+TEST_P(CreatingCall, QueriesReplacementsByTheSameNameSubTypeAndValues) {
   prepare();
   sqm::testing::ScriptedFilter::Query asked;
   fakes.filter.replaced = [&](const auto& query) {
@@ -285,7 +283,7 @@ TEST_P(CreatingCall, AsksForOtherValuesByTheSameNameSubTypeAndValues) {
   call();
   EXPECT_EQ(asked.name, GetParam().recordName);
   EXPECT_EQ(asked.subType, GetParam().subType);
-  EXPECT_EQ(valuesOf(asked.values), askedValues());
+  EXPECT_EQ(valuesOf(asked.values), queriedValues());
 }
 
 TEST_P(CreatingCall, StoresOneTextUnderItsTypeAndLogsIt) {
@@ -309,7 +307,7 @@ TEST_P(CreatingCall, KeepsTheOrderOfStoringAndLogging) {
   EXPECT_THAT(storedWhenLogged, ElementsAre(GetParam().storesBeforeItLogs ? 1U : 0U));
   logs.onLine = nullptr;
   EXPECT_EQ(storedOfType().size(), 1U);
-  manager.reset();  // before its log's maker
+  manager.reset();  // before the factory of its log
 }
 
 TEST_P(CreatingCall, WhereRecordingIsDisabledLogsThatAndStoresNothing) {
@@ -331,7 +329,7 @@ TEST_P(CreatingCall, FormatsTheFiltersValuesInPlaceOfTheRecordsOwn) {
   fakes.filter.replaced = [](const auto&) {
     ValueDictionary values;
     values.set("F6", "100 % %@ <by a filter>");
-    values.set("6", "");  // without which a user-acceptance record is not formatted
+    values.set("6", "");  // a user-acceptance record without it is not formatted
     return values;
   };
   call();
@@ -374,15 +372,6 @@ TEST_P(CreatingCall, WorksWithoutALog) {
   EXPECT_EQ(call(), GetParam().result);
   EXPECT_EQ(storedOfType().size(), 1U);
   EXPECT_THAT(log(), IsEmpty());
-}
-
-TEST(Media, HaveNumberAndName) {
-  EXPECT_EQ(sqm::mediumOf(1)->name, "WiFi");
-  EXPECT_EQ(sqm::mediumOf(2)->name, "mobile");
-  EXPECT_EQ(sqm::mediumOf(3)->name, "Ethernet");
-  for (const std::int64_t number : {std::int64_t{-1}, std::int64_t{0}, std::int64_t{4}, (std::int64_t{1} << 32) + 1}) {
-    EXPECT_EQ(sqm::mediumOf(number), nullptr) << number;
-  }
 }
 
 }  // namespace

@@ -88,7 +88,7 @@ TEST_F(ManagerLifecycle, WithoutAWritableFolderNothingIsLostInMemory) {
   EXPECT_EQ(fakes.http.requests()[0].data, listDocument("clientList", ""));
 }
 
-/// Notes how many files were read when a transaction is made.
+/// Records how many files were read before the transaction was made.
 class WatchedHttp : public sqm::HttpTransactionFactory {
  public:
   explicit WatchedHttp(sqm::testing::FakeHost& fakes) : fakes_(fakes) {}
@@ -113,7 +113,7 @@ TEST(ManagerOrder, StoreIsMadeBeforeTheUploadAgent) {
   EXPECT_EQ(http.filesRead, 5U);
 }
 
-/// Calls back before each write.
+/// Calls `onWrite` before each write.
 class ObservedFiles : public sqm::testing::MemoryPropertyLists {
  public:
   bool writeToFile(std::span<const std::string> array, const std::string& path, bool atomically) override {
@@ -148,7 +148,7 @@ TEST(ManagerOrder, LogThenStoreThenAgentThenApplicationRecordAreReleased) {
                                   ::testing::StartsWith("SQMUploadlog.log closed"), "application record released"));
 }
 
-TEST_F(ManagerLifecycle, ApplicationRecordThatIsLetGoMaySeeItsSuccessor) {
+TEST_F(ManagerLifecycle, ReleasedApplicationRecordMayReadItsSuccessor) {
   std::shared_ptr<SQMApplicationRecord> seen;
   manager->setSqmAppLicationRecord({new SQMApplicationRecord(fakes.host), [&](const SQMApplicationRecord* record) {
                                       seen = manager->sqmAppLicationRecord();
@@ -164,18 +164,18 @@ TEST_F(ManagerLifecycle, ApplicationRecordMayBeSetAndReadFromTwoThreads) {
   const auto first = std::make_shared<SQMApplicationRecord>(fakes.host);
   const auto second = std::make_shared<SQMApplicationRecord>(fakes.host);
   manager->setSqmAppLicationRecord(first);
-  std::atomic<int> strangers = 0;
+  std::atomic<int> others = 0;
   const auto swap = [&] {
     for (int round = 0; round < kRounds; ++round) {
       manager->setSqmAppLicationRecord(round % 2 == 0 ? second : first);
       const auto seen = manager->sqmAppLicationRecord();
-      if (seen != first && seen != second) ++strangers;
+      if (seen != first && seen != second) ++others;
     }
   };
   std::thread other(swap);
   swap();
   other.join();
-  EXPECT_EQ(strangers, 0);
+  EXPECT_EQ(others, 0);
   manager->setSqmAppLicationRecord(nullptr);
   EXPECT_EQ(first.use_count(), 1);
   EXPECT_EQ(second.use_count(), 1);

@@ -7,7 +7,7 @@
 
 #include "tests/support/ManagerTest.h"
 
-/// The body that carries one record of a type, as the fixture stores it.
+/// The body with one record of a type, as the fixture stores it.
 inline std::string bodyOf(sqm::RecordType type) {
   return listDocument(sqm::rowOf(type).element, "<r" + std::to_string(static_cast<int>(type)) + "/>");
 }
@@ -26,7 +26,7 @@ class ManagerUpload : public ManagerTest {
     manager->SetSQMUserAcceptanceURL("http://sqm.test/useracceptance");
   }
 
-  /// A manager that holds one record of each of these types.
+  /// Replaces the manager by one that holds a record of each of these types.
   void restartWith(const std::vector<sqm::RecordType>& types) {
     manager.reset();
     for (const sqm::RecordType type : sqm::kRecordTypes)
@@ -62,7 +62,7 @@ class ManagerUpload : public ManagerTest {
     return types;
   }
 
-  /// Lets every post succeed until none follows.
+  /// Completes every post, those that follow included.
   void completeAll() {
     for (std::size_t completed = 0; completed < fakes.http.requests().size(); ++completed) fakes.http.complete(200);
   }

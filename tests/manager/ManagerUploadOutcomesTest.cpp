@@ -24,7 +24,7 @@ namespace {
 
 using enum sqm::RecordType;
 
-// --- Failures, aborts, strangers ----------------------------------------------------------------------------------
+// --- Failures, aborts, other senders ------------------------------------------------------------------------------
 
 struct FailureCase {
   const char* name;
@@ -64,7 +64,7 @@ TEST_P(FailedUpload, IsLoggedWithTheStateAndEndsTheSequence) {
   EXPECT_EQ(log().size(), std::size(cases));
 }
 
-TEST_P(FailedUpload, IsMadeGoodByTheNextUpload) {
+TEST_P(FailedUpload, IsRepeatedByTheNextUpload) {
   restartWith({client, connection});
   manager->uploadSQM();
   fakes.http.complete(200);
@@ -120,7 +120,7 @@ TEST_F(ManagerUpload, NotificationOfAnotherNameDoesNothingInAnyState) {
   EXPECT_THAT(log(), IsEmpty());
 }
 
-TEST_F(ManagerUpload, NotificationsOfOthersAreNotHeard) {
+TEST_F(ManagerUpload, NotificationsOfOtherSendersAreNotReceived) {
   restartWith({client});
   manager->uploadSQM();
   const auto otherAgent = sqm::SQMUpdaterAgent::create(fakes.host);
@@ -134,7 +134,7 @@ TEST_F(ManagerUpload, NotificationsOfOthersAreNotHeard) {
   EXPECT_EQ(fakes.http.requests().size(), 1U);
 }
 
-TEST_F(ManagerUpload, TwoManagersDoNotHearEachOther) {
+TEST_F(ManagerUpload, TwoManagersReceiveOnlyTheirOwnNotifications) {
   restartWith({client});
   SQMManager other(fakes.host);
   manager->uploadSQM();
@@ -163,7 +163,7 @@ TEST_F(ManagerUpload, AddressesAreAbsentAtFirst) {
   EXPECT_EQ(fakes.http.requests()[0].url, std::nullopt);
 }
 
-// --- Hosts that give less, observers that do more -----------------------------------------------------------------
+// --- Hosts without a service, observers that act ------------------------------------------------------------------
 
 TEST_F(ManagerUpload, WithoutATransactionDoesNothing) {
   fakes.http.refuse();
@@ -184,10 +184,10 @@ TEST_F(ManagerUpload, WithoutTheUploadLogDoesNothing) {
   EXPECT_THAT(bodies(), IsEmpty());
   EXPECT_THAT(heldTypes(), ElementsAre(client));
   fakes.notificationCenter.postNotificationName(TrelkSQMUploadFailure, nullptr);
-  EXPECT_THAT(log(), IsEmpty()) << "there is no agent to listen to";
+  EXPECT_THAT(log(), IsEmpty()) << "there is no agent to observe";
 }
 
-TEST_F(ManagerUpload, WithoutItsOwnLogGoesOn) {
+TEST_F(ManagerUpload, WithoutItsOwnLogUploads) {
   fakes.logs.refuse("SQMManager.log");
   restartWith({client});
   manager->uploadSQM();
@@ -200,7 +200,7 @@ TEST_F(ManagerUpload, WithoutItsOwnLogGoesOn) {
 struct ObserverCase {
   const char* name;
   std::string_view notification;
-  bool isFirst;  // registered before the manager, and so called before it
+  bool isFirst;  // registered and called before the manager
 };
 
 class ManagerObserver : public ManagerUpload, public ::testing::WithParamInterface<ObserverCase> {};
@@ -223,9 +223,9 @@ TEST_P(ManagerObserver, MayDestroyTheManager) {
   isSuccess ? fakes.http.complete(200) : fakes.http.fail();
   EXPECT_EQ(manager, nullptr);
   EXPECT_THAT(fakes.http.transactions(), IsEmpty());
-  const bool hasTakenNote = isSuccess && !GetParam().isFirst;
-  EXPECT_EQ(savedRecords(fakes, client).empty(), hasTakenNote);
-  EXPECT_EQ(fakes.http.requests().size(), hasTakenNote ? 2U : 1U);
+  const bool hasContinued = isSuccess && !GetParam().isFirst;
+  EXPECT_EQ(savedRecords(fakes, client).empty(), hasContinued);
+  EXPECT_EQ(fakes.http.requests().size(), hasContinued ? 2U : 1U);
 }
 
 TEST_F(ManagerUpload, ObserverMayStartTheNextUpload) {
@@ -239,7 +239,7 @@ TEST_F(ManagerUpload, ObserverMayStartTheNextUpload) {
   EXPECT_THAT(heldTypes(), IsEmpty());
 }
 
-TEST_F(ManagerUpload, ManagerMayGoWhileAnUploadRuns) {
+TEST_F(ManagerUpload, ManagerMayBeDestroyedWhileAnUploadRuns) {
   restartWith({client});
   manager->uploadSQM();
   const void* transaction = fakes.http.transactions().back();

@@ -114,7 +114,7 @@ TEST_F(ManagerUpload, AddressesMayBeSetByType) {
                                   "to the user-acceptance"));
 }
 
-TEST_F(ManagerUpload, RecordsGoOnceTheirPostHasSucceededAndNotBefore) {
+TEST_F(ManagerUpload, RecordsAreDeletedOnceTheirPostHasSucceededAndNotBefore) {
   restartWith({client, connection, device, application, userAcceptance});
   EXPECT_EQ(manager->uploadState(), UploadState::idle);
   manager->uploadSQM();
@@ -149,7 +149,7 @@ TEST_F(ManagerUpload, StateIsThatOfTheDocumentBeforeItIsSent) {
   completeAll();
   EXPECT_THAT(statesWhenSent, ElementsAre(UploadState::client, UploadState::connection, UploadState::device,
                                           UploadState::application, UploadState::userAcceptance));
-  manager.reset();  // before its log's maker
+  manager.reset();  // before the factory of its log
 }
 
 TEST_F(ManagerUpload, FilesFollowAtTheNextSave) {
@@ -161,7 +161,7 @@ TEST_F(ManagerUpload, FilesFollowAtTheNextSave) {
   EXPECT_THAT(savedRecords(fakes, client), IsEmpty());
 }
 
-TEST_F(ManagerUpload, AllRecordsOfATypeGoInOneDocument) {
+TEST_F(ManagerUpload, AllRecordsOfATypeAreSentInOneDocument) {
   manager->sqmCreateClientRecord(nullptr);
   const auto params = paramsWith({{6, "id"}});
   manager->sqmCreateClientRecord(&params);
@@ -170,13 +170,13 @@ TEST_F(ManagerUpload, AllRecordsOfATypeGoInOneDocument) {
   EXPECT_THAT(bodies(), ElementsAre(listDocument("clientList", records[0] + records[1])));
 }
 
-TEST_F(ManagerUpload, RecordsOfEmptyTextMakeADocumentAllTheSame) {
+TEST_F(ManagerUpload, RecordsOfEmptyTextAreSent) {
   manager->sqmCreateClientRecord(nullptr);
   manager->uploadSQM();
   EXPECT_THAT(bodies(), ElementsAre(listDocument("clientList", "")));
 }
 
-TEST_F(ManagerUpload, RecordsMadeWhileTheirDocumentIsInFlightGoWithIt) {
+TEST_F(ManagerUpload, RecordsMadeWhileTheirDocumentIsInFlightAreDeletedWithIt) {
   restartWith({client});
   manager->uploadSQM();
   manager->sqmCreateClientRecord(nullptr);
@@ -227,7 +227,7 @@ TEST_F(ManagerUpload, SecondUploadBeginsWithTheClientWhateverTheState) {
                                     bodyOf(device), kEmptyConnectionBody));
 }
 
-TEST_F(ManagerUpload, WaitingUserAcceptancesGoWithALaterUpload) {
+TEST_F(ManagerUpload, WaitingUserAcceptancesAreSentWithALaterUpload) {
   restartWith({userAcceptance});
   manager->uploadSQM();
   completeAll();

@@ -68,7 +68,7 @@ TEST_F(ClientRecords, ExactText) {
                           "</F0><F1>v1&</F1><F2>v2&</F2><F3>v3&</F3><F4>v4&</F4></client>"));
 }
 
-TEST_F(ClientRecords, TakeTheEnvironmentFromTheHostAndEscapeItOnTheWayOut) {
+TEST_F(ClientRecords, TakeTheEnvironmentFromTheHostAndEscapeItInTheText) {
   fakes.locale.current = "fr_FR";
   fakes.locale.name = "French <France>";
   fakes.utilities.osName = "Mac & OS";
@@ -76,10 +76,10 @@ TEST_F(ClientRecords, TakeTheEnvironmentFromTheHostAndEscapeItOnTheWayOut) {
   const SQMSessionParams params = paramsWith({{6, "id"}});
   manager->sqmCreateClientRecord(&params);
   EXPECT_EQ(fakes.locale.asked, std::pair(std::string("fr_FR"), std::string("en_GB")));
-  EXPECT_EQ(askedValues()["locale"], "French <France>");
-  EXPECT_EQ(askedValues()["os"], "Mac & OS");
-  EXPECT_EQ(askedValues()["osVersion"], "\"10\" %@");
-  EXPECT_EQ(askedValues()["F0"], "");
+  EXPECT_EQ(queriedValues()["locale"], "French <France>");
+  EXPECT_EQ(queriedValues()["os"], "Mac & OS");
+  EXPECT_EQ(queriedValues()["osVersion"], "\"10\" %@");
+  EXPECT_EQ(queriedValues()["F0"], "");
   EXPECT_THAT(stored(RecordType::client), ElementsAre("<client><F6 timestamp=\"0000000000\">id</F6><F7></F7>"
                                                       "<F0><locale>French &lt;France&gt;</locale><os>Mac &amp; OS</os>"
                                                       "<osVersion>&quot;10&quot; %@</osVersion></F0>"
@@ -90,14 +90,14 @@ TEST_F(ClientRecords, LocaleWithoutANameIsEmpty) {
   fakes.locale.name = std::nullopt;
   const SQMSessionParams params = everyParam();
   manager->sqmCreateClientRecord(&params);
-  EXPECT_THAT(askedValues(), ::testing::Contains(Pair("locale", "")));
+  EXPECT_THAT(queriedValues(), ::testing::Contains(Pair("locale", "")));
 }
 
 TEST_F(ClientRecords, WithoutParametersStoreTheEmptyText) {
   EXPECT_TRUE(manager->sqmCreateClientRecord(nullptr));
   EXPECT_THAT(stored(RecordType::client), ElementsAre(""));
   EXPECT_THAT(log(), ElementsAre("USER 2 Generated CLIENT Record  \n \t  \n\t"));
-  EXPECT_EQ(askedValues(),
+  EXPECT_EQ(queriedValues(),
             (Values{{"locale", "English (United States)"}, {"os", "Mac OS X"}, {"osVersion", "10.8.2"}, {"F0", ""}}));
 }
 
@@ -106,7 +106,7 @@ TEST_F(ClientRecords, WithoutAFieldNameTableStoreTheEmptyText) {
   const SQMSessionParams params = everyParam();
   EXPECT_TRUE(manager->sqmCreateClientRecord(&params));
   EXPECT_THAT(stored(RecordType::client), ElementsAre(""));
-  EXPECT_THAT(askedValues(), IsEmpty());
+  EXPECT_THAT(queriedValues(), IsEmpty());
 }
 
 // --- Application --------------------------------------------------------------------------------------------------
@@ -118,7 +118,7 @@ class ApplicationRecords : public ManagerTest {
   /// The number that a new application record carries.
   std::string indexOf(bool (sqm::SQMManager::*create)(const SQMSessionParams*)) {
     (*manager.*create)(&params);
-    return askedValues()["F78"];
+    return queriedValues()["F78"];
   }
   std::string indexOfStart() { return indexOf(&sqm::SQMManager::sqmCreateApplicationStartRecord); }
   std::string indexOfStop() { return indexOf(&sqm::SQMManager::sqmCreateApplicationStopRecord); }
@@ -161,12 +161,12 @@ TEST_F(ApplicationRecords, StartWithAnUnknownMediumSetsTheIndexBack) {
   EXPECT_EQ(indexOfStart(), "-1");
 }
 
-TEST_F(ApplicationRecords, StopHoldsNothingOfTheStart) {
+TEST_F(ApplicationRecords, StopRepeatsNothingOfTheStart) {
   const SQMSessionParams start = everyParam("start");
   const SQMSessionParams bare = paramsWith({{6, "id"}});
   manager->sqmCreateApplicationStartRecord(&start);
   manager->sqmCreateApplicationStopRecord(&bare);
-  const Values values = askedValues();
+  const Values values = queriedValues();
   EXPECT_FALSE(values.contains("F81"));
   EXPECT_FALSE(values.contains("F83"));
   EXPECT_TRUE(values.contains("F84"));
@@ -178,7 +178,7 @@ TEST_F(ApplicationRecords, StartKeepsItsRecord) {
   manager->sqmCreateApplicationStartRecord(&params);
   const auto first = manager->sqmAppLicationRecord();
   ASSERT_NE(first, nullptr);
-  EXPECT_EQ(valuesOf(*first->recordValues()), askedValues());
+  EXPECT_EQ(valuesOf(*first->recordValues()), queriedValues());
   manager->sqmCreateApplicationStopRecord(&params);
   EXPECT_EQ(manager->sqmAppLicationRecord(), first);
   manager->sqmCreateApplicationStartRecord(&params);
@@ -192,8 +192,8 @@ TEST_F(ApplicationRecords, KeptRecordHoldsItsOwnValuesAfterAFilter) {
     return values;
   };
   manager->sqmCreateApplicationStartRecord(&params);
-  EXPECT_EQ(valuesOf(*manager->sqmAppLicationRecord()->recordValues()), askedValues());
-  EXPECT_EQ(askedValues()["F6"], "v6&amp;");
+  EXPECT_EQ(valuesOf(*manager->sqmAppLicationRecord()->recordValues()), queriedValues());
+  EXPECT_EQ(queriedValues()["F6"], "v6&amp;");
 }
 
 TEST_F(ApplicationRecords, KeptRecordHoldsTheStopsOwnValuesAfterAFilter) {
@@ -205,9 +205,9 @@ TEST_F(ApplicationRecords, KeptRecordHoldsTheStopsOwnValuesAfterAFilter) {
   };
   EXPECT_TRUE(manager->sqmCreateApplicationStopRecord(&params));
   EXPECT_THAT(storedApplications().back(), ::testing::HasSubstr(">filtered</F6>"));
-  EXPECT_EQ(valuesOf(*manager->sqmAppLicationRecord()->recordValues()), askedValues());
-  EXPECT_EQ(askedValues()["F6"], "v6&amp;");
-  EXPECT_EQ(askedValues()["F77"], "stop");
+  EXPECT_EQ(valuesOf(*manager->sqmAppLicationRecord()->recordValues()), queriedValues());
+  EXPECT_EQ(queriedValues()["F6"], "v6&amp;");
+  EXPECT_EQ(queriedValues()["F77"], "stop");
 }
 
 TEST_F(ApplicationRecords, DisabledStartKeepsItsRecordForTheStop) {
@@ -216,8 +216,8 @@ TEST_F(ApplicationRecords, DisabledStartKeepsItsRecordForTheStop) {
   EXPECT_THAT(storedApplications(), IsEmpty());
   const auto kept = manager->sqmAppLicationRecord();
   ASSERT_NE(kept, nullptr);
-  EXPECT_EQ(valuesOf(*kept->recordValues()), askedValues());
-  EXPECT_EQ(askedValues()["F77"], "start");
+  EXPECT_EQ(valuesOf(*kept->recordValues()), queriedValues());
+  EXPECT_EQ(queriedValues()["F77"], "start");
   fakes.filter.disabled = nullptr;
   EXPECT_TRUE(manager->sqmCreateApplicationStopRecord(&params));
   EXPECT_EQ(manager->sqmAppLicationRecord(), kept);
@@ -229,8 +229,8 @@ TEST_F(ApplicationRecords, DisabledStopKeepsItsValuesInTheRecord) {
   fakes.filter.disabled = [](const auto&) { return true; };
   EXPECT_FALSE(manager->sqmCreateApplicationStopRecord(&params));
   EXPECT_EQ(storedApplications().size(), 1U);
-  EXPECT_EQ(valuesOf(*manager->sqmAppLicationRecord()->recordValues()), askedValues());
-  EXPECT_EQ(askedValues()["F77"], "stop");
+  EXPECT_EQ(valuesOf(*manager->sqmAppLicationRecord()->recordValues()), queriedValues());
+  EXPECT_EQ(queriedValues()["F77"], "stop");
 }
 
 TEST_F(ApplicationRecords, StartWithoutParametersReplacesTheKeptRecordAndStoresNothing) {
@@ -266,12 +266,12 @@ TEST_F(ApplicationRecords, StopWithoutAStartMayBeDisabled) {
   EXPECT_THAT(storedApplications(), IsEmpty());
 }
 
-TEST_F(ApplicationRecords, ARecordThatTheClientSetServesTheStop) {
+TEST_F(ApplicationRecords, StopUsesARecordThatTheClientSet) {
   const auto own = std::make_shared<sqm::SQMApplicationRecord>(fakes.host);
   manager->setSqmAppLicationRecord(own);
   EXPECT_EQ(manager->sqmAppLicationRecord(), own);
   EXPECT_TRUE(manager->sqmCreateApplicationStopRecord(&params));
-  EXPECT_EQ(valuesOf(*own->recordValues()), askedValues());
+  EXPECT_EQ(valuesOf(*own->recordValues()), queriedValues());
   manager->setSqmAppLicationRecord(nullptr);
   EXPECT_EQ(own.use_count(), 1);
 }

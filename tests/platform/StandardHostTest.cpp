@@ -17,6 +17,7 @@
 #include "sqm/platform/system/RunLoop.h"
 #include "sqm/testing/FakeHost.h"
 
+#include "tests/support/Patience.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace sqm::platform {
@@ -70,7 +71,7 @@ TEST(StandardHost, ReportsWhenItsFoldersCannotBeMade) {
   EXPECT_EQ(contentOf(home / "Library"), "a file where the folder should be");
 }
 
-TEST(StandardHost, SavesInPlaceUnlessItIsAskedForAtomicSaves) {
+TEST(StandardHost, SavesInPlaceWithoutTheOptionOfAtomicSaves) {
   EXPECT_FALSE(savesToANewFile(/*atomicSaves=*/false));
   EXPECT_TRUE(savesToANewFile(/*atomicSaves=*/true));
 }
@@ -108,7 +109,7 @@ TEST(StandardHost, IsIdleWhenAReplacedHttpServiceIs) {
   ASSERT_EQ(http.requests().size(), 1U);
   EXPECT_FALSE(host.runUntilIdle(std::chrono::milliseconds(0)));
   host.runLoop().post([&] { http.complete(200); });
-  EXPECT_TRUE(host.runUntilIdle(std::chrono::minutes(1)));
+  EXPECT_TRUE(host.runUntilIdle(kPatience));
   EXPECT_EQ(http.requestsUnderWay(), 0U);
 }
 
@@ -129,7 +130,7 @@ TEST(StandardHost, UsesTheServicesThatItIsGiven) {
   const auto failed = fakes.notificationCenter.addObserver(TrelkHttpTransactionErrorNotification, transaction.get(),
                                                            [&](const Notification&) { ++failures; });
   transaction->sendHttpRequest("no address", kHttpMethodPost, "body");
-  EXPECT_TRUE(host.runUntilIdle(std::chrono::minutes(1)));
+  EXPECT_TRUE(host.runUntilIdle(kPatience));
   EXPECT_EQ(failures, 1) << "the standard client posts to the notification center of the application";
   EXPECT_EQ(fakes.logs.lines("Http.log").size(), 2U) << "and writes to its logs";
 }
@@ -175,11 +176,11 @@ TEST(StandardHost, ReportsExchangesToTheObserverOfItsOptions) {
   host.httpTransactions->makeTransaction()->sendHttpRequest("http://127.0.0.1:1/", kHttpMethodPost, "dropped");
   const auto transaction = host.httpTransactions->makeTransaction();
   transaction->sendHttpRequest(std::nullopt, kHttpMethodPost, "body");
-  EXPECT_TRUE(host.runUntilIdle(std::chrono::minutes(1)));
+  EXPECT_TRUE(host.runUntilIdle(kPatience));
   EXPECT_EQ(reported, std::vector<std::string>{"error: there is no address"});
 }
 
-TEST(StandardHost, WaitsForAsLongAsItIsAsked) {
+TEST(StandardHost, WaitsUntilItsTimeOut) {
   const TemporaryFolder home;
   StandardHost host(optionsFor(home));
   const auto transaction = host.httpTransactions->makeTransaction();
@@ -196,7 +197,7 @@ TEST(StandardHost, IsNotIdleWhileTasksWait) {
   StandardHost host(optionsFor(home));
   bool isDone = false;
   host.runLoop().post([&] { host.runLoop().post([&] { isDone = true; }); });
-  EXPECT_TRUE(host.runUntilIdle(std::chrono::minutes(1)));
+  EXPECT_TRUE(host.runUntilIdle(kPatience));
   EXPECT_TRUE(isDone);
 }
 
@@ -227,7 +228,7 @@ TEST(StandardHost, ReportsOutcomesThroughTheEventLoopItIsGiven) {
   const auto failed =
       host.notificationCenter->addObserver("TrelkSQMUploadFailure", nullptr, [&](const Notification&) { ++failures; });
 
-  EXPECT_TRUE(ofTheApplication.runUntil([&] { return failures == 1; }, std::chrono::minutes(1)));
+  EXPECT_TRUE(ofTheApplication.runUntil([&] { return failures == 1; }, kPatience));
   EXPECT_EQ(handedOver, 1);
 }
 

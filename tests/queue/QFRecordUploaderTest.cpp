@@ -11,6 +11,8 @@
 #include "sqm/queue/QFRecordUploader.h"
 #include "sqm/testing/FakeHost.h"
 
+#include "tests/queue/Requests.h"
+
 namespace {
 
 using sqm::QFRecordUploader;
@@ -19,11 +21,6 @@ using sqm::UploadRequests;
 using sqm::testing::FakeHost;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-
-constexpr const char* kArchive = "/home/tester/application/QFRecordUploader.plist";
-constexpr const char* kUrl = "https://collect.example/q";
-
-UploadRequest requestOf(const std::string& data) { return {kUrl, data}; }
 
 std::vector<std::string> dataOf(const UploadRequests& requests) {
   std::vector<std::string> data;
@@ -77,7 +74,7 @@ class QFRecordUploaderTest : public ::testing::Test {
   const std::size_t sentBefore_ = host_.http.requests().size();
 };
 
-TEST_F(QFRecordUploaderTest, QueuedRequestsStandInTheArchiveInOrder) {
+TEST_F(QFRecordUploaderTest, QueuedRequestsAreInTheArchiveInOrder) {
   EXPECT_TRUE(uploader_.quequeRecord("first", "https://one.example/"));
   EXPECT_TRUE(uploader_.quequeRecord("second", "https://two.example/"));
   const UploadRequests both = {{"https://one.example/", "first"}, {"https://two.example/", "second"}};
@@ -121,7 +118,7 @@ TEST_F(QFRecordUploaderTest, QueueingLogsAndDoesNotSend) {
                           "post Data:50 % of %@"));
 }
 
-/// A log that calls back for each line.
+/// A log that calls a function with each line.
 class CallingLog : public sqm::LogFile {
  public:
   explicit CallingLog(std::function<void(const sqm::LogLine&)> onLine) : onLine_(std::move(onLine)) {}
@@ -263,7 +260,7 @@ TEST_F(QFRecordUploaderTest, AnswerIsLogged) {
             "USER 2 QFRecordUploader :: httpStatus- recieved response as short, %d and stout response code:418");
 }
 
-/// How an upload can fail.
+/// A way in which an upload fails.
 struct Outcome {
   const char* name;
   std::function<void(sqm::testing::ScriptedHttp&)> happens;
@@ -310,7 +307,7 @@ TEST_F(QFRecordUploaderTest, SecondUploadSendsTheSameRequestAndASecondAnswerToTh
   EXPECT_EQ(writes(), 2U) << "one for the request, one for its end";
 }
 
-TEST_F(QFRecordUploaderTest, SecondAnswerToOneRequestTakesTheNextOneOff) {
+TEST_F(QFRecordUploaderTest, SecondAnswerToOneRequestRemovesTheNextOne) {
   queue({"first", "second"});
   uploader_.uploadRecord();
   uploader_.uploadRecord();
@@ -319,7 +316,7 @@ TEST_F(QFRecordUploaderTest, SecondAnswerToOneRequestTakesTheNextOneOff) {
   EXPECT_THAT(queued(), IsEmpty());
 }
 
-TEST_F(QFRecordUploaderTest, FailureBesideAnOlderAnswer200TakesNothingOff) {
+TEST_F(QFRecordUploaderTest, FailureBesideAnOlderAnswer200RemovesNothing) {
   queue({"first", "second"});
   uploader_.uploadRecord();
   uploader_.uploadRecord();
@@ -366,7 +363,7 @@ TEST_F(QFRecordUploaderTest, ArchiveThatCannotBeWrittenLeavesTheQueueInMemory) {
   EXPECT_THAT(queued(), ElementsAre("second"));
 }
 
-TEST_F(QFRecordUploaderTest, QueueThatIsNothingKeepsAndSendsNothing) {
+TEST_F(QFRecordUploaderTest, AbsentQueueKeepsAndSendsNothing) {
   uploader_.setRecordQueue(std::nullopt);
   queue({"lost"});
   EXPECT_EQ(uploader_.recordQueue(), std::nullopt);

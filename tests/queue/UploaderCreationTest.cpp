@@ -18,6 +18,7 @@
 #include "sqm/testing/FakeHost.h"
 #include "sqm/testing/MemoryCoder.h"
 
+#include "tests/queue/Requests.h"
 #include "tests/support/FreshProcess.h"
 
 namespace {
@@ -29,12 +30,7 @@ using sqm::testing::FakeHost;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-constexpr const char* kArchive = "/home/tester/application/QFRecordUploader.plist";
-constexpr const char* kUrl = "https://collect.example/q";
-
 static_assert(!std::is_destructible_v<QFRecordUploader>, "the process's uploader is never destroyed");
-
-UploadRequest requestOf(const std::string& data) { return {kUrl, data}; }
 
 /// An installed host, in a process that has no uploader yet.
 struct FreshHost : FakeHost {
@@ -60,7 +56,7 @@ TEST_IN_FRESH_PROCESS(QFRecordUploaderCreation, LoadsTheArchiveAndSendsWhatItHol
   EXPECT_THAT(sent, ElementsAre("first", "second", "third"));
 }
 
-/// Knows no file, and fails the test when it is asked for one all the same.
+/// Has no file. Fails the test when one is read.
 class AbsentArchive : public sqm::testing::MemoryArchives {
  public:
   std::optional<UploadRequests> objectFromFile(const std::string& path) override {
@@ -80,7 +76,7 @@ TEST_IN_FRESH_PROCESS(QFRecordUploaderCreation, WithoutAnArchiveTheQueueIsEmptyW
   EXPECT_EQ(absent.file(kArchive), UploadRequests{requestOf("first")});
 }
 
-/// A host whose services write down the steps of an uploader's creation.
+/// A host whose services record the steps of an uploader's creation.
 class RecordingHost : public FakeHost,
                       public sqm::HttpTransactionFactory,
                       public sqm::TrelkConfiguration,
@@ -190,7 +186,7 @@ TEST_IN_FRESH_PROCESS(QFRecordUploaderIdle, IsWhenNothingIsUnderWayAndNothingWil
   host.mainThread.runAll();
   EXPECT_FALSE(uploader.isIdle());
   host.http.fail();
-  EXPECT_TRUE(uploader.isIdle()) << "it came to nothing";
+  EXPECT_TRUE(uploader.isIdle()) << "it failed";
   EXPECT_TRUE(uploader.uploadInProgress());
   uploader.uploadRecord();
   uploader.uploadRecord();
@@ -199,7 +195,7 @@ TEST_IN_FRESH_PROCESS(QFRecordUploaderIdle, IsWhenNothingIsUnderWayAndNothingWil
   host.http.complete(200);
   EXPECT_TRUE(uploader.isIdle()) << "all was sent";
   host.http.complete(200);
-  EXPECT_TRUE(uploader.isIdle()) << "an outcome of no request counts for nothing";
+  EXPECT_TRUE(uploader.isIdle()) << "an outcome that belongs to no request is not counted";
   uploader.setRecordQueue(UploadRequests{{}});
   uploader.uploadRecord();
   EXPECT_TRUE(uploader.isIdle()) << "a request without address and data is not sent";
@@ -330,39 +326,59 @@ TEST_IN_FRESH_PROCESS(QFRecordUploaderCreation, DecodedFromNothingItHasNoQueue) 
   EXPECT_EQ(QFRecordUploader::initWithCoder(coder)->recordQueue(), std::nullopt);
 }
 
-/// Queues on another thread while a request is sent.
-class QueueingHttp : public sqm::HttpTransactionFactory {
+/// Makes transactions that call `onSend` with each request and never end it.
+class ObservedHttp : public sqm::HttpTransactionFactory {
  public:
+  explicit ObservedHttp(std::function<void()> onSend) : onSend_(std::move(onSend)) {}
+
+  std::unique_ptr<sqm::HttpTransaction> makeTransaction() override { return std::make_unique<Transaction>(onSend_); }
+  std::size_t requestsUnderWay() const override { return 0; }
+
+ private:
   class Transaction : public sqm::HttpTransaction {
    public:
-    explicit Transaction(int& sent) : sent_(sent) {}
+    explicit Transaction(const std::function<void()>& onSend) : onSend_(onSend) {}
     void setEncoding(int) override {}
     void startSession(std::string_view, std::string_view) override {}
-    void sendHttpRequest(std::optional<std::string_view>, int, std::string) override {
-      std::thread([] { QFRecordUploader::sharedQFRecordUploader()->quequeRecord("meanwhile", kUrl); }).join();
-      ++sent_;
-    }
+    void sendHttpRequest(std::optional<std::string_view>, int, std::string) override { onSend_(); }
     void abortTransaction() override {}
     int httpResponseStatusCode() const override { return 0; }
     std::string_view httpResponseContent() const override { return {}; }
 
    private:
-    int& sent_;
+    const std::function<void()>& onSend_;
   };
 
-  std::unique_ptr<sqm::HttpTransaction> makeTransaction() override { return std::make_unique<Transaction>(sent); }
-  std::size_t requestsUnderWay() const override { return 0; }
-  int sent = 0;
+  std::function<void()> onSend_;
 };
 
-TEST_IN_FRESH_PROCESS(QFRecordUploaderCreation, NoLockIsHeldWhileARequestIsSent) {
+TEST_IN_FRESH_PROCESS(QFRecordUploaderSending, IsInProgressBeforeTheRequestIsSent) {
   FreshHost host;
-  QueueingHttp http;
+  int sent = 0;
+  ObservedHttp http([&] {
+    ++sent;
+    EXPECT_TRUE(QFRecordUploader::sharedQFRecordUploader()->uploadInProgress());
+    EXPECT_EQ(QFRecordUploader::sharedQFRecordUploader()->currentURLRequest(), requestOf("first"));
+  });
   host.host.httpTransactions = &http;
   QFRecordUploader& uploader = *QFRecordUploader::sharedQFRecordUploader();
   uploader.quequeRecord("first", kUrl);
   uploader.uploadRecord();
-  EXPECT_EQ(http.sent, 1);
+  EXPECT_EQ(sent, 1);
+}
+
+TEST_IN_FRESH_PROCESS(QFRecordUploaderSending, HoldsNoLockWhileARequestIsSent) {
+  FreshHost host;
+  int sent = 0;
+  ObservedHttp http([&] {
+    ++sent;
+    std::thread([] { QFRecordUploader::sharedQFRecordUploader()->quequeRecord("meanwhile", kUrl); }).join();
+  });
+  host.host.httpTransactions = &http;
+  QFRecordUploader& uploader = *QFRecordUploader::sharedQFRecordUploader();
+  uploader.quequeRecord("first", kUrl);
+  uploader.uploadRecord();
+  EXPECT_EQ(sent, 1);
   EXPECT_EQ(uploader.recordQueue(), (UploadRequests{requestOf("first"), requestOf("meanwhile")}));
 }
 

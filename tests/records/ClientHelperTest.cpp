@@ -17,7 +17,7 @@ class ClientHelper : public ::testing::Test {
   SQMClientHelper helper{fake.host};
 };
 
-TEST_F(ClientHelper, AsksForTheNameOfTheUsersLocaleInBritishEnglish) {
+TEST_F(ClientHelper, GetsTheNameOfTheUsersLocaleInBritishEnglish) {
   fake.locale.current = "fr_FR";
   fake.locale.name = "French (France)";
   EXPECT_EQ(helper.getCurrentLocale(), "French (France)");
@@ -29,7 +29,7 @@ TEST_F(ClientHelper, LocaleWithoutANameIsEmpty) {
   EXPECT_EQ(helper.getCurrentLocale(), "");
 }
 
-TEST_F(ClientHelper, KnowsTheSystemsNameFromTheVersionsFirstCallOn) {
+TEST_F(ClientHelper, HasTheSystemsNameAfterTheFirstCallForTheVersion) {
   EXPECT_EQ(helper.getOSName(), std::nullopt);
   EXPECT_EQ(helper.getOSVersion(), "10.8.2");
   EXPECT_EQ(helper.getOSName(), "Mac OS X");
@@ -44,7 +44,7 @@ TEST_F(ClientHelper, RefreshesTheSystemsNameWithEveryVersion) {
   EXPECT_EQ(helper.getOSName(), "Other OS");
 }
 
-TEST_F(ClientHelper, SystemsNameAskedForDirectlyIsNotKept) {
+TEST_F(ClientHelper, SystemsNameReadDirectlyIsNotKept) {
   EXPECT_EQ(helper.osName(), "Mac OS X");
   EXPECT_EQ(helper.getOSName(), std::nullopt);
 }

@@ -72,7 +72,7 @@ TEST(UserAcceptanceCodes, AlertMessageTypesBeginAtZero) {
   }
 }
 
-/// What holds for both classes of code tables.
+/// Tests of both classes of code tables.
 template <typename Helper>
 class CodeTableObject : public ::testing::Test {
  protected:

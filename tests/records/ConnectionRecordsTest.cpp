@@ -19,7 +19,7 @@ namespace {
 
 class ConnectionRecords : public ::testing::Test {
  protected:
-  /// The record's text, which is expected to be given with success.
+  /// The record's text. Expects success.
   static std::string textOf(sqm::SQM& record) {
     const Formatted result = formatted(record);
     EXPECT_EQ(result.status, 0);
@@ -42,7 +42,7 @@ TEST_F(ConnectionRecord, FormatsNothingOnItsOwn) {
   EXPECT_EQ(formatted(record, "a text"), (Formatted{0, "a text"}));
 }
 
-TEST_F(ConnectionRecord, SaysItsNameAndAnEmptySubType) {
+TEST_F(ConnectionRecord, HasItsNameAndAnEmptySubType) {
   const SQMConnectionRecord record(fake.host);
   EXPECT_EQ(record.recordName(), "connection");
   EXPECT_EQ(record.recordSubType(), "");

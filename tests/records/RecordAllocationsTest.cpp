@@ -10,7 +10,7 @@ namespace {
 
 class RecordAllocations : public EveryKind {
  protected:
-  /// A record of values that no small-string buffer holds.
+  /// A record whose values are too long for a small-string buffer.
   std::unique_ptr<sqm::SQM> filled() {
     fake.prefs.timeStamp = "\"" + std::string(300, '0') + "\"";
     auto record = made();
@@ -32,7 +32,7 @@ TEST_P(RecordAllocations, FormattingAllocatesItsResultAlone) {
   const std::size_t bytes = probe.bytes();
   EXPECT_EQ(status, 0);
   EXPECT_EQ(count, 1U);
-  EXPECT_EQ(bytes, slot->size() + 1);
+  EXPECT_LT(bytes, slot->size() + slot->size() / 8);
 }
 
 TEST_P(RecordAllocations, FormattingARecordThatDoesNotValidateAllocatesNothing) {

@@ -13,7 +13,7 @@ using sqm::testing::FakeHost;
 
 namespace {
 
-/// What records do with the field-name tables that a host may bring, good and bad.
+/// Records with the valid and invalid field-name tables of a host.
 class RecordFieldNames : public EveryKind {
  protected:
   void useTheFirstNames(std::size_t count) {

@@ -102,7 +102,7 @@ TEST_P(RecordFormatting, FormattingChangesNoValue) {
   EXPECT_EQ(formatted(*record), first);
 }
 
-TEST_P(RecordFormatting, RecordSaysItsNameAndSubType) {
+TEST_P(RecordFormatting, RecordHasItsNameAndSubType) {
   const auto record = made();
   EXPECT_EQ(record->recordName(), kind().recordName);
   EXPECT_EQ(record->recordSubType(), kind().subType);

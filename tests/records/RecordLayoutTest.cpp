@@ -28,7 +28,7 @@ constexpr Row kEnvironmentWithoutAKey[] = {sqm::environment("")};
 TEST(RecordLayout, IsSoundWhenEveryEntryExistsAndNoneIsWrittenTwice) {
   EXPECT_TRUE(isSound({}));
   EXPECT_TRUE(isSound(kOnce));
-  EXPECT_TRUE(isSound(kElements));  // an element may bear the name of a field that stands inside it
+  EXPECT_TRUE(isSound(kElements));  // an element may have the name of a field inside it
   EXPECT_TRUE(isSound(kLastEntry));
   EXPECT_TRUE(isSound(kEnvironment));
   EXPECT_FALSE(isSound(kTwice));
@@ -49,7 +49,7 @@ TEST(RecordFormatter, AppendsToWhatIsThere) {
   EXPECT_EQ(out, "before <name>value</name>");
 }
 
-TEST(RecordFormatter, LeavesTheTextWhenAnEntryLiesBeyondAShortTable) {
+TEST(RecordFormatter, LeavesTheTextWhenAnEntryIsBeyondAShortTable) {
   const FieldNameTable names({"only one"});
   const sqm::testing::FixedUtilities utilities;
   std::string out = "before";

@@ -16,7 +16,7 @@ namespace {
 
 using Setter = std::int64_t (SQM::*)(std::int64_t, const std::optional<std::string_view>&);
 
-/// What holds for both setters of every kind.
+/// Tests of both setters of every kind.
 class RecordSetters : public EveryKind {
  protected:
   static constexpr Setter kSetters[] = {&SQM::SetAttribute, &SQM::SetAttributeAfterXMLCompatibleFormat};

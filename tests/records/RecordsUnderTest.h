@@ -13,7 +13,7 @@
 #include "sqm/records/SQM.h"
 #include "sqm/testing/FakeHost.h"
 
-/// The text that a record formats, and the status it gives.
+/// The text and the status of a formatted record.
 struct Formatted {
   std::int64_t status;
   std::optional<std::string> text;
@@ -23,10 +23,10 @@ struct Formatted {
 
 std::ostream& operator<<(std::ostream& out, const Formatted& formatted);
 
-/// Has the record format itself into a slot that holds `slot`.
+/// Formats the record into a slot that holds `slot`.
 Formatted formatted(sqm::SQM& record, std::optional<std::string> slot = "");
 
-/// Stores "V0" to "V90" in the fields, and texts under all keys that are no field names.
+/// Stores "V0" to "V90" in the fields, and texts under all keys that are not field names.
 void fillEverything(sqm::SQM& record);
 
 /// One kind of record, and how it differs from the others. Texts are those with the field names "F0" to "F90".
@@ -40,7 +40,7 @@ struct KindCase {
   std::string requiredKey = "F6";
   std::int64_t requiredMissing = 3;     ///< the status without the required key
   std::string minimal = {};             ///< the text of a record that holds "V6" in field 6 and the required key
-  Formatted withoutResource = {3, ""};  ///< what comes out without a field-name table
+  Formatted withoutResource = {3, ""};  ///< the result without a field-name table
   std::int64_t highestField = 90;
   std::int64_t fieldRejected = 0;  ///< the setters' status above `highestField`, and without a dictionary
   std::int64_t plainSetterNameMissing = 0;
@@ -53,7 +53,7 @@ std::ostream& operator<<(std::ostream& out, const KindCase& kind);
 /// The kinds that format something: all but the base of the connection records.
 const std::vector<KindCase>& recordKinds();
 
-/// What holds for every kind.
+/// Tests of every kind.
 class EveryKind : public ::testing::TestWithParam<KindCase> {
  protected:
   const KindCase& kind() const { return GetParam(); }

@@ -42,7 +42,7 @@ TEST(RecordProtocol, ExportsThreeIntegersOfFourBytesThatAreZero) {
   EXPECT_EQ(sqm::NSSqmError, 0);
 }
 
-TEST(RecordProtocol, StatusesAreTheNumbersThatClientsKnow) {
+TEST(RecordProtocol, StatusesHaveTheirNumbers) {
   EXPECT_EQ(sqm::kRecordOk, 0);
   EXPECT_EQ(sqm::kRecordRejected, 3);
   EXPECT_EQ(sqm::kConnectionRequiredFieldMissing, 4);

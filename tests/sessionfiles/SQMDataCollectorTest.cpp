@@ -65,7 +65,7 @@ const TextCall kCreation = {"collectDataOnCreation",
                              {83, {}},
                              {85, {}}}};
 
-// The pop type, argument 3, is missing here: an absent one is no error.
+// Argument 3, the pop type, is not listed: an absent one is no error.
 const TextCall kPreConnect = {
     "collectDataonPreConnect",
     [](SQMDataCollector& collector, const Arguments& a) {
@@ -218,7 +218,7 @@ TEST_F(SQMDataCollectorTest, AccessProcedureIsLeftOutWhenTheFirstArgumentIsS) {
   EXPECT_NO_THROW(collector.collectDataonPreConnect("s", "", std::nullopt, "", "", "", ""));
 }
 
-TEST_F(SQMDataCollectorTest, AnAbsentArgumentThrowsWhenItsTurnComesAndWhatCameBeforeStays) {
+TEST_F(SQMDataCollectorTest, AnAbsentArgumentThrowsAndWhatWasWrittenBeforeItStays) {
   for (const TextCall& call : {kCreation, kPreConnect, kPostConnect}) {
     for (std::size_t absent = 0; absent < 7; ++absent) {
       if (call.name == kPreConnect.name && absent == 3) continue;
@@ -249,7 +249,7 @@ TEST_F(SQMDataCollectorTest, DisconnectionWritesItsNumbersThenItsTextsThenTheByt
   EXPECT_EQ(changed(""), (Texts{{33, "1"}, {66, "2"}, {75, "phone"}}));
 }
 
-TEST_F(SQMDataCollectorTest, TheSystemVersionIsAskedForOnceAndKept) {
+TEST_F(SQMDataCollectorTest, TheSystemVersionIsReadOnceAndKept) {
   EXPECT_EQ(collector.getOSVersion(), "10.8.2");
   createWithNumbers();
   host.utilities.osVersion = "10.9";
@@ -260,7 +260,7 @@ TEST_F(SQMDataCollectorTest, TheSystemVersionIsAskedForOnceAndKept) {
   EXPECT_EQ(collector.valueForField(1), "10.8.2");
 }
 
-TEST_F(SQMDataCollectorTest, AnEmptySystemVersionIsKeptAndNotAskedForAgain) {
+TEST_F(SQMDataCollectorTest, AnEmptySystemVersionIsKeptAndNotReadAgain) {
   host.utilities.osVersion = "";
   createWithNumbers();
   EXPECT_EQ(collector.valueForField(1), "");

@@ -30,7 +30,7 @@ const std::string kFile = kFolder + "/0Q20261115210738.sqm";
 
 Date at(std::chrono::year_month_day day, std::chrono::seconds time) { return std::chrono::sys_days(day) + time; }
 
-/// Shows what only a subclass sees.
+/// Makes the protected members public.
 struct SubclassRecord : SQMRecord {
   using SQMRecord::mConnectStartDate_;
   using SQMRecord::mLoginStartDate_;
@@ -46,7 +46,7 @@ class SQMRecordTest : public ::testing::Test {
     record.setSQMDir(kFolder);
   }
 
-  /// What the file holds after a save that went well.
+  /// The content of the file after a successful save.
   std::string saved() {
     EXPECT_TRUE(record.saveRec());
     return host.files.content(kFile).value_or("no such file");

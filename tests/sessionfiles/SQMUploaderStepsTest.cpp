@@ -1,4 +1,4 @@
-// The order in which the directory uploader takes its steps.
+// The order of the directory uploader's steps.
 
 #include <cstdint>
 #include <string>
@@ -13,7 +13,6 @@
 
 #include "tests/upload/RecordedSteps.h"
 
-using sqm::Notification;
 using sqm::SQMUploader;
 using sqm::testing::FakeHost;
 
@@ -33,18 +32,7 @@ TEST(SQMUploaderSteps, SetUpTheTransactionThenOpenTheLogAtLevel2) {
 }
 
 TEST(SQMUploaderSteps, RegisterAfterTheSessionIsStartedAndBeforeTheLogIsOpened) {
-  FakeHost fakes;
-  RecordedSteps recorded(fakes);
-  std::string failuresAt;
-  std::string_view step;
-  const auto observer = fakes.notificationCenter.addObserver(sqm::TrelkSQMUploadError, nullptr,
-                                                             [&](const Notification&) { failuresAt += step; });
-  recorded.onStep = [&](std::string_view current) {
-    step = current;
-    if (current != "make") fakes.http.fail();
-  };
-  const auto uploader = SQMUploader::create(fakes.host);
-  EXPECT_EQ(failuresAt, "open SQMUploadlog.log 2");
+  EXPECT_EQ(stepsWithObservers<SQMUploader>(sqm::TrelkSQMUploadError), "open SQMUploadlog.log 2");
 }
 
 TEST(SQMUploaderSteps, LogBeforeTheBodyIsSentAndSetTheStatusAfter) {

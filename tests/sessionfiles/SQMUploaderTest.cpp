@@ -10,11 +10,12 @@
 #include "sqm/testing/FakeHost.h"
 #include "sqm/upload/SQMUploadNotifications.h"
 
+#include "tests/support/ObservedConsole.h"
+
 using sqm::Notification;
 using sqm::NotificationCenter;
 using sqm::SQMUploader;
 using sqm::testing::FakeHost;
-using sqm::testing::MemoryConsole;
 
 namespace {
 
@@ -23,7 +24,7 @@ using Lines = std::vector<std::string>;
 const std::string kFolder = "/sessions";
 constexpr std::string_view kUrl = "https://collect.example/sqm";
 
-/// Records the notifications of the uploaders, and runs a function at each.
+/// Records the notifications of the uploaders, and calls `then` after each.
 class Observer {
  public:
   explicit Observer(NotificationCenter& center) {
@@ -43,17 +44,6 @@ class Observer {
 
  private:
   std::vector<NotificationCenter::Registration> registrations_;
-};
-
-/// Runs a function at each line, while the store is at work.
-class InterferingConsole : public MemoryConsole {
- public:
-  void writeLine(std::string_view text) override {
-    MemoryConsole::writeLine(text);
-    if (onLine) onLine(text);
-  }
-
-  std::function<void(std::string_view)> onLine;
 };
 
 class SQMUploaderTest : public ::testing::Test {
@@ -87,7 +77,7 @@ class SQMUploaderTest : public ::testing::Test {
   }
 
   FakeHost host;
-  InterferingConsole console;
+  ObservedConsole console;
   Observer observer{host.notificationCenter};
   std::unique_ptr<SQMUploader> uploader;
 };
@@ -209,26 +199,20 @@ TEST_F(SQMUploaderTest, AnyOtherStatusIsAnErrorAndKeepsTheFiles) {
   }
 }
 
-TEST_F(SQMUploaderTest, AnErrorKeepsTheFiles) {
+TEST_F(SQMUploaderTest, AnErrorAndATimeOutKeepTheFiles) {
   put("a.sqm", "a");
-  uploader->startSend();
-  host.http.fail();
-  EXPECT_EQ(names(), Lines{"a.sqm"});
-  EXPECT_EQ(uploader->getActivityStatus(), kFailed);
-  EXPECT_EQ(observer.posted, Lines{"TrelkSQMUploadError"});
-  EXPECT_EQ(logAfter(2), (Lines{"DEBUG 2 httpStatus***notification recieved :TrelkHttpTransactionErrorNotification",
-                                "DEBUG 2 httpStatus***upload error"}));
-}
-
-TEST_F(SQMUploaderTest, ATimeOutKeepsTheFiles) {
-  put("a.sqm", "a");
-  uploader->startSend();
-  host.http.timeOut();
-  EXPECT_EQ(names(), Lines{"a.sqm"});
-  EXPECT_EQ(uploader->getActivityStatus(), kFailed);
-  EXPECT_EQ(observer.posted, Lines{"TrelkSQMUploadError"});
-  EXPECT_EQ(logAfter(2), (Lines{"DEBUG 2 httpStatus***notification recieved :TrelkHttpTransactionTimeOutNotification",
-                                "DEBUG 2 httpStatus***upload error"}));
+  for (const std::string_view failure :
+       {sqm::TrelkHttpTransactionErrorNotification, sqm::TrelkHttpTransactionTimeOutNotification}) {
+    observer.posted.clear();
+    uploader->startSend();
+    const std::size_t logged = log().size();
+    host.http.transactions().back()->end(failure, 0);
+    EXPECT_EQ(names(), Lines{"a.sqm"});
+    EXPECT_EQ(uploader->getActivityStatus(), kFailed);
+    EXPECT_EQ(observer.posted, Lines{"TrelkSQMUploadError"});
+    EXPECT_EQ(logAfter(logged), (Lines{"DEBUG 2 httpStatus***notification recieved :" + std::string(failure),
+                                       "DEBUG 2 httpStatus***upload error"}));
+  }
 }
 
 TEST_F(SQMUploaderTest, AnAbortPostsNothingAndTheStatusStaysSending) {
@@ -335,7 +319,7 @@ TEST_F(SQMUploaderTest, ASecondStartIsSentBesideTheFirst) {
   EXPECT_EQ(observer.posted, (Lines{"TrelkSQMUploadComplete", "TrelkSQMUploadComplete"}));
 }
 
-TEST_F(SQMUploaderTest, WithoutAnAddressTheTransactionIsAskedAllTheSame) {
+TEST_F(SQMUploaderTest, AnAbsentAddressIsPassedOn) {
   put("a.sqm", "a");
   uploader->setSQMUploadUrl(std::nullopt);
   uploader->startSend();

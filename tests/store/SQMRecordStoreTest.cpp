@@ -22,7 +22,7 @@ using ::testing::IsEmpty;
 
 namespace {
 
-/// The operations of one record type, and what they say.
+/// The operations of one record type, its file and its element.
 struct TypeCase {
   const char* name;
   RecordType type;
@@ -72,7 +72,7 @@ constexpr TypeCase kUserAcceptance = {"UserAcceptance",
 constexpr TypeCase kTypeCases[] = {kClient, kConnection, kDevice, kApplication, kUserAcceptance};
 static_assert(sqm::isPermutationOfTypes(kTypeCases, &TypeCase::type));
 
-/// What a document of the type is when the list is empty.
+/// The document of an empty list of the type.
 std::optional<std::string> emptyDocumentOf(const TypeCase& type) {
   return type.type == RecordType::connection ? std::optional(listDocument("connectionList", "")) : std::nullopt;
 }
@@ -117,7 +117,7 @@ TEST_P(RecordStoreOfType, SavingByNameStoresAndReturnsFalse) {
   EXPECT_EQ(document(store), documentOf("<r/>"));
 }
 
-TEST_P(RecordStoreOfType, AbsentTextIsPassedOverAndReturnsFalse) {
+TEST_P(RecordStoreOfType, AbsentTextIsIgnoredAndReturnsFalse) {
   SQMRecordStore store(fakes.host);
   EXPECT_FALSE((store.*GetParam().save)(std::nullopt));
   EXPECT_FALSE(store.saveSQMRecordType(number(), std::nullopt));
@@ -209,7 +209,7 @@ TEST_P(RecordStoreOfType, ElementsThatAreNoStringsAreSkippedAndTheOthersStay) {
   EXPECT_EQ(document(store), documentOf("<one/><two/>"));
 }
 
-TEST_P(RecordStoreOfType, FileThatIsNoArrayIsPassedOver) {
+TEST_P(RecordStoreOfType, FileThatIsNoArrayIsIgnored) {
   for (const TypeCase& type : kTypeCases) {
     fakes.propertyLists.put(storeFile(type.type), PropertyList::Array{"<kept/>"});
   }
@@ -271,7 +271,7 @@ TEST(RecordStore, OtherTypesStoreNothingAndReturnFalse) {
   for (const TypeCase& type : kTypeCases) EXPECT_EQ((store.*type.document)(), emptyDocumentOf(type)) << type.name;
 }
 
-TEST(RecordStore, OnlyTheUserAcceptanceDocumentGoesToTheConsoleToo) {
+TEST(RecordStore, OnlyTheUserAcceptanceDocumentIsAlsoWrittenToTheConsole) {
   FakeHost fakes;
   SQMRecordStore store(fakes.host);
   for (const TypeCase& type : kTypeCases) (store.*type.save)("<r>100 %@</r>");
@@ -327,7 +327,7 @@ TEST(RecordStore, SavingReturnsTheResultOfTheLastWriteAlone) {
   }
 }
 
-TEST(RecordStore, WithoutTheFolderSavingFailsAndMakesNothing) {
+TEST(RecordStore, WithoutTheFolderSavingFailsAndCreatesNothing) {
   FakeHost fakes;
   for (const TypeCase& type : kTypeCases) fakes.propertyLists.refuseWriting(storeFile(type.type));
   SQMRecordStore store(fakes.host);

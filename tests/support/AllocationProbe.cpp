@@ -30,7 +30,7 @@ std::size_t AllocationProbe::bytes() const { return allocatedBytes; }
 
 void AllocationProbe::failAfter(std::size_t successes) { allowed = allocations + successes; }
 
-// The other forms of operator new and delete come down to these.
+// The other forms of operator new and delete call these.
 // NOLINTBEGIN(cppcoreguidelines-no-malloc): this is where memory comes from.
 
 void* operator new(std::size_t size) {

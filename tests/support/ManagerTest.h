@@ -66,7 +66,7 @@ class ManagerTest : public ::testing::Test {
   std::vector<std::string> log() const { return fakes.logs.lines("SQMManager.log"); }
 
   /// The record's values that the filter was last called with.
-  Values askedValues() const { return valuesOf(fakes.filter.queries.back().values); }
+  Values queriedValues() const { return valuesOf(fakes.filter.queries.back().values); }
 
   sqm::testing::FakeHost fakes;
   std::unique_ptr<sqm::SQMManager> manager = std::make_unique<sqm::SQMManager>(fakes.host);

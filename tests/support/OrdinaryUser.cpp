@@ -21,9 +21,9 @@ OrdinaryUser::~OrdinaryUser() {
   EXPECT_EQ(::seteuid(::getuid()), 0);
 }
 
-Forbidden::Forbidden(std::string path, std::filesystem::perms left)
+RestrictedPermissions::RestrictedPermissions(std::string path, std::filesystem::perms left)
     : path_(std::move(path)), before_(std::filesystem::status(path_).permissions()) {
   std::filesystem::permissions(path_, left);
 }
 
-Forbidden::~Forbidden() { std::filesystem::permissions(path_, before_); }
+RestrictedPermissions::~RestrictedPermissions() { std::filesystem::permissions(path_, before_); }

@@ -6,8 +6,8 @@
 
 #include "tools/support/TemporaryFolder.h"
 
-/// For its lifetime a test that root started runs as an ordinary user, whom permissions bind. Programs started in that
-/// time write their coverage to a folder of that user, which is removed with the object.
+/// Runs a test that root started as an ordinary user, to whom permissions apply, for the lifetime of the object.
+/// Programs started in that time write their coverage to a folder of that user, which is removed with the object.
 class OrdinaryUser {
  public:
   OrdinaryUser();
@@ -19,18 +19,18 @@ class OrdinaryUser {
   std::optional<tools::TemporaryFolder> coverage_;
 };
 
-/// The permissions of a folder that nobody may write to.
+/// The permissions of a folder that nobody can write to.
 inline constexpr std::filesystem::perms kReadOnlyFolder =
     std::filesystem::perms::owner_read | std::filesystem::perms::owner_exec | std::filesystem::perms::group_read |
     std::filesystem::perms::group_exec | std::filesystem::perms::others_read | std::filesystem::perms::others_exec;
 
 /// Restricts a file or folder to these permissions for its lifetime.
-class Forbidden {
+class RestrictedPermissions {
  public:
-  Forbidden(std::string path, std::filesystem::perms left);
-  Forbidden(const Forbidden&) = delete;
-  Forbidden& operator=(const Forbidden&) = delete;
-  ~Forbidden();
+  RestrictedPermissions(std::string path, std::filesystem::perms left);
+  RestrictedPermissions(const RestrictedPermissions&) = delete;
+  RestrictedPermissions& operator=(const RestrictedPermissions&) = delete;
+  ~RestrictedPermissions();
 
  private:
   std::string path_;

@@ -2,5 +2,5 @@
 
 #include <chrono>
 
-/// How long a test waits for what takes milliseconds: it must pass in a sanitizer's build on a busy machine, too.
+/// How long a test waits for an event that takes milliseconds: long enough for a sanitizer's build on a busy machine.
 inline constexpr std::chrono::seconds kPatience{250};

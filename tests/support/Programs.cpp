@@ -20,7 +20,7 @@ pid_t startProgram(std::vector<std::string> arguments, int in, int out, int err)
     ::dup2(in, STDIN_FILENO);
     ::dup2(out, STDOUT_FILENO);
     ::dup2(err, STDERR_FILENO);
-    // The program is opened as the user who started the test, because the effective user may lack permission for the
+    // The program is opened as the user that started the test, because the effective user may lack permission for the
     // folder of the build. It runs as the effective user alone.
     const uid_t user = ::geteuid();
     (void)::seteuid(::getuid());
@@ -62,7 +62,7 @@ Outcome runOnTerminal(const std::vector<std::string>& arguments) {
   ::fcntl(line, F_SETFD, FD_CLOEXEC);
   termios settings{};
   ::tcgetattr(line, &settings);
-  settings.c_oflag &= ~static_cast<tcflag_t>(OPOST);  // a line feed stays one
+  settings.c_oflag &= ~static_cast<tcflag_t>(OPOST);  // a line feed is not changed
   ::tcsetattr(line, TCSANOW, &settings);
   const pid_t child = startProgram(arguments, line, line, line);
   ::close(line);

@@ -30,8 +30,8 @@ int endOf(pid_t child);
 Outcome runProgram(const std::vector<std::string>& arguments, std::string_view input = "");
 
 /// Runs a program to its end with a terminal as its standard input, output and error. `out` is what was written to the
-/// terminal. The terminal does not control the program: a controlling terminal is hung up when its program ends, and
-/// what was not read by then is lost.
+/// terminal. It is not the controlling terminal of the program: that one is hung up when its program ends, and unread
+/// output is lost.
 Outcome runOnTerminal(const std::vector<std::string>& arguments);
 
 /// A running collection server, on a free port unless one is given.

@@ -147,7 +147,7 @@ TEST_F(SqmctlDirectory, IsNotPostedForEverWhenItsFilesCannotBeDeleted) {
   std::filesystem::permissions(home.path(), std::filesystem::perms::all);
   std::filesystem::permissions(folder / "0Q20261115210738.sqm", std::filesystem::perms::others_read,
                                std::filesystem::perm_options::add);
-  const Forbidden toDelete(folder.path(), kReadOnlyFolder);
+  const RestrictedPermissions toDelete(folder.path(), kReadOnlyFolder);
   Outcome outcome;
   {
     const OrdinaryUser user;

@@ -71,7 +71,7 @@ TEST_F(SqmctlFields, ChecksTheTableOfTheResourcesByItself) {
 
 TEST_F(SqmctlFields, SaysThatATableCannotBeReached) {
   putContent(file, "<plist><array/></plist>");
-  const Forbidden closed(folder.path(), std::filesystem::perms::none);
+  const RestrictedPermissions closed(folder.path(), std::filesystem::perms::none);
   const OrdinaryUser user;
   const Outcome outcome = runProgram({kSqmctl, "fields", file});
   EXPECT_EQ(outcome.status, 1);

@@ -197,7 +197,7 @@ Outcome playAsOrdinaryUser(const std::string& home) {
 
 TEST(SqmctlPlayRun, AHomeDirectoryOfAnotherUserIsAFailure) {
   const TemporaryFolder folder;
-  const Forbidden forbidden(folder.path(), kReadOnlyFolder);
+  const RestrictedPermissions forbidden(folder.path(), kReadOnlyFolder);
   const Outcome outcome = playAsOrdinaryUser(folder / "home");
   EXPECT_EQ(outcome.status, 1);
   EXPECT_EQ(outcome.out, "");
@@ -210,7 +210,7 @@ TEST(SqmctlPlayRun, AnSQMFolderThatCannotBeWrittenIsAFailure) {
   const std::string sqm = (folder / "home") + "/Library/Application Support/Trelk/Trelk Quenfa/SQM";
   fs::create_directories(sqm);
   fs::permissions(folder.path(), kReadOnlyFolder);
-  const Forbidden forbidden(sqm, kReadOnlyFolder);
+  const RestrictedPermissions forbidden(sqm, kReadOnlyFolder);
   const Outcome outcome = playAsOrdinaryUser(folder / "home");
   fs::permissions(folder.path(), fs::perms::owner_all);
   EXPECT_EQ(outcome.status, 1);

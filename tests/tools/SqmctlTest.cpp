@@ -156,7 +156,7 @@ TEST(SqmctlLooking, NeedsNoPermissionToWrite) {
   for (const auto& entry : fs::recursive_directory_iterator(home.path())) {
     fs::permissions(entry.path(), entry.is_directory() ? kEnterable : kReadable, fs::perm_options::add);
   }
-  const Forbidden toWrite(home.path(), kReadOnlyFolder);
+  const RestrictedPermissions toWrite(home.path(), kReadOnlyFolder);
   const OpenResources resources;
   const OrdinaryUser user;
   for (Words look : kLooks) {

@@ -10,10 +10,10 @@
 #include "sqm/common/Format.h"
 #include "sqm/testing/FakeHost.h"
 
-/// Records, in order, what an uploader asks of its transaction and its log: "make", "encoding 0",
+/// Records, in order, the calls of an uploader to its transaction and its log: "make", "encoding 0",
 /// "session TrelkConnect, SQMHttp.log", "open SQMUploadlog.log 2", "line 2 text", "send body".
 ///
-/// Ownership: takes the place of the transactions and the logs of `fakes`, and lives shorter.
+/// Ownership: replaces the transactions and the logs of `fakes`, which outlives it.
 class RecordedSteps : public sqm::HttpTransactionFactory, public sqm::LogFileFactory {
  public:
   explicit RecordedSteps(sqm::testing::FakeHost& fakes) : fakes_(fakes) {
@@ -81,3 +81,21 @@ class RecordedSteps : public sqm::HttpTransactionFactory, public sqm::LogFileFac
 
   sqm::testing::FakeHost& fakes_;
 };
+
+/// Creates an uploader whose transaction fails at each step of the creation. Returns the steps at which the uploader
+/// posted `failureName`: those at which it observed the transaction.
+template <typename Uploader>
+std::string stepsWithObservers(std::string_view failureName) {
+  sqm::testing::FakeHost fakes;
+  RecordedSteps recorded(fakes);
+  std::string found;
+  std::string_view step;
+  const auto observer =
+      fakes.notificationCenter.addObserver(failureName, nullptr, [&](const sqm::Notification&) { found += step; });
+  recorded.onStep = [&](std::string_view current) {
+    step = current;
+    if (current != "make") fakes.http.fail();
+  };
+  const auto uploader = Uploader::create(fakes.host);
+  return found;
+}

@@ -94,18 +94,7 @@ TEST(UpdaterAgentSteps, SetUpTheTransactionThenOpenTheLogAtLevel2) {
 }
 
 TEST(UpdaterAgentSteps, RegisterAfterTheSessionIsStartedAndBeforeTheLogIsOpened) {
-  FakeHost fakes;
-  RecordedSteps recorded(fakes);
-  std::string failuresAt;
-  std::string_view step;
-  const auto observer = fakes.notificationCenter.addObserver(TrelkSQMUploadFailure, nullptr,
-                                                             [&](const Notification&) { failuresAt += step; });
-  recorded.onStep = [&](std::string_view current) {
-    step = current;
-    if (current != "make") fakes.http.fail();
-  };
-  const auto agent = SQMUpdaterAgent::create(fakes.host);
-  EXPECT_EQ(failuresAt, "open SQMUploadlog.log 2");
+  EXPECT_EQ(stepsWithObservers<SQMUpdaterAgent>(TrelkSQMUploadFailure), "open SQMUploadlog.log 2");
 }
 
 TEST(UpdaterAgentSteps, LogBeforeTheDocumentIsSentAndSetTheStateAfter) {
@@ -164,7 +153,8 @@ TEST_F(UpdaterAgent, AbsentAddressIsPassedOn) {
   ASSERT_EQ(fakes.http.requests().size(), 1U);
   EXPECT_EQ(fakes.http.requests()[0].url, std::nullopt);
   EXPECT_EQ(agent->uploadStatus(), Status::sending);
-  EXPECT_EQ(log().front(), "DEBUG 2 startSend***started sending data to server: (null)");
+  EXPECT_THAT(log(), ElementsAre("DEBUG 2 startSend***started sending data to server: (null)",
+                                 "DEBUG 2 startSend*** SQM Data:<doc/>"));
 }
 
 TEST_F(UpdaterAgent, ASecondUploadUsesTheSameTransaction) {
@@ -174,7 +164,7 @@ TEST_F(UpdaterAgent, ASecondUploadUsesTheSameTransaction) {
   EXPECT_EQ(fakes.http.transactions().size(), 1U);
 }
 
-/// How the transaction ends, and what the agent makes of it.
+/// An outcome of the transaction, and what the agent reports for it.
 struct EndCase {
   const char* name;
   std::string_view notification;

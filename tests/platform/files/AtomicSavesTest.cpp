@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cerrno>
 #include <string>
 #include <sys/wait.h>
@@ -29,16 +30,18 @@ class AtomicSaves : public ::testing::Test {
     FaultyFileOperations files;
     EXPECT_TRUE(save(files, new_));
     calls_ = files.calls();
+    // Faults are numbered from 1, as calls are.
+    renameCall_ = 1 + static_cast<std::size_t>(std::find(calls_.begin(), calls_.end(), "rename") - calls_.begin());
     newContent_ = contentOf(path_);
     putContent(path_, oldContent_);
   }
 
   bool save(FileOperations& files, const Strings& list) {
     PropertyListFiles lists(logs_, {.atomicSaves = true}, files);
-    return lists.writeToFile(list, path_, false);
+    return lists.writeToFile(list, path_, /*atomically=*/false);
   }
 
-  /// Saves the new list in a process of its own, which the fault kills.
+  /// Saves the new list in a child process, which the fault kills.
   void saveAndBeKilled(Fault fault) {
     const pid_t child = ::fork();
     ASSERT_GE(child, 0);
@@ -49,12 +52,13 @@ class AtomicSaves : public ::testing::Test {
     }
     int status = 0;
     ASSERT_EQ(::waitpid(child, &status, 0), child);
-    ASSERT_TRUE(WIFSIGNALED(status)) << "the save came to its end";
+    ASSERT_TRUE(WIFSIGNALED(status)) << "the save was not interrupted";
   }
 
-  /// Where the new list takes the place of the old one, counted from 1 as faults are.
-  std::size_t renameCall() const {
-    return static_cast<std::size_t>(std::find(calls_.begin(), calls_.end(), "rename") - calls_.begin()) + 1;
+  /// The first sync of the folder, after the new list has replaced the old one.
+  std::size_t folderSyncCall() const {
+    const auto renamed = calls_.begin() + static_cast<std::ptrdiff_t>(renameCall_);
+    return 1 + static_cast<std::size_t>(std::find(renamed, calls_.end(), "fsync") - calls_.begin());
   }
 
   TemporaryFolder folder_;
@@ -65,11 +69,17 @@ class AtomicSaves : public ::testing::Test {
   std::string oldContent_;
   std::string newContent_;
   std::vector<std::string> calls_;
+  std::size_t renameCall_ = 0;  ///< the call that replaces the old list by the new one
 };
 
-TEST_F(AtomicSaves, GoThroughATemporaryFileThatIsSyncedAndRenamed) {
-  EXPECT_EQ(calls_, (std::vector<std::string>{"open", "fstat", "unlink", "open", "fstat", "write", "write", "write",
-                                              "fsync", "close", "rename", "fsync", "close"}));
+TEST_F(AtomicSaves, SyncTheNewFileAfterTheLastWriteAndBeforeTheRenameAndThenTheFolder) {
+  std::vector<std::string> order;
+  for (const std::string& call : calls_) {
+    const bool counts = call == "write" || call == "fsync" || call == "rename";
+    if (counts && (order.empty() || order.back() != call)) order.push_back(call);
+  }
+  EXPECT_EQ(order, (Strings{"write", "fsync", "rename", "fsync"}));
+  EXPECT_GT(std::count(calls_.begin(), calls_.end(), "write"), 1) << "the list is written in several pieces";
 }
 
 TEST_F(AtomicSaves, AProcessKilledAtAnyCallLeavesTheOldOrTheNewList) {
@@ -79,18 +89,18 @@ TEST_F(AtomicSaves, AProcessKilledAtAnyCallLeavesTheOldOrTheNewList) {
       SCOPED_TRACE(calls_[call - 1] + ", call " + std::to_string(call));
       putContent(path_, oldContent_);
       saveAndBeKilled({kind, call, 0});
-      const bool renamed = call > renameCall() || (call == renameCall() && kind == Fault::Kind::killsAfter);
+      const bool renamed = call > renameCall_ || (call == renameCall_ && kind == Fault::Kind::killsAfter);
       EXPECT_TRUE(contentOf(path_) == (renamed ? newContent_ : oldContent_));
       EXPECT_LE(folder_.names().size(), 2U);
     }
   }
   EXPECT_TRUE(save(FileOperations::posix(), new_));
-  EXPECT_EQ(folder_.names(), Strings{"SQMConnection.plist"}) << "what the killed left behind is not cleared away";
+  EXPECT_EQ(folder_.names(), Strings{"SQMConnection.plist"}) << "the temporary file of a killed process is still there";
 }
 
 TEST_F(AtomicSaves, AFailureAtAnyCallLeavesTheOldListAndNothingElse) {
   std::size_t failures = 0;
-  for (std::size_t call = 1; call < renameCall() + 1; ++call) {
+  for (std::size_t call = 1; call <= renameCall_; ++call) {
     for (const int error : {ENOSPC, EIO}) {
       SCOPED_TRACE(calls_[call - 1] + ", call " + std::to_string(call));
       FaultyFileOperations files({Fault::Kind::fails, call, error});
@@ -104,18 +114,18 @@ TEST_F(AtomicSaves, AFailureAtAnyCallLeavesTheOldListAndNothingElse) {
   }
 }
 
-TEST_F(AtomicSaves, AFolderThatCannotBeSyncedIsReportedThoughTheNewListStands) {
-  FaultyFileOperations files({Fault::Kind::fails, renameCall() + 1, EIO});
+TEST_F(AtomicSaves, AFolderThatCannotBeSyncedIsReportedAndTheNewListStays) {
+  FaultyFileOperations files({Fault::Kind::fails, folderSyncCall(), EIO});
   EXPECT_FALSE(save(files, new_));
   EXPECT_TRUE(contentOf(path_) == newContent_);
 }
 
-TEST_F(AtomicSaves, AFileSystemThatSyncsNoFoldersWillDo) {
-  FaultyFileOperations files({Fault::Kind::fails, renameCall() + 1, EINVAL});
+TEST_F(AtomicSaves, AFileSystemThatCannotSyncFoldersIsNoFailure) {
+  FaultyFileOperations files({Fault::Kind::fails, folderSyncCall(), EINVAL});
   EXPECT_TRUE(save(files, new_));
 }
 
-TEST_F(AtomicSaves, ShortAndInterruptedCallsDoNotHarm) {
+TEST_F(AtomicSaves, PartialAndInterruptedCallsAreContinued) {
   for (std::size_t call = 1; call <= calls_.size(); ++call) {
     const std::string& name = calls_[call - 1];
     if (name == "fstat" || name == "unlink" || name == "rename") continue;  // these are not interrupted
@@ -130,7 +140,7 @@ TEST_F(AtomicSaves, ShortAndInterruptedCallsDoNotHarm) {
   EXPECT_TRUE(logs_.lines("SQMFiles.log").empty());
 }
 
-TEST_F(AtomicSaves, ALinkInTheTemporaryFilesPlaceIsNotFollowed) {
+TEST_F(AtomicSaves, ALinkWithTheNameOfTheTemporaryFileIsNotFollowed) {
   putContent(folder_ / "other", "precious");
   std::filesystem::create_symlink(folder_ / "other", path_ + ".new");
   EXPECT_TRUE(save(FileOperations::posix(), new_));
@@ -141,11 +151,11 @@ TEST_F(AtomicSaves, ALinkInTheTemporaryFilesPlaceIsNotFollowed) {
 TEST_F(AtomicSaves, TheCallersFlagIsEnough) {
   FaultyFileOperations files;
   PropertyListFiles lists(logs_, {}, files);
-  EXPECT_TRUE(lists.writeToFile(new_, path_, true));
-  EXPECT_EQ(files.calls(), calls_);
+  EXPECT_TRUE(lists.writeToFile(new_, path_, /*atomically=*/true));
+  EXPECT_EQ(files.calls(), calls_) << "as with the option";
 }
 
-TEST_F(AtomicSaves, AMissingFolderIsNotMade) {
+TEST_F(AtomicSaves, AMissingFolderIsNotCreated) {
   PropertyListFiles lists(logs_, {});
   EXPECT_FALSE(lists.writeToFile(new_, folder_ / "missing/list.plist", true));
   EXPECT_EQ(folder_.names(), Strings{"SQMConnection.plist"});

@@ -84,7 +84,8 @@ TEST_F(LogFilesTest, LinesAboveTheLevelOfTheLogAreLeftOut) {
   EXPECT_EQ(content("a.log"), line("yes"));
 }
 
-TEST_F(LogFilesTest, EachLineIsOneWrite) {
+// So that the lines of several processes do not mix.
+TEST_F(LogFilesTest, EachLineIsWrittenWhole) {
   FaultyFileOperations files;
   LogFiles logs(options(), files);
   const auto log = logs.initWithFile("a.log", 2);

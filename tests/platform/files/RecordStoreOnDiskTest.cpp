@@ -43,7 +43,7 @@ class RecordStoreOnDisk : public ::testing::Test {
   StandardHost host_{options()};
 };
 
-TEST_F(RecordStoreOnDisk, WithoutTheFolderSavingFailsAndMakesNothing) {
+TEST_F(RecordStoreOnDisk, WithoutTheFolderSavingFailsAndCreatesNothing) {
   SQMRecordStore store(host_);
   store.saveSQMConnRecordToStore("<r/>");
   EXPECT_FALSE(store.SaveSQMStoreToDisk());

@@ -143,8 +143,8 @@ TEST_F(Removal, WhatMustNotBeRemovedStaysAndTheRestGoes) {
   fs::permissions(tree, fs::perms::all);
   fs::permissions(folder.path(), fs::perms::all);
   {
-    const Forbidden unreadable(tree + "/d", fs::perms::none);
-    const Forbidden readOnly(tree + "/a/b", kReadOnlyFolder);
+    const RestrictedPermissions unreadable(tree + "/d", fs::perms::none);
+    const RestrictedPermissions readOnly(tree + "/a/b", kReadOnlyFolder);
     const OrdinaryUser user;
     EXPECT_EQ(files.remove(tree), std::errc::permission_denied);
   }

@@ -132,7 +132,7 @@ TEST_F(SystemFilesTest, WhatCannotBeListedIsReported) {
 
 TEST_F(SystemFilesTest, AFolderThatMustNotBeReadIsReported) {
   putContent(folder / "file", "");
-  const Forbidden forbidden(folder.path(), fs::perms::none);
+  const RestrictedPermissions forbidden(folder.path(), fs::perms::none);
   const OrdinaryUser user;
   EXPECT_EQ(files.list(folder.path(), isAnyName, entries), std::errc::permission_denied);
 }
@@ -206,7 +206,7 @@ TEST_F(SystemFilesTest, WhatCannotBeReadIsReportedAndLeavesTheContent) {
     EXPECT_EQ(content, "before") << path;
   }
   fs::permissions(folder.path(), fs::perms::all);
-  const Forbidden forbidden(folder / "file", fs::perms::none);
+  const RestrictedPermissions forbidden(folder / "file", fs::perms::none);
   const OrdinaryUser user;
   std::string content;
   EXPECT_EQ(files.read(folder / "file", content), std::errc::permission_denied);
@@ -288,7 +288,7 @@ TEST_F(SystemFilesTest, AFileThatCannotBeOpenedForWritingIsReported) {
   for (const auto& [path, problem] : cases) EXPECT_EQ(files.write(path, "new"), problem) << path;
   EXPECT_EQ(folder.names(), Names{"file"});
   EXPECT_EQ(contentOf(folder / "file"), "content");
-  const Forbidden forbidden(folder.path(), kReadOnlyFolder);
+  const RestrictedPermissions forbidden(folder.path(), kReadOnlyFolder);
   const OrdinaryUser user;
   EXPECT_EQ(files.write(folder / "a", "new"), std::errc::permission_denied);
 }

@@ -7,11 +7,11 @@
 #include <netdb.h>
 #include <string_view>
 
+#include "tests/support/Patience.h"
+
 namespace sqm::tests {
 
 namespace {
-
-constexpr std::chrono::seconds kPatience{60};
 
 /// Never destroyed: a look-up may outlive the test that started it.
 struct Lookups {

@@ -136,7 +136,7 @@ TEST_F(HttpExchange, NeverHasTheCredentialsOfTheAddress) {
   EXPECT_THAT(exchange.reason, testing::Not(testing::HasSubstr("secret")));
 }
 
-TEST_F(HttpExchange, OfATimeOutSaysSo) {
+TEST_F(HttpExchange, OfATimeOutHasItsOutcomeAndReason) {
   watchClient({.totalLimit = 50ms});
   const Exchange exchange = exchangeWith({""});
   EXPECT_EQ(exchange.outcome, HttpOutcome::timedOut);

@@ -24,6 +24,7 @@
 #include "sqm/testing/MemoryLog.h"
 
 #include "tests/platform/http/LoopbackServer.h"
+#include "tests/support/Patience.h"
 
 namespace sqm::tests {
 
@@ -31,8 +32,6 @@ inline constexpr std::string_view kCompleted = TrelkHttpTransactionCompletedNoti
 inline constexpr std::string_view kError = TrelkHttpTransactionErrorNotification;
 inline constexpr std::string_view kTimeOut = TrelkHttpTransactionTimeOutNotification;
 inline constexpr std::string_view kAborted = TrelkHttpTransactionAbortedNotification;
-
-inline constexpr std::chrono::milliseconds kPatience = std::chrono::minutes(1);
 
 /// A notification of a transaction, and the transaction's status and content inside the handler.
 struct Outcome {
@@ -168,7 +167,7 @@ class HttpFixture : public ::testing::Test {
   NotificationCenter notifications;
   sqm::testing::MemoryLogs logs;
   std::optional<platform::HttpClient> client;
-  std::optional<Caller> last;  // made first, so that no destroyed transaction had its address
+  std::optional<Caller> last;  // made first: no destroyed transaction had its address
 };
 
 }  // namespace sqm::tests

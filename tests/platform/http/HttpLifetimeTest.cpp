@@ -136,7 +136,7 @@ TEST_F(HttpLifetime, TheClientEndsWhileANameLookUpIsBlocked) {
   caller->send(std::string("http://") + kBlockedName + "/");
   ASSERT_TRUE(waitForBlockedLookUp());
   client.reset();
-  EXPECT_TRUE(lookUpIsBlocked());  // it has not been waited for
+  EXPECT_TRUE(lookUpIsBlocked());  // the client did not wait for it
   releaseBlockedLookUps();
 }
 
@@ -152,14 +152,14 @@ TEST_F(HttpLifetime, ClientsAreIndependentOfEachOther) {
   const LoopbackServer silent(kNoAnswer);
   const LoopbackServer server(response("200 OK", "ok"));
   sqm::platform::HttpClient other(loop, notifications, logs);
-  Caller stays(other, notifications);
-  const auto goes = newCaller();
-  goes->send(silent.url());
+  Caller ofOther(other, notifications);
+  const auto ofDestroyedClient = newCaller();
+  ofDestroyedClient->send(silent.url());
   ASSERT_TRUE(silent.waitForHeads(1));
   client.reset();
-  stays.send(server.url());
-  ASSERT_TRUE(loop.runUntil([&] { return !stays.outcomes.empty(); }, kPatience));
-  EXPECT_THAT(stays.outcomes, ElementsAre(kOk));
+  ofOther.send(server.url());
+  ASSERT_TRUE(loop.runUntil([&] { return !ofOther.outcomes.empty(); }, kPatience));
+  EXPECT_THAT(ofOther.outcomes, ElementsAre(kOk));
 }
 
 TEST_F(HttpLifetime, AClientThatNeverSentEndsQuietly) {

@@ -189,7 +189,7 @@ TEST_F(HttpOutcome, LimitsBeyondAllReasonAreNoLimits) {
 }
 
 TEST_F(HttpOutcome, NoLimitRunsWhileARequestWaitsItsTurn) {
-  startClient({.totalLimit = 500ms, .connectionBound = 1});
+  startClient({.totalLimit = 2s, .connectionBound = 1});
   const LoopbackServer server({{""}, response("200 OK", "second")});
   const auto first = newCaller();
   const auto second = newCaller();

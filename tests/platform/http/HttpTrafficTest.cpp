@@ -169,7 +169,7 @@ TEST_F(HttpTraffic, TheLogNamesTheReasonWhyARequestWasNotSent) {
 }
 
 TEST_F(HttpTraffic, TheLogHasTimeOutsAndAborts) {
-  startClient({.totalLimit = std::chrono::milliseconds(50)});
+  startClient({.totalLimit = std::chrono::milliseconds(500)});
   const LoopbackServer server(Answer{""});
   const auto caller = newCaller();
   caller->transaction->startSession("s", "SQMHttp.log");

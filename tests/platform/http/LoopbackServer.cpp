@@ -20,12 +20,11 @@
 #include <unistd.h>
 
 #include "tests/platform/http/LoopbackSocket.h"
+#include "tests/support/Patience.h"
 
 namespace sqm::tests {
 
 namespace {
-
-constexpr std::chrono::seconds kPatience{60};
 
 /// The value of "Content-Length:" as libcurl spells it; 0 without one.
 std::size_t declaredLength(std::string_view head) {

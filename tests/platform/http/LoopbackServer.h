@@ -30,7 +30,7 @@ Answer response(std::string_view status, std::string_view body = {});
 
 struct ReceivedRequest {
   std::size_t connection = 0;  ///< from 0, in the order in which they were opened
-  std::string head;            ///< up to and with the empty line
+  std::string head;            ///< the empty line included
   std::string body;
 };
 

@@ -30,6 +30,7 @@
 #include "tests/platform/http/LoopbackServer.h"
 #include "tests/platform/http/LoopbackSocket.h"
 #include "tests/support/FreshProcess.h"
+#include "tests/support/Patience.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace {
@@ -42,8 +43,6 @@ using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using Then = Answer::Then;
 using Strings = std::vector<std::string>;
-
-constexpr auto kPatience = 1min;
 
 /// The host's transactions. The first one is the uploader's.
 class KeptTransactions : public sqm::HttpTransactionFactory {
@@ -73,7 +72,7 @@ StandardHost::Options optionsOf(const std::string& home, const sqm::platform::Ht
   return options;
 }
 
-/// A sending process: the standard host with this home directory, and the uploader.
+/// The standard host with this home directory, and the uploader of the process.
 class Sender {
  public:
   explicit Sender(const std::string& home, const sqm::platform::HttpOptions& http = {})
@@ -93,8 +92,8 @@ class Sender {
     for (const char* data : all) EXPECT_TRUE(uploader().quequeRecord(data, url));
   }
 
-  /// Runs the loop until the condition holds, and then until a request that is begun now has failed, by when every
-  /// outcome from before has been posted.
+  /// Runs the loop until the condition holds, and then until another request has failed: every earlier outcome has been
+  /// posted by then.
   void runUntil(const std::function<bool()>& condition) {
     ASSERT_TRUE(host_.runLoop().runUntil(condition, kPatience));
     bool isPosted = false;
@@ -169,7 +168,7 @@ TEST_IN_FRESH_PROCESS(QueueUpload, ThreeAnswers200TakeThreeRequestsInOrderAndLea
   EXPECT_EQ(sender.linesWith("recieved response as kept response code:200"), 3U);
 }
 
-/// How an upload fails.
+/// A way in which an upload fails.
 struct Failure {
   const char* name;
   Answer answer;
@@ -295,7 +294,7 @@ TEST_IN_FRESH_PROCESS(QueueUpload, TheUploaderMayBeCreatedOnAnotherThreadWhileTh
     uploader->quequeRecord("queued", url);
     host.mainThread->post([uploader] { uploader->uploadRecord(); });
   });
-  for (int each = 0; each < 20; ++each) {  // as another part of the application does
+  for (int each = 0; each < 20; ++each) {  // like another part of the application
     const auto transaction = host.httpTransactions->makeTransaction();
     std::size_t outcomes = 0;
     const auto registration =
@@ -330,7 +329,7 @@ class Child {
     end_ = ends[1];
   }
 
-  /// Passes on the address and waits for the end of the process. Returns its status, as of `waitpid`.
+  /// Sends the address to the process and waits for its end. Returns its status, as `waitpid` reports it.
   int run(const std::string& url) const {
     const std::string line = url + "\n";
     EXPECT_EQ(::write(end_, line.data(), line.size()), static_cast<ssize_t>(line.size()));

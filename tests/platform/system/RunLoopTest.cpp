@@ -14,6 +14,8 @@
 #include "sqm/platform/system/MainThreadAdapter.h"
 #include "sqm/platform/system/RunLoop.h"
 
+#include "tests/support/Patience.h"
+
 namespace {
 
 using sqm::MainThread;
@@ -21,8 +23,6 @@ using sqm::platform::MainThreadAdapter;
 using sqm::platform::RunLoop;
 using std::chrono::milliseconds;
 using testing::ElementsAre;
-
-constexpr milliseconds kPatience = std::chrono::minutes(1);
 
 TEST(RunLoop, PostNeverRunsTheTaskItself) {
   RunLoop loop;

@@ -13,7 +13,7 @@
 #include "tests/platform/files/ShellCommand.h"
 #include "tests/support/TemporaryFolder.h"
 
-// The report as its receiver decodes it.
+// The report, decoded as its receiver does.
 
 namespace sqm::platform {
 namespace {
@@ -109,7 +109,7 @@ TEST_F(DiagnosticReport, NetworkNamesOfAnyBytesAreReported) {
   EXPECT_TRUE(ssid.ends_with("\\ufffd\\xe9'\n"));
 }
 
-/// A text of `length` characters that hardly compresses.
+/// A text of `length` characters that can hardly be compressed.
 std::string noise(std::size_t length) {
   constexpr std::string_view kCharacters = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+-";
   std::minstd_rand random(11);

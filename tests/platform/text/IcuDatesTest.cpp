@@ -135,7 +135,7 @@ TEST(SystemClock, ItsTwoReadingsAgree) {
   const std::int64_t before = clock.time();
   const auto date = std::chrono::floor<std::chrono::seconds>(clock.date()).time_since_epoch().count();
   const std::int64_t after = clock.time();
-  EXPECT_LE(before, date + 1);  // the C library's clock may lag by a tick
+  EXPECT_LE(before, date + 1);  // the C library's clock may be a tick behind
   EXPECT_GE(after, date - 1);
   EXPECT_GT(before, 1'700'000'000);
 }
@@ -180,13 +180,13 @@ TEST(StartTimes, TheLastDigitCountsTheWeekdayInItsMonth) {
 }
 
 TEST(StartTimes, AreOffNearTheChangesOfSummerTime) {
-  // The moved date lies before the change, and is written with the offset of that time.
+  // The moved date is before the change, and is written with the offset of that time.
   EXPECT_EQ(startTime(at(2026y / 3 / 29, 30min), "Europe/Berlin"), "2026-03-29 0:30:0.5");
   EXPECT_EQ(startTime(at(2026y / 3 / 29, 1h + 30min), "Europe/Berlin"), "2026-03-29 0:30:0.5");
   EXPECT_EQ(startTime(at(2026y / 3 / 29, 3h), "Europe/Berlin"), "2026-03-29 3:00:0.5");
   EXPECT_EQ(startTime(at(2026y / 10 / 25, 1h + 30min), "Europe/Berlin"), "2026-10-25 2:30:0.4");
   EXPECT_EQ(startTime(at(2026y / 10 / 25, 2h), "Europe/Berlin"), "2026-10-25 2:00:0.4");
-  // West of Greenwich the moved date lies after the change.
+  // West of Greenwich the moved date is after the change.
   EXPECT_EQ(startTime(at(2026y / 3 / 8, 9h), "America/Los_Angeles"), "2026-03-08 10:00:0.2");
 }
 
