@@ -87,7 +87,7 @@ File& File::operator=(File&& other) noexcept {
   return *this;
 }
 
-std::error_code File::openAt(FileOperations& files, int folder, const std::string& path, int flags, mode_t mode) {
+std::error_code File::openAny(FileOperations& files, const std::string& path, int flags, mode_t mode, int folder) {
   close();
   files_ = &files;
   do {
@@ -96,31 +96,17 @@ std::error_code File::openAt(FileOperations& files, int folder, const std::strin
   return isOpen() ? std::error_code() : lastError();
 }
 
-std::error_code File::readStatus(bool isFolder) {
-  std::error_code problem;
-  if (files_->fstat(descriptor_, status_) != 0) {
+std::error_code File::open(FileOperations& files, const std::string& path, int flags, int folder) {
+  auto problem = openAny(files, path, flags | O_NONBLOCK | O_NOCTTY, kPrivateFile, folder);
+  if (problem) return problem;
+  if (files.fstat(descriptor_, status_) != 0) {
     problem = lastError();
-  } else if (!isFolder && !S_ISREG(status_.st_mode)) {
+  } else if ((flags & O_DIRECTORY) == 0 && !S_ISREG(status_.st_mode)) {
     problem =
         make_error_code(S_ISDIR(status_.st_mode) ? std::errc::is_a_directory : std::errc::operation_not_supported);
   }
   if (problem) close();
   return problem;
-}
-
-std::error_code File::open(FileOperations& files, const std::string& path, int flags) {
-  if (const auto problem = openAt(files, AT_FDCWD, path, flags | O_NONBLOCK | O_NOCTTY, kPrivateFile)) return problem;
-  return readStatus((flags & O_DIRECTORY) != 0);
-}
-
-std::error_code File::openFolderIn(const File& folder, const std::string& name) {
-  constexpr int kFlags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW;
-  if (const auto problem = openAt(*folder.files_, folder.descriptor(), name, kFlags, 0)) return problem;
-  return readStatus(/*isFolder=*/true);
-}
-
-std::error_code File::openAny(FileOperations& files, const std::string& path, int flags, mode_t mode) {
-  return openAt(files, AT_FDCWD, path, flags, mode);
 }
 
 std::error_code File::close() {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <fcntl.h>
 #include <string>
 #include <string_view>
 #include <sys/stat.h>
@@ -53,14 +54,12 @@ class File {
   ~File() { close(); }
 
   /// Opens `path`, which must be a regular file unless `flags` ask for a folder, and reads its status. Does not block
-  /// on a pipe or a device. A new file is private to the user.
-  std::error_code open(FileOperations& files, const std::string& path, int flags);
-
-  /// Opens a folder in the folder that is open, or ".." for the one above it. Does not follow a link.
-  std::error_code openFolderIn(const File& folder, const std::string& name);
+  /// on a pipe or a device. A new file is private to the user. A relative path begins at `folder`, a descriptor.
+  std::error_code open(FileOperations& files, const std::string& path, int flags, int folder = AT_FDCWD);
 
   /// Opens whatever `path` names. Does not read its status.
-  std::error_code openAny(FileOperations& files, const std::string& path, int flags, mode_t mode);
+  std::error_code openAny(FileOperations& files, const std::string& path, int flags, mode_t mode,
+                          int folder = AT_FDCWD);
 
   bool isOpen() const { return descriptor_ >= 0; }
   int descriptor() const { return descriptor_; }
@@ -69,9 +68,6 @@ class File {
   std::error_code close();
 
  private:
-  std::error_code openAt(FileOperations& files, int folder, const std::string& path, int flags, mode_t mode);
-  std::error_code readStatus(bool isFolder);
-
   FileOperations* files_ = nullptr;
   int descriptor_ = -1;
   struct ::stat status_ {};

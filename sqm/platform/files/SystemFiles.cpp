@@ -1,18 +1,21 @@
 #include "sqm/platform/files/SystemFiles.h"
 
 #include <algorithm>
+#include <array>
+#include <cerrno>
 #include <cstddef>
 #include <cstdint>
+#include <dirent.h>
 #include <fcntl.h>
 #include <utility>
 
 #include "sqm/common/internal/TryReserve.h"
-#include "sqm/platform/files/internal/Folders.h"
 
 namespace sqm::platform {
 
 namespace {
 
+constexpr int kFolder = O_RDONLY | O_DIRECTORY | O_NOFOLLOW;
 constexpr mode_t kNewFile = 0666;  // as with fopen, less the umask
 
 /// Appends the file to `content`. The string fills what it grows by with zeros: the steps keep that in the cache.
@@ -31,6 +34,100 @@ std::error_code appendFile(FileOperations& operations, const File& file, std::st
     content.resize(end + count);
     if (problem || count < step) return problem;
     expected = expected > count ? expected - count : kLongestStep;
+  }
+}
+
+/// The names in a folder that was just opened, without "." and "..", in the order of the file system. No names when
+/// the folder cannot be listed to its end.
+std::error_code listNames(FileOperations& files, const File& folder, std::vector<std::string>& names) {
+  names.clear();
+  constexpr std::size_t kBuffer = 32'768;
+  alignas(::dirent64) std::array<char, kBuffer> buffer;
+  for (;;) {
+    const ssize_t size = files.getdents(folder.descriptor(), buffer.data(), buffer.size());
+    if (size == 0) return {};
+    if (size < 0) {
+      if (errno == EINTR) continue;
+      const auto problem = lastError();
+      names.clear();
+      return problem;
+    }
+    for (ssize_t at = 0; at < size;) {
+      // NOLINTNEXTLINE(cppcoreguidelines-pro-type-reinterpret-cast): the system writes records of this type
+      const auto* entry = reinterpret_cast<const ::dirent64*>(buffer.data() + at);
+      const std::string_view name(entry->d_name);
+      if (name != "." && name != "..") names.emplace_back(name);
+      at += entry->d_reclen;
+    }
+  }
+}
+
+/// A folder between the first one and the one that is open.
+struct Level {
+  dev_t device;
+  ino_t inode;
+  std::vector<std::string> folders;  // those in it that are not empty yet
+};
+
+bool isNotEmpty(const std::error_code& problem) {
+  return problem == std::errc::directory_not_empty || problem == std::errc::file_exists;  // POSIX allows both
+}
+
+void keepFirst(std::error_code& first, const std::error_code& problem) {
+  if (!first) first = problem;
+}
+
+/// Removes an entry, unless it is a folder with something in it.
+std::error_code removeEntry(FileOperations& files, int folder, const std::string& name) {
+  if (files.unlinkat(folder, name, 0) == 0) return {};
+  if (errno == EISDIR && files.unlinkat(folder, name, AT_REMOVEDIR) == 0) return {};
+  return lastError();
+}
+
+Level removeEntries(FileOperations& files, const File& folder, std::error_code& first) {
+  Level level{folder.status().st_dev, folder.status().st_ino, {}};
+  std::vector<std::string> names;
+  keepFirst(first, listNames(files, folder, names));
+  for (std::string& name : names) {
+    const auto problem = removeEntry(files, folder.descriptor(), name);
+    if (isNotEmpty(problem)) {
+      level.folders.push_back(std::move(name));
+    } else {
+      keepFirst(first, problem);
+    }
+  }
+  return level;
+}
+
+/// Walks down into the folders that are not empty and back up by "..", which is checked: another program can move a
+/// folder meanwhile.
+std::error_code removeContent(FileOperations& files, File folder) {
+  std::error_code first;
+  std::vector<Level> levels;
+  levels.push_back(removeEntries(files, folder, first));
+  for (;;) {
+    if (auto& folders = levels.back().folders; !folders.empty()) {
+      File below;
+      if (const auto problem = below.open(files, folders.back(), kFolder, folder.descriptor())) {
+        keepFirst(first, problem);
+        folders.pop_back();
+        continue;
+      }
+      folder = std::move(below);
+      levels.push_back(removeEntries(files, folder, first));
+      continue;
+    }
+    levels.pop_back();
+    if (levels.empty()) return first;
+    File above;
+    if (const auto problem = above.open(files, "..", kFolder, folder.descriptor())) return problem;
+    Level& level = levels.back();
+    if (above.status().st_dev != level.device || above.status().st_ino != level.inode) {
+      return {ESTALE, std::generic_category()};
+    }
+    folder = std::move(above);
+    keepFirst(first, removeEntry(files, folder.descriptor(), level.folders.back()));
+    level.folders.pop_back();
   }
 }
 
@@ -76,6 +173,15 @@ std::error_code SystemFiles::write(const std::string& path, std::string_view con
   return problem;
 }
 
-std::error_code SystemFiles::remove(const std::string& path) { return removeTree(operations_, path); }
+// Needs the stack of one call and two descriptors, at any depth.
+std::error_code SystemFiles::remove(const std::string& path) {
+  const auto problem = removeEntry(operations_, AT_FDCWD, path);
+  if (!isNotEmpty(problem)) return problem;
+  File folder;
+  if (const auto failed = folder.open(operations_, path, kFolder)) return failed;
+  auto first = removeContent(operations_, std::move(folder));
+  keepFirst(first, removeEntry(operations_, AT_FDCWD, path));
+  return first;
+}
 
 }  // namespace sqm::platform
