@@ -1,4 +1,4 @@
-// Whole property lists as values: in both forms, from other writers, and from hostile files.
+// Whole property lists as values: in both forms, from other writers, and from malformed files.
 
 #include <cmath>
 #include <cstdint>
@@ -158,7 +158,7 @@ TEST(PropertyListValueTest, WhatIsNoListIsNothing) {
       "<plist><integer>-9223372036854775809</integer></plist>", "<plist><real>1,5</real></plist>",
       "<plist><data>a</data></plist>", "<plist><data>****</data></plist>", "<plist><date>2026-11-22</date></plist>",
       "<plist><date>2026-02-30T00:00:00Z</date></plist>",
-      // A null, a fill byte, and what the table ends in the middle of.
+      // A null, a fill byte, and objects that the offset table cuts off.
       File{.objects = {std::string(1, '\0')}}.bytes(), File{.objects = {"\x0F"}}.bytes(),
       File{.objects = {std::string("\x13\0\0", 3)}}.bytes(), File{.objects = {"\x1F"}}.bytes(),
       File{.objects = {std::string("\x23\0\0", 3)}}.bytes(), File{.objects = {std::string("\x21\0\0", 3)}}.bytes(),
