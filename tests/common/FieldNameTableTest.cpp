@@ -105,7 +105,7 @@ TEST(FieldNameTable, AllNamesMayBeMissing) {
   EXPECT_EQ(table.fieldNamed(""), std::nullopt);
 }
 
-TEST(FieldNameTable, FirstFieldStandsForAllOfItsName) {
+TEST(FieldNameTable, FirstFieldRepresentsAllOfItsName) {
   Names names = numbered(FieldNameTable::kFields);
   names[40] = "F12";
   names[90] = "F12";

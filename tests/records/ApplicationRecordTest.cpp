@@ -28,7 +28,7 @@ TEST_F(ApplicationRecord, TwoSessionFieldsAreAlwaysWritten) {
   EXPECT_EQ(record.FormatCommonSessionFields(), "<F13></F13><F86></F86>");
 }
 
-TEST_F(ApplicationRecord, Fields13And86StandBeforeField81) {
+TEST_F(ApplicationRecord, Fields13And86AreWrittenBeforeField81) {
   for (const int field : {84, 83, 82, 81, 80, 79, 78, 77, 86, 13}) {
     record.SetAttribute(field, "V" + std::to_string(field));
   }

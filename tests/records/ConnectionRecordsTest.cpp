@@ -89,7 +89,7 @@ TEST_F(ConnectionRecords, SubTypesOfWiFiAndEthernetFollowTheFieldNamesAndThatOfM
   EXPECT_EQ(SQMEthernetConnectionRecord(fake.host).recordSubType(), "ethernet");
 }
 
-TEST_F(ConnectionRecords, SubTypesThatFollowTheFieldNamesMayBeMissing) {
+TEST_F(ConnectionRecords, SubTypesFromTheFieldNamesMayBeMissing) {
   fake.removeFieldNames();
   EXPECT_EQ(SQMWiFiConnectionRecord(fake.host).recordSubType(), std::nullopt);
   EXPECT_EQ(SQMMBConnectionRecord(fake.host).recordSubType(), "mobiledata");
@@ -161,7 +161,7 @@ TEST_F(MobileBroadbandRecord, AlwaysWritesTwoOfItsFields) {
   EXPECT_EQ(SQMMBConnectionRecord(fake.host).FormatMBConnectionFields(), "<F46></F46><F50></F50>");
 }
 
-TEST_F(MobileBroadbandRecord, Field35StandsAfter43) {
+TEST_F(MobileBroadbandRecord, Field35IsWrittenAfter43) {
   SQMMBConnectionRecord record(fake.host);
   sqm::ValueDictionary values;
   for (const char* field : {"44", "35", "43"}) values.set(std::string("F") + field, std::string("V") + field);

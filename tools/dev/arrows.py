@@ -48,7 +48,7 @@ STANDARD = set(
 )
 
 # The POSIX headers that the platform's public headers may include: they belong to the system, not to a library.
-POSIX = {"sys/stat.h", "sys/types.h"}
+POSIX = {"fcntl.h", "sys/stat.h", "sys/types.h"}
 
 INCLUDE = re.compile(r'^[ \t]*#[ \t]*include[ \t]*(<[^>\n]*>|"[^"\n]*"|\w+)', re.MULTILINE)
 

@@ -178,7 +178,7 @@ TEST_F(ArchiveFilesTest, LongestArchiveIsNotOutgrown) {
   EXPECT_THAT(problems(), ElementsAre("USER 2 cannot write " + path_ + ": File too large"));
 }
 
-/// A file that is no archive, and why. What it holds, megabytes in places, is made only in the test that is about it.
+/// A file that is no archive, and the reason. Its content, megabytes in some cases, is made only in its own test.
 struct Unreadable {
   const char* name;
   std::function<std::string()> content;
@@ -306,7 +306,7 @@ TEST_F(ArchiveFilesTest, WhatCannotBeMovedStaysAndYieldsNothing) {
                                       path_ + ".unreadable: Not a directory"));
 }
 
-/// An archive, sound or damaged, that is read while something goes wrong.
+/// Reads an archive, sound or damaged, with a fault.
 class ArchiveRead : public ArchiveFilesTest {
  protected:
   ArchiveRead() {
@@ -323,7 +323,7 @@ class ArchiveRead : public ArchiveFilesTest {
     return files.calls();
   }
 
-  /// What the folder holds, as one text: a reading may rename it, no more.
+  /// The content of all files of the folder: a reading may rename a file, no more.
   std::string held() const {
     std::string all;
     for (const std::string& name : folder_.names()) all += contentOf(folder_ / name);

@@ -12,7 +12,7 @@
 
 namespace sqm::platform::test {
 
-/// What befalls one call.
+/// A fault of one call.
 struct Fault {
   enum class Kind { none, fails, writesHalf, killsBefore, killsHalfway, killsAfter };
   Kind kind = Kind::none;
@@ -20,7 +20,7 @@ struct Fault {
   int error = 0;
 };
 
-/// The system's operations, with a fault at the n-th call. Counts and names the calls.
+/// The system's operations, with a fault at the n-th call. Records the names of the calls.
 class FaultyFileOperations : public FileOperations {
  public:
   FaultyFileOperations() = default;
@@ -28,7 +28,7 @@ class FaultyFileOperations : public FileOperations {
 
   /// The names of the calls so far.
   const std::vector<std::string>& calls() const { return calls_; }
-  /// The largest piece that was written by one call.
+  /// The bytes of the largest write.
   std::size_t largestWrite() const { return largestWrite_; }
 
   int openat(int folder, const std::string& path, int flags, mode_t mode) override {
@@ -43,11 +43,11 @@ class FaultyFileOperations : public FileOperations {
   ssize_t write(int descriptor, const void* bytes, std::size_t size) override {
     largestWrite_ = std::max(largestWrite_, size);
     return call("write", [&] {
-      if (!strikes(Fault::Kind::writesHalf) && !strikes(Fault::Kind::killsHalfway)) {
+      if (!hasFault(Fault::Kind::writesHalf) && !hasFault(Fault::Kind::killsHalfway)) {
         return system_.write(descriptor, bytes, size);
       }
       const ssize_t written = system_.write(descriptor, bytes, (size + 1) / 2);
-      if (strikes(Fault::Kind::killsHalfway)) die();
+      if (hasFault(Fault::Kind::killsHalfway)) killProcess();
       return written;
     });
   }
@@ -62,7 +62,7 @@ class FaultyFileOperations : public FileOperations {
   }
   int close(int descriptor) override {
     const int result = call("close", [&] { return system_.close(descriptor); });
-    if (strikes(Fault::Kind::fails)) {  // the descriptor is closed all the same
+    if (hasFault(Fault::Kind::fails)) {  // a failing close also closes the descriptor
       system_.close(descriptor);
       errno = fault_.error;
     }
@@ -82,20 +82,20 @@ class FaultyFileOperations : public FileOperations {
   }
 
  private:
-  bool strikes(Fault::Kind kind) const { return fault_.kind == kind && fault_.call == calls_.size(); }
+  bool hasFault(Fault::Kind kind) const { return fault_.kind == kind && fault_.call == calls_.size(); }
 
-  static void die() { ::kill(::getpid(), SIGKILL); }
+  static void killProcess() { ::kill(::getpid(), SIGKILL); }
 
   template <typename Operation>
   auto call(const char* name, Operation&& operation) -> decltype(operation()) {
     calls_.emplace_back(name);
-    if (strikes(Fault::Kind::killsBefore)) die();
-    if (strikes(Fault::Kind::fails)) {
+    if (hasFault(Fault::Kind::killsBefore)) killProcess();
+    if (hasFault(Fault::Kind::fails)) {
       errno = fault_.error;
       return -1;
     }
     const auto result = operation();
-    if (strikes(Fault::Kind::killsAfter)) die();
+    if (hasFault(Fault::Kind::killsAfter)) killProcess();
     return result;
   }
 

@@ -36,7 +36,7 @@ class PropertyListFilesTest : public ::testing::Test {
     putContent(path_, content);
     return read();
   }
-  /// What an XML list of this content holds.
+  /// The strings of an XML list with this content.
   std::optional<Array> readElements(std::string_view elements) {
     return read("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\">\n<array>\n" +
                 std::string(elements) + "</array>\n</plist>\n");

@@ -16,7 +16,7 @@ namespace {
 
 class PropertyListMemory : public ::testing::TestWithParam<bool> {
  protected:
-  /// What it takes to save as many records, which are full of what has to be escaped.
+  /// The cost of saving `count` records with many characters that must be escaped.
   struct Cost {
     std::size_t allocations;
     std::size_t bytes;

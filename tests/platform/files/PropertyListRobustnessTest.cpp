@@ -31,7 +31,7 @@ class PropertyListRobustness : public ::testing::Test {
     putContent(path_, content);
     return lists_.arrayWithContentsOfFile(path_);
   }
-  /// Reads what is no list of strings: nothing, and one line that names the file.
+  /// Expects that the content is not read as a list, and that one line names the file.
   void expectNothing(std::string_view content) {
     const std::size_t before = logs_.lines("SQMFiles.log").size();
     EXPECT_EQ(read(content), std::nullopt);
@@ -193,7 +193,7 @@ TEST_F(PropertyListRobustness, FieldNameTablesOfAnyKindMakeATableOrNone) {
   EXPECT_EQ(lists_.arrayWithContentsOfFile(path_), std::nullopt);
 }
 
-/// Records of any bytes: what each byte does alone, in pairs and beside text; random runs; long ones.
+/// Records of any bytes: each byte alone, in pairs and beside text; random bytes; long records.
 Strings anyRecords() {
   Strings records;
   for (unsigned first = 0; first < 256; ++first) {

@@ -1,4 +1,4 @@
-// Whole property lists as values: in both forms, from other writers, and from hostile files.
+// Whole property lists as values: in both forms, from other writers, and from malformed files.
 
 #include <algorithm>
 #include <chrono>
@@ -228,7 +228,7 @@ TEST(PropertyListValueTest, WhatIsNoListIsNothing) {
       "", "garbage", "<plist/>", "<plist><other/></plist>", "<plist><array><other/></array></plist>",
       "<plist><dict><string>a</string></dict></plist>", "<plist><dict><key>a</key></dict></plist>",
       "<plist><dict><key>a</key><other/></dict></plist>",
-      // A null, a fill byte, and what the table ends in the middle of.
+      // A null, a fill byte, and objects that the offset table cuts off.
       File{.objects = {std::string(1, '\0')}}.bytes(), File{.objects = {"\x0F"}}.bytes(),
       File{.objects = {std::string("\x13\0\0", 3)}}.bytes(), File{.objects = {"\x1F"}}.bytes(),
       File{.objects = {std::string("\x23\0\0", 3)}}.bytes(), File{.objects = {std::string("\x21\0\0", 3)}}.bytes(),

@@ -20,8 +20,8 @@
 #include "tests/platform/files/FaultyFileOperations.h"
 #include "tests/support/TemporaryFolder.h"
 
-// A process with a queue and its archive meets every fault. It is a child of the test and reports its progress through
-// a pipe, one word at a time.
+// Every fault in a process with a queue and its archive. The process is a child of the test and reports its progress
+// through a pipe, one word at a time.
 
 namespace sqm::platform {
 namespace {
@@ -46,7 +46,7 @@ constexpr const char* kLoaded = "loaded";
 constexpr const char* kBegun = "begun";
 constexpr const char* kDone = "done";
 
-/// What the child process has.
+/// The services of the child process.
 struct Process {
   Process(const std::string& folder, Fault fault, int pipe) : files(fault), pipe_(pipe) {
     host.configuration.applicationFolder = folder;
@@ -90,7 +90,7 @@ struct Process {
 
   testing::FakeHost host;
   FaultyFileOperations files;
-  SystemFiles systemFiles;  // its questions are not among the calls: nothing can be lost by them
+  SystemFiles systemFiles;  // its calls are not counted: they read only
   ArchiveFiles archives{host.logs, files};
 
  private:
@@ -131,7 +131,7 @@ class QueueCrash : public ::testing::Test {
     return words;
   }
 
-  /// The calls that a process makes when nothing happens to it; the first `loading` of them load the queue.
+  /// The calls of a process without a fault; the first `loading` of them load the queue.
   Words callsOfAllChanges(std::size_t& loading) {
     int status = 0;
     Words words = wordsOf(
@@ -170,13 +170,13 @@ TEST_F(QueueCrash, AProcessKilledAtAnyCallLeavesTheQueueBeforeOrAfterTheChange) 
       int status = 0;
       const Words words = wordsOf(
           {kind, call, 0}, [](Process& process) { process.run([](std::size_t) {}); }, status);
-      ASSERT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL) << "the process came to its end";
+      ASSERT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL) << "the process was not killed";
       const auto begun = static_cast<std::size_t>(std::count(words.begin(), words.end(), kBegun));
       const auto done = static_cast<std::size_t>(std::count(words.begin(), words.end(), kDone));
       ASSERT_EQ(begun, call <= loading ? 0 : (call - loading - 1) / steps + 1);
       const auto read = archived();
       EXPECT_TRUE(read == kStates.at(begun) || (done < begun && read == kStates.at(done)));
-      // Once it has been renamed it is the new one, before that the old one.
+      // After the rename the archive is the new one, before it the old one.
       const std::size_t step = call > loading ? (call - loading - 1) % steps : 0;
       const bool isRenamed = step > renaming || (step == renaming && kind == Fault::Kind::killsAfter);
       EXPECT_EQ(read, kStates.at(isRenamed || begun == 0 ? begun : begun - 1));
@@ -185,7 +185,7 @@ TEST_F(QueueCrash, AProcessKilledAtAnyCallLeavesTheQueueBeforeOrAfterTheChange) 
   EXPECT_THAT(logs_.lines("SQMFiles.log"), IsEmpty()) << "no archive was unreadable";
 }
 
-/// Checks in the child process that a fault has done no harm, and reports what harm it did.
+/// Checks the queue, the archive and the log in the child process after a change, and reports what is wrong.
 void checkAfterChange(Process& process, const Fault& fault, std::size_t callsBefore, std::size_t number) {
   const auto complain = [&](const char* what) { process.send("change " + std::to_string(number) + ": " + what); };
   if (QFRecordUploader::sharedQFRecordUploader()->recordQueue() != kStates.at(number)) {
@@ -229,7 +229,7 @@ TEST_F(QueueCrash, AFaultAtAnyCallLeavesTheOldArchiveAndTheQueueInMemory) {
       std::erase(words, kBegun);
       std::erase(words, kDone);
       EXPECT_THAT(words, ::testing::ElementsAre(kLoaded, std::to_string(loading)));
-      // A fault in the last change is not made up for by a later one.
+      // No later change repairs the archive after a fault in the last one.
       if (call + steps <= calls.size() || fault.kind == Fault::Kind::writesHalf) {
         EXPECT_EQ(archived(), kStates.back());
       }

@@ -34,7 +34,7 @@ class RecordStoreOnDisk : public ::testing::Test {
   std::map<std::string, std::string> files() {
     std::map<std::string, std::string> all;
     for (const auto& entry : fs::directory_iterator(sqm::sqmFolderPath(*host_.configuration))) {
-      all[entry.path().filename()] = entry.is_regular_file() ? contentOf(entry.path()) : "no file";
+      all[entry.path().filename()] = entry.is_regular_file() ? contentOf(entry.path()) : "not a file";
     }
     return all;
   }
@@ -89,7 +89,7 @@ TEST_F(RecordStoreOnDisk, FoldersAreMadeWhereTheStoreOfAReplacedConfigurationSav
   for (const RecordType type : sqm::kRecordTypes) EXPECT_TRUE(fs::is_regular_file(pathOf(type)));
 }
 
-/// An application that keeps its own data elsewhere: the SQM folder stays where it is.
+/// An application with another folder for its own data. The SQM folder is unchanged.
 class OwnApplicationFolder : public sqm::platform::HomeFolders {
  public:
   using HomeFolders::HomeFolders;

@@ -58,7 +58,7 @@ class Removal : public ::testing::Test {
     EXPECT_EQ(contentOf(outside + "/sub/file"), "outside");
   }
 
-  TemporaryFolder folder{"/dev/shm"};  // in memory, where thousands of folders are made at once
+  TemporaryFolder folder{"/dev/shm"};  // in memory, where thousands of folders are created quickly
   const std::string tree;
   const std::string outside;
   SystemFiles files;
@@ -100,7 +100,7 @@ TEST_F(Removal, ReportsWhatIsNotThere) {
 }
 
 TEST_F(Removal, ADeepFolderNeedsFewDescriptors) {
-  constexpr int kDepth = 4'000;  // its path is longer than the system takes
+  constexpr int kDepth = 4'000;  // its path is longer than the system's limit
   fs::create_directory(tree);
   int below = ::open(tree.c_str(), O_RDONLY | O_DIRECTORY);
   for (int depth = 0; depth < kDepth; ++depth) {

@@ -37,7 +37,7 @@ Names namesOf(const std::vector<Files::Entry>& entries) {
   return names;
 }
 
-/// Runs a function before the n-th call of a kind.
+/// Runs a function before the first read.
 class InterferingOperations : public FaultyFileOperations {
  public:
   ssize_t read(int descriptor, void* buffer, std::size_t size) override {
@@ -253,7 +253,7 @@ constexpr std::uintmax_t kTooLarge[] = {
 };
 
 TEST_F(SystemFilesTest, AFileThatIsLargerThanMemoryIsReported) {
-  const TemporaryFolder memory("/dev/shm");  // its files can have any size while they hold nothing
+  const TemporaryFolder memory("/dev/shm");  // an empty file can have any size there
   putContent(memory / "a", "");
   for (const std::uintmax_t size : kTooLarge) {
     fs::resize_file(memory / "a", size);
