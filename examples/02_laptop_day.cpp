@@ -1,5 +1,5 @@
 // A laptop's day: every kind of event is recorded, and saved for another process to upload.
-// Usage: 02_laptop_day HOME, where HOME stands for the user's home directory.
+// Usage: 02_laptop_day HOME, where HOME replaces the user's home directory.
 
 #include <cstdio>
 
@@ -15,13 +15,13 @@
 namespace {
 
 using story::event;
-using story::tell;
+using story::print;
 
 enum Medium : std::int64_t { wiFi = 1, mobileBroadband = 2, ethernet = 3 };
 
 /// The client and the modem report what they are.
 void morning(sqm::SQMManager& manager) {
-  tell("08:55", "the client starts and reports itself and its modem");
+  print("08:55", "the client starts and reports itself and its modem");
   const auto client = event({{6, "2026-11-21T08:55:00Z"},
                              {7, "client-4711"},
                              {1, "Example Client"},
@@ -39,11 +39,11 @@ void morning(sqm::SQMManager& manager) {
   manager.sqmCreateDeviceRecord(&device);
 }
 
-/// Wi-Fi in a café whose network has a name that nobody should have to escape by hand, and a VPN session in it.
+/// Wi-Fi in a café whose network name needs escaping, which the library does, and a VPN session in it.
 void wiFiWithVpn(sqm::SQMManager& manager) {
   const auto& codes = *sqm::SQMApplicationRecHelper::sharedSQMApplicationRecHelper();
   manager.setDeviceType(wiFi);
-  tell("09:30", "Wi-Fi: connected to “Café <Bar> & \"Friends\" ☕”");
+  print("09:30", "Wi-Fi: connected to “Café <Bar> & \"Friends\" ☕”");
   const auto start = event({{6, "2026-11-21T09:30:00Z"},
                             {7, "client-4711"},
                             {11, "session-1"},
@@ -59,7 +59,7 @@ void wiFiWithVpn(sqm::SQMManager& manager) {
                             {87, "3"}});
   manager.sqmCreateStartRecord(&start);
 
-  tell("09:31", "VPN: the session starts by itself");
+  print("09:31", "VPN: the session starts by itself");
   const auto vpnStart = event({{6, "2026-11-21T09:31:00Z"},
                                {13, "ada"},
                                {75, codes.launchType(1)},
@@ -72,7 +72,7 @@ void wiFiWithVpn(sqm::SQMManager& manager) {
                                {86, "4.70"}});
   manager.sqmCreateApplicationStartRecord(&vpnStart);
 
-  tell("11:58", "VPN: the user ends it");
+  print("11:58", "VPN: the user ends it");
   const auto vpnStop = event({{6, "2026-11-21T11:58:00Z"},
                               {13, "ada"},
                               {75, codes.launchType(1)},
@@ -83,7 +83,7 @@ void wiFiWithVpn(sqm::SQMManager& manager) {
                               {86, "4.70"}});
   manager.sqmCreateApplicationStopRecord(&vpnStop);
 
-  tell("12:00", "Wi-Fi: disconnected");
+  print("12:00", "Wi-Fi: disconnected");
   const auto stop = event({{6, "2026-11-21T12:00:00Z"},
                            {7, "client-4711"},
                            {11, "session-1"},
@@ -99,7 +99,7 @@ void wiFiWithVpn(sqm::SQMManager& manager) {
 void mobileBroadbandWithPrompt(sqm::SQMManager& manager) {
   const auto& prompts = *sqm::SQMUserAcceptRecHelper::sharedSQMUserAcceptRecHelper();
   manager.setDeviceType(mobileBroadband);
-  tell("13:10", "mobile broadband: the user is asked about roaming, and agrees");
+  print("13:10", "mobile broadband: the user is asked about roaming, and agrees");
   const auto answer = event({{6, "2026-11-21T13:10:00Z"},
                              {13, "ada"},
                              {88, prompts.alertMessageType(0)},
@@ -107,7 +107,7 @@ void mobileBroadbandWithPrompt(sqm::SQMManager& manager) {
                              {90, std::int64_t{4}}});
   manager.sqmCreateUserAcceptanceRecord(&answer);
 
-  tell("13:11", "mobile broadband: connected");
+  print("13:11", "mobile broadband: connected");
   const auto start = event({{6, "2026-11-21T13:11:00Z"},
                             {7, "client-4711"},
                             {11, "session-2"},
@@ -123,7 +123,7 @@ void mobileBroadbandWithPrompt(sqm::SQMManager& manager) {
                             {52, "Zürich & Umgebung"},
                             {59, std::int64_t{-97}}});
   manager.sqmCreateStartRecord(&start);
-  tell("14:45", "mobile broadband: dropped in a tunnel");
+  print("14:45", "mobile broadband: dropped in a tunnel");
   const auto stop = event({{6, "2026-11-21T14:45:00Z"},
                            {7, "client-4711"},
                            {11, "session-2"},
@@ -138,7 +138,7 @@ void mobileBroadbandWithPrompt(sqm::SQMManager& manager) {
 /// At the desk.
 void wired(sqm::SQMManager& manager) {
   manager.setDeviceType(ethernet);
-  tell("15:30", "Ethernet: connected");
+  print("15:30", "Ethernet: connected");
   const auto start = event({{6, "2026-11-21T15:30:00Z"},
                             {7, "client-4711"},
                             {11, "session-3"},
@@ -146,7 +146,7 @@ void wired(sqm::SQMManager& manager) {
                             {13, "ada"},
                             {73, "1000"}});
   manager.sqmCreateStartRecord(&start);
-  tell("18:02", "Ethernet: disconnected");
+  print("18:02", "Ethernet: disconnected");
   const auto stop = event({{6, "2026-11-21T18:02:00Z"},
                            {7, "client-4711"},
                            {11, "session-3"},
@@ -156,9 +156,9 @@ void wired(sqm::SQMManager& manager) {
   manager.sqmCreateStopRecord(&stop);
 }
 
-/// In the evening the company's policy says that VPN sessions are nobody's business.
+/// In the evening the host's policy excludes VPN sessions from the records.
 void eveningWithoutVpnRecords(sqm::SQMManager& manager) {
-  tell("20:15", "VPN: a session, which the filter keeps out of the records");
+  print("20:15", "VPN: a session, which the filter keeps out of the records");
   const auto start = event({{6, "2026-11-21T20:15:00Z"}, {13, "ada"}, {76, "Private"}, {85, "vpn.example.org"}});
   manager.sqmCreateApplicationStartRecord(&start);
 }
@@ -176,7 +176,7 @@ int main(int argc, char** argv) {
   sqm::platform::StandardHost host(options);
   if (!host.makeFolders()) return 1;
   host.preferences().setClientTimeStamp("\"2026-11-21T08:55:00Z\"");
-  // User-acceptance records go out with values that a filter completes.
+  // A filter completes user-acceptance records.
   const sqm::platform::ReplaceRule completion = {.name = "useracceptance", .values = {{"6", "complete"}}};
   host.filter().setRules({}, {completion});
 
@@ -189,6 +189,6 @@ int main(int argc, char** argv) {
   eveningWithoutVpnRecords(manager);
 
   manager.saveToDisk();
-  tell("23:00", "the laptop is switched off");
+  print("23:00", "the laptop is switched off");
   return 0;
 }

@@ -1,5 +1,5 @@
 // Uploads the records that another process saved, and reports each document.
-// Usage: 03_upload HOME SERVER, where HOME takes the place of the user's home directory, and SERVER is an address such
+// Usage: 03_upload HOME SERVER, where HOME replaces the user's home directory, and SERVER is an address such
 // as http://127.0.0.1:8080.
 
 #include <chrono>

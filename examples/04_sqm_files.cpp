@@ -1,6 +1,6 @@
-// The file-based path, beside the records of a manager: each session is a file, and the folder of them is posted as
-// one. Usage: 04_sqm_files HOME            a session is collected and saved
-//        04_sqm_files HOME SERVER     what is saved is posted; SERVER is like http://127.0.0.1:8080
+// The file-based path: each session is saved as a file, and the files of a folder are posted as one body.
+// Usage: 04_sqm_files HOME            collects and saves a session
+//        04_sqm_files HOME SERVER     posts the saved sessions to SERVER, such as http://127.0.0.1:8080
 
 #include <chrono>
 #include <cstdio>
@@ -15,7 +15,7 @@
 
 namespace {
 
-/// One connection, told as it happens.
+/// Collects one connection, step by step, and saves it.
 bool collectSession(sqm::Host& host, const std::string& folder) {
   sqm::SQMDataCollector session(host);
   session.setSQMDirPath(folder);
@@ -38,7 +38,7 @@ const char* meaningOf(int status) {
   return kMeanings[status];
 }
 
-/// Posts the folder, and shows the status at each step. False when the files could not be delivered.
+/// Posts the folder, and shows the status at each step. Returns false when the files could not be delivered.
 bool post(sqm::platform::StandardHost& host, const std::string& folder, const std::string& server) {
   const auto uploader = sqm::SQMUploader::create(host);
   if (!uploader) return false;

@@ -1,7 +1,7 @@
-// Queues requests that outlive the process, and sends what an earlier process could not.
-// Usage: 05_upload_queue HOME queue SERVER    queues three, tries to send them, and is killed
-//        05_upload_queue HOME send            sends what is left
-// HOME stands for the user's home directory, and SERVER is like http://127.0.0.1:8080.
+// Queues requests on disk, and sends those that an earlier process could not send.
+// Usage: 05_upload_queue HOME queue SERVER    queues three requests, tries to send them, and is killed
+//        05_upload_queue HOME send            sends the remaining requests
+// HOME replaces the user's home directory, and SERVER is an address such as http://127.0.0.1:8080.
 
 #include <chrono>
 #include <csignal>
@@ -21,7 +21,7 @@ std::size_t queued() {
   return requests ? requests->size() : 0;
 }
 
-/// Sends the oldest request, and runs the loop for as long as the queue goes on by itself.
+/// Sends the oldest request, and runs the loop until the queue stops.
 void send(sqm::platform::StandardHost& host) {
   auto& uploader = *sqm::QFRecordUploader::sharedQFRecordUploader();
   uploader.uploadRecord();
@@ -40,9 +40,9 @@ int main(int argc, char** argv) {
   options.homeDirectory = argv[1];
   sqm::platform::StandardHost host(options);
   if (!host.makeFolders()) return 1;
-  sqm::Host::install(host);  // the one uploader of the process uses it
+  sqm::Host::install(host);  // the process-wide uploader uses it
 
-  auto& uploader = *sqm::QFRecordUploader::sharedQFRecordUploader();  // holds what earlier processes left
+  auto& uploader = *sqm::QFRecordUploader::sharedQFRecordUploader();  // holds the requests of earlier processes
   const auto log = host.logFiles->initWithFile("UploadQueue.log", 2);
   uploader.setLogfile(log.get());
 

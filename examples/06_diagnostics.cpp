@@ -9,7 +9,7 @@
 
 int main() {
   sqm::platform::StandardHost host;
-  sqm::Host::install(host);  // the process's one record uses it
+  sqm::Host::install(host);  // the process-wide record uses it
   auto& record = *sqm::SQMDiagnosticsRecord::sharedSQMDiagnosticsRecord();
   record.setRavixUagent("ConnectivityClient/4.2");  // the same for every probe
 
@@ -19,7 +19,7 @@ int main() {
   record.setApmac("02:00:5e:10:00:01");
   record.setNic("en1");
 
-  record.resetRavixDiagnosticsRecord();  // is there a portal in the way?
+  record.resetRavixDiagnosticsRecord();  // the probe for a captive portal
   record.setRavixUrl("http://probe.example/");
   record.setRavixHttpStatusCode("302");
   record.setRavixResp("Location: https://portal.example/login");

@@ -30,6 +30,6 @@ inline sqm::SQMSessionParams event(std::initializer_list<Value> values) {
   return params;
 }
 
-inline void tell(const char* time, const char* what) { std::printf("  %s  %s\n", time, what); }
+inline void print(const char* time, const char* what) { std::printf("  %s  %s\n", time, what); }
 
 }  // namespace story

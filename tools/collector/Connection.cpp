@@ -36,8 +36,8 @@ Connection::~Connection() {
   close(socket_);
 }
 
-/// Reads what the client still sends, for a while: closing a socket that holds unread bytes resets the connection, and
-/// the client might never see the answer that says what was wrong.
+/// Reads and drops what the client still sends, for a limited time: closing a socket with unread bytes resets the
+/// connection, and the client might not receive the answer.
 void Connection::linger() {
   shutdown(socket_, SHUT_WR);
   const Time until = Clock::now() + kLinger;
@@ -111,7 +111,7 @@ void Connection::get_local_ip_and_port(std::string& ip, int& port) const {
   port = 0;
 }
 
-/// False when nothing happened until then.
+/// Returns false when none of the events occurs before `until`.
 bool Connection::waitFor(short events, Time until) const {
   for (;;) {
     const auto left = std::chrono::ceil<milliseconds>(until - Clock::now()).count();
@@ -121,7 +121,7 @@ bool Connection::waitFor(short events, Time until) const {
   }
 }
 
-/// Reads into the empty buffer: the number of bytes, 0 at the end, -1 when none came until then.
+/// Reads into the empty buffer. Returns the number of bytes, 0 at the end, -1 on failure or when none arrive in time.
 ssize_t Connection::fill(Time until) {
   begin_ = end_ = 0;
   for (;;) {

@@ -51,10 +51,10 @@ CREATE VIEW IF NOT EXISTS fields AS
   FROM records, json_each(records."values") AS pair;
 )";
 
-/// No more records are read at a time once they are as long as this together.
+/// The total length of records after which a call reads no more.
 constexpr std::size_t kBytesAtATime = std::size_t{4} * 1024 * 1024;
 
-/// Whose file this is, by its first bytes. SQLite is not asked: opening a file can change it.
+/// The program that made the file, by its first bytes. SQLite is not used for this: opening a file can change it.
 enum class Owner : std::uint8_t { nobody, us, laterVersion, another };
 
 Owner ownerOf(const std::string& file) {

@@ -1,5 +1,5 @@
-// Takes a document apart. It is cut into records first, each of which is then parsed by itself: a record that is not
-// well-formed (some values are written unescaped) harms no other, and a document of any size is never held as a tree.
+// Parses a document. It is first split into records, and each record is parsed separately: an ill-formed record (some
+// values are written unescaped) does not affect the others, and a large document is never held in memory as a tree.
 
 #include <algorithm>
 #include <array>
@@ -22,7 +22,7 @@ namespace {
 
 constexpr auto npos = std::string_view::npos;
 
-// What is larger is kept, and not taken apart. The library's own records have some 70 tags.
+// Larger records are kept but not parsed. The library's own records have some 70 tags.
 constexpr std::size_t kLongestRecord = std::size_t{16} * 1024 * 1024;
 constexpr std::ptrdiff_t kMostTags = 20'000;
 
@@ -35,8 +35,8 @@ void skipSpace(std::string_view& text) {
 /// What the library writes for a name when it has no field-name table.
 constexpr std::string_view kMissingName = "(null)";
 
-/// The name in the tag at the beginning of `text`. Any characters will do, so that records without names are found,
-/// too.
+/// The name in the tag at the beginning of `text`. Any characters are accepted, so that records without names are
+/// found, too.
 std::string_view tagName(std::string_view text) {
   if (text.size() < 2 || text.front() != '<') return {};
   text.remove_prefix(1);
@@ -59,10 +59,10 @@ std::size_t endTagLength(std::string_view text, std::string_view name) {
   return rest.starts_with('>') ? text.size() - rest.size() + 1 : 0;
 }
 
-/// Where the element ends that begins at the beginning of `text`: behind its end tag. Only tags of its own name count,
-/// so that nothing in a value leads astray but its own name. Nothing when its end tag does not come, or when elements
-/// of that name lie deeper in each other than any field-name table with equal names makes them: so a hostile text
-/// cannot make this look over all of it for each of its records.
+/// The position after the end tag of the element at the beginning of `text`. Only tags of its own name are counted, so
+/// that other markup in a value has no effect. Returns nothing when the end tag is missing, or when elements of that
+/// name are nested deeper than any field-name table nests them: a hostile text cannot make this scan all of it for each
+/// of its records.
 std::optional<std::size_t> endOfElement(std::string_view text, std::string_view name) {
   constexpr int kDeepest = 8;
   int depth = 0;
@@ -81,8 +81,8 @@ std::optional<std::size_t> endOfElement(std::string_view text, std::string_view 
   return std::nullopt;
 }
 
-/// Where an element that is not well-formed most likely ends: behind the first of its end tags that another tag, or the
-/// end of the text, follows.
+/// The likely end of an ill-formed element: the position after the first of its end tags that is followed by another
+/// tag or by the end of the text.
 std::size_t likelyEndOfElement(std::string_view text, std::string_view name) {
   for (std::size_t at = 0; (at = text.find("</", at)) != npos; ++at) {
     const std::size_t length = endTagLength(text.substr(at), name);
@@ -94,7 +94,7 @@ std::size_t likelyEndOfElement(std::string_view text, std::string_view name) {
   return text.size();
 }
 
-/// True when `reference`, which stands between & and ;, is one that XML knows.
+/// True when `reference`, the text between & and ;, is a character reference or one of the five entities of XML.
 bool isReference(std::string_view reference) {
   if (!reference.starts_with('#')) {
     constexpr std::array<std::string_view, 5> kNamed = {"amp", "lt", "gt", "quot", "apos"};
@@ -110,7 +110,7 @@ bool isReference(std::string_view reference) {
          (code >= 0xE000 && code <= 0x10FFFF && code != 0xFFFE && code != 0xFFFF);
 }
 
-/// What XML does not allow and pugixml lets pass.
+/// The first construct that XML does not allow and pugixml accepts.
 std::optional<std::string> characterProblem(std::string_view text) {
   for (std::size_t at = 0; at < text.size(); ++at) {
     const char character = text[at];
@@ -142,7 +142,7 @@ std::string textIn(const pugi::xml_node& leaf) {
   return text;
 }
 
-/// Collects what a record's elements say, in their order.
+/// Collects the values of a record's elements in document order.
 class Collecting : public pugi::xml_tree_walker {
  public:
   explicit Collecting(Record& record) : record_(record) {}
@@ -185,7 +185,7 @@ std::optional<std::string> eventOf(const Record& record) {
   return found->second;
 }
 
-/// Fills the record from its text. False, and its problem, when that is not well-formed.
+/// Fills the record from its text. Returns false and sets its problem when the text is ill-formed.
 bool parse(Record& record) {
   if (record.raw.size() > kLongestRecord || std::count(record.raw.begin(), record.raw.end(), '<') > kMostTags) {
     record.problem = "it is too large to be taken apart";
@@ -206,7 +206,7 @@ bool parse(Record& record) {
   return true;
 }
 
-/// The records that stand in `text` one after another.
+/// Reads a sequence of records.
 class Records {
  public:
   Records(std::string_view type, const TakeRecord& take) : type_(type), take_(take) {}
@@ -235,7 +235,7 @@ class Records {
     const auto end = endOfElement(text, name);
     record.raw = text.substr(0, end.value_or(0));
     if (!end || !parse(record)) {
-      // The name that is no name is not well-formed in itself, and says nothing about the end.
+      // kMissingName is never a valid name, so its parse error does not mean that the end is wrong.
       if (!end || name != kMissingName) record.raw = text.substr(0, likelyEndOfElement(text, name));
       if (!record.problem) record.problem = "it is not well-formed: its end tag is missing";
     }
@@ -244,7 +244,7 @@ class Records {
     take_(record);
   }
 
-  /// Skips what stands between two records and is none.
+  /// Skips the text between two records.
   void skipStray(std::string_view& text) {
     const std::size_t comment = text.starts_with("<!--") && hasCommentEnds_ ? text.find("-->") : npos;
     if (comment != npos) return text.remove_prefix(comment + 3);
@@ -262,11 +262,11 @@ class Records {
   std::string_view type_;
   const TakeRecord& take_;
   std::size_t number_ = 0;
-  bool hasCommentEnds_ = true;  // false once one was looked for in vain
+  bool hasCommentEnds_ = true;  // false once a search found none
   std::optional<std::string> problem_;
 };
 
-/// Removes what may stand before the first element: a byte-order mark, the declaration, comments.
+/// Removes what may precede the first element: a byte-order mark, the declaration, comments.
 void skipProlog(std::string_view& text) {
   if (text.starts_with("\xEF\xBB\xBF")) text.remove_prefix(3);
   for (skipSpace(text); text.starts_with("<?") || text.starts_with("<!"); skipSpace(text)) {

@@ -15,7 +15,7 @@ using Kind = FaultRule::Kind;
 
 constexpr double kLongestDelay = 3600;  // seconds
 
-/// The faults as they are written. Those with "=" take a number.
+/// The spellings of the faults. Those with "=" take a number.
 struct Spelling {
   std::string_view text;
   Kind kind;
@@ -37,7 +37,7 @@ constexpr std::string_view kForms =
   throw std::invalid_argument("the fault rule '" + std::string(rule) + "' " + what + "; " + std::string(kForms));
 }
 
-/// The number that all of `text` is.
+/// The number, when all of `text` is one.
 template <typename Number>
 std::optional<Number> numberIn(std::string_view text) {
   Number number{};

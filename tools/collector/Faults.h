@@ -20,7 +20,7 @@ struct FaultRule {
     cut           ///< sends a body shorter than it announces, and closes
   };
 
-  std::string path;  ///< as posted, or "*" for all
+  std::string path;  ///< as the client wrote it, or "*" for all
   Kind kind = Kind::status;
   int status = 0;                      ///< of Kind::status
   std::chrono::milliseconds delay{0};  ///< of Kind::delay

@@ -47,7 +47,7 @@ Json whole(const RecordRow& record) {
           {"raw", record.raw}};
 }
 
-/// Cuts a text between two characters. True when there was something to be cut off.
+/// Cuts a long text at a character boundary. Returns true when it was cut.
 bool cut(std::string& text) {
   if (text.size() <= kLongestInEvent) return false;
   text.resize(sqm::utf8PrefixLength(text, kLongestInEvent));

@@ -29,7 +29,7 @@ constexpr std::size_t kLongestFaults = std::size_t{1} << 20;
 
 std::string utcNow() { return sqm::isoTimeStamp(std::chrono::floor<milliseconds>(std::chrono::system_clock::now())); }
 
-/// Text from outside without anything that would control a terminal.
+/// The text with every character that could control a terminal replaced.
 std::string printable(std::string_view text) {
   std::string shown;
   for (const char character : text) shown += character > ' ' && character < 0x7F ? character : '?';
@@ -97,7 +97,7 @@ std::optional<std::string> readBody(const Request& request, Response& response, 
   return std::nullopt;
 }
 
-/// Sends half of the answer that it announces.
+/// Announces an answer and sends half of it.
 void sendHalf(Response& response, bool isReset) {
   response.set_content_provider(kKept.size(), kText, [isReset](std::size_t, std::size_t, httplib::DataSink& sink) {
     sink.write(kKept.data(), kKept.size() / 2);

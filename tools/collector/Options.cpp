@@ -13,6 +13,12 @@ namespace {
 constexpr int kBadInput = 2;
 constexpr std::size_t kMiB = std::size_t{1} << 20;
 
+template <typename Number>
+void addNumber(CLI::App& program, const char* name, Number& value, CLI::Range range, const char* type,
+               const char* description) {
+  program.add_option(name, value, description)->check(range)->type_name(type)->capture_default_str();
+}
+
 void addSeconds(CLI::App& program, const char* name, std::chrono::seconds& limit, const char* description) {
   program
       .add_option_function<int>(
@@ -51,22 +57,14 @@ int readOptions(int argc, char** argv, Options& options) {
       ->expected(1)
       ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
   program.add_flag("--quiet", options.isQuiet, "Print the address alone");
-  program.add_option("--keep", options.mostRequests, "Keep that many requests, the latest; 0 keeps all")
-      ->check(CLI::Range(std::int64_t{0}, std::numeric_limits<std::int64_t>::max()))
-      ->type_name("NUMBER")
-      ->capture_default_str();
-  program.add_option("--largest-body", largestBody, "Refuse longer bodies with status 413")
-      ->check(CLI::Range(1, 900))
-      ->type_name("MIB")
-      ->capture_default_str();
-  program.add_option("--connections", options.limits.connections, "Serve that many clients at a time; others wait")
-      ->check(CLI::Range(1, 900))
-      ->type_name("NUMBER")
-      ->capture_default_str();
-  program.add_option("--watchers", options.watchers, "Serve /_events to that many clients at a time")
-      ->check(CLI::Range(0, 900))
-      ->type_name("NUMBER")
-      ->capture_default_str();
+  addNumber(program, "--keep", options.mostRequests,
+            CLI::Range(std::int64_t{0}, std::numeric_limits<std::int64_t>::max()), "NUMBER",
+            "Keep that many requests, the latest; 0 keeps all");
+  addNumber(program, "--largest-body", largestBody, CLI::Range(1, 900), "MIB", "Refuse longer bodies with status 413");
+  addNumber(program, "--connections", options.limits.connections, CLI::Range(1, 900), "NUMBER",
+            "Serve that many clients at a time; others wait");
+  addNumber(program, "--watchers", options.watchers, CLI::Range(0, 900), "NUMBER",
+            "Serve /_events to that many clients at a time");
   addSeconds(program, "--stall", options.limits.stall, "Give a client up that sends or takes nothing for so long");
   addSeconds(program, "--request-time", options.limits.request,
              "Give a client up whose request takes longer to arrive");

@@ -9,7 +9,7 @@
 
 namespace collector {
 
-/// What the command line asks for.
+/// The options of the command line.
 struct Options {
   std::string address = "127.0.0.1";  // other machines cannot reach it
   int port = 8080;

@@ -30,10 +30,10 @@ using httplib::Response;
 using std::chrono::milliseconds;
 
 constexpr const char* kJson = "application/json";
-constexpr std::chrono::seconds kKeepAlive{15};  // a watcher gets something at least that often
-constexpr milliseconds kLook{500};              // between two checks whether a watcher is still connected
+constexpr std::chrono::seconds kKeepAlive{15};  // the longest silence of an event stream
+constexpr milliseconds kPeerCheck{500};         // between two checks whether a watcher is still connected
 
-/// Answers with a body that may be large, without another copy of it.
+/// Answers with a body that may be large, without copying it.
 void send(Response& response, std::string body, const std::string& contentType) {
   if (body.empty()) return response.set_content("", contentType);  // the engine would announce no length
   const auto kept = std::make_shared<const std::string>(std::move(body));
@@ -106,7 +106,7 @@ void watch(const Services& services, const Request& request, Response& response)
       std::string text = nextEvents(database, cursor);
       if (text.empty() && std::chrono::steady_clock::now() - silentSince >= kKeepAlive) text = ": still here\n\n";
       if (!text.empty()) return sink.write(text.data(), text.size());
-      events.waitBeyond(count, kLook);
+      events.waitBeyond(count, kPeerCheck);
     }
   });
 }

@@ -16,7 +16,7 @@ Connection::Connection(const std::string& file) {
   sqlite3* opened = nullptr;
   const int result =
       sqlite3_open_v2(file.c_str(), &opened, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX, nullptr);
-  database_.reset(opened);  // there is one to be closed after most failures, too
+  database_.reset(opened);  // after most failures, too, there is a database to close
   if (result != SQLITE_OK) throw Error(opened ? sqlite3_errmsg(opened) : sqlite3_errstr(result));
   sqlite3_extended_result_codes(opened, 1);
   sqlite3_busy_timeout(opened, kPatience);
@@ -90,7 +90,7 @@ void Statement::check(int result) const {
   if (result != SQLITE_OK) throw Error(sqlite3_errmsg(database_));
 }
 
-// IMMEDIATE: what it reads first is still so when it writes.
+// IMMEDIATE takes the write lock at the start, so that what the transaction reads stays valid until it writes.
 Transaction::Transaction(Connection& connection) : connection_(connection) { connection_.run("BEGIN IMMEDIATE"); }
 
 Transaction::~Transaction() {

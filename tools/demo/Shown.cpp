@@ -20,9 +20,7 @@ void Shown::note(std::string_view text) const { terminal_.line(terminal_.shown(t
 
 void Shown::aside(std::string_view text) const { line(Style::dim, terminal_.shown(text)); }
 
-void Shown::good(std::string_view text) const { line(Style::good, text); }
-
-void Shown::bad(std::string_view text) const { line(Style::bad, text); }
+void Shown::verdict(bool isGood, std::string_view text) const { line(isGood ? Style::good : Style::bad, text); }
 
 void Shown::xml(const std::string& text) const { terminal_.line(tools::indentedXml(terminal_, text, 4)); }
 

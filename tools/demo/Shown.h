@@ -14,8 +14,7 @@ class Shown {
   void title(std::string_view text) const;
   void note(std::string_view text) const;
   void aside(std::string_view text) const;
-  void good(std::string_view text) const;
-  void bad(std::string_view text) const;
+  void verdict(bool isGood, std::string_view text) const;
 
   /// Prints an XML text indented, one line for each element. A text that is not XML is printed unchanged.
   void xml(const std::string& text) const;

@@ -44,12 +44,8 @@ int play(const fs::path& programs) {
   for (const auto& scene : kScenes) isAllRight = scene(stage) && isAllRight;
 
   stage.shown.note("");
-  if (!isAllRight) {
-    stage.shown.bad("What arrived is not what was stored.");
-    return 1;
-  }
-  stage.shown.good(summary(stage.arrived()));
-  return 0;
+  stage.shown.verdict(isAllRight, isAllRight ? summary(stage.arrived()) : "What arrived is not what was stored.");
+  return isAllRight ? 0 : 1;
 }
 
 }  // namespace

@@ -53,8 +53,8 @@ POSIX = {"fcntl.h", "sys/stat.h", "sys/types.h"}
 INCLUDE = re.compile(r'^[ \t]*#[ \t]*include[ \t]*(<[^>\n]*>|"[^"\n]*"|\w+)', re.MULTILINE)
 
 
-def complaint(path, include):
-    """What is wrong with `path` including `include`, both from the root of the repository; None when nothing is."""
+def fault_of(path, include):
+    """The fault when `path` includes `include`, both relative to the root of the repository; None when it may."""
     in_library = path.parts[0] == "sqm"
     folder = path.parts[1] if in_library else None
     internal = "internal" in path.parts
@@ -107,7 +107,7 @@ def main():
                 continue
             text = file.read_text(encoding="utf-8")
             for match in INCLUDE.finditer(text):
-                wrong = complaint(path, match[1])
+                wrong = fault_of(path, match[1])
                 if wrong:
                     line = text.count("\n", 0, match.start()) + 1
                     faults.append(f"{path}:{line}: {match[1]}: {wrong}")

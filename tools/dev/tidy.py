@@ -15,7 +15,7 @@ import subprocess
 import sys
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
-MEMORY = ROOT / "build" / "tidy"
+CACHE = ROOT / "build" / "tidy"
 
 # The flags are GCC's: clang does not know all of its warnings, and has a lower limit on compile-time evaluation.
 CLANG_FLAGS = ["-Wno-unknown-warning-option", "-fconstexpr-steps=16777216"]
@@ -51,9 +51,9 @@ def digest(common, flags, files):
 
 def findings(source, flags, common):
     """The output of clang-tidy for `source`; empty when it is clean, or is recorded as clean."""
-    memory = MEMORY / (str(source.relative_to(ROOT)).replace("/", "+") + ".json")
+    cache = CACHE / (str(source.relative_to(ROOT)).replace("/", "+") + ".json")
     try:
-        known = json.loads(memory.read_text(encoding="utf-8"))
+        known = json.loads(cache.read_text(encoding="utf-8"))
         if known["digest"] == digest(common, flags, known["files"]):
             return ""
     except (OSError, ValueError):
@@ -64,12 +64,12 @@ def findings(source, flags, common):
         return run.stdout + run.stderr
     rule = subprocess.run(["g++", *flags, "-MM", str(source)], cwd=ROOT, capture_output=True, text=True, check=True)
     files = shlex.split(rule.stdout.replace("\\\n", " ").split(":", 1)[1])
-    memory.write_text(json.dumps({"digest": digest(common, flags, files), "files": files}), encoding="utf-8")
+    cache.write_text(json.dumps({"digest": digest(common, flags, files), "files": files}), encoding="utf-8")
     return ""
 
 
 def main():
-    MEMORY.mkdir(parents=True, exist_ok=True)
+    CACHE.mkdir(parents=True, exist_ok=True)
     version = subprocess.run(["clang-tidy", "--version"], capture_output=True, check=True).stdout
     settings = [path.read_bytes() for path in (ROOT / ".clang-tidy", *sorted(ROOT.glob("*/.clang-tidy")))]
     common = b"\0".join([version, *settings])

@@ -13,7 +13,7 @@ namespace sqmctl {
 /// How a run of sqmctl ends.
 enum ExitStatus : int { kSuccess = 0, kFailure = 1, kBadInput = 2 };
 
-/// What ends a command early: the text says what is wrong, where, and what would be right; it goes to standard error.
+/// Ends a command early. The text states what is wrong, where, and what is expected; it is written to standard error.
 class Problem : public std::runtime_error {
  public:
   Problem(ExitStatus status, const std::string& text) : std::runtime_error(text), status_(status) {}
@@ -23,10 +23,10 @@ class Problem : public std::runtime_error {
   ExitStatus status_;
 };
 
-/// What stands before the subcommand, and is the same for all of them; and how the run ends.
+/// The options that all subcommands share, and the exit status of the run.
 struct Invocation {
-  std::string home;       ///< stands for the user's home directory; empty: the user's own
-  std::string resources;  ///< where "SQMFieldNames.plist" lies; empty: the sample that comes with the tool
+  std::string home;       ///< replaces the user's home directory; empty: the user's own
+  std::string resources;  ///< the folder of "SQMFieldNames.plist"; empty: the sample that comes with the tool
   int status = kSuccess;
 };
 
@@ -42,14 +42,14 @@ void addDiagnostics(CLI::App& program, Invocation& invocation);
 void addFields(CLI::App& program, Invocation& invocation);
 void addPlay(CLI::App& program, Invocation& invocation);
 
-/// Says something on standard error.
+/// Writes a message to standard error.
 void remark(const std::string& text);
 
-/// Says what is wrong there, and that the run fails. It goes on.
+/// Writes a message to standard error and sets the exit status to kFailure. The run continues.
 void complain(Invocation& invocation, const std::string& text);
 
-/// Where "SQMFieldNames.plist" lies for this invocation: what the user said, else the sample that is installed with the
-/// tool, else the one beside the executable.
+/// The folder of "SQMFieldNames.plist" for this invocation: the one of --resources, else that of the sample installed
+/// with the tool, else that of the executable.
 std::filesystem::path resourcesOf(const Invocation& invocation);
 
 }  // namespace sqmctl

@@ -9,7 +9,6 @@
 
 #include <nlohmann/json.hpp>
 
-#include "sqm/common/HttpTransaction.h"
 #include "sqm/common/NotificationCenter.h"
 #include "sqm/sessionfiles/SQMUploader.h"
 #include "sqm/upload/SQMUploadNotifications.h"
@@ -126,13 +125,7 @@ void send(Invocation& invocation, const SendOptions& options) {
   std::string reason = "it could not be posted; can the logs below the home directory be written?";
   SendingHost sending(homeOf(invocation), [&](const HttpExchange& exchange) {
     if (exchange.outcome == HttpOutcome::aborted) return;
-    const bool isTaken = exchange.status == sqm::kHttpStatusOk;
-    reason = exchange.outcome == HttpOutcome::completed && !isTaken
-                 ? "the server answered with " + textOf(exchange) + "; only 200 removes the files from the folder"
-                 : textOf(exchange);
-    terminal.passing("");
-    terminal.line("  " + plural(left.size(), "file") + "  " + secondsText(exchange.elapsed) + "  " +
-                  terminal.styled(isTaken ? Style::good : Style::bad, textOf(exchange)));
+    reason = printExchange(terminal, plural(left.size(), "file"), exchange, "the files from the folder");
   });
   bool isInTime = true;
   if (const auto uploader = sqm::SQMUploader::create(sending.host())) {
@@ -176,10 +169,7 @@ void addSendFolder(CLI::App& directory, Invocation& invocation) {
   const auto options = std::make_shared<SendOptions>();
   CLI::App* command = directory.add_subcommand("send", "Posts the files as one body, and deletes them");
   command->add_option("FOLDER", options->folder, "The folder of the files")->option_text(" ")->required();
-  command->add_option("URL", options->url, "The address to post to")
-      ->option_text(" ")
-      ->required()
-      ->check(addressProblem);
+  addUrl(*command, options->url);
   addTimeout(*command, options->timeout);
   command->footer(
       "Only an answer 200 deletes the files, and then every .sqm file that is in the folder at that time: do not save\n"

@@ -32,14 +32,14 @@ constexpr std::array kKinds = {&sqm::kClientKind,        &sqm::kWiFiConnectionKi
                                &sqm::kDeviceKind,        &sqm::kEthernetConnectionKind, &sqm::kApplicationKind,
                                &sqm::kUserAcceptanceKind};
 
-/// Where a name in a record comes from.
+/// The origin of a name in a record.
 struct Source {
   const Row* row;
   std::optional<std::size_t> entry;  ///< of the table; otherwise it is fixed
   std::string_view fixedName;
 };
 
-/// The names that the rows write, and those under which they find their values.
+/// Adds the names that the rows write, and those under which they look up their values.
 void addSources(std::vector<Source>& sources, Rows rows) {
   for (const Row& row : rows) {
     const bool isValue = row.kind == Row::Kind::value || row.kind == Row::Kind::timeStamped;
@@ -64,7 +64,7 @@ std::optional<std::string> nameOf(const Names& names, std::size_t entry) {
   return entry < names.size() ? names[entry] : std::nullopt;
 }
 
-/// What the filters call the kind: its name and its sub-type.
+/// The kind's name and sub-type, as a filter rule gives them.
 std::string titleOf(const RecordKind& kind, const Names& names) {
   std::string title(kind.name);
   if (kind.subType) title.append("/").append(*kind.subType);
@@ -90,7 +90,7 @@ constexpr Range kStart[] = {{':', ':'},       {'A', 'Z'},       {'_', '_'},     
                             {0x37F, 0x1FFF},  {0x200C, 0x200D}, {0x2070, 0x218F}, {0x2C00, 0x2FEF},
                             {0x3001, 0xD7FF}, {0xF900, 0xFDCF}, {0xFDF0, 0xFFFD}, {0x10000, 0xEFFFF}};
 
-/// What [4a] NameChar adds to it.
+/// The characters that [4a] NameChar adds to it.
 constexpr Range kInside[] = {{'-', '.'}, {'0', '9'}, {0xB7, 0xB7}, {0x300, 0x36F}, {0x203F, 0x2040}};
 
 template <std::size_t size>
@@ -99,7 +99,7 @@ bool isIn(const Range (&ranges)[size], char32_t character) {
                      [&](const Range& range) { return character >= range.first && character <= range.last; });
 }
 
-/// The byte at which `text`, which is well-formed UTF-8, ceases to be a Name of XML 1.0 (fifth edition, production
+/// The byte at which `text`, which is well-formed UTF-8, stops being a Name of XML 1.0 (fifth edition, production
 /// [5]); nothing when all of it is one. An empty text is none.
 std::optional<std::size_t> endOfXmlName(std::string_view text) {
   if (text.empty()) return 0;
@@ -112,7 +112,7 @@ std::optional<std::size_t> endOfXmlName(std::string_view text) {
   return std::nullopt;
 }
 
-/// What is wrong with an entry, to stand after its number; empty when nothing is.
+/// The fault of an entry, as text to append to its number; empty when there is none.
 std::string faultOf(const std::optional<std::string>& name) {
   if (!name) return " is no string";
   const auto end = endOfXmlName(*name);
@@ -130,7 +130,7 @@ void addFaultsOfNames(std::vector<std::string>& faults, const Names& names) {
   }
 }
 
-/// Fields of one record that have one name share one value, and a reader cannot tell the elements apart.
+/// Fields of one record with the same name share one value, and a reader cannot distinguish their elements.
 void addDuplicates(std::vector<std::string>& faults, const Names& names) {
   for (const RecordKind* kind : kKinds) {
     std::map<std::string, Source> seen;

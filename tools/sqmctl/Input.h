@@ -5,7 +5,7 @@
 
 namespace sqmctl {
 
-/// What a file holds, or, for "-", standard input. Throws Problem when it cannot be read, or holds more than `limit`
+/// The content of a file, or of standard input for "-". Throws Problem when it cannot be read or has more than `limit`
 /// bytes.
 std::string contentOfInput(const std::string& file, std::size_t limit);
 

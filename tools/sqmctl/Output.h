@@ -13,21 +13,21 @@ namespace sqmctl {
 /// Keeps the order in which members are set.
 using Json = nlohmann::ordered_json;
 
-/// Writes a value for programs, indented. What is not well-formed UTF-8 becomes U+FFFD.
+/// Prints indented JSON. Ill-formed UTF-8 becomes U+FFFD.
 void printJson(const tools::Terminal& terminal, const Json& value);
 
-/// Bytes in a member: as they are and "utf-8" as their encoding, or, where they are no UTF-8, "base64".
+/// Bytes for a JSON member: unchanged with the encoding "utf-8" when they are UTF-8, else in "base64".
 struct EncodedBytes {
   std::string text;
   const char* encoding;
 };
 EncodedBytes encodedForJson(std::string_view bytes);
 
-/// `text` and blanks, as wide as a column of this many characters; and the same with the blanks before it.
+/// `text` with blanks after it, or before it, up to a column width in characters.
 std::string padded(std::string_view text, std::size_t width);
 std::string flushRight(std::string_view text, std::size_t width);
 
-/// "     1 record  ", "   417 records": a number and its unit, so that both stand in columns.
+/// "     1 record  ", "   417 records": a number and its unit, both aligned in columns.
 std::string counted(std::uintmax_t count, const std::string& noun);
 
 }  // namespace sqmctl

@@ -20,7 +20,6 @@ namespace sqmctl {
 namespace {
 
 using sqm::platform::HttpExchange;
-using sqm::platform::HttpOutcome;
 using tools::plural;
 using tools::Style;
 
@@ -103,21 +102,13 @@ void send(Invocation& invocation, std::chrono::milliseconds timeout) {
     terminal.line("No request waits; nothing was posted");
     return;
   }
-  const auto row = [](const sqm::UploadRequest& request) {
-    return "  " + tools::visible(request.uploadURL.value_or(kNoAddress)) + "  " +
-           plural(request.uploadData.value_or("").size(), "byte") + "  ";
-  };
   std::string reason;
   SendingHost sending(home, [&](const HttpExchange& exchange) {
-    const bool isTaken = exchange.status == sqm::kHttpStatusOk;
-    reason = isTaken ? "" : textOf(exchange);
-    if (!isTaken && exchange.outcome == HttpOutcome::completed) {
-      reason = "the server answered with " + reason + "; only 200 removes a request from the queue";
-    }
-    const auto request = sqm::QFRecordUploader::sharedQFRecordUploader()->currentURLRequest();
-    terminal.passing("");
-    terminal.line(terminal.shown(row(request.value_or(sqm::UploadRequest{})) + secondsText(exchange.elapsed) + "  ") +
-                  terminal.styled(isTaken ? Style::good : Style::bad, textOf(exchange)));
+    const auto request =
+        sqm::QFRecordUploader::sharedQFRecordUploader()->currentURLRequest().value_or(sqm::UploadRequest{});
+    const std::string row = tools::visible(request.uploadURL.value_or(kNoAddress)) + "  " +
+                            plural(request.uploadData.value_or("").size(), "byte");
+    reason = printExchange(terminal, row, exchange, "a request from the queue");
   });
   sqm::QFRecordUploader& uploader = uploaderOn(sending, home);
   terminal.passing("  " + plural(uploader.recordQueue()->size(), "request") + " under way");
@@ -149,10 +140,7 @@ void addList(CLI::App& queue, Invocation& invocation) {
 void addAdd(CLI::App& queue, Invocation& invocation) {
   const auto options = std::make_shared<AddOptions>();
   CLI::App* command = queue.add_subcommand("add", "Appends a request to the queue, without sending it");
-  command->add_option("URL", options->url, "The address to post to")
-      ->option_text(" ")
-      ->required()
-      ->check(addressProblem);
+  addUrl(*command, options->url);
   CLI::Option* data =
       command->add_option("DATA", options->data, "The body to post (default: standard input)")->option_text(" ");
   command->add_option("--file", options->file, "Post the content of this file (-: standard input)")

@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <utility>
 
+#include "sqm/common/HttpTransaction.h"
 #include "sqm/platform/http/internal/HttpAddress.h"
 
 namespace sqmctl {
@@ -33,6 +34,20 @@ std::string secondsText(milliseconds time) {
   char text[32];
   std::snprintf(text, sizeof text, "%.2f s", Seconds(time).count());
   return text;
+}
+
+std::string printExchange(tools::Terminal& terminal, const std::string& row,
+                          const sqm::platform::HttpExchange& exchange, const std::string& removed) {
+  const bool isTaken = exchange.status == sqm::kHttpStatusOk;
+  terminal.passing("");
+  terminal.line(terminal.shown("  " + row + "  " + secondsText(exchange.elapsed) + "  ") +
+                terminal.styled(isTaken ? tools::Style::good : tools::Style::bad, textOf(exchange)));
+  if (isTaken || exchange.outcome != sqm::platform::HttpOutcome::completed) return textOf(exchange);
+  return "the server answered with " + textOf(exchange) + "; only 200 removes " + removed;
+}
+
+void addUrl(CLI::App& command, std::string& url) {
+  command.add_option("URL", url, "The address to post to")->option_text(" ")->required()->check(addressProblem);
 }
 
 void addTimeout(CLI::App& command, milliseconds& timeout) {

@@ -9,6 +9,7 @@
 #include "sqm/platform/http/HttpExchange.h"
 
 #include "tools/sqmctl/Command.h"
+#include "tools/support/Terminal.h"
 
 namespace sqmctl {
 
@@ -41,6 +42,14 @@ class SendingHost {
 
 /// "0.13 s"
 std::string secondsText(std::chrono::milliseconds time);
+
+/// Prints the row of an exchange in which only status 200 removes what was posted. Returns its result as a reason: "the
+/// server answered with 500 …; only 200 removes a request from the queue".
+std::string printExchange(tools::Terminal& terminal, const std::string& row,
+                          const sqm::platform::HttpExchange& exchange, const std::string& removed);
+
+/// Adds the argument for the address to post to, which is checked.
+void addUrl(CLI::App& command, std::string& url);
 
 /// Adds the option for how long the command waits.
 void addTimeout(CLI::App& command, std::chrono::milliseconds& timeout);

@@ -13,7 +13,7 @@
 #include "tools/sqmctl/Stored.h"
 #include "tools/support/IndentedXml.h"
 
-// `show` and `documents`: the records that are stored, one by one or as they are posted.
+// `show` and `documents`: the stored records, one by one or as the documents that are posted.
 
 namespace sqmctl {
 
@@ -28,7 +28,7 @@ struct ShowOptions {
   bool isJson = false;
 };
 
-/// How one of the two subcommands shows a list, and which lists it shows, in which order.
+/// The lists that a subcommand shows, in their order, and how it shows each.
 struct View {
   std::vector<sqm::RecordType> (*typesToShow)(const StoredLists& lists);
   void (*print)(const tools::Terminal& terminal, const StoredList& list, bool isRaw);

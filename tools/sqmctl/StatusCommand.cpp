@@ -22,14 +22,14 @@ struct StatusOptions {
   bool isJson = false;
 };
 
-/// One of the places where something waits.
+/// A store of data to be sent.
 struct Place {
   std::string name;
   std::string unit;
   std::string path;
   std::size_t count = 0;
   std::uintmax_t bytes = 0;
-  std::optional<std::time_t> oldest = {};  ///< change of the oldest file in which something waits
+  std::optional<std::time_t> oldest = {};  ///< the modification time of the oldest file with data
   bool isReadable = true;
 };
 

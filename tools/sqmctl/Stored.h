@@ -17,14 +17,14 @@ namespace sqmctl {
 
 inline const char* nameOf(sqm::RecordType type) { return sqm::rowOf(type).name.data(); }
 
-/// The type with this name; nothing when there is none.
+/// The type with this name; std::nullopt when there is none.
 std::optional<sqm::RecordType> typeNamed(std::string_view name);
 
-/// A file, and when it last changed.
+/// A stored file and its modification time.
 struct KeptFile {
   std::string path;
   std::optional<std::time_t> changed;  ///< nothing when there is no file
-  std::uintmax_t bytes = 0;            ///< of the texts that wait in it
+  std::uintmax_t bytes = 0;            ///< the length of the stored texts
   std::string problem;                 ///< why it cannot be read; otherwise empty
 };
 
@@ -39,7 +39,7 @@ struct StoredQueue : KeptFile {
   sqm::UploadRequests requests;
 };
 
-/// A `.sqm` file, as the directory uploader would read it.
+/// A `.sqm` file, as the directory uploader reads it.
 struct SqmFile : KeptFile {
   std::string name;
   std::string content;

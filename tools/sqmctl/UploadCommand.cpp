@@ -54,7 +54,7 @@ void checkLists(const StoredLists& lists) {
   }
 }
 
-/// What an upload posts of a list, so that an address is needed; empty when it posts nothing.
+/// What an upload posts of a list, for the message that its address is missing; empty when it posts nothing.
 std::string needOf(const StoredList& list) {
   const std::size_t count = list.records.size();
   if (count > 0) {

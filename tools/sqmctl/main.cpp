@@ -1,4 +1,4 @@
-// sqmctl: what the library keeps and what it sends, on the command line. A host like any other.
+// sqmctl: shows, sends and drives what the library stores. It uses the library as any host does.
 
 #include <CLI/CLI.hpp>
 #include <array>
@@ -18,14 +18,14 @@ namespace {
 constexpr std::array kCommands = {addStatus,    addShow,        addDocuments, addUpload, addQueue,
                                   addDirectory, addDiagnostics, addFields,    addPlay};
 
-/// The command as it was typed up to where the parser went wrong: "sqmctl queue add".
+/// The command with the subcommands that the parser recognised: "sqmctl queue add".
 std::string commandOf(const CLI::App& program) {
   std::string command = program.get_name();
   for (const CLI::App* chosen : program.get_subcommands()) return command + " " + commandOf(*chosen);
   return command;
 }
 
-/// What the parser found wrong. A word that is no subcommand is named; to the parser a subcommand is missing then.
+/// The parser's error. For an unknown subcommand the parser reports a missing one, so the unknown word is named here.
 std::string reasonOf(const CLI::App& program, const CLI::ParseError& error) {
   const auto unknown = program.remaining(/*recurse=*/true);
   const bool isMissing = error.get_exit_code() == static_cast<int>(CLI::ExitCodes::RequiredError);
@@ -37,7 +37,7 @@ int run(int argc, char** argv) {
   program.name("sqmctl");
   program.set_version_flag("--version", "sqmctl " SQM_VERSION);
   program.require_subcommand(1);
-  program.fallthrough();  // --home and --resources may stand behind the subcommand, too
+  program.fallthrough();  // --home and --resources may also follow the subcommand
   Invocation invocation;
   const CLI::Validator isGiven([](const std::string& value) { return value.empty() ? "is empty" : std::string(); }, "");
   program.add_option("--home", invocation.home, "Stands for the user's home directory (default: the user's own)")

@@ -9,18 +9,18 @@ namespace tools {
 
 namespace {
 
-/// Everything becomes a node, so that nothing is left out unnoticed, and texts stay as they are written.
+/// The parser keeps every construct as a node, so that none is dropped silently, and leaves texts unchanged.
 constexpr unsigned kParseOptions = pugi::parse_cdata | pugi::parse_comments | pugi::parse_pi | pugi::parse_doctype |
                                    pugi::parse_declaration | pugi::parse_fragment | pugi::parse_ws_pcdata_single;
 
-/// A text that nests deeper would be mostly blanks.
+/// The indentation of deeper levels would fill the line.
 constexpr std::size_t kDeepest = 64;
 
 class Printer {
  public:
   Printer(const Terminal& terminal, std::size_t indent) : terminal_(terminal), indent_(indent) {}
 
-  /// False when one of the nodes is none that records have.
+  /// Returns false for a node of a kind that records do not contain.
   bool addAll(const pugi::xml_node& parent, std::size_t depth) {
     return std::all_of(parent.begin(), parent.end(), [&](const pugi::xml_node& node) { return add(node, depth); });
   }

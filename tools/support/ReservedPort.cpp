@@ -15,8 +15,8 @@ ReservedPort::ReservedPort() : socket_(::socket(AF_INET, SOCK_STREAM | SOCK_CLOE
   place.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
   socklen_t length = sizeof place;
   auto* const address = static_cast<sockaddr*>(static_cast<void*>(&place));
-  // A socket that is bound and does not listen keeps the port; with either option, a server that sets it, too, may
-  // listen there all the same.
+  // A socket that is bound and does not listen reserves the port. A server that sets one of these options, too, may
+  // listen on it.
   const int on = 1;
   if (socket_ < 0 || ::setsockopt(socket_, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on) != 0 ||
       ::setsockopt(socket_, SOL_SOCKET, SO_REUSEPORT, &on, sizeof on) != 0 || ::bind(socket_, address, length) != 0 ||

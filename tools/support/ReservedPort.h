@@ -4,7 +4,7 @@
 
 namespace tools {
 
-/// A port of 127.0.0.1 without a listener, which the system gives to no other program as a free one. Connections are
+/// A port of 127.0.0.1 without a listener, which the system assigns to no other program. Connections are
 /// refused until a server that is given the port listens there.
 class ReservedPort {
  public:

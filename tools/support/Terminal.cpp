@@ -12,10 +12,10 @@ namespace {
 
 constexpr std::array<std::string_view, 6> kColours = {"", "\033[1m", "\033[2m", "\033[32m", "\033[31m", "\033[36m"};
 constexpr std::string_view kReset = "\033[0m";
-constexpr std::string_view kBackToBegin = "\r\033[K";
+constexpr std::string_view kClearLine = "\r\033[K";
 
-/// True for what acts on a terminal, or on the order in which it shows characters, and is not seen itself.
-bool isSteering(char32_t character) {
+/// True for invisible characters that control a terminal or the direction of writing.
+bool isControl(char32_t character) {
   const auto isWithin = [&](char32_t first, char32_t last) { return character >= first && character <= last; };
   return character < 0x20 || isWithin(0x7F, 0x9F) || character == 0x061C || isWithin(0x200B, 0x200F) ||
          isWithin(0x2028, 0x202E) || isWithin(0x2066, 0x2069) || character == 0xFEFF;
@@ -43,7 +43,7 @@ std::string visible(std::string_view text, bool keepsLines) {
       out += keepsLines ? "\n" : "\\n";
     } else if (bytes == "\t") {
       out += "\\t";
-    } else if (isSteering(*first.code)) {
+    } else if (isControl(*first.code)) {
       appendHex(out, "\\u", *first.code, 4);
     } else {
       out += bytes;
@@ -84,7 +84,7 @@ void Terminal::line(std::string_view text) const {
 
 void Terminal::passing(std::string_view text) {
   if (!isTerminal_) return;
-  std::fwrite(kBackToBegin.data(), 1, kBackToBegin.size(), stream_);
+  std::fwrite(kClearLine.data(), 1, kClearLine.size(), stream_);
   std::fwrite(text.data(), 1, text.size(), stream_);
   std::fflush(stream_);
 }

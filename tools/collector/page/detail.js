@@ -1,4 +1,4 @@
-// One record, whole: its fields beside those of its connection's start, its text, and the request that brought it.
+// One record in full: its fields, compared with those of its connection's start, its text, and its request.
 
 import { byId, el, plural, timeOf } from "./dom.js";
 import { changesOf, isStop, labelOf, titleOf } from "./records.js";
@@ -18,7 +18,7 @@ async function fetched(path) {
 
 export class Detail {
   #entry = null;
-  #turn = 0;  // what was asked for on behalf of an earlier entry is dropped when it arrives
+  #turn = 0;  // answers for an earlier entry are dropped
   #startOf;
   #goTo;
   #parts = [byId("record-part"), byId("request-part")];
@@ -102,7 +102,7 @@ export class Detail {
     byId("fields").classList.toggle("only-changes", byId("only-changes").checked && !byId("only").hidden);
   }
 
-  /// Fills the unfolded parts that are not filled: when they are unfolded, and when the server is there again.
+  /// Fills the open parts that are empty. Called when a part is opened and when the server answers again.
   drawParts() {
     this.#drawRecordText();
     this.#drawRequest();
@@ -126,7 +126,7 @@ export class Detail {
     });
   }
 
-  /// Fills a part that is unfolded with what the server has at `path`.
+  /// Fills an open part with the server's answer for `path`.
   async #drawPart(part, place, path, draw) {
     if (!this.#entry || !part.open || part.hidden || part.dataset.shows === path) return;
     part.dataset.shows = path;
@@ -156,7 +156,7 @@ const valueNode = (value) =>
 const preformatted = (text, label) =>
   el("pre", { tabindex: "0", "aria-label": label }, shown(text, longestText));
 
-/// A text laid out, or as it came.
+/// A text, laid out or unchanged.
 function textPart(text, dump = null) {
   const place = el("div", {});
   const asItCame = el("input", { type: "checkbox" });
@@ -169,7 +169,7 @@ function textPart(text, dump = null) {
   return el("div", { class: "text-part" }, ...(isXml || dump ? [toggle] : []), place);
 }
 
-/// A request's body as text, and, when it is none, its bytes as they are.
+/// A request's body as text, and a hexadecimal dump when it is not UTF-8.
 function bodyOf({ body, encoding }) {
   if (encoding !== "base64") return { text: body, dump: null };
   const bytes = Uint8Array.from(atob(body), (character) => character.charCodeAt(0));

@@ -25,14 +25,14 @@ export const button = (text, onClick) => {
   return made;
 };
 
-/// A function that has `work` done before the next frame is drawn, once, however often it was asked for.
+/// A function that schedules `work` for the next frame. Calls before that frame are combined into one.
 export function perFrame(work) {
-  let isAskedFor = false;
+  let isScheduled = false;
   return () => {
-    if (isAskedFor) return;
-    isAskedFor = true;
+    if (isScheduled) return;
+    isScheduled = true;
     requestAnimationFrame(() => {
-      isAskedFor = false;
+      isScheduled = false;
       work();
     });
   };

@@ -1,4 +1,4 @@
-// The list of what arrived, newest first: a window of its newest entries, which grows on demand.
+// The list of entries, newest first. It shows a window of the newest ones, which grows on demand.
 
 import { byId, el, plural, timeOf } from "./dom.js";
 import { labelOf, outcomeOf, titleOf } from "./records.js";
@@ -67,13 +67,13 @@ export class List {
     this.#finish();
   }
 
-  /// Starts again with a small window, as after another filter.
+  /// Resets the window, for example after a change of the filter.
   shrink() {
     this.#limit = windowStep;
     this.#scroll.scrollTop = 0;
   }
 
-  /// Puts new entries at the top, oldest first as they came.
+  /// Adds new entries, given oldest first, at the top.
   add(matching) {
     this.#matching += matching.length;
     const rows = matching.slice(-this.#limit).reverse().map(rowOf);

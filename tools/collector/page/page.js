@@ -1,4 +1,4 @@
-// The collector's page: arrivals are added to the list and the figures, the chosen entry is shown in the detail.
+// The collector's page: adds arrivals to the list and the figures, and shows the chosen entry.
 
 import { byId, el, perFrame, plural } from "./dom.js";
 import { Detail } from "./detail.js";
@@ -8,11 +8,11 @@ import { labelOf, matches, startOf, types, wordsOf } from "./records.js";
 import { Summary } from "./summary.js";
 import { cut } from "./text.js";
 
-const mostEntries = 20_000;  // older ones are forgotten here, and stay with the server
-const longestValue = 4096;   // of what is kept here for the list and the search
-const patience = 300;        // milliseconds that the first records have before the page says that there are none
+const mostEntries = 20_000;  // older ones are dropped here; the server keeps them
+const longestValue = 4096;   // the length to which values are cut for the list and the search
+const patience = 300;        // milliseconds to wait for the first records before the page shows that there are none
 const newsPause = 3000;      // milliseconds between two announcements
-const addressPause = 250;    // milliseconds that an entry is read before the address is its own
+const addressPause = 250;    // milliseconds until a shown entry becomes the address
 const isNarrow = window.matchMedia("(max-width: 56rem)");
 
 let entries = [];  // in order of arrival
@@ -206,7 +206,7 @@ function setAddress(key, pause = 0) {
   else write();
 }
 
-/// Shows an entry under an address of its own. Where it hides the list, the browser's way back leads to the list.
+/// Shows an entry and makes it the address. Where the entry hides the list, the browser's Back button returns to the list.
 function open(key) {
   if (key === chosen) return;
   if (isNarrow.matches && chosen === null) history.pushState({ isStep: true }, "", `#${key}`);
@@ -278,5 +278,5 @@ for (const copier of document.querySelectorAll("[data-copies]")) {
   });
 }
 
-setInterval(draw, 15_000);  // the plot moves on with the clock
+setInterval(draw, 15_000);  // the plot ends at the current minute
 feed.open();

@@ -37,7 +37,7 @@ const isEvent = (record, event) => (record.event ?? "").toLowerCase() === event;
 export const isStart = (record) => isEvent(record, "start");
 export const isStop = (record) => isEvent(record, "stop");
 
-/// What a record is called in the list.
+/// The title of a record in the list.
 export function titleOf(record) {
   if (record.type === "request") return record.path;
   return firstOf(record, kindOf(record).title) ??
@@ -46,7 +46,7 @@ export function titleOf(record) {
 
 export const outcomeOf = (record) => firstOf(record, kindOf(record).outcome) ?? null;
 
-/// True for a record of a connection that began: an old client's row is a whole connection.
+/// True for a record that begins a connection. A `.sqm` record is a whole connection.
 export const beginsConnection = (record) =>
   record.type === "sqm" || (record.type === "connection" && !isStop(record));
 
@@ -89,7 +89,7 @@ export function changesOf(record, earlier) {
   return rows;
 }
 
-/// True when every word of a filter occurs in what is known of a record.
+/// True when a record has the filter's type and contains all of its words.
 export function matches(record, { type, words }) {
   if (type && record.type !== type) return false;
   if (words.length === 0) return true;

@@ -1,4 +1,4 @@
-// The figures above the list: what came of the events, how requests were answered, connections per minute.
+// The figures above the list: outcomes, answers to requests, connections per minute.
 
 import { byId, el, plural, svg } from "./dom.js";
 import { beginsConnection, outcomeOf } from "./records.js";
@@ -10,7 +10,7 @@ const mostValues = 500;
 const mostShown = 6;
 const longestOutcome = 60;
 
-/// How often values were added. Of more values than anybody reads, the later ones are counted together.
+/// Counts how often each value was added. Beyond `mostValues` different values, new ones are counted together.
 class Counts {
   #counts = new Map();
   #others = 0;
@@ -63,7 +63,7 @@ export class Summary {
     byId("plot").replaceChildren(this.#plot());
   }
 
-  /// The last half hour; when nothing happened in it, the one up to the last connection.
+  /// The last half hour; when it has no connection, the half hour up to the last one.
   #plot() {
     const now = Math.floor(Date.now() / minute);
     const last = this.#newest > 0 && this.#newest <= now - plotMinutes ? this.#newest : Math.max(now, this.#newest);

@@ -1,4 +1,4 @@
-// Showing text of unknown size and content: cut, laid out, with the marks that would not be seen.
+// Shows text of unknown size and content: cut, laid out, with invisible characters made visible.
 
 import { button, el, plural } from "./dom.js";
 
@@ -15,7 +15,7 @@ const mark = /[\u0000-\u0008\u000B-\u001F\u007F-\u009F\u00AD\u061C\u180E\u200B\u
 const mostMarkElements = 1000;
 const nameOf = (character) => `U+${character.charCodeAt(0).toString(16).toUpperCase().padStart(4, "0")}`;
 
-/// The text as nodes, its unseen marks by their names.
+/// The text as nodes, with invisible characters replaced by their names.
 export function visible(text) {
   const nodes = [];
   let shown = 0;
@@ -28,13 +28,13 @@ export function visible(text) {
   return nodes;
 }
 
-/// A text of foreign origin on a line of the page: its direction stays its own, and it is cut where it is too long.
+/// A text from a client, for one line of the page: isolated in its direction of writing, and cut when it is long.
 export function foreign(text, { length = 60, ...attributes } = {}) {
   const beginning = cut(text, length);
   return el("bdi", attributes, ...visible(beginning), beginning === text ? "" : "…");
 }
 
-/// A text of any length: cut where it is too long, with a button for the whole.
+/// A text of any length: cut when it is long, with a button that shows all of it.
 export function shown(text, length) {
   const beginning = cut(text, length);
   const element = el("bdi", {}, ...visible(beginning));
@@ -55,7 +55,7 @@ export function laidOut(xml) {
   const lines = [];
   let depth = 0;
   let line = "";
-  let hasOwnText = false;  // the line holds an element's beginning, and perhaps its text: its end may follow there
+  let hasOwnText = false;  // the line has a start tag and perhaps text, and the end tag may follow on it
   const begin = () => {
     if (line) lines.push(line);
     line = "  ".repeat(Math.min(depth, deepest));
