@@ -4,12 +4,21 @@
 
 #include "tests/support/AllocationProbe.h"
 #include "tests/support/ManagerTest.h"
+#include "tests/support/ObservedLogs.h"
 
 using sqm::RecordType;
 
 namespace {
 
-class ManagerMemory : public ManagerTest {};
+/// A manager whose log lines are not kept: they would be copies of the documents.
+class ManagerMemory : public ManagerTest {
+ protected:
+  ManagerMemory() { fakes.host.logFiles = &logs_; }
+  void TearDown() override { manager.reset(); }  // before its log's factory
+
+ private:
+  ObservedLogs logs_;
+};
 
 TEST_F(ManagerMemory, DocumentsAreMovedAllTheWay) {
   const std::string large(1'000'000, 'r');
