@@ -100,17 +100,6 @@ ssize_t Connection::write(const char* data, std::size_t size) {
   return static_cast<ssize_t>(written);
 }
 
-// No handler uses the addresses.
-void Connection::get_remote_ip_and_port(std::string& ip, int& port) const {
-  ip.clear();
-  port = 0;
-}
-
-void Connection::get_local_ip_and_port(std::string& ip, int& port) const {
-  ip.clear();
-  port = 0;
-}
-
 /// Returns false when none of the events occurs before `until`.
 bool Connection::waitFor(short events, Time until) const {
   for (;;) {

@@ -58,8 +58,8 @@ class Connection : public httplib::Stream {
   bool is_writable() const override;
   ssize_t read(char* out, std::size_t size) override;
   ssize_t write(const char* data, std::size_t size) override;
-  void get_remote_ip_and_port(std::string& ip, int& port) const override;
-  void get_local_ip_and_port(std::string& ip, int& port) const override;
+  void get_remote_ip_and_port(std::string& /*ip*/, int& /*port*/) const override {}  // no handler uses the addresses
+  void get_local_ip_and_port(std::string& /*ip*/, int& /*port*/) const override {}
   socket_t socket() const override { return socket_; }
 
  private:

@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <array>
 #include <cctype>
-#include <charconv>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -15,6 +14,7 @@
 #include "sqm/store/RecordTypes.h"
 
 #include "tools/collector/RecordReader.h"
+#include "tools/support/Number.h"
 
 namespace collector {
 
@@ -102,10 +102,9 @@ bool isReference(std::string_view reference) {
   }
   const bool isHexadecimal = reference.starts_with("#x");
   const std::string_view digits = reference.substr(isHexadecimal ? 2 : 1);
-  std::uint32_t code = 0;
-  const auto [end, error] =
-      std::from_chars(digits.data(), digits.data() + digits.size(), code, isHexadecimal ? 16 : 10);
-  if (error != std::errc() || end != digits.data() + digits.size()) return false;
+  const auto found = tools::numberIn<std::uint32_t>(digits, isHexadecimal ? 16 : 10);
+  if (!found) return false;
+  const std::uint32_t code = *found;
   return code == 0x9 || code == 0xA || code == 0xD || (code >= 0x20 && code < 0xD800) ||
          (code >= 0xE000 && code <= 0x10FFFF && code != 0xFFFE && code != 0xFFFF);
 }

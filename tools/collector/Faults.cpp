@@ -4,14 +4,16 @@
 #include <charconv>
 #include <cmath>
 #include <stdexcept>
-#include <system_error>
 #include <utility>
+
+#include "tools/support/Number.h"
 
 namespace collector {
 
 namespace {
 
 using Kind = FaultRule::Kind;
+using tools::numberIn;
 
 constexpr double kLongestDelay = 3600;  // seconds
 
@@ -35,15 +37,6 @@ constexpr std::string_view kForms =
 
 [[noreturn]] void reject(std::string_view rule, const std::string& what) {
   throw std::invalid_argument("the fault rule '" + std::string(rule) + "' " + what + "; " + std::string(kForms));
-}
-
-/// The number, when all of `text` is one.
-template <typename Number>
-std::optional<Number> numberIn(std::string_view text) {
-  Number number{};
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-  if (error != std::errc() || end != text.data() + text.size()) return std::nullopt;
-  return number;
 }
 
 void readFault(FaultRule& rule, std::string_view fault, std::string_view text) {

@@ -1,7 +1,6 @@
 #include "tools/collector/HttpServer.h"
 
 #include <array>
-#include <charconv>
 #include <chrono>
 #include <cstdint>
 #include <exception>
@@ -15,6 +14,7 @@
 #include <unistd.h>
 
 #include "tools/collector/Json.h"
+#include "tools/support/Number.h"
 
 namespace collector {
 
@@ -33,22 +33,13 @@ bool hasBody(const httplib::Request& request) {
   return request.has_header("Transfer-Encoding") || request.has_header("Content-Length");
 }
 
-/// The value of Content-Length; nothing when it is no 64-bit number.
-std::optional<std::uint64_t> announcedLength(const httplib::Request& request) {
-  const std::string text = request.get_header_value("Content-Length");
-  std::uint64_t length = 0;
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), length);
-  if (error != std::errc() || end != text.data() + text.size()) return std::nullopt;
-  return length;
-}
-
 /// Refuses a body whose end cannot be determined or that is longer than `longest` bytes.
 std::optional<Refusal> refuseBody(const httplib::Request& request, std::size_t longest) {
   if (request.has_header("Transfer-Encoding") && request.get_header_value("Transfer-Encoding") != "chunked") {
     return Refusal{501, "the only transfer coding is chunked"};
   }
   if (!request.has_header("Content-Length")) return std::nullopt;
-  const auto length = announcedLength(request);
+  const auto length = tools::numberIn<std::uint64_t>(request.get_header_value("Content-Length"));
   if (!length || request.get_header_value_count("Content-Length") > 1) {
     return Refusal{400, "Content-Length is to be one number"};
   }

@@ -1,5 +1,4 @@
 #include <algorithm>
-#include <charconv>
 #include <chrono>
 #include <cstdint>
 #include <optional>
@@ -14,6 +13,7 @@
 
 #include "tools/collector/Json.h"
 #include "tools/collector/Server.h"
+#include "tools/support/Number.h"
 
 namespace collector {
 
@@ -78,10 +78,8 @@ std::optional<std::string> readBody(const Request& request, Response& response, 
                                     std::size_t longest) {
   std::string body;
   bool isTooLong = false;
-  std::uint64_t announced = 0;
-  const std::string length = request.get_header_value("Content-Length");
-  std::from_chars(length.data(), length.data() + length.size(), announced);
-  body.reserve(std::min<std::uint64_t>(announced, longest));
+  const auto announced = tools::numberIn<std::uint64_t>(request.get_header_value("Content-Length"));
+  body.reserve(std::min<std::uint64_t>(announced.value_or(0), longest));
   const bool isWhole = read([&](const char* data, std::size_t size) {
     isTooLong = size > longest - body.size();
     if (!isTooLong) body.append(data, size);

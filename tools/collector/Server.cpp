@@ -1,7 +1,6 @@
 #include "tools/collector/Server.h"
 
 #include <algorithm>
-#include <charconv>
 #include <chrono>
 #include <cstdint>
 #include <cstdio>
@@ -19,6 +18,7 @@
 
 #include "tools/collector/HostNames.h"
 #include "tools/collector/Json.h"
+#include "tools/support/Number.h"
 
 namespace collector {
 
@@ -46,13 +46,9 @@ void send(Response& response, std::string body, const std::string& contentType) 
 /// A number of the query, from 0 on; `otherwise` when there is none. Throws std::invalid_argument.
 std::int64_t queryNumber(const Request& request, const char* name, std::int64_t otherwise) {
   if (!request.has_param(name)) return otherwise;
-  const std::string text = request.get_param_value(name);
-  std::int64_t number = 0;
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-  if (error != std::errc() || end != text.data() + text.size() || number < 0) {
-    throw std::invalid_argument(std::string(name) + " is to be a whole number from 0 on");
-  }
-  return number;
+  const auto number = tools::numberIn<std::int64_t>(request.get_param_value(name));
+  if (!number || *number < 0) throw std::invalid_argument(std::string(name) + " is to be a whole number from 0 on");
+  return *number;
 }
 
 /// Answers with a JSON array of the rows that `fetch` returns, read and sent piece by piece.

@@ -42,6 +42,9 @@ void addDiagnostics(CLI::App& program, Invocation& invocation);
 void addFields(CLI::App& program, Invocation& invocation);
 void addPlay(CLI::App& program, Invocation& invocation);
 
+/// The system's text for `errno`.
+std::string lastReason();
+
 /// Writes a message to standard error.
 void remark(const std::string& text);
 

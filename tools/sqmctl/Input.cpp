@@ -1,20 +1,12 @@
 #include "tools/sqmctl/Input.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <cstdio>
 #include <memory>
-#include <system_error>
 
 #include "tools/sqmctl/Command.h"
 
 namespace sqmctl {
-
-namespace {
-
-std::string lastReason() { return std::generic_category().message(errno); }
-
-}  // namespace
 
 std::string contentOfInput(const std::string& file, std::size_t limit) {
   constexpr std::size_t kStep = std::size_t{1} << 16;

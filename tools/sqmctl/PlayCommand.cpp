@@ -1,6 +1,5 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <exception>
@@ -11,12 +10,12 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <system_error>
 #include <unistd.h>
 #include <utility>
 
 #include "tools/sqmctl/Command.h"
 #include "tools/sqmctl/play/FixedEnvironment.h"
+#include "tools/sqmctl/play/Lines.h"
 #include "tools/sqmctl/play/Player.h"
 #include "tools/sqmctl/play/Scenario.h"
 
@@ -89,13 +88,7 @@ void writeResult(std::size_t line, std::string_view operation, play::Result resu
   constexpr int kCompact = -1;
   const play::Result object = {{"line", line}, {"do", operation}, {"result", std::move(result)}};
   const std::string text = object.dump(kCompact, ' ', false, play::Result::error_handler_t::replace) + "\n";
-  for (std::string_view rest = text; !rest.empty();) {
-    const ssize_t count = ::write(STDOUT_FILENO, rest.data(), rest.size());
-    if (count < 0 && errno != EINTR) {
-      throw Problem(kFailure, "cannot write standard output: " + std::generic_category().message(errno));
-    }
-    if (count > 0) rest.remove_prefix(static_cast<std::size_t>(count));
-  }
+  if (!play::writeAll(STDOUT_FILENO, text)) throw Problem(kFailure, "cannot write standard output: " + lastReason());
 }
 
 void run(const std::string& file, play::Scenario& scenario, play::Player& player) {

@@ -2,6 +2,7 @@
 
 #include <CLI/CLI.hpp>
 #include <array>
+#include <cerrno>
 #include <cstdio>
 #include <exception>
 #include <filesystem>
@@ -64,6 +65,8 @@ int run(int argc, char** argv) {
 }
 
 }  // namespace
+
+std::string lastReason() { return std::generic_category().message(errno); }
 
 void remark(const std::string& text) {
   const tools::Terminal terminal(stderr);

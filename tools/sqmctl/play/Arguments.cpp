@@ -1,12 +1,11 @@
 #include "tools/sqmctl/play/Arguments.h"
 
 #include <algorithm>
-#include <charconv>
 #include <cmath>
 #include <limits>
-#include <system_error>
 
 #include "tools/sqmctl/play/JsonLine.h"
+#include "tools/support/Number.h"
 
 namespace sqmctl::play {
 
@@ -39,11 +38,7 @@ std::string mustHold(std::string_view what, std::string_view key, const JsonValu
 
 std::optional<double> numberOf(const JsonValue& value) {
   const auto* literal = std::get_if<JsonLiteral>(&value);
-  if (literal == nullptr) return std::nullopt;
-  double number = 0;
-  const std::string& text = literal->text;
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-  return error == std::errc{} && end == text.data() + text.size() ? std::optional(number) : std::nullopt;
+  return literal == nullptr ? std::nullopt : tools::numberIn<double>(literal->text);
 }
 
 template <typename Integer>
@@ -189,11 +184,7 @@ std::string problemWith(const JsonObject& members, std::span<const Argument> arg
   return "";
 }
 
-std::optional<std::int64_t> integerOf(std::string_view digits) {
-  std::int64_t number = 0;
-  const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), number);
-  return error == std::errc{} && end == digits.data() + digits.size() ? std::optional(number) : std::nullopt;
-}
+std::optional<std::int64_t> integerOf(std::string_view digits) { return tools::numberIn<std::int64_t>(digits); }
 
 template <typename Alternative>
 const Alternative* Arguments::get(std::string_view name) const {

@@ -19,8 +19,6 @@ namespace {
 constexpr std::size_t kChunk = 64 * 1024;
 constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 
-std::string lastReason() { return std::generic_category().message(errno); }
-
 [[noreturn]] void cannotRead(const std::string& file, const std::string& reason) {
   throw Problem(kBadInput, "cannot read " + (file == "-" ? "standard input" : file) + ": " + reason);
 }
@@ -37,14 +35,6 @@ std::size_t readSome(int descriptor, std::string& buffer, const std::string& fil
   }
 }
 
-void writeAll(int descriptor, std::string_view bytes) {
-  while (!bytes.empty()) {
-    const ssize_t count = ::write(descriptor, bytes.data(), bytes.size());
-    if (count < 0 && errno != EINTR) cannotCopy(lastReason());
-    if (count > 0) bytes.remove_prefix(static_cast<std::size_t>(count));
-  }
-}
-
 int createNamelessFile() {
   std::error_code error;
   const std::filesystem::path folder = std::filesystem::temp_directory_path(error);
@@ -57,6 +47,15 @@ int createNamelessFile() {
 }
 
 }  // namespace
+
+bool writeAll(int descriptor, std::string_view bytes) {
+  while (!bytes.empty()) {
+    const ssize_t count = ::write(descriptor, bytes.data(), bytes.size());
+    if (count < 0 && errno != EINTR) return false;
+    if (count > 0) bytes.remove_prefix(static_cast<std::size_t>(count));
+  }
+  return true;
+}
 
 Lines::Lines(std::string file) : file_(std::move(file)), buffer_(kChunk, '\0') {
   const bool isInput = file_ == "-";
@@ -72,7 +71,7 @@ Lines::Lines(std::string file) : file_(std::move(file)), buffer_(kChunk, '\0') {
     const std::size_t first = readSome(source, buffer_, file_);
     descriptor_ = createNamelessFile();
     for (std::size_t count = first; count > 0; count = readSome(source, buffer_, file_)) {
-      writeAll(descriptor_, std::string_view(buffer_).substr(0, count));
+      if (!writeAll(descriptor_, std::string_view(buffer_).substr(0, count))) cannotCopy(lastReason());
     }
   } catch (...) {
     ::close(source);

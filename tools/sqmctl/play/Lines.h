@@ -6,6 +6,9 @@
 
 namespace sqmctl::play {
 
+/// Writes all bytes to a descriptor. Returns false, with `errno` set, on failure.
+bool writeAll(int descriptor, std::string_view bytes);
+
 /// Reads the lines of a file or of standard input, as often as needed. Input that cannot be read twice, such as a pipe,
 /// is first copied to a temporary file without a name. One line at a time is in memory.
 ///

@@ -59,7 +59,7 @@ Player::Player(const std::string& homeDirectory, const std::string& resourceDire
   const std::string folder = sqm::sqmFolderPath(*host_.configuration);
   if (!host_.makeFolders()) makeFolder(folder);
   if (::faccessat(AT_FDCWD, folder.c_str(), W_OK | X_OK, AT_EACCESS) != 0) {
-    fail("cannot write into " + folder + ": " + std::generic_category().message(errno));
+    fail("cannot write into " + folder + ": " + lastReason());
   }
   for (const auto name : {sqm::TrelkSQMUploadSuccess, sqm::TrelkSQMUploadFailure, sqm::TrelkSQMUploadComplete,
                           sqm::TrelkSQMUploadError}) {
