@@ -19,7 +19,7 @@ class OrdinaryUser {
   std::optional<tools::TemporaryFolder> coverage_;
 };
 
-/// The permissions of a folder that nobody can write to.
+/// The permissions of a folder that no user can write to.
 inline constexpr std::filesystem::perms kReadOnlyFolder =
     std::filesystem::perms::owner_read | std::filesystem::perms::owner_exec | std::filesystem::perms::group_read |
     std::filesystem::perms::group_exec | std::filesystem::perms::others_read | std::filesystem::perms::others_exec;

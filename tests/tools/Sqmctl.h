@@ -93,7 +93,7 @@ inline std::map<std::string, std::string> everythingBelow(const std::string& fol
 /// The bodies that a collection server received, by path.
 std::vector<std::pair<std::string, std::string>> postsTo(const Collector& collector);
 
-/// An address of this machine at which nobody listens as long as the test runs.
+/// An address of this machine where no server listens while the test runs.
 std::string deadAddress();
 
 /// `text` without the seconds that a request took, which differ.
