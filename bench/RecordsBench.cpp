@@ -17,6 +17,7 @@
 #include "sqm/records/SQMConnectionRecord.h"
 #include "sqm/records/SQMDeviceRecord.h"
 #include "sqm/records/SQMUserAcceptanceRecord.h"
+#include "sqm/records/internal/RecordKinds.h"
 #include "sqm/testing/FakeHost.h"
 
 #include "bench/Comparison.h"
