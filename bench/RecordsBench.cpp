@@ -77,9 +77,9 @@ template <typename Record>
 class Subject {
  public:
   explicit Subject(std::vector<Fill> fills) : fills_(std::move(fills)) {
-    sqm::PropertyList::Array names;
+    sqm::TextArray names;
     for (std::size_t field = 0; field < FieldNameTable::kFields; ++field) {
-      names.push_back("fieldName" + std::to_string(field));
+      names.append("fieldName" + std::to_string(field));
     }
     host_.setFieldNames(names);
     record_.emplace(host_.host);

@@ -178,10 +178,10 @@ bool forgetPeak() {
 
 /// How many KiB of memory a save takes, once the records are there.
 void printMemoryOfSaving(PropertyListFiles& files, std::size_t count, const std::string& path) {
-  records(count);
+  const sqm::TextArray list = records(count);
   if (!forgetPeak()) return;
   const std::size_t before = peakMemory();
-  files.writeToFile(records(count), path, false);
+  files.writeToFile(list, path, false);
   std::printf("saving %6zu records: %zu KiB of memory at the most\n", count, peakMemory() - before);
 }
 
@@ -196,8 +196,8 @@ void compareSaving(PropertyListFiles& files, std::size_t count, const tools::Tem
   const std::string barePath = folder / ("bare " + std::to_string(count));
   bench::compare(
       "saving/" + std::to_string(count) + " records", fileEffort(count),
-      [&files, count, path](benchmark::State& state) {
-        for (auto _ : state) bench::require(files.writeToFile(records(count), path, false), "a list cannot be saved");
+      [&files, list = std::make_shared<const sqm::TextArray>(records(count)), path](benchmark::State& state) {
+        for (auto _ : state) bench::require(files.writeToFile(*list, path, false), "a list cannot be saved");
       },
       [count, barePath](benchmark::State& state) {
         std::string buffer = bufferThatIsThere();

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <functional>
 #include <stdexcept>
+#include <string>
 #include <utility>
 
 namespace sqm {
@@ -13,12 +14,12 @@ constexpr std::uint8_t kFree = 0xFF;
 
 }  // namespace
 
-FieldNameTable::FieldNameTable(std::vector<std::optional<std::string>> names)
-    : count_(std::min(names.size(), kFields)), names_(std::move(names)) {
+FieldNameTable::FieldNameTable(TextArray names) : count_(std::min(names.size(), kFields)), names_(std::move(names)) {
   buckets_.fill(kFree);
   for (std::size_t field = 0; field < count_; ++field) {
-    if (!names_[field]) continue;
-    std::uint8_t& bucket = buckets_[bucketFor(*names_[field])];
+    const auto name = names_[field];
+    if (!name) continue;
+    std::uint8_t& bucket = buckets_[bucketFor(*name)];
     if (bucket == kFree) bucket = static_cast<std::uint8_t>(field);
     firstNamesakes_[field] = bucket;
   }
@@ -36,7 +37,7 @@ std::optional<std::size_t> FieldNameTable::fieldNamed(std::string_view name) con
 
 std::size_t FieldNameTable::bucketFor(std::string_view name) const {
   std::size_t bucket = std::hash<std::string_view>{}(name) % kBuckets;
-  while (buckets_[bucket] != kFree && *names_[buckets_[bucket]] != name) bucket = (bucket + 1) % kBuckets;
+  while (buckets_[bucket] != kFree && names_[buckets_[bucket]] != name) bucket = (bucket + 1) % kBuckets;
   return bucket;
 }
 

@@ -4,9 +4,9 @@
 #include <cstddef>
 #include <cstdint>
 #include <optional>
-#include <string>
 #include <string_view>
-#include <vector>
+
+#include "sqm/common/TextArray.h"
 
 namespace sqm {
 
@@ -17,7 +17,7 @@ class FieldNameTable {
   static constexpr std::size_t kFields = 91;
 
   /// Entries beyond the 91st are ignored. A field whose name is absent has no key.
-  explicit FieldNameTable(std::vector<std::optional<std::string>> names);
+  explicit FieldNameTable(TextArray names);
 
   /// The name of a field; nothing when the entry is absent.
   /// Failure: std::out_of_range when the number is negative or beyond the end of the list.
@@ -39,7 +39,7 @@ class FieldNameTable {
   std::size_t bucketFor(std::string_view name) const;
 
   std::size_t count_;
-  std::vector<std::optional<std::string>> names_;
+  TextArray names_;
   std::array<std::uint8_t, kFields> firstNamesakes_{};
   std::array<std::uint8_t, kBuckets> buckets_{};
 };

@@ -1,9 +1,9 @@
 #pragma once
 
 #include <optional>
-#include <span>
 #include <string>
-#include <vector>
+
+#include "sqm/common/TextArray.h"
 
 namespace sqm {
 
@@ -14,19 +14,17 @@ namespace sqm {
 /// read.
 class PropertyList {
  public:
-  /// The elements in file order, with nothing in the place of an element that is not a string.
-  using Array = std::vector<std::optional<std::string>>;
-
   virtual ~PropertyList() = default;
 
-  /// Nothing when there is no such file, or when it is no property list (XML or binary) with an array as its root.
-  /// Every returned string is well-formed UTF-8.
-  virtual std::optional<Array> arrayWithContentsOfFile(const std::string& path) = 0;
+  /// The elements in file order, with nothing in the place of an element that is not a string. Returns nothing when
+  /// there is no such file, or when it is no property list (XML or binary) with an array as its root. Every returned
+  /// string is well-formed UTF-8.
+  virtual std::optional<TextArray> arrayWithContentsOfFile(const std::string& path) = 0;
 
-  /// Replaces the file by an XML property list of `array`. Returns true when all of it was written. A character that
-  /// XML does not allow is written as U+FFFD. `atomically`: after any failure the file is the old one or the new one;
-  /// otherwise it is overwritten in place.
-  virtual bool writeToFile(std::span<const std::string> array, const std::string& path, bool atomically) = 0;
+  /// Replaces the file by an XML property list of the texts in `array`; an absent one is left out. Returns true when
+  /// all of it was written. A character that XML does not allow is written as U+FFFD. `atomically`: after any failure
+  /// the file is the old one or the new one; otherwise it is overwritten in place.
+  virtual bool writeToFile(const TextArray& array, const std::string& path, bool atomically) = 0;
 };
 
 }  // namespace sqm

@@ -185,7 +185,7 @@ bool SQMManager::create(const CreatingCall& call, SQM* record, const SQMSessionP
     log(call.generatedText, text);
   } else {
     log(call.generatedText, text);
-    mSQMRecStoreObj_->saveSQMRecordType(type, std::move(text));
+    mSQMRecStoreObj_->saveSQMRecordType(type, text);
   }
   return true;
 }

@@ -7,10 +7,10 @@
 #include <functional>
 #include <iterator>
 #include <optional>
-#include <span>
 #include <string>
 #include <string_view>
 
+#include "sqm/common/TextArray.h"
 #include "sqm/common/TrelkConfiguration.h"
 
 namespace sqm {
@@ -94,6 +94,6 @@ constexpr bool hasDocument(RecordType type, bool hasRecords) {
 
 /// The document that is posted for a list: UTF-8, one line, an XML declaration and the records' texts, unchanged and
 /// in their order, in the element of their type. Nothing when there is none for a list without records.
-std::optional<std::string> listDocument(RecordType type, std::span<const std::string> records);
+std::optional<std::string> listDocument(RecordType type, const TextArray& records);
 
 }  // namespace sqm

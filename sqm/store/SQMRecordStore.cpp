@@ -20,17 +20,17 @@ SQMRecordStore::SQMRecordStore(Host& host) : host_(host) { LoadFromDisk(); }
 
 SQMRecordStore::~SQMRecordStore() { SaveSQMStoreToDisk(); }
 
-bool SQMRecordStore::saveSQMRecordType(std::int64_t type, Text withData) {
-  return isRecordType(static_cast<RecordType>(type)) && append(static_cast<RecordType>(type), std::move(withData));
+bool SQMRecordStore::saveSQMRecordType(std::int64_t type, TextView withData) {
+  return isRecordType(static_cast<RecordType>(type)) && append(static_cast<RecordType>(type), withData);
 }
 
-bool SQMRecordStore::append(RecordType type, Text data) {
-  if (data) listOf(type).push_back(*std::move(data));
+bool SQMRecordStore::append(RecordType type, TextView data) {
+  if (data) listOf(type).append(data);
   return false;
 }
 
 bool SQMRecordStore::deleteRecords(RecordType type) {
-  listOf(type).clear();
+  listOf(type) = {};
   return true;
 }
 
@@ -46,12 +46,7 @@ bool SQMRecordStore::SaveSQMStoreToDisk() {
 void SQMRecordStore::LoadFromDisk() {
   for (const RecordType type : kFileOrder) {
     auto records = host_.propertyLists->arrayWithContentsOfFile(listFilePath(*host_.configuration, type));
-    if (!records) continue;
-    List& list = listOf(type);
-    list.reserve(list.size() + records->size());
-    for (auto& record : *records) {
-      if (record) list.push_back(*std::move(record));
-    }
+    if (records) listOf(type).appendPresent(*std::move(records));
   }
 }
 

@@ -5,10 +5,10 @@
 #include <cstdint>
 #include <optional>
 #include <string>
-#include <utility>
-#include <vector>
+#include <string_view>
 
 #include "sqm/common/Host.h"
+#include "sqm/common/TextArray.h"
 #include "sqm/store/RecordTypes.h"
 
 namespace sqm {
@@ -24,6 +24,7 @@ namespace sqm {
 class SQMRecordStore {
  public:
   using Text = std::optional<std::string>;
+  using TextView = std::optional<std::string_view>;
 
   explicit SQMRecordStore(Host& host);
   SQMRecordStore(const SQMRecordStore&) = delete;
@@ -32,12 +33,12 @@ class SQMRecordStore {
 
   /// Appends the record's text to the list of its type. An absent text and a number that is no type's are ignored.
   /// Always returns false.
-  bool saveSQMRecordType(std::int64_t type, Text withData);
-  bool saveSQMClientRecordToStore(Text data) { return append(RecordType::client, std::move(data)); }
-  bool saveSQMConnRecordToStore(Text data) { return append(RecordType::connection, std::move(data)); }
-  bool saveSQMDeviceRecordToStore(Text data) { return append(RecordType::device, std::move(data)); }
-  bool saveSQMApplicationRecordToStore(Text data) { return append(RecordType::application, std::move(data)); }
-  bool saveSQMUserAcceptanceRecordToStore(Text data) { return append(RecordType::userAcceptance, std::move(data)); }
+  bool saveSQMRecordType(std::int64_t type, TextView withData);
+  bool saveSQMClientRecordToStore(TextView data) { return append(RecordType::client, data); }
+  bool saveSQMConnRecordToStore(TextView data) { return append(RecordType::connection, data); }
+  bool saveSQMDeviceRecordToStore(TextView data) { return append(RecordType::device, data); }
+  bool saveSQMApplicationRecordToStore(TextView data) { return append(RecordType::application, data); }
+  bool saveSQMUserAcceptanceRecordToStore(TextView data) { return append(RecordType::userAcceptance, data); }
 
   /// Empties one list in memory; its file changes at the next save. Always returns true.
   bool deleteSQMClientRecordFromStore() { return deleteRecords(RecordType::client); }
@@ -70,14 +71,12 @@ class SQMRecordStore {
   std::string getSQMDirectoryPath() const;
 
  private:
-  using List = std::vector<std::string>;
-
-  bool append(RecordType type, Text data);
-  List& listOf(RecordType type) { return lists_[static_cast<std::size_t>(type)]; }
-  const List& listOf(RecordType type) const { return lists_[static_cast<std::size_t>(type)]; }
+  bool append(RecordType type, TextView data);
+  TextArray& listOf(RecordType type) { return lists_[static_cast<std::size_t>(type)]; }
+  const TextArray& listOf(RecordType type) const { return lists_[static_cast<std::size_t>(type)]; }
 
   Host& host_;
-  std::array<List, kRecordTypes.size()> lists_;  // by type
+  std::array<TextArray, kRecordTypes.size()> lists_;  // by type
 };
 
 }  // namespace sqm

@@ -27,8 +27,8 @@ FakeHost::FakeHost()
   setFieldNames(defaultFieldNames());
 }
 
-PropertyList::Array FakeHost::defaultFieldNames() {
-  PropertyList::Array names;
+std::vector<std::optional<std::string>> FakeHost::defaultFieldNames() {
+  std::vector<std::optional<std::string>> names;
   for (std::size_t field = 0; field < FieldNameTable::kFields; ++field) names.push_back("F" + std::to_string(field));
   return names;
 }

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "sqm/common/Host.h"
@@ -26,12 +28,12 @@ class FakeHost {
   FakeHost& operator=(const FakeHost&) = delete;
 
   /// Replaces the field-name table of the bundle.
-  void setFieldNames(std::optional<PropertyList::Array> names) { propertyLists.put(kFieldNamesPath, std::move(names)); }
+  void setFieldNames(std::optional<TextArray> names) { propertyLists.put(kFieldNamesPath, std::move(names)); }
 
   /// Removes the field-name table from the bundle.
   void removeFieldNames() { bundle.paths.clear(); }
 
-  static PropertyList::Array defaultFieldNames();
+  static std::vector<std::optional<std::string>> defaultFieldNames();
 
   NotificationCenter notificationCenter;
   ScriptedHttp http{notificationCenter};

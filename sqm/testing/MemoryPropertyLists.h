@@ -3,7 +3,6 @@
 #include <map>
 #include <optional>
 #include <set>
-#include <span>
 #include <string>
 #include <vector>
 
@@ -21,14 +20,14 @@ class MemoryPropertyLists : public PropertyList {
     bool atomically;
   };
 
-  std::optional<Array> arrayWithContentsOfFile(const std::string& path) override;
-  bool writeToFile(std::span<const std::string> array, const std::string& path, bool atomically) override;
+  std::optional<TextArray> arrayWithContentsOfFile(const std::string& path) override;
+  bool writeToFile(const TextArray& array, const std::string& path, bool atomically) override;
 
   /// Creates a file; nothing stands for one that cannot be read as an array.
-  void put(const std::string& path, std::optional<Array> array) { files_[path] = std::move(array); }
+  void put(const std::string& path, std::optional<TextArray> array) { files_[path] = std::move(array); }
 
   /// The file's elements; nothing when there is no such file.
-  std::optional<Array> file(const std::string& path) const;
+  std::optional<TextArray> file(const std::string& path) const;
 
   /// From now on the file cannot be written.
   void refuseWriting(const std::string& path) { refused_.insert(path); }
@@ -38,7 +37,7 @@ class MemoryPropertyLists : public PropertyList {
   const std::vector<std::string>& reads() const { return reads_; }
 
  private:
-  std::map<std::string, std::optional<Array>> files_;
+  std::map<std::string, std::optional<TextArray>> files_;
   std::set<std::string> refused_;
   std::vector<Write> writes_;
   std::vector<std::string> reads_;

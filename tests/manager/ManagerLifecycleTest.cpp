@@ -116,7 +116,7 @@ TEST(ManagerOrder, StoreIsMadeBeforeTheUploadAgent) {
 /// Calls `onWrite` before each write.
 class ObservedFiles : public sqm::testing::MemoryPropertyLists {
  public:
-  bool writeToFile(std::span<const std::string> array, const std::string& path, bool atomically) override {
+  bool writeToFile(const sqm::TextArray& array, const std::string& path, bool atomically) override {
     onWrite();
     return MemoryPropertyLists::writeToFile(array, path, atomically);
   }

@@ -23,7 +23,7 @@ class ManagerMemory : public ManagerTest {
 TEST_F(ManagerMemory, DocumentsAreMovedAllTheWay) {
   const std::string large(1'000'000, 'r');
   manager.reset();
-  fakes.propertyLists.put(storeFile(RecordType::client), sqm::PropertyList::Array{large});
+  fakes.propertyLists.put(storeFile(RecordType::client), sqm::TextArray{large});
   restart();
   std::size_t bytes = 0;
   {

@@ -29,11 +29,9 @@ class ManagerUpload : public ManagerTest {
   /// Replaces the manager by one that holds a record of each of these types.
   void restartWith(const std::vector<sqm::RecordType>& types) {
     manager.reset();
-    for (const sqm::RecordType type : sqm::kRecordTypes)
-      fakes.propertyLists.put(storeFile(type), sqm::PropertyList::Array{});
+    for (const sqm::RecordType type : sqm::kRecordTypes) fakes.propertyLists.put(storeFile(type), sqm::TextArray{});
     for (const sqm::RecordType type : types) {
-      fakes.propertyLists.put(storeFile(type),
-                              sqm::PropertyList::Array{"<r" + std::to_string(static_cast<int>(type)) + "/>"});
+      fakes.propertyLists.put(storeFile(type), sqm::TextArray{"<r" + std::to_string(static_cast<int>(type)) + "/>"});
     }
     restart();
     setAddresses();

@@ -45,7 +45,7 @@ TEST_F(ClientRecord, TakesTheFields0To7) {
 }
 
 TEST_F(ClientRecord, RejectsAFieldAbove90WhateverTheTableHolds) {
-  fake.setFieldNames(sqm::PropertyList::Array{});
+  fake.setFieldNames(sqm::TextArray{});
   SQMClientRecord withoutEntries(fake.host);
   EXPECT_EQ(withoutEntries.SetAttribute(91, "V91"), 3);
   EXPECT_EQ(withoutEntries.SetAttributeAfterXMLCompatibleFormat(91, "V91"), 3);

@@ -113,7 +113,7 @@ TEST_P(RecordFieldNames, FormattingBeyondAShortTableIsAnErrorThatLeavesTheSlot) 
 }
 
 TEST_P(RecordFieldNames, EmptyTableIsAnErrorForEveryField) {
-  fake.setFieldNames(sqm::PropertyList::Array{});
+  fake.setFieldNames(sqm::TextArray{});
   const auto record = made();
   EXPECT_THROW(record->SetAttribute(0, "value"), std::out_of_range);
   EXPECT_THROW(record->SetAttributeAfterXMLCompatibleFormat(6, "value"), std::out_of_range);
@@ -157,7 +157,7 @@ TEST_P(RecordFieldNames, RequiredFieldWithoutANameIsMissing) {
 }
 
 TEST_P(RecordFieldNames, FieldsOfOneNameShareOneValue) {
-  fake.setFieldNames(sqm::PropertyList::Array(91, "same"));
+  fake.setFieldNames(std::vector<std::string>(91, "same"));
   const auto record = made();
   for (std::int64_t field = 0; field <= kind().highestField; ++field) {
     EXPECT_EQ(record->SetAttribute(field, std::to_string(field)), 0);

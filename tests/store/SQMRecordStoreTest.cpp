@@ -13,9 +13,9 @@
 #include "tests/support/CaseName.h"
 #include "tests/support/StoreFiles.h"
 
-using sqm::PropertyList;
 using sqm::RecordType;
 using sqm::SQMRecordStore;
+using sqm::TextArray;
 using sqm::testing::FakeHost;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
@@ -26,7 +26,7 @@ namespace {
 struct TypeCase {
   const char* name;
   RecordType type;
-  bool (SQMRecordStore::*save)(std::optional<std::string>);
+  bool (SQMRecordStore::*save)(std::optional<std::string_view>);
   bool (SQMRecordStore::*deleteAll)();
   std::optional<std::string> (SQMRecordStore::*document)() const;
   const char* file;
@@ -196,7 +196,7 @@ TEST_P(RecordStoreOfType, NewStoreHoldsWhatAnEarlierOneSaved) {
 }
 
 TEST_P(RecordStoreOfType, LoadingAgainAppendsTheFileOnceMore) {
-  fakes.propertyLists.put(path(), PropertyList::Array{"<one/>", "<two/>"});
+  fakes.propertyLists.put(path(), TextArray{"<one/>", "<two/>"});
   SQMRecordStore store(fakes.host);
   (store.*GetParam().save)("<new/>");
   store.LoadFromDisk();
@@ -204,14 +204,14 @@ TEST_P(RecordStoreOfType, LoadingAgainAppendsTheFileOnceMore) {
 }
 
 TEST_P(RecordStoreOfType, ElementsThatAreNoStringsAreSkippedAndTheOthersStay) {
-  fakes.propertyLists.put(path(), PropertyList::Array{std::nullopt, "<one/>", std::nullopt, "", "<two/>"});
+  fakes.propertyLists.put(path(), TextArray{std::nullopt, "<one/>", std::nullopt, "", "<two/>"});
   const SQMRecordStore store(fakes.host);
   EXPECT_EQ(document(store), documentOf("<one/><two/>"));
 }
 
 TEST_P(RecordStoreOfType, FileThatIsNoArrayIsIgnored) {
   for (const TypeCase& type : kTypeCases) {
-    fakes.propertyLists.put(storeFile(type.type), PropertyList::Array{"<kept/>"});
+    fakes.propertyLists.put(storeFile(type.type), TextArray{"<kept/>"});
   }
   fakes.propertyLists.put(path(), std::nullopt);
   const SQMRecordStore store(fakes.host);

@@ -20,7 +20,7 @@ inline std::vector<std::string> savedRecords(const sqm::testing::FakeHost& fakes
   std::vector<std::string> records;
   const auto elements = fakes.propertyLists.file(storeFile(type));
   if (!elements) return records;
-  for (const auto& element : *elements) records.push_back(element.value());
+  for (const auto& element : *elements) records.emplace_back(element.value());
   return records;
 }
 

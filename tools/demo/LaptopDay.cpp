@@ -21,7 +21,7 @@ namespace {
 namespace fs = std::filesystem;
 
 /// The stored records, by type.
-using StoredRecords = std::array<std::vector<std::string>, sqm::kRecordTypes.size()>;
+using StoredRecords = std::array<sqm::TextArray, sqm::kRecordTypes.size()>;
 
 std::size_t indexOf(sqm::RecordType type) { return static_cast<std::size_t>(type); }
 
@@ -33,13 +33,13 @@ StoredRecords showStored(const Stage& stage) {
   StoredRecords stored;
   for (const sqm::RecordType type : sqm::kRecordTypes) {
     const std::string file = sqm::listFilePath(*host.configuration, type);
-    const auto records = host.propertyLists->arrayWithContentsOfFile(file);
+    auto records = host.propertyLists->arrayWithContentsOfFile(file);
     if (!records) throw std::runtime_error(file + " is missing or cannot be read");
     std::array<char, 128> line{};
     std::snprintf(line.data(), line.size(), "  %-26s%10s%10ju bytes", sqm::rowOf(type).file.data(),
                   tools::plural(records->size(), "record").c_str(), static_cast<std::uintmax_t>(fs::file_size(file)));
     stage.shown.note(line.data());
-    for (const auto& record : *records) stored[indexOf(type)].push_back(record.value_or(""));
+    stored[indexOf(type)] = *std::move(records);
   }
   return stored;
 }

@@ -26,7 +26,7 @@ using sqm::FieldNameTable;
 using sqm::RecordKind;
 using sqm::Row;
 using sqm::Rows;
-using Names = std::vector<std::optional<std::string>>;
+using Names = sqm::TextArray;
 
 constexpr std::array kKinds = {&sqm::kClientKind,        &sqm::kWiFiConnectionKind,     &sqm::kMBConnectionKind,
                                &sqm::kDeviceKind,        &sqm::kEthernetConnectionKind, &sqm::kApplicationKind,
@@ -61,7 +61,7 @@ std::vector<Source> sourcesOf(const RecordKind& kind) {
 }
 
 std::optional<std::string> nameOf(const Names& names, std::size_t entry) {
-  return entry < names.size() ? names[entry] : std::nullopt;
+  return entry < names.size() ? std::optional<std::string>(names[entry]) : std::nullopt;
 }
 
 /// The kind's name and sub-type, as a filter rule gives them.
@@ -113,14 +113,14 @@ std::optional<std::size_t> endOfXmlName(std::string_view text) {
 }
 
 /// The fault of an entry, as text to append to its number; empty when there is none.
-std::string faultOf(const std::optional<std::string>& name) {
+std::string faultOf(std::optional<std::string_view> name) {
   if (!name) return " is no string";
   const auto end = endOfXmlName(*name);
   if (!end) return "";
   if (name->empty()) return " is empty";
-  const std::size_t bytes = sqm::utf8CharacterAt(std::string_view(*name).substr(*end)).length;
-  return ": '" + *name + "' is no name that XML allows: '" + name->substr(*end, bytes) + "' at byte " +
-         std::to_string(*end);
+  const std::size_t bytes = sqm::utf8CharacterAt(name->substr(*end)).length;
+  return ": '" + std::string(*name) + "' is no name that XML allows: '" + std::string(name->substr(*end, bytes)) +
+         "' at byte " + std::to_string(*end);
 }
 
 void addFaultsOfNames(std::vector<std::string>& faults, const Names& names) {

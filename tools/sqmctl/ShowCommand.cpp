@@ -66,7 +66,8 @@ std::vector<sqm::RecordType> typesWithRecords(const StoredLists& lists) {
 
 void printRecords(const tools::Terminal& terminal, const StoredList& list, bool isRaw) {
   std::size_t number = 0;
-  for (const std::string& record : list.records) {
+  for (const auto element : list.records) {
+    const std::string_view record = element.value();
     ++number;
     if (isRaw) {
       terminal.line(terminal.shown(record));
@@ -75,7 +76,7 @@ void printRecords(const tools::Terminal& terminal, const StoredList& list, bool 
     terminal.line(terminal.styled(Style::bold, std::string(nameOf(list.type)) + " " + std::to_string(number) + " of " +
                                                    std::to_string(list.records.size()) + ", " +
                                                    plural(record.size(), "byte")));
-    if (!record.empty()) terminal.line(tools::indentedXml(terminal, record, 2));
+    if (!record.empty()) terminal.line(tools::indentedXml(terminal, std::string(record), 2));
   }
 }
 
@@ -99,7 +100,8 @@ void addValues(Json& values, const pugi::xml_node& root) {
 
 void addRecordsAsJson(Json& all, const StoredList& list) {
   std::size_t number = 0;
-  for (const std::string& record : list.records) {
+  for (const auto element : list.records) {
+    const std::string_view record = element.value();
     Json values = Json::array();
     pugi::xml_document parsed;
     if (parsed.load_buffer(record.data(), record.size(), pugi::parse_default | pugi::parse_ws_pcdata_single,

@@ -69,12 +69,8 @@ StoredLists storedLists(const std::string& home) {
     list.changed = changeOf(list.path);
     auto records =
         sqm::platform::PropertyListFiles(problemsKeptIn(list.problem), {}).arrayWithContentsOfFile(list.path);
-    if (!records) continue;
-    for (auto& record : *records) {
-      if (!record) continue;  // no text: the store ignores it
-      list.bytes += record->size();
-      list.records.push_back(*std::move(record));
-    }
+    if (records) list.records.appendPresent(*std::move(records));  // as the store does
+    list.bytes = list.records.joined().size();
   }
   return lists;
 }

@@ -8,6 +8,7 @@
 #include <string_view>
 #include <vector>
 
+#include "sqm/common/TextArray.h"
 #include "sqm/common/UploadRequest.h"
 #include "sqm/store/RecordTypes.h"
 
@@ -31,7 +32,7 @@ struct KeptFile {
 /// A list of records.
 struct StoredList : KeptFile {
   sqm::RecordType type = sqm::RecordType::client;
-  std::vector<std::string> records;
+  sqm::TextArray records;  ///< none is absent
 };
 
 /// The upload queue.

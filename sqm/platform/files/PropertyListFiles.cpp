@@ -15,7 +15,7 @@ constexpr std::size_t kLargestFile = std::size_t{1} << 29;
 
 }  // namespace
 
-std::optional<PropertyList::Array> PropertyListFiles::arrayWithContentsOfFile(const std::string& path) try {
+std::optional<TextArray> PropertyListFiles::arrayWithContentsOfFile(const std::string& path) try {
   FileBytes content;
   if (const auto failure = readWholeFile(files_, path, kLargestFile, content)) {
     if (failure != std::errc::no_such_file_or_directory) problems_.cannotRead(path, failure.message());
@@ -31,7 +31,7 @@ std::optional<PropertyList::Array> PropertyListFiles::arrayWithContentsOfFile(co
   return std::nullopt;
 }
 
-bool PropertyListFiles::writeToFile(std::span<const std::string> array, const std::string& path, bool atomically) {
+bool PropertyListFiles::writeToFile(const TextArray& array, const std::string& path, bool atomically) {
   using Mode = FileReplacement::Mode;
   FileReplacement file(files_, path, atomically || options_.atomicSaves ? Mode::atomically : Mode::inPlace);
   writeXmlArray(array, [&](std::string_view piece) { file.write(piece); });

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <optional>
-#include <span>
 #include <string>
 #include <utility>
 
@@ -29,8 +28,8 @@ class PropertyListFiles : public PropertyList {
   PropertyListFiles(FileProblems problems, Options options, FileOperations& files = FileOperations::posix())
       : problems_(std::move(problems)), options_(options), files_(files) {}
 
-  std::optional<Array> arrayWithContentsOfFile(const std::string& path) override;
-  bool writeToFile(std::span<const std::string> array, const std::string& path, bool atomically) override;
+  std::optional<TextArray> arrayWithContentsOfFile(const std::string& path) override;
+  bool writeToFile(const TextArray& array, const std::string& path, bool atomically) override;
 
  private:
   FileProblems problems_;

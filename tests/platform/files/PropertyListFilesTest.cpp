@@ -27,17 +27,16 @@ using ::testing::IsEmpty;
 using ::testing::SizeIs;
 
 using Strings = std::vector<std::string>;
-using Array = PropertyList::Array;
 
 class PropertyListFilesTest : public ::testing::Test {
  protected:
-  std::optional<Array> read() { return lists_.arrayWithContentsOfFile(path_); }
-  std::optional<Array> read(std::string_view content) {
+  std::optional<TextArray> read() { return lists_.arrayWithContentsOfFile(path_); }
+  std::optional<TextArray> read(std::string_view content) {
     putContent(path_, content);
     return read();
   }
   /// The strings of an XML list with this content.
-  std::optional<Array> readElements(std::string_view elements) {
+  std::optional<TextArray> readElements(std::string_view elements) {
     return read("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\">\n<array>\n" +
                 std::string(elements) + "</array>\n</plist>\n");
   }
@@ -55,7 +54,7 @@ using PropertyListWriting = PropertyListFilesTest;
 
 TEST_F(PropertyListReading, StringsComeInTheirOrder) {
   EXPECT_EQ(readElements("\t<string>a</string>\n\t<string></string>\n\t<string/>\n\t<string>b</string>\n"),
-            (Array{"a", "", "", "b"}));
+            (TextArray{"a", "", "", "b"}));
   EXPECT_THAT(problems(), IsEmpty());
 }
 
@@ -82,7 +81,7 @@ TEST_F(PropertyListReading, TextsAreReadAsXmlMeansThem) {
       {"<string>one&#13;&#10;two&#xD;</string>", "one\r\ntwo\r"},
       {"<string>\xC3\xA4\xE2\x82\xAC\xF0\x9F\x98\x80</string>", "ä€😀"},
   };
-  for (const TextCase& each : cases) EXPECT_EQ(readElements(each.xml), Array{each.text}) << each.xml;
+  for (const TextCase& each : cases) EXPECT_EQ(readElements(each.xml), TextArray{each.text}) << each.xml;
 }
 
 TEST_F(PropertyListReading, TextsThatXmlCannotHoldAreRepaired) {
@@ -95,18 +94,18 @@ TEST_F(PropertyListReading, TextsThatXmlCannotHoldAreRepaired) {
       {"<string>\xEF\xBF\xBE</string>", "\uFFFD"},
       {"<string>\xED\xA0\x80</string>", "\uFFFD\uFFFD\uFFFD"},
   };
-  for (const TextCase& each : cases) EXPECT_EQ(readElements(each.xml), Array{each.text}) << each.xml;
+  for (const TextCase& each : cases) EXPECT_EQ(readElements(each.xml), TextArray{each.text}) << each.xml;
 }
 
 TEST_F(PropertyListReading, NothingStandsInThePlaceOfWhatIsNoString) {
   EXPECT_EQ(readElements("<string>a</string><integer>1</integer><true/><array><string>b</string></array>"
                          "<dict><key>k</key><string>v</string></dict><data></data><string>c</string>"),
-            (Array{"a", {}, {}, {}, {}, {}, "c"}));
+            (TextArray{"a", {}, {}, {}, {}, {}, "c"}));
 }
 
 TEST_F(PropertyListReading, AnEmptyArrayIsAnArray) {
-  EXPECT_EQ(read("<plist><array/></plist>"), Array{});
-  EXPECT_EQ(read("<plist><array></array></plist>"), Array{});
+  EXPECT_EQ(read("<plist><array/></plist>"), TextArray{});
+  EXPECT_EQ(read("<plist><array></array></plist>"), TextArray{});
 }
 
 TEST_F(PropertyListReading, OtherEncodingsOfXmlAreUnderstood) {
@@ -121,16 +120,16 @@ TEST_F(PropertyListReading, OtherEncodingsOfXmlAreUnderstood) {
     bigEndian += {high, low};
     littleEndian += {low, high};
   }
-  EXPECT_EQ(read(bigEndian), Array{"ä😀"});
-  EXPECT_EQ(read(littleEndian), Array{"ä😀"});
-  EXPECT_EQ(read("\xEF\xBB\xBF<plist><array><string>\xC3\xA4</string></array></plist>"), Array{"ä"});
+  EXPECT_EQ(read(bigEndian), TextArray{"ä😀"});
+  EXPECT_EQ(read(littleEndian), TextArray{"ä😀"});
+  EXPECT_EQ(read("\xEF\xBB\xBF<plist><array><string>\xC3\xA4</string></array></plist>"), TextArray{"ä"});
 }
 
 TEST_F(PropertyListReading, ABinaryListIsKnownByItsContent) {
   const Strings strings = {"a", "", "<b>&", std::string(300, 'x'), "ä€😀", std::string(70'000, 'y')};
   PythonPropertyLists::write(strings, "binary", path_);
   ASSERT_TRUE(contentOf(path_).starts_with("bplist00"));
-  EXPECT_EQ(read(), Array(strings.begin(), strings.end()));
+  EXPECT_EQ(read(), TextArray(strings));
   EXPECT_THAT(problems(), IsEmpty());
 }
 
@@ -140,15 +139,15 @@ TEST_F(PropertyListReading, ABinaryTextIsReadToItsEndAndRepaired) {
                               File::text("\xFF"), File::text16({u'a', 0xD800, u'b'}), File::text16({0xDC00, u'a'}),
                               File::text16({u'a', 0xD83D}), File::text16({0xD83D, 0xDE00}),
                               File::text16({u'a', 0, 0xFFFF}), File::text16({0x7F, 0x80, 0x7FF, 0x800})}};
-  EXPECT_EQ(read(file.bytes()), (Array{"a\uFFFDb", "\uFFFD", "a\uFFFDb", "\uFFFDa", "a\uFFFD", "😀", "a\uFFFD\uFFFD",
-                                       "\x7F\u0080\u07FF\u0800"}));
+  EXPECT_EQ(read(file.bytes()), (TextArray{"a\uFFFDb", "\uFFFD", "a\uFFFDb", "\uFFFDa", "a\uFFFD", "😀", "a\uFFFD\uFFFD",
+                                           "\x7F\u0080\u07FF\u0800"}));
 }
 
 TEST_F(PropertyListReading, NothingStandsInThePlaceOfABinaryObjectThatIsNoString) {
   using File = BinaryPropertyListFile;
   const File file{.objects = {File::array({1, 2, 3, 4, 0}), "\x09", std::string("\x10\x05", 2), File::text("a"),
                               File::dictionary({3, 3})}};
-  EXPECT_EQ(read(file.bytes()), (Array{{}, {}, "a", {}, {}}));
+  EXPECT_EQ(read(file.bytes()), (TextArray{{}, {}, "a", {}, {}}));
 }
 
 TEST_F(PropertyListReading, AMissingFileIsNothingAndNoProblem) {
@@ -205,6 +204,13 @@ TEST_F(PropertyListWriting, TheTextOfAListIsThis) {
       "</plist>\n");
 }
 
+TEST_F(PropertyListWriting, AbsentTextsAreLeftOut) {
+  EXPECT_TRUE(lists_.writeToFile({std::nullopt, "a", std::nullopt, "", "b", std::nullopt}, path_, false));
+  EXPECT_EQ(read(), (TextArray{"a", "", "b"}));
+  EXPECT_TRUE(lists_.writeToFile({std::nullopt}, path_, false));
+  EXPECT_EQ(read(), TextArray{});
+}
+
 TEST_F(PropertyListWriting, APythonListIsTheSameByteForByte) {
   for (const Strings& strings :
        {Strings{}, Strings{""}, Strings{"a", "", "<&>\"'", " \t\n", "ä€😀"}, Strings(91, "Name")}) {
@@ -218,9 +224,9 @@ TEST_F(PropertyListWriting, APythonListIsTheSameByteForByte) {
 TEST_F(PropertyListWriting, AShorterListLeavesNothingOfALongerOne) {
   EXPECT_TRUE(write(Strings(10'000, "long")));
   EXPECT_TRUE(write({"short"}));
-  EXPECT_EQ(read(), Array{"short"});
+  EXPECT_EQ(read(), TextArray{"short"});
   EXPECT_TRUE(write({}));
-  EXPECT_EQ(read(), Array{});
+  EXPECT_EQ(read(), TextArray{});
 }
 
 TEST_F(PropertyListWriting, TheFileIsOverwrittenInPlace) {
@@ -228,7 +234,7 @@ TEST_F(PropertyListWriting, TheFileIsOverwrittenInPlace) {
   std::filesystem::create_hard_link(path_, folder_ / "other name");
   EXPECT_TRUE(write({"new"}));
   EXPECT_EQ(contentOf(folder_ / "other name"), contentOf(path_));
-  EXPECT_EQ(read(), Array{"new"});
+  EXPECT_EQ(read(), TextArray{"new"});
 }
 
 TEST_F(PropertyListWriting, ANewFileIsItsUsersAlone) {
@@ -243,7 +249,7 @@ TEST_F(PropertyListWriting, TheBufferDoesNotGrowWithTheListOrTheString) {
   strings.emplace_back(3'000'000, '<');
   EXPECT_TRUE(lists.writeToFile(strings, path_, false));
   EXPECT_LE(files.largestWrite(), 128U * 1024U);
-  EXPECT_EQ(read(), Array(strings.begin(), strings.end()));
+  EXPECT_EQ(read(), TextArray(strings));
 }
 
 TEST_F(PropertyListWriting, AFailureAtAnyCallIsReportedOnce) {
@@ -277,7 +283,7 @@ TEST_F(PropertyListWriting, ShortAndInterruptedCallsDoNotHarm) {
       ASSERT_TRUE(write(Strings(110, std::string(2000, 'o'))));
       FaultyFileOperations files(fault);
       EXPECT_TRUE(PropertyListFiles(logs_, {}, files).writeToFile(strings, path_, false));
-      EXPECT_EQ(read(), Array(strings.begin(), strings.end()));
+      EXPECT_EQ(read(), TextArray(strings));
     }
   }
 }

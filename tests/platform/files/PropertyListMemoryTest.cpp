@@ -24,7 +24,7 @@ class PropertyListMemory : public ::testing::TestWithParam<bool> {
   Cost costOfSaving(std::size_t count) {
     std::string record;
     while (record.size() < 1'600) record += "<name>a value &amp; more</name>";
-    const std::vector<std::string> records(count, record);
+    const sqm::TextArray records = std::vector<std::string>(count, record);
     const std::string path = folder_ / "list.plist";
     const AllocationProbe probe;
     const bool isSaved = files_.writeToFile(records, path, GetParam());

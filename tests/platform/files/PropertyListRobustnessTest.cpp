@@ -22,12 +22,11 @@ using test::BinaryPropertyListFile;
 using test::PythonPropertyLists;
 
 using Strings = std::vector<std::string>;
-using Array = PropertyList::Array;
 using File = BinaryPropertyListFile;
 
 class PropertyListRobustness : public ::testing::Test {
  protected:
-  std::optional<Array> read(std::string_view content) {
+  std::optional<TextArray> read(std::string_view content) {
     putContent(path_, content);
     return lists_.arrayWithContentsOfFile(path_);
   }
@@ -82,7 +81,7 @@ TEST_F(PropertyListRobustness, WhatIsNoXmlListIsNothing) {
 
 TEST_F(PropertyListRobustness, WhatIsNoBinaryListIsNothing) {
   const std::string good = File{.objects = {File::array({1}), File::text("a")}}.bytes();
-  ASSERT_EQ(read(good), Array{"a"});
+  ASSERT_EQ(read(good), TextArray{"a"});
   const std::string contents[] = {
       "bplist00",
       "bplist00" + std::string(31, '\0'),
@@ -117,13 +116,13 @@ TEST_F(PropertyListRobustness, WhatIsNoBinaryListIsNothing) {
 TEST_F(PropertyListRobustness, DeepNestingDoesNotOverflowTheStack) {
   constexpr std::size_t kLevels = 100'000;
   EXPECT_EQ(read("<plist>" + repeated("<array>", kLevels) + repeated("</array>", kLevels) + "</plist>"),
-            Array(1, std::nullopt));
+            TextArray{std::nullopt});
   expectNothing("<plist>" + repeated("<array>", kLevels));
   expectNothing("<!DOCTYPE plist " + repeated("[<!ELEMENT ", kLevels));
   File file;
   for (std::uint64_t level = 1; level <= kLevels; ++level) file.objects.push_back(File::array({level}));
   file.objects.push_back(File::array({}));
-  EXPECT_EQ(read(file.bytes()), Array(1, std::nullopt));
+  EXPECT_EQ(read(file.bytes()), TextArray{std::nullopt});
 }
 
 TEST_F(PropertyListRobustness, AListOfMoreElementsThanMemoryShouldHoldIsNone) {
@@ -138,15 +137,15 @@ TEST_F(PropertyListRobustness, EntitiesStayAsTheyAreWritten) {
   }
   EXPECT_EQ(read("<!DOCTYPE plist [" + declared +
                  "]><plist><array><string>&level39;</string><string>&file;</string></array></plist>"),
-            (Array{"&level39;", "&file;"}));
+            (TextArray{"&level39;", "&file;"}));
 }
 
 TEST_F(PropertyListRobustness, ABinaryListMayHoldItselfAndUnfoldToNoMoreThanItsElements) {
-  EXPECT_EQ(read(File{.objects = {File::array({0, 0})}}.bytes()), Array(2, std::nullopt));
+  EXPECT_EQ(read(File{.objects = {File::array({0, 0})}}.bytes()), (TextArray{std::nullopt, std::nullopt}));
   File laughs;
   for (std::uint64_t level = 1; level < 40; ++level) laughs.objects.push_back(File::array({level, level, level}));
   laughs.objects.push_back(File::text("ha"));
-  EXPECT_EQ(read(laughs.bytes()), Array(3, std::nullopt));
+  EXPECT_EQ(read(laughs.bytes()), (TextArray{std::nullopt, std::nullopt, std::nullopt}));
 }
 
 TEST_F(PropertyListRobustness, ABinaryListThatUnfoldsToTooMuchTextIsNothing) {
@@ -225,16 +224,16 @@ Strings anyRecords() {
 
 TEST_F(PropertyListRobustness, RecordsOfAnyBytesComeBackFromEveryReader) {
   const Strings records = anyRecords();
-  Array expected;
+  TextArray expected;
   for (const std::string& record : records) {
     std::string allowed;
     appendXmlAllowed(allowed, record);
-    expected.emplace_back(std::move(allowed));
+    expected.append(allowed);
   }
   for (const bool atomically : {false, true}) {
     ASSERT_TRUE(lists_.writeToFile(records, path_, atomically));
     EXPECT_TRUE(lists_.arrayWithContentsOfFile(path_) == expected);
-    EXPECT_TRUE(PythonPropertyLists::read(path_) == expected);
+    EXPECT_TRUE(TextArray(PythonPropertyLists::read(path_)) == expected);
   }
 }
 

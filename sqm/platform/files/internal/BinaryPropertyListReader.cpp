@@ -277,7 +277,7 @@ std::optional<PropertyListValue> readBinaryValue(std::string_view bytes, std::si
 }
 
 // Does without values, as the reader of XML does.
-std::optional<PropertyList::Array> readBinaryArray(std::string_view bytes, std::string_view& problem) {
+std::optional<TextArray> readBinaryArray(std::string_view bytes, std::string_view& problem) {
   const auto objects = Objects::open(bytes);
   const auto root = objects ? objects->root() : std::nullopt;
   problem = kDamaged;
@@ -286,20 +286,21 @@ std::optional<PropertyList::Array> readBinaryArray(std::string_view bytes, std::
   if (root->kind != Kind::array) return std::nullopt;
 
   std::size_t room = kMostBytes;
-  PropertyList::Array array;
-  array.reserve(std::min(root->count, room / sizeof(PropertyList::Array::value_type)));
+  constexpr std::size_t kPerElement = 2 * sizeof(std::size_t);
+  TextArray array;
+  array.reserve(std::min(root->count, room / kPerElement), 0);
   for (std::size_t index = 0; index < root->count; ++index) {
     const auto element = objects->object(*root, index);
     problem = kDamaged;
     if (!element) return std::nullopt;
-    const std::size_t size = sizeof(PropertyList::Array::value_type) + (element->isText() ? element->body.size() : 0);
+    const std::size_t size = kPerElement + (element->isText() ? element->body.size() : 0);
     problem = kTooMuch;
     if (size > room) return std::nullopt;
     room -= size;
     if (element->isText()) {
-      array.emplace_back(xmlAllowed(textOf(*element)));
+      array.append(xmlAllowed(textOf(*element)));
     } else {
-      array.emplace_back();
+      array.append(std::nullopt);
     }
   }
   return array;

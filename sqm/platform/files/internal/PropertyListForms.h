@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-#include "sqm/common/PropertyList.h"
+#include "sqm/common/TextArray.h"
 #include "sqm/common/internal/XmlText.h"
 #include "sqm/platform/files/internal/PropertyListValue.h"
 #include "sqm/platform/files/internal/WholeFile.h"
@@ -21,8 +21,8 @@ namespace sqm::platform {
 bool isBinaryPropertyList(std::string_view bytes);
 
 /// The array of strings that is the root, with nothing in the place of other elements. Every text is well-formed.
-std::optional<PropertyList::Array> readXmlArray(char* bytes, std::size_t size, std::string_view& problem);
-std::optional<PropertyList::Array> readBinaryArray(std::string_view bytes, std::string_view& problem);
+std::optional<TextArray> readXmlArray(char* bytes, std::size_t size, std::string_view& problem);
+std::optional<TextArray> readBinaryArray(std::string_view bytes, std::string_view& problem);
 
 /// The whole list. A number or date that is none counts as its beginning that is one, else as zero; data that is none
 /// is empty.
@@ -39,10 +39,10 @@ inline std::optional<PropertyListValue> readPropertyList(const FileBytes& file, 
                                            : readXmlValue(file.bytes.get(), file.size, problem);
 }
 
-/// Writes an array of strings in the layout of Python's plistlib, through a buffer that does not grow with the list. A
-/// character that XML does not allow is written as U+FFFD, and a carriage return as a reference, so that a reader does
-/// not turn it into a line feed.
-void writeXmlArray(std::span<const std::string> array, const ByteSink& sink);
+/// Writes the texts of an array that are present, in the layout of Python's plistlib, through a buffer that does not
+/// grow with the list. A character that XML does not allow is written as U+FFFD, and a carriage return as a reference,
+/// so that a reader does not turn it into a line feed.
+void writeXmlArray(const TextArray& array, const ByteSink& sink);
 
 /// The list as XML in the layout of libplist, which wrote the preferences first.
 std::string xmlOf(const PropertyListValue& root);

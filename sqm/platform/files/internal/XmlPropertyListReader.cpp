@@ -25,6 +25,7 @@ constexpr unsigned kParseOptions =
 
 /// A field-name table, which every record reads, fits without growing.
 constexpr std::size_t kUsualCount = 96;
+constexpr std::size_t kUsualBytes = 4096;
 
 /// Each takes 64 bytes while the list is read. A string has two tags.
 constexpr std::ptrdiff_t kMostTags = std::ptrdiff_t{1} << 24;
@@ -193,18 +194,21 @@ std::optional<PropertyListValue> readXmlValue(char* bytes, std::size_t size, std
 }
 
 // Does without values: each record reads the table of field names, and a list may hold 100,000 strings.
-std::optional<PropertyList::Array> readXmlArray(char* bytes, std::size_t size, std::string_view& problem) {
+std::optional<TextArray> readXmlArray(char* bytes, std::size_t size, std::string_view& problem) {
   pugi::xml_document document;
   problem = "the root of the property list is no array";
   const pugi::xml_node root = parse(document, bytes, size, pugi::parse_eol, problem);
   if (!isNamed(root, "array")) return std::nullopt;
-  PropertyList::Array array;
-  array.reserve(kUsualCount);
+  TextArray array;
+  array.reserve(kUsualCount, std::min(size, kUsualBytes));
+  std::string text;
   for (auto element = elementFrom(root.first_child()); element; element = elementFrom(element.next_sibling())) {
     if (isNamed(element, "string")) {
-      completeText(element, *array.emplace_back(std::in_place, element.value()));
+      text = element.value();
+      completeText(element, text);
+      array.append(text);
     } else {
-      array.emplace_back();
+      array.append(std::nullopt);
     }
   }
   return array;

@@ -123,7 +123,7 @@ class ValueWriter {
 
 }  // namespace
 
-void writeXmlArray(std::span<const std::string> array, const ByteSink& sink) {
+void writeXmlArray(const TextArray& array, const ByteSink& sink) {
   std::string buffer;
   buffer.reserve(kBuffer);
   const auto flush = [&] {
@@ -131,7 +131,9 @@ void writeXmlArray(std::span<const std::string> array, const ByteSink& sink) {
     buffer.clear();
   };
   buffer.append(kBegin).append(array.empty() ? "<array/>\n" : "<array>\n");
-  for (std::string_view text : array) {
+  for (const auto element : array) {
+    if (!element) continue;
+    std::string_view text = *element;
     buffer.append("\t<string>");
     do {
       const std::size_t length = utf8PrefixLength(text, kPiece);

@@ -1,0 +1,43 @@
+#include "sqm/common/TextArray.h"
+
+#include <utility>
+
+namespace sqm {
+
+namespace {
+
+/// Makes room for one element more, so that adding it cannot fail.
+void makeRoom(std::vector<std::size_t>& positions) {
+  constexpr std::size_t kFirst = 16;
+  if (positions.size() == positions.capacity()) positions.reserve(std::max(kFirst, 2 * positions.size()));
+}
+
+}  // namespace
+
+void TextArray::reserve(std::size_t elements, std::size_t bytes) {
+  ends_.reserve(elements);
+  bytes_.reserve(bytes);
+}
+
+void TextArray::append(value_type text) {
+  makeRoom(ends_);
+  if (text) {
+    bytes_.append(*text);
+  } else {
+    makeRoom(absent_);
+    absent_.push_back(size());
+  }
+  ends_.push_back(bytes_.size());
+}
+
+void TextArray::appendPresent(TextArray others) {
+  if (empty() && !others.hasAbsent()) {
+    *this = std::move(others);
+    return;
+  }
+  for (const auto text : others) {
+    if (text) append(text);
+  }
+}
+
+}  // namespace sqm

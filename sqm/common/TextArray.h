@@ -1,0 +1,104 @@
+#pragma once
+
+#include <algorithm>
+#include <concepts>
+#include <cstddef>
+#include <initializer_list>
+#include <iterator>
+#include <optional>
+#include <ranges>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace sqm {
+
+/// An ordered list of texts, in one buffer. In the place of a text there may be nothing.
+///
+/// It takes the bytes of its texts, the size of a pointer for each text, and the same again for each absent one.
+///
+/// Ownership: the views that it returns are valid until it is changed.
+/// Failure: an `append` for which there is no memory throws std::bad_alloc and leaves the list as it was.
+class TextArray {
+ public:
+  using value_type = std::optional<std::string_view>;
+  class Iterator;
+  using iterator = Iterator;
+  using const_iterator = Iterator;
+
+  TextArray() = default;
+  TextArray(std::initializer_list<value_type> texts) { appendAll(texts); }
+
+  /// Copies a range of texts, or of texts that may be absent.
+  template <std::ranges::input_range Texts>
+  requires std::convertible_to<std::ranges::range_reference_t<Texts>, value_type> TextArray(
+      const Texts& texts) {  // NOLINT(google-explicit-constructor): a list of strings is such a list
+    appendAll(texts);
+  }
+
+  std::size_t size() const { return ends_.size(); }
+  bool empty() const { return ends_.empty(); }
+  bool hasAbsent() const { return !absent_.empty(); }
+
+  /// The element at a position below `size()`.
+  value_type operator[](std::size_t position) const {
+    if (hasAbsent() && std::ranges::binary_search(absent_, position)) return std::nullopt;
+    const std::size_t begin = position == 0 ? 0 : ends_[position - 1];
+    return std::string_view(bytes_).substr(begin, ends_[position] - begin);
+  }
+  Iterator begin() const;
+  Iterator end() const;
+
+  /// The texts one after another, with nothing between them.
+  std::string_view joined() const { return bytes_; }
+
+  /// Makes room for this many elements, and for this many bytes of their texts, in all.
+  void reserve(std::size_t elements, std::size_t bytes);
+
+  /// `text` may be a part of this list.
+  void append(value_type text);
+
+  /// Appends the texts of `others` that are present, or takes its memory when that gives the same list.
+  void appendPresent(TextArray others);
+
+  friend bool operator==(const TextArray&, const TextArray&) = default;
+
+ private:
+  void appendAll(const auto& texts) {
+    for (const auto& text : texts) append(text);
+  }
+
+  std::string bytes_;
+  std::vector<std::size_t> ends_;    // where in `bytes_` each text ends
+  std::vector<std::size_t> absent_;  // positions, ascending
+};
+
+/// Iterates over the elements of a list, in their order.
+class TextArray::Iterator {
+ public:
+  using value_type = TextArray::value_type;
+  using reference = value_type;
+  using pointer = void;
+  using difference_type = std::ptrdiff_t;
+  using iterator_category = std::input_iterator_tag;  // its elements are no references
+
+  Iterator() = default;
+  Iterator(const TextArray& texts, std::size_t position) : texts_(&texts), position_(position) {}
+
+  value_type operator*() const { return (*texts_)[position_]; }
+  Iterator& operator++() {
+    ++position_;
+    return *this;
+  }
+  Iterator operator++(int) { return {*texts_, position_++}; }
+  friend bool operator==(const Iterator&, const Iterator&) = default;
+
+ private:
+  const TextArray* texts_ = nullptr;
+  std::size_t position_ = 0;
+};
+
+inline TextArray::Iterator TextArray::begin() const { return {*this, 0}; }
+inline TextArray::Iterator TextArray::end() const { return {*this, size()}; }
+
+}  // namespace sqm

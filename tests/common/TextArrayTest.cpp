@@ -1,0 +1,112 @@
+#include <algorithm>
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "sqm/common/TextArray.h"
+
+using sqm::TextArray;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+namespace {
+
+TEST(TextArray, HoldsTextsOfAnyBytesInTheirOrder) {
+  const std::string withNul("a\0b", 3);
+  TextArray texts;
+  for (const std::string& text : {std::string("one"), std::string(), withNul, std::string(100'000, 'x')}) {
+    texts.append(text);
+  }
+  EXPECT_THAT(texts, ElementsAre("one", "", withNul, std::string(100'000, 'x')));
+  EXPECT_EQ(texts[2], withNul);
+  EXPECT_EQ(texts.size(), 4U);
+  EXPECT_FALSE(texts.hasAbsent());
+}
+
+TEST(TextArray, IsEmptyAtFirst) {
+  const TextArray texts;
+  EXPECT_TRUE(texts.empty());
+  EXPECT_THAT(texts, IsEmpty());
+  EXPECT_EQ(texts.joined(), "");
+  EXPECT_EQ(texts, TextArray{});
+}
+
+TEST(TextArray, AnAbsentTextIsNotAnEmptyOne) {
+  const TextArray texts = {std::nullopt, "a", "", std::nullopt, std::nullopt, "b", std::nullopt};
+  EXPECT_THAT(texts, ElementsAre(std::nullopt, "a", "", std::nullopt, std::nullopt, "b", std::nullopt));
+  EXPECT_TRUE(texts.hasAbsent());
+  EXPECT_EQ(texts.joined(), "ab");
+  EXPECT_NE((TextArray{"a", ""}), (TextArray{"a", std::nullopt}));
+}
+
+TEST(TextArray, AListThatIsAllAbsentIsNotEmpty) {
+  const TextArray texts = std::vector<std::optional<std::string>>(1'000);
+  EXPECT_EQ(texts.size(), 1'000U);
+  EXPECT_TRUE(std::ranges::all_of(texts, [](const auto& text) { return text == std::nullopt; }));
+}
+
+TEST(TextArray, ListsDifferWhereTheirTextsEnd) {
+  EXPECT_NE((TextArray{"ab", "c"}), (TextArray{"a", "bc"}));
+  EXPECT_NE((TextArray{"a"}), (TextArray{"a", ""}));
+}
+
+TEST(TextArray, JoinsItsTextsWithNothingBetweenThem) {
+  EXPECT_EQ((TextArray{"<a/>", "", "<b/>"}).joined(), "<a/><b/>");
+}
+
+TEST(TextArray, IsMadeOfRangesOfStrings) {
+  const std::vector<std::string> strings = {"a", "b"};
+  const std::vector<std::optional<std::string>> some = {"a", std::nullopt};
+  EXPECT_THAT(TextArray(strings), ElementsAre("a", "b"));
+  EXPECT_THAT(TextArray(some), ElementsAre("a", std::nullopt));
+}
+
+TEST(TextArray, AppendsAPartOfItself) {
+  TextArray texts = {"0123456789"};
+  for (int count = 0; count < 100; ++count) texts.append(texts[texts.size() - 1]);
+  for (const auto text : texts) EXPECT_EQ(text, "0123456789");
+}
+
+TEST(TextArray, AppendsThePresentTextsOfAnother) {
+  const TextArray others = {"c", std::nullopt, "", "d"};
+  TextArray texts = {"a", std::nullopt};
+  texts.appendPresent(others);
+  EXPECT_THAT(texts, ElementsAre("a", std::nullopt, "c", "", "d"));
+  TextArray none;
+  none.appendPresent(others);
+  EXPECT_THAT(none, ElementsAre("c", "", "d"));
+  none.appendPresent({});
+  EXPECT_EQ(none.size(), 3U);
+}
+
+TEST(TextArray, AnEmptyListTakesTheMemoryOfAnother) {
+  TextArray others = {std::string(1'000, 'x'), "y"};
+  const char* const memory = others.joined().data();
+  TextArray texts;
+  texts.appendPresent(std::move(others));
+  EXPECT_EQ(texts.joined().data(), memory);
+  EXPECT_THAT(texts, ElementsAre(std::string(1'000, 'x'), "y"));
+}
+
+TEST(TextArray, RoomThatIsReservedIsUsed) {
+  TextArray texts;
+  texts.reserve(1'000, 10'000);
+  texts.append("0123456789");
+  const char* const memory = texts.joined().data();
+  while (texts.size() < 1'000) texts.append("0123456789");
+  EXPECT_EQ(texts.joined().data(), memory);
+}
+
+TEST(TextArray, CopiesAreIndependent) {
+  TextArray texts = {"a"};
+  const TextArray copy = texts;
+  texts.append("b");
+  EXPECT_THAT(copy, ElementsAre("a"));
+}
+
+}  // namespace
