@@ -25,7 +25,6 @@ constexpr unsigned kParseOptions =
 
 /// A field-name table, which every record reads, fits without growing.
 constexpr std::size_t kUsualCount = 96;
-constexpr std::size_t kUsualBytes = 4096;
 
 /// Each takes 64 bytes while the list is read. A string has two tags.
 constexpr std::ptrdiff_t kMostTags = std::ptrdiff_t{1} << 24;
@@ -38,14 +37,13 @@ pugi::xml_node elementFrom(pugi::xml_node node) {
   return node;
 }
 
-/// Completes `text`, the first piece of what the element holds, and repairs it where it is not well-formed.
-void completeText(const pugi::xml_node& element, std::string& text) {
-  pugi::xml_node piece = element.first_child();
-  if (!piece && isXmlAllowed(text)) return;
-  for (; piece; piece = piece.next_sibling()) {
+/// The text of an element, which comments and CDATA sections may divide, repaired where it is not well-formed.
+std::string textOf(const pugi::xml_node& element) {
+  std::string text = element.value();
+  for (pugi::xml_node piece = element.first_child(); piece; piece = piece.next_sibling()) {
     if (piece.type() != pugi::node_element) text += piece.value();
   }
-  text = xmlAllowed(std::move(text));
+  return xmlAllowed(std::move(text));
 }
 
 /// Parses the bytes, with line ends as they are unless `options` ask otherwise, and returns the root of the list; an
@@ -63,12 +61,6 @@ pugi::xml_node parse(pugi::xml_document& document, char* bytes, std::size_t size
   }
   const pugi::xml_node root = elementFrom(document.first_child());
   return isNamed(root, "plist") ? elementFrom(root.first_child()) : root;
-}
-
-std::string textOf(const pugi::xml_node& element) {
-  std::string text = element.value();
-  completeText(element, text);
-  return text;
 }
 
 /// The text between white space at either end.
@@ -200,15 +192,15 @@ std::optional<TextArray> readXmlArray(char* bytes, std::size_t size, std::string
   const pugi::xml_node root = parse(document, bytes, size, pugi::parse_eol, problem);
   if (!isNamed(root, "array")) return std::nullopt;
   TextArray array;
-  array.reserve(kUsualCount, std::min(size, kUsualBytes));
-  std::string text;
+  array.reserve(kUsualCount, size);  // no text is longer than in the file, unless it is repaired
   for (auto element = elementFrom(root.first_child()); element; element = elementFrom(element.next_sibling())) {
-    if (isNamed(element, "string")) {
-      text = element.value();
-      completeText(element, text);
-      array.append(text);
-    } else {
+    const std::string_view text = element.value();
+    if (!isNamed(element, "string")) {
       array.append(std::nullopt);
+    } else if (element.first_child() || !isXmlAllowed(text)) {
+      array.append(textOf(element));
+    } else {
+      array.append(text);
     }
   }
   return array;
