@@ -1,6 +1,8 @@
 #pragma once
 
+#include <chrono>
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
@@ -24,6 +26,15 @@ inline constexpr int kHttpMethodPost = 1;
 
 /// The only status on which the directory uploader and the upload queue delete what they sent.
 inline constexpr int kHttpStatusOk = 200;
+
+/// A request whose outcome is being reported. The views are valid until the next operation of its transaction.
+struct EndedRequest {
+  std::string_view url = {};           ///< where it was sent, with user name and password; empty: nowhere
+  std::string_view shownAs = {};       ///< the same without them, for logs
+  std::string_view reason = {};        ///< why there is no whole response
+  std::uint64_t bytes = 0;             ///< of its body
+  std::chrono::seconds retryAfter{0};  ///< the pause that the response asks for; 0: none
+};
 
 /// Sends requests in the background and reports the outcome of each by a notification whose object is the transaction.
 ///
@@ -56,6 +67,18 @@ class HttpTransaction {
   /// Body of the last completed response, empty under the same rule. Valid until the next operation of the transaction
   /// or the next task of the main thread.
   virtual std::string_view httpResponseContent() const = 0;
+
+  // The three below are for the handlers of a request's notification. A transaction that does not keep its requests has
+  // these defaults.
+
+  virtual EndedRequest endedRequest() const { return {}; }
+
+  /// The body of the request, once; nothing when it is not kept.
+  virtual std::optional<std::string> takeRequestBody() { return std::nullopt; }
+
+  /// The first value of this header of the response; nothing when the response does not have it. The standard client
+  /// keeps the headers that `HttpOptions::keptHeaders` names, in its spelling.
+  virtual std::optional<std::string_view> httpResponseHeader(std::string_view /*name*/) const { return std::nullopt; }
 };
 
 /// Makes transactions.

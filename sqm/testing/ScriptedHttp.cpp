@@ -36,15 +36,38 @@ void ScriptedHttp::Transaction::startSession(std::string_view session, std::stri
 void ScriptedHttp::Transaction::sendHttpRequest(std::optional<std::string_view> url, int withMethod, std::string data) {
   status_ = 0;
   content_.clear();
-  ++requestsUnderWay_;
+  underWay_.push_back(http_.requests_.size());
   http_.requests_.push_back({url ? std::optional(std::string(*url)) : std::nullopt, withMethod, std::move(data)});
 }
 
+EndedRequest ScriptedHttp::Transaction::endedRequest() const {
+  if (!ended_) return {};
+  const Request& request = http_.requests_[*ended_];
+  const std::string_view url = request.url ? std::string_view(*request.url) : std::string_view();
+  return {.url = url,
+          .shownAs = url,
+          .bytes = request.data.size(),
+          .retryAfter = status_ == 0 ? std::chrono::seconds(0) : http_.retryAfter};
+}
+
+std::optional<std::string> ScriptedHttp::Transaction::takeRequestBody() {
+  return ended_ ? std::optional(http_.requests_[*ended_].data) : std::nullopt;
+}
+
+std::optional<std::string_view> ScriptedHttp::Transaction::httpResponseHeader(std::string_view name) const {
+  const auto found = http_.headers.find(name);
+  return found == http_.headers.end() ? std::nullopt : std::optional<std::string_view>(found->second);
+}
+
 void ScriptedHttp::Transaction::end(std::string_view name, int status, std::string_view content) {
-  if (requestsUnderWay_ > 0) --requestsUnderWay_;
+  ended_.reset();
+  if (!underWay_.empty()) {
+    ended_ = underWay_.front();
+    underWay_.pop_front();
+  }
   status_ = status;
   content_ = content;
-  http_.center_.postNotificationName(name, this);
+  http_.center_.postNotificationName(name, static_cast<const HttpTransaction*>(this));
 }
 
 }  // namespace sqm::testing

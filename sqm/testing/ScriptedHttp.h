@@ -1,6 +1,10 @@
 #pragma once
 
+#include <chrono>
 #include <cstddef>
+#include <deque>
+#include <functional>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -46,6 +50,10 @@ class ScriptedHttp : public HttpTransactionFactory {
   void timeOut();
   void endAbort();
 
+  // Of the responses from now on.
+  std::map<std::string, std::string, std::less<>> headers;
+  std::chrono::seconds retryAfter{0};
+
  private:
   NotificationCenter& center_;
   std::vector<Request> requests_;
@@ -64,12 +72,15 @@ class ScriptedHttp::Transaction : public HttpTransaction {
   void abortTransaction() override { ++aborts_; }
   int httpResponseStatusCode() const override { return status_; }
   std::string_view httpResponseContent() const override { return content_; }
+  EndedRequest endedRequest() const override;
+  std::optional<std::string> takeRequestBody() override;
+  std::optional<std::string_view> httpResponseHeader(std::string_view name) const override;
 
   std::optional<int> encoding() const { return encoding_; }
   const std::string& session() const { return session_; }
   const std::string& logFile() const { return logFile_; }
   int aborts() const { return aborts_; }
-  std::size_t requestsUnderWay() const { return requestsUnderWay_; }
+  std::size_t requestsUnderWay() const { return underWay_.size(); }
 
   /// Ends a request: posts the notification `name`. A completed request sets the status and the content.
   void end(std::string_view name, int status = 0, std::string_view content = "");
@@ -80,7 +91,8 @@ class ScriptedHttp::Transaction : public HttpTransaction {
   std::string session_;
   std::string logFile_;
   int aborts_ = 0;
-  std::size_t requestsUnderWay_ = 0;
+  std::deque<std::size_t> underWay_;  // indexes of the factory's requests
+  std::optional<std::size_t> ended_;
   int status_ = 0;
   std::string content_;
 };

@@ -1,5 +1,6 @@
 #include "sqm/platform/http/HttpClient.h"
 
+#include <algorithm>
 #include <chrono>
 #include <cstdint>
 #include <stdexcept>
@@ -94,18 +95,52 @@ class HttpClient::Transaction final : public HttpTransaction, public HttpRequest
   int httpResponseStatusCode() const override { return status_; }
   std::string_view httpResponseContent() const override { return content_; }
 
+  EndedRequest endedRequest() const override {
+    if (ended_ == nullptr) return {};
+    const HttpExchange& exchange = ended_->exchange;
+    return {ended_->url, exchange.address, exchange.reason, ended_->body.size(), exchange.retryAfter};
+  }
+
+  std::optional<std::string> takeRequestBody() override {
+    return ended_ == nullptr ? std::nullopt : std::optional(std::move(ended_->body));
+  }
+
+  std::optional<std::string_view> httpResponseHeader(std::string_view name) const override {
+    if (ended_ == nullptr) return std::nullopt;
+    const auto& headers = ended_->exchange.headers;
+    const auto found = std::ranges::find(headers, name, &HttpHeader::name);
+    return found == headers.end() ? std::nullopt : std::optional<std::string_view>(found->value);
+  }
+
  private:
+  /// Lends the transaction its ended request while the handlers run, one of which may destroy the transaction.
+  class Report {
+   public:
+    Report(Transaction& transaction, HttpRequest& request) : transaction_(transaction), link_(transaction.link_) {
+      transaction_.ended_ = &request;
+    }
+    Report(const Report&) = delete;
+    Report& operator=(const Report&) = delete;
+    ~Report() {
+      if (link_->owner != nullptr) transaction_.ended_ = nullptr;
+    }
+
+   private:
+    Transaction& transaction_;
+    const std::shared_ptr<HttpOwnerLink> link_;
+  };
+
   void fill(HttpRequest& request, std::optional<std::string_view> url, int method, std::string data) {
     auto address = url ? parseHttpAddress(*url) : std::nullopt;
     if (address) request.exchange.address = std::move(address->shownAs);
     logRequest(request, method, data.size());
+    request.body = std::move(data);
     if (!address) {
       request.exchange.reason = url ? "the address is malformed, or not of http or https" : "there is no address";
     } else if (method != kHttpMethodPost) {
       request.exchange.reason = "the method is not POST";
     } else {
       request.url = std::move(address->url);
-      request.body = std::move(data);
     }
   }
 
@@ -125,6 +160,7 @@ class HttpClient::Transaction final : public HttpTransaction, public HttpRequest
     content_ = std::move(request.content);
     logOutcome(request);
     if (shared_->onExchange) shared_->onExchange(exchange);
+    const Report report(*this, request);
     // Last: the handlers may destroy this transaction, and its client.
     shared_->notifications.postNotificationName(notificationOf(exchange.outcome),
                                                 static_cast<const HttpTransaction*>(this));
@@ -158,6 +194,7 @@ class HttpClient::Transaction final : public HttpTransaction, public HttpRequest
   std::size_t running_ = 0;
   int status_ = 0;
   std::string content_;
+  HttpRequest* ended_ = nullptr;  // whose notification is being posted
 };
 
 HttpClient::HttpClient(MainThread& mainThread, NotificationCenter& notifications, LogFileFactory& logFiles,

@@ -4,6 +4,8 @@
 #include <cstddef>
 #include <memory>
 #include <mutex>
+#include <string>
+#include <vector>
 
 #include "sqm/common/HttpTransaction.h"
 #include "sqm/platform/http/HttpExchange.h"
@@ -33,6 +35,8 @@ struct HttpOptions {
   std::size_t bodyLimit = 1024 * 1024;
   /// Connections, and requests on them, at one time; at least 1. Further requests wait in a queue.
   std::size_t connectionBound = 8;
+  /// The names of response headers of which the first value is kept.
+  std::vector<std::string> keptHeaders = {};
 };
 
 /// Makes transactions on libcurl.

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <functional>
 #include <string>
+#include <vector>
 
 namespace sqm::platform {
 
@@ -12,6 +13,11 @@ enum class HttpOutcome : std::uint8_t {
   failed,     ///< no whole response, or no usable address
   timedOut,
   aborted,
+};
+
+struct HttpHeader {
+  std::string name;
+  std::string value;
 };
 
 /// The outcome of one request.
@@ -24,9 +30,10 @@ struct HttpExchange {
 
   // The response: set only when the exchange is completed.
   int status = 0;
-  std::string contentType = {};        ///< empty when the server does not name it
-  std::chrono::seconds retryAfter{0};  ///< the pause that the server asks for; 0: none
-  std::uint64_t bytesReceived = 0;     ///< of the response's body, including those beyond the limit, which are dropped
+  std::string contentType = {};          ///< empty when the server does not name it
+  std::chrono::seconds retryAfter{0};    ///< the pause that the server asks for; 0: none
+  std::vector<HttpHeader> headers = {};  ///< those of `HttpOptions::keptHeaders` that it has
+  std::uint64_t bytesReceived = 0;  ///< of the response's body, including those beyond the limit, which are dropped
 
   /// A response with a status from 200 to 299.
   bool isSuccess() const { return status >= 200 && status <= 299; }

@@ -191,4 +191,50 @@ TEST_F(HttpExchange, IsReportedForEveryTransactionButNotAfterItsDestruction) {
   EXPECT_THAT(addresses, testing::UnorderedElementsAre(server.url("/first"), server.url("/second")));
 }
 
+TEST_F(HttpExchange, HasTheHeadersThatTheClientKeeps) {
+  watchClient({.keptHeaders = {"x-proof", "X-Missing"}});
+  const Exchange exchange =
+      exchangeWith({"HTTP/1.1 103 Early Hints\r\nX-Missing: interim\r\n\r\n"
+                    "HTTP/1.1 200 OK\r\nX-Proof: one\r\nX-Proof: two\r\nX-Other: 1\r\nContent-Length: 0\r\n\r\n"});
+  ASSERT_EQ(exchange.headers.size(), 1U);
+  EXPECT_EQ(exchange.headers[0].name, "x-proof");
+  EXPECT_EQ(exchange.headers[0].value, "one");
+  watchClient();
+  EXPECT_TRUE(exchangeWithHeader("X-Proof: one").headers.empty());
+}
+
+TEST_F(HttpExchange, AHandlerCanTakeTheRequestOfItsNotification) {
+  watchClient({.keptHeaders = {"X-Proof"}});
+  const LoopbackServer server(Answer{"HTTP/1.1 200 OK\r\nX-Proof: 1\r\nRetry-After: 7\r\nContent-Length: 0\r\n\r\n"});
+  Caller caller(*client, notifications);
+  std::string url = server.url();
+  const std::string shown = url;
+  url.insert(url.find("//") + 2, "ada:secret@");
+  caller.onOutcome = [&] {
+    const sqm::EndedRequest request = caller.transaction->endedRequest();
+    EXPECT_EQ(request.url, url);
+    EXPECT_EQ(request.shownAs, shown);
+    EXPECT_EQ(request.bytes, 5U);
+    EXPECT_EQ(request.retryAfter, 7s);
+    EXPECT_EQ(caller.transaction->httpResponseHeader("X-Proof"), "1");
+    EXPECT_EQ(caller.transaction->httpResponseHeader("X-Other"), std::nullopt);
+    EXPECT_EQ(caller.transaction->takeRequestBody(), "12345");
+  };
+  caller.send(url, "12345");
+  EXPECT_TRUE(loop.runUntil([&] { return !caller.outcomes.empty(); }, kPatience));
+  EXPECT_EQ(caller.transaction->endedRequest().url, "") << "after its handlers";
+  EXPECT_EQ(caller.transaction->takeRequestBody(), std::nullopt);
+  EXPECT_EQ(caller.transaction->httpResponseHeader("X-Proof"), std::nullopt);
+
+  caller.onOutcome = [&] {
+    EXPECT_EQ(caller.transaction->endedRequest().reason, "there is no address");
+    EXPECT_EQ(caller.transaction->endedRequest().bytes, 4U);
+    caller.transaction.reset();
+  };
+  caller.outcomes.clear();
+  caller.send(std::nullopt, "body");
+  EXPECT_TRUE(loop.runUntil([&] { return !caller.outcomes.empty(); }, kPatience));
+  EXPECT_EQ(caller.transaction, nullptr);
+}
+
 }  // namespace

@@ -4,9 +4,11 @@
 #include <chrono>
 #include <cstdint>
 #include <new>
+#include <string>
 #include <string_view>
 #include <sys/socket.h>
 #include <utility>
+#include <vector>
 
 namespace sqm::platform {
 
@@ -153,7 +155,6 @@ HttpRequestNode HttpTransfer::finish(CURLcode code) noexcept {
 
   HttpRequest& request = request_.front();
   HttpExchange& exchange = request.exchange;
-  request.body = {};
   exchange.bytesSent = static_cast<std::uint64_t>(bytesSent);
   exchange.outcome = code == CURLE_OPERATION_TIMEDOUT ? HttpOutcome::timedOut : HttpOutcome::failed;
   try {
@@ -176,7 +177,16 @@ void HttpTransfer::setResponse(HttpExchange& exchange, long status) const {
   curl_off_t retryAfter = 0;
   curl_easy_getinfo(handle_.get(), CURLINFO_CONTENT_TYPE, &contentType);
   curl_easy_getinfo(handle_.get(), CURLINFO_RETRY_AFTER, &retryAfter);
+  std::vector<HttpHeader> headers;
+  for (const std::string& name : options_.keptHeaders) {
+    constexpr int kOfTheFinalResponse = -1;
+    curl_header* header = nullptr;
+    const CURLHcode found =
+        curl_easy_header(handle_.get(), name.c_str(), 0, CURLH_HEADER, kOfTheFinalResponse, &header);
+    if (found == CURLHE_OK) headers.push_back({name, header->value});
+  }
   if (contentType != nullptr) exchange.contentType = contentType;
+  exchange.headers = std::move(headers);
   exchange.retryAfter = std::chrono::seconds(std::max<curl_off_t>(retryAfter, 0));  // negative: a date in the past
   exchange.status = static_cast<int>(status);
   exchange.outcome = HttpOutcome::completed;
