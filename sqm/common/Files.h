@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <initializer_list>
 #include <string>
 #include <string_view>
 #include <system_error>
@@ -40,6 +41,13 @@ class Files {
   /// Creates the file or empties it, and writes `content`. The result is that of the opening: a later failure, such as
   /// a full disk, is not reported and leaves the beginning of `content`.
   virtual std::error_code write(const std::string& path, std::string_view content) = 0;
+
+  /// Makes the file, or replaces what it holds, by `pieces`, one after another: after a failure or a crash it is the
+  /// old file or the new one. It is private to the user, as are the folders above it, which are made where they are
+  /// missing. Files that cannot do this have the default, which fails.
+  virtual std::error_code replace(const std::string& /*path*/, std::initializer_list<std::string_view> /*pieces*/) {
+    return make_error_code(std::errc::operation_not_supported);
+  }
 
   /// Removes a file, a link, or a folder with all that is in it. Links are removed and never followed. A failure
   /// does not keep the rest of the folder from being removed.

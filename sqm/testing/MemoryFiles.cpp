@@ -40,6 +40,14 @@ std::error_code MemoryFiles::write(const std::string& path, std::string_view con
   return {};
 }
 
+std::error_code MemoryFiles::replace(const std::string& path, std::initializer_list<std::string_view> pieces) {
+  if (isRefused(Operation::write, path)) return make_error_code(std::errc::permission_denied);
+  std::string content;
+  for (const std::string_view piece : pieces) content.append(piece);
+  put(path, content);
+  return {};
+}
+
 std::error_code MemoryFiles::remove(const std::string& path) {
   if (isRefused(Operation::remove, path)) return make_error_code(std::errc::permission_denied);
   const std::size_t removed =

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <functional>
+#include <initializer_list>
 #include <map>
 #include <optional>
 #include <set>
@@ -27,6 +28,7 @@ class MemoryFiles : public Files {
   std::error_code list(const std::string& folder, NameTest isWanted, std::vector<Entry>& entries) override;
   std::error_code read(const std::string& path, std::string& content) override;
   std::error_code write(const std::string& path, std::string_view content) override;
+  std::error_code replace(const std::string& path, std::initializer_list<std::string_view> pieces) override;
   std::error_code remove(const std::string& path) override;
 
   void makeFolder(const std::string& path) { folders_.insert(path); }

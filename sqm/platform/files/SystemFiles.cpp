@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "sqm/common/internal/TryReserve.h"
+#include "sqm/platform/files/internal/WholeFile.h"
 
 namespace sqm::platform {
 
@@ -171,6 +172,16 @@ std::error_code SystemFiles::write(const std::string& path, std::string_view con
   const auto problem = file.openAny(operations_, path, O_WRONLY | O_CREAT | O_TRUNC, kNewFile);
   if (!problem) writeAll(operations_, file.descriptor(), content);
   return problem;
+}
+
+std::error_code SystemFiles::replace(const std::string& path, std::initializer_list<std::string_view> pieces) {
+  const std::size_t separator = path.rfind('/');
+  if (separator != std::string::npos && separator > 0) {
+    if (const auto problem = makeFolders(operations_, path.substr(0, separator))) return problem;
+  }
+  FileReplacement file(operations_, path, FileReplacement::Mode::atomically);
+  for (const std::string_view piece : pieces) file.write(piece);
+  return file.commit();
 }
 
 // Needs the stack of one call and two descriptors, at any depth.

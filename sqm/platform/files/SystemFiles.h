@@ -1,5 +1,6 @@
 #pragma once
 
+#include <initializer_list>
 #include <string>
 #include <string_view>
 #include <system_error>
@@ -21,6 +22,7 @@ class SystemFiles : public Files {
   std::error_code list(const std::string& folder, NameTest isWanted, std::vector<Entry>& entries) override;
   std::error_code read(const std::string& path, std::string& content) override;
   std::error_code write(const std::string& path, std::string_view content) override;
+  std::error_code replace(const std::string& path, std::initializer_list<std::string_view> pieces) override;
   std::error_code remove(const std::string& path) override;
 
  private:

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cerrno>
 #include <filesystem>
 #include <functional>
@@ -326,6 +327,33 @@ TEST_F(SystemFilesTest, OnAFullDiskTheFileHoldsTheBeginning) {
   ::signal(SIGXFSZ, signalBefore);
   EXPECT_FALSE(problem);
   EXPECT_EQ(contentOf(folder / "a"), std::string(100, 'x'));
+}
+
+TEST_F(SystemFilesTest, AReplacedFileAndItsFolderArePrivateToTheUser) {
+  const std::string path = folder / "new/below/a";
+  ASSERT_FALSE(files.replace(path, {"one ", "", "two"}));
+  EXPECT_EQ(contentOf(path), "one two");
+  EXPECT_EQ(permissionsOf(path), fs::perms::owner_read | fs::perms::owner_write);
+  EXPECT_EQ(permissionsOf(folder / "new/below"), fs::perms::owner_all);
+  ASSERT_FALSE(files.replace(path, {"three"}));
+  EXPECT_EQ(contentOf(path), "three");
+  EXPECT_EQ(files.replace(folder / "new/below", {"a folder is there"}), std::errc::is_a_directory);
+}
+
+TEST_F(SystemFilesTest, AFaultLeavesTheOldFileOrTheNewOne) {
+  FaultyFileOperations counting;
+  ASSERT_FALSE(SystemFiles(counting).replace(folder / "below/a", {"new", " file"}));
+  ASSERT_GT(counting.calls().size(), 5U);
+  for (std::size_t call = 1; call <= counting.calls().size(); ++call) {
+    ASSERT_FALSE(files.replace(folder / "below/a", {"old file"}));
+    FaultyFileOperations operations({Fault::Kind::fails, call, EIO});
+    const auto problem = SystemFiles(operations).replace(folder / "below/a", {"new", " file"});
+    const bool isRenamed =
+        std::ranges::count(operations.calls(), "rename") == 1 && call > 1 && operations.calls()[call - 1] != "rename";
+    EXPECT_EQ(contentOf(folder / "below/a"), isRenamed ? "new file" : "old file") << call;
+    EXPECT_TRUE(isRenamed || problem) << call;
+    EXPECT_FALSE(fs::exists(folder / "below/a.new")) << call;
+  }
 }
 
 }  // namespace
