@@ -13,7 +13,7 @@ function(sqm_public_headers name regex)
   set_target_properties(sqm_${name} PROPERTIES VERIFY_INTERFACE_HEADER_SETS ON)
 endfunction()
 
-sqm_public_headers(core "^sqm/(common|records|store|upload|sessionfiles|queue|diagnostics|manager)/")
+sqm_public_headers(core "^sqm/(common|records|store|upload|sessionfiles|queue|diagnostics|delivery|manager)/")
 sqm_public_headers(testing "^sqm/testing/")
 set(sqm_installed sqm_core sqm_testing)
 if(NOT SQM_CORE_ONLY)

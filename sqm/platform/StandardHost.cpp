@@ -34,6 +34,12 @@ void provide(Service*& service, std::optional<Standard>& standard, Arguments&&..
   if (service == nullptr) service = &standard.emplace(std::forward<Arguments>(arguments)...);
 }
 
+HttpOptions httpOptionsOf(const StandardHost::Options& options) {
+  HttpOptions http = options.http;
+  if (!options.proof.header.empty()) http.keptHeaders.push_back(options.proof.header);
+  return http;
+}
+
 }  // namespace
 
 struct StandardHost::Services {
@@ -60,8 +66,18 @@ struct StandardHost::Services {
     provide(host.jsonWriter, json);
     provide(host.compressor, compressor);
     provide(host.console, console);
-    provide(host.httpTransactions, http, *host.mainThread, *host.notificationCenter, *host.logFiles, options.http,
-            options.onHttpExchange);
+    provide(host.httpTransactions, http, *host.mainThread, *host.notificationCenter, *host.logFiles,
+            httpOptionsOf(options), options.onHttpExchange);
+    decideOutcomes(host, options);
+  }
+
+  void decideOutcomes(Host& host, const Options& options) {
+    const bool isAsRequired = options.accept == delivery::Accept::anyStatus;
+    if (isAsRequired && !options.onDelivery) return;
+    refused.emplace(*host.files, *host.clock, *host.configuration, options.refusedLimits, options.onRefusedDrop);
+    outcomes.emplace(*host.httpTransactions, *host.notificationCenter, &*refused,
+                     delivery::OutcomeRules{options.accept, options.proof}, options.onDelivery);
+    host.httpTransactions = &*outcomes;
   }
 
   // In the order of use: a service may use those above it.
@@ -85,6 +101,8 @@ struct StandardHost::Services {
   std::optional<GzipBase64> compressor;
   std::optional<StandardErrorConsole> console;
   std::optional<HttpClient> http;
+  std::optional<delivery::RefusedBodies> refused;
+  std::optional<delivery::OutcomeTransactions> outcomes;
 };
 
 StandardHost::StandardHost() : StandardHost(Options{}) {}

@@ -6,6 +6,8 @@
 #include <string>
 
 #include "sqm/common/Host.h"
+#include "sqm/delivery/Outcomes.h"
+#include "sqm/delivery/RefusedBodies.h"
 #include "sqm/platform/files/FileProblems.h"
 #include "sqm/platform/http/HttpClient.h"
 
@@ -39,6 +41,22 @@ class StandardHost : public Host {
     FileProblemObserver onFileProblem;
     /// Called for each exchange of the standard HTTP client.
     HttpExchangeObserver onHttpExchange;
+
+    // Which exchanges count as delivered; docs/delivery.md describes it. These apply to the HTTP service of the
+    // application, too.
+
+    /// Any status, unless the host asks otherwise: what a server answered with 404 or 500 is then deleted. `only2xx` is
+    /// recommended.
+    delivery::Accept accept = delivery::Accept::anyStatus;
+    /// What a response must show to be the server's. Only with `only2xx`.
+    delivery::Proof proof;
+    /// How much is kept of what a server has refused. Only with `only2xx`.
+    delivery::RefusedLimits refusedLimits;
+    /// Called when a refused body is dropped for a newer one.
+    delivery::RefusedDropObserver onRefusedDrop;
+    /// Called with the outcome of each exchange.
+    delivery::DeliveryObserver onDelivery;
+
     /// Services of the application, which take the place of the standard ones. They must outlive the host. An
     /// application with an event loop of its own sets `mainThread` to an adapter.
     Host services;
