@@ -13,8 +13,8 @@ namespace {
 namespace fs = std::filesystem;
 
 const std::string kSources = paths::sources();
-const Words kSubcommands = {"status",    "show",        "documents", "upload", "queue",
-                            "directory", "diagnostics", "fields",    "play"};
+const Words kSubcommands = {"status",  "show",      "documents",   "upload", "queue",
+                            "refused", "directory", "diagnostics", "fields", "play"};
 
 TEST(Sqmctl, ListsItsSubcommands) {
   const Outcome outcome = runProgram({kSqmctl, "--help"});
@@ -125,7 +125,8 @@ TEST(Sqmctl, TakesTheUsersHomeByItself) {
 
 const std::vector<Words> kLooks = {{"status"},         {"status", "--json"},        {"show"},
                                    {"show", "--json"}, {"show", "device"},          {"documents"},
-                                   {"queue", "list"},  {"queue", "list", "--json"}, {"fields"}};
+                                   {"queue", "list"},  {"queue", "list", "--json"}, {"refused", "list"},
+                                   {"fields"}};
 
 TEST(SqmctlLooking, ChangesNothing) {
   const DayHome home;
@@ -228,7 +229,7 @@ TEST(SqmctlCompletion, OffersWhatFits) {
   EXPECT_EQ(completed("sqmctl sh", 1), "show ");
   EXPECT_EQ(completed("sqmctl --home /tmp d", 3), "documents directory diagnostics ");
   EXPECT_EQ(completed("sqmctl show c", 2), "client connection ");
-  EXPECT_EQ(completed("sqmctl queue ''", 2), "list add send --home --resources --help ");
+  EXPECT_EQ(completed("sqmctl queue ''", 2), "list add send --home --resources --accept --help ");
   EXPECT_EQ(completed("sqmctl queue send --t", 3), "--timeout ");
   EXPECT_EQ(completed("sqmctl upload --use", 2), "--user-acceptance ");
   EXPECT_EQ(completed("sqmctl --home /us", 2), "/usr ");
@@ -245,6 +246,10 @@ TEST(SqmctlCompletion, KnowsEveryOption) {
                                        {"queue", "list"},
                                        {"queue", "add"},
                                        {"queue", "send"},
+                                       {"refused", "list"},
+                                       {"refused", "show"},
+                                       {"refused", "send"},
+                                       {"refused", "delete"},
                                        {"directory", "show"},
                                        {"directory", "send"},
                                        {"diagnostics", "decode"},

@@ -4,6 +4,8 @@
 #include <stdexcept>
 #include <string>
 
+#include "sqm/delivery/Outcomes.h"
+
 namespace CLI {
 class App;
 }
@@ -27,6 +29,7 @@ class Problem : public std::runtime_error {
 struct Invocation {
   std::string home;       ///< replaces the user's home directory; empty: the user's own
   std::string resources;  ///< the folder of "SQMFieldNames.plist"; empty: the sample that comes with the tool
+  sqm::delivery::Accept accept = sqm::delivery::Accept::anyStatus;  ///< which status counts as delivered
   int status = kSuccess;
 };
 
@@ -37,6 +40,7 @@ void addShow(CLI::App& program, Invocation& invocation);
 void addDocuments(CLI::App& program, Invocation& invocation);
 void addUpload(CLI::App& program, Invocation& invocation);
 void addQueue(CLI::App& program, Invocation& invocation);
+void addRefused(CLI::App& program, Invocation& invocation);
 void addDirectory(CLI::App& program, Invocation& invocation);
 void addDiagnostics(CLI::App& program, Invocation& invocation);
 void addFields(CLI::App& program, Invocation& invocation);

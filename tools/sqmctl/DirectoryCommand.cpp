@@ -123,9 +123,9 @@ void send(Invocation& invocation, const SendOptions& options) {
 
   std::vector<std::string> left = namesOf(files);
   std::string reason = "it could not be posted; can the logs below the home directory be written?";
-  SendingHost sending(homeOf(invocation), [&](const HttpExchange& exchange) {
+  SendingHost sending(invocation, [&](const HttpExchange& exchange, const sqm::delivery::Delivery& delivery) {
     if (exchange.outcome == HttpOutcome::aborted) return;
-    reason = printExchange(terminal, plural(left.size(), "file"), exchange, "the files from the folder");
+    reason = printExchange(terminal, plural(left.size(), "file"), exchange, delivery, "the files from the folder");
   });
   bool isInTime = true;
   if (const auto uploader = sqm::SQMUploader::create(sending.host())) {
@@ -147,6 +147,7 @@ void send(Invocation& invocation, const SendOptions& options) {
     terminal.passing("");
     reason = "no answer within " + secondsText(options.timeout);
   }
+  sending.complainOfAll(invocation);
   left = namesOf(sqmFilesIn(options.folder));
   if (left.empty()) return;
   complain(invocation, plural(left.size(), "file") + (left.size() == 1 ? " stays in " : " stay in ") + options.folder +
@@ -172,7 +173,8 @@ void addSendFolder(CLI::App& directory, Invocation& invocation) {
   addUrl(*command, options->url);
   addTimeout(*command, options->timeout);
   command->footer(
-      "Only an answer 200 deletes the files, and then every .sqm file that is in the folder at that time: do not save\n"
+      "Only an answer 200 deletes the files (see --accept in the manual), and then every .sqm file that is in the "
+      "folder at that time: do not save\n"
       "files while they are sent.");
   command->callback([&invocation, options] { send(invocation, *options); });
 }

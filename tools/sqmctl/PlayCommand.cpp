@@ -116,7 +116,7 @@ int runPlay(const Invocation& invocation, const PlayOptions& options) {
   play::Scenario scenario(options.file, environment.clock() != nullptr);
   if (!isValid(options.file, scenario)) return kBadInput;
   scenario.rewind();
-  play::Player player(invocation.home, resourcesOf(invocation), environment);
+  play::Player player(invocation, environment);
   run(options.file, scenario, player);
   return kSuccess;
 }

@@ -84,7 +84,7 @@ void add(Invocation& invocation, const AddOptions& options) {
   constexpr std::size_t kLargest = std::size_t{1} << 27;  // what an archive may hold
   const std::string data = options.data ? *options.data : contentOfInput(options.file.value_or("-"), kLargest);
   const std::string home = homeOf(invocation);
-  SendingHost sending(home);
+  SendingHost sending(invocation);
   sqm::QFRecordUploader& uploader = uploaderOn(sending, home);
   if (!sending.host().makeFolders()) throw Problem(kFailure, "the folders below " + home + " cannot be made");
   uploader.quequeRecord(data, options.url);
@@ -103,19 +103,19 @@ void send(Invocation& invocation, std::chrono::milliseconds timeout) {
     return;
   }
   std::string reason;
-  SendingHost sending(home, [&](const HttpExchange& exchange) {
+  SendingHost sending(invocation, [&](const HttpExchange& exchange, const sqm::delivery::Delivery& delivery) {
     const auto request =
         sqm::QFRecordUploader::sharedQFRecordUploader()->currentURLRequest().value_or(sqm::UploadRequest{});
     const std::string row = tools::visible(request.uploadURL.value_or(kNoAddress)) + "  " +
                             plural(request.uploadData.value_or("").size(), "byte");
-    reason = printExchange(terminal, row, exchange, "a request from the queue");
+    reason = printExchange(terminal, row, exchange, delivery, "a request from the queue");
   });
   sqm::QFRecordUploader& uploader = uploaderOn(sending, home);
   terminal.passing("  " + plural(uploader.recordQueue()->size(), "request") + " under way");
   uploader.uploadRecord();
   const bool isInTime = sending.host().runUntilIdle(timeout);
 
-  for (const std::string& problem : sending.fileProblems()) complain(invocation, problem);
+  sending.complainOfAll(invocation);
   const sqm::UploadRequests left = uploader.recordQueue().value_or(sqm::UploadRequests{});
   if (left.empty()) return;
   terminal.passing("");
@@ -154,7 +154,8 @@ void addSend(CLI::App& queue, Invocation& invocation) {
   CLI::App* command = queue.add_subcommand("send", "Posts the requests one after another, until one fails");
   addTimeout(*command, *timeout);
   command->footer(
-      "Only an answer 200 removes a request from the queue. Any other answer stops the queue at that request.\n"
+      "Only an answer 200 removes a request from the queue, with --accept 2xx one of 200 to 299, or one that refuses\n"
+      "the body, which is then kept. Any other answer stops the queue at that request.\n"
       "Run this only while the application does not run: each would overwrite the other's queue.");
   command->callback([&invocation, timeout] { send(invocation, *timeout); });
 }

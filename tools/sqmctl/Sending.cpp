@@ -7,27 +7,41 @@
 #include "sqm/common/HttpTransaction.h"
 #include "sqm/platform/http/internal/HttpAddress.h"
 
+#include "tools/sqmctl/Stored.h"
+
 namespace sqmctl {
 
 using std::chrono::milliseconds;
 using Seconds = std::chrono::duration<double>;
 
-SendingHost::SendingHost(const std::string& home, sqm::platform::HttpExchangeObserver onExchange)
-    : host_(options(home, std::move(onExchange))) {
+SendingHost::SendingHost(const Invocation& invocation, SentObserver onSent)
+    : onSent_(std::move(onSent)), host_(options(invocation)) {
   fileProblems_.clear();  // of the preferences, which no command here uses
 }
 
-sqm::platform::StandardHost::Options SendingHost::options(const std::string& home,
-                                                          sqm::platform::HttpExchangeObserver onExchange) {
+sqm::platform::StandardHost::Options SendingHost::options(const Invocation& invocation) {
   sqm::platform::StandardHost::Options options;
-  options.homeDirectory = home;
+  options.homeDirectory = homeOf(invocation);
   options.atomicSaves = true;
+  options.accept = invocation.accept;
   options.onFileProblem = [this](const sqm::platform::FileProblem& problem) {
     fileProblems_.push_back(textOf(problem));
   };
-  options.onHttpExchange = std::move(onExchange);
+  options.onHttpExchange = [this](const sqm::platform::HttpExchange& exchange) { exchange_ = exchange; };
+  options.onDelivery = [this](const sqm::delivery::Delivery& delivery) {
+    if (delivery.outcome == sqm::delivery::Outcome::refused) {
+      refusals_.push_back("the server refused " + tools::plural(delivery.bytes, "byte") + " with status " +
+                          std::to_string(delivery.status) + "; they are kept, see 'sqmctl refused list'");
+    }
+    if (onSent_) onSent_(exchange_, delivery);
+  };
   options.services.console = &console_;
   return options;
+}
+
+void SendingHost::complainOfAll(Invocation& invocation) const {
+  for (const std::string& problem : fileProblems_) complain(invocation, problem);
+  for (const std::string& refusal : refusals_) complain(invocation, refusal);
 }
 
 std::string secondsText(milliseconds time) {
@@ -37,13 +51,21 @@ std::string secondsText(milliseconds time) {
 }
 
 std::string printExchange(tools::Terminal& terminal, const std::string& row,
-                          const sqm::platform::HttpExchange& exchange, const std::string& removed) {
-  const bool isTaken = exchange.status == sqm::kHttpStatusOk;
+                          const sqm::platform::HttpExchange& exchange, const sqm::delivery::Delivery& delivery,
+                          const std::string& removed) {
+  using sqm::delivery::Outcome;
+  const bool isTaken = delivery.shownStatus == sqm::kHttpStatusOk;
+  const bool isGood = isTaken && delivery.outcome == Outcome::delivered;
   terminal.passing("");
   terminal.line(terminal.shown("  " + row + "  " + secondsText(exchange.elapsed) + "  ") +
-                terminal.styled(isTaken ? tools::Style::good : tools::Style::bad, textOf(exchange)));
+                terminal.styled(isGood ? tools::Style::good : tools::Style::bad, textOf(exchange)));
   if (isTaken || exchange.outcome != sqm::platform::HttpOutcome::completed) return textOf(exchange);
+  if (delivery.outcome == Outcome::retry) return retryText(exchange, std::string(delivery.reason));
   return "the server answered with " + textOf(exchange) + "; only 200 removes " + removed;
+}
+
+std::string retryText(const sqm::platform::HttpExchange& exchange, const std::string& reason) {
+  return "the server answered with " + textOf(exchange) + "; " + reason;
 }
 
 void addUrl(CLI::App& command, std::string& url) {

@@ -23,6 +23,8 @@ namespace {
 
 using sqm::RecordType;
 using sqm::SQMManager;
+using sqm::delivery::Delivery;
+using sqm::delivery::Outcome;
 using sqm::platform::HttpExchange;
 using sqm::platform::HttpOutcome;
 using tools::plural;
@@ -82,7 +84,11 @@ class Upload {
       : invocation_(invocation),
         options_(options),
         lists_(std::move(lists)),
-        sending_(homeOf(invocation), [this](const HttpExchange& exchange) { exchange_ = exchange; }) {}
+        sending_(invocation, [this](const HttpExchange& exchange, const Delivery& delivery) {
+          exchange_ = exchange;
+          outcome_ = delivery.outcome;
+          reason_ = delivery.reason;
+        }) {}
 
   void run() {
     sqm::NotificationCenter& center = *sending_.host().notificationCenter;
@@ -104,7 +110,7 @@ class Upload {
       manager.saveToDisk();
     }
     if (underWay_) printUnanswered(isInTime);
-    for (const std::string& problem : sending_.fileProblems()) complain(invocation_, problem);
+    sending_.complainOfAll(invocation_);
     printRemaining();
   }
 
@@ -124,14 +130,17 @@ class Upload {
 
   void printOutcome() {
     if (!underWay_) return;
-    const Style style = exchange_.isSuccess() ? Style::good : Style::bad;
+    const bool isDelivered = exchange_.isSuccess() && outcome_ == Outcome::delivered;
+    const Style style = isDelivered ? Style::good : Style::bad;
     terminal_.passing("");
     terminal_.line(row(*underWay_) + flushRight(secondsText(exchange_.elapsed), 9) + "  " +
                    terminal_.styled(style, textOf(exchange_)));
     const std::size_t count = listOf(lists_, *underWay_).records.size();
     if (exchange_.outcome != HttpOutcome::completed) {
       failure_ = std::string(nameOf(*underWay_)) + ": " + textOf(exchange_);
-    } else if (!exchange_.isSuccess() && count > 0) {
+    } else if (outcome_ == Outcome::retry) {
+      failure_ = std::string(nameOf(*underWay_)) + ": " + retryText(exchange_, reason_);
+    } else if (outcome_ == Outcome::delivered && !isDelivered && count > 0) {
       warnings_ += std::string("\n") + nameOf(*underWay_) + ": the server answered with " + textOf(exchange_) +
                    "; a completed exchange counts as delivered whatever its status, and the " +
                    plural(count, "record") + (count == 1 ? " is deleted" : " are deleted");
@@ -175,6 +184,8 @@ class Upload {
   tools::Terminal terminal_{stdout};
   std::optional<RecordType> underWay_;
   HttpExchange exchange_;
+  Outcome outcome_ = Outcome::retry;
+  std::string reason_;
   std::string warnings_;
   std::string failure_;
 };
@@ -212,8 +223,9 @@ void addUpload(CLI::App& program, Invocation& invocation) {
       ->check(addressProblem);
   addTimeout(*upload, options->timeout);
   upload->footer(
-      "A completed exchange counts as delivered whatever its status: records that are posted to a server that answers\n"
-      "404 or 500 are deleted. Check the addresses first. An error or a time-out ends the upload and keeps the rest.\n"
+      "Without --accept 2xx, a completed exchange counts as delivered whatever its status: records that are posted to "
+      "a\n"
+      "server that answers 404 or 500 are deleted. An error or a time-out ends the upload and keeps the rest.\n"
       "The connection document is posted even when there are no connection records.\n"
       "Run this only while the application does not run: each would overwrite what the other saves.");
   upload->callback([&invocation, options] { run(invocation, *options); });

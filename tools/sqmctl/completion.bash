@@ -6,11 +6,11 @@ _sqmctl() {
   # The subcommand, as "queue add", without the options before it.
   for ((at = 1; at < COMP_CWORD; ++at)); do
     case ${COMP_WORDS[at]} in
-      --home | --resources) ((++at)) ;;
+      --home | --resources | --accept) ((++at)) ;;
       -*) ;;
       *)
         case $command in
-          '' | queue | directory | diagnostics) command+=${command:+ }${COMP_WORDS[at]} ;;
+          '' | queue | refused | directory | diagnostics) command+=${command:+ }${COMP_WORDS[at]} ;;
         esac
         ;;
     esac
@@ -21,6 +21,10 @@ _sqmctl() {
       mapfile -t COMPREPLY < <(compgen -d -- "$word")
       return
       ;;
+    --accept)
+      mapfile -t COMPREPLY < <(compgen -W 'any 2xx' -- "$word")
+      return
+      ;;
     --file)
       mapfile -t COMPREPLY < <(compgen -f -- "$word")
       return
@@ -28,7 +32,7 @@ _sqmctl() {
   esac
 
   case $command in
-    '') choices='status show documents upload queue directory diagnostics fields play --version' ;;
+    '') choices='status show documents upload queue refused directory diagnostics fields play --version' ;;
     status) choices='--folder --json' ;;
     show | documents) choices='client connection device application user-acceptance --raw --json' ;;
     upload) choices='--client --connection --device --application --user-acceptance --all --timeout' ;;
@@ -36,6 +40,11 @@ _sqmctl() {
     'queue list') choices='--json' ;;
     'queue add') choices='--file' ;;
     'queue send') choices='--timeout' ;;
+    refused) choices='list show send delete' ;;
+    'refused list') choices='--json' ;;
+    'refused show') choices='--raw' ;;
+    'refused send') choices='--all --timeout' ;;
+    'refused delete') choices='--all' ;;
     directory) choices='show send' ;;
     'directory show') choices='--json' ;;
     'directory send') choices='--timeout' ;;
@@ -43,7 +52,7 @@ _sqmctl() {
     'diagnostics decode') choices='--raw --limit' ;;
     play) choices='--time --zone --locale --os --os-version' ;;
   esac
-  mapfile -t COMPREPLY < <(compgen -W "$choices --home --resources --help" -- "$word")
+  mapfile -t COMPREPLY < <(compgen -W "$choices --home --resources --accept --help" -- "$word")
   case $command in
     fields | play | 'diagnostics decode' | directory\ *)
       if [[ $word != -* ]]; then mapfile -t COMPREPLY < <(compgen -f -- "$word"); fi

@@ -16,8 +16,8 @@ namespace sqmctl {
 
 namespace {
 
-constexpr std::array kCommands = {addStatus,    addShow,        addDocuments, addUpload, addQueue,
-                                  addDirectory, addDiagnostics, addFields,    addPlay};
+constexpr std::array kCommands = {addStatus,  addShow,      addDocuments,   addUpload, addQueue,
+                                  addRefused, addDirectory, addDiagnostics, addFields, addPlay};
 
 /// The command with the subcommands that the parser recognised: "sqmctl queue add".
 std::string commandOf(const CLI::App& program) {
@@ -38,7 +38,7 @@ int run(int argc, char** argv) {
   program.name("sqmctl");
   program.set_version_flag("--version", "sqmctl " SQM_VERSION);
   program.require_subcommand(1);
-  program.fallthrough();  // --home and --resources may also follow the subcommand
+  program.fallthrough();  // these options may also follow the subcommand
   Invocation invocation;
   const CLI::Validator isGiven([](const std::string& value) { return value.empty() ? "is empty" : std::string(); }, "");
   program.add_option("--home", invocation.home, "Stands for the user's home directory (default: the user's own)")
@@ -49,6 +49,15 @@ int run(int argc, char** argv) {
                   "Folder of SQMFieldNames.plist (default: the sample that comes with the tool)")
       ->option_text("FOLDER")
       ->check(isGiven);
+  program
+      .add_option_function<std::string>(
+          "--accept",
+          [&](const std::string& which) {
+            invocation.accept = which == "2xx" ? sqm::delivery::Accept::only2xx : sqm::delivery::Accept::anyStatus;
+          },
+          "Which status counts as delivered: any, or 2xx (default: any)")
+      ->option_text("any|2xx")
+      ->check(CLI::IsMember({"any", "2xx"}));
   for (const auto& add : kCommands) add(program, invocation);
 
   try {

@@ -31,11 +31,11 @@ milliseconds limitOf(double seconds) {
   return milliseconds(std::llround(std::clamp(seconds, 0.0, kLongest) * 1e3));
 }
 
-sqm::platform::StandardHost::Options optionsWith(const std::string& homeDirectory,
-                                                 const std::string& resourceDirectory) {
+sqm::platform::StandardHost::Options optionsOf(const Invocation& invocation) {
   sqm::platform::StandardHost::Options options;
-  options.homeDirectory = homeDirectory;
-  options.resourceDirectory = resourceDirectory;
+  options.homeDirectory = invocation.home;
+  options.resourceDirectory = resourcesOf(invocation);
+  options.accept = invocation.accept;
   return options;
 }
 
@@ -47,9 +47,9 @@ std::unique_ptr<sqm::HttpTransaction> Player::Transactions::makeTransaction() {
   return transaction;
 }
 
-Player::Player(const std::string& homeDirectory, const std::string& resourceDirectory, FixedEnvironment& environment)
+Player::Player(const Invocation& invocation, FixedEnvironment& environment)
     : environment_(environment),
-      host_(optionsWith(homeDirectory, resourceDirectory)),
+      host_(optionsOf(invocation)),
       transactions_(*host_.httpTransactions),
       collector_(host_) {
   environment_.replaceServicesOf(host_);

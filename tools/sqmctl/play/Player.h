@@ -17,6 +17,7 @@
 #include "sqm/sessionfiles/SQMDataCollector.h"
 #include "sqm/sessionfiles/SQMUploader.h"
 
+#include "tools/sqmctl/Command.h"
 #include "tools/sqmctl/play/FixedEnvironment.h"
 
 namespace sqmctl::play {
@@ -26,8 +27,7 @@ namespace sqmctl::play {
 /// Failure: throws Problem when the scenario cannot continue, for example when the home directory is not writable.
 class Player {
  public:
-  /// An empty folder means the default of the standard host.
-  Player(const std::string& homeDirectory, const std::string& resourceDirectory, FixedEnvironment& environment);
+  Player(const Invocation& invocation, FixedEnvironment& environment);
   Player(const Player&) = delete;
   Player& operator=(const Player&) = delete;
   ~Player();
