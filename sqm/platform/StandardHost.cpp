@@ -72,12 +72,21 @@ struct StandardHost::Services {
   }
 
   void decideOutcomes(Host& host, const Options& options) {
-    const bool isAsRequired = options.accept == delivery::Accept::anyStatus;
-    if (isAsRequired && !options.onDelivery) return;
+    if (options.schedule) schedule.emplace(host, *options.schedule);
+    const delivery::DeliveryObserver observer = observerOf(options);
+    if (options.accept == delivery::Accept::anyStatus && !observer) return;
     refused.emplace(*host.files, *host.clock, *host.configuration, options.refusedLimits, options.onRefusedDrop);
     outcomes.emplace(*host.httpTransactions, *host.notificationCenter, &*refused,
-                     delivery::OutcomeRules{options.accept, options.proof}, options.onDelivery);
+                     delivery::OutcomeRules{options.accept, options.proof}, observer);
     host.httpTransactions = &*outcomes;
+  }
+
+  delivery::DeliveryObserver observerOf(const Options& options) {
+    if (!schedule) return options.onDelivery;
+    return [this, own = options.onDelivery](const delivery::Delivery& delivery) {
+      if (own) own(delivery);
+      schedule->exchangeEnded(delivery);
+    };
   }
 
   // In the order of use: a service may use those above it.
@@ -103,6 +112,7 @@ struct StandardHost::Services {
   std::optional<HttpClient> http;
   std::optional<delivery::RefusedBodies> refused;
   std::optional<delivery::OutcomeTransactions> outcomes;
+  std::optional<delivery::UploadSchedule> schedule;
 };
 
 StandardHost::StandardHost() : StandardHost(Options{}) {}
@@ -131,5 +141,7 @@ RunLoop& StandardHost::runLoop() { return services_->runLoop; }
 PreferencesFile& StandardHost::preferences() { return *services_->preferences; }
 
 RuleFilter& StandardHost::filter() { return services_->filter; }
+
+delivery::UploadSchedule* StandardHost::schedule() { return services_->schedule ? &*services_->schedule : nullptr; }
 
 }  // namespace sqm::platform

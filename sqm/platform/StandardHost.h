@@ -3,11 +3,13 @@
 #include <chrono>
 #include <cstddef>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "sqm/common/Host.h"
 #include "sqm/delivery/Outcomes.h"
 #include "sqm/delivery/RefusedBodies.h"
+#include "sqm/delivery/UploadSchedule.h"
 #include "sqm/platform/files/FileProblems.h"
 #include "sqm/platform/http/HttpClient.h"
 
@@ -57,6 +59,9 @@ class StandardHost : public Host {
     /// Called with the outcome of each exchange.
     delivery::DeliveryObserver onDelivery;
 
+    /// When uploads start; `StandardHost::schedule` is then the schedule. Without it the host starts each upload.
+    std::optional<delivery::ScheduleOptions> schedule;
+
     /// Services of the application, which take the place of the standard ones. They must outlive the host. An
     /// application with an event loop of its own sets `mainThread` to an adapter.
     Host services;
@@ -81,6 +86,10 @@ class StandardHost : public Host {
   RunLoop& runLoop();
   PreferencesFile& preferences();
   RuleFilter& filter();
+
+  /// The upload schedule, to which the host adds what is to be uploaded before it starts it. Null without
+  /// `Options::schedule`.
+  delivery::UploadSchedule* schedule();
 
  private:
   struct Services;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <chrono>
 #include <cstdint>
 #include <deque>
@@ -28,10 +29,16 @@
 
 namespace sqm::testing {
 
-/// Queues the tasks until the test runs them.
+/// Queues the tasks until the test runs them. Its time passes only in `pass`.
 class ManualMainThread : public MainThread {
  public:
+  using Time = std::chrono::milliseconds;
+
   void post(Task task) override { tasks_.push_back(std::move(task)); }
+  bool postAfter(Time delay, Task task) override {
+    if (hasTimers) later_.emplace(now_ + delay, std::move(task));
+    return hasTimers;
+  }
   std::size_t waiting() const { return tasks_.size(); }
 
   /// Runs the queued tasks and those that they post.
@@ -43,8 +50,30 @@ class ManualMainThread : public MainThread {
     }
   }
 
+  /// The time until the next task that was posted for later; nothing when there is none.
+  std::optional<Time> nextLater() const {
+    return later_.empty() ? std::nullopt : std::optional(std::max(later_.begin()->first - now_, Time(0)));
+  }
+  std::size_t waitingForLater() const { return later_.size(); }
+
+  /// Runs the tasks that come due in this time, each followed by all queued ones.
+  void pass(Time time) {
+    const Time end = now_ + time;
+    while (!later_.empty() && later_.begin()->first <= end) {
+      now_ = std::max(now_, later_.begin()->first);
+      post(std::move(later_.begin()->second));
+      later_.erase(later_.begin());
+      runAll();
+    }
+    now_ = end;
+  }
+
+  bool hasTimers = true;  ///< false: `postAfter` behaves as its default
+
  private:
   std::deque<Task> tasks_;
+  std::multimap<Time, Task> later_;
+  Time now_{0};
 };
 
 /// The paths of resources by file name ("SQMFieldNames.plist").

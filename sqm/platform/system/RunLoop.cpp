@@ -26,12 +26,36 @@ void RunLoop::post(Task task) {
   changed_.notify_one();
 }
 
+bool RunLoop::postAfter(std::chrono::milliseconds delay, Task task) {
+  {
+    const std::lock_guard lock(mutex_);
+    later_.emplace(deadlineAfter(delay), std::move(task));
+  }
+  changed_.notify_one();
+  return true;
+}
+
+void RunLoop::queueDueTasks() {
+  if (later_.empty()) return;
+  const auto end = later_.upper_bound(Clock::now());
+  for (auto due = later_.begin(); due != end; ++due) tasks_.push_back(std::move(due->second));
+  later_.erase(later_.begin(), end);
+}
+
+void RunLoop::wait(std::unique_lock<std::mutex>& lock, TimePoint deadline) {
+  changed_.wait_until(lock, later_.empty() ? deadline : std::min(deadline, later_.begin()->first));
+}
+
 void RunLoop::run() {
   std::unique_lock lock(mutex_);
   for (;;) {
-    changed_.wait(lock, [this] { return stopped_ || !tasks_.empty(); });
+    queueDueTasks();
     if (std::exchange(stopped_, false)) return;
-    runOldest(lock);
+    if (tasks_.empty()) {
+      wait(lock, TimePoint::max());
+    } else {
+      runOldest(lock);
+    }
   }
 }
 
@@ -59,8 +83,8 @@ bool RunLoop::runUntilIdle(const std::function<bool()>& isIdle, std::chrono::mil
 bool RunLoop::runUntil(const std::function<bool()>& done, Clock::time_point deadline) {
   while (!done()) {
     std::unique_lock lock(mutex_);
-    const bool queued = changed_.wait_until(lock, deadline, [this] { return !tasks_.empty(); });
-    if (!queued || Clock::now() >= deadline) {
+    while (queueDueTasks(), tasks_.empty() && Clock::now() < deadline) wait(lock, deadline);
+    if (tasks_.empty() || Clock::now() >= deadline) {
       lock.unlock();
       return done();
     }
@@ -71,6 +95,7 @@ bool RunLoop::runUntil(const std::function<bool()>& done, Clock::time_point dead
 
 std::size_t RunLoop::poll() {
   std::unique_lock lock(mutex_);
+  queueDueTasks();
   const std::uint64_t end = taken_ + tasks_.size();
   std::size_t ran = 0;
   for (; taken_ < end; ++ran) runOldest(lock);

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <deque>
 #include <functional>
+#include <map>
 #include <mutex>
 
 #include "sqm/common/MainThread.h"
@@ -15,14 +16,17 @@ namespace sqm::platform {
 /// A queue of tasks, which the host runs on the thread that calls the library. A host with an event loop of its own
 /// uses `MainThreadAdapter` instead.
 ///
+/// A task that was posted for later is queued when its time has come, whichever function runs the loop. Until then it
+/// is no reason to wait: with one for tomorrow, a loop is idle today.
+///
 /// Ownership: tasks that have not run are destroyed with the loop.
-/// Threading: `post` and `stop` from any thread; the others from the one thread that calls the library. A task may call
-/// any function.
-/// Failure: an exception thrown by a task propagates to the caller of `run`, `runUntil`, `runUntilIdle` or `poll`; the
-/// tasks behind it stay queued.
+/// Threading: `post`, `postAfter` and `stop` from any thread; the others from the one thread that calls the library. A
+/// task may call any function. Failure: an exception thrown by a task propagates to the caller of `run`, `runUntil`,
+/// `runUntilIdle` or `poll`; the tasks behind it stay queued.
 class RunLoop final : public MainThread {
  public:
   void post(Task task) override;
+  bool postAfter(std::chrono::milliseconds delay, Task task) override;
 
   /// Runs tasks as they are posted, until `stop` is called.
   void run();
@@ -42,7 +46,15 @@ class RunLoop final : public MainThread {
   std::size_t poll();
 
  private:
-  bool runUntil(const std::function<bool()>& done, std::chrono::steady_clock::time_point deadline);
+  using TimePoint = std::chrono::steady_clock::time_point;
+
+  bool runUntil(const std::function<bool()>& done, TimePoint deadline);
+
+  /// Queues the tasks whose time has come. Called with the lock held.
+  void queueDueTasks();
+
+  /// Waits, with the lock released, until something has changed, the next task is due, or `deadline` has passed.
+  void wait(std::unique_lock<std::mutex>& lock, TimePoint deadline);
 
   /// Removes the oldest task from the queue, which must not be empty, and runs it with the lock released.
   void runOldest(std::unique_lock<std::mutex>& lock);
@@ -50,7 +62,8 @@ class RunLoop final : public MainThread {
   std::mutex mutex_;
   std::condition_variable changed_;
   std::deque<Task> tasks_;
-  std::uint64_t taken_ = 0;  // the number of tasks that were removed from the queue
+  std::multimap<TimePoint, Task> later_;  // by the time at which each is queued
+  std::uint64_t taken_ = 0;               // the number of tasks that were removed from the queue
   bool stopped_ = false;
 };
 

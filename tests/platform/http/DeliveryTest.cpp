@@ -1,6 +1,7 @@
 // The option `accept` of the standard host, with the library's uploaders and a server on loopback.
 
 #include <algorithm>
+#include <chrono>
 #include <filesystem>
 #include <memory>
 #include <string>
@@ -16,7 +17,7 @@
 #include "sqm/delivery/RefusedBodies.h"
 #include "sqm/manager/SQMManager.h"
 #include "sqm/platform/StandardHost.h"
-#include "sqm/platform/files/SystemFiles.h"
+#include "sqm/platform/system/RunLoop.h"
 #include "sqm/queue/QFRecordUploader.h"
 #include "sqm/sessionfiles/SQMUploader.h"
 #include "sqm/upload/SQMUploadNotifications.h"
@@ -192,6 +193,29 @@ TEST_F(Delivery, AClientThatIsDestroyedWhileARequestRunsReportsNothing) {
   EXPECT_EQ(host->httpTransactions->requestsUnderWay(), 0U);
   EXPECT_TRUE(host->runUntilIdle(kPatience));
   EXPECT_TRUE(outcomes.empty());
+}
+
+TEST_F(Delivery, AScheduleUploadsAgainAfterAFailure) {
+  StandardHost::Options options = optionsFor(home);
+  options.schedule = {.smallestPause = std::chrono::seconds(1), .firstBackOff = std::chrono::seconds(0)};
+  start(options);
+  const LoopbackServer server({response("503 Service Unavailable"), response("200 OK")});
+  sqm::SQMManager manager(*host);
+  manager.setURL(sqm::RecordType::connection, server.url());
+  sqm::delivery::UploadSchedule& schedule = *host->schedule();
+  schedule.addTarget({[&] { manager.uploadSQM(); }});
+  schedule.start();
+  EXPECT_TRUE(host->runLoop().runUntil([&] { return schedule.uploads() == 2 && !schedule.isUploading(); }, kPatience));
+  EXPECT_THAT(outcomes, ElementsAre(Outcome::retry, Outcome::delivered));
+  EXPECT_TRUE(host->runUntilIdle(kPatience)) << "the next upload, in half an hour, is no reason to wait";
+  const std::string file = home / "Library/Application Support/Trelk/Trelk Quenfa/UploadSchedule.txt";
+  EXPECT_THAT(contentOf(file), ::testing::EndsWith("failures: 0\n"));
+  EXPECT_EQ(permissionsOf(file), fs::perms::owner_read | fs::perms::owner_write);
+}
+
+TEST_F(Delivery, WithoutTheOptionThereIsNoSchedule) {
+  start(optionsFor(home));
+  EXPECT_EQ(host->schedule(), nullptr);
 }
 
 /// Sends a request of the queue in this process. Returns the number that stay.

@@ -234,4 +234,71 @@ TEST(MainThreadAdapter, PassesTasksToTheEventLoopOfTheHost) {
   EXPECT_TRUE(ran);
 }
 
+TEST(RunLoop, ATaskForLaterRunsWhenItsTimeHasCome) {
+  RunLoop loop;
+  bool ran = false;
+  const auto start = std::chrono::steady_clock::now();
+  EXPECT_TRUE(loop.postAfter(milliseconds(20), [&] { ran = true; }));
+  EXPECT_TRUE(loop.runUntil([&] { return ran; }, kPatience));
+  EXPECT_GE(std::chrono::steady_clock::now() - start, milliseconds(20)) << "not before";
+}
+
+TEST(RunLoop, TasksForLaterRunInTheOrderOfTheirTimes) {
+  RunLoop loop;
+  std::vector<int> order;
+  for (const int delay : {30, 10, 20}) loop.postAfter(milliseconds(delay), [&, delay] { order.push_back(delay); });
+  loop.post([&] { order.push_back(0); });
+  EXPECT_TRUE(loop.runUntil([&] { return order.size() == 4; }, kPatience));
+  EXPECT_THAT(order, ElementsAre(0, 10, 20, 30));
+}
+
+TEST(RunLoop, ATaskForLaterWakesARunningLoop) {
+  RunLoop loop;
+  std::thread other([&] { loop.postAfter(milliseconds(1), [&] { loop.stop(); }); });
+  loop.run();
+  other.join();
+}
+
+TEST(RunLoop, ATaskWithoutDelayIsDueAtOnce) {
+  RunLoop loop;
+  int ran = 0;
+  for (const milliseconds delay : {milliseconds(0), milliseconds(-1), milliseconds::min()}) {
+    loop.postAfter(delay, [&] { ++ran; });
+  }
+  EXPECT_EQ(loop.poll(), 3U);
+  EXPECT_EQ(ran, 3);
+}
+
+TEST(RunLoop, IsIdleWithATaskForLater) {
+  RunLoop loop;
+  bool ran = false;
+  for (const milliseconds delay : {milliseconds(std::chrono::hours(1)), milliseconds::max()}) {
+    loop.postAfter(delay, [&] { ran = true; });
+  }
+  EXPECT_TRUE(loop.runUntilIdle([] { return true; }, kPatience));
+  EXPECT_EQ(loop.poll(), 0U);
+  EXPECT_FALSE(loop.runUntil([] { return false; }, milliseconds(1)));
+  EXPECT_FALSE(ran);
+}
+
+TEST(MainThreadAdapter, PassesTasksForLaterToTheSecondFunction) {
+  std::vector<milliseconds> delays;
+  MainThreadAdapter adapter([](const MainThread::Task&) {},
+                            [&](milliseconds delay, const MainThread::Task& task) {
+                              delays.push_back(delay);
+                              task();
+                            });
+  bool ran = false;
+  EXPECT_TRUE(adapter.postAfter(milliseconds(5), [&] { ran = true; }));
+  EXPECT_THAT(delays, ElementsAre(milliseconds(5)));
+  EXPECT_TRUE(ran);
+}
+
+TEST(MainThreadAdapter, WithoutTheSecondFunctionThereAreNoTimers) {
+  const auto destroyed = std::make_shared<int>();
+  MainThreadAdapter adapter([](const MainThread::Task&) { FAIL(); });
+  EXPECT_FALSE(adapter.postAfter(milliseconds(0), [destroyed] {}));
+  EXPECT_EQ(destroyed.use_count(), 1);
+}
+
 }  // namespace

@@ -12,9 +12,11 @@
 #include "sqm/common/TrelkConfiguration.h"
 #include "sqm/platform/files/FileOperations.h"
 #include "sqm/platform/files/PreferencesFile.h"
+#include "sqm/platform/system/RunLoop.h"
 #include "sqm/upload/SQMUploadNotifications.h"
 
 #include "tools/sqmctl/Command.h"
+#include "tools/sqmctl/play/Operation.h"
 
 namespace sqmctl::play {
 
@@ -31,20 +33,23 @@ milliseconds limitOf(double seconds) {
   return milliseconds(std::llround(std::clamp(seconds, 0.0, kLongest) * 1e3));
 }
 
-sqm::platform::StandardHost::Options optionsOf(const Invocation& invocation) {
-  sqm::platform::StandardHost::Options options;
-  options.homeDirectory = invocation.home;
-  options.resourceDirectory = resourcesOf(invocation);
-  options.accept = invocation.accept;
-  return options;
-}
-
 }  // namespace
 
 std::unique_ptr<sqm::HttpTransaction> Player::Transactions::makeTransaction() {
   auto transaction = real_.makeTransaction();
   last_ = transaction.get();
   return transaction;
+}
+
+sqm::platform::StandardHost::Options Player::optionsOf(const Invocation& invocation) {
+  sqm::platform::StandardHost::Options options;
+  options.homeDirectory = invocation.home;
+  options.resourceDirectory = resourcesOf(invocation);
+  options.accept = invocation.accept;
+  options.onDelivery = [this](const sqm::delivery::Delivery& delivery) {
+    if (schedule_ != nullptr) schedule_->exchangeEnded(delivery);
+  };
+  return options;
 }
 
 Player::Player(const Invocation& invocation, FixedEnvironment& environment)
@@ -126,6 +131,51 @@ Player::Names Player::uploadDirectory(double timeoutSeconds) {
 Player::Names Player::uploadQueue(double timeoutSeconds) {
   queue().uploadRecord();
   return finish(timeoutSeconds, [this] { queueTransaction_->abortTransaction(); });
+}
+
+std::uint64_t Player::runSchedule(double seconds) {
+  sqm::Host host = host_;
+  std::optional<StandingTimers> timers;
+  sqm::delivery::UploadSchedule::Random random;  // of its own
+  if (clock() != nullptr) {
+    host.mainThread = &timers.emplace(*host_.mainThread, *clock());
+    random = [] { return 0.5; };  // the same result in every run
+  }
+  sqm::delivery::UploadSchedule schedule(host, {}, random);
+  schedule.addTarget({[this] { manager_->uploadSQM(); }});
+  schedule.addTarget({[this] { queue().uploadRecord(); }});
+  schedule_ = &schedule;
+  schedule.start();
+  if (timers) {
+    runStandingClock(schedule, *timers, seconds);
+  } else {
+    host_.runLoop().runUntil([] { return false; }, limitOf(seconds));
+  }
+  schedule_ = nullptr;
+  abortUploads();
+  return schedule.uploads();
+}
+
+/// Moves the clock from one timer to the next. No time passes while an upload runs.
+void Player::runStandingClock(const sqm::delivery::UploadSchedule& schedule, StandingTimers& timers, double seconds) {
+  const auto secondsUntil = [&](sqm::Date at) { return std::chrono::duration<double>(at - clock()->date()).count(); };
+  StandingClock end = *clock();
+  end.advance(seconds);
+  for (;;) {
+    if (!host_.runLoop().runUntil([&] { return !schedule.isUploading(); }, limitOf(kDefaultTimeout))) abortUploads();
+    const auto next = timers.next();
+    if (!next || *next > end.date()) break;
+    clock()->advance(secondsUntil(*next));
+    timers.runNext();
+  }
+  clock()->advance(secondsUntil(end.date()));
+}
+
+void Player::abortUploads() {
+  finish(0, [this] {
+    managerTransaction_->abortTransaction();
+    if (queueTransaction_ != nullptr) queueTransaction_->abortTransaction();
+  });
 }
 
 Player::Names Player::finish(double timeoutSeconds, const std::function<void()>& abort) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -10,6 +11,7 @@
 #include "sqm/common/HttpTransaction.h"
 #include "sqm/common/LogFile.h"
 #include "sqm/common/NotificationCenter.h"
+#include "sqm/delivery/UploadSchedule.h"
 #include "sqm/diagnostics/SQMDiagnosticsRecord.h"
 #include "sqm/manager/SQMManager.h"
 #include "sqm/platform/StandardHost.h"
@@ -19,6 +21,7 @@
 
 #include "tools/sqmctl/Command.h"
 #include "tools/sqmctl/play/FixedEnvironment.h"
+#include "tools/sqmctl/play/StandingTimers.h"
 
 namespace sqmctl::play {
 
@@ -55,6 +58,10 @@ class Player {
   Names uploadDirectory(double timeoutSeconds);
   Names uploadQueue(double timeoutSeconds);
 
+  /// Lets the upload schedule work for so long, on the standing clock where there is one: it uploads the lists and the
+  /// queue. Returns the number of uploads that it has started.
+  std::uint64_t runSchedule(double seconds);
+
  private:
   /// Creates transactions by another factory and keeps a pointer to the last one. It does not wrap them: they are the
   /// senders of their notifications.
@@ -70,10 +77,14 @@ class Player {
     sqm::HttpTransaction* last_ = nullptr;
   };
 
+  sqm::platform::StandardHost::Options optionsOf(const Invocation& invocation);
   void createManager();
+  void runStandingClock(const sqm::delivery::UploadSchedule& schedule, StandingTimers& timers, double seconds);
+  void abortUploads();
   Names finish(double timeoutSeconds, const std::function<void()>& abort);
 
   FixedEnvironment& environment_;
+  sqm::delivery::UploadSchedule* schedule_ = nullptr;  // that of `runSchedule`
   sqm::platform::StandardHost host_;
   Transactions transactions_;
   Names notifications_;
