@@ -17,6 +17,7 @@ class MainThread {
 
   /// Posts the task when `delay` has passed. The default is a main thread without timers: it returns false and drops
   /// the task. The upload schedule then starts only the uploads that are asked for.
+  // NOLINTNEXTLINE(performance-unnecessary-value-param): implementations keep the task
   virtual bool postAfter(std::chrono::milliseconds /*delay*/, Task /*task*/) { return false; }
 };
 

@@ -5,6 +5,7 @@
 #include <chrono>
 #include <utility>
 
+#include "sqm/common/Clock.h"
 #include "sqm/common/internal/TimeStamp.h"
 
 namespace sqm::delivery {
@@ -88,20 +89,22 @@ std::error_code RefusedBodies::keep(std::string_view address, int status, std::s
   if (address.empty() || address.find('\n') != std::string_view::npos) {
     return make_error_code(std::errc::invalid_argument);
   }
-  const std::string folder = refusedFolderPath(configuration_);
+  const std::string folder = refusedFolderPath(*host_.configuration);
   std::vector<RefusedFile> refused;
-  if (const auto problem = listRefused(files_, folder, refused)) return problem;
+  if (const auto problem = listRefused(*host_.files, folder, refused)) return problem;
 
   std::string head(kFirstLine);
   head.append(kAddress).append(address).append("\n");
   head.append(kStatus).append(std::to_string(status)).append("\n");
-  head.append(kTime).append(isoTimeStamp(std::chrono::sys_seconds(std::chrono::seconds(clock_.time())))).append("\n");
+  head.append(kTime)
+      .append(isoTimeStamp(std::chrono::sys_seconds(std::chrono::seconds(host_.clock->time()))))
+      .append("\n");
   head.append(kBytes).append(std::to_string(body.size())).append("\n\n");
   const std::uintmax_t size = head.size() + body.size();
   if (limits_.files == 0 || size > limits_.bytes) return make_error_code(std::errc::file_too_large);
 
   const std::uint64_t number = refused.empty() ? 1 : refused.back().number + 1;
-  if (const auto problem = files_.replace(folder + "/" + nameOf(number), {head, body})) return problem;
+  if (const auto problem = host_.files->replace(folder + "/" + nameOf(number), {head, body})) return problem;
   dropOldest(refused, size);
   return {};
 }
@@ -113,7 +116,7 @@ void RefusedBodies::dropOldest(const std::vector<RefusedFile>& refused, std::uin
   for (const RefusedFile& file : refused) bytes += file.bytes;
   for (const RefusedFile& oldest : refused) {
     if (count <= limits_.files && bytes <= limits_.bytes) return;
-    if (files_.remove(oldest.path)) continue;  // the next body tries it again
+    if (host_.files->remove(oldest.path)) continue;  // the next body tries it again
     --count;
     bytes -= oldest.bytes;
     ++dropped_;

@@ -7,10 +7,11 @@
 #include <string>
 #include <string_view>
 #include <system_error>
+#include <utility>
 #include <vector>
 
-#include "sqm/common/Clock.h"
 #include "sqm/common/Files.h"
+#include "sqm/common/Host.h"
 #include "sqm/common/TrelkConfiguration.h"
 
 namespace sqm::delivery {
@@ -50,13 +51,12 @@ using RefusedDropObserver = std::function<void(const RefusedFile& dropped, std::
 
 /// Keeps refused bodies as files in `Refused` in the SQM folder, private to the user.
 ///
-/// Ownership: the services must outlive the object. `files` must implement `Files::replace`.
+/// Ownership: the host must outlive the object. Its files must implement `Files::replace`.
 /// Threading: one thread. One process at a time keeps bodies; others may read, and remove files.
 class RefusedBodies {
  public:
-  RefusedBodies(Files& files, const Clock& clock, const TrelkConfiguration& configuration,
-                const RefusedLimits& limits = {}, RefusedDropObserver onDrop = {})
-      : files_(files), clock_(clock), configuration_(configuration), limits_(limits), onDrop_(std::move(onDrop)) {}
+  explicit RefusedBodies(const Host& host, const RefusedLimits& limits = {}, RefusedDropObserver onDrop = {})
+      : host_(host), limits_(limits), onDrop_(std::move(onDrop)) {}
 
   /// Writes the body to a new file, which is on the disk afterwards. After a failure there is none; a body that exceeds
   /// the limits alone is a failure. Then drops the oldest files beyond the limits.
@@ -65,9 +65,7 @@ class RefusedBodies {
  private:
   void dropOldest(const std::vector<RefusedFile>& refused, std::uintmax_t added);
 
-  Files& files_;
-  const Clock& clock_;
-  const TrelkConfiguration& configuration_;
+  const Host& host_;
   const RefusedLimits limits_;
   const RefusedDropObserver onDrop_;
   std::uint64_t dropped_ = 0;

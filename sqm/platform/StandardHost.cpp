@@ -75,7 +75,7 @@ struct StandardHost::Services {
     if (options.schedule) schedule.emplace(host, *options.schedule);
     const delivery::DeliveryObserver observer = observerOf(options);
     if (options.accept == delivery::Accept::anyStatus && !observer) return;
-    refused.emplace(*host.files, *host.clock, *host.configuration, options.refusedLimits, options.onRefusedDrop);
+    refused.emplace(host, options.refusedLimits, options.onRefusedDrop);
     outcomes.emplace(*host.httpTransactions, *host.notificationCenter, &*refused,
                      delivery::OutcomeRules{options.accept, options.proof}, observer);
     host.httpTransactions = &*outcomes;

@@ -115,7 +115,7 @@ class Outcomes : public ::testing::Test {
   }
 
   sqm::testing::FakeHost fakes;
-  delivery::RefusedBodies refused{fakes.files, fakes.clock, fakes.configuration};
+  delivery::RefusedBodies refused{fakes.host};
   std::optional<delivery::OutcomeTransactions> factory;
   std::unique_ptr<HttpTransaction> transaction;
   std::vector<Told> told;

@@ -30,8 +30,9 @@ class Refused : public ::testing::Test {
   }
 
   RefusedBodies bodiesWith(const RefusedLimits& limits) {
-    return {fakes.files, fakes.clock, fakes.configuration, limits,
-            [this](const RefusedFile& file, std::uint64_t count) { dropped.emplace_back(file.number, count); }};
+    return RefusedBodies(fakes.host, limits, [this](const RefusedFile& file, std::uint64_t count) {
+      dropped.emplace_back(file.number, count);
+    });
   }
 
   Names names() const { return fakes.files.names(kFolder); }
