@@ -16,6 +16,7 @@ class PropertyList;
 class QFLocale;
 class QFSQMFilterManager;
 class QFSerializer;
+class RecordJournal;
 class SystemConsole;
 class TextCompressor;
 class TrelkConfiguration;
@@ -45,6 +46,8 @@ struct Host {
   Files* files = nullptr;
   QFSerializer* serializer = nullptr;
   KeyedCoderFactory* keyedCoders = nullptr;  ///< for the application; may be null, as the library does not use it
+  RecordJournal* recordJournal =
+      nullptr;  ///< keeps what is stored over a crash; may be null, as it is unless asked for
   JsonWriter* jsonWriter = nullptr;
   TextCompressor* compressor = nullptr;
 

@@ -30,6 +30,14 @@ void TextArray::append(value_type text) {
   ends_.push_back(bytes_.size());
 }
 
+void TextArray::removeFirst(std::size_t count) {
+  if (count == 0) return;
+  const std::size_t removed = ends_[count - 1];
+  bytes_.erase(0, removed);
+  ends_.erase(ends_.begin(), ends_.begin() + static_cast<std::ptrdiff_t>(count));
+  for (std::size_t& end : ends_) end -= removed;
+}
+
 void TextArray::appendPresent(TextArray others) {
   if (empty() && !others.hasAbsent()) {
     *this = std::move(others);

@@ -58,6 +58,9 @@ class TextArray {
   /// `text` may be a part of this list.
   void append(value_type text);
 
+  /// Removes the first `count` texts, of which none may be absent. Costs as much as the bytes that stay.
+  void removeFirst(std::size_t count);
+
   /// Appends the texts of `others` that are present, or takes its memory when that gives the same list.
   void appendPresent(TextArray others);
 

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "sqm/common/NotificationCenter.h"
+#include "sqm/delivery/Journal.h"
 #include "sqm/platform/RuleFilter.h"
 #include "sqm/platform/files/ArchiveFiles.h"
 #include "sqm/platform/files/FileOperations.h"
@@ -12,6 +13,7 @@
 #include "sqm/platform/files/PreferencesFile.h"
 #include "sqm/platform/files/PropertyListCoder.h"
 #include "sqm/platform/files/PropertyListFiles.h"
+#include "sqm/platform/files/SystemAppendFile.h"
 #include "sqm/platform/files/SystemFiles.h"
 #include "sqm/platform/system/HomeFolders.h"
 #include "sqm/platform/system/ResourceFolder.h"
@@ -40,6 +42,13 @@ HttpOptions httpOptionsOf(const StandardHost::Options& options) {
   return http;
 }
 
+/// A journal needs lists that are saved atomically.
+PropertyListFiles::Saves savesOf(const StandardHost::Options& options) {
+  using enum PropertyListFiles::Saves;
+  if (options.atomicSaves || options.recording == delivery::Recording::survivesPowerLoss) return atomic;
+  return options.recording == delivery::Recording::survivesCrash ? renamed : inPlace;
+}
+
 }  // namespace
 
 struct StandardHost::Services {
@@ -47,20 +56,20 @@ struct StandardHost::Services {
     if (host.mainThread == nullptr) host.mainThread = &runLoop;
     if (host.filterManager == nullptr) host.filterManager = &filter;
     provide(host.notificationCenter, notifications);
+    provide(host.clock, clock);
     provide(host.configuration, folders, options.homeDirectory);
     const std::string logFolder = HomeFolders(host.configuration->homeDirectory()).logFolder();
     provide(host.logFiles, logs, LogFiles::Options{.folder = logFolder, .textSize = options.logTextLimit});
     problems.emplace(*host.logFiles, options.onFileProblem);
     provide(host.files, systemFiles);
-    provide(host.propertyLists, propertyLists, *problems,
-            PropertyListFiles::Options{.atomicSaves = options.atomicSaves});
+    provide(host.propertyLists, propertyLists, *problems, PropertyListFiles::Options{.saves = savesOf(options)});
+    if (options.recording != delivery::Recording::asRequired) makeJournal(host, options);
     provide(host.serializer, archives, *problems);
     provide(host.keyedCoders, coders, *problems);
     preferences.emplace(host.configuration->applicationQuenfaFolderPath(), *problems);
     if (host.userPrefs == nullptr) host.userPrefs = &*preferences;
     provide(host.mainBundle, resources, options.resourceDirectory);
     provide(host.utilities, system);
-    provide(host.clock, clock);
     provide(host.dates, dates);
     provide(host.locale, locale);
     provide(host.jsonWriter, json);
@@ -89,21 +98,32 @@ struct StandardHost::Services {
     };
   }
 
+  void makeJournal(Host& host, const Options& options) {
+    const std::string path = sqmFolderPath(*host.configuration) + "/" + std::string(delivery::kJournalFile);
+    provide(host.recordJournal, journal,
+            std::make_unique<SystemAppendFile>(path, SystemAppendFile::Options{.syncWithin = options.syncWithin}),
+            *host.clock,
+            delivery::Journal::Options{
+                .synced = options.recording == delivery::Recording::survivesPowerLoss,
+                .onProblem = [this, path](const std::string& problem) { problems->cannotWrite(path, problem); }});
+  }
+
   // In the order of use: a service may use those above it.
   RunLoop runLoop;
   RuleFilter filter;
   std::optional<NotificationCenter> notifications;
+  std::optional<SystemClock> clock;
   std::optional<HomeFolders> folders;
   std::optional<LogFiles> logs;
   std::optional<FileProblems> problems;
   std::optional<SystemFiles> systemFiles;
   std::optional<PropertyListFiles> propertyLists;
+  std::optional<delivery::Journal> journal;
   std::optional<ArchiveFiles> archives;
   std::optional<PropertyListCoders> coders;
   std::optional<PreferencesFile> preferences;
   std::optional<ResourceFolder> resources;
   std::optional<SystemInformation> system;
-  std::optional<SystemClock> clock;
   std::optional<IcuDates> dates;
   std::optional<IcuLocale> locale;
   std::optional<JsonText> json;

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "sqm/common/Host.h"
+#include "sqm/delivery/Journal.h"
 #include "sqm/delivery/Outcomes.h"
 #include "sqm/delivery/RefusedBodies.h"
 #include "sqm/delivery/UploadSchedule.h"
@@ -36,6 +37,11 @@ class StandardHost : public Host {
     /// Writes every list to a temporary file, syncs and renames it, so that the file always holds the old list or the
     /// new one. Recommended; off, because lists are written in place unless the host asks otherwise.
     bool atomicSaves = false;
+    /// Whether a journal keeps what was stored since the last save.
+    delivery::Recording recording = delivery::Recording::asRequired;
+    /// With `survivesPowerLoss`: zero for a record that is on the disk when the call returns, else the time within
+    /// which it is: a loss of power loses at most the records of that time.
+    std::chrono::milliseconds syncWithin{0};
     /// Bytes of one text in a log; what is beyond is left out, with a note. 0: texts are logged whole.
     std::size_t logTextLimit = std::size_t{64} * 1024;
     HttpOptions http;

@@ -2,55 +2,16 @@
 
 #include <algorithm>
 #include <array>
-#include <cstddef>
 #include <cstdint>
-#include <functional>
-#include <iterator>
 #include <optional>
 #include <string>
 #include <string_view>
 
+#include "sqm/common/RecordType.h"
 #include "sqm/common/TextArray.h"
 #include "sqm/common/TrelkConfiguration.h"
 
 namespace sqm {
-
-/// The kinds of record that the store keeps in lists of their own, by their number.
-enum class RecordType : std::int64_t { client = 0, connection = 1, device = 2, application = 3, userAcceptance = 4 };
-
-/// False for a number that is not one of the enumerators.
-constexpr bool isRecordType(RecordType type) {
-  switch (type) {  // without a default, so that the compiler reports an enumerator that is missing here
-    case RecordType::client:
-    case RecordType::connection:
-    case RecordType::device:
-    case RecordType::application:
-    case RecordType::userAcceptance:
-      return true;
-  }
-  return false;
-}
-
-/// Every type, in the order of the numbers.
-inline constexpr auto kRecordTypes = [] {
-  constexpr std::size_t kCount = [] {
-    std::size_t count = 0;
-    for (int number = 0; number < 256; ++number) {
-      if (isRecordType(static_cast<RecordType>(number))) ++count;
-    }
-    return count;
-  }();
-  std::array<RecordType, kCount> types{};
-  for (std::size_t at = 0; at < kCount; ++at) types[at] = static_cast<RecordType>(at);
-  return types;
-}();
-static_assert(std::ranges::all_of(kRecordTypes, isRecordType), "the numbers count from 0 without a gap");
-
-/// True when a table has exactly one row for each type, in any order. `typeOf` gives a row's type: `&Row::type`.
-template <typename Table, typename Projection = std::identity>
-constexpr bool isPermutationOfTypes(const Table& table, Projection typeOf = {}) {
-  return std::size(table) == kRecordTypes.size() && std::ranges::is_permutation(table, kRecordTypes, {}, typeOf);
-}
 
 /// What is posted for a list without records.
 enum class WhenEmpty : std::uint8_t { nothing, emptyDocument };

@@ -40,7 +40,8 @@ class SQMRecordStore {
   bool saveSQMApplicationRecordToStore(TextView data) { return append(RecordType::application, data); }
   bool saveSQMUserAcceptanceRecordToStore(TextView data) { return append(RecordType::userAcceptance, data); }
 
-  /// Empties one list in memory; its file changes at the next save. Always returns true.
+  /// Empties one list in memory; its file changes at the next save. Always returns true. With a `recordJournal`, what
+  /// was stored after the last document of the list stays: it was not in it.
   bool deleteSQMClientRecordFromStore() { return deleteRecords(RecordType::client); }
   bool deleteSQMConnectionRecordsFromStore() { return deleteRecords(RecordType::connection); }
   bool deleteSQMDeviceRecordFromStore() { return deleteRecords(RecordType::device); }
@@ -76,7 +77,10 @@ class SQMRecordStore {
   const TextArray& listOf(RecordType type) const { return lists_[static_cast<std::size_t>(type)]; }
 
   Host& host_;
+  RecordJournal* journal_ = nullptr;                  // the host's, once the lists are loaded
   std::array<TextArray, kRecordTypes.size()> lists_;  // by type
+  /// How many records the last document of a list held, since which the list was not deleted.
+  mutable std::array<std::optional<std::size_t>, kRecordTypes.size()> inDocument_;  // by type
 };
 
 }  // namespace sqm

@@ -26,6 +26,7 @@ MAY_INCLUDE = {
     "queue": {"common", "upload"},
     "manager": {"common", "records", "store", "upload"},
     "testing": {"common"},
+    "delivery": {"common"},
     "platform": {"common"},
 }
 

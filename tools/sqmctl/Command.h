@@ -4,6 +4,7 @@
 #include <stdexcept>
 #include <string>
 
+#include "sqm/delivery/Journal.h"
 #include "sqm/delivery/Outcomes.h"
 
 namespace CLI {
@@ -29,7 +30,8 @@ class Problem : public std::runtime_error {
 struct Invocation {
   std::string home;       ///< replaces the user's home directory; empty: the user's own
   std::string resources;  ///< the folder of "SQMFieldNames.plist"; empty: the sample that comes with the tool
-  sqm::delivery::Accept accept = sqm::delivery::Accept::anyStatus;  ///< which status counts as delivered
+  sqm::delivery::Accept accept = sqm::delivery::Accept::anyStatus;            ///< which status counts as delivered
+  sqm::delivery::Recording recording = sqm::delivery::Recording::asRequired;  ///< whether records are journalled
   int status = kSuccess;
 };
 

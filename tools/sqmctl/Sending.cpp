@@ -24,6 +24,7 @@ sqm::platform::StandardHost::Options SendingHost::options(const Invocation& invo
   options.homeDirectory = homeOf(invocation);
   options.atomicSaves = true;
   options.accept = invocation.accept;
+  options.recording = recordingFor(invocation, options.homeDirectory);
   options.onFileProblem = [this](const sqm::platform::FileProblem& problem) {
     fileProblems_.push_back(textOf(problem));
   };

@@ -9,6 +9,7 @@
 #include "sqm/common/PropertyList.h"
 #include "sqm/common/internal/TimeStamp.h"
 #include "sqm/common/internal/Utf8.h"
+#include "sqm/delivery/Journal.h"
 #include "sqm/manager/UploadSequence.h"
 #include "sqm/platform/files/ArchiveFiles.h"
 #include "sqm/platform/files/PropertyListFiles.h"
@@ -44,6 +45,36 @@ void readSqmFile(SqmFile& file) {
   file.isSent = sqm::isWellFormedUtf8(file.content);
 }
 
+/// The lists as their files hold them.
+StoredLists savedLists(const std::string& home) {
+  const sqm::platform::HomeFolders folders(home);
+  StoredLists lists;
+  for (const sqm::RecordType type : sqm::kRecordTypes) {
+    StoredList& list = lists[static_cast<std::size_t>(type)];
+    list.type = type;
+    list.path = sqm::listFilePath(folders, type);
+    list.changed = changeOf(list.path);
+    auto records =
+        sqm::platform::PropertyListFiles(problemsKeptIn(list.problem), {}).arrayWithContentsOfFile(list.path);
+    if (records) list.records.appendPresent(*std::move(records));  // as the store does
+  }
+  return lists;
+}
+
+std::string journalPath(const std::string& home) {
+  return sqmFolderOf(home) + "/" + std::string(sqm::delivery::kJournalFile);
+}
+
+/// Empty without a journal, and when it cannot be read, which the first list then reports.
+std::string journalContent(const std::string& path, StoredLists& lists) {
+  std::string content;
+  const std::error_code failure = sqm::platform::SystemFiles().read(path, content);
+  if (failure && failure != std::errc::no_such_file_or_directory) {
+    lists.front().problem = "cannot read " + path + ": " + failure.message();
+  }
+  return content;
+}
+
 }  // namespace
 
 std::optional<sqm::RecordType> typeNamed(std::string_view name) {
@@ -60,19 +91,32 @@ std::string homeOf(const Invocation& invocation) {
 }
 
 StoredLists storedLists(const std::string& home) {
-  const sqm::platform::HomeFolders folders(home);
+  constexpr int kAttempts = 10;
   StoredLists lists;
-  for (const sqm::RecordType type : sqm::kRecordTypes) {
-    StoredList& list = lists[static_cast<std::size_t>(type)];
-    list.type = type;
-    list.path = sqm::listFilePath(folders, type);
-    list.changed = changeOf(list.path);
-    auto records =
-        sqm::platform::PropertyListFiles(problemsKeptIn(list.problem), {}).arrayWithContentsOfFile(list.path);
-    if (records) list.records.appendPresent(*std::move(records));  // as the store does
-    list.bytes = list.records.joined().size();
+  std::string before = journalContent(journalPath(home), lists);
+  for (int attempt = 1;; ++attempt) {
+    lists = savedLists(home);
+    std::string journal = journalContent(journalPath(home), lists);
+    // A journal that began anew meanwhile belongs to lists that were saved meanwhile.
+    if (!journal.starts_with(before) && attempt < kAttempts) {
+      before = std::move(journal);
+      continue;
+    }
+    std::array<sqm::TextArray, sqm::kRecordTypes.size()> records;
+    std::ranges::transform(lists, records.begin(), [](StoredList& list) { return std::move(list.records); });
+    sqm::delivery::applyJournal(journal, records);
+    for (std::size_t type = 0; type < lists.size(); ++type) {
+      lists[type].records = std::move(records[type]);
+      lists[type].bytes = lists[type].records.joined().size();
+    }
+    return lists;
   }
-  return lists;
+}
+
+sqm::delivery::Recording recordingFor(const Invocation& invocation, const std::string& home) {
+  using enum sqm::delivery::Recording;
+  const bool hasJournal = sqm::platform::SystemFiles().exists(journalPath(home));
+  return invocation.recording == asRequired && hasJournal ? survivesCrash : invocation.recording;
 }
 
 StoredQueue storedQueue(const std::string& home) {

@@ -53,7 +53,7 @@ std::string homeOf(const Invocation& invocation);
 // The files below a home directory. These functions only read: they make and change no file, folder or log. A file that
 // cannot be read stays as it is, and its `problem` says why.
 
-/// The lists, in the order of `kRecordTypes`.
+/// The lists, in the order of `kRecordTypes`, with what their journal holds.
 using StoredLists = std::array<StoredList, sqm::kRecordTypes.size()>;
 StoredLists storedLists(const std::string& home);
 
@@ -65,6 +65,9 @@ std::string sqmFolderOf(const std::string& home);
 inline const StoredList& listOf(const StoredLists& lists, sqm::RecordType type) {
   return lists[static_cast<std::size_t>(type)];
 }
+
+/// How a command that changes the lists of this home directory works with them: with their journal, where there is one.
+sqm::delivery::Recording recordingFor(const Invocation& invocation, const std::string& home);
 
 /// The types whose documents an upload posts, in their order, provided that each post succeeds. None when there are no
 /// records at all: sqmctl then uploads nothing.

@@ -6,7 +6,7 @@ _sqmctl() {
   # The subcommand, as "queue add", without the options before it.
   for ((at = 1; at < COMP_CWORD; ++at)); do
     case ${COMP_WORDS[at]} in
-      --home | --resources | --accept) ((++at)) ;;
+      --home | --resources | --accept | --recording) ((++at)) ;;
       -*) ;;
       *)
         case $command in
@@ -23,6 +23,10 @@ _sqmctl() {
       ;;
     --accept)
       mapfile -t COMPREPLY < <(compgen -W 'any 2xx' -- "$word")
+      return
+      ;;
+    --recording)
+      mapfile -t COMPREPLY < <(compgen -W 'required crash power' -- "$word")
       return
       ;;
     --file)
@@ -52,7 +56,7 @@ _sqmctl() {
     'diagnostics decode') choices='--raw --limit' ;;
     play) choices='--time --zone --locale --os --os-version' ;;
   esac
-  mapfile -t COMPREPLY < <(compgen -W "$choices --home --resources --accept --help" -- "$word")
+  mapfile -t COMPREPLY < <(compgen -W "$choices --home --resources --accept --recording --help" -- "$word")
   case $command in
     fields | play | 'diagnostics decode' | directory\ *)
       if [[ $word != -* ]]; then mapfile -t COMPREPLY < <(compgen -f -- "$word"); fi

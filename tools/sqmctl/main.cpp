@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <exception>
 #include <filesystem>
+#include <map>
 #include <string>
 #include <system_error>
 
@@ -58,6 +59,16 @@ int run(int argc, char** argv) {
           "Which status counts as delivered: any, or 2xx (default: any)")
       ->option_text("any|2xx")
       ->check(CLI::IsMember({"any", "2xx"}));
+  using sqm::delivery::Recording;
+  program
+      .add_option(
+          "--recording", invocation.recording,
+          "What a record survives before it is saved: nothing, the end of the process, a loss of power (default: "
+          "required)")
+      ->option_text("required|crash|power")
+      ->transform(CLI::CheckedTransformer(std::map<std::string, Recording>{{"required", Recording::asRequired},
+                                                                           {"crash", Recording::survivesCrash},
+                                                                           {"power", Recording::survivesPowerLoss}}));
   for (const auto& add : kCommands) add(program, invocation);
 
   try {

@@ -1,8 +1,7 @@
 #include "sqm/platform/files/ArchiveFiles.h"
 
-#include <cstddef>
-#include <fcntl.h>
 #include <new>
+#include <string_view>
 #include <system_error>
 
 #include "sqm/platform/files/internal/PropertyListForms.h"
@@ -13,26 +12,7 @@ namespace sqm::platform {
 
 namespace {
 
-/// At most this many files are kept aside. The next one is not moved.
-constexpr int kMostAside = 1000;
-
-/// Renames the file to `aside`, a name that no other file has.
-std::error_code moveAside(FileOperations& files, const std::string& path, std::string& aside) {
-  for (int number = 1; number <= kMostAside; ++number) {
-    aside = path + ".unreadable" + (number == 1 ? "" : "-" + std::to_string(number));
-    // An empty file reserves the name, so that the rename replaces no other file.
-    File place;
-    const auto problem = place.open(files, aside, O_WRONLY | O_CREAT | O_EXCL);
-    if (problem == std::errc::file_exists) continue;
-    if (problem) return problem;
-    place.close();
-    if (files.rename(path, aside) == 0) return {};
-    const auto failure = lastError();
-    files.unlink(aside);
-    return failure;
-  }
-  return make_error_code(std::errc::file_exists);
-}
+constexpr std::string_view kAsideSuffix = ".unreadable";
 
 }  // namespace
 
@@ -66,7 +46,7 @@ std::optional<UploadRequests> ArchiveFiles::withoutFile(const std::string& path,
     return std::nullopt;
   }
   std::string aside;
-  if (const auto failure = moveAside(files_, path, aside)) {
+  if (const auto failure = moveAside(files_, path, kAsideSuffix, aside)) {
     problems_.cannotRead(path,
                          reason.append("; it cannot be moved to ").append(aside).append(": ") + failure.message());
     return std::nullopt;

@@ -33,7 +33,11 @@ std::optional<TextArray> PropertyListFiles::arrayWithContentsOfFile(const std::s
 
 bool PropertyListFiles::writeToFile(const TextArray& array, const std::string& path, bool atomically) {
   using Mode = FileReplacement::Mode;
-  FileReplacement file(files_, path, atomically || options_.atomicSaves ? Mode::atomically : Mode::inPlace);
+  const Saves saves = atomically ? Saves::atomic : options_.saves;
+  const Mode mode = saves == Saves::inPlace   ? Mode::inPlace
+                    : saves == Saves::renamed ? Mode::atomicallyUnsynced
+                                              : Mode::atomically;
+  FileReplacement file(files_, path, mode);
   writeXmlArray(array, [&](std::string_view piece) { file.write(piece); });
   const auto failure = file.commit();
   if (failure) problems_.cannotWrite(path, failure.message());

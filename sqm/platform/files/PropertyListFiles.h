@@ -20,9 +20,15 @@ namespace sqm::platform {
 /// Ownership: the operations must outlive the object.
 class PropertyListFiles : public PropertyList {
  public:
+  enum class Saves {
+    inPlace,
+    renamed,  ///< atomically with respect to the end of the process: a loss of power may leave a part
+    atomic,
+  };
+
   struct Options {
-    /// Every list is written atomically, even when the caller does not ask for it.
-    bool atomicSaves = false;
+    /// How lists are written when the caller does not ask for it atomically.
+    Saves saves = Saves::inPlace;
   };
 
   PropertyListFiles(FileProblems problems, Options options, FileOperations& files = FileOperations::posix())

@@ -37,7 +37,7 @@ class AtomicSaves : public ::testing::Test {
   }
 
   bool save(FileOperations& files, const Strings& list) {
-    PropertyListFiles lists(logs_, {.atomicSaves = true}, files);
+    PropertyListFiles lists(logs_, {.saves = PropertyListFiles::Saves::atomic}, files);
     return lists.writeToFile(list, path_, /*atomically=*/false);
   }
 

@@ -46,6 +46,7 @@ sqm::platform::StandardHost::Options Player::optionsOf(const Invocation& invocat
   options.homeDirectory = invocation.home;
   options.resourceDirectory = resourcesOf(invocation);
   options.accept = invocation.accept;
+  options.recording = invocation.recording;
   options.onDelivery = [this](const sqm::delivery::Delivery& delivery) {
     if (schedule_ != nullptr) schedule_->exchangeEnded(delivery);
   };

@@ -12,14 +12,18 @@ namespace {
 
 constexpr std::string_view kTemporarySuffix = ".new";
 
+/// At most this many files are kept aside. The next one is not moved.
+constexpr int kMostAside = 1000;
+
 std::string folderOf(const std::string& path) {
   const std::size_t separator = path.find_last_of('/');
   if (separator == std::string::npos) return ".";
   return path.substr(0, separator == 0 ? 1 : separator);
 }
 
-/// Writes a file's or a folder's content to the disk. Some file systems cannot do this for a folder.
-std::error_code synchronise(FileOperations& files, const File& file) {
+}  // namespace
+
+std::error_code syncFile(FileOperations& files, const File& file) {
   while (files.fsync(file.descriptor()) != 0) {
     if (errno == EINVAL) return {};
     if (errno != EINTR) return lastError();
@@ -27,7 +31,22 @@ std::error_code synchronise(FileOperations& files, const File& file) {
   return {};
 }
 
-}  // namespace
+std::error_code moveAside(FileOperations& files, const std::string& path, std::string_view suffix, std::string& aside) {
+  for (int number = 1; number <= kMostAside; ++number) {
+    aside = path + std::string(suffix) + (number == 1 ? "" : "-" + std::to_string(number));
+    // An empty file reserves the name, so that the rename replaces no other file.
+    File place;
+    const auto problem = place.open(files, aside, O_WRONLY | O_CREAT | O_EXCL);
+    if (problem == std::errc::file_exists) continue;
+    if (problem) return problem;
+    place.close();
+    if (files.rename(path, aside) == 0) return {};
+    const auto failure = lastError();
+    files.unlink(aside);
+    return failure;
+  }
+  return make_error_code(std::errc::file_exists);
+}
 
 std::error_code readWholeFile(FileOperations& files, const std::string& path, std::size_t limit, FileBytes& content) {
   File file;
@@ -42,8 +61,8 @@ std::error_code readWholeFile(FileOperations& files, const std::string& path, st
 }
 
 FileReplacement::FileReplacement(FileOperations& files, std::string path, Mode mode)
-    : files_(files), path_(std::move(path)) {
-  if (mode == Mode::inPlace) {
+    : files_(files), path_(std::move(path)), mode_(mode) {
+  if (mode_ == Mode::inPlace) {
     problem_ = file_.open(files_, path_, O_WRONLY | O_CREAT);
     return;
   }
@@ -75,20 +94,23 @@ std::error_code FileReplacement::commit() {
 }
 
 std::error_code FileReplacement::finish() {
-  const bool atomically = !temporary_.empty();
+  const bool atomically = mode_ != Mode::inPlace;
+  const bool synced = mode_ == Mode::atomically;
   if (!atomically && file_.status().st_size > length_) {
     while (files_.ftruncate(file_.descriptor(), length_) != 0) {
       if (errno != EINTR) return lastError();
     }
   }
-  if (atomically) {
-    if (const auto problem = synchronise(files_, file_)) return problem;
+  if (synced) {
+    if (const auto problem = syncFile(files_, file_)) return problem;
   }
   if (const auto problem = file_.close()) return problem;
+  isReplaced_ = !atomically;
   if (!atomically) return {};
   if (files_.rename(temporary_, path_) != 0) return lastError();
   temporary_.clear();
-  return synchronise(files_, folder_);
+  isReplaced_ = true;
+  return synced ? syncFile(files_, folder_) : std::error_code{};
 }
 
 std::error_code replaceFile(FileOperations& files, const std::string& path, std::string_view content,

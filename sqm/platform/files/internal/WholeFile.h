@@ -31,14 +31,14 @@ std::error_code readWholeFile(FileOperations& files, const std::string& path, st
 /// Replaces the content of a file, written piece by piece.
 ///
 /// In place: the old bytes are overwritten and the rest of them is cut off at the end, which is about ten times faster
-/// than truncating first. Atomically: after any failure or crash the file is the old one or the new one. The new
-/// content is written to a temporary file beside it, whose name is always the same, so that crashes leave one file at
-/// most.
+/// than truncating first. Atomically: after any failure or crash the file is the old one or the new one; unsynced, that
+/// holds for a crash of the process alone. The new content is written to a temporary file beside it, whose name is
+/// always the same, so that crashes leave one file at most.
 ///
 /// Ownership: when an object that replaces atomically is destroyed without `commit`, the old file stays.
 class FileReplacement {
  public:
-  enum class Mode { inPlace, atomically };
+  enum class Mode { inPlace, atomically, atomicallyUnsynced };
 
   FileReplacement(FileOperations& files, std::string path, Mode mode);
   FileReplacement(const FileReplacement&) = delete;
@@ -53,17 +53,28 @@ class FileReplacement {
   /// unless only the last step failed: the sync that makes the new one survive a loss of power.
   std::error_code commit();
 
+  /// True when the file at the path has the new content, which a failure to sync the folder does not change.
+  bool isReplaced() const { return isReplaced_; }
+
  private:
   std::error_code finish();
 
   FileOperations& files_;
   std::string path_;
   std::string temporary_;  // empty when the file is overwritten in place
+  Mode mode_;
   File folder_;
   File file_;
   off_t length_ = 0;
+  bool isReplaced_ = false;
   std::error_code problem_;
 };
+
+/// Writes a file's or a folder's content to the disk. Some file systems cannot do this for a folder.
+std::error_code syncFile(FileOperations& files, const File& file);
+
+/// Renames the file to `aside`, which is its path, `suffix` and a number that no other file has.
+std::error_code moveAside(FileOperations& files, const std::string& path, std::string_view suffix, std::string& aside);
 
 /// Replaces the file atomically. More than `limit` bytes are refused.
 std::error_code replaceFile(FileOperations& files, const std::string& path, std::string_view content,
