@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <optional>
+#include <string>
 #include <string_view>
 
 #include "sqm/common/TextArray.h"
@@ -16,14 +17,28 @@ class FieldNameTable {
  public:
   static constexpr std::size_t kFields = 91;
 
+  struct Tags {
+    std::string_view opening;
+    std::string_view closing;
+  };
+
   /// Entries beyond the 91st are ignored. A field whose name is absent has no key.
-  explicit FieldNameTable(TextArray names);
+  explicit FieldNameTable(const TextArray& names);
 
   /// The name of a field; nothing when the entry is absent.
   /// Failure: std::out_of_range when the number is negative or beyond the end of the list.
   std::optional<std::string_view> name(std::int64_t field) const {
-    if (static_cast<std::uint64_t>(field) >= count_) throwOutOfRange(field);
-    return names_[static_cast<std::size_t>(field)];
+    const Entry& entry = entryOf(field);
+    return entry.isPresent ? std::optional(std::string_view(text_).substr(entry.begin + 1, entry.length))
+                           : std::nullopt;
+  }
+
+  /// The tags of a field's element, "<name>" and "</name>". The element of an absent entry has the name "(null)".
+  /// Behind each tag there are `TextSlots::kPadding` more bytes that may be read. Failure: as `name`.
+  Tags tags(std::int64_t field) const {
+    const Entry& entry = entryOf(field);
+    const std::string_view text = text_;
+    return {text.substr(entry.begin, entry.length + 2), text.substr(entry.begin + entry.length + 2, entry.length + 3)};
   }
 
   /// The first field of this name, under whose number the value of all fields of the name is stored.
@@ -35,11 +50,23 @@ class FieldNameTable {
  private:
   static constexpr std::size_t kBuckets = 256;  // a power of two and more than twice kFields, so that probing is short
 
+  /// The position of "<name></name>" in the text, and the length of the name.
+  struct Entry {
+    std::size_t begin = 0;
+    std::size_t length = 0;
+    bool isPresent = false;
+  };
+
+  const Entry& entryOf(std::int64_t field) const {
+    if (static_cast<std::uint64_t>(field) >= count_) throwOutOfRange(field);
+    return entries_[static_cast<std::size_t>(field)];
+  }
   [[noreturn]] void throwOutOfRange(std::int64_t field) const;
   std::size_t bucketFor(std::string_view name) const;
 
   std::size_t count_;
-  TextArray names_;
+  std::string text_;
+  std::array<Entry, kFields> entries_{};
   std::array<std::uint8_t, kFields> firstNamesakes_{};
   std::array<std::uint8_t, kBuckets> buckets_{};
 };
