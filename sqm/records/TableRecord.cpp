@@ -25,9 +25,7 @@ constexpr std::string_view kNoTimeStamp = "\"0000000000\"";
 TableRecord::TableRecord(Host& host, const RecordKind& kind) : host_(host), kind_(kind) {
   const auto path = host_.mainBundle->pathForResource("SQMFieldNames", "plist");
   if (!path) return;
-  if (auto names = host_.propertyLists->arrayWithContentsOfFile(*path)) {
-    names_ = std::make_shared<const FieldNameTable>(*std::move(names));
-  }
+  names_ = host_.propertyLists->fieldNamesOfFile(*path);
   values_.emplace(names_);
 }
 

@@ -1,7 +1,11 @@
 #pragma once
 
+#include <functional>
+#include <memory>
+#include <mutex>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 
 #include "sqm/common/PropertyList.h"
@@ -29,12 +33,27 @@ class PropertyListFiles : public PropertyList {
       : problems_(std::move(problems)), options_(options), files_(files) {}
 
   std::optional<TextArray> arrayWithContentsOfFile(const std::string& path) override;
+  /// Reads the file, and parses it unless it holds the same bytes as the one before: then the table is the same.
+  std::shared_ptr<const FieldNameTable> fieldNamesOfFile(const std::string& path) override;
   bool writeToFile(const TextArray& array, const std::string& path, bool atomically) override;
 
  private:
+  /// The table that was read last, and the bytes of its file.
+  struct LastFieldNames {
+    std::mutex mutex;
+    std::string bytes;  ///< empty before the first and after a file that is too large to keep
+    std::shared_ptr<const FieldNameTable> table;
+    std::string read;  ///< the bytes to compare
+  };
+
+  /// `beforeParsing` is given the file's bytes.
+  std::optional<TextArray> arrayOf(const std::string& path,
+                               const std::function<void(std::string_view bytes)>& beforeParsing);
+
   FileProblems problems_;
   Options options_;
   FileOperations& files_;
+  LastFieldNames last_;
 };
 
 }  // namespace sqm::platform
