@@ -7,6 +7,8 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <type_traits>
+#include <utility>
 #include <vector>
 
 #include "sqm/manager/internal/CreatingCalls.h"
@@ -52,6 +54,9 @@ std::string valueOf(std::uint8_t field) {
          (field % 8 == 0 ? " & more" : "");
 }
 
+constexpr std::pair<std::string_view, std::string_view> kEnvironment[] = {
+    {"locale", "French (France)"}, {"os", "Mac OS X"}, {"osVersion", "10.8.2"}};
+
 template <typename Record>
 class Subject {
  public:
@@ -65,7 +70,14 @@ class Subject {
     for (const Fill& fill : fills_) values_.push_back(fill.filling == Filling::marker ? "" : valueOf(fill.field));
   }
 
-  const std::vector<std::string>& values() const { return values_; }
+  /// The values that the record is filled with.
+  std::vector<std::string> values() const {
+    std::vector<std::string> values = values_;
+    if constexpr (std::is_same_v<Record, sqm::SQMClientRecord>) {
+      for (const auto& [key, value] : kEnvironment) values.emplace_back(value);
+    }
+    return values;
+  }
 
   std::string fillAndFormat() {
     record_->clearRecord();
@@ -78,9 +90,7 @@ class Subject {
       }
     }
     if constexpr (std::is_same_v<Record, sqm::SQMClientRecord>) {
-      record_->setValue("French (France)", "locale");
-      record_->setValue("Mac OS X", "os");
-      record_->setValue("10.8.2", "osVersion");
+      for (const auto& [key, value] : kEnvironment) record_->setValue(value, key);
     }
     if constexpr (std::is_same_v<Record, sqm::SQMUserAcceptanceRecord>) record_->recordValues()->set("6", "");
     std::optional<std::string> text = "";

@@ -24,6 +24,7 @@ FieldNameTable::FieldNameTable(const TextArray& names)
     text_.append("<").append(shown).append("></").append(shown).append(">");
   }
   text_.append(TextSlots::kPadding, '\0');
+  firstNamesakes_.fill(kFields);
   buckets_.fill(kFree);
   for (std::size_t field = 0; field < count_; ++field) {
     const auto own = name(static_cast<std::int64_t>(field));

@@ -29,22 +29,27 @@ class FieldNameTable {
   /// Failure: std::out_of_range when the number is negative or beyond the end of the list.
   std::optional<std::string_view> name(std::int64_t field) const {
     const Entry& entry = entryOf(field);
-    return entry.isPresent ? std::optional(std::string_view(text_).substr(entry.begin + 1, entry.length))
-                           : std::nullopt;
+    if (!entry.isPresent) return std::nullopt;
+    return std::string_view(text_.data() + entry.begin + 1, entry.length);
   }
+
+  /// True when the field has a name.
+  /// Failure: as `name`.
+  bool hasName(std::int64_t field) const { return entryOf(field).isPresent; }
 
   /// The tags of a field's element, "<name>" and "</name>". The element of an absent entry has the name "(null)".
   /// Behind each tag there are `TextSlots::kPadding` more bytes that may be read. Failure: as `name`.
   Tags tags(std::int64_t field) const {
     const Entry& entry = entryOf(field);
-    const std::string_view text = text_;
-    return {text.substr(entry.begin, entry.length + 2), text.substr(entry.begin + entry.length + 2, entry.length + 3)};
+    const char* const opening = text_.data() + entry.begin;
+    const std::size_t length = entry.length + 2;
+    return {{opening, length}, {opening + length, length + 1}};
   }
 
   /// The first field of this name, under whose number the value of all fields of the name is stored.
   std::optional<std::size_t> fieldNamed(std::string_view name) const;
 
-  /// The first field that has the same name as `field`, which must have one.
+  /// The first field that has the same name as `field`; `kFields` when it has none.
   std::size_t firstNamesake(std::size_t field) const { return firstNamesakes_[field]; }
 
  private:
@@ -67,7 +72,7 @@ class FieldNameTable {
   std::size_t count_;
   std::string text_;
   std::array<Entry, kFields> entries_{};
-  std::array<std::uint8_t, kFields> firstNamesakes_{};
+  std::array<std::uint8_t, kFields> firstNamesakes_;
   std::array<std::uint8_t, kBuckets> buckets_{};
 };
 

@@ -14,6 +14,30 @@ constexpr std::size_t kFirstBuffer = 1024;
 /// A buffer with at most so many bytes of texts is never compacted.
 constexpr std::size_t kSmallBuffer = 4096;
 
+/// Copies a text, faster than a call of `memcpy` where it is as short as most values are.
+inline void copyText(char* to, std::string_view text) {
+  const auto copyEnds = [&](auto word) {  // the words overlap
+    const std::size_t last = text.size() - sizeof word;
+    std::memcpy(&word, text.data(), sizeof word);
+    auto lastWord = word;
+    std::memcpy(&lastWord, text.data() + last, sizeof word);
+    std::memcpy(to, &word, sizeof word);
+    std::memcpy(to + last, &lastWord, sizeof word);
+  };
+  struct TwoWords {
+    std::uint64_t words[2];
+  };
+  if (text.size() > 2 * sizeof(TwoWords)) {
+    std::memcpy(to, text.data(), text.size());
+  } else if (text.size() >= sizeof(TwoWords)) {
+    copyEnds(TwoWords{});
+  } else if (text.size() >= sizeof(std::uint64_t)) {
+    copyEnds(std::uint64_t{});
+  } else {
+    for (std::size_t at = 0; at < text.size(); ++at) to[at] = text[at];
+  }
+}
+
 }  // namespace
 
 void TextSlots::swap(TextSlots& other) noexcept {
@@ -26,7 +50,7 @@ void TextSlots::swap(TextSlots& other) noexcept {
 
 void TextSlots::set(std::size_t slot, std::string_view text) {
   if (has(slot)) return replace(places_[slot], text);
-  places_[slot] = append(text);
+  append(places_[slot], text);
   present_[slot / 64] |= std::uint64_t{1} << slot % 64;
 }
 
@@ -43,19 +67,20 @@ void TextSlots::clear() {
   used_ = 0;
 }
 
-TextSlots::Place TextSlots::append(std::string_view text) {
-  if (buffer_.size() < end_ + kPadding || buffer_.size() - end_ - kPadding < text.size()) return appendEnlarging(text);
-  if (!text.empty()) std::memcpy(buffer_.data() + end_, text.data(), text.size());
+inline void TextSlots::append(Place& place, std::string_view text) {
+  const std::size_t end = end_ + text.size();
+  if (buffer_.size() < end + kPadding) return appendEnlarging(place, text);
+  copyText(buffer_.data() + end_, text);
+  place = {end_, text.size()};
   used_ += text.size();
-  end_ += text.size();
-  return {end_ - text.size(), text.size()};
+  end_ = end;
 }
 
-TextSlots::Place TextSlots::appendEnlarging(std::string_view text) {
+void TextSlots::appendEnlarging(Place& place, std::string_view text) {
   std::string enlarged(std::max({kFirstBuffer, 2 * buffer_.size(), end_ + text.size() + kPadding}), '\0');
   if (end_ > 0) std::memcpy(enlarged.data(), buffer_.data(), end_);
   enlarged.swap(buffer_);
-  return append(text);  // which may be a view of the earlier buffer
+  append(place, text);  // which may be a view of the earlier buffer
 }
 
 void TextSlots::replace(Place& place, std::string_view text) {
@@ -66,7 +91,7 @@ void TextSlots::replace(Place& place, std::string_view text) {
     used_ -= earlier - text.size();
     return;
   }
-  place = append(text);
+  append(place, text);
   used_ -= earlier;
   compactIfSparse();
 }

@@ -52,8 +52,8 @@ class TextSlots {
 
   void swap(TextSlots& other) noexcept;
   std::string_view text(const Place& place) const { return {buffer_.data() + place.offset, place.length}; }
-  Place append(std::string_view text);
-  Place appendEnlarging(std::string_view text);
+  void append(Place& place, std::string_view text);
+  void appendEnlarging(Place& place, std::string_view text);
   void replace(Place& place, std::string_view text);
   /// Compacts the buffer when less than half of it belongs to texts.
   void compactIfSparse();

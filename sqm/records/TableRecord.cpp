@@ -20,6 +20,12 @@ constexpr std::string_view kRequiredLiteral = "6";
 /// The time stamp when the preferences hold none. Like every time stamp it includes its quotes.
 constexpr std::string_view kNoTimeStamp = "\"0000000000\"";
 
+/// The table of a record without one.
+const FieldNameTable& noNames() {
+  static const FieldNameTable names(PropertyList::Array(FieldNameTable::kFields));
+  return names;
+}
+
 }  // namespace
 
 TableRecord::TableRecord(Host& host, const RecordKind& kind) : host_(host), kind_(kind) {
@@ -51,17 +57,14 @@ std::int64_t TableRecord::SetAttributeAfterXMLCompatibleFormat(std::int64_t fiel
 std::int64_t TableRecord::store(std::int64_t field, const std::optional<std::string_view>& value, Setter setter) {
   const bool isRejected = field > kind_.highestField || (field < 0 && kind_.fieldRejected != kRecordOk);
   if (isRejected) return kind_.fieldRejected;
-  const auto name = nameOf(field);
+  const bool isNamed = names_ && names_->hasName(field);
   if (!values_) return kind_.fieldRejected;
-  if (!name) return setter == Setter::plain ? kind_.plainSetterNameMissing : kRecordOk;
+  if (!isNamed) return setter == Setter::plain ? kind_.plainSetterNameMissing : kRecordOk;
 
   const auto index = static_cast<std::size_t>(field);
   if (!value) {
-    if (!kind_.absentValueRemoves) {
-      throw std::invalid_argument("field " + std::to_string(field) + " of a record of kind " + std::string(kind_.name) +
-                                  " was given an absent value");
-    }
-    values_->erase(*name);
+    if (!kind_.absentValueRemoves) throwAbsent(field);
+    values_->erase(*names_->name(field));
   } else if (setter == Setter::plain || value->empty()) {
     values_->setField(*names_, index, *value);
   } else {
@@ -70,6 +73,11 @@ std::int64_t TableRecord::store(std::int64_t field, const std::optional<std::str
     values_->setField(*names_, index, escaped_);
   }
   return kRecordOk;
+}
+
+void TableRecord::throwAbsent(std::int64_t field) const {
+  throw std::invalid_argument("field " + std::to_string(field) + " of a record of kind " + std::string(kind_.name) +
+                              " was given an absent value");
 }
 
 bool TableRecord::clearRecord() {
@@ -105,10 +113,15 @@ std::string TableRecord::format(Rows rows) const {
 }
 
 void TableRecord::append(std::string& out, Rows rows) const {
+  const ValueDictionary* values = values_ ? &*values_ : nullptr;
+  std::optional<ValueDictionary> remade;
+  if (values != nullptr && names_ && values->fieldsOf(*names_) == nullptr) {  // the client assigned another one's
+    values = &remade.emplace(ValueDictionary(*values).madeWith(names_));
+  }
   const std::string_view stamp = host_.userPrefs->clientTimeStamp();
   appendRows(out, rows,
-             {.names = names_.get(),
-              .values = values_ ? &*values_ : nullptr,
+             {.names = names_ ? names_.get() : &noNames(),
+              .values = values,
               .timeStamp = stamp.empty() ? kNoTimeStamp : stamp,
               .utilities = host_.utilities});
 }

@@ -45,6 +45,13 @@ class ScanMask {
   std::uint64_t words_[2];
 };
 
+template <typename Word>
+inline Word wordAt(const char* at) {
+  Word word;
+  std::memcpy(&word, at, sizeof word);
+  return word;
+}
+
 constexpr std::int8_t scanByte(unsigned value) { return static_cast<std::int8_t>(value); }
 
 /// Adds to `stops` the bytes with which a sequence becomes ill-formed: those beside the ranges of table 3-7 of The
@@ -92,7 +99,8 @@ inline std::size_t incompleteBefore(const char* block, std::size_t end) {
 /// A block of text, and the bytes in it that may be to stop at: all of them, white space and those beyond ASCII.
 template <StopAt stopAt>
 struct ScanBlock {
-  explicit ScanBlock(const char* block) {
+  /// `block`: the address of 16 bytes.
+  explicit ScanBlock(const void* block) {
     std::memcpy(&bytes, block, sizeof bytes);
     stops = bytes < scanByte(stopAt == StopAt::illFormedUtf8 ? 0 : 0x20);
     if constexpr (stopAt == StopAt::markup) {
@@ -128,10 +136,30 @@ inline Passed passedInBlock(const char* block) {
   return {end - incompleteBefore(block, end), end < kScanBlock};
 }
 
+/// False when none of the bytes is one to stop at. There are fewer than 16, and one at least. They are compared in any
+/// order and some of them twice, which is faster than to copy them into a block.
+template <StopAt stopAt>
+inline bool mayStop(std::string_view text) {
+  using Words __attribute__((vector_size(kScanBlock))) = std::uint64_t;
+  const char* const begin = text.data();
+  const char* const end = begin + text.size();
+  Words words;
+  if (text.size() >= 8) {
+    words = Words{wordAt<std::uint64_t>(begin), wordAt<std::uint64_t>(end - 8)};
+  } else if (text.size() >= 4) {
+    words = Words{} + (std::uint64_t{wordAt<std::uint32_t>(begin)} << 32 | wordAt<std::uint32_t>(end - 4));
+  } else {
+    const auto byte = [&](std::size_t at) { return std::uint64_t{static_cast<unsigned char>(begin[at])}; };
+    words = Words{} + (byte(0) << 16 | byte(text.size() / 2) << 8 | byte(text.size() - 1) | 0x2020202020000000);
+  }
+  return ScanMask(ScanBlock<stopAt>(&words).stops).isAny();
+}
+
 /// Scans at most 16 bytes of `text`, which is not empty and begins with a character.
 template <StopAt stopAt>
 inline Passed passed(std::string_view text) {
   if (text.size() >= kScanBlock) return passedInBlock<stopAt>(text.data());
+  if (!mayStop<stopAt>(text)) return {text.size(), false};
   char block[kScanBlock];
   std::memset(block, ' ', sizeof block);
   std::memcpy(block, text.data(), text.size());
