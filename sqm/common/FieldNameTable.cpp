@@ -15,8 +15,7 @@ constexpr std::uint8_t kFree = 0xFF;
 
 }  // namespace
 
-FieldNameTable::FieldNameTable(const TextArray& names)
-    : count_(std::min(names.size(), kFields)) {
+FieldNameTable::FieldNameTable(const TextArray& names) : count_(std::min(names.size(), kFields)) {
   for (std::size_t field = 0; field < count_; ++field) {
     const std::optional<std::string_view> name = names[field];
     const std::string_view shown = name.value_or(kNullText);

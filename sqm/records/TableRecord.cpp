@@ -2,6 +2,7 @@
 
 #include <stdexcept>
 #include <utility>
+#include <vector>
 
 #include "sqm/common/MainBundle.h"
 #include "sqm/common/PropertyList.h"
@@ -22,7 +23,7 @@ constexpr std::string_view kNoTimeStamp = "\"0000000000\"";
 
 /// The table of a record without one.
 const FieldNameTable& noNames() {
-  static const FieldNameTable names(PropertyList::Array(FieldNameTable::kFields));
+  static const FieldNameTable names(std::vector<TextArray::value_type>(FieldNameTable::kFields));
   return names;
 }
 

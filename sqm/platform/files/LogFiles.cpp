@@ -35,8 +35,8 @@ class LogFiles::SharedLog {
     const auto now = std::chrono::floor<std::chrono::milliseconds>(now_());
     checkFileOncePerSecond(std::chrono::floor<std::chrono::seconds>(now));
     line_.clear();  // keeps its buffer
-    line_.append(isoTimeStamp(now)).append(" ").append(line.info).append(" ");
-    line_.append(std::to_string(line.userLevel)).append(" ");
+    appendIsoTimeStamp(line_, now);
+    line_.append(" ").append(line.info).append(" ").append(std::to_string(line.userLevel)).append(" ");
     if (const std::size_t leftOut = appendFormatted(line_, line.format, line.arguments, textSize_)) {
       line_.append(" [").append(std::to_string(leftOut)).append(" bytes left out]");
     }

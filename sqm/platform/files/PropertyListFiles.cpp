@@ -53,8 +53,8 @@ std::shared_ptr<const FieldNameTable> PropertyListFiles::fieldNamesOfFile(const 
   return nullptr;
 }
 
-std::optional<TextArray> PropertyListFiles::arrayOf(
-    const std::string& path, const std::function<void(std::string_view bytes)>& beforeParsing) {
+std::optional<TextArray> PropertyListFiles::arrayOf(const std::string& path,
+                                                    const std::function<void(std::string_view bytes)>& beforeParsing) {
   FileBytes content;
   if (const auto failure = readWholeFile(files_, path, kLargestFile, content)) {
     if (failure != std::errc::no_such_file_or_directory) problems_.cannotRead(path, failure.message());

@@ -48,7 +48,7 @@ class PropertyListFiles : public PropertyList {
 
   /// `beforeParsing` is given the file's bytes.
   std::optional<TextArray> arrayOf(const std::string& path,
-                               const std::function<void(std::string_view bytes)>& beforeParsing);
+                                   const std::function<void(std::string_view bytes)>& beforeParsing);
 
   FileProblems problems_;
   Options options_;
