@@ -114,11 +114,15 @@ std::string TableRecord::format(Rows rows) const {
 }
 
 void TableRecord::append(std::string& out, Rows rows) const {
-  const ValueDictionary* values = values_ ? &*values_ : nullptr;
-  std::optional<ValueDictionary> remade;
-  if (values != nullptr && names_ && values->fieldsOf(*names_) == nullptr) {  // the client assigned another one's
-    values = &remade.emplace(ValueDictionary(*values).madeWith(names_));
+  if (values_ && names_ && values_->fieldsOf(*names_) == nullptr) {
+    // The client assigned the values of another dictionary.
+    append(out, rows, std::make_unique<const ValueDictionary>(ValueDictionary(*values_).madeWith(names_)).get());
+  } else {
+    append(out, rows, values_ ? &*values_ : nullptr);
   }
+}
+
+void TableRecord::append(std::string& out, Rows rows, const ValueDictionary* values) const {
   const std::string_view stamp = host_.userPrefs->clientTimeStamp();
   appendRows(out, rows,
              {.names = names_ ? names_.get() : &noNames(),

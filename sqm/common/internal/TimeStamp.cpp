@@ -41,17 +41,12 @@ std::string isoTimeStamp(sys_seconds moment) {
   return text.append("Z");
 }
 
-void appendIsoTimeStamp(std::string& out, sys_time<milliseconds> moment) {
-  const auto second = floor<seconds>(moment);
-  appendDateAndTime(out, second, "-", "T", ":");
-  appendPadded(out.append("."), (moment - second).count(), 3);
-  out.append("Z");
-}
-
 std::string isoTimeStamp(sys_time<milliseconds> moment) {
+  const auto second = floor<seconds>(moment);
   std::string text;
-  appendIsoTimeStamp(text, moment);
-  return text;
+  appendDateAndTime(text, second, "-", "T", ":");
+  appendPadded(text.append("."), (moment - second).count(), 3);
+  return text.append("Z");
 }
 
 std::string compactTimeStamp(sys_seconds moment) {

@@ -1,5 +1,6 @@
 #include <cerrno>
 #include <cstddef>
+#include <cstdio>
 #include <fcntl.h>
 #include <memory>
 #include <string>
@@ -23,6 +24,7 @@ namespace {
 
 using test::BinaryPropertyListFile;
 using test::FaultyFileOperations;
+using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
@@ -67,9 +69,24 @@ TEST_F(FieldNamesOfFile, AreTheArrayOfTheFile) {
 
 TEST_F(FieldNamesOfFile, AreReadEveryTimeAndParsedOnce) {
   const Table first = read(listOf("a"));
-  EXPECT_THAT(calls(), ElementsAre("open", "fstat", "read", "close"));
+  EXPECT_THAT(calls(), ElementsAre("open", "fstat", "read", "close", "open", "fstat"));
   EXPECT_EQ(read(), first);
-  EXPECT_THAT(calls(), ElementsAre("open", "read", "close"));
+  EXPECT_THAT(calls(), ElementsAre("stat", "pread"));
+}
+
+TEST_F(FieldNamesOfFile, AreOpenedAgainWhenThePermissionsOfTheFileChange) {
+  read(listOf("a"));
+  calls();
+  ASSERT_EQ(::chmod(path_.c_str(), 0400), 0);
+  EXPECT_EQ(read()->name(0), "a");
+  EXPECT_THAT(calls(), Contains("open"));
+}
+
+TEST_F(FieldNamesOfFile, AreThoseOfTheFileThatTookItsPlace) {
+  read(listOf("a"));
+  putContent(folder_ / "new", listOf("b"));
+  ASSERT_EQ(::rename((folder_ / "new").c_str(), path_.c_str()), 0);
+  EXPECT_EQ(read()->name(0), "b");
 }
 
 TEST_F(FieldNamesOfFile, FollowEveryChangeOfTheFile) {
@@ -103,10 +120,12 @@ TEST_F(FieldNamesOfFile, FollowAChangeThatLeavesSizeAndTimesAsTheyWere) {
   EXPECT_EQ(read()->name(0), "b");
 }
 
-TEST_F(FieldNamesOfFile, AreSharedByFilesOfTheSameContent) {
-  const Table first = read(listOf("a"));
-  putContent(folder_ / "other.plist", listOf("a"));
-  EXPECT_EQ(lists_.fieldNamesOfFile(folder_ / "other.plist"), first);
+TEST_F(FieldNamesOfFile, BelongToTheirPath) {
+  putContent(folder_ / "other.plist", listOf("b"));
+  for (int round = 0; round < 2; ++round) {
+    EXPECT_EQ(read(listOf("a"))->name(0), "a");
+    EXPECT_EQ(lists_.fieldNamesOfFile(folder_ / "other.plist")->name(0), "b");
+  }
 }
 
 TEST_F(FieldNamesOfFile, MayBeBinary) {
@@ -157,13 +176,16 @@ TEST_F(FieldNamesOfFile, DoNotWaitForAPipe) {
   EXPECT_EQ(problems().size(), 1U);
 }
 
-TEST_F(FieldNamesOfFile, AreParsedAgainWhenTheReadToCompareFails) {
+TEST_F(FieldNamesOfFile, AreParsedAgainWhenTheFileCannotBeCompared) {
   putContent(path_, listOf("a"));
-  FaultyFileOperations failing({test::Fault::Kind::fails, 6, EIO});  // the second table's read
-  PropertyListFiles lists(logs_, {}, failing);
-  ASSERT_NE(lists.fieldNamesOfFile(path_), nullptr);
-  EXPECT_EQ(lists.fieldNamesOfFile(path_)->name(0), "a");
-  EXPECT_THAT(problems(), IsEmpty());
+  for (const std::size_t call : {7U, 8U}) {  // the second table's stat and pread
+    FaultyFileOperations failing({test::Fault::Kind::fails, call, EIO});
+    PropertyListFiles lists(logs_, {}, failing);
+    ASSERT_NE(lists.fieldNamesOfFile(path_), nullptr);
+    EXPECT_EQ(lists.fieldNamesOfFile(path_)->name(0), "a");
+    EXPECT_EQ(failing.calls()[call - 1], call == 7 ? "stat" : "pread");
+    EXPECT_THAT(problems(), IsEmpty());
+  }
 }
 
 }  // namespace
