@@ -23,7 +23,7 @@ int main(int argc, char** argv) {
     const auto text = std::make_shared<const std::string>(length, 't');
     const auto line = std::make_shared<const std::string>("2026-11-21T10:00:00.000Z USER 2 " + *text + "\n");
     bench::compare(
-        "a line to the log/" + std::to_string(length) + " B", {.aim = {}},
+        "a line to the log/" + std::to_string(length) + " B", {.aim = 1.2},
         [&log, text](benchmark::State& state) {
           for (auto _ : state) log->writeLogToFileWithInfo("USER", 2, "%@", {*text});
         },

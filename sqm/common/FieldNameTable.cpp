@@ -3,8 +3,9 @@
 #include <algorithm>
 #include <functional>
 #include <stdexcept>
-#include <string>
-#include <utility>
+
+#include "sqm/common/Format.h"
+#include "sqm/common/TextSlots.h"
 
 namespace sqm {
 
@@ -14,12 +15,20 @@ constexpr std::uint8_t kFree = 0xFF;
 
 }  // namespace
 
-FieldNameTable::FieldNameTable(TextArray names) : count_(std::min(names.size(), kFields)), names_(std::move(names)) {
+FieldNameTable::FieldNameTable(const TextArray& names) : count_(std::min(names.size(), kFields)) {
+  for (std::size_t field = 0; field < count_; ++field) {
+    const std::optional<std::string_view> name = names[field];
+    const std::string_view shown = name.value_or(kNullText);
+    entries_[field] = {text_.size(), shown.size(), name.has_value()};
+    text_.append("<").append(shown).append("></").append(shown).append(">");
+  }
+  text_.append(TextSlots::kPadding, '\0');
+  firstNamesakes_.fill(kFields);
   buckets_.fill(kFree);
   for (std::size_t field = 0; field < count_; ++field) {
-    const auto name = names_[field];
-    if (!name) continue;
-    std::uint8_t& bucket = buckets_[bucketFor(*name)];
+    const auto own = name(static_cast<std::int64_t>(field));
+    if (!own) continue;
+    std::uint8_t& bucket = buckets_[bucketFor(*own)];
     if (bucket == kFree) bucket = static_cast<std::uint8_t>(field);
     firstNamesakes_[field] = bucket;
   }
@@ -37,7 +46,7 @@ std::optional<std::size_t> FieldNameTable::fieldNamed(std::string_view name) con
 
 std::size_t FieldNameTable::bucketFor(std::string_view name) const {
   std::size_t bucket = std::hash<std::string_view>{}(name) % kBuckets;
-  while (buckets_[bucket] != kFree && names_[buckets_[bucket]] != name) bucket = (bucket + 1) % kBuckets;
+  while (buckets_[bucket] != kFree && this->name(buckets_[bucket]) != name) bucket = (bucket + 1) % kBuckets;
   return bucket;
 }
 

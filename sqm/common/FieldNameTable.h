@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <optional>
+#include <string>
 #include <string_view>
 
 #include "sqm/common/TextArray.h"
@@ -16,31 +17,62 @@ class FieldNameTable {
  public:
   static constexpr std::size_t kFields = 91;
 
+  struct Tags {
+    std::string_view opening;
+    std::string_view closing;
+  };
+
   /// Entries beyond the 91st are ignored. A field whose name is absent has no key.
-  explicit FieldNameTable(TextArray names);
+  explicit FieldNameTable(const TextArray& names);
 
   /// The name of a field; nothing when the entry is absent.
   /// Failure: std::out_of_range when the number is negative or beyond the end of the list.
   std::optional<std::string_view> name(std::int64_t field) const {
-    if (static_cast<std::uint64_t>(field) >= count_) throwOutOfRange(field);
-    return names_[static_cast<std::size_t>(field)];
+    const Entry& entry = entryOf(field);
+    if (!entry.isPresent) return std::nullopt;
+    return std::string_view(text_.data() + entry.begin + 1, entry.length);
+  }
+
+  /// True when the field has a name.
+  /// Failure: as `name`.
+  bool hasName(std::int64_t field) const { return entryOf(field).isPresent; }
+
+  /// The tags of a field's element, "<name>" and "</name>". The element of an absent entry has the name "(null)".
+  /// Behind each tag there are `TextSlots::kPadding` more bytes that may be read. Failure: as `name`.
+  Tags tags(std::int64_t field) const {
+    const Entry& entry = entryOf(field);
+    const char* const opening = text_.data() + entry.begin;
+    const std::size_t length = entry.length + 2;
+    return {{opening, length}, {opening + length, length + 1}};
   }
 
   /// The first field of this name, under whose number the value of all fields of the name is stored.
   std::optional<std::size_t> fieldNamed(std::string_view name) const;
 
-  /// The first field that has the same name as `field`, which must have one.
+  /// The first field that has the same name as `field`; `kFields` when it has none.
   std::size_t firstNamesake(std::size_t field) const { return firstNamesakes_[field]; }
 
  private:
   static constexpr std::size_t kBuckets = 256;  // a power of two and more than twice kFields, so that probing is short
 
+  /// The position of "<name></name>" in the text, and the length of the name.
+  struct Entry {
+    std::size_t begin = 0;
+    std::size_t length = 0;
+    bool isPresent = false;
+  };
+
+  const Entry& entryOf(std::int64_t field) const {
+    if (static_cast<std::uint64_t>(field) >= count_) throwOutOfRange(field);
+    return entries_[static_cast<std::size_t>(field)];
+  }
   [[noreturn]] void throwOutOfRange(std::int64_t field) const;
   std::size_t bucketFor(std::string_view name) const;
 
   std::size_t count_;
-  TextArray names_;
-  std::array<std::uint8_t, kFields> firstNamesakes_{};
+  std::string text_;
+  std::array<Entry, kFields> entries_{};
+  std::array<std::uint8_t, kFields> firstNamesakes_;
   std::array<std::uint8_t, kBuckets> buckets_{};
 };
 

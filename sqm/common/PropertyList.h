@@ -1,8 +1,10 @@
 #pragma once
 
+#include <memory>
 #include <optional>
 #include <string>
 
+#include "sqm/common/FieldNameTable.h"
 #include "sqm/common/TextArray.h"
 
 namespace sqm {
@@ -20,6 +22,13 @@ class PropertyList {
   /// there is no such file, or when it is no property list (XML or binary) with an array as its root. Every returned
   /// string is well-formed UTF-8.
   virtual std::optional<TextArray> arrayWithContentsOfFile(const std::string& path) = 0;
+
+  /// The table of the field names that are the array of a file; null when it cannot be read. Several calls may return
+  /// the same table.
+  virtual std::shared_ptr<const FieldNameTable> fieldNamesOfFile(const std::string& path) {
+    const auto names = arrayWithContentsOfFile(path);
+    return names ? std::make_shared<const FieldNameTable>(*names) : nullptr;
+  }
 
   /// Replaces the file by an XML property list of the texts in `array`; an absent one is left out. Returns true when
   /// all of it was written. A character that XML does not allow is written as U+FFFD. `atomically`: after any failure

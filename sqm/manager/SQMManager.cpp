@@ -100,7 +100,9 @@ bool SQMManager::sqmCreateStartRecord(const SQMSessionParams* params) {
   sqmConnectionRecord_ = medium->makeRecord(host_);
   sqmConnectionRecord_->clearRecord();
   fill(*sqmConnectionRecord_, medium->startFills, params);
-  create(kConnectionStart, sqmConnectionRecord_.get(), params, currentRecordIndex_++);
+  fill(*sqmConnectionRecord_, kConnectionStart.fills, params, kConnectionStart.event, currentRecordIndex_);
+  ++currentRecordIndex_;
+  finish(kConnectionStart, sqmConnectionRecord_.get());
   return false;
 }
 
@@ -159,11 +161,14 @@ void SQMManager::setSqmAppLicationRecord(std::shared_ptr<SQMApplicationRecord> r
   sqmAppLicationRecord_.swap(record);  // the earlier record is released with the parameter, after the lock
 }
 
-/// The procedure of all calls: fills the record, applies the filters, formats, stores and logs. Returns false when
-/// recording is disabled. An absent record has neither name nor values, and its text is empty.
 bool SQMManager::create(const CreatingCall& call, SQM* record, const SQMSessionParams* params, std::int64_t index) {
   if (record != nullptr) fill(*record, call.fills, params, call.event, index);
+  return finish(call, record);
+}
 
+/// What all calls do with a record that is filled: applies the filters, formats, stores and logs. Returns false when
+/// recording is disabled. An absent record has neither name nor values, and its text is empty.
+bool SQMManager::finish(const CreatingCall& call, SQM* record) {
   static const ValueDictionary kNoValues;
   const ValueDictionary* own = record == nullptr ? nullptr : record->recordValues();
   const ValueDictionary& values = own == nullptr ? kNoValues : *own;

@@ -94,6 +94,7 @@ class SQMManager {
 
  private:
   bool create(const CreatingCall& call, SQM* record, const SQMSessionParams* params, std::int64_t index = 0);
+  bool finish(const CreatingCall& call, SQM* record);
   void log(std::string_view format, std::string_view argument = {});
 
   void perform(const UploadStep& step);

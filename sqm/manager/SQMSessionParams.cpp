@@ -1,10 +1,26 @@
 #include "sqm/manager/SQMSessionParams.h"
 
+#include <cstddef>
+#include <string>
+
 namespace sqm {
 
+namespace {
+
+constexpr std::int64_t kHighestStored = 91;
+constexpr std::uint64_t kHighestRead = 90;
+static_assert(kHighestStored < TextSlots::kSlots);
+
+}  // namespace
+
 std::int64_t SQMSessionParams::setStringValue(std::optional<std::string_view> value, std::int64_t forKey) {
-  if (forKey < 1 || forKey > static_cast<std::int64_t>(kHighestStored)) return kRecordRejected;
-  mSQMSessionParametersDict_[static_cast<std::size_t>(forKey)] = value.value_or("");
+  if (forKey < 1 || forKey > kHighestStored) return kRecordRejected;
+  const auto slot = static_cast<std::size_t>(forKey);
+  if (value) {
+    mSQMSessionParametersDict_.set(slot, *value);
+  } else {
+    mSQMSessionParametersDict_.erase(slot);
+  }
   return kRecordOk;
 }
 
@@ -14,12 +30,12 @@ std::int64_t SQMSessionParams::setIntValue(std::int64_t value, std::int64_t forK
 
 std::string_view SQMSessionParams::valueForKey(std::int64_t key) const {
   const auto unsignedKey = static_cast<std::uint64_t>(key);  // a negative key is above the highest
-  return unsignedKey > kHighestRead ? std::string_view{}
-                                    : mSQMSessionParametersDict_[static_cast<std::size_t>(unsignedKey)];
+  if (unsignedKey > kHighestRead) return {};
+  return mSQMSessionParametersDict_[static_cast<std::size_t>(unsignedKey)].value_or(std::string_view{});
 }
 
 bool SQMSessionParams::clearRecord() {
-  for (std::string& value : mSQMSessionParametersDict_) value.clear();
+  mSQMSessionParametersDict_.clear();
   return true;
 }
 

@@ -1,12 +1,10 @@
 #pragma once
 
-#include <array>
-#include <cstddef>
 #include <cstdint>
 #include <optional>
-#include <string>
 #include <string_view>
 
+#include "sqm/common/TextSlots.h"
 #include "sqm/records/SQM.h"
 
 namespace sqm {
@@ -33,10 +31,7 @@ class SQMSessionParams {
   bool clearRecord();
 
  private:
-  static constexpr std::size_t kHighestStored = 91;
-  static constexpr std::uint64_t kHighestRead = 90;
-
-  std::array<std::string, kHighestStored + 1> mSQMSessionParametersDict_;  // by key; a key without a value reads as ""
+  TextSlots mSQMSessionParametersDict_;  // by key
 };
 
 }  // namespace sqm

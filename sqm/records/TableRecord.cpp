@@ -2,6 +2,7 @@
 
 #include <stdexcept>
 #include <utility>
+#include <vector>
 
 #include "sqm/common/MainBundle.h"
 #include "sqm/common/PropertyList.h"
@@ -20,14 +21,18 @@ constexpr std::string_view kRequiredLiteral = "6";
 /// The time stamp when the preferences hold none. Like every time stamp it includes its quotes.
 constexpr std::string_view kNoTimeStamp = "\"0000000000\"";
 
+/// The table of a record without one.
+const FieldNameTable& noNames() {
+  static const FieldNameTable names(std::vector<TextArray::value_type>(FieldNameTable::kFields));
+  return names;
+}
+
 }  // namespace
 
 TableRecord::TableRecord(Host& host, const RecordKind& kind) : host_(host), kind_(kind) {
   const auto path = host_.mainBundle->pathForResource("SQMFieldNames", "plist");
   if (!path) return;
-  if (auto names = host_.propertyLists->arrayWithContentsOfFile(*path)) {
-    names_ = std::make_shared<const FieldNameTable>(*std::move(names));
-  }
+  names_ = host_.propertyLists->fieldNamesOfFile(*path);
   values_.emplace(names_);
 }
 
@@ -53,17 +58,14 @@ std::int64_t TableRecord::SetAttributeAfterXMLCompatibleFormat(std::int64_t fiel
 std::int64_t TableRecord::store(std::int64_t field, const std::optional<std::string_view>& value, Setter setter) {
   const bool isRejected = field > kind_.highestField || (field < 0 && kind_.fieldRejected != kRecordOk);
   if (isRejected) return kind_.fieldRejected;
-  const auto name = nameOf(field);
+  const bool isNamed = names_ && names_->hasName(field);
   if (!values_) return kind_.fieldRejected;
-  if (!name) return setter == Setter::plain ? kind_.plainSetterNameMissing : kRecordOk;
+  if (!isNamed) return setter == Setter::plain ? kind_.plainSetterNameMissing : kRecordOk;
 
   const auto index = static_cast<std::size_t>(field);
   if (!value) {
-    if (!kind_.absentValueRemoves) {
-      throw std::invalid_argument("field " + std::to_string(field) + " of a record of kind " + std::string(kind_.name) +
-                                  " was given an absent value");
-    }
-    values_->erase(*name);
+    if (!kind_.absentValueRemoves) throwAbsent(field);
+    values_->erase(*names_->name(field));
   } else if (setter == Setter::plain || value->empty()) {
     values_->setField(*names_, index, *value);
   } else {
@@ -72,6 +74,11 @@ std::int64_t TableRecord::store(std::int64_t field, const std::optional<std::str
     values_->setField(*names_, index, escaped_);
   }
   return kRecordOk;
+}
+
+void TableRecord::throwAbsent(std::int64_t field) const {
+  throw std::invalid_argument("field " + std::to_string(field) + " of a record of kind " + std::string(kind_.name) +
+                              " was given an absent value");
 }
 
 bool TableRecord::clearRecord() {
@@ -107,10 +114,19 @@ std::string TableRecord::format(Rows rows) const {
 }
 
 void TableRecord::append(std::string& out, Rows rows) const {
+  if (values_ && names_ && values_->fieldsOf(*names_) == nullptr) {
+    // The client assigned the values of another dictionary.
+    append(out, rows, std::make_unique<const ValueDictionary>(ValueDictionary(*values_).madeWith(names_)).get());
+  } else {
+    append(out, rows, values_ ? &*values_ : nullptr);
+  }
+}
+
+void TableRecord::append(std::string& out, Rows rows, const ValueDictionary* values) const {
   const std::string_view stamp = host_.userPrefs->clientTimeStamp();
   appendRows(out, rows,
-             {.names = names_.get(),
-              .values = values_ ? &*values_ : nullptr,
+             {.names = names_ ? names_.get() : &noNames(),
+              .values = values,
               .timeStamp = stamp.empty() ? kNoTimeStamp : stamp,
               .utilities = host_.utilities});
 }

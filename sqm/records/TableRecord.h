@@ -50,7 +50,9 @@ class TableRecord : public SQM {
   enum class Setter : std::uint8_t { plain, xmlCompatible };
 
   std::int64_t store(std::int64_t field, const std::optional<std::string_view>& value, Setter setter);
+  [[noreturn]] void throwAbsent(std::int64_t field) const;
   void append(std::string& out, std::span<const Row> rows) const;
+  void append(std::string& out, std::span<const Row> rows, const ValueDictionary* values) const;
   std::optional<std::string_view> nameOf(std::int64_t field) const;
 
   Host& host_;

@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include "sqm/common/FieldNameTable.h"
+#include "sqm/common/TextSlots.h"
 
 #include "tests/support/Bytes.h"
 
@@ -95,6 +96,25 @@ TEST(FieldNameTable, MissingNameLeavesItsFieldWithoutOne) {
   EXPECT_EQ(table.name(7), std::nullopt);
   EXPECT_EQ(table.fieldNamed("F7"), std::nullopt);
   EXPECT_EQ(table.fieldNamed("F8"), 8U);
+  EXPECT_FALSE(table.hasName(7));
+  EXPECT_TRUE(table.hasName(8));
+  EXPECT_EQ(table.firstNamesake(7), FieldNameTable::kFields);
+}
+
+TEST(FieldNameTable, HasTheTagsOfEveryField) {
+  const FieldNameTable table(Names{"wifi", std::nullopt, "", "a longer name than the others"});
+  const char* const expected[][2] = {{"<wifi>", "</wifi>"},
+                                     {"<(null)>", "</(null)>"},
+                                     {"<>", "</>"},
+                                     {"<a longer name than the others>", "</a longer name than the others>"}};
+  for (std::int64_t field = 0; field < 4; ++field) {
+    const auto [opening, closing] = table.tags(field);
+    EXPECT_EQ(opening, expected[field][0]);
+    EXPECT_EQ(closing, expected[field][1]);
+    const std::string padded(closing.data(), closing.size() + sqm::TextSlots::kPadding);  // may be read
+    EXPECT_TRUE(padded.starts_with(closing));
+  }
+  EXPECT_THROW(static_cast<void>(table.tags(4)), std::out_of_range);
 }
 
 TEST(FieldNameTable, AllNamesMayBeMissing) {

@@ -23,6 +23,8 @@ constexpr Row kLastEntry[] = {sqm::present(90)};
 constexpr Row kBeyond[] = {sqm::present(91)};
 constexpr Row kNestedBeyond[] = {sqm::element("outer", kBeyond)};
 constexpr Row kEnvironment[] = {sqm::environment("os")};
+constexpr Row kEveryKind[] = {sqm::timeStamped(6), sqm::present(7), sqm::alwaysNamed("gateway", 8),
+                              sqm::environment("os"), sqm::always(9)};
 constexpr Row kEnvironmentWithoutAKey[] = {sqm::environment("")};
 
 TEST(RecordLayout, IsSoundWhenEveryEntryExistsAndNoneIsWrittenTwice) {
@@ -47,6 +49,27 @@ TEST(RecordFormatter, AppendsToWhatIsThere) {
   std::string out = "before ";
   sqm::appendRows(out, kLastEntry, {.names = names.get(), .values = &values, .timeStamp = "", .utilities = &utilities});
   EXPECT_EQ(out, "before <name>value</name>");
+}
+
+TEST(RecordFormatter, WritesTextsOfAnyLength) {
+  const std::string name(300, 'n');
+  const auto names =
+      std::make_shared<const FieldNameTable>(std::vector<std::optional<std::string>>(FieldNameTable::kFields, name));
+  const sqm::testing::FixedUtilities utilities;
+  // Around the steps of a copy, and beyond the buffer.
+  for (const std::size_t length : {0U, 1U, 15U, 16U, 17U, 31U, 32U, 33U, 7'000U, 8'191U, 8'192U, 8'193U, 100'000U}) {
+    const std::string value(length, 'v');
+    sqm::ValueDictionary values(names);
+    values.set(name, value);
+    values.set("os", value);
+    std::string out;
+    const sqm::RecordContents contents{
+        .names = names.get(), .values = &values, .timeStamp = value, .utilities = &utilities};
+    sqm::appendRows(out, kEveryKind, contents);
+    const std::string element = "<" + name + ">" + value + "</" + name + ">";
+    EXPECT_EQ(out, "<" + name + " timestamp=" + value + ">" + value + "</" + name + ">" + element + "<gateway>" +
+                       value + "</gateway><os>" + value + "</os>" + element);
+  }
 }
 
 TEST(RecordFormatter, LeavesTheTextWhenAnEntryIsBeyondAShortTable) {

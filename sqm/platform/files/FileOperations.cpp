@@ -30,6 +30,9 @@ class PosixFileOperations : public FileOperations {
     return withPath(path, [&](const char* name) { return ::openat(folder, name, flags | O_CLOEXEC, mode); });
   }
   ssize_t read(int descriptor, void* buffer, std::size_t size) override { return ::read(descriptor, buffer, size); }
+  ssize_t pread(int descriptor, void* buffer, std::size_t size, off_t from) override {
+    return ::pread(descriptor, buffer, size, from);
+  }
   ssize_t write(int descriptor, const void* bytes, std::size_t size) override {
     return ::write(descriptor, bytes, size);
   }

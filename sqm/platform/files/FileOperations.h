@@ -27,6 +27,7 @@ class FileOperations {
 
   virtual int openat(int folder, const std::string& path, int flags, mode_t mode) = 0;
   virtual ssize_t read(int descriptor, void* buffer, std::size_t size) = 0;
+  virtual ssize_t pread(int descriptor, void* buffer, std::size_t size, off_t from) = 0;
   virtual ssize_t write(int descriptor, const void* bytes, std::size_t size) = 0;
   /// Reads entries of an open folder, as records of `dirent64`.
   virtual ssize_t getdents(int folder, void* buffer, std::size_t size) = 0;

@@ -33,10 +33,10 @@ class LogFiles::SharedLog {
   void write(const LogLine& line) {
     const std::lock_guard lock(mutex_);
     const auto now = std::chrono::floor<std::chrono::milliseconds>(now_());
-    checkFileOncePerSecond(std::chrono::floor<std::chrono::seconds>(now));
-    line_.clear();  // keeps its buffer
-    line_.append(isoTimeStamp(now)).append(" ").append(line.info).append(" ");
-    line_.append(std::to_string(line.userLevel)).append(" ");
+    const auto second = std::chrono::floor<std::chrono::seconds>(now);
+    if (second != second_) beginSecond(second);
+    line_.assign(timeStamp_).append(std::to_string(1000 + (now - second).count()), 1).append("Z ");  // keeps its buffer
+    line_.append(line.info).append(" ").append(std::to_string(line.userLevel)).append(" ");
     if (const std::size_t leftOut = appendFormatted(line_, line.format, line.arguments, textSize_)) {
       line_.append(" [").append(std::to_string(leftOut)).append(" bytes left out]");
     }
@@ -45,10 +45,11 @@ class LogFiles::SharedLog {
   }
 
  private:
-  /// A check before each line would double the cost of the line.
-  void checkFileOncePerSecond(std::chrono::sys_seconds now) {
-    if (now == checked_) return;
-    checked_ = now;
+  /// A check of the file before each line would double the cost of the line.
+  void beginSecond(std::chrono::sys_seconds second) {
+    timeStamp_ = isoTimeStamp(second);
+    timeStamp_.back() = '.';
+    second_ = second;
     file_.reopenIfGone();
   }
 
@@ -56,7 +57,8 @@ class LogFiles::SharedLog {
   std::function<std::chrono::system_clock::time_point()> now_;
   std::size_t textSize_;
   RotatingFile file_;
-  std::chrono::sys_seconds checked_{};
+  std::chrono::sys_seconds second_ = std::chrono::sys_seconds::min();  // of the last line
+  std::string timeStamp_;                                              // of that second: "2026-11-21T10:00:00."
   std::string line_;
 };
 

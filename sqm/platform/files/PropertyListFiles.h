@@ -1,7 +1,11 @@
 #pragma once
 
+#include <functional>
+#include <memory>
+#include <mutex>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 
 #include "sqm/common/PropertyList.h"
@@ -35,12 +39,32 @@ class PropertyListFiles : public PropertyList {
       : problems_(std::move(problems)), options_(options), files_(files) {}
 
   std::optional<TextArray> arrayWithContentsOfFile(const std::string& path) override;
+  /// Reads the file, and parses it unless it holds the bytes that it held before: then the table is the same. The file
+  /// stays open, so that it is not opened for each record.
+  std::shared_ptr<const FieldNameTable> fieldNamesOfFile(const std::string& path) override;
   bool writeToFile(const TextArray& array, const std::string& path, bool atomically) override;
 
  private:
+  /// The table that was read last.
+  struct LastFieldNames {
+    std::mutex mutex;
+    File file;          ///< not open before the first table, and after a file that is too large
+    std::string bytes;  ///< of the file
+    std::shared_ptr<const FieldNameTable> table;
+    std::string read;  ///< the bytes to compare
+  };
+
+  /// True when the path leads to the last table's file, which nobody has changed.
+  bool isLastTable(const std::string& path);
+
+  /// `beforeParsing` is given the file's bytes.
+  std::optional<TextArray> arrayOf(const std::string& path,
+                                   const std::function<void(std::string_view bytes)>& beforeParsing);
+
   FileProblems problems_;
   Options options_;
   FileOperations& files_;
+  LastFieldNames last_;
 };
 
 }  // namespace sqm::platform

@@ -15,8 +15,8 @@ std::string executableFolder() {
 }
 
 bool leadsOutOfFolder(std::string_view fileName) {
-  constexpr std::string_view kNotInNames("/\0", 2);
-  return fileName.find_first_of(kNotInNames) != std::string_view::npos || fileName.find("..") != std::string_view::npos;
+  constexpr auto kNowhere = std::string_view::npos;
+  return fileName.find('/') != kNowhere || fileName.find('\0') != kNowhere || fileName.find("..") != kNowhere;
 }
 
 }  // namespace
@@ -24,10 +24,10 @@ bool leadsOutOfFolder(std::string_view fileName) {
 ResourceFolder::ResourceFolder(std::string folder) : folder_(folder.empty() ? executableFolder() : std::move(folder)) {}
 
 std::optional<std::string> ResourceFolder::pathForResource(std::string_view name, std::string_view ofType) {
-  std::string fileName(name);
-  fileName.append(".").append(ofType);
-  if (leadsOutOfFolder(fileName)) return std::nullopt;
-  std::string path = folder_ + "/" + fileName;
+  std::string path;
+  path.reserve(folder_.size() + name.size() + ofType.size() + std::string_view("/.").size());
+  path.append(folder_).append("/").append(name).append(".").append(ofType);
+  if (leadsOutOfFolder(std::string_view(path).substr(folder_.size() + 1))) return std::nullopt;
   struct ::stat status {};
   if (FileOperations::posix().stat(path, status) != 0 || !S_ISREG(status.st_mode)) return std::nullopt;
   return path;

@@ -5,75 +5,90 @@
 #include <cstring>
 #include <optional>
 
-#include "sqm/common/Format.h"
-
 namespace sqm {
 
 namespace {
 
 constexpr std::string_view kTimeStamp = " timestamp=";
 
-std::size_t sizeOf(char /*character*/) { return 1; }
-std::size_t sizeOf(std::string_view text) { return text.size(); }
-
-/// Adds up the length of a text. A value that is made XML-safe while it is written counts with its stored length.
-class Measure {
- public:
-  template <typename... Pieces>
-  void put(Pieces... pieces) {
-    length_ += (sizeOf(pieces) + ...);
-  }
-  void putXmlSafe(std::string_view value, const UtilityFunctions& /*utilities*/) { length_ += value.size(); }
-  std::size_t length() const { return length_; }
-
- private:
-  std::size_t length_ = 0;
+/// A text behind which `TextSlots::kPadding` more bytes may be read.
+struct Padded {
+  std::string_view text;
 };
 
-/// Appends to a string, which it enlarges once by the length expected: nearly always that suffices.
+std::string_view textOf(const char& character) { return {&character, 1}; }
+std::string_view textOf(std::string_view text) { return text; }
+std::string_view textOf(Padded padded) { return padded.text; }
+
+/// Appends to a string by way of a buffer on the stack, so that the string grows once unless the text is very long.
 class Writer {
  public:
-  Writer(std::string& out, std::size_t expected) : out_(out), used_(out.size()) { out_.resize(used_ + expected); }
+  explicit Writer(std::string& out) : out_(out) {}
   Writer(const Writer&) = delete;
   Writer& operator=(const Writer&) = delete;
-  ~Writer() { out_.resize(used_); }
 
   template <typename... Pieces>
-  void put(Pieces... pieces) {
-    const std::size_t length = (sizeOf(pieces) + ...);
-    if (out_.size() - used_ < length) out_.resize(std::max(2 * out_.size(), used_ + length));
-    char* at = out_.data() + used_;
+  void put(const Pieces&... pieces) {
+    const std::size_t length = (textOf(pieces).size() + ...);
+    if (length > static_cast<std::size_t>(buffer_ + kBuffer - at_)) {
+      flush();
+      if (length > kBuffer) {
+        (out_.append(textOf(pieces)), ...);
+        return;
+      }
+    }
+    char* at = at_;
     ((at = copied(at, pieces)), ...);
-    used_ += length;
+    at_ = at;
   }
   void putXmlSafe(std::string_view value, const UtilityFunctions& utilities) {
-    const std::size_t room = out_.size();
-    out_.resize(used_);
-    utilities.appendXmlCompatible(out_, value);
-    used_ = out_.size();
-    out_.resize(std::max(room, used_));
+    escaped_.clear();
+    utilities.appendXmlCompatible(escaped_, value);
+    put(std::string_view(escaped_));
+  }
+  void flush() {
+    out_.append(buffer_, static_cast<std::size_t>(at_ - buffer_));
+    at_ = buffer_;
   }
 
  private:
+  static constexpr std::size_t kBuffer = 8192;
+  static constexpr std::size_t kStep = TextSlots::kPadding;
+
+  /// Copies in steps that read and write beyond the end.
+  static char* copied(char* at, Padded padded) {
+    const char* from = padded.text.data();
+    const std::size_t length = padded.text.size();
+    std::memcpy(at, from, kStep);
+    for (std::size_t done = kStep; done < length; done += kStep) std::memcpy(at + done, from + done, kStep);
+    return at + length;
+  }
   static char* copied(char* at, char character) {
     *at = character;
     return at + 1;
   }
-  static char* copied(char* at, std::string_view text) {
-    if (!text.empty()) std::memcpy(at, text.data(), text.size());
-    return at + text.size();
-  }
+  static char* copied(char* at, std::string_view text) { return at + text.copy(at, text.size()); }
 
   std::string& out_;
-  std::size_t used_;
+  std::string escaped_;
+  char buffer_[kBuffer + kStep];
+  char* at_ = buffer_;
 };
 
-/// Walks rows, and passes the pieces of their elements, texts and single characters, to a sink.
-template <typename Sink>
-class Walk {
+/// Writes the elements of rows.
+class Formatter {
  public:
-  Walk(Sink& sink, const RecordContents& contents) : sink_(sink), contents_(contents) {}
+  Formatter(std::string& out, const RecordContents& contents)
+      : writer_(out),
+        contents_(contents),
+        fields_(contents.values == nullptr ? nullptr : contents.values->fieldsOf(*contents.names)) {}
 
+  void format(Rows layout) {
+    rows(layout);
+    writer_.flush();
+  }
+
+ private:
   void rows(Rows rows) {
     for (const Row& each : rows) {
       if (each.kind == Row::Kind::value) {
@@ -84,39 +99,38 @@ class Walk {
     }
   }
 
- private:
   void value(const Row& row) {
-    const auto name = nameOfEntry(row);
-    const auto value = valueOf(row, name);
-    const std::string_view shown = shownName(row, name);
-    if (isWritten(row, value)) sink_.put('<', shown, '>', value.value_or(std::string_view{}), '<', '/', shown, '>');
+    const auto tags = contents_.names->tags(row.entry);
+    const auto value = valueOf(row);
+    if (!isWritten(row, value)) return;
+    if (row.fixedName.empty()) {
+      writer_.put(Padded{tags.opening}, shown(value, tags), Padded{tags.closing});
+    } else {
+      wrap(row, [&] { writer_.put(shown(value, tags)); });
+    }
   }
 
   void row(const Row& row) {
     switch (row.kind) {
       case Row::Kind::value:
-        value(row);
-        break;
+        break;  // in `rows`
       case Row::Kind::timeStamped: {
-        const auto name = nameOfEntry(row);
-        const std::string_view shown = shownName(row, name);
-        sink_.put('<', shown, kTimeStamp, contents_.timeStamp, '>', valueOf(row, name).value_or(std::string_view{}));
-        sink_.put('<', '/', shown, '>');
+        const auto tags = contents_.names->tags(row.entry);
+        writer_.put(Padded{tags.opening.substr(0, tags.opening.size() - 1)}, kTimeStamp, contents_.timeStamp, '>',
+                    shown(valueOf(row), tags), Padded{tags.closing});
         break;
       }
       case Row::Kind::environment:
         if (const auto value = environmentValue(row)) {
-          wrap(row.fixedName, [&] { sink_.putXmlSafe(*value, *contents_.utilities); });
+          wrap(row, [&] { writer_.putXmlSafe(*value, *contents_.utilities); });
         }
         break;
       case Row::Kind::element:
-        wrap(shownName(row, nameOfEntry(row)), [&] { rows(row.rows); });
+        wrap(row, [&] { rows(row.rows); });
         break;
-      case Row::Kind::markedElement: {
-        const auto name = nameOfEntry(row);
-        if (valueOf(row, name) && anyEnvironment(row.rows)) wrap(shownName(row, name), [&] { rows(row.rows); });
+      case Row::Kind::markedElement:
+        if (valueOf(row) && anyEnvironment(row.rows)) wrap(row, [&] { rows(row.rows); });
         break;
-      }
       case Row::Kind::section:
         rows(row.rows);
         break;
@@ -124,23 +138,25 @@ class Walk {
   }
 
   template <typename PutInner>
-  void wrap(std::string_view name, PutInner putInner) {
-    sink_.put('<', name, '>');
-    putInner();
-    sink_.put('<', '/', name, '>');
+  void wrap(const Row& row, PutInner putInner) {
+    if (row.fixedName.empty()) {
+      const auto tags = contents_.names->tags(row.entry);
+      writer_.put(Padded{tags.opening});
+      putInner();
+      writer_.put(Padded{tags.closing});
+    } else {
+      writer_.put('<', row.fixedName, '>');
+      putInner();
+      writer_.put('<', '/', row.fixedName, '>');
+    }
   }
 
-  std::optional<std::string_view> nameOfEntry(const Row& row) const {
-    return contents_.names == nullptr ? std::nullopt : contents_.names->name(row.entry);
+  static Padded shown(const std::optional<std::string_view>& value, const FieldNameTable::Tags& tags) {
+    return {value.value_or(tags.closing.substr(0, 0))};
   }
 
-  static std::string_view shownName(const Row& row, const std::optional<std::string_view>& nameOfEntry) {
-    return row.fixedName.empty() ? nameOfEntry.value_or(kNullText) : row.fixedName;
-  }
-
-  std::optional<std::string_view> valueOf(const Row& row, const std::optional<std::string_view>& nameOfEntry) const {
-    if (!nameOfEntry || contents_.values == nullptr) return std::nullopt;
-    return contents_.values->findField(*contents_.names, row.entry);
+  std::optional<std::string_view> valueOf(const Row& row) const {
+    return fields_ == nullptr ? std::nullopt : (*fields_)[contents_.names->firstNamesake(row.entry)];
   }
 
   std::optional<std::string_view> environmentValue(const Row& row) const {
@@ -163,17 +179,13 @@ class Walk {
     return false;
   }
 
-  Sink& sink_;
+  Writer writer_;
   const RecordContents& contents_;
+  const TextSlots* fields_;
 };
 
 }  // namespace
 
-void appendRows(std::string& out, Rows rows, const RecordContents& contents) {
-  Measure measure;
-  Walk(measure, contents).rows(rows);
-  Writer writer(out, measure.length());
-  Walk(writer, contents).rows(rows);
-}
+void appendRows(std::string& out, Rows rows, const RecordContents& contents) { Formatter(out, contents).format(rows); }
 
 }  // namespace sqm

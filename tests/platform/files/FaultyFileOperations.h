@@ -40,6 +40,9 @@ class FaultyFileOperations : public FileOperations {
   ssize_t read(int descriptor, void* buffer, std::size_t size) override {
     return call("read", [&] { return system_.read(descriptor, buffer, size); });
   }
+  ssize_t pread(int descriptor, void* buffer, std::size_t size, off_t from) override {
+    return call("pread", [&] { return system_.pread(descriptor, buffer, size, from); });
+  }
   ssize_t write(int descriptor, const void* bytes, std::size_t size) override {
     largestWrite_ = std::max(largestWrite_, size);
     return call("write", [&] {

@@ -50,6 +50,8 @@ void RotatingFile::append(std::string_view line) {
 
 void RotatingFile::rotate() {
   bool isMoved = false;
+  // Renaming over a file would make ext4 write the renamed one to the disk at once.
+  if (files_ > 1) operations_.unlink(name(files_ - 1));
   for (std::size_t number = files_ - 1; number > 0; --number) {
     isMoved = operations_.rename(name(number - 1), name(number)) == 0;
   }
