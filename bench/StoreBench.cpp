@@ -114,52 +114,6 @@ std::string bufferThatIsThere() {
   return buffer;
 }
 
-/// The least that escaping takes: a look at every byte. Unlike the library's, it lets through what XML cannot hold.
-std::size_t escapeBare(std::string_view text, char* out) {
-  char* at = out;
-  const auto put = [&](std::string_view reference) { at += reference.copy(at, reference.size()); };
-  for (const char character : text) {
-    switch (character) {
-      case '&':
-        put("&amp;");
-        break;
-      case '<':
-        put("&lt;");
-        break;
-      case '>':
-        put("&gt;");
-        break;
-      case '\r':
-        put("&#13;");
-        break;
-      default:
-        *at++ = character;
-    }
-  }
-  return static_cast<std::size_t>(at - out);
-}
-
-void compareEscaping() {
-  bench::compare(
-      "escaping/1 record", {.aim = {}},
-      [](benchmark::State& state) {
-        std::string buffer = bufferThatIsThere();
-        for (auto _ : state) {
-          buffer.clear();
-          sqm::appendXmlText(buffer, records(1).front(), sqm::XmlEscaping::propertyList);
-          benchmark::DoNotOptimize(buffer.data());
-        }
-      },
-      [](benchmark::State& state) {
-        const std::string& text = records(1).front();
-        const auto buffer = std::make_unique<char[]>(text.size() * std::string_view("&amp;").size());
-        for (auto _ : state) {
-          benchmark::DoNotOptimize(escapeBare(text, buffer.get()));
-          benchmark::ClobberMemory();
-        }
-      });
-}
-
 /// The most that the process's memory has been since the last call of `forgetPeak`, in KiB.
 std::size_t peakMemory() {
   constexpr std::string_view kField = "VmHWM:";
@@ -230,7 +184,6 @@ int main(int argc, char** argv) {
 
   for (const std::size_t count : {10U, 1'000U, 100'000U}) printMemoryOfSaving(files, count, folder / "measured");
   for (const std::size_t count : {10U, 10'000U}) compareDocument(count);
-  compareEscaping();
   for (const std::size_t count : {10U, 1'000U, 100'000U}) compareSaving(files, count, folder);
   for (const std::size_t count : {10U, 1'000U, 100'000U}) compareLoading(files, count, folder);
   return bench::run(argc, argv);
