@@ -1,4 +1,7 @@
+#include <cstddef>
+#include <iterator>
 #include <optional>
+#include <random>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -40,6 +43,23 @@ TEST(Utf8, IsCheckedAtEveryPosition) {
       EXPECT_FALSE(isWellFormedUtf8(with("\xFF"))) << at << " of " << length;
       EXPECT_FALSE(isWellFormedUtf8(with("\xC3"))) << at << " of " << length;
     }
+  }
+}
+
+TEST(Utf8, IsWellFormedWhenEveryCharacterIs) {
+  std::mt19937 random(20240301);
+  const std::string_view pieces[] = {
+      "a",    "plain text", "\0"sv, "\x80", "\x9F", "\xA0",     "\xBF",         "\xC1",         "\xC2",
+      "\xE0", "\xED",       "\xF0", "\xF4", "\xF5", "\xC3\xA9", "\xE2\x82\xAC", "\xEF\xBF\xBF", "\xF0\x9F\x93\xB6"};
+  for (int round = 0; round < 30'000; ++round) {
+    std::string text;
+    const std::size_t kinds = 1 + random() % std::size(pieces);
+    for (auto count = random() % 30; count > 0; --count) text += pieces[std::size(pieces) - 1 - random() % kinds];
+    bool isWellFormed = true;
+    for (std::string_view rest = text; !rest.empty(); rest.remove_prefix(utf8CharacterAt(rest).length)) {
+      isWellFormed = isWellFormed && utf8CharacterAt(rest).code;
+    }
+    ASSERT_EQ(isWellFormedUtf8(text), isWellFormed);
   }
 }
 

@@ -1,10 +1,13 @@
+#include <cstddef>
 #include <cstdint>
+#include <iterator>
 #include <random>
 #include <string>
 #include <string_view>
 
 #include <gtest/gtest.h>
 
+#include "sqm/common/internal/Utf8.h"
 #include "sqm/common/internal/XmlText.h"
 
 #include "tests/support/Bytes.h"
@@ -161,20 +164,97 @@ TEST(XmlText, FindsOneCharacterAtEveryPosition) {
   }
 }
 
+/// `markup`, written one character after another.
+std::string markupByCharacter(std::string_view text) {
+  std::string out;
+  while (!text.empty()) {
+    const sqm::Utf8Character first = sqm::utf8CharacterAt(text);
+    const std::size_t mark = std::string_view("&<>\"'").find(text.front());
+    if (!first.code || !isXmlChar(*first.code)) {
+      out.append("\xEF\xBF\xBD");
+    } else if (mark != std::string_view::npos) {
+      constexpr const char* kReferences[] = {"&amp;", "&lt;", "&gt;", "&quot;", "&apos;"};
+      out.append(kReferences[mark]);
+    } else {
+      out.append(text.substr(0, first.length));
+    }
+    text.remove_prefix(first.length);
+  }
+  return out;
+}
+
 TEST(XmlText, AnyBytesGiveAllowedTextThatStaysAsItIs) {
   std::mt19937 random(20240229);
-  // Bytes at the limits of well-formed sequences.
-  constexpr std::string_view kBytes =
-      "a&\x01\x80\x8F\x90\x9F\xA0\xBD\xBE\xBF\xC0\xC2\xDF\xE0\xE1\xED\xEF\xF0\xF1\xF4\xF5\xFF";
-  for (int round = 0; round < 20'000; ++round) {
+  // Bytes at the limits of well-formed sequences, and whole characters, so that many sequences cross 16 bytes.
+  const std::string_view pieces[] = {"a",
+                                     "plain text",
+                                     "&",
+                                     "\"",
+                                     "\t",
+                                     "\r",
+                                     "\x01",
+                                     "\x80",
+                                     "\x8F",
+                                     "\x90",
+                                     "\x9F",
+                                     "\xA0",
+                                     "\xBD",
+                                     "\xBE",
+                                     "\xBF",
+                                     "\xC0",
+                                     "\xC2",
+                                     "\xDF",
+                                     "\xE0",
+                                     "\xE1",
+                                     "\xED",
+                                     "\xEF",
+                                     "\xF0",
+                                     "\xF1",
+                                     "\xF4",
+                                     "\xF5",
+                                     "\xFF",
+                                     "\xC3\xA9",
+                                     "\xE2\x82\xAC",
+                                     "\xEF\xBF\xBD",
+                                     "\xEF\xBF\xBE",
+                                     "\xF0\x9F\x93\xB6",
+                                     "\xF4\x8F\xBF\xBF"};
+  for (int round = 0; round < 30'000; ++round) {
+    const std::size_t kinds = round % 3 == 0 ? std::size(pieces) : 1 + random() % std::size(pieces);
     std::string text;
-    for (auto length = random() % 12; length > 0; --length) text.push_back(kBytes[random() % kBytes.size()]);
+    for (auto count = random() % 30; count > 0; --count) {
+      text += pieces[std::size(pieces) - 1 - random() % kinds];
+    }
     const std::string once = allowed(text);
     ASSERT_TRUE(isXmlAllowed(once));
     ASSERT_EQ(allowed(once), once);
     ASSERT_EQ(isXmlAllowed(text), once == text);
+    ASSERT_EQ(markup(text), markupByCharacter(text));
     ASSERT_TRUE(isXmlAllowed(markup(text)));
   }
+}
+
+TEST(XmlText, CharactersAreWrittenAlikeAtEveryPosition) {
+  const std::string every =
+      "\t\r&<>\"'\x01\x7F\xC3\xA9\xE2\x82\xAC\xEF\xBF\xBF\xF0\x9F\x93\xB6\xE2\x82\xED\xA0\x80\xFF";
+  for (std::size_t before = 0; before < 70; ++before) {
+    const std::string text = std::string(before, 'b') + every + std::string(70 - before, 'a') + every;
+    EXPECT_EQ(markup(text), markupByCharacter(text)) << before;
+    EXPECT_EQ(allowed(text),
+              std::string(before, 'b') + allowed(every) + std::string(70 - before, 'a') + allowed(every));
+    EXPECT_EQ(propertyList(text),
+              std::string(before, 'b') + propertyList(every) + std::string(70 - before, 'a') + propertyList(every));
+  }
+}
+
+TEST(XmlText, TextWithoutReplacementsIsAppendedInItsOwnLength) {
+  const std::string text = repeated("a value \xE2\x82\xAC ", 100);
+  std::string out;
+  out.reserve(text.size());
+  const char* const buffer = out.data();
+  appendXmlText(out, text, XmlEscaping::markup);
+  EXPECT_EQ(out, text);
+  EXPECT_EQ(out.data(), buffer);
 }
 
 TEST(XmlText, TakesLongTextsAndAllBytes) {

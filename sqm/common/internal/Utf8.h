@@ -1,10 +1,10 @@
 #pragma once
 
 #include <cstddef>
-#include <cstdint>
-#include <cstring>
 #include <optional>
 #include <string_view>
+
+#include "sqm/common/internal/TextScan.h"
 
 namespace sqm {
 
@@ -66,31 +66,7 @@ inline std::size_t utf8PrefixLength(std::string_view text, std::size_t limit) {
   return limit;
 }
 
-/// True when the eight bytes from `at` exist and are ASCII characters.
-inline bool isAsciiWordAt(std::string_view text, std::size_t at) {
-  constexpr std::uint64_t kHighBits = 0x8080808080808080;
-  std::uint64_t word = 0;
-  if (text.size() - at < sizeof word) return false;
-  std::memcpy(&word, text.data() + at, sizeof word);
-  return (word & kHighBits) == 0;
-}
-
 /// True when `text` is well-formed UTF-8, in which a NUL is a character like any other.
-inline bool isWellFormedUtf8(std::string_view text) {
-  for (std::size_t at = 0; at < text.size();) {
-    if (isAsciiWordAt(text, at)) {
-      at += sizeof(std::uint64_t);
-      continue;
-    }
-    if (static_cast<unsigned char>(text[at]) < 0x80) {
-      ++at;
-      continue;
-    }
-    const Utf8Sequence sequence = utf8SequenceAt(text.substr(at));
-    if (!sequence.isWellFormed) return false;
-    at += sequence.length;
-  }
-  return true;
-}
+inline bool isWellFormedUtf8(std::string_view text) { return passedLength<StopAt::illFormedUtf8>(text) == text.size(); }
 
 }  // namespace sqm

@@ -1,0 +1,161 @@
+#pragma once
+
+#include <algorithm>
+#include <bit>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <string_view>
+
+namespace sqm {
+
+/// What a scan of text stops at.
+enum class StopAt : std::uint8_t {
+  illFormedUtf8,
+  notXml,       ///< ill-formed UTF-8, and characters that XML 1.0 does not allow
+  markup,       ///< the same, and & < > " '
+  propertyList  ///< as `notXml`, and & < > and the carriage return
+};
+
+/// The beginning of a text that a scan has passed: whole characters.
+struct Passed {
+  std::size_t length;
+  bool isStopped;  ///< the next character is one to stop at; otherwise it has not been scanned
+};
+
+/// The scan compares so many bytes at once, in vectors that GCC and Clang translate for any processor.
+inline constexpr std::size_t kScanBlock = 16;
+using ScanBytes __attribute__((vector_size(kScanBlock))) = std::int8_t;  // signed: bytes from 0x80 are negative
+
+/// The result of comparing vectors: each byte is 0 or 0xFF.
+class ScanMask {
+ public:
+  explicit ScanMask(const ScanBytes& mask) { std::memcpy(words_, &mask, sizeof words_); }
+  bool isAny() const { return (words_[0] | words_[1]) != 0; }
+  /// The position of the first byte that is set; `kScanBlock` when none is.
+  std::size_t first() const { return words_[0] != 0 ? firstIn(words_[0]) : 8 + firstIn(words_[1]); }
+
+ private:
+  static std::size_t firstIn(std::uint64_t word) {
+    return static_cast<std::size_t>(std::endian::native == std::endian::little ? std::countr_zero(word)
+                                                                               : std::countl_zero(word)) /
+           8;
+  }
+
+  std::uint64_t words_[2];
+};
+
+constexpr std::int8_t scanByte(unsigned value) { return static_cast<std::int8_t>(value); }
+
+/// Adds to `stops` the bytes with which a sequence becomes ill-formed: those beside the ranges of table 3-7 of The
+/// Unicode Standard. A character begins with the first byte.
+template <StopAt stopAt>
+inline void addIllFormed(const ScanBytes& bytes, ScanBytes& stops) {
+  const ScanBytes zero = {};
+  const ScanBytes before1 =
+      __builtin_shufflevector(zero, bytes, 0, 16, 17, 18, 19, 20, 21, 22, 23, 24, 25, 26, 27, 28, 29, 30);
+  const ScanBytes before2 =
+      __builtin_shufflevector(zero, bytes, 0, 0, 16, 17, 18, 19, 20, 21, 22, 23, 24, 25, 26, 27, 28, 29);
+  const ScanBytes before3 =
+      __builtin_shufflevector(zero, bytes, 0, 0, 0, 16, 17, 18, 19, 20, 21, 22, 23, 24, 25, 26, 27, 28);
+  const ScanBytes continues = bytes < scanByte(0xC0);
+  const ScanBytes shouldContinue = ((before1 & scanByte(0xC0)) == scanByte(0xC0)) |
+                                   ((before2 & scanByte(0xE0)) == scanByte(0xE0)) |
+                                   ((before3 & scanByte(0xF0)) == scanByte(0xF0));
+  stops |= continues ^ shouldContinue;
+  stops |= ((bytes & scanByte(0xFE)) == scanByte(0xC0)) | ((bytes >= scanByte(0xF5)) & (bytes < 0));
+  stops |= ((before1 == scanByte(0xE0)) & (bytes < scanByte(0xA0))) |
+           ((before1 == scanByte(0xED)) & (bytes >= scanByte(0xA0)));
+  stops |= ((before1 == scanByte(0xF0)) & (bytes < scanByte(0x90))) |
+           ((before1 == scanByte(0xF4)) & (bytes >= scanByte(0x90)));
+  if constexpr (stopAt != StopAt::illFormedUtf8) {  // U+FFFE and U+FFFF
+    stops |= (before2 == scanByte(0xEF)) & (before1 == scanByte(0xBF)) & (bytes >= scanByte(0xBE));
+  }
+}
+
+/// Removes the control characters that are not to stop at.
+template <StopAt stopAt>
+inline void passWhiteSpace(const ScanBytes& bytes, ScanBytes& stops) {
+  stops &= (bytes != '\t') & (bytes != '\n');
+  if constexpr (stopAt != StopAt::propertyList) stops &= bytes != '\r';
+}
+
+/// How many of the bytes before `end` belong to a character that is not complete there.
+inline std::size_t incompleteBefore(const char* block, std::size_t end) {
+  for (std::size_t back = 1; back <= std::min<std::size_t>(end, 3); ++back) {
+    const auto byte = static_cast<unsigned char>(block[end - back]);
+    if (byte >= 0xC0) return back < (byte < 0xE0 ? 2U : byte < 0xF0 ? 3U : 4U) ? back : 0;
+  }
+  return 0;
+}
+
+/// A block of text, and the bytes in it that may be to stop at: all of them, white space and those beyond ASCII.
+template <StopAt stopAt>
+struct ScanBlock {
+  explicit ScanBlock(const char* block) {
+    std::memcpy(&bytes, block, sizeof bytes);
+    stops = bytes < scanByte(stopAt == StopAt::illFormedUtf8 ? 0 : 0x20);
+    if constexpr (stopAt == StopAt::markup) {
+      stops |= ((bytes & scanByte(0xFE)) == '&') | ((bytes & scanByte(0xFD)) == '<') | (bytes == '"');
+    } else if constexpr (stopAt == StopAt::propertyList) {
+      stops |= (bytes == '&') | ((bytes & scanByte(0xFD)) == '<');
+    }
+  }
+
+  ScanBytes bytes;
+  ScanBytes stops;
+};
+
+/// Scans the 16 bytes at `block`, where a character begins.
+template <StopAt stopAt>
+inline Passed passedInBlock(const char* block) {
+  auto [bytes, stops] = ScanBlock<stopAt>(block);
+  const ScanMask found(stops);
+  if (!found.isAny()) return {kScanBlock, false};
+
+  const ScanBytes beyondAscii = bytes < 0;
+  if (!ScanMask(beyondAscii).isAny()) {
+    std::size_t end = found.first();
+    if (block[end] >= ' ') return {end, true};
+    passWhiteSpace<stopAt>(bytes, stops);
+    end = ScanMask(stops).first();
+    return {end, end < kScanBlock};
+  }
+  stops &= ~beyondAscii;
+  if (ScanMask(stops).isAny()) passWhiteSpace<stopAt>(bytes, stops);
+  addIllFormed<stopAt>(bytes, stops);
+  const std::size_t end = ScanMask(stops).first();
+  return {end - incompleteBefore(block, end), end < kScanBlock};
+}
+
+/// Scans at most 16 bytes of `text`, which is not empty and begins with a character.
+template <StopAt stopAt>
+inline Passed passed(std::string_view text) {
+  if (text.size() >= kScanBlock) return passedInBlock<stopAt>(text.data());
+  char block[kScanBlock];
+  std::memset(block, ' ', sizeof block);
+  std::memcpy(block, text.data(), text.size());
+  const Passed result = passedInBlock<stopAt>(block);
+  return {std::min(result.length, text.size()), result.isStopped};
+}
+
+/// The length of the text before the first character to stop at.
+template <StopAt stopAt>
+std::size_t passedLength(std::string_view text) {
+  std::size_t at = 0;
+  Passed next{};
+  while (at < text.size() && !next.isStopped) {
+    while (text.size() - at >= 2 * kScanBlock && text[at] >= 0) {
+      const ScanBlock<stopAt> first(text.data() + at);
+      const ScanBlock<stopAt> second(text.data() + at + kScanBlock);
+      if (ScanMask(first.stops | second.stops).isAny()) break;
+      at += 2 * kScanBlock;
+    }
+    if (at == text.size()) break;
+    next = passed<stopAt>(text.substr(at));
+    at += next.length;
+  }
+  return at;
+}
+
+}  // namespace sqm
