@@ -30,6 +30,11 @@ void TextArray::append(value_type text) {
   ends_.push_back(bytes_.size());
 }
 
+void TextArray::extendLast(std::string_view more) {
+  bytes_.append(more);
+  ends_.back() = bytes_.size();
+}
+
 void TextArray::appendPresent(TextArray others) {
   if (empty() && !others.hasAbsent()) {
     *this = std::move(others);

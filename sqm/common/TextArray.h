@@ -58,6 +58,9 @@ class TextArray {
   /// `text` may be a part of this list.
   void append(value_type text);
 
+  /// Appends `more` to the last text, which is present. `more` may be a part of this list.
+  void extendLast(std::string_view more);
+
   /// Appends the texts of `others` that are present, or takes its memory when that gives the same list.
   void appendPresent(TextArray others);
 

@@ -1,6 +1,7 @@
 #include "sqm/platform/files/PropertyListFiles.h"
 
 #include <cstddef>
+#include <fcntl.h>
 #include <new>
 #include <string_view>
 
@@ -11,19 +12,26 @@ namespace sqm::platform {
 
 namespace {
 
+/// The largest file in a layout that is not the library's own.
 constexpr std::size_t kLargestFile = std::size_t{1} << 29;
 
 }  // namespace
 
 std::optional<TextArray> PropertyListFiles::arrayWithContentsOfFile(const std::string& path) try {
+  std::optional<TextArray> array;
+  File file;
   FileBytes content;
-  if (const auto failure = readWholeFile(files_, path, kLargestFile, content)) {
+  auto failure = file.open(files_, path, O_RDONLY);
+  if (!failure) failure = readWrittenArray(files_, file, array);
+  if (!failure && !array) failure = readWholeFile(files_, path, kLargestFile, content);
+  if (failure) {
     if (failure != std::errc::no_such_file_or_directory) problems_.cannotRead(path, failure.message());
     return std::nullopt;
   }
+  if (array) return array;
   std::string_view problem;
-  auto array = isBinaryPropertyList(content.text()) ? readBinaryArray(content.text(), problem)
-                                                    : readXmlArray(content.bytes.get(), content.size, problem);
+  array = isBinaryPropertyList(content.text()) ? readBinaryArray(content.text(), problem)
+                                               : readXmlArray(content.bytes.get(), content.size, problem);
   if (!array) problems_.cannotRead(path, problem);
   return array;
 } catch (const std::bad_alloc&) {

@@ -12,7 +12,8 @@ namespace sqm::platform {
 
 /// Property-list files on the system's disk. They are read as XML or binary, as the content says, and written as XML in
 /// the layout of Python's plistlib, through a buffer that does not grow with the list. A carriage return is written as
-/// a reference, so that a reader does not turn it into a line feed.
+/// a reference, so that a reader does not turn it into a line feed. A file in this layout is read in pieces, in one
+/// pass and whatever its size; one in any other layout as a whole, up to 512 MiB.
 ///
 /// A missing file is no problem and yields nothing; a file that cannot be read or written is reported. A new file is
 /// private to its user.
