@@ -41,11 +41,23 @@ std::optional<TextArray> PropertyListFiles::arrayWithContentsOfFile(const std::s
 
 bool PropertyListFiles::writeToFile(const TextArray& array, const std::string& path, bool atomically) {
   using Mode = FileReplacement::Mode;
-  FileReplacement file(files_, path, atomically || options_.atomicSaves ? Mode::atomically : Mode::inPlace);
+  Replaced* const replaced = atomically || options_.atomicSaves ? &replacedAt(path) : nullptr;
+  if (replaced != nullptr && replaced->file && replaced->version == array.version() &&
+      replaced->file == stateOf(files_, path)) {
+    return true;
+  }
+  FileReplacement file(files_, path, replaced != nullptr ? Mode::atomically : Mode::inPlace);
   writeXmlArray(array, [&](std::string_view piece) { file.write(piece); });
+  if (replaced != nullptr) file.stampTime();
   const auto failure = file.commit();
   if (failure) problems_.cannotWrite(path, failure.message());
+  if (replaced != nullptr) *replaced = {array.version(), failure ? std::nullopt : file.stampedState()};
   return !failure;
+}
+
+PropertyListFiles::Replaced& PropertyListFiles::replacedAt(const std::string& path) {
+  const std::lock_guard lock(mutex_);
+  return replaced_[path];
 }
 
 }  // namespace sqm::platform

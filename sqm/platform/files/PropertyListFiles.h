@@ -1,5 +1,8 @@
 #pragma once
 
+#include <cstdint>
+#include <map>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <utility>
@@ -18,6 +21,8 @@ namespace sqm::platform {
 /// A missing file is no problem and yields nothing; a file that cannot be read or written is reported. A new file is
 /// private to its user.
 ///
+/// A list that replaced its file atomically is not written again while it is unchanged and the file is, too.
+///
 /// Ownership: the operations must outlive the object.
 class PropertyListFiles : public PropertyList {
  public:
@@ -33,9 +38,19 @@ class PropertyListFiles : public PropertyList {
   bool writeToFile(const TextArray& array, const std::string& path, bool atomically) override;
 
  private:
+  /// The list that a file was last replaced by, and the file then; nothing when it is to be written.
+  struct Replaced {
+    std::uint64_t version = 0;
+    std::optional<FileState> file = {};
+  };
+
+  Replaced& replacedAt(const std::string& path);
+
   FileProblems problems_;
   Options options_;
   FileOperations& files_;
+  std::mutex mutex_;
+  std::map<std::string, Replaced> replaced_;  // by path
 };
 
 }  // namespace sqm::platform
