@@ -51,9 +51,12 @@ void SQMRecordStore::LoadFromDisk() {
 }
 
 SQMRecordStore::Text SQMRecordStore::document(RecordType type) const {
-  auto text = listDocument(type, listOf(type));
   const std::string_view prefix = rowOf(type).consolePrefix;
-  if (text && !prefix.empty()) host_.console->writeLine(std::string(prefix) + *text);
+  auto text = listDocument(type, listOf(type), prefix);
+  if (text && !prefix.empty()) {
+    host_.console->writeLine(*text);
+    text->erase(0, prefix.size());  // a document may be large: it is made once
+  }
   return text;
 }
 
