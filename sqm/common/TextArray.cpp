@@ -1,5 +1,6 @@
 #include "sqm/common/TextArray.h"
 
+#include <atomic>
 #include <utility>
 
 namespace sqm {
@@ -12,7 +13,19 @@ void makeRoom(std::vector<std::size_t>& positions) {
   if (positions.size() == positions.capacity()) positions.reserve(std::max(kFirst, 2 * positions.size()));
 }
 
+std::uint64_t newVersion() {
+  static std::atomic<std::uint64_t> last{0};
+  return last.fetch_add(1, std::memory_order_relaxed) + 1;
+}
+
 }  // namespace
+
+void TextArray::swap(TextArray& other) noexcept {
+  bytes_.swap(other.bytes_);
+  ends_.swap(other.ends_);
+  absent_.swap(other.absent_);
+  std::swap(version_, other.version_);
+}
 
 void TextArray::reserve(std::size_t elements, std::size_t bytes) {
   ends_.reserve(elements);
@@ -28,6 +41,13 @@ void TextArray::append(value_type text) {
     absent_.push_back(size());
   }
   ends_.push_back(bytes_.size());
+  version_ = newVersion();
+}
+
+void TextArray::extendLast(std::string_view more) {
+  bytes_.append(more);
+  ends_.back() = bytes_.size();
+  version_ = newVersion();
 }
 
 void TextArray::removeFirst(std::size_t count) {
@@ -36,6 +56,7 @@ void TextArray::removeFirst(std::size_t count) {
   bytes_.erase(0, removed);
   ends_.erase(ends_.begin(), ends_.begin() + static_cast<std::ptrdiff_t>(count));
   for (std::size_t& end : ends_) end -= removed;
+  version_ = newVersion();
 }
 
 void TextArray::appendPresent(TextArray others) {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <concepts>
 #include <cstddef>
+#include <cstdint>
 #include <initializer_list>
 #include <iterator>
 #include <optional>
@@ -27,6 +28,13 @@ class TextArray {
   using const_iterator = Iterator;
 
   TextArray() = default;
+  TextArray(const TextArray&) = default;
+  TextArray(TextArray&& other) noexcept { swap(other); }
+  TextArray& operator=(TextArray other) noexcept {
+    swap(other);
+    return *this;
+  }
+  ~TextArray() = default;
   TextArray(std::initializer_list<value_type> texts) { appendAll(texts); }
 
   /// Copies a range of texts, or of texts that may be absent.
@@ -39,6 +47,10 @@ class TextArray {
   std::size_t size() const { return ends_.size(); }
   bool empty() const { return ends_.empty(); }
   bool hasAbsent() const { return !absent_.empty(); }
+
+  /// A number for the content: in one process, lists of the same version have the same elements. Every change gives a
+  /// new one. An empty list has the version 0, unless its elements were removed.
+  std::uint64_t version() const { return version_; }
 
   /// The element at a position below `size()`.
   value_type operator[](std::size_t position) const {
@@ -61,12 +73,18 @@ class TextArray {
   /// Removes the first `count` texts, of which none may be absent. Costs as much as the bytes that stay.
   void removeFirst(std::size_t count);
 
+  /// Appends `more` to the last text, which is present. `more` may be a part of this list.
+  void extendLast(std::string_view more);
+
   /// Appends the texts of `others` that are present, or takes its memory when that gives the same list.
   void appendPresent(TextArray others);
 
-  friend bool operator==(const TextArray&, const TextArray&) = default;
+  friend bool operator==(const TextArray& left, const TextArray& right) {
+    return left.bytes_ == right.bytes_ && left.ends_ == right.ends_ && left.absent_ == right.absent_;
+  }
 
  private:
+  void swap(TextArray& other) noexcept;
   void appendAll(const auto& texts) {
     for (const auto& text : texts) append(text);
   }
@@ -74,6 +92,7 @@ class TextArray {
   std::string bytes_;
   std::vector<std::size_t> ends_;    // where in `bytes_` each text ends
   std::vector<std::size_t> absent_;  // positions, ascending
+  std::uint64_t version_ = 0;
 };
 
 /// Iterates over the elements of a list, in their order.

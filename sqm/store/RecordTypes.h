@@ -54,7 +54,8 @@ constexpr bool hasDocument(RecordType type, bool hasRecords) {
 }
 
 /// The document that is posted for a list: UTF-8, one line, an XML declaration and the records' texts, unchanged and
-/// in their order, in the element of their type. Nothing when there is none for a list without records.
-std::optional<std::string> listDocument(RecordType type, const TextArray& records);
+/// in their order, in the element of their type. Nothing when there is none for a list without records. `before` is
+/// put in front of it.
+std::optional<std::string> listDocument(RecordType type, const TextArray& records, std::string_view before = {});
 
 }  // namespace sqm

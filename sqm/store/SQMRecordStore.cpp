@@ -75,10 +75,13 @@ void SQMRecordStore::LoadFromDisk() {
 }
 
 SQMRecordStore::Text SQMRecordStore::document(RecordType type) const {
-  auto text = listDocument(type, listOf(type));
   inDocument_[static_cast<std::size_t>(type)] = listOf(type).size();
   const std::string_view prefix = rowOf(type).consolePrefix;
-  if (text && !prefix.empty()) host_.console->writeLine(std::string(prefix) + *text);
+  auto text = listDocument(type, listOf(type), prefix);
+  if (text && !prefix.empty()) {
+    host_.console->writeLine(*text);
+    text->erase(0, prefix.size());  // a document may be large: it is made once
+  }
   return text;
 }
 

@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <utility>
@@ -107,6 +108,49 @@ TEST(TextArray, CopiesAreIndependent) {
   const TextArray copy = texts;
   texts.append("b");
   EXPECT_THAT(copy, ElementsAre("a"));
+}
+
+TEST(TextArray, TheLastTextCanBeExtended) {
+  TextArray texts = {"a", "b"};
+  texts.extendLast("cd");
+  texts.extendLast("");
+  texts.append("e");
+  EXPECT_THAT(texts, ElementsAre("a", "bcd", "e"));
+}
+
+TEST(TextArray, EveryChangeGivesANewVersion) {
+  TextArray texts;
+  EXPECT_EQ(texts.version(), 0U);
+  std::vector<std::uint64_t> versions = {texts.version()};
+  const auto expectNew = [&] {
+    EXPECT_THAT(versions, testing::Not(testing::Contains(texts.version())));
+    versions.push_back(texts.version());
+  };
+  texts.append("a");
+  expectNew();
+  texts.append(std::nullopt);
+  expectNew();
+  texts.append("b");
+  texts.extendLast("c");
+  expectNew();
+  texts.appendPresent({"d"});
+  expectNew();
+  EXPECT_NE((TextArray{"a"}).version(), (TextArray{"a"}).version()) << "a version tells nothing of equal lists";
+}
+
+TEST(TextArray, ACopyHasTheVersionAndAMoveLeavesAnEmptyList) {
+  TextArray texts = {"a", "b"};
+  const std::uint64_t version = texts.version();
+  TextArray copy = texts;
+  EXPECT_EQ(copy.version(), version);
+  const TextArray moved = std::move(texts);
+  EXPECT_EQ(moved.version(), version);
+  EXPECT_EQ(texts.version(), 0U);  // NOLINT(bugprone-use-after-move): it is empty
+  EXPECT_TRUE(texts.empty());
+  copy.append("c");
+  EXPECT_NE(copy.version(), version);
+  copy = {};
+  EXPECT_EQ(copy.version(), 0U);
 }
 
 }  // namespace

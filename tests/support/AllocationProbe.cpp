@@ -1,5 +1,6 @@
 #include "tests/support/AllocationProbe.h"
 
+#include <atomic>
 #include <cstdlib>
 #include <limits>
 #include <new>
@@ -8,18 +9,20 @@ namespace {
 
 constexpr std::size_t kUnlimited = std::numeric_limits<std::size_t>::max();
 
-bool isWatching = false;
-std::size_t allocations = 0;
-std::size_t allocatedBytes = 0;
-std::size_t allowed = kUnlimited;
+std::atomic<bool> isWatching = false;
+std::atomic<std::size_t> smallest = 0;
+std::atomic<std::size_t> allocations = 0;
+std::atomic<std::size_t> allocatedBytes = 0;
+std::atomic<std::size_t> allowed = kUnlimited;
 
 }  // namespace
 
-AllocationProbe::AllocationProbe() {
-  isWatching = true;
+AllocationProbe::AllocationProbe(std::size_t atLeast) {
+  smallest = atLeast;
   allocations = 0;
   allocatedBytes = 0;
   allowed = kUnlimited;
+  isWatching = true;
 }
 
 AllocationProbe::~AllocationProbe() { isWatching = false; }
@@ -34,7 +37,7 @@ void AllocationProbe::failAfter(std::size_t successes) { allowed = allocations +
 // NOLINTBEGIN(cppcoreguidelines-no-malloc): this is where memory comes from.
 
 void* operator new(std::size_t size) {
-  if (isWatching) {
+  if (isWatching && size >= smallest) {
     if (allocations >= allowed) throw std::bad_alloc();
     ++allocations;
     allocatedBytes += size;

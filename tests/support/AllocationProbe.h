@@ -5,10 +5,11 @@
 /// Counts the allocations of the program during its lifetime. AllocationProbe.cpp replaces the global operator new of
 /// the program that is linked with it.
 ///
-/// Threading: one probe at a time, and one thread.
+/// Threading: one probe at a time, made and used by one thread. It counts the allocations of all threads.
 class AllocationProbe {
  public:
-  AllocationProbe();
+  /// Counts allocations of at least this many bytes.
+  explicit AllocationProbe(std::size_t atLeast = 0);
   AllocationProbe(const AllocationProbe&) = delete;
   AllocationProbe& operator=(const AllocationProbe&) = delete;
   ~AllocationProbe();

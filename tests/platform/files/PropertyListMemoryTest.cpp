@@ -51,4 +51,21 @@ TEST_P(PropertyListMemory, SavingTakesNoMoreMemoryForALongListThanForAShortOne) 
   EXPECT_LT(ofLongList.bytes, 128U * 1024);
 }
 
+TEST(PropertyListLoading, TakesTheSizeOfTheFileAndASizeForEachTextAndNoMemoryForEach) {
+  constexpr std::size_t kTexts = 10'000;
+  const TemporaryFolder folder;
+  const std::string path = folder / "list.plist";
+  sqm::testing::MemoryLogs logs;
+  PropertyListFiles files(logs, {});
+  ASSERT_TRUE(files.writeToFile(std::vector<std::string>(kTexts, std::string(1'600, '<')), path, false));
+  const std::size_t size = contentOf(path).size();
+  const AllocationProbe probe;
+  const auto list = files.arrayWithContentsOfFile(path);
+  const std::size_t count = probe.count();
+  const std::size_t bytes = probe.bytes();
+  ASSERT_TRUE(list && list->size() == kTexts);
+  EXPECT_LT(count, 30U);
+  EXPECT_LT(bytes, size + 4 * kTexts * sizeof(std::size_t) + 256U * 1024);
+}
+
 }  // namespace

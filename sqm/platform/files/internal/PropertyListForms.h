@@ -24,6 +24,10 @@ bool isBinaryPropertyList(std::string_view bytes);
 std::optional<TextArray> readXmlArray(char* bytes, std::size_t size, std::string_view& problem);
 std::optional<TextArray> readBinaryArray(std::string_view bytes, std::string_view& problem);
 
+/// Reads an array from a file that was just opened and has exactly the layout of `writeXmlArray`: in one pass, piece by
+/// piece, whatever its size. `array` stays empty when the layout is another one. Returns why the file cannot be read.
+std::error_code readWrittenArray(FileOperations& files, const File& file, std::optional<TextArray>& array);
+
 /// The whole list. A number or date that is none counts as its beginning that is one, else as zero; data that is none
 /// is empty.
 std::optional<PropertyListValue> readXmlValue(char* bytes, std::size_t size, std::string_view& problem);

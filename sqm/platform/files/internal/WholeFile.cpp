@@ -113,6 +113,20 @@ std::error_code FileReplacement::finish() {
   return synced ? syncFile(files_, folder_) : std::error_code{};
 }
 
+void FileReplacement::stampTime() {
+  if (problem_) return;
+  using namespace std::chrono;
+  const auto now = time_point_cast<nanoseconds>(system_clock::now()).time_since_epoch();
+  const auto whole = floor<seconds>(now);
+  const struct ::timespec time { static_cast<time_t>(whole.count()), static_cast<long>((now - whole).count()) };
+  if (files_.futimens(file_.descriptor(), time) == 0) stamped_ = now;
+}
+
+std::optional<FileState> FileReplacement::stampedState() const {
+  const auto state = stateOf(files_, path_);
+  return state && state->modified == stamped_ && state->size == length_ ? state : std::nullopt;
+}
+
 std::error_code replaceFile(FileOperations& files, const std::string& path, std::string_view content,
                             std::size_t limit) {
   if (content.size() > limit) return make_error_code(std::errc::file_too_large);

@@ -1,8 +1,10 @@
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <system_error>
@@ -48,6 +50,10 @@ class FileReplacement {
   /// Does nothing after a failure.
   void write(std::string_view bytes);
 
+  /// Gives the file, which is written, the time of now in nanoseconds. A system stamps changes by the ticks of its
+  /// clock, so that two of them may have one time; none has this time but the replacement.
+  void stampTime();
+
   /// Completes the replacement and returns the first failure since the beginning. Without one, the file has the new
   /// content, which is on the disk when replaced atomically. After one, an atomic replacement leaves the old content,
   /// unless only the last step failed: the sync that makes the new one survive a loss of power.
@@ -55,6 +61,10 @@ class FileReplacement {
 
   /// True when the file at the path has the new content, which a failure to sync the folder does not change.
   bool isReplaced() const { return isReplaced_; }
+
+  /// The state of the file after an atomic replacement with a stamp: each later change gives it another. Nothing when
+  /// the file was changed meanwhile, or its file system keeps no nanoseconds.
+  std::optional<FileState> stampedState() const;
 
  private:
   std::error_code finish();
@@ -67,6 +77,7 @@ class FileReplacement {
   File file_;
   off_t length_ = 0;
   bool isReplaced_ = false;
+  std::optional<std::chrono::nanoseconds> stamped_;
   std::error_code problem_;
 };
 

@@ -10,17 +10,11 @@
 #include "sqm/common/internal/Base64.h"
 #include "sqm/common/internal/Utf8.h"
 #include "sqm/platform/files/internal/PropertyListForms.h"
+#include "sqm/platform/files/internal/XmlArrayLayout.h"
 
 namespace sqm::platform {
 
 namespace {
-
-// The texts of the file format: not to change.
-constexpr std::string_view kBegin =
-    "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
-    "<!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST 1.0//EN\" \"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n"
-    "<plist version=\"1.0\">\n";
-constexpr std::string_view kEnd = "</plist>\n";
 
 /// Strings of an array are escaped in pieces of this size, so that the buffer has room for each.
 constexpr std::size_t kPiece = std::size_t{8} * 1024;
@@ -130,28 +124,28 @@ void writeXmlArray(const TextArray& array, const ByteSink& sink) {
     sink(buffer);
     buffer.clear();
   };
-  buffer.append(kBegin).append(array.empty() ? "<array/>\n" : "<array>\n");
+  buffer.append(kXmlBegin).append(array.empty() ? kEmptyArray : kArrayBegin);
   for (const auto element : array) {
     if (!element) continue;
     std::string_view text = *element;
-    buffer.append("\t<string>");
+    buffer.append(kStringBegin);
     do {
       const std::size_t length = utf8PrefixLength(text, kPiece);
       appendXmlText(buffer, text.substr(0, length), XmlEscaping::propertyList);
       text.remove_prefix(length);
       if (buffer.size() >= kFlushAt) flush();
     } while (!text.empty());
-    buffer.append("</string>\n");
+    buffer.append(kStringEnd);
   }
-  if (!array.empty()) buffer.append("</array>\n");
-  buffer.append(kEnd);
+  if (!array.empty()) buffer.append(kArrayEnd);
+  buffer.append(kXmlEnd);
   flush();
 }
 
 std::string xmlOf(const PropertyListValue& root) {
-  std::string xml(kBegin);
+  std::string xml(kXmlBegin);
   ValueWriter(xml).write(root);
-  return xml.append(kEnd);
+  return xml.append(kXmlEnd);
 }
 
 }  // namespace sqm::platform
