@@ -106,7 +106,7 @@ int main(int argc, char** argv) {
   constexpr int kMany = 300;
   bench::compare("one post/1 KB", {.aim = 2.0, .repetitions = kMany}, posting(client, kSmall),
                  posting(bareClient, kSmall));
-  bench::compare("one post/16 MB", {.aim = 1.1, .repetitions = kMany}, posting(client, kLarge),
+  bench::compare("one post/16 MB", {.aim = 1.05, .repetitions = kMany}, posting(client, kLarge),
                  posting(bareClient, kLarge));
   return bench::run(argc, argv);
 }

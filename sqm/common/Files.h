@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <initializer_list>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <system_error>
@@ -12,14 +13,24 @@ namespace sqm {
 /// The file system, as the core needs it: one operation for each whole step.
 ///
 /// Threading: `exists` may be called from any thread, the others from one thread at a time.
-/// Failure: reported by the result. Nothing throws but `std::bad_alloc`, which `read` reports as well.
+/// Failure: reported by the result. Nothing throws but `std::bad_alloc`, which `Folder::read` reports as well.
 class Files {
  public:
   /// An entry of a folder. Of a link, what it leads to.
   struct Entry {
     std::string name;
-    std::uintmax_t size = 0;  ///< in bytes; 0 unless it is a regular file
     bool isRegularFile = false;
+  };
+
+  /// A folder whose files are read.
+  class Folder {
+   public:
+    virtual ~Folder() = default;
+
+    /// Appends what the regular file `name` of the folder holds to `content`, which stays as it is after a failure.
+    /// Anything else, such as a pipe or a device, is refused and does not block. A file for which there is no memory is
+    /// a failure.
+    virtual std::error_code read(const std::string& name, std::string& content) = 0;
   };
 
   using NameTest = bool (*)(std::string_view name);
@@ -34,9 +45,8 @@ class Files {
   /// failure, part-way through the folder included, `entries` is empty.
   virtual std::error_code list(const std::string& folder, NameTest isWanted, std::vector<Entry>& entries) = 0;
 
-  /// Appends what a regular file holds to `content`, which stays as it is after a failure. Anything else, such as a
-  /// pipe or a device, is refused and does not block. A file for which there is no memory is a failure.
-  virtual std::error_code read(const std::string& path, std::string& content) = 0;
+  /// Null when the folder cannot be opened. The result must not outlive this object.
+  virtual std::unique_ptr<Folder> open(const std::string& folder) = 0;
 
   /// Creates the file or empties it, and writes `content`. The result is that of the opening: a later failure, such as
   /// a full disk, is not reported and leaves the beginning of `content`.

@@ -21,10 +21,21 @@ std::string_view extensionOf(std::string_view name) {
 }
 
 /// Appends the file to `body`, which stays as it is when the file cannot be read or is not well-formed UTF-8.
-void appendFile(Files& files, const std::string& path, std::string& body) {
+void appendFile(Files::Folder& folder, const std::string& name, std::string& body) {
   const std::size_t before = body.size();
-  if (files.read(path, body)) return;
+  if (folder.read(name, body)) return;
   if (!isWellFormedUtf8(std::string_view(body).substr(before))) body.resize(before);
+}
+
+/// Reserves room for the files that follow the first `count` ones, which are as long on average, and for an eighth
+/// more: a body that grew with each file would be copied, and be in memory twice. The bound is for folders whose files
+/// differ in size.
+void reserveForRest(std::string& body, std::size_t count, std::size_t all) {
+  constexpr std::uintmax_t kMost = std::uintmax_t{64} << 20;
+  const std::uintmax_t average = body.size() / count + 1;
+  if (body.capacity() - body.size() > average) return;
+  const std::uintmax_t rest = (all - count) * average;
+  tryReserve(body, std::min(rest + rest / 8, kMost));
 }
 
 void writeToConsole(SystemConsole& console, std::string_view format, std::string_view argument) {
@@ -57,25 +68,22 @@ std::vector<Files::Entry> SQMStore::entries() const {
   return entries;
 }
 
-std::string SQMStore::pathOf(const Files::Entry& entry) const { return *mSQMDirPath_ + "/" + entry.name; }
-
 std::string SQMStore::getDataFromSQMRec() const {
   std::string body;
   const std::vector<Files::Entry> all = entries();
-  // Room for all files at once: a body that grew with each file would be copied, and be in memory twice.
-  std::uintmax_t size = 1;
-  for (const Files::Entry& entry : all) size += entry.size;
-  tryReserve(body, size);
+  const auto folder = all.empty() ? nullptr : host_.files->open(*mSQMDirPath_);
+  std::size_t count = 0;
   for (const Files::Entry& entry : all) {
     writeToConsole(*host_.console, "Path :%@", extensionOf(entry.name));  // the extension alone: not to change
-    if (entry.isRegularFile) appendFile(*host_.files, pathOf(entry), body);
+    if (folder && entry.isRegularFile) appendFile(*folder, entry.name, body);
+    reserveForRest(body, ++count, all.size());
   }
   return body;
 }
 
 void SQMStore::deleteSQMRecord() const {
   for (const Files::Entry& entry : entries()) {
-    const std::string path = pathOf(entry);
+    const std::string path = *mSQMDirPath_ + "/" + entry.name;
     writeToConsole(*host_.console, "file deleted:%@", path);
     host_.files->remove(path);
   }

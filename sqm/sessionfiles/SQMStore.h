@@ -39,7 +39,6 @@ class SQMStore {
 
  private:
   std::vector<Files::Entry> entries() const;
-  std::string pathOf(const Files::Entry& entry) const;
 
   Host& host_;
   std::optional<std::string> mSQMDirPath_;

@@ -1,6 +1,7 @@
 #include "sqm/testing/MemoryFiles.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace sqm::testing {
 
@@ -25,12 +26,26 @@ std::error_code MemoryFiles::list(const std::string& folder, NameTest isWanted, 
   return {};
 }
 
-std::error_code MemoryFiles::read(const std::string& path, std::string& content) {
-  if (isRefused(Operation::read, path)) return make_error_code(std::errc::permission_denied);
-  const auto found = files_.find(path);
-  if (found == files_.end()) return make_error_code(std::errc::no_such_file_or_directory);
-  content.append(found->second);
-  return {};
+class MemoryFiles::OpenFolder : public Folder {
+ public:
+  OpenFolder(const MemoryFiles& files, std::string path) : files_(files), path_(std::move(path)) {}
+
+  std::error_code read(const std::string& name, std::string& content) override {
+    const std::string path = path_ + "/" + name;
+    if (files_.isRefused(Operation::read, path)) return make_error_code(std::errc::permission_denied);
+    const auto found = files_.files_.find(path);
+    if (found == files_.files_.end()) return make_error_code(std::errc::no_such_file_or_directory);
+    content.append(found->second);
+    return {};
+  }
+
+ private:
+  const MemoryFiles& files_;
+  std::string path_;
+};
+
+std::unique_ptr<Files::Folder> MemoryFiles::open(const std::string& folder) {
+  return folders_.contains(folder) ? std::make_unique<OpenFolder>(*this, folder) : nullptr;
 }
 
 std::error_code MemoryFiles::write(const std::string& path, std::string_view content) {
@@ -76,10 +91,10 @@ std::vector<std::string> MemoryFiles::names(const std::string& folder) const {
 void MemoryFiles::forEachIn(const std::string& folder, const std::function<void(const Entry&)>& visit) const {
   const auto isDirectlyIn = [&](const std::string& path) { return isIn(folder, path) && folderOf(path) == folder; };
   for (const auto& [path, content] : files_) {
-    if (isDirectlyIn(path)) visit({path.substr(folder.size() + 1), content.size(), true});
+    if (isDirectlyIn(path)) visit({path.substr(folder.size() + 1), true});
   }
   for (const std::string& path : folders_) {
-    if (isDirectlyIn(path)) visit({path.substr(folder.size() + 1), 0, false});
+    if (isDirectlyIn(path)) visit({path.substr(folder.size() + 1), false});
   }
 }
 

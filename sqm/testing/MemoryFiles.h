@@ -3,6 +3,7 @@
 #include <functional>
 #include <initializer_list>
 #include <map>
+#include <memory>
 #include <optional>
 #include <set>
 #include <string>
@@ -26,7 +27,7 @@ class MemoryFiles : public Files {
 
   /// In descending order of the names: a caller that needs ascending order must sort.
   std::error_code list(const std::string& folder, NameTest isWanted, std::vector<Entry>& entries) override;
-  std::error_code read(const std::string& path, std::string& content) override;
+  std::unique_ptr<Folder> open(const std::string& folder) override;
   std::error_code write(const std::string& path, std::string_view content) override;
   std::error_code replace(const std::string& path, std::initializer_list<std::string_view> pieces) override;
   std::error_code remove(const std::string& path) override;
@@ -46,6 +47,8 @@ class MemoryFiles : public Files {
   void refuse(Operation operation, const std::string& path) { refused_.emplace(operation, path); }
 
  private:
+  class OpenFolder;
+
   bool isRefused(Operation operation, const std::string& path) const { return refused_.contains({operation, path}); }
   void forEachIn(const std::string& folder, const std::function<void(const Entry&)>& visit) const;
 

@@ -1,4 +1,5 @@
-#include <limits>
+#include <cstddef>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -235,22 +236,29 @@ TEST_F(SQMStoreTest, WhatCannotBeDeletedStaysAndTheOthersAreDeleted) {
   EXPECT_EQ(console.lines, (Names{"file deleted:/sessions/a.sqm", "file deleted:/sessions/b.sqm"}));
 }
 
-/// Reports sizes for which there is no memory.
-class ExaggeratingFiles : public sqm::testing::MemoryFiles {
- public:
-  std::error_code list(const std::string& folder, NameTest isWanted, std::vector<Entry>& entries) override {
-    const auto problem = MemoryFiles::list(folder, isWanted, entries);
-    for (Entry& entry : entries) entry.size = std::numeric_limits<std::uintmax_t>::max() / 4;
-    return problem;
+TEST_F(SQMStoreTest, FilesOfVeryDifferentSizesAreReadWhole) {
+  std::string expected;
+  int number = 1000;
+  for (const std::size_t size : {0U, 1U, 5'000'000U, 3U, 0U, 70'000U, 2'000'000U, 1U}) {
+    const std::string content(size, static_cast<char>('a' + number % 26));
+    put(std::to_string(++number) + ".sqm", content);
+    expected += content;
   }
+  EXPECT_TRUE(store.getDataFromSQMRec() == expected);
+}
+
+/// Opens no folder.
+class ClosedFiles : public sqm::testing::MemoryFiles {
+ public:
+  std::unique_ptr<Folder> open(const std::string& /*folder*/) override { return nullptr; }
 };
 
-TEST_F(SQMStoreTest, FilesAreReadThoughThereIsNoMemoryForTheirReportedSizes) {
-  ExaggeratingFiles files;
+TEST_F(SQMStoreTest, AFolderThatIsListedAndCannotBeOpenedYieldsNothing) {
+  ClosedFiles files;
   files.put("/sessions/a.sqm", "a");
-  files.put("/sessions/b.sqm", "b");
   host.host.files = &files;
-  EXPECT_EQ(store.getDataFromSQMRec(), "ab");
+  EXPECT_EQ(store.getDataFromSQMRec(), "");
+  EXPECT_EQ(console.lines, Names{"Path :sqm"});
 }
 
 TEST_F(SQMStoreTest, FilesThatVanishWhileItReadsAreLeftOut) {

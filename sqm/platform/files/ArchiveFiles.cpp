@@ -14,10 +14,20 @@ namespace {
 
 constexpr std::string_view kAsideSuffix = ".unreadable";
 
+std::error_code replaceBy(FileOperations& files, const std::string& path, const UploadRequests& requests) {
+  FileReplacement file(files, path, FileReplacement::Mode::atomically);
+  std::size_t size = 0;
+  writeRequests(requests, [&](std::string_view piece) {
+    size += piece.size();
+    if (size <= kLargestArchive) file.write(piece);
+  });
+  return size > kLargestArchive ? make_error_code(std::errc::file_too_large) : file.commit();
+}
+
 }  // namespace
 
 bool ArchiveFiles::serializeObject(const UploadRequests& object, const std::string& toFile) {
-  const auto failure = replaceFile(files_, toFile, binaryOf(valueOf(object), kRequestKeys), kLargestArchive);
+  const auto failure = replaceBy(files_, toFile, object);
   if (failure) problems_.cannotWrite(toFile, failure.message());
   return !failure;
 }

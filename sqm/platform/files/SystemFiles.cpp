@@ -20,28 +20,43 @@ constexpr int kFolder = O_RDONLY | O_DIRECTORY | O_NOFOLLOW;
 constexpr mode_t kNewFile = 0666;  // as with fopen, less the umask
 
 /// Appends the file to `content`. The string fills what it grows by with zeros: the steps keep that in the cache.
-std::error_code appendFile(FileOperations& operations, const File& file, std::string& content) {
+std::error_code appendAll(FileOperations& operations, const File& file, std::string& content) {
   constexpr std::uintmax_t kLongestStep = 1 << 20;
   auto expected = static_cast<std::uintmax_t>(file.status().st_size);
   if (!tryReserve(content, expected + 1)) return make_error_code(std::errc::not_enough_memory);
   for (;;) {
-    // One byte more than expected, so that the last step reaches the end of a file that did not grow.
+    // One byte more than expected: a file that did not grow ends before it.
     const auto step = static_cast<std::size_t>(std::min(expected, kLongestStep)) + 1;
     const std::size_t end = content.size();
     if (!tryReserve(content, step)) return make_error_code(std::errc::not_enough_memory);
     content.resize(end + step);
-    std::size_t count = step;
-    const auto problem = readUpTo(operations, file.descriptor(), content.data() + end, count);
+    ssize_t got = 0;
+    do {
+      got = operations.read(file.descriptor(), content.data() + end, step);
+    } while (got < 0 && errno == EINTR);
+    if (got < 0) return lastError();
+    const auto count = static_cast<std::size_t>(got);
     content.resize(end + count);
-    if (problem || count < step) return problem;
+    if (count == 0 || (count < step && count == expected)) return {};
     expected = expected > count ? expected - count : kLongestStep;
   }
 }
 
-/// The names in a folder that was just opened, without "." and "..", in the order of the file system. No names when
-/// the folder cannot be listed to its end.
-std::error_code listNames(FileOperations& files, const File& folder, std::vector<std::string>& names) {
-  names.clear();
+/// Appends the file to `content`, which stays as it is after a failure. A relative path begins at `folder`.
+std::error_code appendFile(FileOperations& operations, const std::string& path, std::string& content,
+                           int folder = AT_FDCWD) {
+  File file;
+  if (const auto problem = file.open(operations, path, O_RDONLY, folder)) return problem;
+  const std::size_t before = content.size();
+  const auto problem = appendAll(operations, file, content);
+  if (problem) content.resize(before);
+  return problem;
+}
+
+/// Calls `take` with the name and the type (d_type) of each entry of a folder that was just opened, without "." and
+/// "..", in the order of the file system.
+template <typename Take>
+std::error_code forEachEntry(FileOperations& files, const File& folder, Take&& take) {
   constexpr std::size_t kBuffer = 32'768;
   alignas(::dirent64) std::array<char, kBuffer> buffer;
   for (;;) {
@@ -49,15 +64,13 @@ std::error_code listNames(FileOperations& files, const File& folder, std::vector
     if (size == 0) return {};
     if (size < 0) {
       if (errno == EINTR) continue;
-      const auto problem = lastError();
-      names.clear();
-      return problem;
+      return lastError();
     }
     for (ssize_t at = 0; at < size;) {
       // NOLINTNEXTLINE(cppcoreguidelines-pro-type-reinterpret-cast): the system writes records of this type
       const auto* entry = reinterpret_cast<const ::dirent64*>(buffer.data() + at);
       const std::string_view name(entry->d_name);
-      if (name != "." && name != "..") names.emplace_back(name);
+      if (name != "." && name != "..") take(name, entry->d_type);
       at += entry->d_reclen;
     }
   }
@@ -88,7 +101,9 @@ std::error_code removeEntry(FileOperations& files, int folder, const std::string
 Level removeEntries(FileOperations& files, const File& folder, std::error_code& first) {
   Level level{folder.status().st_dev, folder.status().st_ino, {}};
   std::vector<std::string> names;
-  keepFirst(first, listNames(files, folder, names));
+  const auto listed = forEachEntry(files, folder, [&](std::string_view name, int) { names.emplace_back(name); });
+  if (listed) names.clear();  // a part of them is not removed either
+  keepFirst(first, listed);
   for (std::string& name : names) {
     const auto problem = removeEntry(files, folder.descriptor(), name);
     if (isNotEmpty(problem)) {
@@ -144,27 +159,42 @@ bool SystemFiles::exists(const std::string& path) const {
 std::error_code SystemFiles::list(const std::string& folder, NameTest isWanted, std::vector<Entry>& entries) {
   entries.clear();
   File opened;
-  std::vector<std::string> names;
   if (const auto problem = opened.open(operations_, folder, O_RDONLY | O_DIRECTORY)) return problem;
-  if (const auto problem = listNames(operations_, opened, names)) return problem;
-  for (std::string& name : names) {
-    if (!isWanted(name)) continue;
-    struct ::stat status {};
-    if (operations_.stat(folder + "/" + name, status) != 0) continue;
-    const bool isRegularFile = S_ISREG(status.st_mode);
-    const auto size = isRegularFile ? static_cast<std::uintmax_t>(status.st_size) : 0;
-    entries.push_back({std::move(name), size, isRegularFile});
+  const auto problem = forEachEntry(operations_, opened, [&](std::string_view name, int type) {
+    if (!isWanted(name)) return;
+    Entry entry{std::string(name), type == DT_REG};
+    if (type == DT_LNK || type == DT_UNKNOWN) {
+      struct ::stat status {};
+      if (operations_.stat(folder + "/" + entry.name, status) != 0) return;
+      entry.isRegularFile = S_ISREG(status.st_mode);
+    }
+    entries.push_back(std::move(entry));
+  });
+  if (problem) entries.clear();
+  return problem;
+}
+
+class SystemFiles::OpenFolder : public Folder {
+ public:
+  OpenFolder(FileOperations& operations, File folder) : operations_(operations), folder_(std::move(folder)) {}
+
+  std::error_code read(const std::string& name, std::string& content) override {
+    return appendFile(operations_, name, content, folder_.descriptor());
   }
-  return {};
+
+ private:
+  FileOperations& operations_;
+  File folder_;
+};
+
+std::unique_ptr<Files::Folder> SystemFiles::open(const std::string& folder) {
+  File opened;
+  if (opened.open(operations_, folder, O_RDONLY | O_DIRECTORY)) return nullptr;
+  return std::make_unique<OpenFolder>(operations_, std::move(opened));
 }
 
 std::error_code SystemFiles::read(const std::string& path, std::string& content) {
-  File file;
-  if (const auto problem = file.open(operations_, path, O_RDONLY)) return problem;
-  const std::size_t before = content.size();
-  const auto problem = appendFile(operations_, file, content);
-  if (problem) content.resize(before);
-  return problem;
+  return appendFile(operations_, path, content);
 }
 
 std::error_code SystemFiles::write(const std::string& path, std::string_view content) {

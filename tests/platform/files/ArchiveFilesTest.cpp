@@ -12,6 +12,8 @@
 #include "sqm/common/TrelkConfiguration.h"
 #include "sqm/platform/StandardHost.h"
 #include "sqm/platform/files/ArchiveFiles.h"
+#include "sqm/platform/files/internal/PropertyListForms.h"
+#include "sqm/platform/files/internal/RequestArchive.h"
 #include "sqm/testing/MemoryLog.h"
 
 #include "tests/platform/files/BinaryPropertyListFile.h"
@@ -140,6 +142,35 @@ TEST_F(ArchiveFilesTest, FormatOfTextsThatAreNotAsciiIsTheSameAsEver) {
                                   test::bigEndian(9, 8) + test::bigEndian(8, 8) + test::bigEndian(objects.size(), 8));
 }
 
+TEST_F(ArchiveFilesTest, AnArchiveLargerThanTheBufferIsTheSameAsItsValuesMake) {
+  UploadRequests requests;
+  for (const std::size_t length : {0U, 14U, 15U, 1000U, 65'000U, 65'535U, 65'536U, 70'000U, 300'000U}) {
+    requests.push_back({"https://collect.example/", std::string(length, 'x')});
+    requests.push_back({std::nullopt, std::string(length, '\xFF')});
+    requests.push_back({std::string(length, 'u') + "\u00E9", std::nullopt});
+  }
+  requests.resize(1000, {"u", "d"});
+  EXPECT_TRUE(archives_.serializeObject(requests, path_));
+  EXPECT_TRUE(contentOf(path_) == binaryOf(valueOf(requests), kRequestKeys));
+}
+
+TEST_F(ArchiveFilesTest, ACharacterThatXmlDoesNotAllowMakesDataWhereverItIs) {
+  for (std::size_t length = 1; length <= 140; ++length) {
+    for (std::size_t at = 0; at < length; ++at) {
+      std::string text(length, ' ');
+      const auto kindWith = [&](char character) {
+        text[at] = character;
+        const auto kind = static_cast<unsigned char>(binaryOf({text})[std::string_view("bplist00").size()]);
+        return kind & 0xF0U;
+      };
+      for (const char character : {'\t', '\n', '\r', ' ', '\x7F'}) ASSERT_EQ(kindWith(character), 0x50U);
+      for (const char character : {'\0', '\b', '\v', '\f', '\x0E', '\x1F', '\x80', '\xFF'}) {
+        ASSERT_EQ(kindWith(character), 0x40U) << length << " " << at;
+      }
+    }
+  }
+}
+
 TEST_F(ArchiveFilesTest, OtherReadersUnderstandIt) {
   EXPECT_TRUE(archives_.serializeObject({{"https://a.example/", "gr\xC3\xBCn \xF0\x9F\x93\xB6"},
                                          {"https://b.example/", std::string("\xFF\0", 2)},
@@ -175,6 +206,7 @@ TEST_F(ArchiveFilesTest, LongestArchiveIsNotOutgrown) {
   EXPECT_TRUE(archives_.serializeObject({{"u", "old"}}, path_));
   EXPECT_FALSE(archives_.serializeObject({{"u", std::string(std::size_t{1} << 27, 'x')}}, path_));
   EXPECT_EQ(archives_.objectFromFile(path_), (UploadRequests{{"u", "old"}}));
+  EXPECT_THAT(folder_.names(), ElementsAre("QFRecordUploader.plist"));
   EXPECT_THAT(problems(), ElementsAre("USER 2 cannot write " + path_ + ": File too large"));
 }
 

@@ -1,3 +1,4 @@
+#include <cstddef>
 #include <functional>
 #include <string>
 
@@ -34,6 +35,21 @@ TEST(QueueMemory, AnArchiveIsReadOrStaysWhereItIs) {
   EXPECT_GT(failures, 2U);
   EXPECT_EQ(read, requests);
   EXPECT_EQ(folder.names().size(), 1U);
+}
+
+TEST(QueueMemory, AnArchiveIsWrittenWithoutACopyOfTheRequests) {
+  constexpr std::size_t kCount = 10'000;
+  constexpr std::size_t kOfEachRequest = 40;  // the places of its objects
+  constexpr std::size_t kBuffer = 80'000;
+  const TemporaryFolder folder;
+  testing::MemoryLogs logs;
+  ArchiveFiles archives(logs);
+  const UploadRequests requests(kCount, {"https://collect.example/", std::string(1000, 'x')});
+  const AllocationProbe probe;
+  const bool isWritten = archives.serializeObject(requests, folder / "archive");
+  const std::size_t bytes = probe.bytes();
+  EXPECT_TRUE(isWritten);
+  EXPECT_LT(bytes, kBuffer + kCount * kOfEachRequest);
 }
 
 }  // namespace

@@ -1,5 +1,7 @@
 #include <algorithm>
 #include <cerrno>
+#include <cstddef>
+#include <dirent.h>
 #include <filesystem>
 #include <functional>
 #include <limits>
@@ -80,7 +82,21 @@ TEST_F(SystemFilesTest, AFileThatCannotBeLookedUpCountsAsExisting) {
   }
 }
 
-TEST_F(SystemFilesTest, ListsTheWantedEntriesWithTheirSizes) {
+/// Hides the types of entries, as some file systems do.
+class UntypedOperations : public FaultyFileOperations {
+ public:
+  ssize_t getdents(int descriptor, void* buffer, std::size_t size) override {
+    const ssize_t got = FaultyFileOperations::getdents(descriptor, buffer, size);
+    for (ssize_t at = 0; at < got;) {
+      auto* const entry = reinterpret_cast<::dirent64*>(static_cast<char*>(buffer) + at);
+      entry->d_type = DT_UNKNOWN;
+      at += entry->d_reclen;
+    }
+    return got;
+  }
+};
+
+TEST_F(SystemFilesTest, ListsTheWantedEntriesAndWhichOfThemAreFiles) {
   putContent(folder / "w1", "12345");
   putContent(folder / "w2", "");
   putContent(folder / "other", "1");
@@ -88,15 +104,54 @@ TEST_F(SystemFilesTest, ListsTheWantedEntriesWithTheirSizes) {
   ASSERT_EQ(::mkfifo((folder / "w4").c_str(), 0600), 0);
   fs::create_symlink("w1", folder / "w5");
   fs::create_symlink("/dev/zero", folder / "w6");
-  ASSERT_FALSE(files.list(folder.path(), isWanted, entries));
-  std::map<std::string, std::pair<std::uintmax_t, bool>> found;
-  for (const Files::Entry& entry : entries) found[entry.name] = {entry.size, entry.isRegularFile};
-  EXPECT_EQ(found, (std::map<std::string, std::pair<std::uintmax_t, bool>>{{"w1", {5, true}},
-                                                                           {"w2", {0, true}},
-                                                                           {"w3", {0, false}},
-                                                                           {"w4", {0, false}},
-                                                                           {"w5", {5, true}},
-                                                                           {"w6", {0, false}}}));
+  fs::create_symlink("w3", folder / "w7");
+  const std::map<std::string, bool> expected = {{"w1", true}, {"w2", true},  {"w3", false}, {"w4", false},
+                                                {"w5", true}, {"w6", false}, {"w7", false}};
+  UntypedOperations untyped;
+  for (FileOperations* operations : {&FileOperations::posix(), static_cast<FileOperations*>(&untyped)}) {
+    ASSERT_FALSE(SystemFiles(*operations).list(folder.path(), isWanted, entries));
+    std::map<std::string, bool> found;
+    for (const Files::Entry& entry : entries) found[entry.name] = entry.isRegularFile;
+    EXPECT_EQ(found, expected);
+  }
+}
+
+TEST_F(SystemFilesTest, FilesOfAnOpenFolderAreRead) {
+  putContent(folder / "a", "of a");
+  fs::create_directory(folder / "below");
+  ASSERT_EQ(::mkfifo((folder / "pipe").c_str(), 0600), 0);
+  const auto opened = files.open(folder.path());
+  ASSERT_NE(opened, nullptr);
+  std::string content = "before ";
+  EXPECT_FALSE(opened->read("a", content));
+  EXPECT_EQ(opened->read("missing", content), std::errc::no_such_file_or_directory);
+  EXPECT_EQ(opened->read("below", content), std::errc::is_a_directory);
+  EXPECT_EQ(opened->read("pipe", content), std::errc::operation_not_supported);
+  EXPECT_EQ(content, "before of a");
+}
+
+TEST_F(SystemFilesTest, WhatIsNoFolderCannotBeOpened) {
+  putContent(folder / "file", "");
+  for (const std::string& path : {folder / "missing", folder / "file", std::string(), folder.path() + "\0more"s}) {
+    EXPECT_EQ(files.open(path), nullptr) << path;
+  }
+}
+
+TEST_F(SystemFilesTest, AFolderOfFilesTakesFourCallsAFile) {
+  for (const char* name : {"w1", "w2", "w3"}) putContent(folder / name, "content");
+  FaultyFileOperations operations;
+  SystemFiles counted(operations);
+  ASSERT_FALSE(counted.list(folder.path(), isWanted, entries));
+  EXPECT_EQ(operations.calls(), (Names{"open", "fstat", "getdents", "getdents", "close"}));
+  const auto opened = counted.open(folder.path());
+  const std::size_t before = operations.calls().size();
+  std::string content;
+  for (const Files::Entry& entry : entries) EXPECT_FALSE(opened->read(entry.name, content));
+  const Names ofOneFile = {"open", "fstat", "read", "close"};
+  Names expected;
+  for (std::size_t file = 0; file < 3; ++file) expected.insert(expected.end(), ofOneFile.begin(), ofOneFile.end());
+  const auto from = operations.calls().begin() + static_cast<std::ptrdiff_t>(before);
+  EXPECT_EQ(Names(from, operations.calls().end()), expected);
 }
 
 TEST_F(SystemFilesTest, LinksThatLeadNowhereAreNotListed) {
@@ -125,7 +180,7 @@ TEST_F(SystemFilesTest, WhatCannotBeListedIsReported) {
                                                      {"", std::errc::no_such_file_or_directory},
                                                      {folder.path() + "\0more"s, std::errc::invalid_argument}};
   for (const auto& [path, problem] : cases) {
-    entries = {{"from before", 1, true}};
+    entries = {{"from before", true}};
     EXPECT_EQ(files.list(path, isAnyName, entries), problem) << path;
     EXPECT_EQ(namesOf(entries), Names{}) << path;
   }
@@ -158,9 +213,9 @@ TEST_F(SystemFilesTest, AListingThatFailsPartWayIsAFailureWithoutEntries) {
   EXPECT_GE(readings, 3U) << "the folder takes more than one reading";
 }
 
-TEST_F(SystemFilesTest, AnyFaultOfAListingIsReportedOrLeavesAnEntryOut) {
+TEST_F(SystemFilesTest, AnyFaultOfAListingIsReportedOrLeavesALinkOut) {
   putContent(folder / "a", "");
-  putContent(folder / "b", "");
+  fs::create_symlink("a", folder / "b");
   FaultyFileOperations dryRun;
   SystemFiles(dryRun).list(folder.path(), isAnyName, entries);
   for (std::size_t call = 1; call <= dryRun.calls().size(); ++call) {

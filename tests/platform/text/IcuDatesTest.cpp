@@ -3,6 +3,8 @@
 #include <locale>
 #include <optional>
 #include <string>
+#include <string_view>
+#include <thread>
 
 #include <gtest/gtest.h>
 
@@ -93,6 +95,31 @@ TEST(IcuDates, TextIsTheWallClockOfTheZone) {
 TEST(IcuDates, AnInvalidPatternGivesAnEmptyText) {
   EXPECT_EQ(IcuDates("GMT").text(at(2026y / 11 / 15, 0s), "yyyy f"), "");
   EXPECT_EQ(IcuDates("GMT").text(at(2026y / 11 / 15, 0s), ""), "");
+}
+
+TEST(IcuDates, PatternsMayAlternate) {
+  const Date moment = at(2026y / 11 / 15, 20h + 7min + 8s);
+  const IcuDates dates("Europe/Berlin");
+  for (int round = 0; round < 2; ++round) {
+    EXPECT_EQ(dates.text(moment, kStartTimePattern), "2026-11-15 21:07:8.3");
+    EXPECT_EQ(dates.text(moment, "HH:mm zzzz"), "21:07 Central European Standard Time");
+    EXPECT_EQ(dates.text(moment, "yyyy f"), "");
+    EXPECT_EQ(dates.text(moment, kStartTimePattern), "2026-11-15 21:07:8.3");
+  }
+}
+
+TEST(IcuDates, ThreadsMayShareThem) {
+  const Date moment = at(2026y / 11 / 15, 20h + 7min + 8s);
+  const IcuDates dates("Asia/Kolkata");
+  const auto compareMany = [&](std::string_view pattern, std::string_view text) {
+    for (int round = 0; round < 200; ++round) {
+      EXPECT_EQ(dates.text(moment, pattern), text);
+      EXPECT_EQ(dates.secondsFromGMT(moment), 5h + 30min);
+    }
+  };
+  std::thread other(compareMany, "HH:mm", "01:37");
+  compareMany(kStartTimePattern, "2026-11-16 1:37:8.3");
+  other.join();
 }
 
 TEST(IcuDates, FollowsTheSystemsZone) {

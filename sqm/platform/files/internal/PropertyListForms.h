@@ -52,8 +52,7 @@ void writeXmlArray(const TextArray& array, const ByteSink& sink);
 std::string xmlOf(const PropertyListValue& root);
 
 /// The list in its binary form. `sharedKeys` are written first, once, whether or not they are used; every other text is
-/// written as often as it occurs. A text that is ill-formed, or has characters that XML does not allow, NUL among
-/// them, is written as data: other readers of property lists reject such strings.
+/// written as often as it occurs. See BinaryPropertyListWriter.
 std::string binaryOf(const PropertyListValue& root, std::span<const std::string_view> sharedKeys = {});
 
 /// The text, repaired if XML does not allow it.

@@ -1,8 +1,13 @@
 #include "sqm/platform/files/internal/RequestArchive.h"
 
 #include <algorithm>
+#include <cstdint>
+#include <span>
 #include <string>
 #include <utility>
+#include <vector>
+
+#include "sqm/platform/files/internal/BinaryPropertyListWriter.h"
 
 namespace sqm::platform {
 
@@ -25,6 +30,31 @@ PropertyListValue valueOf(const UploadRequests& requests) {
     array.push_back({std::move(dictionary)});
   }
   return {std::move(array)};
+}
+
+void writeRequests(const UploadRequests& requests, const ByteSink& sink) {
+  std::size_t objects = kRequestKeys.size() + requests.size() + 1;
+  for (const UploadRequest& request : requests) {
+    objects += static_cast<std::size_t>(
+        std::ranges::count_if(kEntries, [&](const auto entry) { return (request.*entry).has_value(); }));
+  }
+  BinaryPropertyListWriter writer(objects, sink);
+  for (const std::string_view key : kRequestKeys) writer.text(key);
+  std::vector<std::uint64_t> dictionaries;
+  dictionaries.reserve(requests.size());
+  for (const UploadRequest& request : requests) {
+    std::array<std::uint64_t, 2 * kEntries.size()> references;
+    std::size_t count = 0;
+    for (std::size_t entry = 0; entry < kEntries.size(); ++entry) {
+      if (request.*kEntries.at(entry)) references.at(count++) = entry;
+    }
+    for (const auto entry : kEntries) {
+      if (const auto& text = request.*entry) references.at(count++) = writer.text(*text);
+    }
+    dictionaries.push_back(writer.dictionary(std::span(references).first(count)));
+  }
+  writer.array(dictionaries);
+  writer.finish();
 }
 
 std::optional<UploadRequests> requestsFrom(PropertyListValue value) {

@@ -7,6 +7,7 @@
 
 #include "sqm/common/UploadRequest.h"
 #include "sqm/platform/files/internal/PropertyListValue.h"
+#include "sqm/platform/files/internal/WholeFile.h"
 
 namespace sqm::platform {
 
@@ -17,6 +18,9 @@ namespace sqm::platform {
 inline constexpr std::array<std::string_view, 2> kRequestKeys = {"uploadURL", "uploadData"};
 
 PropertyListValue valueOf(const UploadRequests& requests);
+
+/// Writes the list in its binary form, without intermediate values.
+void writeRequests(const UploadRequests& requests, const ByteSink& sink);
 
 /// The requests that the array holds; nothing when it is no such array. A request may lack either entry; other entries
 /// are ignored.

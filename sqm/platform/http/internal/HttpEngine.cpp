@@ -91,7 +91,7 @@ void HttpEngine::command(Change change) noexcept {
     const std::lock_guard lock(mutex_);
     change(commands_);
   }
-  curl_multi_wakeup(multi_.get());
+  wakeUp_.send();
 }
 
 void HttpEngine::run() noexcept {
@@ -103,9 +103,11 @@ void HttpEngine::run() noexcept {
     const bool handleIsFree = finishCompleted() || !isPerformed;
     const bool allPosted = ended_->postTasks();
     if (handleIsFree && !waiting_.empty()) continue;
-    if (curl_multi_poll(multi_.get(), nullptr, 0, allPosted ? kLongWait : kRetryPause, nullptr) != CURLM_OK) {
+    curl_waitfd command{wakeUp_.descriptor(), CURL_WAIT_POLLIN, 0};
+    if (curl_multi_poll(multi_.get(), &command, 1, allPosted ? kLongWait : kRetryPause, nullptr) != CURLM_OK) {
       std::this_thread::sleep_for(std::chrono::milliseconds(kRetryPause));
     }
+    if (command.revents != 0) wakeUp_.receive();
   }
 }
 

@@ -11,6 +11,7 @@
 #include "sqm/platform/http/internal/HttpEndedRequests.h"
 #include "sqm/platform/http/internal/HttpRequest.h"
 #include "sqm/platform/http/internal/HttpTransfer.h"
+#include "sqm/platform/http/internal/WakeUp.h"
 
 namespace sqm::platform {
 
@@ -65,6 +66,7 @@ class HttpEngine {
 
   std::mutex mutex_;
   Commands commands_;
+  WakeUp wakeUp_;  // not libcurl's, which takes two system calls to receive
 
   std::thread thread_;
 };
