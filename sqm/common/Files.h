@@ -41,9 +41,15 @@ class Files {
   /// only a file that is known to be missing counts as missing.
   virtual bool exists(const std::string& path) const = 0;
 
+  /// The bytes of a regular file; 0 for anything else.
+  virtual std::uintmax_t size(const std::string& path) const = 0;
+
   /// The entries of a folder whose names pass `isWanted`, in any order. A link that leads nowhere is left out. After a
   /// failure, part-way through the folder included, `entries` is empty.
   virtual std::error_code list(const std::string& folder, NameTest isWanted, std::vector<Entry>& entries) = 0;
+
+  /// As `Folder::read`, by the path of the file.
+  virtual std::error_code read(const std::string& path, std::string& content) = 0;
 
   /// Null when the folder cannot be opened. The result must not outlive this object.
   virtual std::unique_ptr<Folder> open(const std::string& folder) = 0;

@@ -79,7 +79,9 @@ std::error_code listRefused(Files& files, const std::string& folder, std::vector
   if (const auto problem = files.list(folder, isRefusedFile, entries)) return problem;
   for (const Files::Entry& entry : entries) {
     if (!entry.isRegularFile) continue;
-    refused.push_back({*numberOfFile(entry.name), folder + "/" + entry.name, entry.size});
+    std::string path = folder + "/" + entry.name;
+    const std::uintmax_t size = files.size(path);
+    refused.push_back({*numberOfFile(entry.name), std::move(path), size});
   }
   std::ranges::sort(refused, {}, &RefusedFile::number);
   return {};

@@ -26,21 +26,24 @@ std::error_code MemoryFiles::list(const std::string& folder, NameTest isWanted, 
   return {};
 }
 
+std::error_code MemoryFiles::read(const std::string& path, std::string& content) {
+  if (isRefused(Operation::read, path)) return make_error_code(std::errc::permission_denied);
+  const auto found = files_.find(path);
+  if (found == files_.end()) return make_error_code(std::errc::no_such_file_or_directory);
+  content.append(found->second);
+  return {};
+}
+
 class MemoryFiles::OpenFolder : public Folder {
  public:
-  OpenFolder(const MemoryFiles& files, std::string path) : files_(files), path_(std::move(path)) {}
+  OpenFolder(MemoryFiles& files, std::string path) : files_(files), path_(std::move(path)) {}
 
   std::error_code read(const std::string& name, std::string& content) override {
-    const std::string path = path_ + "/" + name;
-    if (files_.isRefused(Operation::read, path)) return make_error_code(std::errc::permission_denied);
-    const auto found = files_.files_.find(path);
-    if (found == files_.files_.end()) return make_error_code(std::errc::no_such_file_or_directory);
-    content.append(found->second);
-    return {};
+    return files_.read(path_ + "/" + name, content);
   }
 
  private:
-  const MemoryFiles& files_;
+  MemoryFiles& files_;
   std::string path_;
 };
 

@@ -25,8 +25,11 @@ class MemoryFiles : public Files {
 
   bool exists(const std::string& path) const override { return files_.contains(path) || folders_.contains(path); }
 
+  std::uintmax_t size(const std::string& path) const override { return content(path).value_or("").size(); }
+
   /// In descending order of the names: a caller that needs ascending order must sort.
   std::error_code list(const std::string& folder, NameTest isWanted, std::vector<Entry>& entries) override;
+  std::error_code read(const std::string& path, std::string& content) override;
   std::unique_ptr<Folder> open(const std::string& folder) override;
   std::error_code write(const std::string& path, std::string_view content) override;
   std::error_code replace(const std::string& path, std::initializer_list<std::string_view> pieces) override;

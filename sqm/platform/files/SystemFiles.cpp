@@ -174,6 +174,12 @@ std::error_code SystemFiles::list(const std::string& folder, NameTest isWanted, 
   return problem;
 }
 
+std::uintmax_t SystemFiles::size(const std::string& path) const {
+  struct ::stat status {};
+  const bool isFile = operations_.stat(path, status) == 0 && S_ISREG(status.st_mode);
+  return isFile ? static_cast<std::uintmax_t>(status.st_size) : 0;
+}
+
 class SystemFiles::OpenFolder : public Folder {
  public:
   OpenFolder(FileOperations& operations, File folder) : operations_(operations), folder_(std::move(folder)) {}
