@@ -60,7 +60,7 @@ void compareQueueing(sqm::QFRecordUploader& uploader, ArchiveElsewhere& archive,
   const std::string barePath = folder / ("bare archive of " + std::to_string(length));
   const sqm::UploadRequests queue(length, {std::string(kUrl), std::string(kDataSize, 'x')});
   bench::compare(
-      "queueing behind " + std::to_string(length) + "/" + where, effort,
+      "queueing " + where + "/behind " + std::to_string(length), effort,
       [&uploader, &archive, path, queue](benchmark::State& state) {
         archive.writeTo(path);
         const std::string data(kDataSize, 'x');
@@ -98,7 +98,7 @@ int main(int argc, char** argv) {
   const tools::TemporaryFolder inMemory("/dev/shm");
   for (const std::size_t length : {1U, 100U, 10'000U}) {
     constexpr auto kCounts = bench::Effort::Counts::median;
-    compareQueueing(uploader, archive, length, onDisk, "on a disk, synced", {.aim = 1.3, .counts = kCounts});
+    compareQueueing(uploader, archive, length, onDisk, "on a disk", {.aim = 1.3, .counts = kCounts});
     compareQueueing(uploader, archive, length, inMemory, "in memory", {.aim = 2.0, .counts = kCounts});
   }
   return bench::run(argc, argv);

@@ -1,0 +1,253 @@
+"""The comparison of benchmark runs, and the page that is made of one, on given figures."""
+
+import copy
+import json
+import pathlib
+import subprocess
+import sys
+import tempfile
+import tomllib
+import unittest
+
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+sys.path.insert(0, str(ROOT / "tools/dev"))
+import bench
+import bench_pages
+
+
+def runs(name, times, index, **facts):
+    """Entries of Google Benchmark's JSON; times are in microseconds."""
+    return [{"run_name": f"{name}/real_time", "run_type": "iteration", "family_index": index, "real_time": time,
+             "time_unit": "us", **facts} for time in times]
+
+
+def report(*entries):
+    return {"benchmarks": [run for runs_ in entries for run in runs_]}
+
+
+def figure(name="saving/10 records", ratio=1.5, noise=0.04, aim=None, time=3e-6):
+    return {"name": name, "program": "bench_store", "aim": aim, "ratio": ratio, "noise": noise, "time": time,
+            "limit": time / ratio}
+
+
+def verdict(before, now):
+    return bench.changes(before, now)[0][-1]
+
+
+class ReadingARun(unittest.TestCase):
+    def test_the_best_time_of_each_side_is_kept_with_the_aim(self):
+        found = bench.read_round(report(runs("saving", [5, 3, 4], 0, aim=1.5), runs("saving/limit", [3, 2, 2.5], 1)))
+        self.assertEqual(list(found), ["saving"])
+        self.assertAlmostEqual(found["saving"]["time"], 3e-6)
+        self.assertAlmostEqual(found["saving"]["limit"], 2e-6)
+        self.assertEqual(found["saving"]["aim"], 1.5)
+
+    def test_of_disk_times_the_median_is_kept(self):
+        found = bench.read_round(report(runs("queueing", [5, 3, 4], 0, median=1), runs("queueing/limit", [9, 2, 3], 1)))
+        self.assertAlmostEqual(found["queueing"]["time"], 4e-6)
+        self.assertAlmostEqual(found["queueing"]["limit"], 3e-6)
+        self.assertIsNone(found["queueing"]["aim"])
+
+    def test_names_do_not_say_how_often_a_figure_is_measured(self):
+        entries = runs("saving/10 records/repeats:10", [2], 0), runs("saving/10 records/limit/repeats:10", [1], 1)
+        self.assertEqual(list(bench.read_round(report(*entries))), ["saving/10 records"])
+
+    def test_figures_have_the_order_of_their_registration(self):
+        found = bench.read_round(report(runs("second/limit", [1], 3), runs("first/limit", [1], 1),
+                                        runs("second", [1], 2), runs("first", [1], 0)))
+        self.assertEqual(list(found), ["first", "second"])
+
+    def test_aggregates_and_figures_without_a_limit_are_left_out(self):
+        aggregate = [{**run, "run_type": "aggregate"} for run in runs("saving", [0.001], 0)]
+        found = bench.read_round(report(aggregate, runs("saving", [2], 0), runs("saving/limit", [1], 1),
+                                        runs("alone", [1], 2)))
+        self.assertEqual(list(found), ["saving"])
+        self.assertAlmostEqual(found["saving"]["time"], 2e-6)
+
+    def test_a_benchmark_that_failed_is_named(self):
+        with self.assertRaisesRegex(ValueError, "saving.*no disk"):
+            bench.read_round(report(runs("saving", [1], 0, error_occurred=True, error_message="no disk")))
+
+
+class Rounds(unittest.TestCase):
+    @staticmethod
+    def summary(*ratios):
+        return bench.summarise([{"saving": {"time": ratio * 2e-6, "limit": 2e-6, "aim": 1.5}} for ratio in ratios])[0]
+
+    def test_the_median_ratio_is_the_figure_and_half_the_range_its_noise(self):
+        saving = self.summary(1.4, 1.0, 1.2)
+        self.assertAlmostEqual(saving["ratio"], 1.2)
+        self.assertAlmostEqual(saving["noise"], 0.2 / 1.2)
+        self.assertAlmostEqual(saving["time"] / saving["limit"], 1.2)
+        self.assertEqual(len(saving["times"]), 3)
+        self.assertEqual(saving["aim"], 1.5)
+
+    def test_noise_is_never_below_the_least(self):
+        self.assertEqual(self.summary(1.2, 1.2)["noise"], bench.LEAST_NOISE)
+
+
+class Comparison(unittest.TestCase):
+    def test_a_figure_beyond_the_noise_of_both_runs_is_slower(self):
+        self.assertEqual(verdict([figure(ratio=1.5)], [figure(ratio=1.65)]), "slower")
+
+    def test_a_figure_within_the_noise_of_both_runs_is_unchanged(self):
+        self.assertEqual(verdict([figure(ratio=1.5)], [figure(ratio=1.61)]), "")
+        self.assertEqual(verdict([figure(ratio=1.61)], [figure(ratio=1.5)]), "")
+
+    def test_a_figure_with_more_noise_needs_a_larger_change(self):
+        self.assertEqual(verdict([figure(ratio=1.5, noise=0.3)], [figure(ratio=1.9)]), "")
+        self.assertEqual(verdict([figure(ratio=1.5)], [figure(ratio=1.9, noise=0.3)]), "")
+
+    def test_a_smaller_ratio_is_faster(self):
+        self.assertEqual(verdict([figure(ratio=1.65)], [figure(ratio=1.5)]), "faster")
+
+    def test_times_are_not_compared(self):
+        self.assertEqual(verdict([figure(time=3e-6)], [figure(time=3e-3)]), "")
+
+    def test_figures_of_one_run_alone_are_named(self):
+        rows = bench.changes([figure("old")], [figure("new")])
+        self.assertEqual([(row[0], row[-1]) for row in rows], [("old", "removed"), ("new", "new")])
+
+
+TEXTS = '''
+["saving"]
+measured = "a list to its file"
+limit = "writing the bytes"
+["saving".above]
+"10 records" = "Two system calls more."
+["loading"]
+measured = "a list from its file"
+limit = "reading the bytes"
+["loading".above]
+"" = "One allocation for each record."
+'''
+
+PAGE = "# Figures\n\nKept.\n" + "".join(
+    f"\n<!-- {name}: written by ./run bench --update-docs -->\nold {name}\n<!-- end of {name} -->\n"
+    for name in ("figures", "texts", "reasons")) + "\nKept, too.\n"
+
+RESULTS = {
+    "date": "2026-11-22", "commit": "0123abc",
+    "machine": {"processor": "A processor", "processors": 2, "memory_bytes": 8 << 30, "system": "Linux 6"},
+    "figures": [figure("loading/10 records", 2.0, aim=1.3), figure("loading/1000 records", 2.5),
+                figure("saving/10 records", 1.5, aim=1.3), figure("saving/1000 records", 1.1, aim=1.3)],
+}
+
+
+class Page(unittest.TestCase):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.root = pathlib.Path(folder.name)
+        self.page = self.root / bench_pages.PAGE
+        self.texts = self.root / bench_pages.TEXTS
+        for file, text in ((self.page, PAGE), (self.texts, TEXTS)):
+            file.parent.mkdir()
+            file.write_text(text, encoding="utf-8")
+        self.results = copy.deepcopy(RESULTS)
+
+    def update(self):
+        return bench_pages.update(self.root, self.results), self.page.read_text(encoding="utf-8")
+
+    def test_has_the_figures_their_texts_and_the_reasons_of_those_above_their_aim(self):
+        faults, page = self.update()
+        self.assertEqual(faults, [])
+        self.assertIn("| saving, 10 records | 3.00 | 2.00 | 1.50 | 0.06 | 1.3 |", page)
+        self.assertIn("| loading, 1,000 records | 3.00 | 1.20 | 2.50 | 0.10 |  |", page)
+        self.assertIn("| saving | a list to its file | writing the bytes |", page)
+        self.assertIn("- **saving, 10 records.** Two system calls more.\n", page)
+        self.assertIn("- **loading, 10 records.** One allocation for each record.\n", page)
+        self.assertIn("0123abc", page)
+
+    def test_has_the_figures_in_the_order_of_their_texts(self):
+        _, page = self.update()
+        self.assertLess(page.index("| saving, 1,000 records |"), page.index("| loading, 10 records |"))
+
+    def test_keeps_what_is_outside_the_markers_and_replaces_what_is_inside(self):
+        self.update()
+        _, page = self.update()
+        self.assertTrue(page.startswith("# Figures\n\nKept.\n"))
+        self.assertTrue(page.endswith("\nKept, too.\n"))
+        self.assertNotIn("old", page)
+        self.assertEqual(page.count("| saving, 10 records |"), 1)
+
+    def assert_refused(self, *parts):
+        faults, page = self.update()
+        self.assertEqual(len(faults), 1, faults)
+        for part in parts:
+            self.assertIn(part, faults[0])
+        self.assertEqual(page, PAGE)
+
+    def test_is_not_written_when_a_figure_above_its_aim_has_no_reason(self):
+        self.results["figures"][3]["ratio"] = 1.31
+        self.assert_refused("saving/1000 records", "above its aim")
+
+    def test_is_not_written_when_a_figure_has_no_text(self):
+        self.results["figures"].append(figure("deleting/10 records"))
+        self.assert_refused("deleting", "no entry")
+
+    def test_is_not_written_when_a_text_has_no_figure(self):
+        del self.results["figures"][:2]
+        self.assert_refused("loading", "nothing measures")
+
+    def test_a_page_without_the_markers_is_an_error(self):
+        self.page.write_text("# Figures\n", encoding="utf-8")
+        with self.assertRaisesRegex(ValueError, "markers of 'figures'"):
+            self.update()
+
+    def test_numbers_have_at_least_three_digits(self):
+        self.assertEqual([bench_pages.number(value) for value in (0.1234, 0.9996, 1.234, 9.996, 12.34, 99.96, 1234.5)],
+                         ["0.123", "1.00", "1.23", "10.0", "12.3", "100", "1,234"])
+
+
+class RealPage(unittest.TestCase):
+    def test_has_the_markers(self):
+        page = (ROOT / bench_pages.PAGE).read_text(encoding="utf-8")
+        for name in ("figures", "texts", "reasons"):
+            self.assertIn("\nnew lines\n", bench_pages.replaced(page, name, ["new lines"]))
+
+    def test_every_entry_says_what_is_measured_and_its_limit(self):
+        texts = tomllib.loads((ROOT / bench_pages.TEXTS).read_text(encoding="utf-8"))
+        self.assertTrue(texts)
+        for entry, columns in texts.items():
+            self.assertEqual(set(columns) | {"above"}, {"measured", "limit", "above"}, entry)
+
+
+class Command(unittest.TestCase):
+    """The command on figures that were measured before."""
+
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.folder = pathlib.Path(folder.name)
+
+    def file(self, name, *figures):
+        path = self.folder / name
+        path.write_text(json.dumps({**RESULTS, "figures": figures}), encoding="utf-8")
+        return path
+
+    def compare(self, before, now):
+        return self.run_script("--against", self.file("before", before), "--from", self.file("now", now))
+
+    def run_script(self, *options):
+        command = [sys.executable, "-B", ROOT / "tools/dev/bench.py", self.folder, *options]
+        return subprocess.run(command, capture_output=True, text=True, check=False)
+
+    def test_fails_and_names_a_figure_that_became_slower(self):
+        run = self.compare(figure("saving", 1.5), figure("saving", 1.7))
+        self.assertEqual(run.returncode, 1)
+        self.assertRegex(run.stderr, "slower than in .*before: saving")
+
+    def test_succeeds_within_the_noise(self):
+        run = self.compare(figure("saving", 1.5), figure("saving", 1.6))
+        self.assertEqual((run.returncode, run.stderr), (0, ""))
+        self.assertRegex(run.stdout, r"saving +1\.50 +1\.60 +8\.0%\n")
+
+    def test_without_programs_says_so(self):
+        run = self.run_script()
+        self.assertEqual(run.returncode, 1)
+        self.assertIn("no benchmark", run.stderr)
+
+
+if __name__ == "__main__":
+    unittest.main()
