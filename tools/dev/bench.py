@@ -18,11 +18,14 @@ import subprocess
 import sys
 import tempfile
 
+import bench_footprint
 import bench_pages
+import bench_scale
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 LIMIT = "/limit"
 ROUNDS = 5
+LEAST_ROUNDS = 3
 
 # Two runs differ by this much although the rounds of each agree: their code and data lie at other addresses.
 LEAST_NOISE = 0.02
@@ -122,6 +125,18 @@ def run_rounds(programs, options, count):
     return [{"program": program.name, **figure} for program in programs for figure in summarise(rounds[program])]
 
 
+def measure_processes(own):
+    """Measures and prints what has no limit: the cost of a record in lists of all lengths, and that of a process."""
+    largest = own.largest or own.update_docs
+    print(f"== {bench_scale.PROGRAM}", flush=True)
+    sizes = bench_scale.measure(own.programs, largest)
+    print(f"== {bench_footprint.PROGRAM}", flush=True)
+    footprint, libraries = bench_footprint.measure(own.programs, own.released, largest)
+    scale = bench_scale.values(sizes)
+    print_values(scale + footprint)
+    return {"sizes": sizes, "scale": scale, "footprint": footprint, "libraries": libraries}
+
+
 def machine():
     cpuinfo = pathlib.Path("/proc/cpuinfo").read_text(encoding="utf-8")
     processor = re.search(r"^model name\s*: (.*)$", cpuinfo, re.MULTILINE)
@@ -152,6 +167,12 @@ def print_figures(figures):
               f"{each['noise']:7.1%} {aim:>6}")
 
 
+def print_values(values):
+    for each in values:
+        aim = "" if each["aim"] is None else f"aim {each['aim']:g}"
+        print(f"{each['name']:<52} {each['value']:12.2f} {each['unit']:<6} {aim}".rstrip())
+
+
 def print_changes(rows):
     print(f"{'':<52} {'before':>8} {'now':>8} {'noise':>7}")
     for name, before, now, noise, verdict in rows:
@@ -167,15 +188,21 @@ def arguments():
     parser = argparse.ArgumentParser(prog="./run bench", description=__doc__, allow_abbrev=False,
                                      formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("programs", type=pathlib.Path, help=argparse.SUPPRESS)
+    parser.add_argument("released", type=pathlib.Path, help=argparse.SUPPRESS)
     parser.add_argument("--json", type=pathlib.Path, metavar="FILE", help="write the figures to FILE")
     parser.add_argument("--against", type=pathlib.Path, metavar="FILE",
                         help="compare with the figures in FILE, and fail when one is slower by more than its noise")
-    parser.add_argument("--update-docs", action="store_true", help=f"write the figures into {bench_pages.PAGE}")
+    parser.add_argument("--update-docs", action="store_true", help=f"write the figures into {bench_pages.PAGE}; implies --largest")
     parser.add_argument("--from", type=pathlib.Path, metavar="FILE", dest="source",
                         help="take the figures from FILE, which --json wrote, instead of measuring them")
+    parser.add_argument("--largest", action="store_true",
+                        help="measure a million records, too, which takes minutes and 4 GB of memory and disk")
     parser.add_argument("--rounds", type=int, metavar="N",
                         help=f"run each program N times (with an option above: {ROUNDS} times)")
-    return parser.parse_known_args()
+    own, options = parser.parse_known_args()
+    if own.rounds is not None and own.rounds < LEAST_ROUNDS:
+        parser.error(f"--rounds must be at least {LEAST_ROUNDS}: fewer show no noise")
+    return own, options
 
 
 def main():
@@ -183,13 +210,16 @@ def main():
     if own.update_docs and options:
         sys.exit(f"bench: --update-docs publishes all figures, and takes no {options[0]}")
     before = read_results(own.against)
-    programs = sorted(own.programs.glob("bench_*"))
+    apart = {bench_scale.PROGRAM, bench_footprint.PROGRAM}
+    programs = sorted(path for path in own.programs.glob("bench_*") if path.name not in apart)
     if not programs and not own.source:
         sys.exit(f"bench: there is no benchmark in {own.programs}")
     if not (own.json or own.against or own.update_docs or own.source or own.rounds):
         for program in programs:
             print(f"== {program.name}", flush=True)
             run_program(program, options)
+        if not options:
+            measure_processes(own)
         return 0
 
     results = read_results(own.source) or {
@@ -197,6 +227,7 @@ def main():
         "commit": commit(),
         "machine": machine(),
         "figures": run_rounds(programs, options, own.rounds or ROUNDS),
+        **({} if options else measure_processes(own)),
     }
     print_figures(results["figures"])
     if own.json:

@@ -1,12 +1,16 @@
-"""Writes the figures of a run into docs/benchmarks.md, between its markers.
+"""Writes the figures of a run into docs/benchmarks.md, between its markers, and draws docs/scale.svg.
 
-bench/figures.toml has the texts: what each figure measures, its limit, and the reason of each that is above its aim.
+bench/figures.toml has the texts: what each figure measures, its limit, and the reason of each that is above its aim. A
+figure has a ratio; what has no limit has a value with a unit.
 """
 
 import re
 import tomllib
 
+import bench_scale
+
 PAGE = "docs/benchmarks.md"
+DRAWING = "docs/scale.svg"
 TEXTS = "bench/figures.toml"
 
 
@@ -21,7 +25,7 @@ def title(name):
 
 
 def is_above_aim(row):
-    return row["aim"] is not None and row["ratio"] > row["aim"]
+    return row["aim"] is not None and row["ratio" if "ratio" in row else "value"] > row["aim"]
 
 
 def reason(texts, name):
@@ -60,6 +64,10 @@ def machine_line(results):
             f"({machine['processor']}), {memory:.0f} GiB of memory, {machine['system']}.")
 
 
+def aim(row):
+    return "" if row["aim"] is None else f"{row['aim']:g} {row.get('unit', '')}".strip()
+
+
 def in_order(texts, figures):
     """The figures in the order of their texts."""
     order = list(texts)
@@ -68,15 +76,40 @@ def in_order(texts, figures):
 
 def figures_section(figures):
     rows = [(title(each["name"]), number(each["time"] * 1e6), number(each["limit"] * 1e6), f"{each['ratio']:.2f}",
-             f"{each['ratio'] * each['noise']:.2f}", "" if each["aim"] is None else f"{each['aim']:g}")
+             f"{each['ratio'] * each['noise']:.2f}", aim(each))
             for each in figures]
     head = ("figure", "time, µs", "limit, µs", "ratio", "noise", "aim")
     return table(head, ("---", *["---:"] * 5), rows)
 
 
 def texts_section(texts):
-    rows = [(entry, columns["measured"], columns["limit"]) for entry, columns in texts.items()]
+    rows = [(entry, columns["measured"], columns["limit"]) for entry, columns in texts.items() if "limit" in columns]
     return table(("figure", "what is measured", "its limit"), ["---"] * 3, rows)
+
+
+def values_section(texts, values):
+    """The values, each group with its text."""
+    rows = []
+    for at, each in enumerate(values):
+        is_first = at == 0 or entry_of(values[at - 1]["name"]) != entry_of(each["name"])
+        measured = texts[entry_of(each["name"])]["measured"] if is_first else ""
+        rows.append((title(each["name"]), f"{number(each['value'])} {each['unit']}".strip(), aim(each), measured))
+    return table(("figure", "value", "aim", "what is measured"), ("---", "---:", "---:", "---"), rows)
+
+
+def scale_section(texts, results):
+    steps = bench_scale.STEPS
+    rows = [(f"{size['records']:,}", *(number(size[step] * 1e6) for step in steps), number(size["loaded memory"]))
+            for size in results["sizes"]]
+    head = ("records", *(f"{step}, µs" for step in steps), "memory, bytes")
+    drawing = f"![The processor time for one record, by the number of records]({DRAWING.removeprefix('docs/')})"
+    return [drawing, "", *table(head, ["---:"] * len(head), rows), "", *values_section(texts, results["scale"])]
+
+
+def footprint_section(texts, results):
+    libraries = [(name, number(size / 1000)) for name, size in results["libraries"]]
+    return [*values_section(texts, results["footprint"]), "",
+            *table(("shared library of the minimal host", "size, KB"), ("---", "---:"), libraries)]
 
 
 def reasons_section(texts, rows):
@@ -98,14 +131,20 @@ def replaced(page, name, lines):
 
 
 def update(root, results):
-    """Writes the page. Returns what is wrong with the texts; the page is then left as it was."""
+    """Writes the page and the drawing. Returns what is wrong with the texts; the files are then left as they were."""
     texts = tomllib.loads((root / TEXTS).read_text(encoding="utf-8"))
-    faults = text_faults(texts, results["figures"])
-    if not faults:
-        figures = in_order(texts, results["figures"])
-        page = (root / PAGE).read_text(encoding="utf-8")
-        page = replaced(page, "figures", [machine_line(results), "", *figures_section(figures)])
-        page = replaced(page, "texts", texts_section(texts))
-        page = replaced(page, "reasons", reasons_section(texts, figures))
-        (root / PAGE).write_text(page, encoding="utf-8")
-    return faults
+    rows = [*results["figures"], *results["scale"], *results["footprint"]]
+    faults = text_faults(texts, rows)
+    if faults:
+        return faults
+    figures = in_order(texts, results["figures"])
+    page = (root / PAGE).read_text(encoding="utf-8")
+    for name, lines in (("figures", [machine_line(results), "", *figures_section(figures)]),
+                        ("texts", texts_section(texts)),
+                        ("scale", scale_section(texts, results)),
+                        ("footprint", footprint_section(texts, results)),
+                        ("reasons", reasons_section(texts, rows))):
+        page = replaced(page, name, lines)
+    (root / PAGE).write_text(page, encoding="utf-8")
+    (root / DRAWING).write_text(bench_scale.draw(results["sizes"]), encoding="utf-8")
+    return []
