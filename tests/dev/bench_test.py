@@ -3,6 +3,7 @@
 import copy
 import json
 import pathlib
+import shutil
 import subprocess
 import sys
 import tempfile
@@ -13,6 +14,7 @@ import xml.etree.ElementTree
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 sys.path.insert(0, str(ROOT / "tools/dev"))
 import bench
+import bench_footprint
 import bench_pages
 import bench_scale
 
@@ -248,6 +250,22 @@ class Scale(unittest.TestCase):
         places = bench_scale.spread({"a": 10, "b": 12, "c": 11, "d": 200})
         self.assertEqual(sorted(places, key=places.get), ["a", "c", "b", "d"])
         self.assertEqual(places, {"a": 10, "c": 10 + bench_scale.LINE, "b": 10 + 2 * bench_scale.LINE, "d": 200})
+
+
+class Footprint(unittest.TestCase):
+    def test_lists_the_shared_libraries_of_a_program_with_their_sizes(self):
+        *named, others = bench_footprint.libraries(shutil.which("strip"))
+        self.assertIn("libc.so.6", [name for name, _ in named])
+        self.assertTrue(all(size > 4096 for _, size in named))
+        self.assertRegex(others[0], r"^\d+ others that these need$")
+
+    def test_the_size_of_a_program_is_that_without_symbols(self):
+        with tempfile.TemporaryDirectory() as folder:
+            program = pathlib.Path(folder, "program")
+            subprocess.run(["g++", "-x", "c++", "-", "-o", program], input="int main() {}", text=True, check=True)
+            whole = program.stat().st_size
+            self.assertLess(bench_footprint.size(program), whole)
+            self.assertEqual(program.stat().st_size, whole)
 
 
 class RealPage(unittest.TestCase):

@@ -33,6 +33,9 @@ LEAST_NOISE = 0.02
 # What Google Benchmark adds to the name of a benchmark: how it is run.
 ADDED_TO_NAME = re.compile(r"(/repeats:\d+)?(/real_time)?$")
 
+# Programs that have no limits to compare with.
+APART = {bench_scale.PROGRAM, bench_footprint.PROGRAM}
+
 SECONDS = {"ns": 1e-9, "us": 1e-6, "ms": 1e-3, "s": 1}
 
 
@@ -181,7 +184,7 @@ def print_changes(rows):
 
 
 def read_results(path):
-    return json.loads(path.read_text(encoding="utf-8")) if path else None
+    return json.loads(path.read_text(encoding="utf-8"))
 
 
 def arguments():
@@ -192,7 +195,8 @@ def arguments():
     parser.add_argument("--json", type=pathlib.Path, metavar="FILE", help="write the figures to FILE")
     parser.add_argument("--against", type=pathlib.Path, metavar="FILE",
                         help="compare with the figures in FILE, and fail when one is slower by more than its noise")
-    parser.add_argument("--update-docs", action="store_true", help=f"write the figures into {bench_pages.PAGE}; implies --largest")
+    parser.add_argument("--update-docs", action="store_true",
+                        help=f"write the figures into {bench_pages.PAGE}; implies --largest")
     parser.add_argument("--from", type=pathlib.Path, metavar="FILE", dest="source",
                         help="take the figures from FILE, which --json wrote, instead of measuring them")
     parser.add_argument("--largest", action="store_true",
@@ -205,42 +209,54 @@ def arguments():
     return own, options
 
 
-def main():
-    own, options = arguments()
-    if own.update_docs and options:
-        sys.exit(f"bench: --update-docs publishes all figures, and takes no {options[0]}")
-    before = read_results(own.against)
-    apart = {bench_scale.PROGRAM, bench_footprint.PROGRAM}
-    programs = sorted(path for path in own.programs.glob("bench_*") if path.name not in apart)
-    if not programs and not own.source:
-        sys.exit(f"bench: there is no benchmark in {own.programs}")
-    if not (own.json or own.against or own.update_docs or own.source or own.rounds):
-        for program in programs:
-            print(f"== {program.name}", flush=True)
-            run_program(program, options)
-        if not options:
-            measure_processes(own)
-        return 0
+def run_once(own, programs, options):
+    """Runs each program once. It prints its figures itself."""
+    for program in programs:
+        print(f"== {program.name}", flush=True)
+        run_program(program, options)
+    if not options:
+        measure_processes(own)
 
-    results = read_results(own.source) or {
+
+def measure(own, programs, options):
+    return {
         "date": datetime.date.today().isoformat(),
         "commit": commit(),
         "machine": machine(),
         "figures": run_rounds(programs, options, own.rounds or ROUNDS),
         **({} if options else measure_processes(own)),
     }
+
+
+def slower_figures(results, own, options):
+    """Compares with the file, prints the comparison, and names the figures that became slower."""
+    rows = changes(read_results(own.against)["figures"], results["figures"])
+    if options:  # a filter leaves figures out
+        rows = [row for row in rows if row[-1] != "removed"]
+    print_changes(rows)
+    return [f"slower than in {own.against}: {name}" for name, *_, verdict in rows if verdict == "slower"]
+
+
+def main():
+    own, options = arguments()
+    if own.update_docs and options:
+        sys.exit(f"bench: --update-docs publishes all figures, and takes no {options[0]}")
+    if own.against and not own.against.exists():
+        sys.exit(f"bench: there is no {own.against}")
+    programs = sorted(path for path in own.programs.glob("bench_*") if path.name not in APART)
+    if not programs and not own.source:
+        sys.exit(f"bench: there is no benchmark in {own.programs}")
+    if not (own.json or own.against or own.update_docs or own.source or own.rounds):
+        run_once(own, programs, options)
+        return 0
+
+    results = read_results(own.source) if own.source else measure(own, programs, options)
     print_figures(results["figures"])
     if own.json:
         own.json.write_text(json.dumps(results, indent=1) + "\n", encoding="utf-8")
-    faults = []
-    if own.update_docs:
-        faults += bench_pages.update(ROOT, results)
+    faults = bench_pages.update(ROOT, results) if own.update_docs else []
     if own.against:
-        rows = changes(before["figures"], results["figures"])
-        if options:  # a filter leaves figures out
-            rows = [row for row in rows if row[-1] != "removed"]
-        print_changes(rows)
-        faults += [f"slower than in {own.against}: {name}" for name, *_, verdict in rows if verdict == "slower"]
+        faults += slower_figures(results, own, options)
     for fault in faults:
         print(f"bench: {fault}", file=sys.stderr)
     return 1 if faults else 0
