@@ -164,7 +164,7 @@ void load(const std::string& home, std::size_t count, Costs& costs) {
   const double size = static_cast<double>(length) / records;
   bench::require(size > 0.9 * kRecordSize && size < 1.1 * kRecordSize, "the records have another size");
   costs[kLoading] = loading.seconds / records;
-  costs[kLoadingPeak] = (loading.peak - stays) / fileSize;
+  costs[kLoadingPeak] = std::max(0.0, loading.peak - stays) / fileSize;
   costs[kLoadedMemory] = stays / records;
   costs[kDocument] = document.seconds / records;
 }
@@ -198,7 +198,7 @@ void upload(const std::string& home, std::size_t count, Costs& costs) {
 /// The costs of a list of `count` records: the best times and the median of memory of several repetitions.
 Costs costsOf(std::size_t count) {
   constexpr std::size_t kMostRepetitions = 15;
-  constexpr std::size_t kLeastRepetitions = 2;
+  constexpr std::size_t kLeastRepetitions = 3;
   constexpr std::size_t kRecordsInAll = 300'000;
   const std::size_t repetitions = std::clamp(kRecordsInAll / count, kLeastRepetitions, kMostRepetitions);
   std::array<std::vector<double>, kCosts> found;
