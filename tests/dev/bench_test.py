@@ -78,13 +78,18 @@ class Rounds(unittest.TestCase):
     def summary(*ratios):
         return bench.summarise([{"saving": {"time": ratio * 2e-6, "limit": 2e-6, "aim": 1.5}} for ratio in ratios])[0]
 
-    def test_the_median_ratio_is_the_figure_and_half_the_range_its_noise(self):
-        saving = self.summary(1.4, 1.0, 1.2)
+    def test_the_median_ratio_is_the_figure_and_its_noise_is_twice_the_median_distance(self):
+        saving = self.summary(1.4, 1.1, 1.2)
         self.assertAlmostEqual(saving["ratio"], 1.2)
-        self.assertAlmostEqual(saving["noise"], 0.2 / 1.2)
+        self.assertAlmostEqual(saving["noise"], 2 * 0.1 / 1.2)
         self.assertAlmostEqual(saving["time"] / saving["limit"], 1.2)
         self.assertEqual(len(saving["times"]), 3)
         self.assertEqual(saving["aim"], 1.5)
+
+    def test_one_disturbed_round_changes_neither_the_figure_nor_its_noise(self):
+        saving = self.summary(1.2, 1.25, 9.0, 1.15, 1.2)
+        self.assertAlmostEqual(saving["ratio"], 1.2)
+        self.assertAlmostEqual(saving["noise"], 2 * 0.05 / 1.2)
 
     def test_noise_is_never_below_the_least(self):
         self.assertEqual(self.summary(1.2, 1.2)["noise"], bench.LEAST_NOISE)
@@ -282,6 +287,20 @@ class RealPage(unittest.TestCase):
             self.assertLessEqual(set(columns), {"measured", "limit", "above"}, entry)
 
 
+FAKE_PROGRAM = """#!/usr/bin/env python3
+import json, pathlib, re, sys
+counter = pathlib.Path(__file__).with_name("runs")
+number = int(counter.read_text()) + 1
+counter.write_text(str(number))
+options = dict(option.split("=", 1) for option in sys.argv[1:])
+assert re.search(options.get("--benchmark_filter", ""), "saving (1 record)/limit")
+runs = [{"run_name": name + "/real_time", "run_type": "iteration", "family_index": index, "real_time": time,
+         "time_unit": "us"} for index, (name, time) in enumerate({"saving (1 record)": 3 if number >= 0 else 9,
+                                                                  "saving (1 record)/limit": 2}.items())]
+pathlib.Path(options["--benchmark_out"]).write_text(json.dumps({"benchmarks": runs}))
+"""
+
+
 class Command(unittest.TestCase):
     """The command on figures that were measured before."""
 
@@ -311,6 +330,18 @@ class Command(unittest.TestCase):
         run = self.compare(figure("saving", 1.5), figure("saving", 1.6))
         self.assertEqual((run.returncode, run.stderr), (0, ""))
         self.assertRegex(run.stdout, r"saving +1\.50 +1\.60 +8\.0%\n")
+
+    def test_measures_again_what_seems_slower(self):
+        """A program whose first rounds are disturbed: saving takes 9 us in them, and 3 us in later ones."""
+        program = self.folder / "bench_store"
+        program.write_text(FAKE_PROGRAM, encoding="utf-8")
+        program.chmod(0o755)
+        for undisturbed_from, status in ((4, 0), (99, 1)):
+            (self.folder / "runs").write_text(str(-undisturbed_from), encoding="utf-8")
+            run = self.run_script("--against", self.file("before", figure("saving (1 record)", 1.5)), "--rounds", "3",
+                                  "--benchmark_min_time=0.1")
+            self.assertEqual(run.returncode, status, run.stdout + run.stderr)
+            self.assertEqual(run.stdout.count("bench_store"), 6)
 
     def test_without_programs_says_so(self):
         run = self.run_script()
