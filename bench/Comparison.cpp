@@ -15,6 +15,10 @@ namespace {
 
 constexpr std::string_view kLimitSuffix = "/limit";
 
+// Counters of each run in Google Benchmark's JSON, which tools/dev/bench.py reads.
+constexpr const char* kAimCounter = "aim";
+constexpr const char* kMedianCounter = "median";
+
 struct Comparison {
   std::string name;
   Effort effort;
@@ -77,9 +81,15 @@ class RatioReporter : public benchmark::BenchmarkReporter {
 
 void compare(const std::string& name, const Effort& effort, Body subject, Body limit) {
   comparisons().push_back({name, effort});
-  for (auto& [each, body] :
+  for (const auto& [each, body] :
        {std::pair(name, std::move(subject)), {name + std::string(kLimitSuffix), std::move(limit)}}) {
-    benchmark::internal::Benchmark* const registered = benchmark::RegisterBenchmark(each.c_str(), body)->UseRealTime();
+    const auto marked = [body = body, effort](benchmark::State& state) {
+      body(state);
+      if (effort.aim) state.counters[kAimCounter] = *effort.aim;
+      if (effort.counts == Effort::Counts::median) state.counters[kMedianCounter] = 1;
+    };
+    benchmark::internal::Benchmark* const registered =
+        benchmark::RegisterBenchmark(each.c_str(), marked)->UseRealTime();
     if (effort.repetitions) registered->Repetitions(*effort.repetitions);
   }
 }

@@ -23,7 +23,8 @@ struct Effort {
 void compare(const std::string& name, const Effort& effort, Body subject, Body limit);
 
 /// Runs the registered benchmarks, each several times and in random order, and prints the best or the median time of
-/// each with its ratio to its limit. Takes the options of Google Benchmark.
+/// each with its ratio to its limit. Takes the options of Google Benchmark; --benchmark_out=FILE writes the times of
+/// all repetitions, each with its aim, as JSON.
 int run(int argc, char** argv);
 
 /// Ends the program, with a message, when a benchmark could not do its work.

@@ -68,10 +68,10 @@ void compareQueueing(sqm::QFRecordUploader& uploader, ArchiveElsewhere& archive,
   const std::string path = folder / ("archive of " + std::to_string(length));
   const std::string barePath = folder / ("bare archive of " + std::to_string(length));
   const sqm::UploadRequests queue(length, {std::string(kUrl), std::string(kDataSize, 'x')});
-  const std::string where = medium == Medium::disk ? "/on a disk, synced" : "/in memory";
+  const std::string where = medium == Medium::disk ? "on a disk" : "in memory";
   const auto counts = medium == Medium::disk ? bench::Effort::Counts::median : bench::Effort::Counts::best;
   bench::compare(
-      "queueing behind " + std::to_string(length) + where, {.aim = aim, .counts = counts},
+      "queueing " + where + "/behind " + std::to_string(length), {.aim = aim, .counts = counts},
       [&uploader, &archive, path, queue](benchmark::State& state) {
         archive.writeTo(path);
         const std::string data(kDataSize, 'x');
