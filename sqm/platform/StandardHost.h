@@ -26,7 +26,7 @@ class RunLoop;
 ///
 /// Ownership: owns the standard services. Must outlive the objects that were given it.
 /// Threading: made, used and destroyed on the main thread.
-/// Failure: only `makeFolders`, setting preferences and opening logs create files or folders.
+/// Failure: only `makeFolders`, setting preferences, opening logs and the delivery options create files or folders.
 class StandardHost : public Host {
  public:
   struct Options {

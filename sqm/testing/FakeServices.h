@@ -36,8 +36,8 @@ class ManualMainThread : public MainThread {
 
   void post(Task task) override { tasks_.push_back(std::move(task)); }
   bool postAfter(Time delay, Task task) override {
-    if (hasTimers) later_.emplace(now_ + delay, std::move(task));
-    return hasTimers;
+    if (hasTimers_) later_.emplace(now_ + delay, std::move(task));
+    return hasTimers_;
   }
   std::size_t waiting() const { return tasks_.size(); }
 
@@ -68,12 +68,14 @@ class ManualMainThread : public MainThread {
     now_ = end;
   }
 
-  bool hasTimers = true;  ///< false: `postAfter` behaves as its default
+  /// From now on `postAfter` behaves as its default.
+  void dropTimers() { hasTimers_ = false; }
 
  private:
   std::deque<Task> tasks_;
   std::multimap<Time, Task> later_;
   Time now_{0};
+  bool hasTimers_ = true;
 };
 
 /// The paths of resources by file name ("SQMFieldNames.plist").

@@ -47,7 +47,7 @@ EndedRequest ScriptedHttp::Transaction::endedRequest() const {
   return {.url = url,
           .shownAs = url,
           .bytes = request.data.size(),
-          .retryAfter = status_ == 0 ? std::chrono::seconds(0) : http_.retryAfter};
+          .retryAfter = status_ == 0 ? std::chrono::seconds(0) : http_.retryAfter_};
 }
 
 std::optional<std::string> ScriptedHttp::Transaction::takeRequestBody() {
@@ -55,8 +55,8 @@ std::optional<std::string> ScriptedHttp::Transaction::takeRequestBody() {
 }
 
 std::optional<std::string_view> ScriptedHttp::Transaction::httpResponseHeader(std::string_view name) const {
-  const auto found = http_.headers.find(name);
-  return found == http_.headers.end() ? std::nullopt : std::optional<std::string_view>(found->second);
+  const auto found = http_.headers_.find(name);
+  return found == http_.headers_.end() ? std::nullopt : std::optional<std::string_view>(found->second);
 }
 
 void ScriptedHttp::Transaction::end(std::string_view name, int status, std::string_view content) {

@@ -50,15 +50,19 @@ class ScriptedHttp : public HttpTransactionFactory {
   void timeOut();
   void endAbort();
 
-  // Of the responses from now on.
-  std::map<std::string, std::string, std::less<>> headers;
-  std::chrono::seconds retryAfter{0};
+  /// The responses from now on have this header.
+  void setHeader(std::string_view name, std::string_view value) { headers_.insert_or_assign(std::string(name), value); }
+
+  /// The responses from now on ask for this pause.
+  void setRetryAfter(std::chrono::seconds pause) { retryAfter_ = pause; }
 
  private:
   NotificationCenter& center_;
   std::vector<Request> requests_;
   std::vector<Transaction*> transactions_;
   bool isRefusing_ = false;
+  std::map<std::string, std::string, std::less<>> headers_;
+  std::chrono::seconds retryAfter_{0};
 };
 
 class ScriptedHttp::Transaction : public HttpTransaction {

@@ -136,7 +136,7 @@ TEST_F(Outcomes, EveryDeliveryShowsStatus200) {
 }
 
 TEST_F(Outcomes, AStatusThatAsksForARetryIsAnError) {
-  fakes.http.retryAfter = std::chrono::seconds(120);
+  fakes.http.setRetryAfter(std::chrono::seconds(120));
   for (const int status : {408, 425, 429, 500, 503}) {
     EXPECT_EQ(after(status), (Ended{std::string(kError), 0, ""})) << status;
     EXPECT_EQ(told.back().outcome, Outcome::retry);
@@ -205,12 +205,12 @@ TEST_F(Outcomes, AResponseWithoutTheProofIsARetry) {
   EXPECT_EQ(after(200).notification, kError);
   EXPECT_EQ(after(302).notification, kError);
   EXPECT_EQ(told.back().reason, "the response lacks the proof that it is the server's");
-  fakes.http.headers["X-Collector"] = "1";
+  fakes.http.setHeader("X-Collector", "1");
   EXPECT_EQ(after(200).notification, kCompleted);
 
   start({.proof = {.header = "X-Collector", .value = "yes"}});
   EXPECT_EQ(after(200).notification, kError);
-  fakes.http.headers["X-Collector"] = "yes";
+  fakes.http.setHeader("X-Collector", "yes");
   EXPECT_EQ(after(200).notification, kCompleted);
 
   start({.proof = {.text = "stored"}});
@@ -280,7 +280,7 @@ TEST_F(Outcomes, TheOtherOperationsReachTheSender) {
   EXPECT_EQ(sender.session(), "session");
   EXPECT_EQ(sender.logFile(), "file.log");
   EXPECT_EQ(sender.aborts(), 1);
-  fakes.http.headers["X"] = "x";
+  fakes.http.setHeader("X", "x");
   fakes.http.complete(200);
   EXPECT_EQ(transaction->endedRequest().url, "http://collect/one");
   EXPECT_EQ(transaction->takeRequestBody(), "body");

@@ -155,7 +155,7 @@ TEST_F(Schedule, AfterFailuresItBacksOff) {
 }
 
 TEST_F(Schedule, HonoursThePauseThatAServerAsksFor) {
-  fakes.http.retryAfter = 3600s;
+  fakes.http.setRetryAfter(3600s);
   random = 0;
   begin(503);
   schedule->uploadNow();
@@ -251,7 +251,7 @@ TEST_F(Schedule, SetsFewTimersHoweverOftenItIsAsked) {
 }
 
 TEST_F(Schedule, WithoutTimersItUploadsWhenAsked) {
-  fakes.mainThread.hasTimers = false;
+  fakes.mainThread.dropTimers();
   begin();
   pass(1h);
   EXPECT_EQ(schedule->uploads(), 1U);

@@ -198,9 +198,9 @@ class HttpClient::Transaction final : public HttpTransaction, public HttpRequest
 };
 
 HttpClient::HttpClient(MainThread& mainThread, NotificationCenter& notifications, LogFileFactory& logFiles,
-                       const HttpOptions& options, HttpExchangeObserver onExchange)
+                       HttpOptions options, HttpExchangeObserver onExchange)
     : mainThread_(mainThread),
-      options_(options),
+      options_(std::move(options)),
       shared_(std::make_shared<Shared>(Shared{notifications, logFiles, std::move(onExchange)})) {}
 
 HttpClient::~HttpClient() = default;

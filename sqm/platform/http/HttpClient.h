@@ -68,7 +68,7 @@ struct HttpOptions {
 class HttpClient final : public HttpTransactionFactory {
  public:
   HttpClient(MainThread& mainThread, NotificationCenter& notifications, LogFileFactory& logFiles,
-             const HttpOptions& options = {}, HttpExchangeObserver onExchange = {});
+             HttpOptions options = {}, HttpExchangeObserver onExchange = {});
   HttpClient(const HttpClient&) = delete;
   HttpClient& operator=(const HttpClient&) = delete;
 

@@ -135,7 +135,7 @@ Player::Names Player::uploadQueue(double timeoutSeconds) {
 }
 
 std::uint64_t Player::runSchedule(double seconds) {
-  sqm::Host host = host_;
+  sqm::Host host = static_cast<const sqm::Host&>(host_);
   std::optional<StandingTimers> timers;
   sqm::delivery::UploadSchedule::Random random;  // of its own
   if (clock() != nullptr) {
