@@ -80,7 +80,7 @@ inline void addIllFormed(const ScanBytes& bytes, ScanBytes& stops) {
   }
 }
 
-/// Removes the control characters that are not to stop at.
+/// Removes the control characters that do not stop the scan.
 template <StopAt stopAt>
 inline void passWhiteSpace(const ScanBytes& bytes, ScanBytes& stops) {
   stops &= (bytes != '\t') & (bytes != '\n');
@@ -96,7 +96,7 @@ inline std::size_t incompleteBefore(const char* block, std::size_t end) {
   return 0;
 }
 
-/// A block of text, and the bytes in it that may be to stop at: all of them, white space and those beyond ASCII.
+/// A block of text, and a mask of the bytes that may stop the scan: those that do, white space, and all beyond ASCII.
 template <StopAt stopAt>
 struct ScanBlock {
   /// `block`: the address of 16 bytes.
@@ -136,8 +136,8 @@ inline Passed passedInBlock(const char* block) {
   return {end - incompleteBefore(block, end), end < kScanBlock};
 }
 
-/// False when none of the bytes is one to stop at. There are fewer than 16, and one at least. They are compared in any
-/// order and some of them twice, which is faster than to copy them into a block.
+/// False when none of the 1 to 15 bytes stops the scan. They are compared in any order and some of them twice, which is
+/// faster than copying them into a block.
 template <StopAt stopAt>
 inline bool mayStop(std::string_view text) {
   using Words __attribute__((vector_size(kScanBlock))) = std::uint64_t;
@@ -173,7 +173,7 @@ std::size_t passedLength(std::string_view text) {
   std::size_t at = 0;
   Passed next{};
   while (at < text.size() && !next.isStopped) {
-    while (text.size() - at >= 2 * kScanBlock && text[at] >= 0) {
+    while (text.size() - at >= 2 * kScanBlock && static_cast<signed char>(text[at]) >= 0) {
       const ScanBlock<stopAt> first(text.data() + at);
       const ScanBlock<stopAt> second(text.data() + at + kScanBlock);
       if (ScanMask(first.stops | second.stops).isAny()) break;
