@@ -58,6 +58,7 @@ std::error_code appendFile(FileOperations& operations, const std::string& path, 
 template <typename Take>
 std::error_code forEachEntry(FileOperations& files, const File& folder, Take&& take) {
   constexpr std::size_t kBuffer = 32'768;
+  // NOLINTNEXTLINE(cppcoreguidelines-pro-type-member-init): the system fills it
   alignas(::dirent64) std::array<char, kBuffer> buffer;
   for (;;) {
     const ssize_t size = files.getdents(folder.descriptor(), buffer.data(), buffer.size());

@@ -64,7 +64,7 @@ bool isAllowedAscii(const Block& block) {
 }
 
 bool isAllowedAscii(std::string_view text) {
-  Block block;
+  Block block{};
   for (; text.size() >= block.size(); text.remove_prefix(block.size())) {
     std::memcpy(block.data(), text.data(), block.size());
     if (!isAllowedAscii(block)) return false;
@@ -251,7 +251,7 @@ void BinaryPropertyListWriter::append(std::uint64_t number, std::size_t size) {
   if (sizeof number > kBuffer - used_) flush();
   // All eight bytes are stored, in one instruction. Those beyond `size` are overwritten by what follows.
   number <<= 8 * (sizeof number - size);
-  std::array<char, sizeof number> bytes;
+  std::array<char, sizeof number> bytes{};
   for (std::size_t byte = 0; byte < bytes.size(); ++byte) {
     bytes[byte] = static_cast<char>(number >> (8 * (bytes.size() - 1 - byte)));
   }

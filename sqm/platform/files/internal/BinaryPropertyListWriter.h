@@ -31,7 +31,7 @@ class BinaryPropertyListWriter {
   std::uint64_t date(PropertyListValue::Date date);
   std::uint64_t array(std::span<const std::uint64_t> elements);
   /// All keys, then their values.
-  std::uint64_t dictionary(std::span<const std::uint64_t> references);
+  std::uint64_t dictionary(std::span<const std::uint64_t> keysAndValues);
 
   /// Writes what follows the objects.
   void finish();

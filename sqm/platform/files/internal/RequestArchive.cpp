@@ -43,7 +43,7 @@ void writeRequests(const UploadRequests& requests, const ByteSink& sink) {
   std::vector<std::uint64_t> dictionaries;
   dictionaries.reserve(requests.size());
   for (const UploadRequest& request : requests) {
-    std::array<std::uint64_t, 2 * kEntries.size()> references;
+    std::array<std::uint64_t, 2 * kEntries.size()> references{};
     std::size_t count = 0;
     for (std::size_t entry = 0; entry < kEntries.size(); ++entry) {
       if (request.*kEntries.at(entry)) references.at(count++) = entry;
