@@ -23,6 +23,7 @@ std::uint64_t newVersion() {
 void TextArray::swap(TextArray& other) noexcept {
   bytes_.swap(other.bytes_);
   ends_.swap(other.ends_);
+  std::swap(removed_, other.removed_);
   absent_.swap(other.absent_);
   std::swap(version_, other.version_);
 }
@@ -52,11 +53,29 @@ void TextArray::extendLast(std::string_view more) {
 
 void TextArray::removeFirst(std::size_t count) {
   if (count == 0) return;
-  const std::size_t removed = ends_[count - 1];
-  bytes_.erase(0, removed);
-  ends_.erase(ends_.begin(), ends_.begin() + static_cast<std::ptrdiff_t>(count));
-  for (std::size_t& end : ends_) end -= removed;
+  if (count == size()) {
+    *this = {};
+    return;
+  }
+  removed_ += count;
   version_ = newVersion();
+  std::erase_if(absent_, [&](std::size_t position) { return position < count; });
+  for (std::size_t& position : absent_) position -= count;
+
+  // What is removed stays in front until it takes more memory than the rest, which is then moved.
+  const std::size_t removedBytes = beginOf(removed_);
+  const auto memory = [](std::size_t bytes, std::size_t elements) { return bytes + elements * sizeof(std::size_t); };
+  if (memory(removedBytes, removed_) <= memory(bytes_.size() - removedBytes, size())) return;
+  bytes_.erase(0, removedBytes);
+  constexpr std::size_t kMostSpare = 4;
+  if (bytes_.capacity() / kMostSpare > bytes_.size()) bytes_.shrink_to_fit();
+  ends_.erase(ends_.begin(), ends_.begin() + static_cast<std::ptrdiff_t>(removed_));
+  for (std::size_t& end : ends_) end -= removedBytes;
+  removed_ = 0;
+}
+
+bool operator==(const TextArray& left, const TextArray& right) {
+  return std::equal(left.begin(), left.end(), right.begin(), right.end());
 }
 
 void TextArray::appendPresent(TextArray others) {

@@ -44,25 +44,28 @@ class TextArray {
     appendAll(texts);
   }
 
-  std::size_t size() const { return ends_.size(); }
-  bool empty() const { return ends_.empty(); }
+  std::size_t size() const { return ends_.size() - removed_; }
+  bool empty() const { return size() == 0; }
   bool hasAbsent() const { return !absent_.empty(); }
 
-  /// A number for the content: in one process, lists of the same version have the same elements. Every change gives a
-  /// new one. An empty list has the version 0, unless its elements were removed.
+  /// A number for the content, 0 for an empty list and a new one after every other change: in one process, lists of
+  /// the same version have the same elements.
   std::uint64_t version() const { return version_; }
 
   /// The element at a position below `size()`.
   value_type operator[](std::size_t position) const {
     if (hasAbsent() && std::ranges::binary_search(absent_, position)) return std::nullopt;
-    const std::size_t begin = position == 0 ? 0 : ends_[position - 1];
-    return std::string_view(bytes_).substr(begin, ends_[position] - begin);
+    const std::size_t begin = beginOf(removed_ + position);
+    return std::string_view(bytes_).substr(begin, ends_[removed_ + position] - begin);
   }
   Iterator begin() const;
   Iterator end() const;
 
   /// The texts one after another, with nothing between them.
-  std::string_view joined() const { return bytes_; }
+  std::string_view joined() const { return std::string_view(bytes_).substr(beginOf(removed_)); }
+
+  /// The bytes that the texts may have, in all, before the list asks for memory.
+  std::size_t capacity() const { return bytes_.capacity(); }
 
   /// Makes room for this many elements, and for this many bytes of their texts, in all.
   void reserve(std::size_t elements, std::size_t bytes);
@@ -76,14 +79,16 @@ class TextArray {
   /// Appends `more` to the last text, which is present. `more` may be a part of this list.
   void extendLast(std::string_view more);
 
+  /// Removes the first elements, at most `size()`. Many calls together cost as much as the bytes that they remove.
+  void removeFirst(std::size_t count);
+
   /// Appends the texts of `others` that are present, or takes its memory when that gives the same list.
   void appendPresent(TextArray others);
 
-  friend bool operator==(const TextArray& left, const TextArray& right) {
-    return left.bytes_ == right.bytes_ && left.ends_ == right.ends_ && left.absent_ == right.absent_;
-  }
+  friend bool operator==(const TextArray& left, const TextArray& right);
 
  private:
+  std::size_t beginOf(std::size_t index) const { return index == 0 ? 0 : ends_[index - 1]; }
   void swap(TextArray& other) noexcept;
   void appendAll(const auto& texts) {
     for (const auto& text : texts) append(text);
@@ -91,6 +96,7 @@ class TextArray {
 
   std::string bytes_;
   std::vector<std::size_t> ends_;    // where in `bytes_` each text ends
+  std::size_t removed_ = 0;          // the elements at the beginning of `ends_` that are no longer in the list
   std::vector<std::size_t> absent_;  // positions, ascending
   std::uint64_t version_ = 0;
 };

@@ -30,6 +30,28 @@ TEST(TextArrayMemory, GrowsInFewSteps) {
   EXPECT_LT(probe.count(), 40U);
 }
 
+TEST(TextArrayMemory, RemovingTheFirstTextsTakesNoMemoryAndGivesTheirPlaceToOthers) {
+  TextArray texts;
+  for (int count = 0; count < 1'000; ++count) texts.append("0123456789abcdef");
+  const AllocationProbe probe;
+  for (int count = 0; count < 100'000; ++count) {
+    texts.removeFirst(1);
+    texts.append("0123456789abcdef");
+  }
+  EXPECT_LT(probe.bytes(), 5U * 1'000 * (16 + sizeof(std::size_t)));
+}
+
+TEST(TextArrayMemory, AListThatBecomesShortOrEmptyGivesItsMemoryBack) {
+  TextArray texts;
+  for (int count = 0; count < 1'000; ++count) texts.append(std::string(1'000, 'x'));
+  texts.removeFirst(995);
+  EXPECT_EQ(texts.size(), 5U);
+  EXPECT_LT(texts.capacity(), 20'000U);
+  texts.removeFirst(5);
+  EXPECT_EQ(texts.version(), 0U);
+  EXPECT_LT(texts.capacity(), 100U);
+}
+
 TEST(TextArrayMemory, WithoutMemoryAnAppendLeavesTheListAsItWas) {
   const std::string text(1'000, 'y');
   for (const bool isPresent : {true, false}) {

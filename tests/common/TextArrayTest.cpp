@@ -153,4 +153,43 @@ TEST(TextArray, ACopyHasTheVersionAndAMoveLeavesAnEmptyList) {
   EXPECT_EQ(copy.version(), 0U);
 }
 
+TEST(TextArray, TheFirstElementsCanBeRemoved) {
+  for (std::size_t count = 0; count <= 5; ++count) {
+    const std::vector<std::optional<std::string_view>> all = {"a", std::nullopt, "", "bcd", std::nullopt};
+    const std::vector<std::optional<std::string_view>> rest(all.begin() + static_cast<std::ptrdiff_t>(count),
+                                                            all.end());
+    TextArray texts = all;
+    texts.removeFirst(count);
+    EXPECT_EQ(texts, TextArray(rest));
+    EXPECT_EQ(texts.size(), rest.size());
+    EXPECT_EQ(texts.joined(), TextArray(rest).joined());
+    texts.append("e");
+    texts.append(std::nullopt);
+    EXPECT_EQ(texts[rest.size()], "e");
+    EXPECT_EQ(texts[rest.size() + 1], std::nullopt);
+    TextArray whole = rest;
+    whole.append("e");
+    whole.append(std::nullopt);
+    EXPECT_EQ(texts, whole) << count;
+  }
+}
+
+TEST(TextArray, OneIsAppendedAndOneRemovedAgainAndAgain) {
+  TextArray texts;
+  std::vector<std::string> expected;
+  for (int number = 0; number < 1'000; ++number) {
+    expected.push_back(std::string(static_cast<std::size_t>(number) % 7, 'x') + std::to_string(number));
+    texts.append(expected.back());
+    if (number < 20) continue;
+    const std::uint64_t version = texts.version();
+    texts.removeFirst(1);
+    EXPECT_NE(texts.version(), version);
+    expected.erase(expected.begin());
+    ASSERT_THAT(texts, testing::ElementsAreArray(expected));
+    std::string joined;
+    for (const std::string& each : expected) joined += each;
+    ASSERT_EQ(texts.joined(), joined);
+  }
+}
+
 }  // namespace

@@ -54,7 +54,7 @@ class UnchangedLists : public ::testing::Test {
   TemporaryFolder home_;
   sqm::testing::FakeHost fakes_;
   FaultyFileOperations files_;
-  PropertyListFiles lists_{fakes_.logs, {.atomicSaves = true}, files_};
+  PropertyListFiles lists_{fakes_.logs, {.saves = PropertyListFiles::Saves::atomic}, files_};
   std::optional<SQMRecordStore> store_;
 };
 
@@ -110,11 +110,11 @@ TEST_F(UnchangedLists, AFailedSaveIsRepeated) {
   const TextArray list = {"<r/>"};
   const std::string path = home_ / "list.plist";
   FaultyFileOperations dryRun;
-  ASSERT_TRUE(PropertyListFiles(fakes_.logs, {.atomicSaves = true}, dryRun).writeToFile(list, path, false));
+  ASSERT_TRUE(PropertyListFiles(fakes_.logs, {.saves = PropertyListFiles::Saves::atomic}, dryRun).writeToFile(list, path, false));
   for (std::size_t call = 1; call <= dryRun.calls().size(); ++call) {
     SCOPED_TRACE(dryRun.calls()[call - 1]);
     FaultyFileOperations files({Fault::Kind::fails, call, EIO});
-    PropertyListFiles lists(fakes_.logs, {.atomicSaves = true}, files);
+    PropertyListFiles lists(fakes_.logs, {.saves = PropertyListFiles::Saves::atomic}, files);
     const bool isWritten = lists.writeToFile(list, path, false);
     const auto before = files.calls().size();
     EXPECT_TRUE(lists.writeToFile(list, path, false));

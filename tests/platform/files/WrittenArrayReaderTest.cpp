@@ -217,5 +217,66 @@ TEST_F(ReadingWrittenFiles, AFailureAtAnyCallIsReportedOnceAndAnInterruptedReadI
   }
 }
 
+/// A file of more than 512 MiB, made while it is read: `kElements` times the same text, and an end.
+class HugeFile : public FaultyFileOperations {
+ public:
+  static constexpr std::size_t kElements = 520;
+
+  /// The text is all carriage returns, which are five times as long in the file.
+  explicit HugeFile(std::string_view end) : end_(end) {
+    const std::string list = written({std::string(1'050'000 / 5, '\r')});
+    const std::size_t element = list.find("\t<string>");
+    head_ = list.substr(0, element);
+    element_ = list.substr(element, list.rfind("</array>") - element);
+  }
+
+  std::size_t size() const { return head_.size() + kElements * element_.size() + end_.size(); }
+
+  int openat(int /*folder*/, const std::string& /*path*/, int /*flags*/, mode_t /*mode*/) override { return 1000; }
+  int fstat(int /*descriptor*/, struct ::stat& status) override {
+    status = {};
+    status.st_mode = S_IFREG;
+    status.st_size = static_cast<off_t>(size());
+    return 0;
+  }
+  ssize_t read(int /*descriptor*/, void* buffer, std::size_t size) override {
+    std::string_view rest;
+    if (at_ < head_.size()) {
+      rest = std::string_view(head_).substr(at_);
+    } else if (at_ < this->size() - end_.size()) {
+      rest = std::string_view(element_).substr((at_ - head_.size()) % element_.size());
+    } else {
+      rest = std::string_view(end_).substr(at_ - (this->size() - end_.size()));
+    }
+    const std::size_t length = std::min(size, rest.size());
+    std::memcpy(buffer, rest.data(), length);
+    at_ += length;
+    return static_cast<ssize_t>(length);
+  }
+  int close(int /*descriptor*/) override { return 0; }
+
+ private:
+  std::string head_;
+  std::string element_;
+  std::string end_;
+  std::size_t at_ = 0;
+};
+
+TEST_F(ReadingWrittenFiles, HaveNoLimitOfTheirSize) {
+  HugeFile files("</array>\n</plist>\n");
+  ASSERT_GT(files.size(), std::size_t{512} << 20);
+  const auto list = read(files);
+  ASSERT_TRUE(list);
+  EXPECT_EQ(list->size(), HugeFile::kElements);
+  EXPECT_TRUE(std::ranges::all_of(*list, [&](const auto& text) { return text == (*list)[0]; }));
+  EXPECT_TRUE(logs_.lines("SQMFiles.log").empty());
+}
+
+TEST_F(ReadingWrittenFiles, OfThatSizeAreRefusedInAnyOtherLayout) {
+  HugeFile files("</array></plist>\n");
+  EXPECT_EQ(read(files), std::nullopt);
+  EXPECT_EQ(logs_.lines("SQMFiles.log"), std::vector<std::string>{"USER 2 cannot read " + path_ + ": File too large"});
+}
+
 }  // namespace
 }  // namespace sqm::platform
