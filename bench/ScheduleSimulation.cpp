@@ -155,15 +155,15 @@ double y(double load) { return kTop + kHeight * (2 - std::log10(std::clamp(load,
 
 void draw(std::FILE* file, const Load& load, const char* colour) {
   const auto line = [&](seconds from, seconds to, const char* style) {
-    std::fprintf(file, "<polyline fill=\"none\" stroke=\"%s\" stroke-width=\"1.5\" %s points=\"", colour, style);
+    std::fprintf(file, "<polyline fill='none' stroke='%s' stroke-width='1.5' %s points='", colour, style);
     constexpr seconds kPoint = 60s;
     for (seconds at = from; at < to; at += kPoint) {
       std::fprintf(file, "%.1f,%.1f ", x(static_cast<double>(at.count()) / 3600), y(peak(load, at, at + kPoint)));
     }
-    std::fprintf(file, "\"/>\n");
+    std::fprintf(file, "'/>\n");
   };
   line(0h, kOutageBegin, "");
-  line(kOutageBegin, kOutageEnd, "stroke-opacity=\"0.4\" stroke-dasharray=\"3 3\"");
+  line(kOutageBegin, kOutageEnd, "stroke-opacity='0.4' stroke-dasharray='3 3'");
   line(kOutageEnd, kEnd, "");
 }
 
@@ -171,27 +171,27 @@ bool writeSvg(const std::string& path, const Load& scheduled, const Load& fixed)
   std::FILE* const file = std::fopen(path.c_str(), "w");
   if (file == nullptr) return false;
   std::fprintf(file,
-               "<svg xmlns=\"http://www.w3.org/2000/svg\" viewBox=\"0 0 800 380\" font-family=\"sans-serif\" "
-               "font-size=\"12\">\n<rect width=\"800\" height=\"380\" fill=\"white\"/>\n"
-               "<rect x=\"%.0f\" y=\"%.0f\" width=\"%.0f\" height=\"%.0f\" fill=\"#eee\"/>\n"
-               "<text x=\"%.0f\" y=\"%.0f\" text-anchor=\"middle\">the server is out</text>\n",
+               "<svg xmlns='http://www.w3.org/2000/svg' viewBox='0 0 800 380' font-family='sans-serif' "
+               "font-size='12'>\n<rect width='800' height='380' fill='white'/>\n"
+               "<rect x='%.0f' y='%.0f' width='%.0f' height='%.0f' fill='#eee'/>\n"
+               "<text x='%.0f' y='%.0f' text-anchor='middle'>the server is out</text>\n",
                x(1), kTop, x(2) - x(1), kHeight, x(1.5), kTop + kHeight - 10);
   for (const double load : {0.1, 1.0, 10.0, 100.0}) {
     std::fprintf(file,
-                 "<line x1=\"%.0f\" x2=\"%.0f\" y1=\"%.1f\" y2=\"%.1f\" stroke=\"#ccc\"/>"
-                 "<text x=\"%.0f\" y=\"%.1f\" text-anchor=\"end\">%g\u00d7</text>\n",
+                 "<line x1='%.0f' x2='%.0f' y1='%.1f' y2='%.1f' stroke='#ccc'/>"
+                 "<text x='%.0f' y='%.1f' text-anchor='end'>%g\u00d7</text>\n",
                  kLeft, kLeft + kWidth, y(load), y(load), kLeft - 6, y(load) + 4, load);
   }
   for (int hour = 0; hour <= 6; ++hour) {
-    std::fprintf(file, "<text x=\"%.0f\" y=\"%.0f\" text-anchor=\"middle\">%d h</text>\n", x(hour), kTop + kHeight + 18,
+    std::fprintf(file, "<text x='%.0f' y='%.0f' text-anchor='middle'>%d h</text>\n", x(hour), kTop + kHeight + 18,
                  hour);
   }
   draw(file, fixed, "#c33");
   draw(file, scheduled, "#26a");
   std::fprintf(file,
-               "<text x=\"%.0f\" y=\"24\">Requests, in multiples of the steady load (dashed: in vain). "
-               "<tspan fill=\"#c33\">A fixed pause of a minute</tspan>, "
-               "<tspan fill=\"#26a\">the schedule</tspan>.</text>\n</svg>\n",
+               "<text x='%.0f' y='24'>Requests, in multiples of the steady load (dashed: in vain). "
+               "<tspan fill='#c33'>A fixed pause of a minute</tspan>, "
+               "<tspan fill='#26a'>the schedule</tspan>.</text>\n</svg>\n",
                kLeft);
   return std::fclose(file) == 0;
 }

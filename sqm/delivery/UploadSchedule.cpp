@@ -78,6 +78,7 @@ void UploadSchedule::handle(const ScheduleEvent& event, Date now) {
 /// Sets a timer unless an earlier one is set, which sets the next. So there are few of them.
 void UploadSchedule::wakeIn(Date::duration wait, Date now) {
   const Date at = now + wait;
+  std::erase_if(timers_, [now](Date each) { return each <= now; });  // late: the clock was set forward
   if (!timers_.empty() && timers_.back() <= at) return;
   const auto task = [this, at] {
     std::erase(timers_, at);

@@ -35,7 +35,7 @@ inline constexpr std::string_view kScheduleFile = "UploadSchedule.txt";
 /// read or written is ignored: the schedule then begins anew in the next process.
 class UploadSchedule {
  public:
-  /// Something to upload.
+  /// Something to upload. Its functions must not destroy the schedule or add targets.
   struct Target {
     std::function<void()> start;
     /// True when it has ended. When not set: no request of the host's transactions is under way. Called in tasks of the

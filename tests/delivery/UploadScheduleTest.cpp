@@ -231,6 +231,17 @@ TEST_F(Schedule, AClockThatIsSetBackDoesNotMakeAPauseLonger) {
   EXPECT_EQ(schedule->uploads(), 3U);
 }
 
+TEST_F(Schedule, AClockThatIsSetForwardDoesNotMakeAPauseLonger) {
+  restart({.period = 6h, .smallestPause = 10s});
+  begin();
+  pass(1min);
+  fakes.clock.advance(24h);
+  schedule->uploadNow();
+  complete(503);
+  pass(15s);
+  EXPECT_EQ(schedule->uploads(), 3U) << "the timer of the first period, which is still set, is not waited for";
+}
+
 TEST_F(Schedule, ATransactionThatIsDestroyedEndsItsUpload) {
   schedule->addTarget(sending("target"));
   schedule->start();

@@ -37,9 +37,10 @@ bool RunLoop::postAfter(std::chrono::milliseconds delay, Task task) {
 
 void RunLoop::queueDueTasks() {
   if (later_.empty()) return;
-  const auto end = later_.upper_bound(Clock::now());
-  for (auto due = later_.begin(); due != end; ++due) tasks_.push_back(std::move(due->second));
-  later_.erase(later_.begin(), end);
+  const TimePoint now = Clock::now();
+  for (auto due = later_.begin(); due != later_.end() && due->first <= now; due = later_.erase(due)) {
+    tasks_.push_back(std::move(due->second));
+  }
 }
 
 void RunLoop::wait(std::unique_lock<std::mutex>& lock, TimePoint deadline) {
