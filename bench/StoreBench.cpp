@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <cstdio>
 #include <cstring>
 #include <fcntl.h>
 #include <filesystem>
@@ -108,31 +107,6 @@ void writeBare(std::string_view bytes, const std::string& path) {
   ::close(file);
 }
 
-/// The most that the process's memory has been since the last call of `forgetPeak`, in KiB.
-std::size_t peakMemory() {
-  constexpr std::string_view kField = "VmHWM:";
-  std::ifstream status("/proc/self/status");
-  for (std::string line; std::getline(status, line);) {
-    if (line.starts_with(kField)) return std::stoul(line.substr(kField.size()));
-  }
-  return 0;
-}
-
-bool forgetPeak() {
-  std::ofstream file("/proc/self/clear_refs");
-  file << "5" << std::flush;  // proc(5): resets the peak
-  return file.good();
-}
-
-/// How many KiB of memory a save takes, once the records are there.
-void printMemoryOfSaving(PropertyListFiles& files, std::size_t count, const std::string& path) {
-  const sqm::TextArray list = records(count);
-  if (!forgetPeak()) return;
-  const std::size_t before = peakMemory();
-  files.writeToFile(list, path, false);
-  std::printf("saving %6zu records: %zu KiB of memory at the most\n", count, peakMemory() - before);
-}
-
 bench::Effort fileEffort(std::size_t count, double aim) {
   constexpr int kFew = 10;
   return {.aim = aim, .repetitions = count == kMostRecords ? std::optional(kFew) : std::nullopt};
@@ -178,7 +152,6 @@ int main(int argc, char** argv) {
   sqm::testing::MemoryLogs logs;
   PropertyListFiles files(logs, {});
 
-  for (const std::size_t count : {10U, 1'000U, 100'000U}) printMemoryOfSaving(files, count, folder / "measured");
   for (const std::size_t count : {10U, 10'000U}) compareDocument(count);
   for (const std::size_t count : {10U, 1'000U, 100'000U}) compareSaving(files, count, folder);
   for (const std::size_t count : {10U, 1'000U, 100'000U}) compareLoading(files, count, folder);

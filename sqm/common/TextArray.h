@@ -73,9 +73,6 @@ class TextArray {
   /// `text` may be a part of this list.
   void append(value_type text);
 
-  /// Removes the first `count` texts, of which none may be absent. Costs as much as the bytes that stay.
-  void removeFirst(std::size_t count);
-
   /// Appends `more` to the last text, which is present. `more` may be a part of this list.
   void extendLast(std::string_view more);
 

@@ -110,7 +110,8 @@ TEST_F(UnchangedLists, AFailedSaveIsRepeated) {
   const TextArray list = {"<r/>"};
   const std::string path = home_ / "list.plist";
   FaultyFileOperations dryRun;
-  ASSERT_TRUE(PropertyListFiles(fakes_.logs, {.saves = PropertyListFiles::Saves::atomic}, dryRun).writeToFile(list, path, false));
+  ASSERT_TRUE(PropertyListFiles(fakes_.logs, {.saves = PropertyListFiles::Saves::atomic}, dryRun)
+                  .writeToFile(list, path, false));
   for (std::size_t call = 1; call <= dryRun.calls().size(); ++call) {
     SCOPED_TRACE(dryRun.calls()[call - 1]);
     FaultyFileOperations files({Fault::Kind::fails, call, EIO});
