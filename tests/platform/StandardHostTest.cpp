@@ -51,6 +51,9 @@ bool savesToANewFile(bool atomicSaves) {
   const std::string list = home / kSqmFolder + "/SQMConnection.plist";
   manager.saveToDisk();
   const ino_t first = fileNumberOf(list);
+  manager.setDeviceType(1);
+  SQMSessionParams params;
+  manager.sqmCreateStartRecord(&params);  // an unchanged list would not be saved again
   manager.saveToDisk();
   return fileNumberOf(list) != first;
 }

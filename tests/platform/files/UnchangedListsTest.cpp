@@ -120,9 +120,10 @@ TEST_F(UnchangedLists, AFailedSaveIsRepeated) {
     const auto before = files.calls().size();
     EXPECT_TRUE(lists.writeToFile(list, path, false));
     const auto again = static_cast<std::ptrdiff_t>(files.calls().size() - before);
-    EXPECT_GT(again, 1) << "written, not skipped";
     const std::string& name = dryRun.calls()[call - 1];
-    EXPECT_EQ(isWritten, name == "futimens" || name == "stat");
+    const bool isStateUnknown = name == "futimens" || name == "stat";
+    EXPECT_TRUE(isWritten || !isStateUnknown);
+    EXPECT_EQ(again > 1, !isWritten || isStateUnknown) << "it is skipped only after a success";
   }
 }
 
