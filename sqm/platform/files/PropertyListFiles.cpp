@@ -90,8 +90,9 @@ bool PropertyListFiles::writeToFile(const TextArray& array, const std::string& p
   const Mode mode = saves == Saves::inPlace   ? Mode::inPlace
                     : saves == Saves::renamed ? Mode::atomicallyUnsynced
                                               : Mode::atomically;
+  const bool isSynced = mode == Mode::atomically;
   Replaced* const replaced = mode == Mode::inPlace ? nullptr : &replacedAt(path);
-  if (replaced != nullptr && replaced->file && replaced->version == array.version() &&
+  if (replaced != nullptr && replaced->file && replaced->isSynced >= isSynced && replaced->version == array.version() &&
       replaced->file == stateOf(files_, path)) {
     return true;
   }
@@ -100,7 +101,7 @@ bool PropertyListFiles::writeToFile(const TextArray& array, const std::string& p
   if (replaced != nullptr) file.stampTime();
   const auto failure = file.commit();
   if (failure) problems_.cannotWrite(path, failure.message());
-  if (replaced != nullptr) *replaced = {array.version(), failure ? std::nullopt : file.stampedState()};
+  if (replaced != nullptr) *replaced = {array.version(), isSynced, failure ? std::nullopt : file.stampedState()};
   return !failure;
 }
 

@@ -69,6 +69,7 @@ class PropertyListFiles : public PropertyList {
   /// The list that a file was last replaced by, and the file then; nothing when it is to be written.
   struct Replaced {
     std::uint64_t version = 0;
+    bool isSynced = false;
     std::optional<FileState> file = {};
   };
 

@@ -106,6 +106,19 @@ TEST_F(UnchangedLists, AFileThatAnotherProgramChangedIsWritten) {
   }
 }
 
+TEST_F(UnchangedLists, ThatWereSavedUnsyncedAreWrittenAgainWhenTheyAreToBeSynced) {
+  PropertyListFiles lists(fakes_.logs, {.saves = PropertyListFiles::Saves::renamed}, files_);
+  const TextArray list = {"<r/>"};
+  const std::string path = home_ / "list";
+  const auto syncs = [&] { return std::count(files_.calls().begin(), files_.calls().end(), "fsync"); };
+  EXPECT_TRUE(lists.writeToFile(list, path, /*atomically=*/false));
+  EXPECT_EQ(syncs(), 0);
+  EXPECT_TRUE(lists.writeToFile(list, path, /*atomically=*/true));
+  EXPECT_EQ(syncs(), 2);
+  EXPECT_TRUE(lists.writeToFile(list, path, /*atomically=*/false));
+  EXPECT_EQ(std::count(files_.calls().begin(), files_.calls().end(), "rename"), 2);
+}
+
 TEST_F(UnchangedLists, AFailedSaveIsRepeated) {
   const TextArray list = {"<r/>"};
   const std::string path = home_ / "list.plist";
