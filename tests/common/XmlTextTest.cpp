@@ -4,6 +4,8 @@
 #include <random>
 #include <string>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -244,6 +246,36 @@ TEST(XmlText, CharactersAreWrittenAlikeAtEveryPosition) {
               std::string(before, 'b') + allowed(every) + std::string(70 - before, 'a') + allowed(every));
     EXPECT_EQ(propertyList(text),
               std::string(before, 'b') + propertyList(every) + std::string(70 - before, 'a') + propertyList(every));
+  }
+}
+
+// Texts with many references, which are replaced 64 bytes at a time, and with a few characters beyond ASCII.
+TEST(XmlText, ManyReferencesAreWrittenOneByOne) {
+  const std::vector<std::pair<std::string, std::string>> pieces = {{"&", "&amp;"},
+                                                                   {"<", "&lt;"},
+                                                                   {">", "&gt;"},
+                                                                   {"\r", "&#13;"},
+                                                                   {"\t", "\t"},
+                                                                   {"\n", "\n"},
+                                                                   {"\"", "\""},
+                                                                   {"ordinary", "ordinary"},
+                                                                   {"a", "a"},
+                                                                   {"\x01", "\xEF\xBF\xBD"},
+                                                                   {"\xC3\xBC", "\xC3\xBC"},
+                                                                   {"\xFF", "\xEF\xBF\xBD"}};
+  std::minstd_rand random(1);
+  for (std::size_t round = 0; round < 2000; ++round) {
+    const std::size_t kinds = round % 2 == 0 ? pieces.size() - 2 : pieces.size();  // half of them are ASCII
+    std::string text;
+    std::string expected;
+    while (text.size() < round / 5) {
+      const auto& [from, to] = pieces[random() % kinds];
+      text += from;
+      expected += to;
+    }
+    std::string out = "before";
+    appendXmlText(out, text, XmlEscaping::propertyList);
+    ASSERT_EQ(out, "before" + expected) << round;
   }
 }
 

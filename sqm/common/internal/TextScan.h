@@ -114,6 +114,36 @@ struct ScanBlock {
   ScanBytes stops;
 };
 
+/// A bit for each byte that is set in the mask, the lowest for the first byte.
+inline std::uint64_t bitsOf(const ScanBytes& mask) {
+#ifdef __SSE2__
+  using Chars __attribute__((vector_size(sizeof mask))) = char;
+  return static_cast<unsigned>(__builtin_ia32_pmovmskb128(Chars(mask)));
+#else
+  constexpr std::uint64_t kHighBits = 0x8080808080808080;
+  constexpr std::uint64_t kGather = 0x0002040810204081;  // moves the high bit of byte i to bit 56 + i
+  std::uint64_t words[2];
+  std::memcpy(words, &mask, sizeof words);
+  if constexpr (std::endian::native == std::endian::big) {
+    for (std::uint64_t& word : words) word = __builtin_bswap64(word);
+  }
+  return ((words[0] & kHighBits) * kGather >> 56) | ((words[1] & kHighBits) * kGather >> 56 << 8);
+#endif
+}
+
+/// The bytes that `stopsIn` scans at once.
+inline constexpr std::size_t kScanGroup = 64;
+
+/// A bit for each of the 64 bytes at `bytes` that may stop the scan, the lowest for the first: those that do, white
+/// space, and all beyond ASCII. All are found at once, so that none waits until the one before has been replaced.
+template <StopAt stopAt>
+inline std::uint64_t stopsIn(const char* bytes) {
+  std::uint64_t stops = 0;
+  for (std::size_t at = 0; at < kScanGroup; at += kScanBlock)
+    stops |= bitsOf(ScanBlock<stopAt>(bytes + at).stops) << at;
+  return stops;
+}
+
 /// Scans the 16 bytes at `block`, where a character begins.
 template <StopAt stopAt>
 inline Passed passedInBlock(const char* block) {

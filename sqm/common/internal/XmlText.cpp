@@ -1,6 +1,9 @@
 #include "sqm/common/internal/XmlText.h"
 
+#include <algorithm>
+#include <bit>
 #include <cstddef>
+#include <cstdint>
 #include <cstring>
 
 #include "sqm/common/internal/TextScan.h"
@@ -54,12 +57,26 @@ class Output {
     std::memcpy(to_, block, kScanBlock);
     to_ += length;
   }
+  /// Copies the bytes in whole blocks: up to 15 more than asked are read, and written where there must be room.
+  void copyRun(const char* from, const char* to) {
+    char* const end = to_ + (to - from);
+    for (; from < to; from += kScanBlock, to_ += kScanBlock) std::memcpy(to_, from, kScanBlock);
+    to_ = end;
+  }
   /// `remaining`: the bytes that follow.
   void replace(const Replacement& replacement, std::size_t remaining) {
-    const std::size_t room = sizeof replacement.text + remaining;
-    if (static_cast<std::size_t>(end_ - to_) < room) extend(used(), room + remaining / 8 + kSpare);
+    makeRoom(sizeof replacement.text, remaining);
+    put(replacement);
+  }
+  /// There must be room for its whole text.
+  void put(const Replacement& replacement) {
     std::memcpy(to_, replacement.text, sizeof replacement.text);
     to_ += replacement.length;
+  }
+  /// Makes room for `next` bytes, and for those that remain.
+  void makeRoom(std::size_t next, std::size_t remaining) {
+    const std::size_t room = next + remaining;
+    if (static_cast<std::size_t>(end_ - to_) < room) extend(used(), room + remaining / 8 + kSpare);
   }
 
  private:
@@ -77,6 +94,34 @@ class Output {
   char* end_ = nullptr;
 };
 
+/// True for the white space at which the scan does not stop.
+template <StopAt stopAt>
+constexpr bool isPassedWhiteSpace(char character) {
+  return character == '\t' || character == '\n' || (character == '\r' && stopAt != StopAt::propertyList);
+}
+
+/// Copies the first 64 bytes, with replacements, when they are ASCII; returns how many were copied, or 0.
+template <StopAt stopAt>
+std::size_t appendAsciiGroup(Output& output, std::string_view text) {
+  if (text.size() < kScanGroup + kScanBlock) return 0;
+  const char* const group = text.data();
+  std::uint64_t stops = stopsIn<stopAt>(group);
+  for (std::uint64_t rest = stops; rest != 0; rest &= rest - 1) {
+    if (static_cast<signed char>(group[std::countr_zero(rest)]) < 0) return 0;
+  }
+  output.makeRoom(kScanGroup * sizeof(Replacement::text), text.size());
+  const char* at = group;
+  for (; stops != 0; stops &= stops - 1) {
+    const char* const stop = group + std::countr_zero(stops);
+    if (isPassedWhiteSpace<stopAt>(*stop)) continue;
+    output.copyRun(at, stop);
+    output.put(replacementOf(*stop));
+    at = stop + 1;
+  }
+  output.copyRun(at, group + kScanGroup);
+  return kScanGroup;
+}
+
 /// Copies the text, with replacements for the characters that are to stop at.
 template <StopAt stopAt>
 void append(std::string& out, std::string_view text) {
@@ -85,7 +130,14 @@ void append(std::string& out, std::string_view text) {
   text.remove_prefix(unchanged);
   if (text.empty()) return;
   Output output(out, text.size());
+  std::size_t groupsBelow = text.size();  // what remains when the next group is tried
   while (!text.empty()) {
+    if (text.size() <= groupsBelow) {
+      const std::size_t group = appendAsciiGroup<stopAt>(output, text);
+      text.remove_prefix(group);
+      groupsBelow = text.size() - (group > 0 ? 0 : std::min(kScanGroup, text.size()));
+      continue;
+    }
     const Passed next = passed<stopAt>(text);
     if (text.size() >= kScanBlock) {
       output.copyBlock(text.data(), next.length);

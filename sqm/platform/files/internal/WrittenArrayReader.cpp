@@ -20,40 +20,13 @@ namespace {
 constexpr std::size_t kPiece = std::size_t{64} * 1024;
 
 /// The bytes that are scanned at once. No tag and no reference is longer.
-constexpr std::size_t kBlock = 64;
+constexpr std::size_t kBlock = kScanGroup;
 
 /// A block is scanned when the tag or reference that begins in it is whole.
 constexpr std::ptrdiff_t kMargin = 2 * kBlock;
 
 bool beginsWith(const char* bytes, std::string_view expected) {
   return std::memcmp(bytes, expected.data(), expected.size()) == 0;
-}
-
-/// A bit for each byte that is set in the mask, the lowest for the first byte.
-std::uint64_t bitsOf(const ScanBytes& mask) {
-#ifdef __SSE2__
-  using Chars __attribute__((vector_size(sizeof mask))) = char;
-  return static_cast<unsigned>(__builtin_ia32_pmovmskb128(Chars(mask)));
-#else
-  constexpr std::uint64_t kHighBits = 0x8080808080808080;
-  constexpr std::uint64_t kGather = 0x0002040810204081;  // moves the high bit of byte i to bit 56 + i
-  std::uint64_t words[2];
-  std::memcpy(words, &mask, sizeof words);
-  if constexpr (std::endian::native == std::endian::big) {
-    for (std::uint64_t& word : words) word = __builtin_bswap64(word);
-  }
-  return ((words[0] & kHighBits) * kGather >> 56) | ((words[1] & kHighBits) * kGather >> 56 << 8);
-#endif
-}
-
-/// The bytes of a block that are not printable ASCII characters, or are written as references. All are found at once,
-/// so that none waits until the one before has been replaced.
-std::uint64_t stopsIn(const char* block) {
-  std::uint64_t stops = 0;
-  for (std::size_t at = 0; at < kBlock; at += kScanBlock) {
-    stops |= bitsOf(ScanBlock<StopAt::propertyList>(block + at).stops) << at;
-  }
-  return stops;
 }
 
 using Word = std::array<char, 8>;
@@ -123,7 +96,7 @@ class Parser {
     char* out = textEnd_;
     const char* block = at;
     for (; isLast || end - block >= kMargin; block = std::max(block + kBlock, at)) {  // a reference may end beyond it
-      for (std::uint64_t stops = stopsIn(block); stops != 0; stops &= stops - 1) {
+      for (std::uint64_t stops = stopsIn<StopAt::propertyList>(block); stops != 0; stops &= stops - 1) {
         const char* const stop = block + std::countr_zero(stops);
         if (*stop == '&') {
           out = copied(at, stop, out);
