@@ -17,6 +17,11 @@ constexpr std::uint64_t kSmallJournal = std::uint64_t{1} << 20;
 /// The pause between attempts to replace the file, which write all of it.
 constexpr auto kPauseBetweenAttempts = std::chrono::seconds(1);
 
+JournalFrame storedFrame(RecordType type, const TextArray& list, std::size_t position) {
+  const std::string_view text = list[position].value_or("").substr(0, kLongestJournalText);
+  return {.operation = JournalOperation::stored, .type = type, .text = text};
+}
+
 }  // namespace
 
 void applyJournal(std::string_view journal, std::span<TextArray> lists) {
@@ -84,7 +89,7 @@ void Journal::listsLoaded(std::span<TextArray> lists) {
 
 void Journal::recordStored(Lists lists, RecordType type) {
   const TextArray& list = lists[indexOf(type)];
-  add({.operation = JournalOperation::stored, .type = type, .text = list[list.size() - 1].value_or("")});
+  add(storedFrame(type, list, list.size() - 1));
   write(lists);
 }
 
@@ -150,7 +155,7 @@ Journal::Whole Journal::wholeJournal(Lists lists) const {
     }
     const TextArray& list = lists[index];
     for (std::size_t at = known_->inFile(index); at < list.size(); ++at) {
-      put({.operation = JournalOperation::stored, .type = type, .text = list[at].value_or("")});
+      put(storedFrame(type, list, at));
     }
   }
   return whole;

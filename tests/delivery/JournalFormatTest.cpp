@@ -44,7 +44,7 @@ TEST(JournalFormat, ATextMayHoldAnyBytes) {
   const auto frame = reader.next();
   ASSERT_TRUE(frame);
   EXPECT_EQ(frame->text, text);
-  EXPECT_EQ(bytes.size(), sizeOfStoredFrame(text.size()));
+  EXPECT_EQ(bytes.size(), 4 + 4 + 8 + 2 + text.size());
 }
 
 // The example of docs/delivery.md.

@@ -31,14 +31,11 @@ struct JournalFrame {
   std::uint64_t digest = 0;    ///< of the list, for `base` and `saving`
 };
 
-/// No text above this can be stored in a frame, in bytes.
+/// A longer text is cut when it is stored in a frame, in bytes: a length has four bytes.
 inline constexpr std::size_t kLongestJournalText = std::size_t{1} << 30;
 
 /// Appends the frame, with its number in the journal, counted from 0, to `out`.
 void appendFrame(std::string& out, std::uint64_t sequence, const JournalFrame& frame);
-
-/// The bytes of a frame of a record with a text of this length.
-constexpr std::size_t sizeOfStoredFrame(std::size_t text) { return 2 * 4 + 8 + 2 + text; }
 
 /// Reads the frames of a journal. Views of texts are valid as long as the bytes.
 class JournalReader {
