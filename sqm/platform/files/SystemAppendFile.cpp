@@ -24,6 +24,7 @@ SystemAppendFile::~SystemAppendFile() {
 std::error_code SystemAppendFile::read(std::string& content) { return SystemFiles(operations_).read(path_, content); }
 
 std::error_code SystemAppendFile::open() {
+  checked_ = options_.now();
   const std::lock_guard lock(fileMutex_);
   return file_.open(operations_, path_, O_WRONLY | O_APPEND);
 }

@@ -1,0 +1,143 @@
+#include <atomic>
+#include <cerrno>
+#include <chrono>
+#include <filesystem>
+#include <string>
+#include <thread>
+
+#include <gtest/gtest.h>
+
+#include "sqm/platform/files/SystemAppendFile.h"
+
+#include "tests/platform/files/FaultyFileOperations.h"
+#include "tests/support/Patience.h"
+#include "tests/support/TemporaryFolder.h"
+
+namespace sqm::platform {
+namespace {
+
+using namespace std::chrono_literals;
+using test::FaultyFileOperations;
+
+/// Counts the syncs, of any thread, and lets them fail.
+class CountedSyncs : public FaultyFileOperations {
+ public:
+  int fsync(int descriptor) override {
+    ++count;
+    if (error != 0) {
+      errno = error;
+      return -1;
+    }
+    return FileOperations::posix().fsync(descriptor);
+  }
+
+  std::atomic<int> count{0};
+  std::atomic<int> error{0};
+};
+
+class SystemAppendFileTest : public ::testing::Test {
+ protected:
+  std::error_code append(SystemAppendFile& file, std::string_view bytes) { return file.append(bytes, written_); }
+  std::error_code replace(SystemAppendFile& file, std::string_view content) {
+    return file.replace(content, /*synced=*/false, isReplaced_);
+  }
+  void waitForSyncs(int count) const {
+    const auto deadline = std::chrono::steady_clock::now() + kPatience;
+    while (files_.count < count && std::chrono::steady_clock::now() < deadline) std::this_thread::sleep_for(1ms);
+    EXPECT_EQ(files_.count, count);
+  }
+
+  TemporaryFolder folder_;
+  const std::string path_ = folder_ / "journal";
+  CountedSyncs files_;
+  std::size_t written_ = 0;
+  bool isReplaced_ = false;
+};
+
+TEST_F(SystemAppendFileTest, AppendsToTheFileThatWasMade) {
+  SystemAppendFile file(path_);
+  EXPECT_EQ(append(file, "a"), std::errc::no_such_file_or_directory);
+  EXPECT_FALSE(replace(file, "head "));
+  EXPECT_TRUE(isReplaced_);
+  EXPECT_FALSE(append(file, "and more"));
+  EXPECT_EQ(written_, 8U);
+  std::string content;
+  EXPECT_FALSE(file.read(content));
+  EXPECT_EQ(content, "head and more");
+  EXPECT_EQ(permissionsOf(path_), std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
+}
+
+TEST_F(SystemAppendFileTest, NoticesWithinASecondThatTheFileIsGone) {
+  std::chrono::steady_clock::time_point now{};
+  SystemAppendFile file(path_, {.now = [&now] { return now; }});
+  EXPECT_FALSE(replace(file, "a"));
+  now += 10s;
+  EXPECT_FALSE(append(file, "b"));
+  std::filesystem::remove(path_);
+  putContent(path_, "of another process");
+  EXPECT_FALSE(append(file, "c"));
+  now += 1s;
+  EXPECT_EQ(append(file, "d"), std::errc::no_such_file_or_directory);
+  EXPECT_EQ(contentOf(path_), "of another process");
+}
+
+TEST_F(SystemAppendFileTest, IsMovedAsideUnderANameOfItsOwn) {
+  SystemAppendFile file(path_);
+  for (const std::string content : {"first", "second"}) {
+    EXPECT_FALSE(replace(file, content));
+    EXPECT_FALSE(file.moveAside());
+  }
+  EXPECT_EQ(contentOf(path_ + ".aside"), "first");
+  EXPECT_EQ(contentOf(path_ + ".aside-2"), "second");
+  EXPECT_FALSE(std::filesystem::exists(path_));
+}
+
+TEST_F(SystemAppendFileTest, SyncsAtOnceUnlessATimeIsGiven) {
+  SystemAppendFile file(path_, {}, files_);
+  EXPECT_FALSE(file.sync()) << "nothing is open";
+  EXPECT_FALSE(replace(file, "a"));
+  EXPECT_FALSE(append(file, "b"));
+  EXPECT_FALSE(file.sync());
+  EXPECT_EQ(files_.count, 1);
+  files_.error = EIO;
+  EXPECT_EQ(file.sync(), std::errc::io_error);
+}
+
+TEST_F(SystemAppendFileTest, SyncsManyAppendsAtOnceWithinTheTime) {
+  SystemAppendFile file(path_, {.syncWithin = 50ms}, files_);
+  EXPECT_FALSE(replace(file, "a"));
+  for (int number = 0; number < 100; ++number) {
+    EXPECT_FALSE(append(file, "b"));
+    EXPECT_FALSE(file.sync());
+  }
+  EXPECT_LT(files_.count, 100);
+  waitForSyncs(files_.count + 1);
+}
+
+TEST_F(SystemAppendFileTest, AGroupThatCannotBeSyncedIsReportedByTheNextSync) {
+  SystemAppendFile file(path_, {.syncWithin = 1ms}, files_);
+  EXPECT_FALSE(replace(file, "a"));
+  EXPECT_FALSE(append(file, "b"));
+  files_.error = EIO;
+  std::error_code problem;
+  const auto deadline = std::chrono::steady_clock::now() + kPatience;
+  while (!problem && std::chrono::steady_clock::now() < deadline) {
+    problem = file.sync();
+    std::this_thread::sleep_for(1ms);
+  }
+  EXPECT_EQ(problem, std::errc::io_error);
+}
+
+TEST_F(SystemAppendFileTest, SyncsWhatIsDueWhenItIsDestroyed) {
+  {
+    SystemAppendFile file(path_, {.syncWithin = 1h}, files_);
+    EXPECT_FALSE(replace(file, "a"));
+    EXPECT_FALSE(append(file, "b"));
+    EXPECT_FALSE(file.sync());
+    EXPECT_EQ(files_.count, 0);
+  }
+  EXPECT_EQ(files_.count, 1);
+}
+
+}  // namespace
+}  // namespace sqm::platform
