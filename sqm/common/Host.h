@@ -20,6 +20,7 @@ class RecordJournal;
 class SystemConsole;
 class TextCompressor;
 class TrelkConfiguration;
+class UploadQueueRules;
 class UserPrefs;
 class UtilityFunctions;
 
@@ -46,8 +47,8 @@ struct Host {
   Files* files = nullptr;
   QFSerializer* serializer = nullptr;
   KeyedCoderFactory* keyedCoders = nullptr;  ///< for the application; may be null, as the library does not use it
-  RecordJournal* recordJournal =
-      nullptr;  ///< keeps what is stored over a crash; may be null, as it is unless asked for
+  RecordJournal* recordJournal = nullptr;     ///< may be null, as it is unless asked for
+  UploadQueueRules* queueRules = nullptr;     ///< may be null, as it is unless asked for
   JsonWriter* jsonWriter = nullptr;
   TextCompressor* compressor = nullptr;
 

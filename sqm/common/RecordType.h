@@ -40,6 +40,12 @@ inline constexpr auto kRecordTypes = [] {
 }();
 static_assert(std::ranges::all_of(kRecordTypes, isRecordType), "the numbers count from 0 without a gap");
 
+/// One value for each type; `indexOf` gives the position of a type's.
+template <typename T>
+using ByType = std::array<T, kRecordTypes.size()>;
+
+constexpr std::size_t indexOf(RecordType type) { return static_cast<std::size_t>(type); }
+
 /// True when a table has exactly one row for each type, in any order. `typeOf` gives a row's type: `&Row::type`.
 template <typename Table, typename Projection = std::identity>
 constexpr bool isPermutationOfTypes(const Table& table, Projection typeOf = {}) {

@@ -93,13 +93,14 @@ void Journal::recordStored(Lists lists, RecordType type) {
   write(lists);
 }
 
-void Journal::recordsRemoved(Lists lists, RecordType type, std::size_t count) {
+void Journal::recordsRemoved(Lists lists, RecordType type, std::size_t count, Removal why) {
   const std::size_t index = indexOf(type);
   known_->removedOfBase[index] += std::min<std::uint64_t>(count, known_->inFile(index));
   add({.operation = JournalOperation::removed, .type = type, .count = count});
   std::uint64_t needed = kSmallJournal;
   for (const TextArray& list : lists) needed += 2 * list.joined().size();
-  if (fileSize_ > needed) beginAnew(lists);
+  // What may not be kept does not stay in the file either.
+  if (fileSize_ > needed || why == Removal::consent) beginAnew(lists);
   write(lists);
 }
 

@@ -55,7 +55,7 @@ class Journal final : public RecordJournal {
 
   void listsLoaded(std::span<TextArray> lists) override;
   void recordStored(Lists lists, RecordType type) override;
-  void recordsRemoved(Lists lists, RecordType type, std::size_t count) override;
+  void recordsRemoved(Lists lists, RecordType type, std::size_t count, Removal why) override;
   void saveBegins(Lists lists) override;
   void saveEnds(Lists lists, bool allWritten) override;
 

@@ -5,6 +5,7 @@
 #include <optional>
 #include <system_error>
 #include <utility>
+#include <vector>
 
 #include "sqm/common/NotificationCenter.h"
 #include "sqm/delivery/RefusedBodies.h"
@@ -43,11 +44,12 @@ constexpr std::array kNotifications = {TrelkHttpTransactionCompletedNotification
                                        TrelkHttpTransactionAbortedNotification};
 
 std::string_view reasonOf(const Delivery& delivery, const Answer& answer, const Notification& notification,
-                          const EndedRequest& request) {
+                          const EndedRequest& request, bool maySend) {
   if (delivery.outcome == Outcome::delivered) return {};
   if (delivery.outcome == Outcome::refused) return "it is refused";
   if (!answer.isProven) return "the response lacks the proof that it is the server's";
   if (answer.status != 0) return "it is to be sent again later";
+  if (!maySend) return "sending is not allowed";
   if (notification.name == TrelkHttpTransactionAbortedNotification) return "aborted";
   if (notification.name == TrelkHttpTransactionTimeOutNotification && request.reason.empty()) return "time-out";
   return request.reason;
@@ -70,12 +72,20 @@ struct OutcomeTransactions::Shared {
   RefusedBodies* refused;
   OutcomeRules rules;
   DeliveryObserver onDelivery;
+  bool maySend = true;
+  std::optional<Outcome> reported = {};
+  std::vector<Transaction*> senders = {};  // the transactions that have sent something
 };
 
 class OutcomeTransactions::Transaction final : public HttpTransaction {
  public:
-  Transaction(std::unique_ptr<HttpTransaction> sender, std::shared_ptr<const Shared> shared)
+  Transaction(std::unique_ptr<HttpTransaction> sender, std::shared_ptr<Shared> shared)
       : sender_(std::move(sender)), shared_(std::move(shared)) {}
+  Transaction(const Transaction&) = delete;
+  Transaction& operator=(const Transaction&) = delete;
+  ~Transaction() override {
+    if (isObserving_) std::erase(shared_->senders, this);
+  }
 
   void setEncoding(int encoding) override { sender_->setEncoding(encoding); }
   void startSession(std::string_view session, std::string_view logFile) override {
@@ -85,7 +95,8 @@ class OutcomeTransactions::Transaction final : public HttpTransaction {
   void sendHttpRequest(std::optional<std::string_view> url, int withMethod, std::string data) override {
     if (!isObserving_) observe();
     shownStatus_ = 0;
-    sender_->sendHttpRequest(url, withMethod, std::move(data));
+    // A request without an address is not sent, and fails.
+    sender_->sendHttpRequest(shared_->maySend ? url : std::nullopt, withMethod, std::move(data));
   }
 
   void abortTransaction() override { sender_->abortTransaction(); }
@@ -100,6 +111,20 @@ class OutcomeTransactions::Transaction final : public HttpTransaction {
   }
 
  private:
+  /// Says what is being reported while the handlers run.
+  class Reported {
+   public:
+    Reported(std::shared_ptr<Shared> shared, Outcome outcome)
+        : shared_(std::move(shared)), before_(std::exchange(shared_->reported, outcome)) {}
+    Reported(const Reported&) = delete;
+    Reported& operator=(const Reported&) = delete;
+    ~Reported() { shared_->reported = before_; }
+
+   private:
+    const std::shared_ptr<Shared> shared_;
+    const std::optional<Outcome> before_;
+  };
+
   /// Not in the constructor: only a transaction that has sent something is destroyed on the main thread, on which
   /// observers must be removed.
   void observe() {
@@ -107,6 +132,7 @@ class OutcomeTransactions::Transaction final : public HttpTransaction {
       registrations_[at] = shared_->notifications.addObserver(
           kNotifications[at], sender_.get(), [this](const Notification& notification) { ended(notification); });
     }
+    shared_->senders.push_back(this);
     isObserving_ = true;
   }
 
@@ -121,7 +147,7 @@ class OutcomeTransactions::Transaction final : public HttpTransaction {
                          .retryAfter = request.retryAfter,
                          .address = request.shownAs,
                          .bytes = request.bytes};
-    delivery.reason = reasonOf(delivery, answer, notification, request);
+    delivery.reason = reasonOf(delivery, answer, notification, request, shared_->maySend);
     std::string problem;
     if (delivery.outcome == Outcome::refused && !keepBody(request.url, answer.status, problem)) {
       delivery.outcome = Outcome::retry;
@@ -131,6 +157,7 @@ class OutcomeTransactions::Transaction final : public HttpTransaction {
     if (isDone) delivery.shownStatus = rules.accept == Accept::anyStatus ? answer.status : kHttpStatusOk;
     shownStatus_ = delivery.shownStatus;
     if (shared_->onDelivery) shared_->onDelivery(delivery);
+    const Reported reported(shared_, delivery.outcome);
     // Last: the handlers may destroy this transaction.
     shared_->notifications.postNotificationName(
         isCompleted && !isDone ? TrelkHttpTransactionErrorNotification : notification.name,
@@ -154,7 +181,7 @@ class OutcomeTransactions::Transaction final : public HttpTransaction {
   }
 
   const std::unique_ptr<HttpTransaction> sender_;
-  const std::shared_ptr<const Shared> shared_;
+  const std::shared_ptr<Shared> shared_;
   bool isObserving_ = false;
   int shownStatus_ = 0;
   std::array<NotificationCenter::Registration, kNotifications.size()> registrations_;
@@ -163,7 +190,14 @@ class OutcomeTransactions::Transaction final : public HttpTransaction {
 OutcomeTransactions::OutcomeTransactions(HttpTransactionFactory& sender, NotificationCenter& notifications,
                                          RefusedBodies* refused, OutcomeRules rules, DeliveryObserver onDelivery)
     : sender_(sender),
-      shared_(std::make_shared<const Shared>(Shared{notifications, refused, std::move(rules), std::move(onDelivery)})) {
+      shared_(std::make_shared<Shared>(Shared{notifications, refused, std::move(rules), std::move(onDelivery)})) {}
+
+std::optional<Outcome> OutcomeTransactions::reported() const { return shared_->reported; }
+
+void OutcomeTransactions::setMaySend(bool maySend) {
+  shared_->maySend = maySend;
+  if (maySend) return;
+  for (Transaction* sender : std::vector(shared_->senders)) sender->abortTransaction();
 }
 
 std::unique_ptr<HttpTransaction> OutcomeTransactions::makeTransaction() {

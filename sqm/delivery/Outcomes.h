@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -89,12 +90,19 @@ class OutcomeTransactions final : public HttpTransactionFactory {
   std::unique_ptr<HttpTransaction> makeTransaction() override;
   std::size_t requestsUnderWay() const override { return sender_.requestsUnderWay(); }
 
+  /// The outcome of the exchange whose notification is being posted; nothing at other times.
+  std::optional<Outcome> reported() const;
+
+  /// From now on no request is sent, or they are sent again. Those under way are aborted; further ones end in the error
+  /// notification.
+  void setMaySend(bool maySend);
+
  private:
   struct Shared;
   class Transaction;
 
   HttpTransactionFactory& sender_;
-  const std::shared_ptr<const Shared> shared_;
+  const std::shared_ptr<Shared> shared_;
 };
 
 }  // namespace sqm::delivery

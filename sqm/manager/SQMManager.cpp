@@ -201,7 +201,10 @@ void SQMManager::log(std::string_view format, std::string_view argument) {
 
 void SQMManager::saveToDisk() { mSQMRecStoreObj_->SaveSQMStoreToDisk(); }
 
-void SQMManager::uploadSQM() { perform(nextUploadStep(mUploadState_, UploadEvent::started)); }
+void SQMManager::uploadSQM() {
+  mSQMRecStoreObj_->removeSurplus();
+  perform(nextUploadStep(mUploadState_, UploadEvent::started));
+}
 
 void SQMManager::httpStatus(const Notification& notification) {
   if (notification.name == TrelkSQMUploadSuccess) {

@@ -1,6 +1,7 @@
 #include "sqm/platform/StandardHost.h"
 
 #include <optional>
+#include <string_view>
 #include <utility>
 
 #include "sqm/common/NotificationCenter.h"
@@ -25,6 +26,9 @@
 #include "sqm/platform/text/IcuDates.h"
 #include "sqm/platform/text/IcuLocale.h"
 #include "sqm/platform/text/JsonText.h"
+#include "sqm/queue/QFRecordUploader.h"
+#include "sqm/sessionfiles/SQMStore.h"
+#include "sqm/store/RecordTypes.h"
 
 namespace sqm::platform {
 
@@ -64,6 +68,7 @@ struct StandardHost::Services {
     provide(host.files, systemFiles);
     provide(host.propertyLists, propertyLists, *problems, PropertyListFiles::Options{.saves = savesOf(options)});
     if (options.recording != delivery::Recording::asRequired) makeJournal(host, options);
+    if (options.counting != Counting::off || options.limits) makeLedger(host, options);
     provide(host.serializer, archives, *problems);
     provide(host.keyedCoders, coders, *problems);
     preferences.emplace(host.configuration->applicationQuenfaFolderPath(), *problems);
@@ -78,12 +83,13 @@ struct StandardHost::Services {
     provide(host.httpTransactions, http, *host.mainThread, *host.notificationCenter, *host.logFiles,
             httpOptionsOf(options), options.onHttpExchange);
     decideOutcomes(host, options);
+    if (options.consent) applyConsent(host, options);
   }
 
   void decideOutcomes(Host& host, const Options& options) {
     if (options.schedule) schedule.emplace(host, *options.schedule);
     const delivery::DeliveryObserver observer = observerOf(options);
-    if (options.accept == delivery::Accept::anyStatus && !observer) return;
+    if (options.accept == delivery::Accept::anyStatus && !observer && !ledger && !options.consent) return;
     refused.emplace(host, options.refusedLimits, options.onRefusedDrop);
     outcomes.emplace(*host.httpTransactions, *host.notificationCenter, &*refused,
                      delivery::OutcomeRules{options.accept, options.proof}, observer);
@@ -98,8 +104,46 @@ struct StandardHost::Services {
     };
   }
 
+  static std::string pathInSqmFolder(const Host& host, std::string_view file) {
+    return sqmFolderPath(*host.configuration) + "/" + std::string(file);
+  }
+
+  void makeLedger(Host& host, const Options& options) {
+    const std::string path = pathInSqmFolder(host, delivery::kStatisticsFile);
+    const bool isKept = options.counting == Counting::kept || options.limits;
+    ledger.emplace(isKept ? std::make_unique<SystemAppendFile>(path) : nullptr, host, host.recordJournal,
+                   delivery::RecordLedger::Options{
+                       .limits = options.limits.value_or(delivery::Limits{}),
+                       .synced = options.recording == delivery::Recording::survivesPowerLoss,
+                       .outcome = [this] { return outcomes ? outcomes->reported() : std::nullopt; },
+                       .onDrop = options.onDrop,
+                       .onProblem = [this, path](const std::string& problem) { problems->cannotWrite(path, problem); }});
+    host.recordJournal = &*ledger;
+    host.queueRules = &*ledger;
+  }
+
+  void applyConsent(Host& host, const Options& options) {
+    delivery::UserConsent::Options consentOptions = {.initial = *options.consent,
+                                                     .sessionFolders = options.sessionFolders,
+                                                     .isSessionFile = isSqmFileName,
+                                                     .setMaySend = [this](bool maySend) { outcomes->setMaySend(maySend); }};
+    std::vector<std::string>& files = consentOptions.files;
+    for (const RecordType type : kRecordTypes) files.push_back(listFilePath(*host.configuration, type));
+    files.push_back(pathInSqmFolder(host, delivery::kJournalFile));
+    files.push_back(delivery::refusedFolderPath(*host.configuration));
+    files.push_back(QFRecordUploader::archivePath(*host.configuration));
+    consentOptions.sessionFolders.push_back(sqmFolderPath(*host.configuration));
+    if (logs) {
+      consentOptions.logFolder = HomeFolders(host.configuration->homeDirectory()).logFolder();
+      consentOptions.setMayLog = [this](bool mayLog) { logs->setMayLog(mayLog); };
+    }
+    consent.emplace(host, host.recordJournal, host.queueRules, std::move(consentOptions));
+    host.recordJournal = &*consent;
+    host.queueRules = &*consent;
+  }
+
   void makeJournal(Host& host, const Options& options) {
-    const std::string path = sqmFolderPath(*host.configuration) + "/" + std::string(delivery::kJournalFile);
+    const std::string path = pathInSqmFolder(host, delivery::kJournalFile);
     provide(host.recordJournal, journal,
             std::make_unique<SystemAppendFile>(path, SystemAppendFile::Options{.syncWithin = options.syncWithin}),
             *host.clock,
@@ -119,6 +163,7 @@ struct StandardHost::Services {
   std::optional<SystemFiles> systemFiles;
   std::optional<PropertyListFiles> propertyLists;
   std::optional<delivery::Journal> journal;
+  std::optional<delivery::RecordLedger> ledger;
   std::optional<ArchiveFiles> archives;
   std::optional<PropertyListCoders> coders;
   std::optional<PreferencesFile> preferences;
@@ -133,6 +178,7 @@ struct StandardHost::Services {
   std::optional<delivery::RefusedBodies> refused;
   std::optional<delivery::OutcomeTransactions> outcomes;
   std::optional<delivery::UploadSchedule> schedule;
+  std::optional<delivery::UserConsent> consent;
 };
 
 StandardHost::StandardHost() : StandardHost(Options{}) {}
@@ -163,5 +209,11 @@ PreferencesFile& StandardHost::preferences() { return *services_->preferences; }
 RuleFilter& StandardHost::filter() { return services_->filter; }
 
 delivery::UploadSchedule* StandardHost::schedule() { return services_->schedule ? &*services_->schedule : nullptr; }
+
+delivery::DeliveryStatistics StandardHost::statistics() const {
+  return services_->ledger ? services_->ledger->statistics() : delivery::DeliveryStatistics{};
+}
+
+delivery::UserConsent* StandardHost::consent() { return services_->consent ? &*services_->consent : nullptr; }
 
 }  // namespace sqm::platform

@@ -2,15 +2,19 @@
 
 #include <chrono>
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "sqm/common/Host.h"
 #include "sqm/delivery/Journal.h"
 #include "sqm/delivery/Outcomes.h"
+#include "sqm/delivery/RecordLedger.h"
 #include "sqm/delivery/RefusedBodies.h"
 #include "sqm/delivery/UploadSchedule.h"
+#include "sqm/delivery/UserConsent.h"
 #include "sqm/platform/files/FileProblems.h"
 #include "sqm/platform/http/HttpClient.h"
 
@@ -29,6 +33,12 @@ class RunLoop;
 /// Failure: only `makeFolders`, setting preferences, opening logs and the delivery options create files or folders.
 class StandardHost : public Host {
  public:
+  enum class Counting : std::uint8_t {
+    off,
+    inMemory,  ///< since the host was made
+    kept,      ///< since the SQM folder was made
+  };
+
   struct Options {
     /// The user's home directory. Empty: that of the process's user.
     std::string homeDirectory;
@@ -68,6 +78,20 @@ class StandardHost : public Host {
     /// When uploads start; `StandardHost::schedule` is then the schedule. Without it the host starts each upload.
     std::optional<delivery::ScheduleOptions> schedule;
 
+    // What is kept, and what the user allows; docs/delivery.md describes both.
+
+    /// Whether what becomes of records is counted. With limits the counts are kept.
+    Counting counting = Counting::off;
+    /// What is kept of the lists and of the upload queue.
+    std::optional<delivery::Limits> limits;
+    /// Called when something was dropped. Only with counts.
+    delivery::DropObserver onDrop;
+    /// The user's consent while there is no choice of the user on the disk; `StandardHost::consent` then has the choice.
+    /// Without it, everything is recorded and sent.
+    std::optional<delivery::Consent> consent;
+    /// Folders of `.sqm` files, which are removed when the consent is revoked, as are those of the SQM folder.
+    std::vector<std::string> sessionFolders;
+
     /// Services of the application, which take the place of the standard ones. They must outlive the host. An
     /// application with an event loop of its own sets `mainThread` to an adapter.
     Host services;
@@ -96,6 +120,12 @@ class StandardHost : public Host {
   /// The upload schedule, to which the host adds what is to be uploaded before it starts it. Null without
   /// `Options::schedule`.
   delivery::UploadSchedule* schedule();
+
+  /// What became of the records. All zero without counts. Any thread.
+  delivery::DeliveryStatistics statistics() const;
+
+  /// The user's consent. Null without `Options::consent`.
+  delivery::UserConsent* consent();
 
  private:
   struct Services;

@@ -8,18 +8,11 @@
 #include "sqm/common/LogFile.h"
 #include "sqm/common/MainThread.h"
 #include "sqm/common/QFSerializer.h"
-#include "sqm/common/TrelkConfiguration.h"
+#include "sqm/common/RecordJournal.h"
+#include "sqm/common/UploadQueueRules.h"
 #include "sqm/upload/internal/UploadChannel.h"
 
 namespace sqm {
-
-namespace {
-
-std::string archivePathOf(const Host& host) {
-  return host.configuration->applicationQuenfaFolderPath().append("/").append(QFRecordUploader::kArchiveFile);
-}
-
-}  // namespace
 
 QFRecordUploader* QFRecordUploader::sharedQFRecordUploader() {
   Host* host = Host::installed();
@@ -42,22 +35,36 @@ QFRecordUploader::QFRecordUploader(Host& host) : host_(host), httpAgent_(host.ht
     registrations_ = observeTransaction(*host_.notificationCenter, *httpAgent_,
                                         [this](const Notification& notification) { httpStatus(notification); });
   }
-  archivePath_ = archivePathOf(host_);
+  archivePath_ = archivePath(*host_.configuration);
   recordQueue_ = host_.files->exists(archivePath_) ? host_.serializer->objectFromFile(archivePath_) : UploadRequests{};
+  followRules();
 }
 
 QFRecordUploader::QFRecordUploader(Host& host, KeyedCoder& coder)
-    : host_(host), archivePath_(archivePathOf(host)), recordQueue_(coder.decodeObjectForKey(kQFRecordData)) {}
+    : host_(host), archivePath_(archivePath(*host.configuration)), recordQueue_(coder.decodeObjectForKey(kQFRecordData)) {
+  followRules();
+}
+
+void QFRecordUploader::followRules() {
+  rules_ = host_.queueRules;
+  if (rules_ == nullptr) return;
+  if (recordQueue_) rules_->queueLoaded(*recordQueue_);
+  rulesChanged_ = host_.notificationCenter->addObserver(kKeptRecordsChangedNotification, nullptr,
+                                                        [this](const Notification& /*posted*/) { applyRules(); });
+}
 
 void QFRecordUploader::encodeWithCoder(KeyedCoder& coder) const { coder.encodeObject(recordQueue(), kQFRecordData); }
 
 bool QFRecordUploader::quequeRecord(std::optional<std::string_view> data,
                                     std::optional<std::string_view> serverDetails) {
-  if (!data || !serverDetails) return false;
+  if (!data || !serverDetails || (rules_ != nullptr && !rules_->mayQueue())) return false;
   UploadRequest request{std::string(*serverDetails), std::string(*data)};
   log("QFRecordUploader :: quequeRecord- saved URL:%@ post Data:%@", {*request.uploadURL, *request.uploadData});
   const std::lock_guard lock(mutex_);
-  if (recordQueue_) recordQueue_->push_back(std::move(request));
+  if (recordQueue_) {
+    recordQueue_->push_back(std::move(request));
+    if (rules_ != nullptr) rules_->requestQueued(*recordQueue_, /*isSending=*/remaining_ > 0);
+  }
   writeArchive();
   return true;
 }
@@ -105,8 +112,17 @@ bool QFRecordUploader::removeHead() {
   uploadInProgress_ = false;
   if (!recordQueue_ || recordQueue_->empty()) return false;
   recordQueue_->erase(recordQueue_->begin());
+  if (rules_ != nullptr) rules_->requestPosted(*recordQueue_);
   writeArchive();
   return !recordQueue_->empty();
+}
+
+void QFRecordUploader::applyRules() {
+  const std::lock_guard lock(mutex_);
+  if (!recordQueue_) return;
+  rules_->rulesChanged(*recordQueue_);
+  if (recordQueue_->empty()) currentURLRequest_.reset();
+  writeArchive();
 }
 
 /// Writes the queue if there is one. The serializer reports a failure.

@@ -11,6 +11,7 @@
 #include "sqm/common/Host.h"
 #include "sqm/common/NotificationCenter.h"
 #include "sqm/common/SharedInstance.h"
+#include "sqm/common/TrelkConfiguration.h"
 #include "sqm/common/UploadRequest.h"
 
 namespace sqm {
@@ -39,6 +40,11 @@ class QFRecordUploader : public SharedInstance<QFRecordUploader> {
   /// The archive's name in the application's folder. Not to change: earlier versions have written it.
   static constexpr std::string_view kArchiveFile = "QFRecordUploader.plist";
 
+  /// The archive: absolute.
+  static std::string archivePath(const TrelkConfiguration& configuration) {
+    return configuration.applicationQuenfaFolderPath().append("/").append(kArchiveFile);
+  }
+
   /// The uploader; null while no host is installed. The first call creates it, with the queue that the archive holds:
   /// an empty one when there is no such file, none when the file yields nothing.
   static QFRecordUploader* sharedQFRecordUploader();
@@ -54,7 +60,7 @@ class QFRecordUploader : public SharedInstance<QFRecordUploader> {
   void encodeWithCoder(KeyedCoder& coder) const;
 
   /// Appends a request to the queue and writes the archive; sends nothing. Returns false and queues nothing when the
-  /// data or the address is absent.
+  /// data or the address is absent, or the host's `queueRules` do not allow it.
   bool quequeRecord(std::optional<std::string_view> data, std::optional<std::string_view> serverDetails);
 
   /// Sends the request at the head of the queue, whether or not one is under way. A request without address or data is
@@ -92,11 +98,14 @@ class QFRecordUploader : public SharedInstance<QFRecordUploader> {
 
   void httpStatus(const Notification& notification);
   bool removeHead();
+  void followRules();
+  void applyRules();
   void writeArchive();
   void log(std::string_view format, std::initializer_list<std::string_view> arguments = {}) const;
 
   Host& host_;
   std::string archivePath_;
+  UploadQueueRules* rules_ = nullptr;  // the host's, once the queue is loaded
 
   // Guards the queue, the current request, and the writing of the archive, so that archives are written in the order of
   // the changes. Not held while a request is sent or a line is logged.
@@ -106,9 +115,10 @@ class QFRecordUploader : public SharedInstance<QFRecordUploader> {
 
   std::atomic<bool> uploadInProgress_ = false;
   std::atomic<LogFile*> logfile_ = nullptr;
-  int remaining_ = 0;  // expected outcomes of requests, and scheduled tasks that will send one
+  std::atomic<int> remaining_ = 0;  // expected outcomes of requests, and scheduled tasks that will send one
   std::unique_ptr<HttpTransaction> httpAgent_;
   std::array<NotificationCenter::Registration, 4> registrations_;
+  NotificationCenter::Registration rulesChanged_;
 };
 
 }  // namespace sqm

@@ -7,6 +7,7 @@
 #include "sqm/common/Dates.h"
 #include "sqm/common/Files.h"
 #include "sqm/common/Format.h"
+#include "sqm/common/RecordJournal.h"
 #include "sqm/common/internal/TimeStamp.h"
 
 namespace sqm {
@@ -52,7 +53,10 @@ std::string SQMRecord::getSQMFileName() const {
   return path;
 }
 
-bool SQMRecord::saveRec() const { return !host_.files->write(getSQMFileName(), line()); }
+bool SQMRecord::saveRec() const {
+  if (host_.recordJournal != nullptr && !host_.recordJournal->mayStore()) return false;
+  return !host_.files->write(getSQMFileName(), line());
+}
 
 /// The row as it is written to a file: a value ends before its first NUL, as C strings do.
 std::string SQMRecord::line() const {

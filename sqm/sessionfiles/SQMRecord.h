@@ -47,7 +47,8 @@ class SQMRecord {
   std::string getSQMFileName() const;
 
   /// Writes the row to a new file. False when the file cannot be opened. A later error, such as a full disk, is not
-  /// detected: the result is true, and the file holds the beginning of the line.
+  /// detected: the result is true, and the file holds the beginning of the line. Nothing is written, and the result is
+  /// false, while the host's `recordJournal` does not allow that records are stored.
   bool saveRec() const;
 
   /// The name of the record type; empty for a type above 4. These numbers are not those of the record store.

@@ -1,9 +1,10 @@
 #include "sqm/store/SQMRecordStore.h"
 
+#include <algorithm>
+#include <array>
 #include <utility>
 
 #include "sqm/common/PropertyList.h"
-#include "sqm/common/RecordJournal.h"
 #include "sqm/common/SystemConsole.h"
 
 namespace sqm {
@@ -20,7 +21,11 @@ static_assert(isPermutationOfTypes(kFileOrder));
 SQMRecordStore::SQMRecordStore(Host& host) : host_(host) {
   LoadFromDisk();
   journal_ = host_.recordJournal;
-  if (journal_ != nullptr) journal_->listsLoaded(lists_);
+  if (journal_ == nullptr) return;
+  journal_->listsLoaded(lists_);
+  removeSurplus();
+  keptRecordsChanged_ = host_.notificationCenter->addObserver(
+      kKeptRecordsChangedNotification, nullptr, [this](const Notification& /*posted*/) { SaveSQMStoreToDisk(); });
 }
 
 SQMRecordStore::~SQMRecordStore() { SaveSQMStoreToDisk(); }
@@ -30,9 +35,11 @@ bool SQMRecordStore::saveSQMRecordType(std::int64_t type, TextView withData) {
 }
 
 bool SQMRecordStore::append(RecordType type, TextView data) {
-  if (!data) return false;
+  if (!data || (journal_ != nullptr && !journal_->mayStore())) return false;
   listOf(type).append(data);
-  if (journal_ != nullptr) journal_->recordStored(lists_, type);
+  if (journal_ == nullptr) return false;
+  journal_->recordStored(lists_, type);
+  removeSurplus(type);
   return false;
 }
 
@@ -42,14 +49,35 @@ bool SQMRecordStore::deleteRecords(RecordType type) {
     list = {};
     return true;
   }
-  const std::size_t count =
-      std::exchange(inDocument_[static_cast<std::size_t>(type)], std::nullopt).value_or(list.size());
-  list.removeFirst(count);
-  if (count > 0) journal_->recordsRemoved(lists_, type, count);
+  remove(type, std::exchange(inDocument_[indexOf(type)], std::nullopt).value_or(list.size()),
+         Removal::posted);
+  if (!journal_->keepsUnsent()) remove(type, list.size(), Removal::unsent);
   return true;
 }
 
+void SQMRecordStore::remove(RecordType type, std::size_t count, Removal why) {
+  if (count == 0) return;
+  listOf(type).removeFirst(count);
+  journal_->recordsRemoved(lists_, type, count, why);
+}
+
+void SQMRecordStore::removeSurplus(RecordType type) {
+  for (;;) {
+    const Surplus surplus = journal_->surplusOf(lists_, type);
+    if (surplus.count == 0) return;
+    auto& inDocument = inDocument_[indexOf(type)];
+    if (inDocument) *inDocument -= std::min(*inDocument, surplus.count);
+    remove(type, surplus.count, surplus.why);
+  }
+}
+
+void SQMRecordStore::removeSurplus() {
+  if (journal_ == nullptr) return;
+  for (const RecordType type : kRecordTypes) removeSurplus(type);
+}
+
 bool SQMRecordStore::SaveSQMStoreToDisk() {
+  removeSurplus();
   if (journal_ != nullptr) journal_->saveBegins(lists_);
   bool written = false;
   bool allWritten = true;
@@ -75,7 +103,7 @@ void SQMRecordStore::LoadFromDisk() {
 }
 
 SQMRecordStore::Text SQMRecordStore::document(RecordType type) const {
-  inDocument_[static_cast<std::size_t>(type)] = listOf(type).size();
+  inDocument_[indexOf(type)] = listOf(type).size();
   const std::string_view prefix = rowOf(type).consolePrefix;
   auto text = listDocument(type, listOf(type), prefix);
   if (text && !prefix.empty()) {

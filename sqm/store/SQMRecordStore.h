@@ -1,6 +1,5 @@
 #pragma once
 
-#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -8,6 +7,8 @@
 #include <string_view>
 
 #include "sqm/common/Host.h"
+#include "sqm/common/NotificationCenter.h"
+#include "sqm/common/RecordJournal.h"
 #include "sqm/common/TextArray.h"
 #include "sqm/store/RecordTypes.h"
 
@@ -40,8 +41,8 @@ class SQMRecordStore {
   bool saveSQMApplicationRecordToStore(TextView data) { return append(RecordType::application, data); }
   bool saveSQMUserAcceptanceRecordToStore(TextView data) { return append(RecordType::userAcceptance, data); }
 
-  /// Empties one list in memory; its file changes at the next save. Always returns true. With a `recordJournal`, what
-  /// was stored after the last document of the list stays: it was not in it.
+  /// Empties one list in memory; its file changes at the next save. Always returns true. With a `recordJournal` that
+  /// `keepsUnsent`, what was stored after the last document of the list stays: it was not in it.
   bool deleteSQMClientRecordFromStore() { return deleteRecords(RecordType::client); }
   bool deleteSQMConnectionRecordsFromStore() { return deleteRecords(RecordType::connection); }
   bool deleteSQMDeviceRecordFromStore() { return deleteRecords(RecordType::device); }
@@ -63,6 +64,9 @@ class SQMRecordStore {
   Text getApplicationRecordXMLAsString() const { return document(RecordType::application); }
   Text getUserAcceptanceRecordXMLAsString() const { return document(RecordType::userAcceptance); }
 
+  /// Removes what the host's `recordJournal` does not allow to be kept. Call it before an upload.
+  void removeSurplus();
+
   /// The same operations by record type.
   bool deleteRecords(RecordType type);
   Text document(RecordType type) const;
@@ -73,14 +77,17 @@ class SQMRecordStore {
 
  private:
   bool append(RecordType type, TextView data);
-  TextArray& listOf(RecordType type) { return lists_[static_cast<std::size_t>(type)]; }
-  const TextArray& listOf(RecordType type) const { return lists_[static_cast<std::size_t>(type)]; }
+  void remove(RecordType type, std::size_t count, Removal why);
+  void removeSurplus(RecordType type);
+  TextArray& listOf(RecordType type) { return lists_[indexOf(type)]; }
+  const TextArray& listOf(RecordType type) const { return lists_[indexOf(type)]; }
 
   Host& host_;
   RecordJournal* journal_ = nullptr;                  // the host's, once the lists are loaded
-  std::array<TextArray, kRecordTypes.size()> lists_;  // by type
+  ByType<TextArray> lists_;
   /// How many records the last document of a list held, since which the list was not deleted.
-  mutable std::array<std::optional<std::size_t>, kRecordTypes.size()> inDocument_;  // by type
+  mutable ByType<std::optional<std::size_t>> inDocument_;
+  NotificationCenter::Registration keptRecordsChanged_;
 };
 
 }  // namespace sqm

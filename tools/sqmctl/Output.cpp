@@ -24,6 +24,18 @@ std::string blanks(std::string_view text, std::size_t width) {
 
 }  // namespace
 
+Json jsonOf(const sqm::delivery::DeliveryCounts& counts) {
+  Json dropped = Json::object();
+  for (std::size_t at = 0; at < counts.dropped.size(); ++at) {
+    if (counts.dropped[at] > 0) dropped[std::string(sqm::delivery::kDropReasonNames[at])] = counts.dropped[at];
+  }
+  return {{"accepted", counts.accepted},
+          {"delivered", counts.delivered},
+          {"refused", counts.refused},
+          {"dropped", std::move(dropped)},
+          {"waiting", counts.waiting}};
+}
+
 void printJson(const tools::Terminal& terminal, const Json& value) {
   terminal.line(terminal.shown(value.dump(2, ' ', false, Json::error_handler_t::replace), /*keepsLines=*/true));
 }

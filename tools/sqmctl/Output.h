@@ -6,6 +6,8 @@
 
 #include <nlohmann/json_fwd.hpp>
 
+#include "sqm/delivery/DeliveryStatistics.h"
+
 #include "tools/support/Terminal.h"
 
 namespace sqmctl {
@@ -15,6 +17,10 @@ using Json = nlohmann::ordered_json;
 
 /// Prints indented JSON. Ill-formed UTF-8 becomes U+FFFD.
 void printJson(const tools::Terminal& terminal, const Json& value);
+
+/// {"accepted":9,"delivered":4,"refused":0,"dropped":{"age":2},"waiting":3}. Of the dropped ones, the reasons that there
+/// were.
+Json jsonOf(const sqm::delivery::DeliveryCounts& counts);
 
 /// Bytes for a JSON member: unchanged with the encoding "utf-8" when they are UTF-8, else in "base64".
 struct EncodedBytes {

@@ -7,6 +7,7 @@
 #include "sqm/common/HttpTransaction.h"
 #include "sqm/platform/http/internal/HttpAddress.h"
 
+#include "tools/sqmctl/DeliveryOptions.h"
 #include "tools/sqmctl/Stored.h"
 
 namespace sqmctl {
@@ -23,8 +24,9 @@ sqm::platform::StandardHost::Options SendingHost::options(const Invocation& invo
   sqm::platform::StandardHost::Options options;
   options.homeDirectory = homeOf(invocation);
   options.atomicSaves = true;
-  options.accept = invocation.accept;
+  setDelivery(options, invocation);
   options.recording = recordingFor(invocation, options.homeDirectory);
+  if (hasStatistics(options.homeDirectory)) options.counting = sqm::platform::StandardHost::Counting::kept;
   options.onFileProblem = [this](const sqm::platform::FileProblem& problem) {
     fileProblems_.push_back(textOf(problem));
   };

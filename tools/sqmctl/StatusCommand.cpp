@@ -62,12 +62,48 @@ void printRow(const tools::Terminal& terminal, const Place& place) {
   terminal.line(terminal.styled(!place.isReadable ? Style::bad : isWaiting ? Style::plain : Style::dim, row));
 }
 
+/// "  client  accepted 12, delivered 9, refused 0, dropped 2 (age: 2), waiting 1"; nothing when nothing was accepted.
+void printCounts(const tools::Terminal& terminal, const std::string& name,
+                 const sqm::delivery::DeliveryCounts& counts) {
+  if (counts.accepted == 0) return;
+  std::string reasons;
+  for (std::size_t at = 0; at < counts.dropped.size(); ++at) {
+    if (counts.dropped[at] == 0) continue;
+    reasons += (reasons.empty() ? "" : ", ") + std::string(sqm::delivery::kDropReasonNames[at]) + ": " +
+               std::to_string(counts.dropped[at]);
+  }
+  constexpr std::size_t kNameWidth = 15;
+  terminal.line("  " + padded(name, kNameWidth) + "accepted " + std::to_string(counts.accepted) + ", delivered " +
+                std::to_string(counts.delivered) + ", refused " + std::to_string(counts.refused) + ", dropped " +
+                std::to_string(counts.allDropped()) + (reasons.empty() ? "" : " (" + reasons + ")") + ", waiting " +
+                std::to_string(counts.waiting));
+}
+
+void printStatistics(const tools::Terminal& terminal, const sqm::delivery::DeliveryStatistics& statistics) {
+  terminal.line(terminal.styled(Style::bold, "Since the folder was made"));
+  for (const sqm::RecordType type : sqm::kRecordTypes) {
+    printCounts(terminal, nameOf(type), statistics.lists[sqm::indexOf(type)]);
+  }
+  printCounts(terminal, "upload queue", statistics.queue);
+}
+
+Json jsonOf(const sqm::delivery::DeliveryStatistics& statistics) {
+  Json types = Json::object();
+  for (const sqm::RecordType type : sqm::kRecordTypes) {
+    types[nameOf(type)] = sqmctl::jsonOf(statistics.lists[sqm::indexOf(type)]);
+  }
+  types["queue"] = sqmctl::jsonOf(statistics.queue);
+  return types;
+}
+
 void run(Invocation& invocation, const StatusOptions& options) {
   const std::string home = homeOf(invocation);
   const std::string folder = options.folder.empty() ? sqmFolderOf(home) : options.folder;
 
   std::vector<Place> types;
-  for (const StoredList& list : storedLists(home)) {
+  const StoredLists lists = storedLists(home);
+  const auto statistics = storedStatistics(home, lists);
+  for (const StoredList& list : lists) {
     add(types.emplace_back(Place{.name = nameOf(list.type), .unit = "record", .path = list.path}), list,
         list.records.size(), invocation);
   }
@@ -88,11 +124,13 @@ void run(Invocation& invocation, const StatusOptions& options) {
   if (options.isJson) {
     Json records = Json::object();
     for (const Place& type : types) records[type.name] = jsonOf(type, "records");
-    printJson(terminal, {{"home", home},
-                         {"records", records},
-                         {"queue", jsonOf(queue, "requests")},
-                         {"folder", jsonOf(files, "files")},
-                         {"oldest", jsonOf(oldest)}});
+    Json status = {{"home", home},
+                   {"records", records},
+                   {"queue", jsonOf(queue, "requests")},
+                   {"folder", jsonOf(files, "files")},
+                   {"oldest", jsonOf(oldest)}};
+    if (statistics) status["statistics"] = jsonOf(*statistics);
+    printJson(terminal, status);
     return;
   }
   terminal.line(terminal.styled(Style::bold, "Below " + home));
@@ -102,6 +140,7 @@ void run(Invocation& invocation, const StatusOptions& options) {
   terminal.line(oldest      ? "The oldest file in which something waits is of " + utcText(*oldest)
                 : isAllRead ? "Nothing waits"
                             : "Nothing waits in what can be read");
+  if (statistics) printStatistics(terminal, *statistics);
 }
 
 }  // namespace

@@ -65,6 +65,10 @@ std::string journalPath(const std::string& home) {
   return sqmFolderOf(home) + "/" + std::string(sqm::delivery::kJournalFile);
 }
 
+std::string statisticsPath(const std::string& home) {
+  return sqmFolderOf(home) + "/" + std::string(sqm::delivery::kStatisticsFile);
+}
+
 /// Empty without a journal, and when it cannot be read, which the first list then reports.
 std::string journalContent(const std::string& path, StoredLists& lists) {
   std::string content;
@@ -122,8 +126,7 @@ sqm::delivery::Recording recordingFor(const Invocation& invocation, const std::s
 StoredQueue storedQueue(const std::string& home) {
   using sqm::platform::ArchiveFiles;
   StoredQueue queue;
-  queue.path = sqm::platform::HomeFolders(home).applicationQuenfaFolderPath() + "/" +
-               std::string(sqm::QFRecordUploader::kArchiveFile);
+  queue.path = sqm::QFRecordUploader::archivePath(sqm::platform::HomeFolders(home));
   queue.changed = changeOf(queue.path);
   ArchiveFiles archives(problemsKeptIn(queue.problem), sqm::platform::FileOperations::posix(),
                         ArchiveFiles::Unreadable::stays);
@@ -153,6 +156,17 @@ std::vector<SqmFile> sqmFilesIn(const std::string& folder) {
     readSqmFile(file);
   }
   return files;
+}
+
+bool hasStatistics(const std::string& home) { return sqm::platform::SystemFiles().exists(statisticsPath(home)); }
+
+std::optional<sqm::delivery::DeliveryStatistics> storedStatistics(const std::string& home, const StoredLists& lists) {
+  std::string text;
+  if (sqm::platform::SystemFiles().read(statisticsPath(home), text)) return std::nullopt;
+  auto kept = sqm::delivery::statisticsOf(text);
+  if (!kept) return std::nullopt;
+  for (const StoredList& list : lists) kept->counts.lists[sqm::indexOf(list.type)].fitWaiting(list.records.size());
+  return kept->counts;
 }
 
 std::vector<sqm::RecordType> postedTypes(const StoredLists& lists) {

@@ -10,6 +10,7 @@
 
 #include "sqm/common/TextArray.h"
 #include "sqm/common/UploadRequest.h"
+#include "sqm/delivery/DeliveryStatistics.h"
 #include "sqm/store/RecordTypes.h"
 
 #include "tools/sqmctl/Command.h"
@@ -68,6 +69,12 @@ inline const StoredList& listOf(const StoredLists& lists, sqm::RecordType type) 
 
 /// How a command that changes the lists of this home directory works with them: with their journal, where there is one.
 sqm::delivery::Recording recordingFor(const Invocation& invocation, const std::string& home);
+
+/// True when what becomes of the records of this home directory is counted.
+bool hasStatistics(const std::string& home);
+
+/// The counts, with what waits; nothing when nothing is counted, or the file is damaged.
+std::optional<sqm::delivery::DeliveryStatistics> storedStatistics(const std::string& home, const StoredLists& lists);
 
 /// The types whose documents an upload posts, in their order, provided that each post succeeds. None when there are no
 /// records at all: sqmctl then uploads nothing.

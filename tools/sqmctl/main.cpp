@@ -6,11 +6,11 @@
 #include <cstdio>
 #include <exception>
 #include <filesystem>
-#include <map>
 #include <string>
 #include <system_error>
 
 #include "tools/sqmctl/Command.h"
+#include "tools/sqmctl/DeliveryOptions.h"
 #include "tools/support/Terminal.h"
 
 namespace sqmctl {
@@ -50,25 +50,7 @@ int run(int argc, char** argv) {
                   "Folder of SQMFieldNames.plist (default: the sample that comes with the tool)")
       ->option_text("FOLDER")
       ->check(isGiven);
-  program
-      .add_option_function<std::string>(
-          "--accept",
-          [&](const std::string& which) {
-            invocation.accept = which == "2xx" ? sqm::delivery::Accept::only2xx : sqm::delivery::Accept::anyStatus;
-          },
-          "Which status counts as delivered: any, or 2xx (default: any)")
-      ->option_text("any|2xx")
-      ->check(CLI::IsMember({"any", "2xx"}));
-  using sqm::delivery::Recording;
-  program
-      .add_option(
-          "--recording", invocation.recording,
-          "What a record survives before it is saved: nothing, the end of the process, a loss of power (default: "
-          "required)")
-      ->option_text("required|crash|power")
-      ->transform(CLI::CheckedTransformer(std::map<std::string, Recording>{{"required", Recording::asRequired},
-                                                                           {"crash", Recording::survivesCrash},
-                                                                           {"power", Recording::survivesPowerLoss}}));
+  addDeliveryOptions(program, invocation);
   for (const auto& add : kCommands) add(program, invocation);
 
   try {

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <span>
@@ -17,11 +16,6 @@ struct ListMark {
   std::uint64_t digest = 0;
   friend bool operator==(const ListMark&, const ListMark&) = default;
 };
-
-template <typename T>
-using ByType = std::array<T, kRecordTypes.size()>;
-
-constexpr std::size_t indexOf(RecordType type) { return static_cast<std::size_t>(type); }
 
 /// The mark of a list, which is the same after the list was written to a property list and read again.
 ListMark markOf(const TextArray& list);

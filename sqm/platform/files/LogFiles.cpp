@@ -64,10 +64,11 @@ class LogFiles::SharedLog {
 
 class LogFiles::Log : public LogFile {
  public:
-  Log(std::shared_ptr<SharedLog> shared, int level) : shared_(std::move(shared)), level_(level) {}
+  Log(std::shared_ptr<SharedLog> shared, int level, std::shared_ptr<const std::atomic<bool>> mayLog)
+      : shared_(std::move(shared)), level_(level), mayLog_(std::move(mayLog)) {}
 
   void write(const LogLine& line) override try {
-    if (line.userLevel <= level_) shared_->write(line);
+    if (line.userLevel <= level_ && *mayLog_) shared_->write(line);
   } catch (const std::bad_alloc&) {
     // The line is lost.
   }
@@ -75,6 +76,7 @@ class LogFiles::Log : public LogFile {
  private:
   std::shared_ptr<SharedLog> shared_;
   int level_;
+  std::shared_ptr<const std::atomic<bool>> mayLog_;
 };
 
 struct LogFiles::OpenLogs {
@@ -97,7 +99,7 @@ std::unique_ptr<LogFile> LogFiles::initWithFile(std::string_view file, int logLe
     if (!shared->open()) return nullptr;
     known = shared;
   }
-  return std::make_unique<Log>(std::move(shared), logLevel);
+  return std::make_unique<Log>(std::move(shared), logLevel, mayLog_);
 }
 
 }  // namespace sqm::platform

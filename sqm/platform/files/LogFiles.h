@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <cstddef>
 #include <functional>
@@ -40,6 +41,9 @@ class LogFiles : public LogFileFactory {
   /// Null for a name that is empty or contains a path separator.
   std::unique_ptr<LogFile> initWithFile(std::string_view file, int logLevel) override;
 
+  /// Without it, lines are dropped until it is set again.
+  void setMayLog(bool mayLog) { *mayLog_ = mayLog; }
+
  private:
   class SharedLog;
   class Log;
@@ -47,6 +51,7 @@ class LogFiles : public LogFileFactory {
 
   Options options_;
   FileOperations& files_;
+  const std::shared_ptr<std::atomic<bool>> mayLog_ = std::make_shared<std::atomic<bool>>(true);
   std::unique_ptr<OpenLogs> open_;
 };
 

@@ -4,6 +4,8 @@
 #include <cmath>
 #include <limits>
 
+#include "sqm/delivery/UserConsent.h"
+
 #include "tools/sqmctl/play/JsonLine.h"
 #include "tools/support/Number.h"
 
@@ -142,6 +144,12 @@ std::string unknown(std::string_view name, std::span<const Argument> arguments) 
   return "unknown key " + shownText(name) + names;
 }
 
+std::string problemWithConsent(const JsonValue& value) {
+  const auto* name = std::get_if<std::string>(&value);
+  const bool isKnown = name != nullptr && sqm::delivery::consentNamed(*name);
+  return isKnown ? "" : mustBe(R"("granted", "withheld" or "revoked")", value);
+}
+
 /// Adds null to the types that the problem of a nullable argument names.
 std::string orNull(std::string problem) {
   const std::size_t end = problem.starts_with("must be ") ? problem.find(kNot) : std::string::npos;
@@ -162,6 +170,7 @@ constexpr Type kEntry = {problemWithEntry};
 constexpr Type kEntries = {problemWithEntries};
 constexpr Type kDisableRules = {problemWithDisableRules};
 constexpr Type kReplaceRules = {problemWithReplaceRules};
+constexpr Type kConsent = {problemWithConsent};
 
 std::string problemWith(const JsonObject& members, std::span<const Argument> arguments, std::string_view ignored) {
   for (const auto& [key, value] : members) {

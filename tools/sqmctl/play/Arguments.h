@@ -28,6 +28,7 @@ extern const Type kEntry;    ///< of a diagnostics array: a string or an object
 extern const Type kEntries;  ///< a list of entries
 extern const Type kDisableRules;
 extern const Type kReplaceRules;
+extern const Type kConsent;  ///< "granted", "withheld" or "revoked"
 
 /// One argument of an operation, or one member of a nested object.
 struct Argument {

@@ -14,6 +14,7 @@ using sqm::SQMDataCollector;
 Result directory(Player& player, const Arguments& arguments) {
   const std::string path = player.pathOf(arguments.text("path").value());
   player.makeFolder(path);
+  player.addSessionFolder(path);
   player.collector().setSQMDirPath(path);
   return nullptr;
 }

@@ -92,7 +92,6 @@ Result filter(Player& player, const Arguments& arguments) {
 }
 
 constexpr Argument kUpload[] = {kTimeout};
-constexpr Argument kSchedule[] = {required("seconds", kSeconds)};
 constexpr Argument kTimeStamp[] = {nullable("value", kText)};
 constexpr Argument kFilter[] = {optional("disable", kDisableRules), optional("replace", kReplaceRules)};
 
@@ -108,10 +107,6 @@ constexpr Operation kOperations[] = {
     {"userAcceptance", kParamsAlone, create<&SQMManager::sqmCreateUserAcceptanceRecord>},
     {"save", {}, plain<&Player::manager, &SQMManager::saveToDisk>},
     {"upload", kUpload, upload},
-    {"schedule.run", kSchedule,
-     [](Player& player, const Arguments& arguments) -> Result {
-       return {{"uploads", player.runSchedule(arguments.number("seconds"))}};
-     }},
     {"restart", {}, plain<std::identity{}, &Player::restart>},
     {"timeStamp", kTimeStamp,
      [](Player& player, const Arguments& arguments) -> Result {

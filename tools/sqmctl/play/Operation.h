@@ -29,6 +29,7 @@ std::span<const Operation> managerOperations();
 std::span<const Operation> collectorOperations();
 std::span<const Operation> queueOperations();
 std::span<const Operation> diagnosticsOperations();
+std::span<const Operation> deliveryOperations();
 
 /// The time limit of an upload for which the scenario sets none, in seconds.
 inline constexpr double kDefaultTimeout = 60;

@@ -16,6 +16,7 @@
 #include "sqm/upload/SQMUploadNotifications.h"
 
 #include "tools/sqmctl/Command.h"
+#include "tools/sqmctl/DeliveryOptions.h"
 #include "tools/sqmctl/play/Operation.h"
 
 namespace sqmctl::play {
@@ -45,8 +46,7 @@ sqm::platform::StandardHost::Options Player::optionsOf(const Invocation& invocat
   sqm::platform::StandardHost::Options options;
   options.homeDirectory = invocation.home;
   options.resourceDirectory = resourcesOf(invocation);
-  options.accept = invocation.accept;
-  options.recording = invocation.recording;
+  setDelivery(options, invocation);
   options.onDelivery = [this](const sqm::delivery::Delivery& delivery) {
     if (schedule_ != nullptr) schedule_->exchangeEnded(delivery);
   };
@@ -103,6 +103,13 @@ sqm::QFRecordUploader& Player::queue() {
   }
   return *queue_;
 }
+
+void Player::setConsent(sqm::delivery::Consent consent) {
+  const std::error_code problem = host_.consent()->set(consent);
+  if (problem) fail("the consent cannot be applied: " + problem.message());
+}
+
+void Player::addSessionFolder(const std::string& path) { host_.consent()->addSessionFolder(path); }
 
 void Player::setClientTimeStamp(std::optional<std::string_view> value) {
   if (!host_.preferences().setClientTimeStamp(value)) {

@@ -43,7 +43,13 @@ class Player {
   sqm::platform::RuleFilter& filter() { return host_.filter(); }
   StandingClock* clock() { return environment_.clock(); }
 
+  sqm::delivery::DeliveryStatistics statistics() const { return host_.statistics(); }
+
   void restart();
+  void setConsent(sqm::delivery::Consent consent);
+
+  /// A folder of `.sqm` files, which are removed when the consent is revoked.
+  void addSessionFolder(const std::string& path);
   void setClientTimeStamp(std::optional<std::string_view> value);
 
   /// The path that a scenario gives as an absolute one or relative to the home directory.

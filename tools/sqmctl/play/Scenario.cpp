@@ -13,8 +13,8 @@ namespace {
 
 constexpr std::string_view kDo = "do";
 
-std::array<std::span<const Operation>, 4> allOperations() {
-  return {managerOperations(), collectorOperations(), queueOperations(), diagnosticsOperations()};
+std::array<std::span<const Operation>, 5> allOperations() {
+  return {managerOperations(), collectorOperations(), queueOperations(), diagnosticsOperations(), deliveryOperations()};
 }
 
 const Operation* operationNamed(std::string_view name) {
