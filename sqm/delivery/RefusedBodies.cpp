@@ -52,6 +52,14 @@ std::optional<std::string_view> takeLine(std::string_view& text, std::string_vie
   return value;
 }
 
+/// True for a body that was refused before this time, in its text form; the order of such texts is that of the times.
+bool isBefore(Files& files, const std::string& path, std::string_view time) {
+  std::string text;
+  if (time.empty() || files.read(path, text)) return false;
+  const auto refused = refusedBodyOf(text);
+  return refused && refused->time < time;
+}
+
 }  // namespace
 
 std::optional<RefusedBody> refusedBodyOf(std::string_view text) {
@@ -98,9 +106,7 @@ std::error_code RefusedBodies::keep(std::string_view address, int status, std::s
   std::string head(kFirstLine);
   head.append(kAddress).append(address).append("\n");
   head.append(kStatus).append(std::to_string(status)).append("\n");
-  head.append(kTime)
-      .append(isoTimeStamp(std::chrono::sys_seconds(std::chrono::seconds(host_.clock->time()))))
-      .append("\n");
+  head.append(kTime).append(isoTimeStamp(now())).append("\n");
   head.append(kBytes).append(std::to_string(body.size())).append("\n\n");
   const std::uintmax_t size = head.size() + body.size();
   if (limits_.files == 0 || size > limits_.bytes) return make_error_code(std::errc::file_too_large);
@@ -111,13 +117,20 @@ std::error_code RefusedBodies::keep(std::string_view address, int status, std::s
   return {};
 }
 
+std::chrono::sys_seconds RefusedBodies::now() const {
+  return std::chrono::sys_seconds(std::chrono::seconds(host_.clock->time()));
+}
+
 /// `refused` are the files before the new one, which has `added` bytes.
 void RefusedBodies::dropOldest(const std::vector<RefusedFile>& refused, std::uintmax_t added) {
   std::size_t count = refused.size() + 1;
   std::uintmax_t bytes = added;
   for (const RefusedFile& file : refused) bytes += file.bytes;
+  const bool hasAge = limits_.age && *limits_.age < now().time_since_epoch();
+  const std::string earliest = hasAge ? isoTimeStamp(now() - *limits_.age) : "";
   for (const RefusedFile& oldest : refused) {
-    if (count <= limits_.files && bytes <= limits_.bytes) return;
+    const bool isBeyond = count > limits_.files || bytes > limits_.bytes;
+    if (!isBeyond && !isBefore(*host_.files, oldest.path, earliest)) return;
     if (host_.files->remove(oldest.path)) continue;  // the next body tries it again
     --count;
     bytes -= oldest.bytes;

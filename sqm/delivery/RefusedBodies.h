@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -44,6 +45,7 @@ std::error_code listRefused(Files& files, const std::string& folder, std::vector
 struct RefusedLimits {
   std::size_t files = 1000;
   std::uintmax_t bytes = std::uintmax_t{64} * 1024 * 1024;
+  std::optional<std::chrono::seconds> age = {};  ///< since the body was refused; checked with each new one
 };
 
 /// Called after a file was dropped, with the number of files that this object has dropped.
@@ -64,6 +66,7 @@ class RefusedBodies {
 
  private:
   void dropOldest(const std::vector<RefusedFile>& refused, std::uintmax_t added);
+  std::chrono::sys_seconds now() const;
 
   const Host& host_;
   const RefusedLimits limits_;

@@ -252,6 +252,43 @@ TEST_F(Outcomes, SeveralRequestsEndWithANotificationEach) {
   EXPECT_EQ(delivery::refusedBodyOf(text)->body, "two");
 }
 
+TEST_F(Outcomes, TheOutcomeIsKnownWhileItIsReported) {
+  std::vector<std::optional<Outcome>> during;
+  onEnded = [&] { during.push_back(factory->reported()); };
+  after(200);
+  after(404);
+  after(500);
+  EXPECT_EQ(during, (std::vector<std::optional<Outcome>>{Outcome::delivered, Outcome::refused, Outcome::retry}));
+  EXPECT_FALSE(factory->reported());
+}
+
+TEST_F(Outcomes, WhenNothingMayBeSentRequestsUnderWayAreAborted) {
+  send();
+  factory->setMaySend(false);
+  EXPECT_EQ(fakes.http.transactions().back()->aborts(), 1);
+  fakes.http.endAbort();
+  EXPECT_EQ(ended.back().notification, kAborted);
+}
+
+TEST_F(Outcomes, WhenNothingMayBeSentRequestsFailUntilTheyMayBeSentAgain) {
+  factory->setMaySend(false);
+  send();
+  EXPECT_FALSE(fakes.http.requests().back().url) << "the sender does not send a request without an address";
+  fakes.http.fail();
+  EXPECT_EQ(ended.back().notification, kError);
+  EXPECT_EQ(told.back().outcome, Outcome::retry);
+  EXPECT_EQ(told.back().reason, "sending is not allowed");
+  factory->setMaySend(true);
+  EXPECT_EQ(after(200).notification, kCompleted);
+}
+
+TEST_F(Outcomes, ADestroyedTransactionIsNotAborted) {
+  send();
+  transaction.reset();
+  factory->setMaySend(false);
+  EXPECT_TRUE(fakes.http.transactions().empty());
+}
+
 TEST_F(Outcomes, AHandlerMayDestroyTheTransaction) {
   for (const int status : {200, 404, 503}) {
     start({});

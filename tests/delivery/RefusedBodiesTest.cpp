@@ -125,6 +125,26 @@ TEST_F(Refused, BeyondTheMostBytesTheOldestAreDropped) {
   EXPECT_EQ(names(), (Names{"0000000003.refused", "0000000004.refused"}));
 }
 
+TEST_F(Refused, BodiesThatAreTooOldAreDroppedForANewOne) {
+  using namespace std::chrono_literals;
+  RefusedBodies bodies = bodiesWith({.age = 60s});
+  ASSERT_FALSE(bodies.keep("http://collect", 400, "a"));
+  ASSERT_FALSE(bodies.keep("http://collect", 400, "b"));
+  fakes.clock.advance(60s);
+  ASSERT_FALSE(bodies.keep("http://collect", 400, "c"));
+  EXPECT_EQ(names().size(), 3U);
+  fakes.clock.advance(1s);
+  ASSERT_FALSE(bodies.keep("http://collect", 400, "d"));
+  EXPECT_EQ(names(), (Names{"0000000003.refused", "0000000004.refused"}));
+  EXPECT_EQ(dropped.size(), 2U);
+}
+
+TEST_F(Refused, AnAgeBeyondAllTimesIsNoLimit) {
+  RefusedBodies bodies = bodiesWith({.age = std::chrono::seconds::max()});
+  for (const char* body : {"a", "b"}) ASSERT_FALSE(bodies.keep("http://collect", 400, body));
+  EXPECT_EQ(names().size(), 2U);
+}
+
 TEST_F(Refused, ABodyThatExceedsTheLimitsAloneIsNotKept) {
   EXPECT_EQ(bodiesWith({.bytes = 400}).keep("http://collect", 413, std::string(400, 'x')), std::errc::file_too_large);
   EXPECT_EQ(bodiesWith({.files = 0}).keep("http://collect", 413, "x"), std::errc::file_too_large);

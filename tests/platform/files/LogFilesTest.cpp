@@ -85,6 +85,20 @@ TEST_F(LogFilesTest, LinesAboveTheLevelOfTheLogAreLeftOut) {
 }
 
 // So that the lines of several processes do not mix.
+TEST_F(LogFilesTest, LinesAreDroppedWhileNothingMayBeLogged) {
+  LogFiles logs(options());
+  const auto log = logs.initWithFile("a.log", 2);
+  ASSERT_TRUE(log);
+  logs.setMayLog(false);
+  write(*log, "no");
+  const auto other = logs.initWithFile("b.log", 2);
+  write(*other, "no");
+  logs.setMayLog(true);
+  write(*log, "yes");
+  EXPECT_EQ(content("a.log"), line("yes"));
+  EXPECT_EQ(content("b.log"), "");
+}
+
 TEST_F(LogFilesTest, EachLineIsWrittenWhole) {
   FaultyFileOperations files;
   LogFiles logs(options(), files);
