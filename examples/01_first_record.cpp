@@ -6,7 +6,8 @@
 
 int main(int argc, char** argv) {
   const std::string server = argc > 1 ? argv[1] : "http://127.0.0.1:8080";
-  sqm::platform::StandardHost host;  // HTTP, files, logs, locale: the services the library needs
+  // HTTP, files, logs, locale: the services the library needs. With these options a crash loses no record.
+  sqm::platform::StandardHost host(sqm::platform::StandardHost::Options::recommended());
   if (!host.makeFolders()) return 1;
 
   sqm::SQMManager manager(host);  // holds what earlier runs saved

@@ -170,9 +170,8 @@ int main(int argc, char** argv) {
     std::fprintf(stderr, "usage: %s HOME\n", argv[0]);
     return 2;
   }
-  sqm::platform::StandardHost::Options options;
+  auto options = sqm::platform::StandardHost::Options::recommended();  // a crash loses no record
   options.homeDirectory = argv[1];
-  options.atomicSaves = true;
   sqm::platform::StandardHost host(options);
   if (!host.makeFolders()) return 1;
   host.preferences().setClientTimeStamp("\"2026-11-21T08:55:00Z\"");

@@ -26,9 +26,8 @@ int main(int argc, char** argv) {
     return 2;
   }
   const std::string server = argv[2];
-  sqm::platform::StandardHost::Options options;
+  auto options = sqm::platform::StandardHost::Options::recommended();  // a crash loses no record
   options.homeDirectory = argv[1];
-  options.atomicSaves = true;
   sqm::platform::StandardHost host(options);
 
   sqm::SQMManager manager(host);

@@ -36,7 +36,7 @@ int main(int argc, char** argv) {
     std::fprintf(stderr, "usage: %s HOME queue SERVER\n       %s HOME send\n", argv[0], argv[0]);
     return 2;
   }
-  sqm::platform::StandardHost::Options options;
+  auto options = sqm::platform::StandardHost::Options::recommended();  // a crash loses no record
   options.homeDirectory = argv[1];
   sqm::platform::StandardHost host(options);
   if (!host.makeFolders()) return 1;

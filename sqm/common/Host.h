@@ -47,8 +47,8 @@ struct Host {
   Files* files = nullptr;
   QFSerializer* serializer = nullptr;
   KeyedCoderFactory* keyedCoders = nullptr;  ///< for the application; may be null, as the library does not use it
-  RecordJournal* recordJournal = nullptr;     ///< may be null, as it is unless asked for
-  UploadQueueRules* queueRules = nullptr;     ///< may be null, as it is unless asked for
+  RecordJournal* recordJournal = nullptr;    ///< may be null, as it is unless asked for
+  UploadQueueRules* queueRules = nullptr;    ///< may be null, as it is unless asked for
   JsonWriter* jsonWriter = nullptr;
   TextCompressor* compressor = nullptr;
 

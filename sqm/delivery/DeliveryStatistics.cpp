@@ -129,9 +129,8 @@ std::optional<KeptStatistics> statisticsOf(std::string_view text) {
   if (text.substr(checked.size()) != checkOf(checked)) return std::nullopt;
   Reader reader(checked.substr(kFirstLine.size()));
   KeptStatistics kept;
-  const bool isRead = forEachKind(kept, [&](const std::string& kind, auto& counts, auto& times) {
-    return read(reader, kind, counts, times);
-  });
+  const bool isRead = forEachKind(
+      kept, [&](const std::string& kind, auto& counts, auto& times) { return read(reader, kind, counts, times); });
   return isRead && reader.isAtEnd() ? std::optional(std::move(kept)) : std::nullopt;
 }
 

@@ -30,10 +30,10 @@ inline constexpr std::array<std::string_view, 7> kDropReasonNames = {"records", 
 /// What became of the records of a type, or of the requests of the upload queue:
 /// accepted = delivered + refused + dropped + waiting.
 struct DeliveryCounts {
-  std::uint64_t accepted = 0;   ///< stored
-  std::uint64_t delivered = 0;  ///< a server has them
-  std::uint64_t refused = 0;    ///< a server will never take them
-  std::uint64_t waiting = 0;    ///< still stored
+  std::uint64_t accepted = 0;                                       ///< stored
+  std::uint64_t delivered = 0;                                      ///< a server has them
+  std::uint64_t refused = 0;                                        ///< a server will never take them
+  std::uint64_t waiting = 0;                                        ///< still stored
   std::array<std::uint64_t, kDropReasonNames.size()> dropped = {};  ///< by reason
 
   std::uint64_t of(DropReason reason) const { return dropped[static_cast<std::size_t>(reason)]; }

@@ -16,8 +16,8 @@ namespace sqm::delivery {
 /// How much of one kind is kept. Without a number there is no limit.
 struct Limit {
   std::optional<std::uint64_t> records = {};
-  std::optional<std::uint64_t> bytes = {};        ///< of the records' texts
-  std::optional<std::chrono::seconds> age = {};   ///< since they were stored
+  std::optional<std::uint64_t> bytes = {};       ///< of the records' texts
+  std::optional<std::chrono::seconds> age = {};  ///< since they were stored
 };
 
 /// What is kept of the lists and of the upload queue, whose records are its requests and whose bytes are their bodies.

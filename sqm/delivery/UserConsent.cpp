@@ -53,7 +53,9 @@ std::error_code removeEntries(Files& files, const std::string& folder, Files::Na
 
 }  // namespace
 
-std::string_view nameOf(Consent consent) { return std::ranges::find(kNames, consent, [](auto& row) { return row.consent; })->name; }
+std::string_view nameOf(Consent consent) {
+  return std::ranges::find(kNames, consent, [](auto& row) { return row.consent; })->name;
+}
 
 std::optional<Consent> consentNamed(std::string_view name) {
   for (const auto& row : kNames) {
@@ -63,11 +65,7 @@ std::optional<Consent> consentNamed(std::string_view name) {
 }
 
 UserConsent::UserConsent(Host& host, RecordJournal* journal, UploadQueueRules* queueRules, Options options)
-    : host_(host),
-      journal_(journal),
-      queueRules_(queueRules),
-      options_(std::move(options)),
-      value_(options_.initial) {
+    : host_(host), journal_(journal), queueRules_(queueRules), options_(std::move(options)), value_(options_.initial) {
   std::string text;
   const std::error_code problem = host_.files->read(path(), text);
   if (problem != std::errc::no_such_file_or_directory) {
@@ -99,7 +97,8 @@ std::error_code UserConsent::removeStored() {
   std::error_code first;
   for (const std::string& path : options_.files) {
     const std::size_t separator = path.rfind('/');
-    keepFirst(first, removeEntries(files, path.substr(0, separator), isAny, std::string_view(path).substr(separator + 1)));
+    keepFirst(first,
+              removeEntries(files, path.substr(0, separator), isAny, std::string_view(path).substr(separator + 1)));
   }
   for (const std::string& folder : options_.sessionFolders) {
     keepFirst(first, removeEntries(files, folder, options_.isSessionFile));

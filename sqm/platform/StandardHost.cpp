@@ -1,5 +1,7 @@
 #include "sqm/platform/StandardHost.h"
 
+#include <chrono>
+#include <cstdint>
 #include <optional>
 #include <string_view>
 #include <utility>
@@ -111,22 +113,24 @@ struct StandardHost::Services {
   void makeLedger(Host& host, const Options& options) {
     const std::string path = pathInSqmFolder(host, delivery::kStatisticsFile);
     const bool isKept = options.counting == Counting::kept || options.limits;
-    ledger.emplace(isKept ? std::make_unique<SystemAppendFile>(path) : nullptr, host, host.recordJournal,
-                   delivery::RecordLedger::Options{
-                       .limits = options.limits.value_or(delivery::Limits{}),
-                       .synced = options.recording == delivery::Recording::survivesPowerLoss,
-                       .outcome = [this] { return outcomes ? outcomes->reported() : std::nullopt; },
-                       .onDrop = options.onDrop,
-                       .onProblem = [this, path](const std::string& problem) { problems->cannotWrite(path, problem); }});
+    ledger.emplace(
+        isKept ? std::make_unique<SystemAppendFile>(path) : nullptr, host, host.recordJournal,
+        delivery::RecordLedger::Options{
+            .limits = options.limits.value_or(delivery::Limits{}),
+            .synced = options.recording == delivery::Recording::survivesPowerLoss,
+            .outcome = [this] { return outcomes ? outcomes->reported() : std::nullopt; },
+            .onDrop = options.onDrop,
+            .onProblem = [this, path](const std::string& problem) { problems->cannotWrite(path, problem); }});
     host.recordJournal = &*ledger;
     host.queueRules = &*ledger;
   }
 
   void applyConsent(Host& host, const Options& options) {
-    delivery::UserConsent::Options consentOptions = {.initial = *options.consent,
-                                                     .sessionFolders = options.sessionFolders,
-                                                     .isSessionFile = isSqmFileName,
-                                                     .setMaySend = [this](bool maySend) { outcomes->setMaySend(maySend); }};
+    delivery::UserConsent::Options consentOptions = {
+        .initial = *options.consent,
+        .sessionFolders = options.sessionFolders,
+        .isSessionFile = isSqmFileName,
+        .setMaySend = [this](bool maySend) { outcomes->setMaySend(maySend); }};
     std::vector<std::string>& files = consentOptions.files;
     for (const RecordType type : kRecordTypes) files.push_back(listFilePath(*host.configuration, type));
     files.push_back(pathInSqmFolder(host, delivery::kJournalFile));
@@ -180,6 +184,18 @@ struct StandardHost::Services {
   std::optional<delivery::UploadSchedule> schedule;
   std::optional<delivery::UserConsent> consent;
 };
+
+StandardHost::Options StandardHost::Options::recommended() {
+  constexpr auto kAge = std::chrono::days(30);
+  Options options;
+  options.recording = delivery::Recording::survivesCrash;
+  options.atomicSaves = true;
+  options.accept = delivery::Accept::only2xx;
+  options.limits = delivery::Limits::ofEach({.records = 10'000, .bytes = std::uint64_t{16} << 20, .age = kAge});
+  options.refusedLimits.age = kAge;
+  options.schedule.emplace();
+  return options;
+}
 
 StandardHost::StandardHost() : StandardHost(Options{}) {}
 

@@ -40,6 +40,11 @@ class StandardHost : public Host {
   };
 
   struct Options {
+    /// What a new application should begin with: a record survives the end of the process, lists are saved atomically,
+    /// only a status from 200 to 299 delivers, what is kept is bounded (of each kind 10,000 records, 16 MiB and 30
+    /// days), and there is a schedule, which begins when the application starts it.
+    static Options recommended();
+
     /// The user's home directory. Empty: that of the process's user.
     std::string homeDirectory;
     /// The folder of "SQMFieldNames.plist". Empty: the folder of the executable.
@@ -86,8 +91,8 @@ class StandardHost : public Host {
     std::optional<delivery::Limits> limits;
     /// Called when something was dropped. Only with counts.
     delivery::DropObserver onDrop;
-    /// The user's consent while there is no choice of the user on the disk; `StandardHost::consent` then has the choice.
-    /// Without it, everything is recorded and sent.
+    /// The user's consent while there is no choice of the user on the disk; `StandardHost::consent` then has the
+    /// choice. Without it, everything is recorded and sent.
     std::optional<delivery::Consent> consent;
     /// Folders of `.sqm` files, which are removed when the consent is revoked, as are those of the SQM folder.
     std::vector<std::string> sessionFolders;

@@ -41,7 +41,9 @@ QFRecordUploader::QFRecordUploader(Host& host) : host_(host), httpAgent_(host.ht
 }
 
 QFRecordUploader::QFRecordUploader(Host& host, KeyedCoder& coder)
-    : host_(host), archivePath_(archivePath(*host.configuration)), recordQueue_(coder.decodeObjectForKey(kQFRecordData)) {
+    : host_(host),
+      archivePath_(archivePath(*host.configuration)),
+      recordQueue_(coder.decodeObjectForKey(kQFRecordData)) {
   followRules();
 }
 

@@ -49,8 +49,7 @@ bool SQMRecordStore::deleteRecords(RecordType type) {
     list = {};
     return true;
   }
-  remove(type, std::exchange(inDocument_[indexOf(type)], std::nullopt).value_or(list.size()),
-         Removal::posted);
+  remove(type, std::exchange(inDocument_[indexOf(type)], std::nullopt).value_or(list.size()), Removal::posted);
   if (!journal_->keepsUnsent()) remove(type, list.size(), Removal::unsent);
   return true;
 }

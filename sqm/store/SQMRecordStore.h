@@ -83,7 +83,7 @@ class SQMRecordStore {
   const TextArray& listOf(RecordType type) const { return lists_[indexOf(type)]; }
 
   Host& host_;
-  RecordJournal* journal_ = nullptr;                  // the host's, once the lists are loaded
+  RecordJournal* journal_ = nullptr;  // the host's, once the lists are loaded
   ByType<TextArray> lists_;
   /// How many records the last document of a list held, since which the list was not deleted.
   mutable ByType<std::optional<std::size_t>> inDocument_;

@@ -34,7 +34,8 @@ class RecordLedgerTest : public ::testing::Test {
   ~RecordLedgerTest() override { end(); }
 
   void begin() {
-    if (hasJournal_) journal_.emplace(std::make_unique<MemoryAppendFile>(journalDisk_), host_.clock, Journal::Options{});
+    if (hasJournal_)
+      journal_.emplace(std::make_unique<MemoryAppendFile>(journalDisk_), host_.clock, Journal::Options{});
     ledger_.emplace(
         isKept_ ? std::make_unique<MemoryAppendFile>(disk_) : nullptr, host_.host, hasJournal_ ? &*journal_ : nullptr,
         RecordLedger::Options{.limits = limits_,

@@ -83,9 +83,9 @@ TEST_F(UserConsentTest, AChoiceThatCannotBeKeptIsReportedAndApplies) {
 }
 
 TEST_F(UserConsentTest, RevokingRemovesWhatIsStored) {
-  for (const char* path : {"/sqm/List.plist", "/sqm/List.plist.new", "/sqm/List.plist.aside", "/sqm/Other.plist",
-                           "/app/Queue.plist", "/sessions/a.sqm", "/sessions/b.txt", "/logs/A.log", "/logs/A.log.2",
-                           "/logs/A.log.old", "/logs/readme"}) {
+  for (const char* path :
+       {"/sqm/List.plist", "/sqm/List.plist.new", "/sqm/List.plist.aside", "/sqm/Other.plist", "/app/Queue.plist",
+        "/sessions/a.sqm", "/sessions/b.txt", "/logs/A.log", "/logs/A.log.2", "/logs/A.log.old", "/logs/readme"}) {
     host_.files.put(path, "text");
   }
   EXPECT_FALSE(make().set(Consent::revoked));

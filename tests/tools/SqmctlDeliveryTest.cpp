@@ -80,8 +80,7 @@ TEST(SqmctlDelivery, AMalformedLimitIsReportedWithWhatIsExpected) {
                             "client:weight=1", "clients:records=1", "=1:records", ":records=1"}) {
     const Outcome outcome = runProgram({kSqmctl, "--limit", limit, "status"});
     EXPECT_EQ(outcome.status, 2) << limit;
-    EXPECT_NE(outcome.err.find("'" + std::string(limit) + "' is not TYPE:records=N"), std::string::npos)
-        << outcome.err;
+    EXPECT_NE(outcome.err.find("'" + std::string(limit) + "' is not TYPE:records=N"), std::string::npos) << outcome.err;
   }
 }
 

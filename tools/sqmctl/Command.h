@@ -34,7 +34,7 @@ struct Invocation {
   std::string resources;  ///< the folder of "SQMFieldNames.plist"; empty: the sample that comes with the tool
   sqm::delivery::Accept accept = sqm::delivery::Accept::anyStatus;            ///< which status counts as delivered
   sqm::delivery::Recording recording = sqm::delivery::Recording::asRequired;  ///< whether records are journalled
-  std::optional<sqm::delivery::Limits> limits;  ///< what is kept
+  std::optional<sqm::delivery::Limits> limits;                                ///< what is kept
   int status = kSuccess;
 };
 

@@ -62,11 +62,10 @@ std::string namesOfTypes() {
 }  // namespace
 
 void addDeliveryOptions(CLI::App& program, Invocation& invocation) {
-  program
-      .add_option("--accept", invocation.accept, "Which status counts as delivered: any, or 2xx (default: any)")
+  program.add_option("--accept", invocation.accept, "Which status counts as delivered: any, or 2xx (default: any)")
       ->option_text("any|2xx")
-      ->transform(CLI::CheckedTransformer(
-          std::map<std::string, Accept>{{"any", Accept::anyStatus}, {"2xx", Accept::only2xx}}));
+      ->transform(
+          CLI::CheckedTransformer(std::map<std::string, Accept>{{"any", Accept::anyStatus}, {"2xx", Accept::only2xx}}));
   program
       .add_option("--recording", invocation.recording,
                   "What a record survives before it is saved: nothing, the end of the process, a loss of power "

@@ -18,8 +18,8 @@ using Json = nlohmann::ordered_json;
 /// Prints indented JSON. Ill-formed UTF-8 becomes U+FFFD.
 void printJson(const tools::Terminal& terminal, const Json& value);
 
-/// {"accepted":9,"delivered":4,"refused":0,"dropped":{"age":2},"waiting":3}. Of the dropped ones, the reasons that there
-/// were.
+/// {"accepted":9,"delivered":4,"refused":0,"dropped":{"age":2},"waiting":3}. Of the dropped ones, the reasons that
+/// there were.
 Json jsonOf(const sqm::delivery::DeliveryCounts& counts);
 
 /// Bytes for a JSON member: unchanged with the encoding "utf-8" when they are UTF-8, else in "base64".

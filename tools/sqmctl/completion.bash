@@ -6,7 +6,7 @@ _sqmctl() {
   # The subcommand, as "queue add", without the options before it.
   for ((at = 1; at < COMP_CWORD; ++at)); do
     case ${COMP_WORDS[at]} in
-      --home | --resources | --accept | --recording) ((++at)) ;;
+      --home | --resources | --accept | --recording | --limit) ((++at)) ;;
       -*) ;;
       *)
         case $command in
@@ -56,7 +56,7 @@ _sqmctl() {
     'diagnostics decode') choices='--raw --limit' ;;
     play) choices='--time --zone --locale --os --os-version' ;;
   esac
-  mapfile -t COMPREPLY < <(compgen -W "$choices --home --resources --accept --recording --help" -- "$word")
+  mapfile -t COMPREPLY < <(compgen -W "$choices --home --resources --accept --recording --limit --help" -- "$word")
   case $command in
     fields | play | 'diagnostics decode' | directory\ *)
       if [[ $word != -* ]]; then mapfile -t COMPREPLY < <(compgen -f -- "$word"); fi
