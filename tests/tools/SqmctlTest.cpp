@@ -229,7 +229,7 @@ TEST(SqmctlCompletion, OffersWhatFits) {
   EXPECT_EQ(completed("sqmctl sh", 1), "show ");
   EXPECT_EQ(completed("sqmctl --home /tmp d", 3), "documents directory diagnostics ");
   EXPECT_EQ(completed("sqmctl show c", 2), "client connection ");
-  EXPECT_EQ(completed("sqmctl queue ''", 2), "list add send --home --resources --accept --recording --help ");
+  EXPECT_EQ(completed("sqmctl queue ''", 2), "list add send --home --resources --accept --recording --limit --help ");
   EXPECT_EQ(completed("sqmctl queue send --t", 3), "--timeout ");
   EXPECT_EQ(completed("sqmctl upload --use", 2), "--user-acceptance ");
   EXPECT_EQ(completed("sqmctl --home /us", 2), "/usr ");

@@ -21,9 +21,7 @@ namespace {
 namespace fs = std::filesystem;
 
 /// The stored records, by type.
-using StoredRecords = std::array<sqm::TextArray, sqm::kRecordTypes.size()>;
-
-std::size_t indexOf(sqm::RecordType type) { return static_cast<std::size_t>(type); }
+using StoredRecords = sqm::ByType<sqm::TextArray>;
 
 /// Shows the list files, and returns their records.
 StoredRecords showStored(const Stage& stage) {

@@ -1,10 +1,13 @@
 #include "tools/sqmctl/DeliveryOptions.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
+#include <chrono>
 #include <cstdint>
-#include <map>
 #include <string>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 #include "sqm/store/RecordTypes.h"
 
@@ -53,6 +56,26 @@ bool addLimit(std::string_view text, Limits& limits) {
   return true;
 }
 
+template <typename Value>
+using Choices = std::vector<std::pair<std::string, Value>>;
+
+/// Adds an option whose value is one of a few names.
+template <typename Value>
+void addChoice(CLI::App& program, const std::string& option, Value& value, const Choices<Value>& choices,
+               const std::string& description) {
+  std::vector<std::string> names;
+  for (const auto& choice : choices) names.push_back(choice.first);
+  program
+      .add_option_function<std::string>(
+          option,
+          [&value, choices](const std::string& name) {
+            value = std::ranges::find(choices, name, &Choices<Value>::value_type::first)->second;
+          },
+          description)
+      ->option_text(CLI::detail::join(names, "|"))
+      ->check(CLI::IsMember(names));
+}
+
 std::string namesOfTypes() {
   std::string names = "all, queue";
   for (const auto& row : sqm::kRecordTypeTable) names.append(", ").append(row.name);
@@ -62,18 +85,14 @@ std::string namesOfTypes() {
 }  // namespace
 
 void addDeliveryOptions(CLI::App& program, Invocation& invocation) {
-  program.add_option("--accept", invocation.accept, "Which status counts as delivered: any, or 2xx (default: any)")
-      ->option_text("any|2xx")
-      ->transform(
-          CLI::CheckedTransformer(std::map<std::string, Accept>{{"any", Accept::anyStatus}, {"2xx", Accept::only2xx}}));
-  program
-      .add_option("--recording", invocation.recording,
-                  "What a record survives before it is saved: nothing, the end of the process, a loss of power "
-                  "(default: required)")
-      ->option_text("required|crash|power")
-      ->transform(CLI::CheckedTransformer(std::map<std::string, Recording>{{"required", Recording::asRequired},
-                                                                           {"crash", Recording::survivesCrash},
-                                                                           {"power", Recording::survivesPowerLoss}}));
+  addChoice<Accept>(program, "--accept", invocation.accept, {{"any", Accept::anyStatus}, {"2xx", Accept::only2xx}},
+                    "Which status counts as delivered: any, or 2xx (default: any)");
+  addChoice<Recording>(program, "--recording", invocation.recording,
+                       {{"required", Recording::asRequired},
+                        {"crash", Recording::survivesCrash},
+                        {"power", Recording::survivesPowerLoss}},
+                       "What a record survives before it is saved: nothing, the end of the process, a loss of power "
+                       "(default: required)");
   program
       .add_option_function<std::vector<std::string>>(
           "--limit",
