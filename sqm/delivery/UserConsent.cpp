@@ -4,7 +4,6 @@
 #include <utility>
 
 #include "sqm/common/NotificationCenter.h"
-#include "sqm/common/TrelkConfiguration.h"
 
 namespace sqm::delivery {
 
@@ -17,12 +16,6 @@ constexpr struct {
   Consent consent;
   std::string_view name;
 } kNames[] = {{Consent::granted, "granted"}, {Consent::withheld, "withheld"}, {Consent::revoked, "revoked"}};
-
-std::optional<Consent> savedConsentOf(std::string_view text) {
-  if (!text.starts_with(kFirstLine) || !text.ends_with('\n')) return std::nullopt;
-  text.remove_prefix(kFirstLine.size());
-  return text.empty() ? std::nullopt : consentNamed(text.substr(0, text.size() - 1));
-}
 
 bool isAny(std::string_view /*name*/) { return true; }
 
@@ -64,10 +57,20 @@ std::optional<Consent> consentNamed(std::string_view name) {
   return std::nullopt;
 }
 
+std::optional<Consent> savedConsentOf(std::string_view text) {
+  if (!text.starts_with(kFirstLine) || !text.ends_with('\n')) return std::nullopt;
+  text.remove_prefix(kFirstLine.size());
+  return text.empty() ? std::nullopt : consentNamed(text.substr(0, text.size() - 1));
+}
+
+std::string consentPath(const TrelkConfiguration& configuration) {
+  return configuration.applicationQuenfaFolderPath() + "/UserConsent.txt";
+}
+
 UserConsent::UserConsent(Host& host, RecordJournal* journal, UploadQueueRules* queueRules, Options options)
     : host_(host), journal_(journal), queueRules_(queueRules), options_(std::move(options)), value_(options_.initial) {
   std::string text;
-  const std::error_code problem = host_.files->read(path(), text);
+  const std::error_code problem = host_.files->read(consentPath(*host_.configuration), text);
   if (problem != std::errc::no_such_file_or_directory) {
     value_ = problem ? Consent::withheld : savedConsentOf(text).value_or(Consent::withheld);
   }
@@ -77,7 +80,7 @@ UserConsent::UserConsent(Host& host, RecordJournal* journal, UploadQueueRules* q
 
 std::error_code UserConsent::set(Consent value) {
   std::error_code first;
-  keepFirst(first, host_.files->replace(path(), {kFirstLine, nameOf(value), "\n"}));
+  keepFirst(first, host_.files->replace(consentPath(*host_.configuration), {kFirstLine, nameOf(value), "\n"}));
   value_ = value;
   apply();
   if (value != Consent::revoked) return first;
@@ -105,10 +108,6 @@ std::error_code UserConsent::removeStored() {
   }
   if (!options_.logFolder.empty()) keepFirst(first, removeEntries(files, options_.logFolder, isLogFile));
   return first;
-}
-
-std::string UserConsent::path() const {
-  return host_.configuration->applicationQuenfaFolderPath() + "/" + std::string(kConsentFile);
 }
 
 // The lists.

@@ -13,6 +13,7 @@
 #include "sqm/common/Files.h"
 #include "sqm/common/Host.h"
 #include "sqm/common/RecordJournal.h"
+#include "sqm/common/TrelkConfiguration.h"
 #include "sqm/common/UploadQueueRules.h"
 
 namespace sqm::delivery {
@@ -28,8 +29,11 @@ enum class Consent : std::uint8_t {
 std::string_view nameOf(Consent consent);
 std::optional<Consent> consentNamed(std::string_view name);
 
-/// The file in the application's folder that keeps the user's choice.
-inline constexpr std::string_view kConsentFile = "UserConsent.txt";
+/// The file in the application's folder that keeps the user's choice: absolute.
+std::string consentPath(const TrelkConfiguration& configuration);
+
+/// The choice that the text of the file states. Nothing for any other text, which counts as withheld.
+std::optional<Consent> savedConsentOf(std::string_view text);
 
 /// Applies the user's consent, and keeps it over restarts.
 ///
@@ -85,7 +89,6 @@ class UserConsent final : public RecordJournal, public UploadQueueRules {
   void rulesChanged(UploadRequests& queue) override;
 
  private:
-  std::string path() const;
   void apply();
   std::error_code removeStored();
 

@@ -98,6 +98,8 @@ TEST(SqmctlDelivery, WhatIsWithheldIsKeptAndNotSent) {
   EXPECT_EQ(played.result(6), R"({"remaining":1})");
   EXPECT_EQ(countsOf(played, 7, "client")["waiting"], 1);
   EXPECT_TRUE(postsTo(collector).empty());
+  EXPECT_NE(runProgram({kSqmctl, "--home", played.home(), "status"}).out.find("The user's consent is withheld"),
+            std::string::npos);
 
   const std::string send = with(collector.address(), R"({"do":"setURLs","client":"$/client","connection":"$/connection"}
 {"do":"upload"}

@@ -103,6 +103,8 @@ void run(Invocation& invocation, const StatusOptions& options) {
   std::vector<Place> types;
   const StoredLists lists = storedLists(home);
   const auto statistics = storedStatistics(home, lists);
+  const sqm::delivery::Consent consent = storedConsent(home);
+  const bool isGranted = consent == sqm::delivery::Consent::granted;
   for (const StoredList& list : lists) {
     add(types.emplace_back(Place{.name = nameOf(list.type), .unit = "record", .path = list.path}), list,
         list.records.size(), invocation);
@@ -130,6 +132,7 @@ void run(Invocation& invocation, const StatusOptions& options) {
                    {"folder", jsonOf(files, "files")},
                    {"oldest", jsonOf(oldest)}};
     if (statistics) status["statistics"] = jsonOf(*statistics);
+    if (!isGranted) status["consent"] = nameOf(consent);
     printJson(terminal, status);
     return;
   }
@@ -140,6 +143,7 @@ void run(Invocation& invocation, const StatusOptions& options) {
   terminal.line(oldest      ? "The oldest file in which something waits is of " + utcText(*oldest)
                 : isAllRead ? "Nothing waits"
                             : "Nothing waits in what can be read");
+  if (!isGranted) terminal.line("The user's consent is " + std::string(nameOf(consent)));
   if (statistics) printStatistics(terminal, *statistics);
 }
 

@@ -169,6 +169,15 @@ std::optional<sqm::delivery::DeliveryStatistics> storedStatistics(const std::str
   return kept->counts;
 }
 
+sqm::delivery::Consent storedConsent(const std::string& home) {
+  using enum sqm::delivery::Consent;
+  std::string text;
+  const auto problem =
+      sqm::platform::SystemFiles().read(sqm::delivery::consentPath(sqm::platform::HomeFolders(home)), text);
+  if (problem == std::errc::no_such_file_or_directory) return granted;
+  return problem ? withheld : sqm::delivery::savedConsentOf(text).value_or(withheld);
+}
+
 std::vector<sqm::RecordType> postedTypes(const StoredLists& lists) {
   const auto hasRecords = [&lists](sqm::RecordType type) { return !listOf(lists, type).records.empty(); };
   if (std::ranges::none_of(sqm::kRecordTypes, hasRecords)) return {};

@@ -11,6 +11,7 @@
 #include "sqm/common/TextArray.h"
 #include "sqm/common/UploadRequest.h"
 #include "sqm/delivery/DeliveryStatistics.h"
+#include "sqm/delivery/UserConsent.h"
 #include "sqm/store/RecordTypes.h"
 
 #include "tools/sqmctl/Command.h"
@@ -75,6 +76,9 @@ bool hasStatistics(const std::string& home);
 
 /// The counts, with what waits; nothing when nothing is counted, or the file is damaged.
 std::optional<sqm::delivery::DeliveryStatistics> storedStatistics(const std::string& home, const StoredLists& lists);
+
+/// The choice of the user that applies in this home directory.
+sqm::delivery::Consent storedConsent(const std::string& home);
 
 /// The types whose documents an upload posts, in their order, provided that each post succeeds. None when there are no
 /// records at all: sqmctl then uploads nothing.
