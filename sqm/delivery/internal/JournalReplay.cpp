@@ -47,16 +47,15 @@ class Account {
   std::span<const std::string_view> stored() const { return std::span(stored_).subspan(removedOfStored_); }
 
  private:
-  /// From the last place where the list is the one in the file, only what follows counts.
+  /// From the last place where the list is the one in the file, or with which the journal begins, only what follows
+  /// counts.
   void mark(const JournalFrame& frame, const ListMark& inFile) {
     const bool isBase = frame.operation == JournalOperation::base;
-    if (isBase) baseCount_ = frame.count;
-    if (inFile != ListMark{frame.count, frame.digest}) return;
-    file_ = isBase ? ListFile::asJournalBegan : ListFile::saved;
+    const bool isInFile = inFile == ListMark{frame.count, frame.digest};
+    if (!isBase && !isInFile) return;
+    *this = Account();
     baseCount_ = frame.count;
-    removedOfBase_ = 0;
-    stored_.clear();
-    removedOfStored_ = 0;
+    if (isInFile) file_ = isBase ? ListFile::asJournalBegan : ListFile::saved;
   }
 
   void remove(std::uint64_t count) {
