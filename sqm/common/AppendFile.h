@@ -1,7 +1,8 @@
 #pragma once
 
 #include <cstddef>
-#include <string>
+#include <cstdint>
+#include <functional>
 #include <string_view>
 #include <system_error>
 
@@ -13,10 +14,14 @@ namespace sqm {
 /// Failure: by the result. Nothing throws but `std::bad_alloc`, which `read` reports as well.
 class AppendFile {
  public:
+  /// Takes the next bytes of a file. `toCome` is the number of those that are expected to follow.
+  using Taker = std::function<void(std::string_view bytes, std::uintmax_t toCome)>;
+
   virtual ~AppendFile() = default;
 
-  /// Reads the whole file. `std::errc::no_such_file_or_directory` when there is none.
-  virtual std::error_code read(std::string& content) = 0;
+  /// Passes the whole file to `take`, piece by piece. `std::errc::no_such_file_or_directory` when there is none. After
+  /// another failure some pieces may have been taken.
+  virtual std::error_code read(const Taker& take) = 0;
 
   /// Appends `bytes`, whose beginning is in the file after a failure: `written` is the number of its bytes. A file that
   /// was removed or exchanged at its path is `std::errc::no_such_file_or_directory`, which may be noticed a second

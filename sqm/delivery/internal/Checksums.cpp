@@ -37,10 +37,9 @@ constexpr WordTable wordTable(std::size_t distance) {
 constexpr WordTable kNext = wordTable(kWord);
 constexpr WordTable kNextOfLane = wordTable(kWord * kLanes);
 
-std::uint32_t checksum(const WordTable& table, std::uint64_t word) {
-  std::uint32_t crc = 0;
-  for (std::size_t at = 0; at < kWord; ++at) crc ^= table[at][(word >> (8 * at)) & 0xFF];
-  return crc;
+constexpr std::uint32_t checksum(const WordTable& table, std::uint64_t word) {
+  const auto byte = [&](std::size_t at) { return table[at][(word >> (8 * at)) & 0xFF]; };
+  return byte(0) ^ byte(1) ^ byte(2) ^ byte(3) ^ byte(4) ^ byte(5) ^ byte(6) ^ byte(7);
 }
 
 constexpr std::uint64_t kPrimes[] = {0x9E3779B185EBCA87, 0xC2B2AE3D27D4EB4F, 0x165667B19E3779F9, 0x85EBCA77C2B2AE63,

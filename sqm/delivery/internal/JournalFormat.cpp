@@ -1,5 +1,7 @@
 #include "sqm/delivery/internal/JournalFormat.h"
 
+#include <algorithm>
+
 #include "sqm/delivery/internal/Checksums.h"
 #include "sqm/delivery/internal/LittleEndian.h"
 
@@ -72,7 +74,10 @@ std::optional<JournalFrame> JournalReader::next() {
   std::string_view bytes = rest_;
   const auto length = take<std::uint32_t>(bytes);
   const auto checksum = take<std::uint32_t>(bytes);
-  if (!checksum || *length < kFixedSize || *length > bytes.size()) return std::nullopt;
+  missing_ = checksum ? 0 : kPrefixSize - rest_.size();
+  if (!checksum || *length < kFixedSize || *length > kFixedSize + kLongestJournalText) return std::nullopt;
+  missing_ = std::max<std::size_t>(*length, bytes.size()) - bytes.size();
+  if (missing_ > 0) return std::nullopt;
   std::string_view body = bytes.substr(0, *length);
   if (crc32c(body, crc32c(rest_.substr(0, kLengthSize))) != *checksum) return std::nullopt;
 
