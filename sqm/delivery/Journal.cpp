@@ -101,9 +101,10 @@ void Journal::recordsRemoved(Lists lists, RecordType type, std::size_t count, Re
   known_->removedOfBase[index] += std::min<std::uint64_t>(count, known_->inFile(index));
   add({.operation = JournalOperation::removed, .type = type, .count = count});
   std::uint64_t needed = kSmallJournal;
-  for (const TextArray& list : lists) needed += 2 * list.joined().size();
+  for (const TextArray& list : lists) needed += 2 * (list.joined().size() + list.size() * kFrameOfNoText);
+  const std::uint64_t size = pending_.size() + (isAnew_ ? 0 : fileSize_);
   // What may not be kept does not stay in the file either.
-  if (fileSize_ > needed || why == Removal::consent) beginAnew(lists);
+  if (size > needed || why == Removal::consent) beginAnew(lists);
   write(lists);
 }
 

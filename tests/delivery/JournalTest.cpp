@@ -300,6 +300,33 @@ TEST_F(JournalTest, DoesNotGrowWithRecordsThatAreGone) {
   EXPECT_EQ(records(kConnection), "");
 }
 
+TEST_F(JournalTest, WhatAFullDiskLacksDoesNotGrowWithRecordsThatAreGone) {
+  disk_.failure = make_error_code(std::errc::no_space_on_device);
+  const std::string record = "<a>" + std::string(10'000, 'a') + "</a>";
+  for (int round = 0; round < 1000; ++round) {
+    add(kConnection, record);
+    store_->document(kConnection);
+    store_->deleteRecords(kConnection);
+  }
+  disk_.failure = {};
+  host_.clock.advance(std::chrono::seconds(1));
+  add(kConnection, "<b/>");
+  EXPECT_LE(disk_.content->size(), std::size_t{3} << 19);
+  crash();
+  EXPECT_EQ(records(kConnection), "<b/>");
+}
+
+TEST_F(JournalTest, ManyShortRecordsAreNotWrittenAgainWithEachRemoval) {
+  for (int number = 0; number < 70'000; ++number) add(kClient, "");
+  const int before = disk_.replacements;
+  for (int round = 0; round < 100; ++round) {
+    add(kConnection, "<a/>");
+    store_->document(kConnection);
+    store_->deleteRecords(kConnection);
+  }
+  EXPECT_EQ(disk_.replacements, before);
+}
+
 TEST_F(JournalTest, SyncsEachCallWhenThatIsAskedFor) {
   add(kConnection, "<a/>");
   EXPECT_EQ(disk_.syncs, 0);

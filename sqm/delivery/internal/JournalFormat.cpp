@@ -12,6 +12,7 @@ namespace {
 constexpr std::size_t kLengthSize = sizeof(std::uint32_t);
 constexpr std::size_t kPrefixSize = kLengthSize + sizeof(std::uint32_t);  // length and checksum
 constexpr std::size_t kFixedSize = sizeof(std::uint64_t) + 2;             // sequence, operation and type
+static_assert(kPrefixSize + kFixedSize == kFrameOfNoText);
 
 /// Takes an unsigned number from the front of `bytes`; nothing when they are too few.
 template <typename Number>
@@ -52,7 +53,8 @@ void appendFrame(std::string& out, std::uint64_t sequence, const JournalFrame& f
   const std::size_t payload =
       frame.operation == JournalOperation::stored ? frame.text.size() : sizeof(std::uint64_t) * (isOfList ? 2 : 1);
   const std::size_t start = out.size();
-  out.reserve(start + kPrefixSize + kFixedSize + payload);
+  const std::size_t needed = start + kFrameOfNoText + payload;
+  if (needed > out.capacity()) out.reserve(std::max(needed, 2 * out.capacity()));  // a frame is whole or absent
   appendLittleEndian(out, static_cast<std::uint32_t>(kFixedSize + payload));
   appendLittleEndian(out, std::uint32_t{0});  // the checksum, when the frame is complete
   appendLittleEndian(out, sequence);

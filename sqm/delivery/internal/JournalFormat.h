@@ -34,6 +34,9 @@ struct JournalFrame {
 /// A longer text is cut when it is stored in a frame, in bytes: a length has four bytes.
 inline constexpr std::size_t kLongestJournalText = std::size_t{1} << 30;
 
+/// The bytes of the frame of a record without its text.
+inline constexpr std::size_t kFrameOfNoText = 18;
+
 /// Appends the frame, with its number in the journal, counted from 0, to `out`.
 void appendFrame(std::string& out, std::uint64_t sequence, const JournalFrame& frame);
 

@@ -1,7 +1,6 @@
 #include "sqm/platform/files/SystemAppendFile.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <fcntl.h>
 #include <memory>
 #include <new>
@@ -71,13 +70,7 @@ std::error_code SystemAppendFile::append(std::string_view bytes, std::size_t& wr
   if (!file_.isOpen()) {
     if (const auto problem = open()) return problem;
   }
-  while (written < bytes.size()) {
-    const ssize_t some = operations_.write(file_.descriptor(), bytes.data() + written, bytes.size() - written);
-    if (some < 0 && errno == EINTR) continue;
-    if (some < 0) return lastError();
-    written += static_cast<std::size_t>(some);
-  }
-  return {};
+  return writeAll(operations_, file_.descriptor(), bytes, written);
 }
 
 std::error_code SystemAppendFile::sync() {

@@ -6,6 +6,7 @@
 #include <new>
 #include <string>
 #include <thread>
+#include <utility>
 
 #include <gtest/gtest.h>
 
@@ -37,6 +38,18 @@ class CountedSyncs : public FaultyFileOperations {
   std::atomic<int> error{0};
 };
 
+/// Writes a part once, and then nothing.
+class WritesNothing : public FaultyFileOperations {
+ public:
+  ssize_t write(int descriptor, const void* bytes, std::size_t size) override {
+    if (std::exchange(hasWritten_, true)) return 0;
+    return FileOperations::posix().write(descriptor, bytes, size / 2);
+  }
+
+ private:
+  bool hasWritten_ = false;
+};
+
 class SystemAppendFileTest : public ::testing::Test {
  protected:
   std::error_code append(SystemAppendFile& file, std::string_view bytes) { return file.append(bytes, written_); }
@@ -62,6 +75,14 @@ TEST_F(SystemAppendFileTest, AppendsToTheFileThatWasMade) {
   EXPECT_FALSE(file.read([&](std::string_view bytes, std::uintmax_t) { content += bytes; }));
   EXPECT_EQ(content, "head and more");
   EXPECT_EQ(permissionsOf(path_), std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
+}
+
+TEST_F(SystemAppendFileTest, ASystemThatWritesNothingIsAFailure) {
+  putContent(path_, "a");
+  WritesNothing files;
+  SystemAppendFile file(path_, {}, files);
+  EXPECT_EQ(append(file, "1234"), std::errc::io_error);
+  EXPECT_EQ(written_, 2U);
 }
 
 TEST_F(SystemAppendFileTest, PassesALargeFileInPieces) {
