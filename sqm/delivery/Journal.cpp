@@ -53,7 +53,7 @@ bool Journal::replayFile(std::span<TextArray> lists) {
   known_->removedOfBase = {};
   if (!isAnew_) {
     const std::error_code problem =
-        file_->read([&](std::string_view bytes, std::uintmax_t toCome) { journal.take(bytes, toCome); });
+        file_->readPieces([&](std::string_view bytes, std::uintmax_t toCome) { journal.take(bytes, toCome); });
     if (problem == std::errc::no_such_file_or_directory) return false;
     if (problem) {
       report("cannot be read", problem);

@@ -5,7 +5,7 @@
 
 namespace sqm::testing {
 
-std::error_code MemoryAppendFile::read(const Taker& take) {
+std::error_code MemoryAppendFile::readPieces(const Taker& take) {
   if (!disk_.content) return make_error_code(std::errc::no_such_file_or_directory);
   take(*disk_.content, 0);
   return disk_.readFailure;

@@ -28,7 +28,7 @@ class MemoryAppendFile final : public AppendFile {
  public:
   explicit MemoryAppendFile(MemoryDisk& disk) : disk_(disk) {}
 
-  std::error_code read(const Taker& take) override;
+  std::error_code readPieces(const Taker& take) override;
   std::error_code append(std::string_view bytes, std::size_t& written) override;
   std::error_code sync() override;
   std::error_code replace(std::string_view content, bool synced, bool& isReplaced) override;

@@ -22,7 +22,7 @@ SystemAppendFile::~SystemAppendFile() {
   if (thread_.joinable()) thread_.join();
 }
 
-std::error_code SystemAppendFile::read(const Taker& take) {
+std::error_code SystemAppendFile::readPieces(const Taker& take) {
   constexpr std::size_t kPiece = std::size_t{1} << 16;  // remains in the processor's cache
   File file;
   if (const auto problem = file.open(operations_, path_, O_RDONLY)) return problem;

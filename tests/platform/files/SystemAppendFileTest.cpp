@@ -72,7 +72,7 @@ TEST_F(SystemAppendFileTest, AppendsToTheFileThatWasMade) {
   EXPECT_FALSE(append(file, "and more"));
   EXPECT_EQ(written_, 8U);
   std::string content;
-  EXPECT_FALSE(file.read([&](std::string_view bytes, std::uintmax_t) { content += bytes; }));
+  EXPECT_FALSE(file.read(content));
   EXPECT_EQ(content, "head and more");
   EXPECT_EQ(permissionsOf(path_), std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
 }
@@ -91,7 +91,7 @@ TEST_F(SystemAppendFileTest, PassesALargeFileInPieces) {
   putContent(path_, content);
   std::string found;
   std::size_t pieces = 0;
-  EXPECT_FALSE(SystemAppendFile(path_).read([&](std::string_view bytes, std::uintmax_t toCome) {
+  EXPECT_FALSE(SystemAppendFile(path_).readPieces([&](std::string_view bytes, std::uintmax_t toCome) {
     found += bytes;
     ++pieces;
     EXPECT_EQ(found.size() + toCome, content.size());
@@ -102,18 +102,18 @@ TEST_F(SystemAppendFileTest, PassesALargeFileInPieces) {
 
 TEST_F(SystemAppendFileTest, ReportsWhyAFileCannotBeRead) {
   const auto ignore = [](std::string_view, std::uintmax_t) {};
-  EXPECT_EQ(SystemAppendFile(path_).read(ignore), std::errc::no_such_file_or_directory);
+  EXPECT_EQ(SystemAppendFile(path_).readPieces(ignore), std::errc::no_such_file_or_directory);
   putContent(path_, std::string(100'000, 'x'));
-  EXPECT_EQ(SystemAppendFile(path_).read([](std::string_view, std::uintmax_t) { throw std::bad_alloc(); }),
+  EXPECT_EQ(SystemAppendFile(path_).readPieces([](std::string_view, std::uintmax_t) { throw std::bad_alloc(); }),
             std::errc::not_enough_memory);
   const std::size_t calls = [&] {
     FaultyFileOperations files;
-    EXPECT_FALSE(SystemAppendFile(path_, {}, files).read(ignore));
+    EXPECT_FALSE(SystemAppendFile(path_, {}, files).readPieces(ignore));
     return files.calls().size();
   }();
   for (std::size_t call = 1; call <= calls; ++call) {
     FaultyFileOperations failing({.kind = test::Fault::Kind::fails, .call = call, .error = EIO});
-    const auto problem = SystemAppendFile(path_, {}, failing).read(ignore);
+    const auto problem = SystemAppendFile(path_, {}, failing).readPieces(ignore);
     EXPECT_EQ(problem == std::errc::io_error, failing.calls()[call - 1] != "close") << call;
   }
 }
