@@ -81,11 +81,11 @@ class BareFile {
   BareFile& operator=(const BareFile&) = delete;
   ~BareFile() { ::close(file_); }
 
-  void append(std::string_view bytes) {
+  void append(std::string_view bytes) const {
     bench::require(::write(file_, bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size()),
                    "the bare file cannot be written");
   }
-  void sync() { bench::require(::fdatasync(file_) == 0, "the bare file cannot be synced"); }
+  void sync() const { bench::require(::fdatasync(file_) == 0, "the bare file cannot be synced"); }
 
  private:
   int file_;
@@ -98,7 +98,8 @@ std::string frameOf(Home& home, const sqm::SQMSessionParams& params) {
   manager.sqmCreateStartRecord(&params);
   const auto before = std::filesystem::file_size(home.journal());
   manager.sqmCreateStartRecord(&params);
-  return std::string(std::filesystem::file_size(home.journal()) - before, 'x');
+  std::string frame(std::filesystem::file_size(home.journal()) - before, 'x');
+  return frame;
 }
 
 void compareEvents(const std::string& folder, const sqm::SQMSessionParams& params) {
@@ -116,7 +117,7 @@ void compareEvents(const std::string& folder, const sqm::SQMSessionParams& param
       },
       [unjournalled, frame, barePath, &params](benchmark::State& state) {
         RecordingManager manager = unjournalled->manager(params, state);
-        BareFile file(barePath);
+        const BareFile file(barePath);
         for (auto _ : state) {
           manager.start(params, state);
           file.append(frame);
@@ -129,7 +130,7 @@ void compareEvents(const std::string& folder, const sqm::SQMSessionParams& param
         for (auto _ : state) manager.start(params, state);
       },
       [frame, barePath](benchmark::State& state) {
-        BareFile file(barePath);
+        const BareFile file(barePath);
         file.append(frame);
         file.sync();
         for (auto _ : state) {
@@ -190,6 +191,7 @@ void compareStart(const std::string& folder, const sqm::SQMSessionParams& params
 }  // namespace
 
 int main(int argc, char** argv) {
+  // NOLINTNEXTLINE(concurrency-mt-unsafe): no thread runs yet
   ::mallopt(M_MMAP_THRESHOLD, 128 * 1024);  // large memory is new, as at the start of a process
   // The build folder is on a disk. In memory a sync costs nothing.
   const tools::TemporaryFolder folder(std::filesystem::read_symlink("/proc/self/exe").parent_path());
