@@ -30,7 +30,6 @@ constexpr auto kClient = RecordType::client;
 class JournalTest : public ::testing::Test {
  protected:
   JournalTest() { begin(); }
-  ~JournalTest() override { host_.host.recordJournal = nullptr; }
 
   void begin() {
     journal_ = std::make_unique<Journal>(std::make_unique<MemoryAppendFile>(disk_), host_.clock,

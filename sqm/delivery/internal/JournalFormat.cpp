@@ -18,7 +18,7 @@ static_assert(kPrefixSize + kFixedSize == kFrameOfNoText);
 template <typename Number>
 std::optional<Number> take(std::string_view& bytes) {
   if (bytes.size() < sizeof(Number)) return std::nullopt;
-  const Number number = littleEndian<Number>(bytes);
+  const auto number = littleEndian<Number>(bytes);
   bytes.remove_prefix(sizeof(Number));
   return number;
 }
