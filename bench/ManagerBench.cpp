@@ -18,36 +18,18 @@
 #include "sqm/manager/internal/CreatingCalls.h"
 #include "sqm/platform/StandardHost.h"
 
+#include "bench/ClientEvent.h"
 #include "bench/Comparison.h"
 #include "bench/Pieces.h"
 #include "tools/support/TemporaryFolder.h"
 
 namespace {
 
-constexpr std::int64_t kWiFi = 1;
+using bench::kWiFi;
+using bench::RecordingManager;
+using bench::Values;
+
 constexpr const char* kTable = "SQMFieldNames.plist";
-constexpr std::size_t kValues = 35;
-
-/// The records are kept. After this many they are deleted, outside of the measured time. None is saved: there is no SQM
-/// folder.
-constexpr std::size_t kMostRecords = 1000;
-
-using Values = std::vector<std::pair<std::int64_t, std::string>>;
-
-/// The values that a client sets: those of a Wi-Fi connection, and others that it knows.
-Values clientValues() {
-  Values values;
-  const auto add = [&](std::int64_t key) {
-    values.emplace_back(key, "value of " + std::to_string(key) + (key % 3 == 0 ? ", of some length" : ""));
-  };
-  for (const sqm::Fill& fill : sqm::mediumOf(kWiFi)->startFills) add(fill.field);
-  for (std::int64_t key = 48; values.size() < kValues; ++key) add(key);
-  return values;
-}
-
-void fill(sqm::SQMSessionParams& params, const Values& values) {
-  for (const auto& [key, value] : values) params.setStringValue(value, key);
-}
 
 /// The record that the manager makes of these values.
 std::string recordOf(sqm::Host& host, const sqm::SQMSessionParams& params) {
@@ -62,31 +44,6 @@ std::string recordOf(sqm::Host& host, const sqm::SQMSessionParams& params) {
   return *std::move(text);
 }
 
-/// A manager that is replaced when it has kept many records.
-class RecordingManager {
- public:
-  explicit RecordingManager(sqm::Host& host) : host_(host) { renew(); }
-
-  void start(const sqm::SQMSessionParams& params, benchmark::State& state) {
-    manager_->sqmCreateStartRecord(&params);
-    if (++records_ < kMostRecords) return;
-    state.PauseTiming();
-    renew();
-    state.ResumeTiming();
-  }
-
- private:
-  void renew() {
-    manager_ = std::make_unique<sqm::SQMManager>(host_);
-    manager_->setDeviceType(kWiFi);
-    records_ = 0;
-  }
-
-  sqm::Host& host_;
-  std::unique_ptr<sqm::SQMManager> manager_;
-  std::size_t records_ = 0;
-};
-
 /// The same work in plain code, for a table and values that are known beforehand.
 class BareEvent {
  public:
@@ -97,7 +54,7 @@ class BareEvent {
     bench::require(log_ >= 0, "the bare log cannot be opened");
     const ssize_t size = readTable();
     lastTable_.assign(buffer_.data(), static_cast<std::size_t>(size));
-    records_.reserve(kMostRecords);
+    records_.reserve(bench::kMostRecords);
   }
   BareEvent(const BareEvent&) = delete;
   BareEvent& operator=(const BareEvent&) = delete;
@@ -115,7 +72,7 @@ class BareEvent {
     at += kSuffix.copy(at, kSuffix.size());
     bench::require(::write(log_, line_.data(), static_cast<std::size_t>(at - line_.data())) == at - line_.data(),
                    "the bare log cannot be written");
-    if (records_.size() < kMostRecords) return;
+    if (records_.size() < bench::kMostRecords) return;
     state.PauseTiming();
     records_.clear();
     state.ResumeTiming();
@@ -159,9 +116,9 @@ int main(int argc, char** argv) {
   options.homeDirectory = folder.path();
   options.resourceDirectory = folder.path();
   sqm::platform::StandardHost host(options);
-  const Values values = clientValues();
+  const Values values = bench::clientValues();
   sqm::SQMSessionParams params;
-  fill(params, values);
+  bench::fill(params, values);
   const auto bare = std::make_unique<BareEvent>(folder, values, recordOf(host, params));
 
   bench::compare(
@@ -170,7 +127,7 @@ int main(int argc, char** argv) {
         RecordingManager manager(host);
         for (auto _ : state) {
           sqm::SQMSessionParams own;
-          fill(own, values);
+          bench::fill(own, values);
           manager.start(own, state);
         }
       },

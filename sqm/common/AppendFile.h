@@ -1,6 +1,8 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
+#include <functional>
 #include <string>
 #include <string_view>
 #include <system_error>
@@ -10,13 +12,22 @@ namespace sqm {
 /// A file that grows at its end and is replaced as a whole now and then, such as a journal.
 ///
 /// Threading: one thread.
-/// Failure: by the result. Nothing throws but `std::bad_alloc`, which `read` reports as well.
+/// Failure: by the result. Nothing throws but `std::bad_alloc`, which reading reports as well.
 class AppendFile {
  public:
+  /// Takes the next bytes of a file. `toCome` is the number of those that are expected to follow.
+  using Taker = std::function<void(std::string_view bytes, std::uintmax_t toCome)>;
+
   virtual ~AppendFile() = default;
 
-  /// Reads the whole file. `std::errc::no_such_file_or_directory` when there is none.
-  virtual std::error_code read(std::string& content) = 0;
+  /// Passes the whole file to `take`, piece by piece. `std::errc::no_such_file_or_directory` when there is none. After
+  /// another failure some pieces may have been taken.
+  virtual std::error_code readPieces(const Taker& take) = 0;
+
+  /// The same for a file that is known to be short: its bytes are appended to `content`.
+  std::error_code read(std::string& content) {
+    return readPieces([&](std::string_view bytes, std::uintmax_t /*toCome*/) { content.append(bytes); });
+  }
 
   /// Appends `bytes`, whose beginning is in the file after a failure: `written` is the number of its bytes. A file that
   /// was removed or exchanged at its path is `std::errc::no_such_file_or_directory`, which may be noticed a second

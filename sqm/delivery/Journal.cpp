@@ -25,7 +25,9 @@ JournalFrame storedFrame(RecordType type, const TextArray& list, std::size_t pos
 }  // namespace
 
 void applyJournal(std::string_view journal, std::span<TextArray> lists) {
-  if (journal.starts_with(kJournalHead)) replayJournal(journal.substr(kJournalHead.size()), lists);
+  JournalReplay replay(lists);
+  replay.take(journal, 0);
+  replay.finish();
 }
 
 struct Journal::Known {
@@ -44,38 +46,34 @@ Journal::Journal(std::unique_ptr<AppendFile> file, const Clock& clock, Options o
 
 Journal::~Journal() = default;
 
-/// The file's content and what it lacks; empty when there is no journal that can be read.
-std::string Journal::readFile() {
-  if (isAnew_) return std::exchange(pending_, {});
-  std::string content;
-  const std::error_code problem = file_->read(content);
-  if (problem && problem != std::errc::no_such_file_or_directory) {
-    report("cannot be read", problem);
-    mustMoveAside_ = true;
-  } else if (!content.empty() && !std::string_view(content).starts_with(kJournalHead)) {
+/// Replays the file and what it lacks. False when there is no journal that can be read.
+bool Journal::replayFile(std::span<TextArray> lists) {
+  JournalReplay journal(lists);
+  known_->bases = journal.marks();
+  known_->removedOfBase = {};
+  if (!isAnew_) {
+    const std::error_code problem =
+        file_->readPieces([&](std::string_view bytes, std::uintmax_t toCome) { journal.take(bytes, toCome); });
+    if (problem == std::errc::no_such_file_or_directory) return false;
+    if (problem) {
+      report("cannot be read", problem);
+      mustMoveAside_ = true;
+      return false;
+    }
+  }
+  journal.take(pending_, 0);
+  const Replay replay = journal.finish();
+  if (!replay.isJournal) {
+    if (replay.size == pending_.size()) return false;  // the file is empty
     report("is of another version, or no journal, and is moved aside", {});
     mustMoveAside_ = true;
-    content.clear();
+    return false;
   }
-  return content.append(pending_);
-}
-
-void Journal::listsLoaded(std::span<TextArray> lists) {
-  const std::string content = readFile();
-  if (!content.starts_with(kJournalHead)) {
-    for (std::size_t type = 0; type < lists.size(); ++type) known_->bases[type] = markOf(lists[type]);
-    known_->removedOfBase = {};
-    beginAnew(lists);
-    return;
-  }
-  const auto frames = std::string_view(content).substr(kJournalHead.size());
-  const Replay replay = replayJournal(frames, lists);
-  known_->bases = replay.bases;
   known_->removedOfBase = replay.removedOfBase;
   nextSequence_ = replay.nextSequence;
-  fileSize_ = kJournalHead.size() + replay.soundBytes;
+  fileSize_ = replay.soundBytes;
 
-  const std::size_t damaged = frames.size() - replay.soundBytes;
+  const std::uintmax_t damaged = replay.size - replay.soundBytes;
   if (damaged > 0) {
     report("is damaged from byte " + std::to_string(fileSize_) + " on; the " + std::to_string(damaged) +
                " bytes from there are dropped",
@@ -85,6 +83,11 @@ void Journal::listsLoaded(std::span<TextArray> lists) {
   if (isUnknown)
     report("does not know the content of a list's file, to which it adds the records that are missing", {});
   if (isAnew_ || isUnknown || damaged > 0) beginAnew(lists);
+  return true;
+}
+
+void Journal::listsLoaded(std::span<TextArray> lists) {
+  if (!replayFile(lists)) beginAnew(lists);
 }
 
 void Journal::recordStored(Lists lists, RecordType type) {
@@ -98,9 +101,10 @@ void Journal::recordsRemoved(Lists lists, RecordType type, std::size_t count, Re
   known_->removedOfBase[index] += std::min<std::uint64_t>(count, known_->inFile(index));
   add({.operation = JournalOperation::removed, .type = type, .count = count});
   std::uint64_t needed = kSmallJournal;
-  for (const TextArray& list : lists) needed += 2 * list.joined().size();
+  for (const TextArray& list : lists) needed += 2 * (list.joined().size() + list.size() * kFrameOfNoText);
+  const std::uint64_t size = pending_.size() + (isAnew_ ? 0 : fileSize_);
   // What may not be kept does not stay in the file either.
-  if (fileSize_ > needed || why == Removal::consent) beginAnew(lists);
+  if (size > needed || why == Removal::consent) beginAnew(lists);
   write(lists);
 }
 

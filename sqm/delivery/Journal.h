@@ -66,7 +66,7 @@ class Journal final : public RecordJournal {
     std::uint64_t frames = 0;
   };
 
-  std::string readFile();
+  bool replayFile(std::span<TextArray> lists);
   void add(const JournalFrame& frame);
   void write(Lists lists);
   enum class Replaced { no, yes, notSynced };

@@ -112,6 +112,7 @@ std::error_code RefusedBodies::keep(std::string_view address, int status, std::s
   if (limits_.files == 0 || size > limits_.bytes) return make_error_code(std::errc::file_too_large);
 
   const std::uint64_t number = refused.empty() ? 1 : refused.back().number + 1;
+  if (number == 0) return make_error_code(std::errc::value_too_large);  // another program has taken the last number
   if (const auto problem = host_.files->replace(folder + "/" + nameOf(number), {head, body})) return problem;
   dropOldest(refused, size);
   return {};

@@ -5,11 +5,10 @@
 
 namespace sqm::testing {
 
-std::error_code MemoryAppendFile::read(std::string& content) {
-  if (disk_.readFailure) return disk_.readFailure;
+std::error_code MemoryAppendFile::readPieces(const Taker& take) {
   if (!disk_.content) return make_error_code(std::errc::no_such_file_or_directory);
-  content.append(*disk_.content);
-  return {};
+  take(*disk_.content, 0);
+  return disk_.readFailure;
 }
 
 std::error_code MemoryAppendFile::append(std::string_view bytes, std::size_t& written) {

@@ -17,7 +17,7 @@ struct MemoryDisk {
   int syncs = 0;
   int replacements = 0;
   std::error_code failure = {};      ///< what appending, syncing, replacing and moving report, unless it is none
-  std::error_code readFailure = {};  ///< what reading reports
+  std::error_code readFailure = {};  ///< what reading reports, when the content was taken
   std::size_t room = 0;              ///< bytes that can still be appended in spite of `failure`
 };
 
@@ -28,7 +28,7 @@ class MemoryAppendFile final : public AppendFile {
  public:
   explicit MemoryAppendFile(MemoryDisk& disk) : disk_(disk) {}
 
-  std::error_code read(std::string& content) override;
+  std::error_code readPieces(const Taker& take) override;
   std::error_code append(std::string_view bytes, std::size_t& written) override;
   std::error_code sync() override;
   std::error_code replace(std::string_view content, bool synced, bool& isReplaced) override;

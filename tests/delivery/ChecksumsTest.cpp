@@ -1,3 +1,4 @@
+#include <cstdint>
 #include <string>
 
 #include <gtest/gtest.h>
@@ -20,6 +21,17 @@ TEST(Crc32c, HasThePublishedValues) {
   EXPECT_EQ(crc32c(ascendingBytes(32)), 0x46DD794EU);
   EXPECT_EQ(crc32c("123456789"), 0xE3069283U);
   EXPECT_EQ(crc32c(""), 0U);
+}
+
+// By the definition: the remainder of a division by the polynomial, bit by bit.
+TEST(Crc32c, IsTheRemainderForEveryLength) {
+  const std::string bytes = ascendingBytes(400);
+  std::uint32_t remainder = 0xFFFFFFFF;
+  for (std::size_t size = 0; size < bytes.size(); ++size) {
+    EXPECT_EQ(crc32c(bytes.substr(0, size)), ~remainder) << size;
+    remainder ^= static_cast<unsigned char>(bytes[size]);
+    for (int bit = 0; bit < 8; ++bit) remainder = (remainder >> 1) ^ ((remainder & 1) != 0 ? 0x82F63B78 : 0);
+  }
 }
 
 TEST(Crc32c, ContinuesAtEveryByte) {

@@ -44,7 +44,7 @@ TEST(JournalFormat, ATextMayHoldAnyBytes) {
   const auto frame = reader.next();
   ASSERT_TRUE(frame);
   EXPECT_EQ(frame->text, text);
-  EXPECT_EQ(bytes.size(), 4 + 4 + 8 + 2 + text.size());
+  EXPECT_EQ(bytes.size(), kFrameOfNoText + text.size());
 }
 
 // The example of docs/delivery.md.
@@ -61,6 +61,17 @@ TEST(JournalFormat, HasTheDocumentedBytes) {
   EXPECT_EQ(hex,
             "0e0000003f685e47050000000000000002013c612f3e"
             "12000000b3b03a9f060000000000000003010100000000000000");
+}
+
+TEST(JournalFormat, AppendingManyFramesSeldomNeedsMoreMemory) {
+  std::string bytes;
+  std::size_t growths = 0;
+  for (std::uint64_t number = 0; number < 10'000; ++number) {
+    const std::size_t before = bytes.capacity();
+    appendFrame(bytes, number, {.operation = JournalOperation::stored, .text = "<a/>"});
+    if (bytes.capacity() != before) ++growths;
+  }
+  EXPECT_LE(growths, 20U);
 }
 
 TEST(JournalFormat, EndsAtTheFirstFrameThatIsCutOff) {

@@ -37,6 +37,7 @@ class Process {
   }
 
   SQMRecordStore& store() { return *store_; }
+  const TrelkConfiguration& configuration() const { return fakes_.configuration; }
 
   /// Makes the change, and lets time pass, so that a journal that could not be written tries again.
   void make(const std::function<void(SQMRecordStore&)>& change) {

@@ -30,7 +30,6 @@ constexpr auto kClient = RecordType::client;
 class JournalTest : public ::testing::Test {
  protected:
   JournalTest() { begin(); }
-  ~JournalTest() override { host_.host.recordJournal = nullptr; }
 
   void begin() {
     journal_ = std::make_unique<Journal>(std::make_unique<MemoryAppendFile>(disk_), host_.clock,
@@ -298,6 +297,33 @@ TEST_F(JournalTest, DoesNotGrowWithRecordsThatAreGone) {
   }
   crash();
   EXPECT_EQ(records(kConnection), "");
+}
+
+TEST_F(JournalTest, WhatAFullDiskLacksDoesNotGrowWithRecordsThatAreGone) {
+  disk_.failure = make_error_code(std::errc::no_space_on_device);
+  const std::string record = "<a>" + std::string(10'000, 'a') + "</a>";
+  for (int round = 0; round < 1000; ++round) {
+    add(kConnection, record);
+    store_->document(kConnection);
+    store_->deleteRecords(kConnection);
+  }
+  disk_.failure = {};
+  host_.clock.advance(std::chrono::seconds(1));
+  add(kConnection, "<b/>");
+  EXPECT_LE(disk_.content->size(), std::size_t{3} << 19);
+  crash();
+  EXPECT_EQ(records(kConnection), "<b/>");
+}
+
+TEST_F(JournalTest, ManyShortRecordsAreNotWrittenAgainWithEachRemoval) {
+  for (int number = 0; number < 70'000; ++number) add(kClient, "");
+  const int before = disk_.replacements;
+  for (int round = 0; round < 100; ++round) {
+    add(kConnection, "<a/>");
+    store_->document(kConnection);
+    store_->deleteRecords(kConnection);
+  }
+  EXPECT_EQ(disk_.replacements, before);
 }
 
 TEST_F(JournalTest, SyncsEachCallWhenThatIsAskedFor) {

@@ -104,6 +104,13 @@ TEST_F(Refused, FilesAreNumberedInOrderWhateverTheClockSays) {
   EXPECT_EQ(files[2].number, 43U);
 }
 
+TEST_F(Refused, BehindTheLastNumberNoFileIsReplaced) {
+  fakes.files.put(kFolder + "/18446744073709551615.refused", "of another program");
+  RefusedBodies bodies = bodiesWith({});
+  EXPECT_EQ(bodies.keep("http://collect", 404, "body"), std::errc::value_too_large);
+  EXPECT_EQ(names(), Names{"18446744073709551615.refused"});
+}
+
 TEST_F(Refused, AMissingFolderHoldsNothing) {
   std::vector<RefusedFile> files(1);
   EXPECT_FALSE(listRefused(fakes.files, kFolder, files));

@@ -1,5 +1,7 @@
 #include "sqm/delivery/internal/JournalFormat.h"
 
+#include <algorithm>
+
 #include "sqm/delivery/internal/Checksums.h"
 #include "sqm/delivery/internal/LittleEndian.h"
 
@@ -10,12 +12,13 @@ namespace {
 constexpr std::size_t kLengthSize = sizeof(std::uint32_t);
 constexpr std::size_t kPrefixSize = kLengthSize + sizeof(std::uint32_t);  // length and checksum
 constexpr std::size_t kFixedSize = sizeof(std::uint64_t) + 2;             // sequence, operation and type
+static_assert(kPrefixSize + kFixedSize == kFrameOfNoText);
 
 /// Takes an unsigned number from the front of `bytes`; nothing when they are too few.
 template <typename Number>
 std::optional<Number> take(std::string_view& bytes) {
   if (bytes.size() < sizeof(Number)) return std::nullopt;
-  const Number number = littleEndian<Number>(bytes);
+  const auto number = littleEndian<Number>(bytes);
   bytes.remove_prefix(sizeof(Number));
   return number;
 }
@@ -50,7 +53,8 @@ void appendFrame(std::string& out, std::uint64_t sequence, const JournalFrame& f
   const std::size_t payload =
       frame.operation == JournalOperation::stored ? frame.text.size() : sizeof(std::uint64_t) * (isOfList ? 2 : 1);
   const std::size_t start = out.size();
-  out.reserve(start + kPrefixSize + kFixedSize + payload);
+  const std::size_t needed = start + kFrameOfNoText + payload;
+  if (needed > out.capacity()) out.reserve(std::max(needed, 2 * out.capacity()));  // a frame is whole or absent
   appendLittleEndian(out, static_cast<std::uint32_t>(kFixedSize + payload));
   appendLittleEndian(out, std::uint32_t{0});  // the checksum, when the frame is complete
   appendLittleEndian(out, sequence);
@@ -72,7 +76,10 @@ std::optional<JournalFrame> JournalReader::next() {
   std::string_view bytes = rest_;
   const auto length = take<std::uint32_t>(bytes);
   const auto checksum = take<std::uint32_t>(bytes);
-  if (!checksum || *length < kFixedSize || *length > bytes.size()) return std::nullopt;
+  missing_ = checksum ? 0 : kPrefixSize - rest_.size();
+  if (!checksum || *length < kFixedSize || *length > kFixedSize + kLongestJournalText) return std::nullopt;
+  missing_ = std::max<std::size_t>(*length, bytes.size()) - bytes.size();
+  if (missing_ > 0) return std::nullopt;
   std::string_view body = bytes.substr(0, *length);
   if (crc32c(body, crc32c(rest_.substr(0, kLengthSize))) != *checksum) return std::nullopt;
 

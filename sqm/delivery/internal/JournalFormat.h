@@ -34,6 +34,9 @@ struct JournalFrame {
 /// A longer text is cut when it is stored in a frame, in bytes: a length has four bytes.
 inline constexpr std::size_t kLongestJournalText = std::size_t{1} << 30;
 
+/// The bytes of the frame of a record without its text.
+inline constexpr std::size_t kFrameOfNoText = 18;
+
 /// Appends the frame, with its number in the journal, counted from 0, to `out`.
 void appendFrame(std::string& out, std::uint64_t sequence, const JournalFrame& frame);
 
@@ -41,10 +44,16 @@ void appendFrame(std::string& out, std::uint64_t sequence, const JournalFrame& f
 class JournalReader {
  public:
   /// `frames` begins after the head.
-  explicit JournalReader(std::string_view frames) : rest_(frames) {}
+  explicit JournalReader(std::string_view frames = {}) : rest_(frames) {}
 
   /// The next frame; nothing at the end and at the first one that is damaged, cut off, or out of sequence.
   std::optional<JournalFrame> next();
+
+  /// When `next` returned nothing: at least so many more bytes are needed to read a frame, none behind a damaged one.
+  std::size_t missing() const { return missing_; }
+
+  /// Continues with these bytes, which begin with the rest.
+  void continueWith(std::string_view frames) { rest_ = frames; }
 
   /// The bytes from the first frame that was not returned.
   std::string_view rest() const { return rest_; }
@@ -55,6 +64,7 @@ class JournalReader {
  private:
   std::string_view rest_;
   std::uint64_t next_ = 0;
+  std::size_t missing_ = 0;
 };
 
 }  // namespace sqm::delivery

@@ -1,14 +1,12 @@
 #include "sqm/delivery/internal/JournalReplay.h"
 
 #include <algorithm>
+#include <exception>
 #include <map>
-#include <optional>
-#include <string>
-#include <vector>
+#include <utility>
 
 #include "sqm/common/internal/XmlText.h"
 #include "sqm/delivery/internal/Checksums.h"
-#include "sqm/delivery/internal/JournalFormat.h"
 
 namespace sqm::delivery {
 
@@ -22,64 +20,13 @@ std::string_view asSaved(std::string_view text, std::string& buffer) {
   return buffer;
 }
 
-/// The journal's account of one list.
-class Account {
- public:
-  void take(const JournalFrame& frame, const ListMark& inFile) {
-    switch (frame.operation) {
-      case JournalOperation::base:
-      case JournalOperation::saving:
-        mark(frame, inFile);
-        break;
-      case JournalOperation::stored:
-        stored_.push_back(frame.text);
-        break;
-      case JournalOperation::removed:
-        remove(frame.count);
-        break;
-    }
-  }
-
-  ListFile file() const { return file_; }
-  /// Records at the front of the file's list that are gone.
-  std::uint64_t removedOfBase() const { return removedOfBase_; }
-  /// The records behind those of the file, or, when that is unknown, all that the journal holds.
-  std::span<const std::string_view> stored() const { return std::span(stored_).subspan(removedOfStored_); }
-
- private:
-  /// From the last place where the list is the one in the file, only what follows counts.
-  void mark(const JournalFrame& frame, const ListMark& inFile) {
-    const bool isBase = frame.operation == JournalOperation::base;
-    if (isBase) baseCount_ = frame.count;
-    if (inFile != ListMark{frame.count, frame.digest}) return;
-    file_ = isBase ? ListFile::asJournalBegan : ListFile::saved;
-    baseCount_ = frame.count;
-    removedOfBase_ = 0;
-    stored_.clear();
-    removedOfStored_ = 0;
-  }
-
-  void remove(std::uint64_t count) {
-    const std::uint64_t ofBase = std::min(count, baseCount_ - removedOfBase_);
-    removedOfBase_ += ofBase;
-    const std::uint64_t left = stored_.size() - removedOfStored_;
-    removedOfStored_ += static_cast<std::size_t>(std::min(count - ofBase, left));
-  }
-
-  ListFile file_ = ListFile::unknown;
-  std::uint64_t baseCount_ = 0;
-  std::uint64_t removedOfBase_ = 0;
-  std::vector<std::string_view> stored_;
-  std::size_t removedOfStored_ = 0;
-};
-
 /// Appends the records that are not in the list, each as often as it is missing.
-void appendMissing(TextArray& list, std::span<const std::string_view> records) {
+void appendMissing(TextArray& list, const TextArray& records) {
   std::map<std::string, std::size_t, std::less<>> known;
   std::string buffer;
   for (const auto record : list) ++known[std::string(asSaved(record.value_or(""), buffer))];
-  for (const std::string_view record : records) {
-    const auto found = known.find(asSaved(record, buffer));
+  for (const auto record : records) {
+    const auto found = known.find(asSaved(record.value_or(""), buffer));
     if (found != known.end() && found->second > 0) {
       --found->second;
     } else {
@@ -97,29 +44,111 @@ ListMark markOf(const TextArray& list) {
   return mark;
 }
 
-Replay replayJournal(std::string_view frames, std::span<TextArray> lists) {
-  Replay replay;
-  for (std::size_t type = 0; type < lists.size(); ++type) replay.bases[type] = markOf(lists[type]);
-
-  ByType<Account> accounts;
-  JournalReader reader(frames);
-  while (const auto frame = reader.next())
-    accounts[indexOf(frame->type)].take(*frame, replay.bases[indexOf(frame->type)]);
-  replay.nextSequence = reader.nextSequence();
-  replay.soundBytes = frames.size() - reader.rest().size();
-
-  for (std::size_t type = 0; type < lists.size(); ++type) {
-    const Account& account = accounts[type];
-    replay.files[type] = account.file();
-    if (account.file() == ListFile::unknown) {
-      appendMissing(lists[type], account.stored());
-      continue;
-    }
-    replay.removedOfBase[type] = account.removedOfBase();
-    lists[type].removeFirst(static_cast<std::size_t>(account.removedOfBase()));
-    for (const std::string_view record : account.stored()) lists[type].append(record);
+void ListReplay::take(const JournalFrame& frame, const ListMark& inFile, std::uintmax_t toCome) {
+  switch (frame.operation) {
+    case JournalOperation::base:
+    case JournalOperation::saving:
+      mark(frame, inFile);
+      break;
+    case JournalOperation::stored:
+      store(frame.text, toCome);
+      break;
+    case JournalOperation::removed:
+      remove(frame.count);
+      break;
   }
-  return replay;
+}
+
+/// From the last place where the list is the one in the file, or with which the journal begins, only what follows
+/// counts.
+void ListReplay::mark(const JournalFrame& frame, const ListMark& inFile) {
+  const bool isBase = frame.operation == JournalOperation::base;
+  const bool isInFile = inFile == ListMark{frame.count, frame.digest};
+  if (!isBase && !isInFile) return;
+  *this = ListReplay();
+  baseCount_ = frame.count;
+  if (isInFile) file_ = isBase ? ListFile::asJournalBegan : ListFile::saved;
+}
+
+/// Makes room for all that may follow: the system provides memory as it is used, and a list that grows step by step
+/// uses twice as much.
+void ListReplay::store(std::string_view text, std::uintmax_t toCome) {
+  const std::size_t size = stored_.joined().size() + text.size();
+  if (size > stored_.capacity()) {
+    try {
+      stored_.reserve(0, size + static_cast<std::size_t>(toCome));
+    } catch (const std::exception&) {  // then it grows step by step
+    }
+  }
+  stored_.append(text);
+}
+
+void ListReplay::remove(std::uint64_t count) {
+  const std::uint64_t ofBase = std::min(count, baseCount_ - removedOfBase_);
+  removedOfBase_ += ofBase;
+  stored_.removeFirst(static_cast<std::size_t>(std::min<std::uint64_t>(count - ofBase, stored_.size())));
+}
+
+void ListReplay::finish(TextArray& list) {
+  if (file_ == ListFile::unknown) {
+    removedOfBase_ = 0;
+    appendMissing(list, stored_);
+    return;
+  }
+  list.removeFirst(static_cast<std::size_t>(removedOfBase_));
+  const bool isMostlyRoom = stored_.capacity() / 2 > stored_.joined().size();
+  if (list.empty() && isMostlyRoom) stored_ = TextArray(stored_);  // gives the rest back
+  list.appendPresent(std::move(stored_));
+}
+
+JournalReplay::JournalReplay(std::span<TextArray> lists) : lists_(lists) {
+  for (std::size_t type = 0; type < lists.size(); ++type) marks_[type] = markOf(lists[type]);
+}
+
+void JournalReplay::take(std::string_view bytes, std::uintmax_t toCome) {
+  replay_.size += bytes.size();
+  while (missing_ > 0 && !bytes.empty()) {
+    const bool isContinued = !rest_.empty();
+    const std::string_view piece = isContinued ? bytes.substr(0, missing_) : bytes;
+    bytes.remove_prefix(piece.size());
+    if (isContinued) rest_.append(piece);
+    const std::size_t used = takeFrames(isContinued ? rest_ : piece, bytes.size() + toCome);
+    replay_.soundBytes += used;
+    if (isContinued) {
+      rest_.erase(0, used);
+    } else {
+      rest_.assign(piece.substr(used));
+    }
+  }
+}
+
+/// Returns how many of the bytes are whole frames, and the head.
+std::size_t JournalReplay::takeFrames(std::string_view bytes, std::uintmax_t toCome) {
+  std::string_view frames = bytes;
+  if (!replay_.isJournal) {
+    missing_ = std::max(bytes.size(), kJournalHead.size()) - bytes.size();
+    replay_.isJournal = bytes.starts_with(kJournalHead);
+    if (!replay_.isJournal) return 0;
+    frames.remove_prefix(kJournalHead.size());
+  }
+  reader_.continueWith(frames);
+  while (const auto frame = reader_.next()) {
+    const std::size_t type = indexOf(frame->type);
+    accounts_[type].take(*frame, marks_[type], reader_.rest().size() + toCome);
+  }
+  missing_ = reader_.missing();
+  return bytes.size() - reader_.rest().size();
+}
+
+Replay JournalReplay::finish() {
+  if (!replay_.isJournal) return replay_;
+  for (std::size_t type = 0; type < lists_.size(); ++type) {
+    accounts_[type].finish(lists_[type]);
+    replay_.files[type] = accounts_[type].file();
+    replay_.removedOfBase[type] = accounts_[type].removedOfBase();
+  }
+  replay_.nextSequence = reader_.nextSequence();
+  return replay_;
 }
 
 }  // namespace sqm::delivery

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <bit>
 #include <cstddef>
 #include <cstring>
@@ -30,8 +31,8 @@ Number littleEndian(std::string_view bytes) {
 /// Appends the bytes of an unsigned number, the lowest first.
 template <typename Number>
 void appendLittleEndian(std::string& out, Number number) {
-  number = swappedUnlessLittle(number);
-  out.append(reinterpret_cast<const char*>(&number), sizeof number);
+  const auto bytes = std::bit_cast<std::array<char, sizeof number>>(swappedUnlessLittle(number));
+  out.append(bytes.data(), bytes.size());
 }
 
 }  // namespace sqm::delivery

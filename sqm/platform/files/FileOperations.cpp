@@ -149,11 +149,17 @@ std::error_code readUpTo(FileOperations& files, int descriptor, char* buffer, st
 }
 
 std::error_code writeAll(FileOperations& files, int descriptor, std::string_view bytes) {
-  while (!bytes.empty()) {
-    const ssize_t written = files.write(descriptor, bytes.data(), bytes.size());
-    if (written > 0) {
-      bytes.remove_prefix(static_cast<std::size_t>(written));
-    } else if (written == 0) {
+  std::size_t written = 0;
+  return writeAll(files, descriptor, bytes, written);
+}
+
+std::error_code writeAll(FileOperations& files, int descriptor, std::string_view bytes, std::size_t& written) {
+  written = 0;
+  while (written < bytes.size()) {
+    const ssize_t some = files.write(descriptor, bytes.data() + written, bytes.size() - written);
+    if (some > 0) {
+      written += static_cast<std::size_t>(some);
+    } else if (some == 0) {
       return make_error_code(std::errc::io_error);
     } else if (errno != EINTR) {
       return lastError();

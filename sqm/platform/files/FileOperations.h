@@ -98,6 +98,9 @@ std::error_code readUpTo(FileOperations& files, int descriptor, char* buffer, st
 /// Writes all of `bytes`, and continues after an interrupted and after a partial write.
 std::error_code writeAll(FileOperations& files, int descriptor, std::string_view bytes);
 
+/// The same; `written` becomes the number of bytes that were written, also after a failure.
+std::error_code writeAll(FileOperations& files, int descriptor, std::string_view bytes, std::size_t& written);
+
 /// Creates the folder, and the missing folders above it, private to the user.
 std::error_code makeFolders(FileOperations& files, const std::string& folder);
 

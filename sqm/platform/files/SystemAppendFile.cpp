@@ -1,10 +1,11 @@
 #include "sqm/platform/files/SystemAppendFile.h"
 
-#include <cerrno>
+#include <algorithm>
 #include <fcntl.h>
+#include <memory>
+#include <new>
 #include <utility>
 
-#include "sqm/platform/files/SystemFiles.h"
 #include "sqm/platform/files/internal/WholeFile.h"
 
 namespace sqm::platform {
@@ -21,7 +22,23 @@ SystemAppendFile::~SystemAppendFile() {
   if (thread_.joinable()) thread_.join();
 }
 
-std::error_code SystemAppendFile::read(std::string& content) { return SystemFiles(operations_).read(path_, content); }
+std::error_code SystemAppendFile::readPieces(const Taker& take) {
+  constexpr std::size_t kPiece = std::size_t{1} << 16;  // remains in the processor's cache
+  File file;
+  if (const auto problem = file.open(operations_, path_, O_RDONLY)) return problem;
+  try {
+    const auto buffer = std::make_unique_for_overwrite<char[]>(kPiece);
+    auto toCome = static_cast<std::uintmax_t>(file.status().st_size);
+    for (std::size_t size = kPiece; size == kPiece;) {
+      if (const auto problem = readUpTo(operations_, file.descriptor(), buffer.get(), size)) return problem;
+      toCome -= std::min<std::uintmax_t>(toCome, size);
+      take({buffer.get(), size}, toCome);
+    }
+  } catch (const std::bad_alloc&) {
+    return make_error_code(std::errc::not_enough_memory);
+  }
+  return {};
+}
 
 std::error_code SystemAppendFile::open() {
   checked_ = options_.now();
@@ -53,13 +70,7 @@ std::error_code SystemAppendFile::append(std::string_view bytes, std::size_t& wr
   if (!file_.isOpen()) {
     if (const auto problem = open()) return problem;
   }
-  while (written < bytes.size()) {
-    const ssize_t some = operations_.write(file_.descriptor(), bytes.data() + written, bytes.size() - written);
-    if (some < 0 && errno == EINTR) continue;
-    if (some < 0) return lastError();
-    written += static_cast<std::size_t>(some);
-  }
-  return {};
+  return writeAll(operations_, file_.descriptor(), bytes, written);
 }
 
 std::error_code SystemAppendFile::sync() {

@@ -34,7 +34,7 @@ class SystemAppendFile final : public AppendFile {
   /// Syncs what is to be synced.
   ~SystemAppendFile() override;
 
-  std::error_code read(std::string& content) override;
+  std::error_code readPieces(const Taker& take) override;
   std::error_code append(std::string_view bytes, std::size_t& written) override;
   std::error_code sync() override;
   std::error_code replace(std::string_view content, bool synced, bool& isReplaced) override;

@@ -1,9 +1,12 @@
 #include <atomic>
 #include <cerrno>
 #include <chrono>
+#include <cstdint>
 #include <filesystem>
+#include <new>
 #include <string>
 #include <thread>
+#include <utility>
 
 #include <gtest/gtest.h>
 
@@ -35,6 +38,18 @@ class CountedSyncs : public FaultyFileOperations {
   std::atomic<int> error{0};
 };
 
+/// Writes a part once, and then nothing.
+class WritesNothing : public FaultyFileOperations {
+ public:
+  ssize_t write(int descriptor, const void* bytes, std::size_t size) override {
+    if (std::exchange(hasWritten_, true)) return 0;
+    return FileOperations::posix().write(descriptor, bytes, size / 2);
+  }
+
+ private:
+  bool hasWritten_ = false;
+};
+
 class SystemAppendFileTest : public ::testing::Test {
  protected:
   std::error_code append(SystemAppendFile& file, std::string_view bytes) { return file.append(bytes, written_); }
@@ -60,6 +75,47 @@ TEST_F(SystemAppendFileTest, AppendsToTheFileThatWasMade) {
   EXPECT_FALSE(file.read(content));
   EXPECT_EQ(content, "head and more");
   EXPECT_EQ(permissionsOf(path_), std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
+}
+
+TEST_F(SystemAppendFileTest, ASystemThatWritesNothingIsAFailure) {
+  putContent(path_, "a");
+  WritesNothing files;
+  SystemAppendFile file(path_, {}, files);
+  EXPECT_EQ(append(file, "1234"), std::errc::io_error);
+  EXPECT_EQ(written_, 2U);
+}
+
+TEST_F(SystemAppendFileTest, PassesALargeFileInPieces) {
+  std::string content;
+  for (int number = 0; number < 50'000; ++number) content += std::to_string(number);
+  putContent(path_, content);
+  std::string found;
+  std::size_t pieces = 0;
+  EXPECT_FALSE(SystemAppendFile(path_).readPieces([&](std::string_view bytes, std::uintmax_t toCome) {
+    found += bytes;
+    ++pieces;
+    EXPECT_EQ(found.size() + toCome, content.size());
+  }));
+  EXPECT_EQ(found, content);
+  EXPECT_GT(pieces, 1U);
+}
+
+TEST_F(SystemAppendFileTest, ReportsWhyAFileCannotBeRead) {
+  const auto ignore = [](std::string_view, std::uintmax_t) {};
+  EXPECT_EQ(SystemAppendFile(path_).readPieces(ignore), std::errc::no_such_file_or_directory);
+  putContent(path_, std::string(100'000, 'x'));
+  EXPECT_EQ(SystemAppendFile(path_).readPieces([](std::string_view, std::uintmax_t) { throw std::bad_alloc(); }),
+            std::errc::not_enough_memory);
+  const std::size_t calls = [&] {
+    FaultyFileOperations files;
+    EXPECT_FALSE(SystemAppendFile(path_, {}, files).readPieces(ignore));
+    return files.calls().size();
+  }();
+  for (std::size_t call = 1; call <= calls; ++call) {
+    FaultyFileOperations failing({.kind = test::Fault::Kind::fails, .call = call, .error = EIO});
+    const auto problem = SystemAppendFile(path_, {}, failing).readPieces(ignore);
+    EXPECT_EQ(problem == std::errc::io_error, failing.calls()[call - 1] != "close") << call;
+  }
 }
 
 TEST_F(SystemAppendFileTest, NoticesWithinASecondThatTheFileIsGone) {
