@@ -63,8 +63,8 @@ class RecordJournal {
   /// The lists are about to be written to their files.
   virtual void saveBegins(Lists lists) = 0;
 
-  /// `allWritten`: each file holds its list.
-  virtual void saveEnds(Lists lists, bool allWritten) = 0;
+  /// `written`: the types whose files hold their lists.
+  virtual void saveEnds(Lists lists, const ByType<bool>& written) = 0;
 };
 
 }  // namespace sqm

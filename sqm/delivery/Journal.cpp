@@ -125,10 +125,14 @@ void Journal::saveBegins(Lists lists) {
   write(lists);
 }
 
-void Journal::saveEnds(Lists lists, bool allWritten) {
-  if (!allWritten || !hasNews(lists)) return;
-  known_->bases = known_->saving;
-  known_->removedOfBase = {};
+void Journal::saveEnds(Lists lists, const ByType<bool>& written) {
+  if (!hasNews(lists)) return;
+  for (std::size_t type = 0; type < written.size(); ++type) {
+    if (!written[type]) continue;
+    known_->bases[type] = known_->saving[type];
+    known_->removedOfBase[type] = 0;
+  }
+  if (std::ranges::find(written, false) != written.end()) return;
   if (isAnew_) {
     beginAnew(lists);
     write(lists);

@@ -57,7 +57,7 @@ class Journal final : public RecordJournal {
   void recordStored(Lists lists, RecordType type) override;
   void recordsRemoved(Lists lists, RecordType type, std::size_t count, Removal why) override;
   void saveBegins(Lists lists) override;
-  void saveEnds(Lists lists, bool allWritten) override;
+  void saveEnds(Lists lists, const ByType<bool>& written) override;
 
  private:
   struct Known;  // what the files of the lists hold

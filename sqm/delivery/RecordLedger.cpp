@@ -56,9 +56,9 @@ void RecordLedger::saveBegins(Lists lists) {
   if (inner_ != nullptr) inner_->saveBegins(lists);
 }
 
-void RecordLedger::saveEnds(Lists lists, bool allWritten) {
-  if (inner_ != nullptr) inner_->saveEnds(lists, allWritten);
-  if (inner_ != nullptr || allWritten) write(/*withLists=*/true);
+void RecordLedger::saveEnds(Lists lists, const ByType<bool>& written) {
+  if (inner_ != nullptr) inner_->saveEnds(lists, written);
+  if (inner_ != nullptr || std::ranges::find(written, false) == written.end()) write(/*withLists=*/true);
 }
 
 /// Nothing for records that a server has answered.

@@ -137,8 +137,8 @@ void UserConsent::saveBegins(Lists lists) {
   if (journal_ != nullptr) journal_->saveBegins(lists);
 }
 
-void UserConsent::saveEnds(Lists lists, bool allWritten) {
-  if (journal_ != nullptr) journal_->saveEnds(lists, allWritten);
+void UserConsent::saveEnds(Lists lists, const ByType<bool>& written) {
+  if (journal_ != nullptr) journal_->saveEnds(lists, written);
 }
 
 // The queue.

@@ -80,7 +80,7 @@ class UserConsent final : public RecordJournal, public UploadQueueRules {
   void recordStored(Lists lists, RecordType type) override;
   void recordsRemoved(Lists lists, RecordType type, std::size_t count, Removal why) override;
   void saveBegins(Lists lists) override;
-  void saveEnds(Lists lists, bool allWritten) override;
+  void saveEnds(Lists lists, const ByType<bool>& written) override;
 
   bool mayQueue() const override;
   void queueLoaded(UploadRequests& queue) override;

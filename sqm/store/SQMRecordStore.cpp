@@ -78,15 +78,13 @@ void SQMRecordStore::removeSurplus() {
 bool SQMRecordStore::SaveSQMStoreToDisk() {
   removeSurplus();
   if (journal_ != nullptr) journal_->saveBegins(lists_);
-  bool written = false;
-  bool allWritten = true;
+  ByType<bool> written{};
   for (const RecordType type : kFileOrder) {
-    written =
+    written[indexOf(type)] =
         host_.propertyLists->writeToFile(listOf(type), listFilePath(*host_.configuration, type), /*atomically=*/false);
-    allWritten = allWritten && written;
   }
-  if (journal_ != nullptr) journal_->saveEnds(lists_, allWritten);
-  return written;
+  if (journal_ != nullptr) journal_->saveEnds(lists_, written);
+  return written[indexOf(kFileOrder.back())];
 }
 
 void SQMRecordStore::LoadFromDisk() {

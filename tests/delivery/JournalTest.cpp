@@ -149,6 +149,18 @@ TEST_F(JournalTest, AnEndBetweenTwoListsDoublesNothing) {
   EXPECT_EQ(records(kClient), "<x/>");
 }
 
+TEST_F(JournalTest, AfterASaveThatFailsInPartAJournalThatBeginsAnewBringsNothingBack) {
+  add(kConnection, "<a/>");
+  host_.propertyLists.refuseWriting(pathOf(kClient));
+  store_->SaveSQMStoreToDisk();
+  disk_.content.reset();  // the journal is written anew with the next record
+  add(kConnection, "<b/>");
+  store_->document(kConnection);
+  store_->deleteSQMConnectionRecordsFromStore();
+  crash();
+  EXPECT_EQ(records(kConnection), "");
+}
+
 TEST_F(JournalTest, RecordsAreAddedToAListThatWasReplacedUnlessItHasThem) {
   add(kConnection, "<a/>");
   store_->SaveSQMStoreToDisk();
