@@ -240,4 +240,18 @@ TEST(CollectorInterface, ServesItsPageGuarded) {
   EXPECT_EQ(page->get_header_value("Cache-Control"), "no-cache");
 }
 
+TEST(CollectorInterface, LetsNoOtherPageReadItOrSetItsFaults) {
+  CollectorClient client;
+  const httplib::Headers origin = {{"Origin", "http://evil.example"}};
+  for (const char* path : {"/_records", "/_requests", "/_faults", "/"}) {
+    EXPECT_FALSE(client.http().Get(path, origin)->has_header("Access-Control-Allow-Origin")) << path;
+  }
+  auto preflight = origin;
+  preflight.emplace("Access-Control-Request-Method", "PUT");
+  const auto answer = client.http().Options("/_faults", preflight);
+  EXPECT_NE(answer->status, 200);
+  EXPECT_FALSE(answer->has_header("Access-Control-Allow-Origin"));
+  EXPECT_FALSE(answer->has_header("Access-Control-Allow-Methods"));
+}
+
 }  // namespace
