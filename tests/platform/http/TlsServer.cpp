@@ -36,14 +36,14 @@ std::string textOf(BIO* memory) {
 
 }  // namespace
 
-Certificate::Certificate(const Certificate* issuer)
+Certificate::Certificate(const Certificate* issuer, const char* address, long seconds)
     : key_(owned(EVP_EC_gen("P-256"), EVP_PKEY_free)), certificate_(owned(X509_new(), X509_free)) {
   X509* const made = certificate_.get();
   static long serial = 0;
   X509_set_version(made, X509_VERSION_3);
   ASN1_INTEGER_set(X509_get_serialNumber(made), ++serial);
   X509_gmtime_adj(X509_getm_notBefore(made), -3600);
-  X509_gmtime_adj(X509_getm_notAfter(made), 3600);
+  X509_gmtime_adj(X509_getm_notAfter(made), seconds);
   X509_set_pubkey(made, key());
   const std::string name = (issuer == nullptr ? "authority " : "holder ") + std::to_string(serial);
   std::vector<unsigned char> bytes(name.begin(), name.end());
@@ -51,7 +51,7 @@ Certificate::Certificate(const Certificate* issuer)
                              static_cast<int>(bytes.size()), -1, 0);
   X509_set_issuer_name(made, X509_get_subject_name(issuer == nullptr ? made : issuer->get()));
   addExtension(made, NID_basic_constraints, issuer == nullptr ? "critical,CA:TRUE" : "CA:FALSE");
-  addExtension(made, NID_subject_alt_name, "IP:127.0.0.1");
+  addExtension(made, NID_subject_alt_name, address);
   X509_sign(made, issuer == nullptr ? key() : issuer->key(), EVP_sha256());
 }
 

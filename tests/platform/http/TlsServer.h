@@ -18,10 +18,12 @@ namespace sqm::tests {
 class Certificate {
  public:
   /// An authority that has signed itself.
-  static Certificate authority() { return Certificate(nullptr); }
+  static Certificate authority() { return {nullptr, "IP:127.0.0.1", 3600}; }
 
-  /// A certificate for 127.0.0.1, signed by this one.
-  Certificate issue() const { return Certificate(this); }
+  /// A certificate signed by this one, for this address, which is valid for this many seconds from now.
+  Certificate issue(const char* address = "IP:127.0.0.1", long seconds = 3600) const {
+    return {this, address, seconds};
+  }
 
   X509* get() const { return certificate_.get(); }
   EVP_PKEY* key() const { return key_.get(); }
@@ -32,7 +34,7 @@ class Certificate {
   std::string fileNameInFolder() const;                        ///< as `openssl rehash` names it
 
  private:
-  explicit Certificate(const Certificate* issuer);
+  Certificate(const Certificate* issuer, const char* address, long seconds);
 
   std::shared_ptr<EVP_PKEY> key_;
   std::shared_ptr<X509> certificate_;

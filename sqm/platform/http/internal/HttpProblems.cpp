@@ -50,9 +50,13 @@ bool arePins(std::string_view text) {
   }
 }
 
+/// The port is required: libcurl's own for proxies is 1080.
 bool isProxyAddress(std::string_view text) {
   const auto address = parseHttpAddress(text);
-  return address && address->url == address->shownAs && address->url.starts_with("http://");
+  constexpr std::string_view kScheme = "http://";
+  if (!address || address->url != address->shownAs || !address->url.starts_with(kScheme)) return false;
+  const std::string host = address->url.substr(kScheme.size(), address->url.find('/', kScheme.size()) - kScheme.size());
+  return host.rfind(':') != std::string::npos && !host.ends_with(']');
 }
 
 /// A text of the options.
