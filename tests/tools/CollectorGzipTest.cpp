@@ -38,7 +38,7 @@ TEST(Gunzip, RestoresWhatGzipCompressed) {
 TEST(Gunzip, MakesNoMoreThanItMay) {
   EXPECT_EQ(gunzip(gzipped("12345"), 4), std::nullopt);
   EXPECT_EQ(gunzip(gzipped("123") + gzipped("45"), 4), std::nullopt);
-  EXPECT_EQ(gunzip(gzipped(std::string(20'000'000, '\0')), 1'000'000), std::nullopt);
+  EXPECT_EQ(gunzip(gzipped(repeated(" ", 20'000'000)), 1'000'000), std::nullopt);
   EXPECT_EQ(gunzip(gzipped(""), 0), "");
 }
 
@@ -73,7 +73,7 @@ TEST(CollectorGzip, RefusesABodyThatIsTooLongWhenDecodedOrIsNotGzip) {
   CollectorClient client({"--largest-body", "1"});
   EXPECT_EQ(postGzip(client, gzipped(std::string(1 << 20, 'x'))), 200);
   EXPECT_EQ(postGzip(client, gzipped(std::string((1 << 20) + 1, 'x'))), 413);
-  EXPECT_EQ(postGzip(client, gzipped(std::string(20'000'000, '\0'))), 413) << "a bomb";
+  EXPECT_EQ(postGzip(client, gzipped(repeated(" ", 20'000'000))), 413) << "a bomb";
   EXPECT_EQ(postGzip(client, "plain"), 400);
   EXPECT_EQ(postGzip(client, ""), 400);
   EXPECT_EQ(client.get("/_requests").size(), 1U);

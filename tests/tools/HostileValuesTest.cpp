@@ -26,7 +26,7 @@ const std::vector<std::pair<std::string, std::string>> kNames = {
     {"<!DOCTYPE a [<!ENTITY b SYSTEM \"file:///etc/hostname\">]>&b;", ""},
     {"%@ %s %n {} $(reboot)`reboot`", ""},
     {"two\nlines", ""},
-    {"\u202Eevil\u2066", ""},
+    {"\u202Eevil\u2066", ""},  // NOLINT(misc-misleading-bidirectional)
     {"\x1B]0;title\x07", "\uFFFD]0;title\uFFFD"},
     {std::string("nu\0l", 4), "nu\uFFFDl"},
     {"\xFF\xC0\xAF caf\xC3", "\uFFFD\uFFFD\uFFFD caf\uFFFD"},

@@ -65,7 +65,7 @@ TEST_F(HttpHeaders, OfTheHostAreAskedForBeforeEachRequestOnTheMainThread) {
 TEST_F(HttpHeaders, ThatCannotBeSentEndTheRequestInAnError) {
   const struct {
     HttpHeader header;
-    const char* reason;
+    const char* reason = "";
   } kCases[] = {
       {{"", "marker"}, "a header's name is empty, or has a character that names do not have"},
       {{"X: marker\r\nX-Injected", "1"}, "a header's name is empty, or has a character that names do not have"},

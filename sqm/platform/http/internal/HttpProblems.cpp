@@ -62,7 +62,7 @@ bool isProxyAddress(std::string_view text) {
 /// A text of the options.
 struct Text {
   enum class Kind : std::uint8_t { value, file, folder };
-  const char* name;
+  const char* name = "";
   const std::string& text;
   Kind kind = Kind::value;
 };
