@@ -96,6 +96,7 @@ std::string problemOf(const HttpOptions& options) {
     return "proxy.address is not of the form http://HOST:PORT";
   }
   if (proxy.address.empty() && !proxy.user.empty()) return "proxy.user has no proxy.address";
+  if (proxy.user.find(':') != std::string::npos) return "proxy.user has a colon";  // RFC 7617, section 2
   return {};
 }
 
