@@ -32,7 +32,7 @@ struct EndedRequest {
   std::string_view url = {};           ///< where it was sent, with user name and password; empty: nowhere
   std::string_view shownAs = {};       ///< the same without them, for logs
   std::string_view reason = {};        ///< why there is no whole response
-  std::uint64_t bytes = 0;             ///< of its body
+  std::uint64_t bytes = 0;             ///< of its body, before any compression
   std::chrono::seconds retryAfter{0};  ///< the pause that the response asks for; 0: none
 };
 

@@ -175,11 +175,11 @@ TEST(CollectorInterface, KeepsWhatIsPutOrPostedAnywhere) {
 }
 
 TEST(CollectorInterface, KeepsBodiesAsTheyWereSent) {
-  // None is decompressed, taken apart as a form, or waited for.
+  // None is taken apart as a form, decompressed but for gzip, or waited for.
   CollectorClient client;
   const std::string form = "--x\r\nContent-Disposition: form-data; name=\"a\"\r\n\r\n1\r\n--x--\r\n";
   EXPECT_EQ(client.post("/form", form, "multipart/form-data; boundary=x"), 200);
-  EXPECT_EQ(client.http().Post("/zip", {{"Content-Encoding", "gzip"}}, "no gzip", "text/plain")->status, 200);
+  EXPECT_EQ(client.http().Post("/zip", {{"Content-Encoding", "br"}}, "no brotli", "text/plain")->status, 200);
   RawConnection raw(client.port());
   raw.send(
       "POST /empty HTTP/1.1\r\nHost: localhost\r\n\r\n"
@@ -189,7 +189,7 @@ TEST(CollectorInterface, KeepsBodiesAsTheyWereSent) {
   std::vector<std::string> bodies;
   for (int id = 1; id <= 5; ++id)
     bodies.push_back(client.http().Get("/_requests/" + std::to_string(id) + "/body")->body);
-  EXPECT_EQ(bodies, (std::vector<std::string>{form, "no gzip", "", "abcd", "e"}));
+  EXPECT_EQ(bodies, (std::vector<std::string>{form, "no brotli", "", "abcd", "e"}));
 }
 
 TEST(CollectorInterface, TellsFromWhereItIsAskedTo) {
@@ -238,6 +238,20 @@ TEST(CollectorInterface, ServesItsPageGuarded) {
   EXPECT_EQ(page->get_header_value("Content-Security-Policy"), "default-src 'self'");
   EXPECT_EQ(page->get_header_value("X-Content-Type-Options"), "nosniff");
   EXPECT_EQ(page->get_header_value("Cache-Control"), "no-cache");
+}
+
+TEST(CollectorInterface, LetsNoOtherPageReadItOrSetItsFaults) {
+  CollectorClient client;
+  const httplib::Headers origin = {{"Origin", "http://evil.example"}};
+  for (const char* path : {"/_records", "/_requests", "/_faults", "/"}) {
+    EXPECT_FALSE(client.http().Get(path, origin)->has_header("Access-Control-Allow-Origin")) << path;
+  }
+  auto preflight = origin;
+  preflight.emplace("Access-Control-Request-Method", "PUT");
+  const auto answer = client.http().Options("/_faults", preflight);
+  EXPECT_NE(answer->status, 200);
+  EXPECT_FALSE(answer->has_header("Access-Control-Allow-Origin"));
+  EXPECT_FALSE(answer->has_header("Access-Control-Allow-Methods"));
 }
 
 }  // namespace

@@ -11,6 +11,7 @@
 
 #include "sqm/common/internal/TimeStamp.h"
 
+#include "tools/collector/Gunzip.h"
 #include "tools/collector/Json.h"
 #include "tools/collector/Server.h"
 #include "tools/support/Number.h"
@@ -41,6 +42,7 @@ struct RequestHead {
   std::string path;
   std::string query;
   std::string contentType;
+  bool isGzip = false;
   std::vector<std::pair<std::string, std::string>> headers;
 };
 
@@ -69,8 +71,13 @@ RequestHead parseHead(std::string_view text) {
     head.headers.emplace_back(line.substr(0, colon), trimmed(line.substr(colon + 1)));
     const auto& [name, value] = head.headers.back();
     if (strcasecmp(name.c_str(), "Content-Type") == 0) head.contentType = value;
+    if (strcasecmp(name.c_str(), "Content-Encoding") == 0) head.isGzip = strcasecmp(value.c_str(), "gzip") == 0;
   }
   return head;
+}
+
+void failAsTooLong(Response& response, std::size_t longest) {
+  fail(response, 413, "the body is longer than " + std::to_string(longest) + " bytes");
 }
 
 /// Reads a body of at most `longest` bytes. When it cannot be read, the response says why.
@@ -88,7 +95,7 @@ std::optional<std::string> readBody(const Request& request, Response& response, 
   if (isWhole) return body;
   HttpServer::connection().closeAfterAnswer();
   if (isTooLong) {
-    fail(response, 413, "the body is longer than " + std::to_string(longest) + " bytes");
+    failAsTooLong(response, longest);
   } else {
     fail(response, 400, "the body is not all there");
   }
@@ -123,8 +130,13 @@ void answer(Response& response, const std::optional<FaultRule>& fault) {
   }
 }
 
-void keep(const Services& services, const std::string& body, const Request& request, Response& response) {
+void keep(const Services& services, std::string body, std::size_t longest, const Request& request, Response& response) {
   RequestHead head = parseHead(HttpServer::connection().head());
+  if (head.isGzip) {
+    auto decoded = gunzip(body, longest);
+    if (!decoded) return failAsTooLong(response, longest);
+    body = *std::move(decoded);
+  }
   const Misfortune misfortune = services.faults.next(head.path);
   const RequestRow kept = services.database.add({.time = utcNow(),
                                                  .method = request.method,
@@ -162,10 +174,10 @@ void addKeeping(HttpServer& server, const Services& services) {
   const auto take = [services, largestBody](const Request& request, Response& response,
                                             const httplib::ContentReader& read) {
     const bool isKept = !isOwn(request.path);
-    const auto body = readBody(request, response, read, isKept ? largestBody : kLongestFaults);
+    auto body = readBody(request, response, read, isKept ? largestBody : kLongestFaults);
     if (!body) return;
     if (isKept) {
-      keep(services, *body, request, response);
+      keep(services, *std::move(body), largestBody, request, response);
     } else if (request.method == "PUT" && request.path == "/_faults") {
       replaceFaults(services.faults, *body, response);
     } else {

@@ -12,6 +12,7 @@
 #include "sqm/common/NotificationCenter.h"
 #include "sqm/platform/http/internal/HttpAddress.h"
 #include "sqm/platform/http/internal/HttpEngine.h"
+#include "sqm/platform/http/internal/HttpProblems.h"
 #include "sqm/platform/http/internal/HttpRequest.h"
 
 namespace sqm::platform {
@@ -42,6 +43,7 @@ std::string_view notificationOf(HttpOutcome outcome) {
 struct HttpClient::Shared {
   NotificationCenter& notifications;
   LogFileFactory& logFiles;
+  const HttpOptions options;
   HttpExchangeObserver onExchange;
   std::size_t requestsUnderWay = 0;
 };
@@ -140,7 +142,21 @@ class HttpClient::Transaction final : public HttpTransaction, public HttpRequest
     } else if (method != kHttpMethodPost) {
       request.exchange.reason = "the method is not POST";
     } else {
-      request.url = std::move(address->url);
+      request.exchange.reason = problemOf(shared_->options);
+      if (request.exchange.reason.empty()) addHeaders(request);
+      if (request.exchange.reason.empty()) request.url = std::move(address->url);
+    }
+  }
+
+  void addHeaders(HttpRequest& request) const {
+    if (!shared_->options.headers) return;
+    try {
+      request.headers = shared_->options.headers(request.exchange.address);
+    } catch (...) {  // its text may have a secret
+      request.exchange.reason = "the host's function for headers has thrown";
+    }
+    for (const HttpHeader& header : request.headers) {
+      if (request.exchange.reason.empty()) request.exchange.reason = problemOf(header);
     }
   }
 
@@ -200,14 +216,13 @@ class HttpClient::Transaction final : public HttpTransaction, public HttpRequest
 HttpClient::HttpClient(MainThread& mainThread, NotificationCenter& notifications, LogFileFactory& logFiles,
                        HttpOptions options, HttpExchangeObserver onExchange)
     : mainThread_(mainThread),
-      options_(std::move(options)),
-      shared_(std::make_shared<Shared>(Shared{notifications, logFiles, std::move(onExchange)})) {}
+      shared_(std::make_shared<Shared>(Shared{notifications, logFiles, std::move(options), std::move(onExchange)})) {}
 
 HttpClient::~HttpClient() = default;
 
 std::unique_ptr<HttpTransaction> HttpClient::makeTransaction() try {
   const std::lock_guard lock(engineMutex_);
-  if (!engine_) engine_ = std::make_shared<HttpEngine>(mainThread_, options_);
+  if (!engine_) engine_ = std::make_shared<HttpEngine>(mainThread_, shared_->options);
   return std::make_unique<Transaction>(engine_, shared_);
 } catch (const std::runtime_error&) {
   return nullptr;

@@ -1,14 +1,12 @@
 #pragma once
 
-#include <chrono>
 #include <cstddef>
 #include <memory>
 #include <mutex>
-#include <string>
-#include <vector>
 
 #include "sqm/common/HttpTransaction.h"
 #include "sqm/platform/http/HttpExchange.h"
+#include "sqm/platform/http/HttpOptions.h"
 
 namespace sqm {
 class LogFileFactory;
@@ -20,32 +18,14 @@ namespace sqm::platform {
 
 class HttpEngine;
 
-/// Limits of the client. A time limit of zero is no limit.
-struct HttpOptions {
-  /// Name look-up, connection and TLS handshake. Zero: five minutes.
-  std::chrono::milliseconds connectLimit = std::chrono::seconds(30);
-  /// No byte sent or received on an open connection, the wait for the response included. Accurate to a few seconds.
-  std::chrono::seconds stallLimit = std::chrono::minutes(1);
-  /// A kept-alive connection that was idle for longer is not used again: after a change of networks it may be dead.
-  std::chrono::seconds idleLimit = std::chrono::seconds(5);
-  /// The whole request: long enough for a large upload over a slow connection, which does not stall.
-  std::chrono::milliseconds totalLimit = std::chrono::hours(1);
-  /// Bytes of a response body that are kept. The rest is read and dropped; a response that never ends is ended by
-  /// `totalLimit`.
-  std::size_t bodyLimit = 1024 * 1024;
-  /// Connections, and requests on them, at one time; at least 1. Further requests wait in a queue.
-  std::size_t connectionBound = 8;
-  /// The names of response headers of which the first value is kept.
-  std::vector<std::string> keptHeaders = {};
-};
-
 /// Makes transactions on libcurl.
 ///
 /// All transactions share one background thread, which starts with the first of them, and its kept-alive connections.
 /// Requests are HTTP/1.1 POSTs over http or https. The content type is "text/xml; charset=utf-8" for a body that begins
-/// with an XML declaration, else "text/plain; charset=utf-8". Certificates and host names are checked, redirects are
-/// not followed, the proxy settings of the environment are used. A response of HTTP/0.9, or with more than 256 KiB of
-/// headers, is an error. A request that waits in the queue has no time limit.
+/// with an XML declaration, else "text/plain; charset=utf-8". Certificates and host names are checked, TLS is 1.2 or
+/// newer, redirects are not followed, the proxy settings of the environment are used. A response of HTTP/0.9, or with
+/// more than 256 KiB of headers, is an error. A request that waits in the queue has no time limit. `HttpOptions` has
+/// what a host may change.
 ///
 /// Delivery is at least once: when a kept-alive connection is lost before the first byte of the response, the request
 /// is sent again on a new connection, although the server may have processed it. After a time-out or an error, too, the
@@ -72,7 +52,7 @@ class HttpClient final : public HttpTransactionFactory {
   HttpClient(const HttpClient&) = delete;
   HttpClient& operator=(const HttpClient&) = delete;
 
-  /// Takes milliseconds, even during a name look-up.
+  /// Takes milliseconds, even during a name look-up; `HttpOptions::gzipFrom` may add some.
   ~HttpClient() override;
 
   std::unique_ptr<HttpTransaction> makeTransaction() override;
@@ -83,7 +63,6 @@ class HttpClient final : public HttpTransactionFactory {
   class Transaction;
 
   MainThread& mainThread_;
-  HttpOptions options_;
   std::mutex engineMutex_;  // guards the creation of the engine
   std::shared_ptr<HttpEngine> engine_;
   std::shared_ptr<Shared> shared_;

@@ -26,7 +26,7 @@ struct HttpExchange {
   std::string address = {};              ///< without user name and password; empty when it is not usable
   std::string reason = {};               ///< why it failed or timed out
   std::chrono::milliseconds elapsed{0};  ///< from `sendHttpRequest` to the notification
-  std::uint64_t bytesSent = 0;           ///< of the request's body
+  std::uint64_t bytesSent = 0;           ///< of the request's body; with gzip, the bytes before it, or 0 for a part
 
   // The response: set only when the exchange is completed.
   int status = 0;

@@ -6,9 +6,7 @@
 #include <utility>
 #include <vector>
 
-#include "sqm/platform/http/HttpExchange.h"
-
-#include "tests/platform/http/HttpFixture.h"
+#include "tests/platform/http/ExchangeFixture.h"
 #include "tests/platform/http/LoopbackSocket.h"
 
 namespace {
@@ -19,24 +17,8 @@ using sqm::platform::HttpOutcome;
 using Then = Answer::Then;
 using When = Answer::When;
 
-class HttpExchange : public HttpFixture {
+class HttpExchange : public ExchangeFixture {
  protected:
-  using Exchange = sqm::platform::HttpExchange;
-
-  void watchClient(const HttpOptions& options = {}) {
-    client.emplace(mainThread, notifications, logs, options,
-                   [this](const Exchange& exchange) { exchanges.push_back(exchange); });
-  }
-
-  Exchange exchangeAt(std::optional<std::string_view> url, std::string body = "body") {
-    exchanges.clear();
-    Caller caller(*client, notifications);
-    caller.send(url, std::move(body));
-    EXPECT_TRUE(loop.runUntil([&] { return !caller.outcomes.empty(); }, kPatience));
-    EXPECT_EQ(exchanges.size(), 1U);
-    return exchanges.empty() ? Exchange{} : exchanges.front();
-  }
-
   Exchange exchangeWith(const Answer& answer) {
     const LoopbackServer server(answer);
     return exchangeAt(server.url());
@@ -45,8 +27,6 @@ class HttpExchange : public HttpFixture {
   Exchange exchangeWithHeader(const std::string& header) {
     return exchangeWith({"HTTP/1.1 503 Busy\r\n" + header + "\r\nContent-Length: 0\r\n\r\n"});
   }
-
-  std::vector<Exchange> exchanges;
 };
 
 TEST_F(HttpExchange, OfACompletedRequestHasTheResponse) {

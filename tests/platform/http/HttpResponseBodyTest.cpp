@@ -16,7 +16,7 @@ using namespace std::chrono_literals;
 using Then = Answer::Then;
 using When = Answer::When;
 
-constexpr std::size_t kDefaultLimit = sqm::platform::HttpOptions{}.bodyLimit;
+const std::size_t kDefaultLimit = sqm::platform::HttpOptions{}.bodyLimit;
 
 class HttpResponseBody : public HttpFixture {
  protected:

@@ -1,6 +1,7 @@
 #include "tests/platform/http/LoopbackSocket.h"
 
 #include <arpa/inet.h>
+#include <cstdint>
 #include <stdexcept>
 #include <unistd.h>
 
@@ -26,6 +27,16 @@ Descriptor boundSocket() {
   address.sin_family = AF_INET;
   address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
   if (::bind(socket, plain(address), sizeof address) != 0) throw std::runtime_error("a test has no port");
+  return socket;
+}
+
+Descriptor connectedSocket(int port) {
+  Descriptor socket(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_port = htons(static_cast<std::uint16_t>(port));
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  if (::connect(socket, plain(address), sizeof address) != 0) throw std::runtime_error("a test has no connection");
   return socket;
 }
 

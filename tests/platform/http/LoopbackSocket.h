@@ -23,6 +23,9 @@ class Descriptor {
 /// A TCP socket that is bound to a free port of 127.0.0.1 and does not listen.
 Descriptor boundSocket();
 
+/// A TCP socket that is connected to this port of 127.0.0.1. Failure: std::runtime_error.
+Descriptor connectedSocket(int port);
+
 /// The port to which the socket is bound.
 int portOf(int socket);
 

@@ -7,7 +7,7 @@
 
 #include <curl/curl.h>
 
-#include "sqm/platform/http/HttpClient.h"
+#include "sqm/platform/http/HttpOptions.h"
 #include "sqm/platform/http/internal/HttpEndedRequests.h"
 #include "sqm/platform/http/internal/HttpRequest.h"
 #include "sqm/platform/http/internal/HttpTransfer.h"

@@ -6,6 +6,7 @@
 #include <list>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "sqm/platform/http/HttpExchange.h"
 
@@ -39,6 +40,7 @@ struct HttpRequest {
   std::chrono::steady_clock::time_point start;
   std::string url;  // empty: not sent, for the reason in `exchange`
   std::string body;
+  std::vector<HttpHeader> headers;  // of the host
   HttpExchange exchange;
   std::string content;  // of the response, up to the limit
 

@@ -10,6 +10,8 @@
 #include <utility>
 #include <vector>
 
+#include "sqm/platform/text/internal/Gzip.h"
+
 namespace sqm::platform {
 
 namespace {
@@ -24,6 +26,9 @@ constexpr std::size_t kLargestUploadBuffer = 512 * 1024;
 /// RFC 9110, section 15.2: a response with a lower status is an interim one, which another follows.
 constexpr long kFirstFinalStatus = 200;
 
+/// RFC 9110, section 15.5.8: a response of the proxy.
+constexpr long kProxyAuthenticationRequired = 407;
+
 constexpr long kLongestMilliseconds = 0x7FFF'FFFF;
 
 constexpr const char* kOutOfMemory = "out of memory";
@@ -34,14 +39,40 @@ std::unique_ptr<Handle, Free*> ownerOf(Handle* handle, Free* free) {
   return {handle, free};
 }
 
+constexpr const char* kXmlType = "Content-Type: text/xml; charset=utf-8";
+constexpr const char* kTextType = "Content-Type: text/plain; charset=utf-8";
+
+void append(curl_slist* headers, const char* line) {
+  if (curl_slist_append(headers, line) == nullptr) throw std::bad_alloc();
+}
+
 /// The header lines that libcurl does not add. An empty "Expect:" makes it send a body without "100 Continue".
 auto headersWith(const char* contentType) {
   auto headers = ownerOf(curl_slist_append(nullptr, "Expect:"), curl_slist_free_all);
-  if (curl_slist_append(headers.get(), contentType) == nullptr) throw std::bad_alloc();
+  append(headers.get(), contentType);
   return headers;
 }
 
+const char* textOrNull(const std::string& text) { return text.empty() ? nullptr : text.c_str(); }
+
 bool beginsWithXmlDeclaration(std::string_view body) { return body.starts_with("<?xml"); }
+
+/// The fastest: other transfers wait meanwhile. A list of 2000 records shrinks to 20 % of its length at 4 ms for each
+/// MiB; at level 6, to 16 % at 12 ms.
+constexpr int kGzipLevel = 1;
+
+/// The body with gzip; empty when it is shorter than `from`, when gzip makes it longer, and when there is no memory.
+std::string compressedBody(std::string_view body, std::size_t from) {
+  if (from == 0 || body.size() < from || body.empty()) return {};
+  try {
+    auto compressed = gzip(body, kGzipLevel, body.size() - 1);
+    if (!compressed) return {};
+    compressed->shrink_to_fit();
+    return *std::move(compressed);
+  } catch (const std::bad_alloc&) {
+    return {};
+  }
+}
 
 /// A limit as libcurl takes it: the count of seconds or milliseconds.
 template <typename Duration>
@@ -82,8 +113,8 @@ struct HttpTransfer::Callbacks {
 
 HttpTransfer::HttpTransfer(const HttpOptions& options)
     : options_(options),
-      xmlHeaders_(headersWith("Content-Type: text/xml; charset=utf-8")),
-      textHeaders_(headersWith("Content-Type: text/plain; charset=utf-8")),
+      xmlHeaders_(headersWith(kXmlType)),
+      textHeaders_(headersWith(kTextType)),
       handle_(ownerOf(curl_easy_init(), curl_easy_cleanup)) {}
 
 HttpTransfer& HttpTransfer::of(CURL* handle) {
@@ -92,7 +123,7 @@ HttpTransfer& HttpTransfer::of(CURL* handle) {
   return *static_cast<HttpTransfer*>(static_cast<void*>(transfer));
 }
 
-CURLcode HttpTransfer::begin(HttpRequestNode request) noexcept {
+CURLcode HttpTransfer::begin(HttpRequestNode request) noexcept try {
   request_ = std::move(request);
   error_[0] = '\0';
   failure_ = nullptr;
@@ -100,7 +131,21 @@ CURLcode HttpTransfer::begin(HttpRequestNode request) noexcept {
   headIsWhole_ = false;
   // Removes everything of the last request, its credentials above all, except connections and TLS sessions.
   curl_easy_reset(handle_.get());
+  compressed_ = compressedBody(request_.front().body, options_.gzipFrom);
   return setOptions();
+} catch (const std::bad_alloc&) {
+  return CURLE_OUT_OF_MEMORY;
+}
+
+curl_slist* HttpTransfer::headers() {
+  const bool isXml = beginsWithXmlDeclaration(request().body);
+  if (request().headers.empty() && compressed_.empty()) return (isXml ? xmlHeaders_ : textHeaders_).get();
+  requestHeaders_ = headersWith(isXml ? kXmlType : kTextType);
+  if (!compressed_.empty()) append(requestHeaders_.get(), "Content-Encoding: gzip");
+  for (const HttpHeader& header : request().headers) {
+    append(requestHeaders_.get(), (header.name + ": " + header.value).c_str());
+  }
+  return requestHeaders_.get();
 }
 
 CURLcode HttpTransfer::setOptions() {
@@ -108,14 +153,18 @@ CURLcode HttpTransfer::setOptions() {
   const auto set = [&](CURLoption option, auto value) {
     if (result == CURLE_OK) result = curl_easy_setopt(handle_.get(), option, value);
   };
-  const HttpRequest& sent = request();
+  const auto setText = [&](CURLoption option, const std::string& text) {
+    if (!text.empty()) set(option, text.c_str());
+  };
+  const std::string& body = compressed_.empty() ? request().body : compressed_;
 
-  set(CURLOPT_URL, sent.url.c_str());
-  set(CURLOPT_POSTFIELDS, sent.body.c_str());
-  set(CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(sent.body.size()));
+  set(CURLOPT_URL, request().url.c_str());
+  set(CURLOPT_POSTFIELDS, body.c_str());
+  set(CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(body.size()));
   set(CURLOPT_UPLOAD_BUFFERSIZE,
-      static_cast<long>(std::clamp(sent.body.size(), kSmallestUploadBuffer, kLargestUploadBuffer)));
-  set(CURLOPT_HTTPHEADER, (beginsWithXmlDeclaration(sent.body) ? xmlHeaders_ : textHeaders_).get());
+      static_cast<long>(std::clamp(body.size(), kSmallestUploadBuffer, kLargestUploadBuffer)));
+  set(CURLOPT_HTTPHEADER, headers());
+  setText(CURLOPT_USERAGENT, options_.userAgent);
   set(CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1));
   set(CURLOPT_HTTP09_ALLOWED, 0L);
   set(CURLOPT_PROTOCOLS_STR, "http,https");
@@ -124,6 +173,24 @@ CURLcode HttpTransfer::setOptions() {
   set(CURLOPT_SSL_VERIFYPEER, 1L);
   set(CURLOPT_SSL_VERIFYHOST, 2L);
   set(CURLOPT_SSLVERSION, static_cast<long>(CURL_SSLVERSION_TLSv1_2));
+  const HttpTlsOptions& tls = options_.tls;
+  if (!tls.caFile.empty() || !tls.caFolder.empty()) {
+    set(CURLOPT_CAINFO, textOrNull(tls.caFile));  // null: not the system's either
+    set(CURLOPT_CAPATH, textOrNull(tls.caFolder));
+    set(CURLOPT_CA_CACHE_TIMEOUT, 0L);  // a replaced file takes effect
+  }
+  setText(CURLOPT_PINNEDPUBLICKEY, tls.pinnedKeys);
+  if (!tls.certificateFile.empty()) {
+    set(CURLOPT_SSLCERT, tls.certificateFile.c_str());
+    set(CURLOPT_SSLKEY, textOrNull(tls.keyFile));
+    set(CURLOPT_KEYPASSWD, tls.keyPassword.c_str());  // without one, OpenSSL asks for it on the terminal
+  }
+  if (!options_.proxy.address.empty()) {
+    set(CURLOPT_PROXY, options_.proxy.address.c_str());
+    set(CURLOPT_NOPROXY, "");
+    setText(CURLOPT_PROXYUSERNAME, options_.proxy.user);
+    setText(CURLOPT_PROXYPASSWORD, options_.proxy.password);
+  }
 
   set(CURLOPT_MAXAGE_CONN, options_.idleLimit.count() == 0 ? kLongestMilliseconds : limit(options_.idleLimit));
 
@@ -152,10 +219,16 @@ HttpRequestNode HttpTransfer::finish(CURLcode code) noexcept {
 
   // libcurl accepts a response that ends inside its headers, or after an interim one.
   if (code == CURLE_OK && (!headIsWhole_ || status < kFirstFinalStatus)) failure_ = "the answer broke off";
+  if (code == CURLE_OK && status == kProxyAuthenticationRequired && !options_.proxy.address.empty()) {
+    failure_ = "the proxy requires another user or password";
+  }
 
   HttpRequest& request = request_.front();
   HttpExchange& exchange = request.exchange;
   exchange.bytesSent = static_cast<std::uint64_t>(bytesSent);
+  if (!compressed_.empty()) exchange.bytesSent = exchange.bytesSent < compressed_.size() ? 0 : request.body.size();
+  compressed_ = {};
+  requestHeaders_.reset();
   exchange.outcome = code == CURLE_OPERATION_TIMEDOUT ? HttpOutcome::timedOut : HttpOutcome::failed;
   try {
     if (code == CURLE_OK && failure_ == nullptr) {

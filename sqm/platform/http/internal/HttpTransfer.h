@@ -3,10 +3,11 @@
 #include <array>
 #include <cstddef>
 #include <memory>
+#include <string>
 
 #include <curl/curl.h>
 
-#include "sqm/platform/http/HttpClient.h"
+#include "sqm/platform/http/HttpOptions.h"
 #include "sqm/platform/http/internal/HttpRequest.h"
 
 namespace sqm::platform {
@@ -39,11 +40,14 @@ class HttpTransfer {
   using Headers = std::unique_ptr<curl_slist, decltype(&curl_slist_free_all)>;
 
   CURLcode setOptions();
+  curl_slist* headers();
   void setResponse(HttpExchange& exchange, long status) const;
 
   const HttpOptions& options_;
   Headers xmlHeaders_;
   Headers textHeaders_;
+  Headers requestHeaders_{nullptr, curl_slist_free_all};  // when the request has more than those
+  std::string compressed_;                                // the body with gzip; empty: it is sent as it is
   std::unique_ptr<CURL, decltype(&curl_easy_cleanup)> handle_;
   std::array<char, CURL_ERROR_SIZE> error_{};
   const char* failure_ = nullptr;  // why a callback ended the transfer, or its response is rejected
