@@ -25,7 +25,6 @@ struct Row {
 constexpr Row kRows[] = {
     {0, 0, Outcome::retry, Outcome::retry},       {200, 299, Outcome::delivered, Outcome::retry},
     {300, 399, Outcome::refused, Outcome::retry},  // captive portals redirect to their page
-    {407, 407, Outcome::retry, Outcome::retry},    // Proxy Authentication Required: the server has not seen it
     {408, 408, Outcome::retry, Outcome::retry},    // Request Timeout
     {425, 425, Outcome::retry, Outcome::retry},    // Too Early
     {429, 429, Outcome::retry, Outcome::retry},    // Too Many Requests

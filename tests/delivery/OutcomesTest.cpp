@@ -35,7 +35,7 @@ TEST(OutcomeOf, TheStatusDecidesWhenOnly2xxIsAccepted) {
     int last;
     Outcome outcome;
   } kExpected[] = {{0, 0, Outcome::retry},       {1, 199, Outcome::refused},   {200, 299, Outcome::delivered},
-                   {300, 406, Outcome::refused}, {407, 408, Outcome::retry},   {409, 424, Outcome::refused},
+                   {300, 407, Outcome::refused}, {408, 408, Outcome::retry},   {409, 424, Outcome::refused},
                    {425, 425, Outcome::retry},   {426, 428, Outcome::refused}, {429, 429, Outcome::retry},
                    {430, 499, Outcome::refused}, {500, 599, Outcome::retry},   {600, 999, Outcome::refused}};
   int next = 0;
