@@ -1,7 +1,10 @@
 #include "sqm/platform/StandardHost.h"
 
+#include <algorithm>
 #include <chrono>
 #include <cstdint>
+#include <functional>
+#include <memory>
 #include <optional>
 #include <string_view>
 #include <utility>
@@ -18,6 +21,7 @@
 #include "sqm/platform/files/PropertyListFiles.h"
 #include "sqm/platform/files/SystemAppendFile.h"
 #include "sqm/platform/files/SystemFiles.h"
+#include "sqm/platform/files/internal/WithoutDisk.h"
 #include "sqm/platform/system/HomeFolders.h"
 #include "sqm/platform/system/ResourceFolder.h"
 #include "sqm/platform/system/RunLoop.h"
@@ -67,13 +71,16 @@ struct StandardHost::Services {
     const std::string logFolder = HomeFolders(host.configuration->homeDirectory()).logFolder();
     provide(host.logFiles, logs, LogFiles::Options{.folder = logFolder, .textSize = options.logTextLimit});
     problems.emplace(*host.logFiles, options.onFileProblem);
+    if (options.lockWithin) lock.emplace(sqmFolderPath(*host.configuration), *options.lockWithin, *problems);
     provide(host.files, systemFiles);
     provide(host.propertyLists, propertyLists, *problems, PropertyListFiles::Options{.saves = savesOf(options)});
     if (options.recording != delivery::Recording::asRequired) makeJournal(host, options);
     if (options.counting != Counting::off || options.limits) makeLedger(host, options);
     provide(host.serializer, archives, *problems);
     provide(host.keyedCoders, coders, *problems);
-    preferences.emplace(host.configuration->applicationQuenfaFolderPath(), *problems);
+    if (!usesDisk()) withoutDisk.emplace(host, *problems);
+    preferences.emplace(host.configuration->applicationQuenfaFolderPath(), *problems, FileOperations::posix(),
+                        usesDisk() ? PreferencesFile::Access::readWrite : PreferencesFile::Access::readOnly);
     if (host.userPrefs == nullptr) host.userPrefs = &*preferences;
     provide(host.mainBundle, resources, options.resourceDirectory);
     provide(host.utilities, system);
@@ -106,6 +113,13 @@ struct StandardHost::Services {
     };
   }
 
+  bool usesDisk() const { return !lock || lock->state() == FolderLock::State::owned; }
+
+  std::unique_ptr<AppendFile> appendFile(const std::string& path, SystemAppendFile::Options options = {}) const {
+    if (!usesDisk()) return std::make_unique<NoAppendFile>();
+    return std::make_unique<SystemAppendFile>(path, std::move(options));
+  }
+
   static std::string pathInSqmFolder(const Host& host, std::string_view file) {
     return sqmFolderPath(*host.configuration) + "/" + std::string(file);
   }
@@ -114,7 +128,7 @@ struct StandardHost::Services {
     const std::string path = pathInSqmFolder(host, delivery::kStatisticsFile);
     const bool isKept = options.counting == Counting::kept || options.limits;
     ledger.emplace(
-        isKept ? std::make_unique<SystemAppendFile>(path) : nullptr, host, host.recordJournal,
+        isKept ? appendFile(path) : nullptr, host, host.recordJournal,
         delivery::RecordLedger::Options{
             .limits = options.limits.value_or(delivery::Limits{}),
             .synced = options.recording == delivery::Recording::survivesPowerLoss,
@@ -148,12 +162,36 @@ struct StandardHost::Services {
 
   void makeJournal(Host& host, const Options& options) {
     const std::string path = pathInSqmFolder(host, delivery::kJournalFile);
-    provide(host.recordJournal, journal,
-            std::make_unique<SystemAppendFile>(path, SystemAppendFile::Options{.syncWithin = options.syncWithin}),
-            *host.clock,
+    provide(host.recordJournal, journal, appendFile(path, {.syncWithin = options.syncWithin}), *host.clock,
             delivery::Journal::Options{
                 .synced = options.recording == delivery::Recording::survivesPowerLoss,
                 .onProblem = [this, path](const std::string& problem) { problems->cannotWrite(path, problem); }});
+  }
+
+  /// Uploads what the schedule and then each of `targets` has. Returns false when the time was too short.
+  bool uploadLast(const Host& host, const std::vector<UploadTarget>& targets, std::chrono::milliseconds timeout) {
+    using std::chrono::milliseconds;
+    using Clock = std::chrono::steady_clock;
+    const auto start = Clock::now();
+    const auto rest = [&] {
+      return std::max(timeout, milliseconds(0)) - std::chrono::floor<milliseconds>(Clock::now() - start);
+    };
+    const auto isIdle = [&] {
+      return host.httpTransactions->requestsUnderWay() == 0 && !(schedule && schedule->isUploading());
+    };
+    const auto isEmpty = [](const UploadTarget& target) { return target.waiting && target.waiting() == 0; };
+    // Starts an upload and waits for its end.
+    const auto upload = [&](const auto& begin, const std::function<bool()>& hasEnded) {
+      if (rest() <= milliseconds(0)) return false;
+      begin();
+      return runLoop.runUntilIdle(hasEnded, rest());
+    };
+    if (!runLoop.runUntilIdle(isIdle, rest())) return false;
+    const bool isScheduled = schedule && !std::ranges::all_of(schedule->targets(), isEmpty);
+    if (isScheduled && !upload([&] { schedule->uploadLast(); }, isIdle)) return false;
+    return std::ranges::all_of(targets, [&](const UploadTarget& target) {
+      return isEmpty(target) || upload(target.start, target.isIdle ? target.isIdle : isIdle);
+    });
   }
 
   // In the order of use: a service may use those above it.
@@ -164,11 +202,13 @@ struct StandardHost::Services {
   std::optional<HomeFolders> folders;
   std::optional<LogFiles> logs;
   std::optional<FileProblems> problems;
+  std::optional<FolderLock> lock;
   std::optional<SystemFiles> systemFiles;
   std::optional<PropertyListFiles> propertyLists;
   std::optional<delivery::Journal> journal;
   std::optional<delivery::RecordLedger> ledger;
   std::optional<ArchiveFiles> archives;
+  std::optional<WithoutDisk> withoutDisk;
   std::optional<PropertyListCoders> coders;
   std::optional<PreferencesFile> preferences;
   std::optional<ResourceFolder> resources;
@@ -216,6 +256,26 @@ bool StandardHost::makeFolders() {
 
 bool StandardHost::runUntilIdle(std::chrono::milliseconds timeout) {
   return runLoop().runUntilIdle([this] { return httpTransactions->requestsUnderWay() == 0; }, timeout);
+}
+
+std::optional<FolderLock::State> StandardHost::folderLock() const {
+  return services_->lock ? std::optional(services_->lock->state()) : std::nullopt;
+}
+
+StandardHost::Remainder StandardHost::shutDown(std::chrono::milliseconds timeout,
+                                               const std::vector<UploadTarget>& targets) {
+  std::vector<UploadTarget> all = schedule() == nullptr ? std::vector<UploadTarget>() : schedule()->targets();
+  all.insert(all.end(), targets.begin(), targets.end());
+  Remainder left;
+  left.isCutOff = mainThread == &runLoop() ? !services_->uploadLast(*this, targets, timeout)
+                                           : httpTransactions->requestsUnderWay() > 0;
+  if (schedule() != nullptr) schedule()->stop();
+  if (services_->http) services_->http->stop();
+  for (const UploadTarget& target : all) {
+    if (target.save) target.save();
+    left.waiting.push_back(target.waiting ? target.waiting() : 0);
+  }
+  return left;
 }
 
 RunLoop& StandardHost::runLoop() { return services_->runLoop; }

@@ -1,14 +1,17 @@
 #pragma once
 
+#include <algorithm>
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <iterator>
 #include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "sqm/common/Host.h"
+#include "sqm/common/UploadTarget.h"
 #include "sqm/delivery/Journal.h"
 #include "sqm/delivery/Outcomes.h"
 #include "sqm/delivery/RecordLedger.h"
@@ -16,6 +19,7 @@
 #include "sqm/delivery/UploadSchedule.h"
 #include "sqm/delivery/UserConsent.h"
 #include "sqm/platform/files/FileProblems.h"
+#include "sqm/platform/files/FolderLock.h"
 #include "sqm/platform/http/HttpClient.h"
 
 namespace sqm::platform {
@@ -57,6 +61,10 @@ class StandardHost : public Host {
     /// With `survivesPowerLoss`: zero for a record that is on the disk when the call returns, else the time within
     /// which it is: a loss of power loses at most the records of that time.
     std::chrono::milliseconds syncWithin{0};
+    /// Locks the SQM folder, which is made where it is missing, so that one host at a time uses the files. The value is
+    /// how long the constructor waits while another host has the lock. A host that does not get it works in memory: it
+    /// loads nothing that could be sent, and writes nothing but the logs. Without a value there is no lock.
+    std::optional<std::chrono::milliseconds> lockWithin;
     /// Bytes of one text in a log; what is beyond is left out, with a note. 0: texts are logged whole.
     std::size_t logTextLimit = std::size_t{64} * 1024;
     HttpOptions http;
@@ -116,6 +124,32 @@ class StandardHost : public Host {
   /// the next upload of the queue; or until `timeout` has passed. Returns true when no request is under way. For hosts
   /// whose main thread is `runLoop`.
   bool runUntilIdle(std::chrono::milliseconds timeout);
+
+  /// Whether this host has the lock on the SQM folder. Nothing without `Options::lockWithin`.
+  std::optional<FolderLock::State> folderLock() const;
+
+  /// What is left after the end.
+  struct Remainder {
+    /// An upload was cut off, or was not started because the time was over.
+    bool isCutOff = false;
+    /// What each target still has: those of the schedule, then those of the call. 0 for one that does not say it.
+    std::vector<std::size_t> waiting;
+
+    bool isEmpty() const { return std::ranges::count(waiting, 0U) == std::ssize(waiting); }
+  };
+
+  /// The end. Waits for the upload that runs, uploads once more what then waits, and ends what `timeout` cuts off; then
+  /// saves. Takes no longer than `timeout`, but for the saving. Afterwards the standard HTTP client sends nothing more,
+  /// and the schedule starts nothing.
+  ///
+  /// The targets are those of the schedule and those given here, one after another; one where nothing waits is left
+  /// out. An upload starts whatever the pauses of the schedule, unless a server has asked for one or an upload has
+  /// failed within the smallest pause.
+  ///
+  /// For hosts whose main thread is `runLoop`; not from a function of a target. With another main thread nothing can be
+  /// waited for: such a host starts its uploads and runs its loop itself while `requestsUnderWay` of `httpTransactions`
+  /// is above zero, and then calls this function, which starts nothing.
+  Remainder shutDown(std::chrono::milliseconds timeout, const std::vector<UploadTarget>& targets = {});
 
   // The standard services, also when another one takes their place.
   RunLoop& runLoop();
