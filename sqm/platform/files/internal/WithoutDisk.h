@@ -82,7 +82,7 @@ class NoArchives final : public QFSerializer {
 /// Takes everything and keeps nothing.
 class NoAppendFile final : public AppendFile {
  public:
-  std::error_code read(std::string&) override { return make_error_code(std::errc::no_such_file_or_directory); }
+  std::error_code readPieces(const Taker&) override { return make_error_code(std::errc::no_such_file_or_directory); }
   std::error_code append(std::string_view bytes, std::size_t& written) override {
     written = bytes.size();
     return {};
