@@ -58,6 +58,7 @@ class ForgetfulFiles : public FileOperations {
   int fstat(int descriptor, struct ::stat& status) override;
   int ftruncate(int descriptor, off_t length) override;
   int fsync(int descriptor) override;
+  int lock(int /*descriptor*/, pid_t& /*owner*/) override { return 0; }
   int futimens(int descriptor, const struct ::timespec& modified) override;
   ssize_t pread(int descriptor, void* buffer, std::size_t size, off_t offset) override;
   int close(int descriptor) override;

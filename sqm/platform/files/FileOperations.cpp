@@ -44,6 +44,17 @@ class PosixFileOperations : public FileOperations {
     return ::futimens(descriptor, times);
   }
   int fsync(int descriptor) override { return ::fsync(descriptor); }
+  int lock(int descriptor, pid_t& owner) override {
+    struct ::flock whole {};
+    whole.l_type = F_WRLCK;
+    whole.l_whence = SEEK_SET;
+    if (::fcntl(descriptor, F_SETLK, &whole) == 0) return 0;
+    const int error = errno == EACCES ? EAGAIN : errno;  // POSIX allows both
+    const bool isKnown = ::fcntl(descriptor, F_GETLK, &whole) == 0 && whole.l_type != F_UNLCK && whole.l_pid > 0;
+    owner = isKnown ? whole.l_pid : 0;
+    errno = error;
+    return -1;
+  }
   int close(int descriptor) override { return ::close(descriptor); }
   int stat(const std::string& path, struct ::stat& status) override {
     return withPath(path, [&](const char* name) { return ::stat(name, &status); });

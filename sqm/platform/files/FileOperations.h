@@ -38,6 +38,9 @@ class FileOperations {
   /// Sets the time of the last change of the content.
   virtual int futimens(int descriptor, const struct ::timespec& modified) = 0;
   virtual int fsync(int descriptor) = 0;
+  /// Locks the whole file for this process, without waiting. `EAGAIN` when another process has locked it, whose number
+  /// `owner` then is; 0 when that is not known.
+  virtual int lock(int descriptor, pid_t& owner) = 0;
   virtual int close(int descriptor) = 0;
   virtual int stat(const std::string& path, struct ::stat& status) = 0;
   virtual int rename(const std::string& from, const std::string& to) = 0;

@@ -66,6 +66,9 @@ class FaultyFileOperations : public FileOperations {
   int fsync(int descriptor) override {
     return call("fsync", [&] { return system_.fsync(descriptor); });
   }
+  int lock(int descriptor, pid_t& owner) override {
+    return call("lock", [&] { return system_.lock(descriptor, owner); });
+  }
   int close(int descriptor) override {
     const int result = call("close", [&] { return system_.close(descriptor); });
     if (hasFault(Fault::Kind::fails)) {  // a failing close also closes the descriptor
