@@ -100,6 +100,11 @@ ScheduleDecision decide(ScheduleState state, const ScheduleEvent& event, Date no
         state.next = Deadline{now};
       }
       break;
+    case Kind::uploadLast:
+      // After a success `earliest` is the smallest pause alone. After a failure it may be what a server has asked for.
+      if (state.failures == 0) state.earliest = {};
+      state.next = Deadline{now};
+      break;
     case Kind::networkChanged:
       if (!state.isUploading && state.failures > 0 && state.next) {
         const Deadline soon = deadlineIn(part(random, backOffWindow(1, options)), now);

@@ -46,7 +46,7 @@ struct ScheduleState {
 };
 
 struct ScheduleEvent {
-  enum class Kind : std::uint8_t { started, timer, uploadNow, networkChanged, ended };
+  enum class Kind : std::uint8_t { started, timer, uploadNow, uploadLast, networkChanged, ended };
 
   Kind kind = Kind::timer;
   bool hasFailed = false;              ///< of `ended`

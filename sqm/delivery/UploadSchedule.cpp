@@ -42,6 +42,10 @@ void UploadSchedule::start() {
 
 void UploadSchedule::uploadNow() { handle({.kind = Kind::uploadNow}); }
 
+void UploadSchedule::uploadLast() {
+  if (!state_.isUploading) handle({.kind = Kind::uploadLast});
+}
+
 void UploadSchedule::networkChanged() { handle({.kind = Kind::networkChanged}); }
 
 void UploadSchedule::exchangeEnded(const Delivery& delivery) {
@@ -62,6 +66,7 @@ void UploadSchedule::exchangeEnded(const Delivery& delivery) {
 void UploadSchedule::handle(const ScheduleEvent& event) { handle(event, host_.clock->date()); }
 
 void UploadSchedule::handle(const ScheduleEvent& event, Date now) {
+  if (!lifetime_) return;
   const ScheduleDecision decision = decide(state_, event, now, random_(), options_);
   state_ = decision.state;
   if (event.kind == Kind::ended) save();
@@ -127,7 +132,7 @@ void UploadSchedule::watch() {
                               }));
 }
 
-/// A task that does nothing once this object is destroyed.
+/// A task that does nothing once this object is stopped or destroyed.
 std::function<void()> UploadSchedule::whileAlive(std::function<void()> task) const {
   return [task = std::move(task), lifetime = std::weak_ptr(lifetime_)] {
     if (!lifetime.expired()) task();

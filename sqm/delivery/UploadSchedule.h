@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "sqm/common/Host.h"
+#include "sqm/common/UploadTarget.h"
 #include "sqm/delivery/Outcomes.h"
 #include "sqm/delivery/ScheduleRules.h"
 
@@ -22,7 +23,7 @@ inline constexpr std::string_view kScheduleFile = "UploadSchedule.txt";
 /// Decides when to upload: in a period, after failures with growing pauses, when a server asks for a pause not before.
 /// `ScheduleRules.h` has the rules.
 ///
-///     schedule.addTarget({[&] { manager.uploadSQM(); }});
+///     schedule.addTarget(manager.uploadTarget());
 ///     schedule.start();
 ///
 /// An upload starts the targets one after another, also after one of them has failed. A target has ended when it is
@@ -35,13 +36,8 @@ inline constexpr std::string_view kScheduleFile = "UploadSchedule.txt";
 /// read or written is ignored: the schedule then begins anew in the next process.
 class UploadSchedule {
  public:
-  /// Something to upload. Its functions must not destroy the schedule or add targets.
-  struct Target {
-    std::function<void()> start;
-    /// True when it has ended. When not set: no request of the host's transactions is under way. Called in tasks of the
-    /// main thread.
-    std::function<bool()> isIdle = {};
-  };
+  /// Its functions are called in tasks of the main thread. They must not destroy the schedule or add targets.
+  using Target = UploadTarget;
 
   /// Random numbers in [0, 1).
   using Random = std::function<double()>;
@@ -53,6 +49,7 @@ class UploadSchedule {
   ~UploadSchedule();
 
   void addTarget(Target target);
+  const std::vector<Target>& targets() const { return targets_; }
 
   /// Reads the file and begins. Call it once.
   void start();
@@ -60,6 +57,13 @@ class UploadSchedule {
   /// Starts an upload as soon as the smallest pause and the pause that a server has asked for allow it. While one runs,
   /// another follows when that succeeds.
   void uploadNow();
+
+  /// Starts an upload, while none runs, unless a server has asked for a pause, or one has failed within the smallest
+  /// pause. For the end of the process.
+  void uploadLast();
+
+  /// Starts nothing from now on.
+  void stop() { lifetime_.reset(); }
 
   /// Call it when the machine is connected to a network. After a failure, the next upload starts soon.
   void networkChanged();
@@ -98,7 +102,7 @@ class UploadSchedule {
   std::uint64_t checks_ = 0;
 
   std::uint64_t uploads_ = 0;
-  const std::shared_ptr<const bool> lifetime_ = std::make_shared<const bool>(true);
+  std::shared_ptr<const bool> lifetime_ = std::make_shared<const bool>(true);
 };
 
 }  // namespace sqm::delivery

@@ -206,6 +206,12 @@ void SQMManager::uploadSQM() {
   perform(nextUploadStep(mUploadState_, UploadEvent::started));
 }
 
+UploadTarget SQMManager::uploadTarget() {
+  return {.start = [this] { uploadSQM(); },
+          .save = [this] { saveToDisk(); },
+          .waiting = [this] { return mSQMRecStoreObj_->storedRecords(); }};
+}
+
 void SQMManager::httpStatus(const Notification& notification) {
   if (notification.name == TrelkSQMUploadSuccess) {
     perform(nextUploadStep(mUploadState_, UploadEvent::succeeded));

@@ -11,6 +11,7 @@
 
 #include "sqm/common/Host.h"
 #include "sqm/common/NotificationCenter.h"
+#include "sqm/common/UploadTarget.h"
 #include "sqm/manager/SQMSessionParams.h"
 #include "sqm/manager/UploadSequence.h"
 #include "sqm/records/SQMApplicationRecord.h"
@@ -83,6 +84,9 @@ class SQMManager {
   /// next. A type's records are deleted once their post has succeeded. A failure ends the upload: the remaining records
   /// wait for the next call.
   void uploadSQM();
+
+  /// The upload of this manager's records, for a schedule and for the end of the host. The manager must outlive it.
+  UploadTarget uploadTarget();
 
   /// Which document is in flight, or was last. Observers of a success notification that registered after the manager
   /// was made read the next document's state.

@@ -132,6 +132,16 @@ void QFRecordUploader::writeArchive() {
   if (recordQueue_) host_.serializer->serializeObject(*recordQueue_, archivePath_);
 }
 
+UploadTarget QFRecordUploader::uploadTarget() {
+  return {.start = [this] { uploadRecord(); },
+          .isIdle = [this] { return isIdle(); },
+          .waiting =
+              [this] {
+                const std::lock_guard lock(mutex_);
+                return recordQueue_ ? recordQueue_->size() : 0;
+              }};
+}
+
 std::optional<UploadRequests> QFRecordUploader::recordQueue() const {
   const std::lock_guard lock(mutex_);
   return recordQueue_;

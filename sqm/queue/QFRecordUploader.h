@@ -13,6 +13,7 @@
 #include "sqm/common/SharedInstance.h"
 #include "sqm/common/TrelkConfiguration.h"
 #include "sqm/common/UploadRequest.h"
+#include "sqm/common/UploadTarget.h"
 
 namespace sqm {
 
@@ -71,6 +72,9 @@ class QFRecordUploader : public SharedInstance<QFRecordUploader> {
   /// twice. Unlike `uploadInProgress` it is true after a failed upload, and false between an answer 200 and the sending
   /// of the next request.
   bool isIdle() const { return remaining_ == 0; }
+
+  /// The upload of the queue, for a schedule and for the end of the host. The archive is written at each change.
+  UploadTarget uploadTarget();
 
   /// A copy of the queue. Nothing when the archive exists but could not be read: requests are then neither kept nor
   /// written.

@@ -110,6 +110,12 @@ SQMRecordStore::Text SQMRecordStore::document(RecordType type) const {
   return text;
 }
 
+std::size_t SQMRecordStore::storedRecords() const {
+  std::size_t count = 0;
+  for (const TextArray& list : lists_) count += list.size();
+  return count;
+}
+
 std::string SQMRecordStore::getSQMDirectoryPath() const { return sqmFolderPath(*host_.configuration); }
 
 }  // namespace sqm

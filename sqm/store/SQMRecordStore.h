@@ -72,6 +72,9 @@ class SQMRecordStore {
   Text document(RecordType type) const;
   bool hasRecords(RecordType type) const { return !listOf(type).empty(); }
 
+  /// The records of all lists.
+  std::size_t storedRecords() const;
+
   /// The SQM folder, from the host's current configuration: absolute, without a trailing separator.
   std::string getSQMDirectoryPath() const;
 

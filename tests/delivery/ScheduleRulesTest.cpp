@@ -24,6 +24,7 @@ constexpr ScheduleOptions kOptions = {.period = 30min, .smallestPause = 10s};
 constexpr ScheduleEvent kTimer = {};
 constexpr ScheduleEvent kStarted = {.kind = Kind::started};
 constexpr ScheduleEvent kNowAsked = {.kind = Kind::uploadNow};
+constexpr ScheduleEvent kLast = {.kind = Kind::uploadLast};
 constexpr ScheduleEvent kNetwork = {.kind = Kind::networkChanged};
 constexpr ScheduleEvent kSuccess = {.kind = Kind::ended};
 
@@ -122,6 +123,26 @@ TEST(ScheduleRules, WhatIsAskedForDuringAnUploadFollowsItsSuccess) {
   schedule.after(kNowAsked);
   EXPECT_EQ(schedule.after(failure(), 0.999).wait, 29'970ms) << "a failure has its own pause";
   EXPECT_FALSE(schedule.state.isAsked);
+}
+
+TEST(ScheduleRules, TheLastUploadStartsAtOnceAfterASuccess) {
+  Schedule neverStarted;
+  EXPECT_TRUE(neverStarted.after(kLast).startsUpload);
+  Uploading schedule;
+  schedule.upload(kSuccess);
+  EXPECT_TRUE(schedule.after(kLast).startsUpload) << "within the smallest pause";
+}
+
+TEST(ScheduleRules, TheLastUploadWaitsForThePauseAfterAFailure) {
+  for (const seconds asked : {0s, 600s}) {
+    Uploading schedule;
+    schedule.upload(failure(asked));
+    const auto pause = std::max(asked, 10s);
+    schedule.now += pause - 1us;
+    EXPECT_EQ(schedule.after(kLast).wait, 1us);
+    schedule.now += 1us;
+    EXPECT_TRUE(schedule.after(kLast).startsUpload);
+  }
 }
 
 TEST(ScheduleRules, ThePauseAfterFailuresIsARandomPartOfADoublingWindow) {

@@ -192,6 +192,43 @@ TEST_F(Schedule, UploadsWhenAskedAndWhenTheNetworkReturns) {
   EXPECT_EQ(schedule->uploads(), before + 1);
 }
 
+TEST_F(Schedule, UploadsALastTimeWhateverThePause) {
+  begin();
+  schedule->uploadNow();
+  EXPECT_EQ(schedule->uploads(), 1U);
+  schedule->uploadLast();
+  EXPECT_EQ(schedule->uploads(), 2U);
+  schedule->uploadLast();
+  EXPECT_EQ(schedule->uploads(), 2U) << "one runs";
+  complete(200);
+  pass(29min);
+  EXPECT_EQ(schedule->uploads(), 2U) << "none follows";
+}
+
+TEST_F(Schedule, StartsNothingOnceItIsStopped) {
+  begin();
+  const auto file = fakes.files.content(kFile);
+  schedule->stop();
+  pass(24h);
+  schedule->uploadNow();
+  schedule->uploadLast();
+  schedule->networkChanged();
+  schedule->start();
+  pass(24h);
+  EXPECT_EQ(schedule->uploads(), 1U);
+  EXPECT_EQ(fakes.files.content(kFile), file);
+}
+
+TEST_F(Schedule, AnUploadThatRunsWhenItIsStoppedIsNotFinished) {
+  schedule->addTarget(sending("first"));
+  schedule->addTarget(sending("second"));
+  schedule->start();
+  schedule->stop();
+  complete(200);
+  EXPECT_EQ(started, (std::vector<std::string>{"first"}));
+  EXPECT_FALSE(fakes.files.exists(kFile)) << "the next process starts it again";
+}
+
 TEST_F(Schedule, KeepsTheNextTimeOverARestart) {
   begin();
   EXPECT_TRUE(fakes.files.content(kFile));

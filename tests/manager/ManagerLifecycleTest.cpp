@@ -52,6 +52,21 @@ TEST(ManagerLogs, AreOpenedAtTheirLevel) {
   EXPECT_THAT(logs.levels, ElementsAre(Pair("SQMManager.log", 2), Pair("SQMUploadlog.log", 2)));
 }
 
+TEST_F(ManagerLifecycle, ItsUploadTargetCountsSavesAndUploads) {
+  const sqm::UploadTarget target = manager->uploadTarget();
+  EXPECT_EQ(target.waiting(), 0U);
+  manager->sqmCreateClientRecord(nullptr);
+  manager->sqmCreateClientRecord(nullptr);
+  manager->sqmCreateApplicationStartRecord(nullptr);
+  EXPECT_EQ(target.waiting(), 2U);
+  target.save();
+  EXPECT_EQ(fakes.propertyLists.writes().size(), 5U);
+  target.start();
+  ASSERT_EQ(fakes.http.requests().size(), 1U);
+  fakes.http.complete(200);
+  EXPECT_EQ(target.waiting(), 0U);
+}
+
 TEST_F(ManagerLifecycle, SavingWritesTheStoreAndNothingElse) {
   manager->sqmCreateClientRecord(nullptr);
   const std::size_t lines = log().size();

@@ -222,12 +222,19 @@ HttpClient::~HttpClient() = default;
 
 std::unique_ptr<HttpTransaction> HttpClient::makeTransaction() try {
   const std::lock_guard lock(engineMutex_);
+  if (isStopped_) return nullptr;
   if (!engine_) engine_ = std::make_shared<HttpEngine>(mainThread_, shared_->options);
   return std::make_unique<Transaction>(engine_, shared_);
 } catch (const std::runtime_error&) {
   return nullptr;
 }
 
-std::size_t HttpClient::requestsUnderWay() const { return shared_->requestsUnderWay; }
+void HttpClient::stop() {
+  const std::lock_guard lock(engineMutex_);
+  isStopped_ = true;
+  engine_.reset();
+}
+
+std::size_t HttpClient::requestsUnderWay() const { return isStopped_ ? 0 : shared_->requestsUnderWay; }
 
 }  // namespace sqm::platform

@@ -58,13 +58,18 @@ class HttpClient final : public HttpTransactionFactory {
   std::unique_ptr<HttpTransaction> makeTransaction() override;
   std::size_t requestsUnderWay() const override;
 
+  /// Ends all requests as the destructor does. Later requests are ignored, and `makeTransaction` returns null. On the
+  /// main thread.
+  void stop();
+
  private:
   struct Shared;
   class Transaction;
 
   MainThread& mainThread_;
-  std::mutex engineMutex_;  // guards the creation of the engine
+  std::mutex engineMutex_;  // guards the creation of the engine, and its end
   std::shared_ptr<HttpEngine> engine_;
+  bool isStopped_ = false;
   std::shared_ptr<Shared> shared_;
 };
 

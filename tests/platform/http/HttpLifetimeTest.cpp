@@ -140,6 +140,24 @@ TEST_F(HttpLifetime, TheClientEndsWhileANameLookUpIsBlocked) {
   releaseBlockedLookUps();
 }
 
+TEST_F(HttpLifetime, AClientThatIsStoppedSendsNothing) {
+  const LoopbackServer server(kNoAnswer);
+  const auto caller = newCaller();
+  caller->send(server.url());
+  ASSERT_TRUE(server.waitForHeads(1));
+  EXPECT_EQ(client->requestsUnderWay(), 1U);
+  client->stop();
+  EXPECT_TRUE(server.waitForClosed(1));
+  EXPECT_EQ(client->requestsUnderWay(), 0U);
+  EXPECT_EQ(client->makeTransaction(), nullptr);
+  caller->send(server.url());
+  caller->transaction->abortTransaction();
+  client->stop();
+  EXPECT_EQ(loop.poll(), 0U);
+  EXPECT_THAT(caller->outcomes, IsEmpty());
+  EXPECT_EQ(server.connections(), 1U);
+}
+
 TEST_F(HttpLifetime, AMainThreadThatRefusesEveryTaskDoesNotKeepTheClientFromEnding) {
   const auto caller = newCaller();
   mainThread.refuse(1'000'000);
