@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string_view>
 #include <utility>
@@ -18,6 +19,7 @@
 #include "sqm/platform/files/PropertyListFiles.h"
 #include "sqm/platform/files/SystemAppendFile.h"
 #include "sqm/platform/files/SystemFiles.h"
+#include "sqm/platform/files/internal/WithoutDisk.h"
 #include "sqm/platform/system/HomeFolders.h"
 #include "sqm/platform/system/ResourceFolder.h"
 #include "sqm/platform/system/RunLoop.h"
@@ -67,13 +69,16 @@ struct StandardHost::Services {
     const std::string logFolder = HomeFolders(host.configuration->homeDirectory()).logFolder();
     provide(host.logFiles, logs, LogFiles::Options{.folder = logFolder, .textSize = options.logTextLimit});
     problems.emplace(*host.logFiles, options.onFileProblem);
+    if (options.lockWithin) lock.emplace(sqmFolderPath(*host.configuration), *options.lockWithin, *problems);
     provide(host.files, systemFiles);
     provide(host.propertyLists, propertyLists, *problems, PropertyListFiles::Options{.saves = savesOf(options)});
     if (options.recording != delivery::Recording::asRequired) makeJournal(host, options);
     if (options.counting != Counting::off || options.limits) makeLedger(host, options);
     provide(host.serializer, archives, *problems);
     provide(host.keyedCoders, coders, *problems);
-    preferences.emplace(host.configuration->applicationQuenfaFolderPath(), *problems);
+    if (!usesDisk()) withoutDisk.emplace(host, *problems);
+    preferences.emplace(host.configuration->applicationQuenfaFolderPath(), *problems, FileOperations::posix(),
+                        usesDisk() ? PreferencesFile::Access::readWrite : PreferencesFile::Access::readOnly);
     if (host.userPrefs == nullptr) host.userPrefs = &*preferences;
     provide(host.mainBundle, resources, options.resourceDirectory);
     provide(host.utilities, system);
@@ -106,6 +111,13 @@ struct StandardHost::Services {
     };
   }
 
+  bool usesDisk() const { return !lock || lock->state() == FolderLock::State::owned; }
+
+  std::unique_ptr<AppendFile> appendFile(const std::string& path, SystemAppendFile::Options options = {}) const {
+    if (!usesDisk()) return std::make_unique<NoAppendFile>();
+    return std::make_unique<SystemAppendFile>(path, std::move(options));
+  }
+
   static std::string pathInSqmFolder(const Host& host, std::string_view file) {
     return sqmFolderPath(*host.configuration) + "/" + std::string(file);
   }
@@ -114,7 +126,7 @@ struct StandardHost::Services {
     const std::string path = pathInSqmFolder(host, delivery::kStatisticsFile);
     const bool isKept = options.counting == Counting::kept || options.limits;
     ledger.emplace(
-        isKept ? std::make_unique<SystemAppendFile>(path) : nullptr, host, host.recordJournal,
+        isKept ? appendFile(path) : nullptr, host, host.recordJournal,
         delivery::RecordLedger::Options{
             .limits = options.limits.value_or(delivery::Limits{}),
             .synced = options.recording == delivery::Recording::survivesPowerLoss,
@@ -148,9 +160,7 @@ struct StandardHost::Services {
 
   void makeJournal(Host& host, const Options& options) {
     const std::string path = pathInSqmFolder(host, delivery::kJournalFile);
-    provide(host.recordJournal, journal,
-            std::make_unique<SystemAppendFile>(path, SystemAppendFile::Options{.syncWithin = options.syncWithin}),
-            *host.clock,
+    provide(host.recordJournal, journal, appendFile(path, {.syncWithin = options.syncWithin}), *host.clock,
             delivery::Journal::Options{
                 .synced = options.recording == delivery::Recording::survivesPowerLoss,
                 .onProblem = [this, path](const std::string& problem) { problems->cannotWrite(path, problem); }});
@@ -164,11 +174,13 @@ struct StandardHost::Services {
   std::optional<HomeFolders> folders;
   std::optional<LogFiles> logs;
   std::optional<FileProblems> problems;
+  std::optional<FolderLock> lock;
   std::optional<SystemFiles> systemFiles;
   std::optional<PropertyListFiles> propertyLists;
   std::optional<delivery::Journal> journal;
   std::optional<delivery::RecordLedger> ledger;
   std::optional<ArchiveFiles> archives;
+  std::optional<WithoutDisk> withoutDisk;
   std::optional<PropertyListCoders> coders;
   std::optional<PreferencesFile> preferences;
   std::optional<ResourceFolder> resources;
@@ -216,6 +228,10 @@ bool StandardHost::makeFolders() {
 
 bool StandardHost::runUntilIdle(std::chrono::milliseconds timeout) {
   return runLoop().runUntilIdle([this] { return httpTransactions->requestsUnderWay() == 0; }, timeout);
+}
+
+std::optional<FolderLock::State> StandardHost::folderLock() const {
+  return services_->lock ? std::optional(services_->lock->state()) : std::nullopt;
 }
 
 RunLoop& StandardHost::runLoop() { return services_->runLoop; }

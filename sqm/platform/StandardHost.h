@@ -16,6 +16,7 @@
 #include "sqm/delivery/UploadSchedule.h"
 #include "sqm/delivery/UserConsent.h"
 #include "sqm/platform/files/FileProblems.h"
+#include "sqm/platform/files/FolderLock.h"
 #include "sqm/platform/http/HttpClient.h"
 
 namespace sqm::platform {
@@ -57,6 +58,10 @@ class StandardHost : public Host {
     /// With `survivesPowerLoss`: zero for a record that is on the disk when the call returns, else the time within
     /// which it is: a loss of power loses at most the records of that time.
     std::chrono::milliseconds syncWithin{0};
+    /// Locks the SQM folder, which is made where it is missing, so that one host at a time uses the files. The value is
+    /// how long the constructor waits while another host has the lock. A host that does not get it works in memory: it
+    /// loads nothing that could be sent, and writes nothing but the logs. Without a value there is no lock.
+    std::optional<std::chrono::milliseconds> lockWithin;
     /// Bytes of one text in a log; what is beyond is left out, with a note. 0: texts are logged whole.
     std::size_t logTextLimit = std::size_t{64} * 1024;
     HttpOptions http;
@@ -116,6 +121,9 @@ class StandardHost : public Host {
   /// the next upload of the queue; or until `timeout` has passed. Returns true when no request is under way. For hosts
   /// whose main thread is `runLoop`.
   bool runUntilIdle(std::chrono::milliseconds timeout);
+
+  /// Whether this host has the lock on the SQM folder. Nothing without `Options::lockWithin`.
+  std::optional<FolderLock::State> folderLock() const;
 
   // The standard services, also when another one takes their place.
   RunLoop& runLoop();

@@ -1,8 +1,11 @@
 // The command line of sqmctl itself, and what holds for all subcommands; each of them has a file of its own.
 
 #include <algorithm>
+#include <chrono>
 #include <filesystem>
 #include <string>
+
+#include "sqm/platform/files/FolderLock.h"
 
 #include "tests/support/CaseName.h"
 #include "tests/support/Paths.h"
@@ -165,6 +168,22 @@ TEST(SqmctlLooking, NeedsNoPermissionToWrite) {
     const Outcome outcome = home.run(look);
     EXPECT_EQ(outcome.status, 0) << look.front() << outcome.err;
   }
+}
+
+TEST(SqmctlLooking, WorksAlsoWhileAHostHasTheLockOfTheFolder) {
+  const DayHome home;
+  std::vector<std::string> before;
+  for (const Words& look : kLooks) before.push_back(home.run(look).out);
+  const sqm::platform::FolderLock lock(home.lists(), std::chrono::milliseconds(0),
+                                       sqm::platform::FileProblemObserver());
+  ASSERT_EQ(lock.state(), sqm::platform::FolderLock::State::owned);
+  const auto files = everythingBelow(home.path());
+  for (std::size_t at = 0; at < kLooks.size(); ++at) {
+    const Outcome outcome = home.run(kLooks[at]);
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_EQ(outcome.out, before[at]);
+  }
+  EXPECT_EQ(everythingBelow(home.path()), files);
 }
 
 TEST(SqmctlLooking, LeavesDamagedFilesWhereTheyAre) {

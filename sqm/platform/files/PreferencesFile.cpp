@@ -41,11 +41,13 @@ std::optional<Value::Dictionary> dictionaryOf(FileOperations& files, const std::
 
 }  // namespace
 
-PreferencesFile::PreferencesFile(const std::string& applicationFolder, FileProblems problems, FileOperations& files)
+PreferencesFile::PreferencesFile(const std::string& applicationFolder, FileProblems problems, FileOperations& files,
+                                 Access access)
     : folder_(applicationFolder),
       path_(applicationFolder + "/UserPrefs.plist"),
       problems_(std::move(problems)),
-      files_(files) {
+      files_(files),
+      access_(access) {
   std::error_code failure;
   auto dictionary = dictionaryOf(files_, path_, failure);
   if (!dictionary) {
@@ -65,7 +67,8 @@ bool PreferencesFile::setClientTimeStamp(std::optional<std::string_view> value) 
     const auto removed = std::erase_if(dictionary, [](const auto& entry) { return entry.first == kClientTimeStamp; });
     if (!value && removed == 0) return true;
     if (value) dictionary.emplace_back(kClientTimeStamp, Value{clientTimeStamp_});
-    failure = makeFolders(files_, folder_);
+    failure = access_ == Access::readOnly ? make_error_code(std::errc::operation_not_permitted)
+                                          : makeFolders(files_, folder_);
   }
   if (!failure) failure = replaceFile(files_, path_, xmlOf({std::move(dictionary)}), kLargestFile);
   if (failure) problems_.cannotWrite(path_, failure.message());

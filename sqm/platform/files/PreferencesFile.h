@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -17,14 +18,16 @@ namespace sqm::platform {
 /// Threading: one thread.
 class PreferencesFile : public UserPrefs {
  public:
+  enum class Access : std::uint8_t { readWrite, readOnly };
+
   PreferencesFile(const std::string& applicationFolder, FileProblems problems,
-                  FileOperations& files = FileOperations::posix());
+                  FileOperations& files = FileOperations::posix(), Access access = Access::readWrite);
 
   std::string_view clientTimeStamp() const override { return clientTimeStamp_; }
 
   /// Sets the time stamp that new records carry, with its quotes; an absent one is removed. A character that XML does
   /// not allow becomes U+FFFD. The file is replaced atomically, and a missing folder is created. Returns false when the
-  /// file cannot be read or written, with a line in the log; the value then holds until the process ends.
+  /// file cannot be read or may not be written, with a line in the log; the value then holds until the process ends.
   bool setClientTimeStamp(std::optional<std::string_view> value);
 
  private:
@@ -32,6 +35,7 @@ class PreferencesFile : public UserPrefs {
   std::string path_;
   FileProblems problems_;
   FileOperations& files_;
+  Access access_;
   std::string clientTimeStamp_;
 };
 
