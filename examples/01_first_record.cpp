@@ -22,6 +22,5 @@ int main(int argc, char** argv) {
   manager.sqmCreateStopRecord(&attempt);
   manager.saveToDisk();
 
-  manager.uploadSQM();
-  return host.runUntilIdle(std::chrono::seconds(10)) ? 0 : 1;
+  return host.shutDown(std::chrono::seconds(10), {manager.uploadTarget()}).isCutOff ? 1 : 0;  // sends and saves
 }

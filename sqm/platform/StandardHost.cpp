@@ -1,7 +1,9 @@
 #include "sqm/platform/StandardHost.h"
 
+#include <algorithm>
 #include <chrono>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string_view>
@@ -166,6 +168,32 @@ struct StandardHost::Services {
                 .onProblem = [this, path](const std::string& problem) { problems->cannotWrite(path, problem); }});
   }
 
+  /// Uploads what the schedule and then each of `targets` has. Returns false when the time was too short.
+  bool uploadLast(const Host& host, const std::vector<UploadTarget>& targets, std::chrono::milliseconds timeout) {
+    using std::chrono::milliseconds;
+    using Clock = std::chrono::steady_clock;
+    const auto start = Clock::now();
+    const auto rest = [&] {
+      return std::max(timeout, milliseconds(0)) - std::chrono::floor<milliseconds>(Clock::now() - start);
+    };
+    const auto isIdle = [&] {
+      return host.httpTransactions->requestsUnderWay() == 0 && !(schedule && schedule->isUploading());
+    };
+    const auto isEmpty = [](const UploadTarget& target) { return target.waiting && target.waiting() == 0; };
+    // Starts an upload and waits for its end.
+    const auto upload = [&](const auto& begin, const std::function<bool()>& hasEnded) {
+      if (rest() <= milliseconds(0)) return false;
+      begin();
+      return runLoop.runUntilIdle(hasEnded, rest());
+    };
+    if (!runLoop.runUntilIdle(isIdle, rest())) return false;
+    const bool isScheduled = schedule && !std::ranges::all_of(schedule->targets(), isEmpty);
+    if (isScheduled && !upload([&] { schedule->uploadLast(); }, isIdle)) return false;
+    return std::ranges::all_of(targets, [&](const UploadTarget& target) {
+      return isEmpty(target) || upload(target.start, target.isIdle ? target.isIdle : isIdle);
+    });
+  }
+
   // In the order of use: a service may use those above it.
   RunLoop runLoop;
   RuleFilter filter;
@@ -232,6 +260,22 @@ bool StandardHost::runUntilIdle(std::chrono::milliseconds timeout) {
 
 std::optional<FolderLock::State> StandardHost::folderLock() const {
   return services_->lock ? std::optional(services_->lock->state()) : std::nullopt;
+}
+
+StandardHost::Remainder StandardHost::shutDown(std::chrono::milliseconds timeout,
+                                               const std::vector<UploadTarget>& targets) {
+  std::vector<UploadTarget> all = schedule() == nullptr ? std::vector<UploadTarget>() : schedule()->targets();
+  all.insert(all.end(), targets.begin(), targets.end());
+  Remainder left;
+  left.isCutOff = mainThread == &runLoop() ? !services_->uploadLast(*this, targets, timeout)
+                                           : httpTransactions->requestsUnderWay() > 0;
+  if (schedule() != nullptr) schedule()->stop();
+  if (services_->http) services_->http->stop();
+  for (const UploadTarget& target : all) {
+    if (target.save) target.save();
+    left.waiting.push_back(target.waiting ? target.waiting() : 0);
+  }
+  return left;
 }
 
 RunLoop& StandardHost::runLoop() { return services_->runLoop; }

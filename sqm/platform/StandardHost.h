@@ -1,14 +1,17 @@
 #pragma once
 
+#include <algorithm>
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <iterator>
 #include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "sqm/common/Host.h"
+#include "sqm/common/UploadTarget.h"
 #include "sqm/delivery/Journal.h"
 #include "sqm/delivery/Outcomes.h"
 #include "sqm/delivery/RecordLedger.h"
@@ -124,6 +127,29 @@ class StandardHost : public Host {
 
   /// Whether this host has the lock on the SQM folder. Nothing without `Options::lockWithin`.
   std::optional<FolderLock::State> folderLock() const;
+
+  /// What is left after the end.
+  struct Remainder {
+    /// An upload was cut off, or was not started because the time was over.
+    bool isCutOff = false;
+    /// What each target still has: those of the schedule, then those of the call. 0 for one that does not say it.
+    std::vector<std::size_t> waiting;
+
+    bool isEmpty() const { return std::ranges::count(waiting, 0U) == std::ssize(waiting); }
+  };
+
+  /// The end. Waits for the upload that runs, uploads once more what then waits, and ends what `timeout` cuts off; then
+  /// saves. Takes no longer than `timeout`, but for the saving. Afterwards the standard HTTP client sends nothing more,
+  /// and the schedule starts nothing.
+  ///
+  /// The targets are those of the schedule and those given here, one after another; one where nothing waits is left
+  /// out. An upload starts whatever the pauses of the schedule, unless a server has asked for one or an upload has
+  /// failed within the smallest pause.
+  ///
+  /// For hosts whose main thread is `runLoop`; not from a function of a target. With another main thread nothing can be
+  /// waited for: such a host starts its uploads and runs its loop itself while `requestsUnderWay` of `httpTransactions`
+  /// is above zero, and then calls this function, which starts nothing.
+  Remainder shutDown(std::chrono::milliseconds timeout, const std::vector<UploadTarget>& targets = {});
 
   // The standard services, also when another one takes their place.
   RunLoop& runLoop();
