@@ -58,6 +58,8 @@ class LockedHost {
     options.recording = recording;
     options.accept = delivery::Accept::only2xx;
     options.lockWithin = patience;
+    options.counting = StandardHost::Counting::kept;
+    options.consent = delivery::Consent::granted;
     options.onFileProblem = [this](const FileProblem& problem) { problems.push_back(textOf(problem)); };
     options.schedule = delivery::ScheduleOptions{};
     options.services.notificationCenter = &notifications;
@@ -173,6 +175,7 @@ TEST(OneHost, ChangesNothingOnDiskWithoutTheLock) {
     EXPECT_EQ(second.host->files->open(home / kSqmFolder), nullptr);
     EXPECT_TRUE(second.host->files->remove(home / kSqmFolder + "/1.sqm"));
 
+    EXPECT_TRUE(second.host->consent()->set(delivery::Consent::revoked));
     EXPECT_EQ(filesOf(home), before);
     EXPECT_THAT(second.problems, ::testing::Contains(HasSubstr("SQMConnection.plist: the folder is not locked")));
   }
@@ -209,6 +212,17 @@ TEST_IN_FRESH_PROCESS(OneHost, SendsWhatItHasRecordedAndNothingOfTheFilesWithout
   EXPECT_EQ(queue.uploadTarget().waiting(), 1U) << "in memory";
   EXPECT_EQ(filesOf(home), before);
   EXPECT_EQ(first.host->propertyLists->arrayWithContentsOfFile(home / kSqmFolder + "/SQMConnection.plist")->size(), 1U);
+}
+
+TEST(OneHost, HeedsTheChoiceOfTheUserWithoutTheLock) {
+  const TemporaryFolder home;
+  const LockedHost first(home);
+  ASSERT_FALSE(first.host->consent()->set(delivery::Consent::revoked));
+  LockedHost second(home);
+  EXPECT_EQ(second.host->consent()->value(), delivery::Consent::revoked);
+  SQMManager manager(*second.host);
+  record(manager, "2026-11-21T10:00:00Z");
+  EXPECT_EQ(manager.uploadTarget().waiting(), 0U);
 }
 
 TEST(OneHost, KeepsWhatIsRecordedDuringAPostWithAJournalAndWithoutTheLock) {
