@@ -121,7 +121,9 @@ TEST(OneHost, GivesTheLockToTheNext) {
 TEST(OneHost, WaitsForTheLockOfAnotherProcess) {
   const TemporaryFolder home;
   OtherProcess owner([&] {
-    if (std::make_unique<LockedHost>(home).release()->host->folderLock() != State::owned) ::_exit(1);
+    static std::unique_ptr<LockedHost> kept;  // until the process is killed
+    kept = std::make_unique<LockedHost>(home);
+    if (kept->host->folderLock() != State::owned) ::_exit(1);
   });
   EXPECT_EQ(LockedHost(home).host->folderLock(), State::elsewhere);
   std::thread killer([&] { owner.kill(); });
@@ -135,7 +137,9 @@ TEST(OneHost, ChangesNothingOnDiskWithoutTheLock) {
   for (const Recording recording : {Recording::asRequired, Recording::survivesCrash, Recording::survivesPowerLoss}) {
     const TemporaryFolder home;
     const OtherProcess owner([&] {
-      LockedHost& first = *std::make_unique<LockedHost>(home, recording).release();
+      static std::unique_ptr<LockedHost> kept;  // until the process is killed
+      kept = std::make_unique<LockedHost>(home, recording);
+      LockedHost& first = *kept;
       if (first.host->folderLock() != State::owned) ::_exit(1);
       SQMManager manager(*first.host);
       record(manager, "2026-11-21T10:00:00Z");

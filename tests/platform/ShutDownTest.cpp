@@ -306,7 +306,9 @@ TEST_IN_FRESH_PROCESS(ShutDownOfTheQueue, SendsOneRequestAfterAnotherAndKeepsThe
   auto& queue = *sqm::QFRecordUploader::sharedQFRecordUploader();
   for (const char* const body : {"a", "b", "c", "d"}) ASSERT_TRUE(queue.quequeRecord(body, server.url()));
   EXPECT_EQ(queue.uploadTarget().waiting(), 4U);
-  // The deadline is set once the third request, which is not answered, has arrived.
+  // The end comes once the third request, which is not answered, has arrived: the loop looks for it now and then.
+  const std::function<void()> look = [&] { host.runLoop().postAfter(5ms, look); };
+  look();
   UploadTarget target = queue.uploadTarget();
   target.isIdle = [&] { return server.requests().size() == 3 || queue.isIdle(); };
   const auto left = host.shutDown(kPatience, {target});

@@ -27,7 +27,9 @@ struct LockedFiles {
 };
 
 LockedFiles& lockedFiles() {
-  static auto* const kFiles = new LockedFiles;  // never destroyed: a lock may be released when the process ends
+  // Never destroyed: a lock may be released when the process ends.
+  // NOLINTNEXTLINE(cppcoreguidelines-avoid-non-const-global-variables): the locks of the process are one state
+  static auto* const kFiles = new LockedFiles;
   return *kFiles;
 }
 

@@ -53,13 +53,17 @@ struct Attempt {
 
 State stateOfAttempt(const std::string& folder) { return Attempt(folder).state(); }
 
+/// Makes a lock that this process keeps until it ends.
+void own(const std::string& folder) {
+  static std::unique_ptr<FolderLock> lock;
+  lock = std::move(Attempt(folder).lock);
+  if (lock->state() != State::owned) ::_exit(1);
+}
+
 /// Another process that makes a lock and keeps it.
 class Owner : public OtherProcess {
  public:
-  explicit Owner(const std::string& folder)
-      : OtherProcess([&] {
-          if (Attempt(folder).lock.release()->state() != State::owned) ::_exit(1);
-        }) {}
+  explicit Owner(const std::string& folder) : OtherProcess([&] { own(folder); }) {}
 };
 
 /// Calls `onAttempt` with the number of each attempt to lock a file, before it is made.
@@ -183,7 +187,7 @@ TEST(FolderLock, IsNotTakenOverByAForkedChildThatOutlivesItsOwner) {
   int ends[2];
   ASSERT_EQ(::pipe(ends), 0);
   OtherProcess owner([&] {
-    if (Attempt(folder.path()).lock.release()->state() != State::owned) ::_exit(1);
+    own(folder.path());
     const pid_t child = ::fork();
     if (child == 0) {
       for (;;) ::pause();
@@ -221,7 +225,7 @@ TEST(FolderLock, DoesNotReachAProgramThatIsExecuted) {
     // NOLINTNEXTLINE(android-cloexec-open): the program is to have this file
     if (::open((folder / "inherited").c_str(), O_WRONLY | O_CREAT, 0600) < 0) ::_exit(3);
     const std::string command =
-        "files=$(ls -l /proc/self/fd); echo \"$files\" | grep -q inherited && ! echo \"$files\" | grep -q SQM.lock";
+        R"(files=$(ls -l /proc/self/fd); echo "$files" | grep -q inherited && ! echo "$files" | grep -q SQM.lock)";
     ::execl("/bin/sh", "sh", "-c", command.c_str(), nullptr);
     ::_exit(2);
   }
