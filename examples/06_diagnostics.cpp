@@ -8,8 +8,9 @@
 #include "sqm/platform/StandardHost.h"
 
 int main() {
-  sqm::platform::StandardHost host;
-  sqm::Host::install(host);  // the process-wide record uses it
+  sqm::platform::StandardHost host(
+      sqm::platform::StandardHost::Options::recommended());  // what a client should begin with
+  sqm::Host::install(host);                                  // the process-wide record uses it
   auto& record = *sqm::SQMDiagnosticsRecord::sharedSQMDiagnosticsRecord();
   record.setRavixUagent("ConnectivityClient/4.2");  // the same for every probe
 

@@ -14,6 +14,7 @@ constexpr std::string_view kFirstLine = "SQM delivery statistics 1\n";
 constexpr std::string_view kCheck = "check ";
 constexpr std::size_t kCheckLength = kCheck.size() + 8 + 1;
 constexpr std::string_view kQueue = "queue";
+constexpr std::string_view kRefusedBodies = "refused bodies:";
 
 /// The first counts of a line; those of the dropped ones follow.
 constexpr struct {
@@ -41,15 +42,21 @@ bool forEachKind(Kept& kept, Visit visit) {
   return visit(std::string(kQueue), kept.counts.queue, kept.queueTimes);
 }
 
+void put(std::string& text, std::string_view name, std::uint64_t count) {
+  text.append(" ").append(name).append(" ").append(std::to_string(count));
+}
+
+void write(std::string& text, const DropCounts& dropped) {
+  for (std::size_t at = 0; at < dropped.size(); ++at) put(text, kDropReasonNames[at], dropped[at]);
+  text.append("\n");
+}
+
 bool write(std::string& text, const std::string& kind, const DeliveryCounts& counts, const StoredTimes& times) {
   text.append(kind).append(":");
-  const auto put = [&](std::string_view name, std::uint64_t count) {
-    text.append(" ").append(name).append(" ").append(std::to_string(count));
-  };
-  for (const auto& [name, count] : kCounts) put(name, counts.*count);
-  for (std::size_t at = 0; at < counts.dropped.size(); ++at) put(kDropReasonNames[at], counts.dropped[at]);
-  text.append("\n").append(kind).append(" stored:");
-  for (const StoredTimes::Run& run : times.runs()) put(std::to_string(run.time), run.count);
+  for (const auto& [name, count] : kCounts) put(text, name, counts.*count);
+  write(text, counts.dropped);
+  text.append(kind).append(" stored:");
+  for (const StoredTimes::Run& run : times.runs()) put(text, std::to_string(run.time), run.count);
   text.append("\n");
   return true;
 }
@@ -83,15 +90,19 @@ class Reader {
   std::string_view rest_;
 };
 
+bool read(Reader& reader, DropCounts& dropped) {
+  for (std::size_t at = 0; at < dropped.size(); ++at) {
+    if (!reader.takeCount(kDropReasonNames[at], dropped[at])) return false;
+  }
+  return reader.take("\n");
+}
+
 bool read(Reader& reader, std::string_view kind, DeliveryCounts& counts, StoredTimes& times) {
   if (!reader.take(kind) || !reader.take(":")) return false;
   for (const auto& [name, count] : kCounts) {
     if (!reader.takeCount(name, counts.*count)) return false;
   }
-  for (std::size_t at = 0; at < counts.dropped.size(); ++at) {
-    if (!reader.takeCount(kDropReasonNames[at], counts.dropped[at])) return false;
-  }
-  if (!reader.take("\n") || !reader.take(kind) || !reader.take(" stored:")) return false;
+  if (!read(reader, counts.dropped) || !reader.take(kind) || !reader.take(" stored:")) return false;
   while (reader.take(" ")) {
     StoredTimes::Run run;
     if (!reader.takeNumber(run.time) || !reader.take(" ") || !reader.takeNumber(run.count)) return false;
@@ -120,6 +131,8 @@ std::string savedStatisticsOf(const KeptStatistics& kept) {
   forEachKind(kept, [&](const std::string& kind, const auto& counts, const auto& times) {
     return write(text, kind, counts, times);
   });
+  text.append(kRefusedBodies);
+  write(text, kept.counts.refusedBodies);
   return text.append(checkOf(text));
 }
 
@@ -131,7 +144,8 @@ std::optional<KeptStatistics> statisticsOf(std::string_view text) {
   KeptStatistics kept;
   const bool isRead = forEachKind(
       kept, [&](const std::string& kind, auto& counts, auto& times) { return read(reader, kind, counts, times); });
-  return isRead && reader.isAtEnd() ? std::optional(std::move(kept)) : std::nullopt;
+  const bool isWhole = isRead && reader.take(kRefusedBodies) && read(reader, kept.counts.refusedBodies);
+  return isWhole && reader.isAtEnd() ? std::optional(std::move(kept)) : std::nullopt;
 }
 
 }  // namespace sqm::delivery

@@ -27,14 +27,17 @@ enum class DropReason : std::uint8_t {
 inline constexpr std::array<std::string_view, 7> kDropReasonNames = {"records", "bytes",   "age", "consent",
                                                                      "unsent",  "deleted", "lost"};
 
+/// Numbers of what was dropped, by reason.
+using DropCounts = std::array<std::uint64_t, kDropReasonNames.size()>;
+
 /// What became of the records of a type, or of the requests of the upload queue:
 /// accepted = delivered + refused + dropped + waiting.
 struct DeliveryCounts {
-  std::uint64_t accepted = 0;                                       ///< stored
-  std::uint64_t delivered = 0;                                      ///< a server has them
-  std::uint64_t refused = 0;                                        ///< a server will never take them
-  std::uint64_t waiting = 0;                                        ///< still stored
-  std::array<std::uint64_t, kDropReasonNames.size()> dropped = {};  ///< by reason
+  std::uint64_t accepted = 0;   ///< stored
+  std::uint64_t delivered = 0;  ///< a server has them
+  std::uint64_t refused = 0;    ///< a server will never take them
+  std::uint64_t waiting = 0;    ///< still stored
+  DropCounts dropped = {};
 
   std::uint64_t of(DropReason reason) const { return dropped[static_cast<std::size_t>(reason)]; }
   std::uint64_t allDropped() const;
@@ -50,6 +53,7 @@ struct DeliveryCounts {
 struct DeliveryStatistics {
   ByType<DeliveryCounts> lists = {};
   DeliveryCounts queue = {};
+  DropCounts refusedBodies = {};  ///< of the files that the folder `Refused` had
 
   friend bool operator==(const DeliveryStatistics&, const DeliveryStatistics&) = default;
 };

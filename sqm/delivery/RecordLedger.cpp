@@ -17,6 +17,15 @@ DeliveryStatistics RecordLedger::statistics() const {
   return kept_.counts;
 }
 
+void RecordLedger::refusedBodyDropped(DropReason reason) {
+  {
+    const std::lock_guard lock(mutex_);
+    ++kept_.counts.refusedBodies[static_cast<std::size_t>(reason)];
+    hasNews_ = true;
+  }
+  write(/*withLists=*/inner_ != nullptr);
+}
+
 std::int64_t RecordLedger::now() const { return host_.clock->time(); }
 
 // The lists.
@@ -186,6 +195,7 @@ void RecordLedger::write(bool withLists) {
     const std::lock_guard lock(mutex_);
     if (!file_ || !std::exchange(hasNews_, !withLists)) return;
     saved_.counts.queue = kept_.counts.queue;
+    saved_.counts.refusedBodies = kept_.counts.refusedBodies;
     saved_.queueTimes = kept_.queueTimes;
     if (withLists) saved_ = kept_;
   }

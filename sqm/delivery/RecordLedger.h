@@ -66,6 +66,9 @@ class RecordLedger final : public RecordJournal, public UploadQueueRules {
 
   DeliveryStatistics statistics() const;
 
+  /// Counts a file that the folder `Refused` had. On the main thread.
+  void refusedBodyDropped(DropReason reason);
+
   Surplus surplusOf(Lists lists, RecordType type) override;
   bool keepsUnsent() const override { return inner_ != nullptr && inner_->keepsUnsent(); }
   void listsLoaded(std::span<TextArray> lists) override;

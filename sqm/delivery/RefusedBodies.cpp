@@ -130,13 +130,14 @@ void RefusedBodies::dropOldest(const std::vector<RefusedFile>& refused, std::uin
   const bool hasAge = limits_.age && *limits_.age < now().time_since_epoch();
   const std::string earliest = hasAge ? isoTimeStamp(now() - *limits_.age) : "";
   for (const RefusedFile& oldest : refused) {
-    const bool isBeyond = count > limits_.files || bytes > limits_.bytes;
-    if (!isBeyond && !isBefore(*host_.files, oldest.path, earliest)) return;
+    const bool isOld = isBefore(*host_.files, oldest.path, earliest);
+    if (!isOld && count <= limits_.files && bytes <= limits_.bytes) return;
     if (host_.files->remove(oldest.path)) continue;  // the next body tries it again
+    const DropReason reason = isOld ? DropReason::age : count > limits_.files ? DropReason::records : DropReason::bytes;
     --count;
     bytes -= oldest.bytes;
     ++dropped_;
-    if (onDrop_) onDrop_(oldest, dropped_);
+    if (onDrop_) onDrop_(oldest, reason, dropped_);
   }
 }
 

@@ -14,6 +14,7 @@
 #include "sqm/common/Files.h"
 #include "sqm/common/Host.h"
 #include "sqm/common/TrelkConfiguration.h"
+#include "sqm/delivery/DeliveryStatistics.h"
 
 namespace sqm::delivery {
 
@@ -48,8 +49,9 @@ struct RefusedLimits {
   std::optional<std::chrono::seconds> age = {};  ///< since the body was refused; checked with each new one
 };
 
-/// Called after a file was dropped, with the number of files that this object has dropped.
-using RefusedDropObserver = std::function<void(const RefusedFile& dropped, std::uint64_t count)>;
+/// Called after a file was dropped, with the limit that it was beyond (`records` is that of the files) and the number
+/// of files that this object has dropped.
+using RefusedDropObserver = std::function<void(const RefusedFile& dropped, DropReason reason, std::uint64_t count)>;
 
 /// Keeps refused bodies as files in `Refused` in the SQM folder, private to the user.
 ///

@@ -99,7 +99,12 @@ struct StandardHost::Services {
     if (options.schedule) schedule.emplace(host, *options.schedule);
     const delivery::DeliveryObserver observer = observerOf(options);
     if (options.accept == delivery::Accept::anyStatus && !observer && !ledger && !options.consent) return;
-    refused.emplace(host, options.refusedLimits, options.onRefusedDrop);
+    refused.emplace(host, options.refusedLimits,
+                    [this, own = options.onRefusedDrop](const delivery::RefusedFile& file, delivery::DropReason reason,
+                                                        std::uint64_t count) {
+                      if (ledger) ledger->refusedBodyDropped(reason);
+                      if (own) own(file, reason, count);
+                    });
     outcomes.emplace(*host.httpTransactions, *host.notificationCenter, &*refused,
                      delivery::OutcomeRules{options.accept, options.proof}, observer);
     host.httpTransactions = &*outcomes;

@@ -13,6 +13,7 @@ KeptStatistics sample() {
   kept.counts.lists[0] = {.accepted = 12, .delivered = 3, .refused = 1, .waiting = 5, .dropped = {1, 0, 2}};
   kept.counts.lists[4] = {.accepted = 18'446'744'073'709'551'615U, .waiting = 18'446'744'073'709'551'615U};
   kept.counts.queue = {.accepted = 2, .waiting = 2};
+  kept.counts.refusedBodies = {3, 0, 1};
   kept.listTimes[0].append(1'795'255'815, 3);
   kept.listTimes[0].append(1'795'255'900, 2);
   kept.queueTimes.append(-5);

@@ -260,6 +260,16 @@ TEST_F(RecordLedgerTest, AFileThatCannotBeWrittenIsToldOnceAndWrittenLater) {
   EXPECT_EQ(statisticsOf(disk_.content.value()).value().counts, ledger_->statistics());
 }
 
+TEST_F(RecordLedgerTest, TheFilesThatTheFolderOfRefusedBodiesHadAreCounted) {
+  begin();
+  ledger_->refusedBodyDropped(DropReason::age);
+  ledger_->refusedBodyDropped(DropReason::records);
+  const DropCounts expected = {1, 0, 1};
+  EXPECT_EQ(statisticsOf(disk_.content.value()).value().counts.refusedBodies, expected);
+  restart();
+  EXPECT_EQ(ledger_->statistics().refusedBodies, expected);
+}
+
 TEST_F(RecordLedgerTest, IsSyncedWhenAsked) {
   synced_ = true;
   begin();

@@ -30,8 +30,9 @@ class Refused : public ::testing::Test {
   }
 
   RefusedBodies bodiesWith(const RefusedLimits& limits) {
-    return RefusedBodies(fakes.host, limits, [this](const RefusedFile& file, std::uint64_t count) {
+    return RefusedBodies(fakes.host, limits, [this](const RefusedFile& file, DropReason reason, std::uint64_t count) {
       dropped.emplace_back(file.number, count);
+      reasons.push_back(reason);
     });
   }
 
@@ -39,6 +40,7 @@ class Refused : public ::testing::Test {
 
   sqm::testing::FakeHost fakes;
   std::vector<std::pair<std::uint64_t, std::uint64_t>> dropped;
+  std::vector<DropReason> reasons;
 };
 
 TEST_F(Refused, AFileHoldsTheAddressTheStatusTheTimeAndTheBody) {
@@ -143,7 +145,7 @@ TEST_F(Refused, BodiesThatAreTooOldAreDroppedForANewOne) {
   fakes.clock.advance(1s);
   ASSERT_FALSE(bodies.keep("http://collect", 400, "d"));
   EXPECT_EQ(names(), (Names{"0000000003.refused", "0000000004.refused"}));
-  EXPECT_EQ(dropped.size(), 2U);
+  EXPECT_EQ(reasons, (std::vector{DropReason::age, DropReason::age}));
 }
 
 TEST_F(Refused, AnAgeBeyondAllTimesIsNoLimit) {

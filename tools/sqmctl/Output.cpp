@@ -24,15 +24,19 @@ std::string blanks(std::string_view text, std::size_t width) {
 
 }  // namespace
 
-Json jsonOf(const sqm::delivery::DeliveryCounts& counts) {
-  Json dropped = Json::object();
-  for (std::size_t at = 0; at < counts.dropped.size(); ++at) {
-    if (counts.dropped[at] > 0) dropped[std::string(sqm::delivery::kDropReasonNames[at])] = counts.dropped[at];
+Json jsonOf(const sqm::delivery::DropCounts& dropped) {
+  Json reasons = Json::object();
+  for (std::size_t at = 0; at < dropped.size(); ++at) {
+    if (dropped[at] > 0) reasons[std::string(sqm::delivery::kDropReasonNames[at])] = dropped[at];
   }
+  return reasons;
+}
+
+Json jsonOf(const sqm::delivery::DeliveryCounts& counts) {
   return {{"accepted", counts.accepted},
           {"delivered", counts.delivered},
           {"refused", counts.refused},
-          {"dropped", std::move(dropped)},
+          {"dropped", jsonOf(counts.dropped)},
           {"waiting", counts.waiting}};
 }
 

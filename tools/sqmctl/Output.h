@@ -21,6 +21,7 @@ void printJson(const tools::Terminal& terminal, const Json& value);
 /// {"accepted":9,"delivered":4,"refused":0,"dropped":{"age":2},"waiting":3}. Of the dropped ones, the reasons that
 /// there were.
 Json jsonOf(const sqm::delivery::DeliveryCounts& counts);
+Json jsonOf(const sqm::delivery::DropCounts& dropped);
 
 /// Bytes for a JSON member: unchanged with the encoding "utf-8" when they are UTF-8, else in "base64".
 struct EncodedBytes {

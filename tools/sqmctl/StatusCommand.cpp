@@ -17,6 +17,8 @@ namespace {
 
 using tools::Style;
 
+constexpr std::size_t kNameWidth = 15;
+
 struct StatusOptions {
   std::string folder;
   bool isJson = false;
@@ -53,7 +55,6 @@ Json jsonOf(const Place& place, const char* countName) {
 
 void printRow(const tools::Terminal& terminal, const Place& place) {
   const bool isWaiting = place.count > 0;
-  constexpr std::size_t kNameWidth = 15;
   constexpr std::size_t kCountWidth = 18;
   std::string row = "  " + padded(place.name, kNameWidth) + padded(counted(place.count, place.unit), kCountWidth) +
                     counted(place.bytes, "byte");
@@ -62,21 +63,26 @@ void printRow(const tools::Terminal& terminal, const Place& place) {
   terminal.line(terminal.styled(!place.isReadable ? Style::bad : isWaiting ? Style::plain : Style::dim, row));
 }
 
+/// "2 (age: 1, records: 1)"
+std::string textOf(const sqm::delivery::DropCounts& dropped) {
+  std::uint64_t sum = 0;
+  std::string reasons;
+  for (std::size_t at = 0; at < dropped.size(); ++at) {
+    if (dropped[at] == 0) continue;
+    sum += dropped[at];
+    reasons += (reasons.empty() ? "" : ", ") + std::string(sqm::delivery::kDropReasonNames[at]) + ": " +
+               std::to_string(dropped[at]);
+  }
+  return std::to_string(sum) + (reasons.empty() ? "" : " (" + reasons + ")");
+}
+
 /// "  client  accepted 12, delivered 9, refused 0, dropped 2 (age: 2), waiting 1"; nothing when nothing was accepted.
 void printCounts(const tools::Terminal& terminal, const std::string& name,
                  const sqm::delivery::DeliveryCounts& counts) {
   if (counts.accepted == 0) return;
-  std::string reasons;
-  for (std::size_t at = 0; at < counts.dropped.size(); ++at) {
-    if (counts.dropped[at] == 0) continue;
-    reasons += (reasons.empty() ? "" : ", ") + std::string(sqm::delivery::kDropReasonNames[at]) + ": " +
-               std::to_string(counts.dropped[at]);
-  }
-  constexpr std::size_t kNameWidth = 15;
   terminal.line("  " + padded(name, kNameWidth) + "accepted " + std::to_string(counts.accepted) + ", delivered " +
                 std::to_string(counts.delivered) + ", refused " + std::to_string(counts.refused) + ", dropped " +
-                std::to_string(counts.allDropped()) + (reasons.empty() ? "" : " (" + reasons + ")") + ", waiting " +
-                std::to_string(counts.waiting));
+                textOf(counts.dropped) + ", waiting " + std::to_string(counts.waiting));
 }
 
 void printStatistics(const tools::Terminal& terminal, const sqm::delivery::DeliveryStatistics& statistics) {
@@ -85,6 +91,9 @@ void printStatistics(const tools::Terminal& terminal, const sqm::delivery::Deliv
     printCounts(terminal, nameOf(type), statistics.lists[sqm::indexOf(type)]);
   }
   printCounts(terminal, "upload queue", statistics.queue);
+  if (statistics.refusedBodies != sqm::delivery::DropCounts{}) {
+    terminal.line("  " + padded("refused bodies", kNameWidth) + "dropped " + textOf(statistics.refusedBodies));
+  }
 }
 
 Json jsonOf(const sqm::delivery::DeliveryStatistics& statistics) {
@@ -93,6 +102,7 @@ Json jsonOf(const sqm::delivery::DeliveryStatistics& statistics) {
     types[nameOf(type)] = sqmctl::jsonOf(statistics.lists[sqm::indexOf(type)]);
   }
   types["queue"] = sqmctl::jsonOf(statistics.queue);
+  types["refusedBodies"] = {{"dropped", sqmctl::jsonOf(statistics.refusedBodies)}};
   return types;
 }
 
