@@ -23,7 +23,7 @@ Surplus surplusOf(const Limit& limit, const Texts& texts, std::uint64_t bytes, c
                   std::int64_t now) {
   if (limit.age) {
     const std::uint64_t old = times.countBefore(now - std::max<std::int64_t>(limit.age->count(), 0));
-    if (old > 0) return {std::min<std::size_t>(old, texts.size()), Removal::age};
+    if (old > 0) return {static_cast<std::size_t>(std::min<std::uint64_t>(old, texts.size())), Removal::age};
   }
   if (limit.records && texts.size() > *limit.records) {
     return {static_cast<std::size_t>(texts.size() - *limit.records), Removal::records};
