@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "sqm/platform/system/internal/WakeTimer.h"
+
 namespace sqm::platform {
 
 namespace {
@@ -18,10 +20,15 @@ Clock::time_point deadlineAfter(std::chrono::milliseconds timeout) {
 
 }  // namespace
 
+RunLoop::RunLoop() = default;
+
+RunLoop::~RunLoop() = default;
+
 void RunLoop::post(Task task) {
   {
     const std::lock_guard lock(mutex_);
     tasks_.push_back(std::move(task));
+    setWakeTime();
   }
   changed_.notify_one();
 }
@@ -30,6 +37,7 @@ bool RunLoop::postAfter(std::chrono::milliseconds delay, Task task) {
   {
     const std::lock_guard lock(mutex_);
     later_.emplace(deadlineAfter(delay), std::move(task));
+    setWakeTime();
   }
   changed_.notify_one();
   return true;
@@ -41,6 +49,7 @@ void RunLoop::queueDueTasks() {
   for (auto due = later_.begin(); due != later_.end() && due->first <= now; due = later_.erase(due)) {
     tasks_.push_back(std::move(due->second));
   }
+  setWakeTime();
 }
 
 void RunLoop::wait(std::unique_lock<std::mutex>& lock, TimePoint deadline) {
@@ -103,10 +112,28 @@ std::size_t RunLoop::poll() {
   return ran;
 }
 
+int RunLoop::wakeDescriptor() {
+  const std::lock_guard lock(mutex_);
+  if (!wakeTimer_) {
+    auto timer = std::make_unique<WakeTimer>();
+    if (timer->descriptor() < 0) return -1;
+    wakeTimer_ = std::move(timer);
+    setWakeTime();
+  }
+  return wakeTimer_->descriptor();
+}
+
+void RunLoop::setWakeTime() {
+  if (!wakeTimer_) return;
+  const TimePoint next = later_.empty() ? TimePoint::max() : later_.begin()->first;
+  wakeTimer_->set(tasks_.empty() ? next : TimePoint::min());
+}
+
 void RunLoop::runOldest(std::unique_lock<std::mutex>& lock) {
   Task task = std::move(tasks_.front());
   tasks_.pop_front();
   ++taken_;
+  setWakeTime();
   lock.unlock();
   task();
   task = nullptr;  // before the lock is taken again: the destructors of its captures may post

@@ -7,14 +7,17 @@
 #include <deque>
 #include <functional>
 #include <map>
+#include <memory>
 #include <mutex>
 
 #include "sqm/common/MainThread.h"
 
 namespace sqm::platform {
 
+class WakeTimer;
+
 /// A queue of tasks, which the host runs on the thread that calls the library. A host with an event loop of its own
-/// uses `MainThreadAdapter` instead.
+/// waits for `wakeDescriptor` in it and calls `poll`, or uses `MainThreadAdapter` instead.
 ///
 /// A task that was posted for later is queued when its time has come, whichever function runs the loop. Until then it
 /// is no reason to wait: with one for tomorrow, a loop is idle today.
@@ -25,6 +28,9 @@ namespace sqm::platform {
 /// `runUntilIdle` or `poll`; the tasks behind it stay queued.
 class RunLoop final : public MainThread {
  public:
+  RunLoop();
+  ~RunLoop() override;
+
   void post(Task task) override;
   bool postAfter(std::chrono::milliseconds delay, Task task) override;
 
@@ -45,6 +51,11 @@ class RunLoop final : public MainThread {
   /// Runs the tasks that are queued now, but not those that are posted meanwhile. Returns their number.
   std::size_t poll();
 
+  /// A descriptor that is readable while a task is queued or the time of a later one has come, for a host that waits in
+  /// an event loop of its own and then calls `poll`. It must not be read. The loop owns it. -1, with the reason in
+  /// errno, when the system has none; the next call tries again.
+  int wakeDescriptor();
+
  private:
   using TimePoint = std::chrono::steady_clock::time_point;
 
@@ -56,6 +67,9 @@ class RunLoop final : public MainThread {
   /// Waits, with the lock released, until something has changed, the next task is due, or `deadline` has passed.
   void wait(std::unique_lock<std::mutex>& lock, TimePoint deadline);
 
+  /// Sets the time at which the descriptor, if there is one, is readable. Called with the lock held after each change.
+  void setWakeTime();
+
   /// Removes the oldest task from the queue, which must not be empty, and runs it with the lock released.
   void runOldest(std::unique_lock<std::mutex>& lock);
 
@@ -65,6 +79,7 @@ class RunLoop final : public MainThread {
   std::multimap<TimePoint, Task> later_;  // by the time at which each is queued
   std::uint64_t taken_ = 0;               // the number of tasks that were removed from the queue
   bool stopped_ = false;
+  std::unique_ptr<WakeTimer> wakeTimer_;  // null until somebody asks for the descriptor
 };
 
 }  // namespace sqm::platform

@@ -2,6 +2,7 @@
 #include <chrono>
 #include <limits>
 #include <memory>
+#include <poll.h>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -279,6 +280,57 @@ TEST(RunLoop, IsIdleWithATaskForLater) {
   EXPECT_EQ(loop.poll(), 0U);
   EXPECT_FALSE(loop.runUntil([] { return false; }, milliseconds(1)));
   EXPECT_FALSE(ran);
+}
+
+bool isReadable(int descriptor, milliseconds timeout = milliseconds(0)) {
+  pollfd wait = {descriptor, POLLIN, 0};
+  return poll(&wait, 1, static_cast<int>(timeout.count())) == 1;
+}
+
+TEST(RunLoop, WakeDescriptorIsReadableWhileTasksWait) {
+  RunLoop loop;
+  loop.post([] {});
+  const int descriptor = loop.wakeDescriptor();
+  ASSERT_GE(descriptor, 0);
+  EXPECT_EQ(loop.wakeDescriptor(), descriptor);
+  EXPECT_TRUE(isReadable(descriptor)) << "for a task that was posted before, too";
+  loop.post([&] { loop.post([] {}); });
+  EXPECT_EQ(loop.poll(), 2U);
+  EXPECT_TRUE(isReadable(descriptor)) << "for the task that was posted meanwhile";
+  EXPECT_EQ(loop.poll(), 1U);
+  EXPECT_FALSE(isReadable(descriptor));
+}
+
+TEST(RunLoop, WakeDescriptorIsReadableWhenATimeHasCome) {
+  RunLoop loop;
+  const int descriptor = loop.wakeDescriptor();
+  loop.postAfter(milliseconds::max(), [] {});
+  loop.postAfter(milliseconds(std::chrono::hours(1)), [] {});
+  EXPECT_FALSE(isReadable(descriptor));
+  loop.postAfter(milliseconds(1), [] {});
+  EXPECT_TRUE(isReadable(descriptor, kPatience));
+  EXPECT_EQ(loop.poll(), 1U);
+  EXPECT_FALSE(isReadable(descriptor));
+}
+
+TEST(RunLoop, WakeDescriptorStaysReadableForWhatAnExceptionLeft) {
+  RunLoop loop;
+  const int descriptor = loop.wakeDescriptor();
+  loop.post([] { throw std::runtime_error("task"); });
+  loop.post([] {});
+  EXPECT_THROW(loop.poll(), std::runtime_error);
+  EXPECT_TRUE(isReadable(descriptor));
+  EXPECT_EQ(loop.poll(), 1U);
+  EXPECT_FALSE(isReadable(descriptor));
+}
+
+TEST(RunLoop, WakeDescriptorIsNotReadableAfterOtherFunctionsHaveRunTheTasks) {
+  RunLoop loop;
+  const int descriptor = loop.wakeDescriptor();
+  bool ran = false;
+  loop.postAfter(milliseconds(1), [&] { ran = true; });
+  EXPECT_TRUE(loop.runUntil([&] { return ran; }, kPatience));
+  EXPECT_FALSE(isReadable(descriptor));
 }
 
 TEST(MainThreadAdapter, PassesTasksForLaterToTheSecondFunction) {
