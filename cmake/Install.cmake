@@ -21,6 +21,19 @@ if(NOT SQM_CORE_ONLY)
   list(APPEND sqm_installed sqm_platform sqm_sqm)
 endif()
 
+if(TARGET sqm_c)
+  # The C face: libsqm.so, sqm.h and what it includes.
+  set(c_face ${PROJECT_SOURCE_DIR}/faces/c)
+  file(GLOB c_headers CONFIGURE_DEPENDS ${c_face}/sqm-c/*.h)
+  target_sources(sqm_c PUBLIC FILE_SET HEADERS BASE_DIRS ${c_face} FILES ${c_face}/sqm.h ${c_headers})
+  set_target_properties(sqm_c PROPERTIES VERIFY_INTERFACE_HEADER_SETS ON)
+  list(APPEND sqm_installed sqm_c)
+  # Relative to the file, so that an installation can be moved.
+  file(RELATIVE_PATH SQM_C_PREFIX /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
+  configure_file(${c_face}/sqm-c.pc.in ${PROJECT_BINARY_DIR}/sqm-c.pc @ONLY)
+  install(FILES ${PROJECT_BINARY_DIR}/sqm-c.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+endif()
+
 set(SQM_PACKAGE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/SQM)
 install(TARGETS ${sqm_installed} EXPORT SQMTargets FILE_SET HEADERS)
 install(EXPORT SQMTargets NAMESPACE sqm:: DESTINATION ${SQM_PACKAGE_DIR})

@@ -4,8 +4,8 @@
 Dependencies between the folders run one way (MAY_INCLUDE). The core and all public headers include the standard library
 alone, so that a host needs no third-party header. Headers in a folder called `internal` are not installed. Within sqm/
 only their own folder may include them, but those of `common` and `upload` serve every folder that may include these.
-The tools, benchmarks and tests of this repository may include internal headers; the examples, which show what a host
-does, may not. All other headers of sqm/ are public and have a line in docs/headers.md.
+The tools, benchmarks and tests of this repository may include internal headers; the faces and the examples, which do
+what a host does, may not. All other headers of sqm/ are public and have a line in docs/headers.md.
 """
 
 import pathlib
@@ -39,8 +39,9 @@ ALSO_INCLUDES = {
 # Folders whose internal headers serve every folder that may include them.
 SHARED_INTERNALS = {"common", "upload"}
 
-# The folders that use the library.
-ON_TOP = ("tools", "examples", "bench", "tests")
+# The folders that use the library. Those in HOSTS do so as a host does, by the public headers.
+ON_TOP = ("faces", "tools", "examples", "bench", "tests")
+HOSTS = ("faces", "examples")
 
 STANDARD = set(
     """
@@ -80,7 +81,7 @@ def fault_of(path, include):
         return None
 
     target = pathlib.PurePosixPath(name)
-    if "internal" in target.parts and (in_library or path.parts[0] == "examples"):
+    if "internal" in target.parts and (in_library or path.parts[0] in HOSTS):
         if not in_library or target.parts[1] not in {folder, *SHARED_INTERNALS}:
             return f"this header is internal to sqm/{target.parts[1]}"
         if path.suffix == ".h" and not internal:

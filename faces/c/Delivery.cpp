@@ -1,0 +1,125 @@
+// Schedule, counts and consent.
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <system_error>
+#include <utility>
+
+#include "sqm/delivery/DeliveryStatistics.h"
+#include "sqm/delivery/UploadSchedule.h"
+#include "sqm/delivery/UserConsent.h"
+
+#include "faces/c/internal/Objects.h"
+
+using namespace sqm::c;  // NOLINT(google-build-using-namespace): the functions are in the global namespace
+using sqm::delivery::DeliveryCounts;
+using sqm::delivery::kDropReasonNames;
+using sqm::delivery::UploadSchedule;
+using sqm::delivery::UserConsent;
+
+namespace {
+
+constexpr std::size_t kReasons = kDropReasonNames.size();
+static_assert(SQM_COUNT_DROPPED + kReasons == SQM_COUNTS);
+static_assert(static_cast<int>(sqm::delivery::DropReason::lost) == SQM_DROP_LOST);
+
+UploadSchedule& scheduleOf(const sqm_host* host) {
+  UploadSchedule* schedule = on(host).state->host.schedule();
+  if (schedule == nullptr) throw Failure(SQM_UNAVAILABLE, "the host was made without a schedule");
+  return *schedule;
+}
+
+UserConsent& consentOf(const sqm_host* host) {
+  UserConsent* consent = on(host).state->host.consent();
+  if (consent == nullptr) throw Failure(SQM_UNAVAILABLE, "the host was made without a consent");
+  return *consent;
+}
+
+std::array<std::uint64_t, SQM_COUNTS> numbersOf(const DeliveryCounts& counts) {
+  std::array<std::uint64_t, SQM_COUNTS> numbers = {counts.accepted, counts.delivered, counts.refused, counts.waiting};
+  std::copy(counts.dropped.begin(), counts.dropped.end(), numbers.begin() + SQM_COUNT_DROPPED);
+  return numbers;
+}
+
+}  // namespace
+
+sqm_status sqm_schedule_add_manager(sqm_host* host, sqm_manager* manager) {
+  return attempt([&] {
+    const std::weak_ptr<sqm::SQMManager> weak = on(manager).manager;
+    scheduleOf(host).addTarget({[weak] {
+      if (const auto target = weak.lock()) target->uploadSQM();
+    }});
+  });
+}
+
+sqm_status sqm_schedule_add_target(sqm_host* host, void (*start)(void* context), bool (*is_idle)(void* context),
+                                   void* context) {
+  return attempt([&] {
+    require(start != nullptr, "the callback is NULL");
+    UploadSchedule::Target target = {[=] { start(context); }};
+    if (is_idle != nullptr) target.isIdle = [=] { return is_idle(context); };
+    scheduleOf(host).addTarget(std::move(target));
+  });
+}
+
+sqm_status sqm_schedule_start(sqm_host* host) {
+  return attempt([&] { scheduleOf(host).start(); });
+}
+
+sqm_status sqm_schedule_upload_now(sqm_host* host) {
+  return attempt([&] { scheduleOf(host).uploadNow(); });
+}
+
+sqm_status sqm_schedule_network_changed(sqm_host* host) {
+  return attempt([&] { scheduleOf(host).networkChanged(); });
+}
+
+bool sqm_schedule_is_uploading(const sqm_host* host) {
+  return valueOr(false, [&] { return scheduleOf(host).isUploading(); });
+}
+
+uint64_t sqm_schedule_uploads(const sqm_host* host) {
+  return valueOr(std::uint64_t{0}, [&] { return scheduleOf(host).uploads(); });
+}
+
+sqm_status sqm_host_statistics(const sqm_host* host, int32_t list, uint64_t* counts, size_t count) {
+  return attempt([&] {
+    const SharedHost& state = on(host, Use::anyThread).state;
+    require(list >= 0 && list <= SQM_LIST_QUEUE, "there is no such list");
+    require(counts != nullptr, "the counts are NULL");
+    require(count <= SQM_COUNTS, "there are not so many counts");
+    const auto all = state->host.statistics();
+    const auto numbers = numbersOf(list == SQM_LIST_QUEUE ? all.queue : all.lists[static_cast<std::size_t>(list)]);
+    std::copy_n(numbers.begin(), count, counts);
+  });
+}
+
+char* sqm_drop_reason_name(int32_t reason) {
+  return textFrom([&] {
+    require(reason >= 0 && static_cast<std::size_t>(reason) < kReasons, "there is no such reason");
+    return kDropReasonNames[static_cast<std::size_t>(reason)];
+  });
+}
+
+sqm_status sqm_consent_set(sqm_host* host, int32_t consent) {
+  return attempt([&] {
+    UserConsent& choice = consentOf(host);
+    require(consent >= SQM_CONSENT_GRANTED && consent <= SQM_CONSENT_REVOKED, "there is no such consent");
+    const std::error_code error = choice.set(static_cast<sqm::delivery::Consent>(consent));
+    if (error) throw Failure(SQM_FAILED, error.message());
+  });
+}
+
+int32_t sqm_consent_get(const sqm_host* host) {
+  return valueOr(std::int32_t{-1}, [&] { return static_cast<std::int32_t>(consentOf(host).value()); });
+}
+
+sqm_status sqm_consent_add_session_folder(sqm_host* host, const char* folder) {
+  return attempt([&] {
+    require(folder != nullptr, "the folder is NULL");
+    consentOf(host).addSessionFolder(folder);
+  });
+}

@@ -1,0 +1,102 @@
+// The callbacks of the options: each gets a structure with the values of the C++ observer's argument.
+
+#include <string>
+#include <vector>
+
+#include "faces/c/internal/Handles.h"
+#include "faces/c/internal/Options.h"
+
+using namespace sqm::c;  // NOLINT(google-build-using-namespace): the functions are in the global namespace
+using sqm::delivery::Delivery;
+using sqm::delivery::Drop;
+using sqm::delivery::RefusedFile;
+using sqm::platform::FileProblem;
+using sqm::platform::HttpExchange;
+
+namespace {
+
+/// Sets an observer that passes its argument on to a callback; none without a callback. An argument that cannot be
+/// passed on, without memory for its copy, is lost: observers must not throw.
+template <typename Observer, typename Pass>
+sqm_status observe(sqm_options* options, Observer sqm::platform::StandardHost::Options::*member, bool isSet,
+                   Pass pass) {
+  return attempt([&] {
+    Observer& observer = on(options).standard.*member;
+    observer = nullptr;
+    if (!isSet) return;
+    observer = [pass](const auto&... arguments) {
+      try {
+        pass(arguments...);
+      } catch (const std::bad_alloc&) {
+        return;
+      }
+    };
+  });
+}
+
+}  // namespace
+
+sqm_status sqm_options_on_file_problem(sqm_options* options, sqm_file_problem_callback callback, void* context) {
+  return observe(options, &sqm::platform::StandardHost::Options::onFileProblem, callback != nullptr,
+                 [callback, context](const FileProblem& problem) {
+                   const std::string path(problem.path);
+                   const std::string reason(problem.reason);
+                   const sqm_file_problem given = {problem.operation == FileProblem::Operation::write, path.c_str(),
+                                                   reason.c_str()};
+                   callback(context, &given);
+                 });
+}
+
+sqm_status sqm_options_on_http_exchange(sqm_options* options, sqm_http_exchange_callback callback, void* context) {
+  return observe(options, &sqm::platform::StandardHost::Options::onHttpExchange, callback != nullptr,
+                 [callback, context](const HttpExchange& exchange) {
+                   std::vector<sqm_http_header> headers;
+                   for (const auto& header : exchange.headers) {
+                     headers.push_back({header.name.c_str(), header.value.c_str()});
+                   }
+                   const sqm_http_exchange given = {static_cast<std::int32_t>(exchange.outcome),
+                                                    exchange.status,
+                                                    exchange.address.c_str(),
+                                                    exchange.reason.c_str(),
+                                                    exchange.elapsed.count(),
+                                                    exchange.bytesSent,
+                                                    exchange.bytesReceived,
+                                                    exchange.contentType.c_str(),
+                                                    exchange.retryAfter.count(),
+                                                    headers.data(),
+                                                    headers.size()};
+                   callback(context, &given);
+                 });
+}
+
+sqm_status sqm_options_on_delivery(sqm_options* options, sqm_delivery_callback callback, void* context) {
+  return observe(options, &sqm::platform::StandardHost::Options::onDelivery, callback != nullptr,
+                 [callback, context](const Delivery& delivery) {
+                   const std::string address(delivery.address);
+                   const std::string reason(delivery.reason);
+                   const sqm_delivery given = {static_cast<std::int32_t>(delivery.outcome),
+                                               delivery.status,
+                                               delivery.shownStatus,
+                                               delivery.retryAfter.count(),
+                                               address.c_str(),
+                                               delivery.bytes,
+                                               reason.c_str()};
+                   callback(context, &given);
+                 });
+}
+
+sqm_status sqm_options_on_drop(sqm_options* options, sqm_drop_callback callback, void* context) {
+  return observe(options, &sqm::platform::StandardHost::Options::onDrop, callback != nullptr,
+                 [callback, context](const Drop& drop) {
+                   const auto list = drop.type ? static_cast<std::int32_t>(*drop.type) : SQM_LIST_QUEUE;
+                   const sqm_drop given = {list, drop.count, static_cast<std::int32_t>(drop.reason)};
+                   callback(context, &given);
+                 });
+}
+
+sqm_status sqm_options_on_refused_drop(sqm_options* options, sqm_refused_drop_callback callback, void* context) {
+  return observe(options, &sqm::platform::StandardHost::Options::onRefusedDrop, callback != nullptr,
+                 [callback, context](const RefusedFile& dropped, std::uint64_t count) {
+                   callback(context, dropped.path.c_str(), dropped.bytes, count);
+                 });
+}

@@ -1,0 +1,90 @@
+// libsqm.so as programs in other languages use it: the built library, a C program, a Python script.
+
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+#include <httplib.h>
+#include <nlohmann/json.hpp>
+
+#include "tests/support/Paths.h"
+#include "tests/support/Patience.h"
+#include "tests/support/Programs.h"
+#include "tools/support/ReservedPort.h"
+
+namespace {
+
+const std::string kLibrary = paths::build() + "/lib/libsqm.so";
+const std::string kTests = paths::sources() + "/tests/faces/c";
+
+/// The first body that was posted to this path.
+std::string bodyOf(const Collector& collector, const std::string& path) {
+  httplib::Client client(collector.address());
+  client.set_read_timeout(kPatience);
+  for (const auto& request : nlohmann::json::parse(client.Get("/_requests")->body)) {
+    if (request.at("path") == path) return client.Get("/_requests/" + request.at("id").dump() + "/body")->body;
+  }
+  return "";
+}
+
+bool holds(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
+
+TEST(CLibrary, ShowsItsOwnNamesAndNothingElse) {
+  const Outcome names = runProgram({"/usr/bin/nm", "-D", "--defined-only", "--format=posix", kLibrary});
+  ASSERT_EQ(names.status, 0) << names.err;
+  std::istringstream lines(names.out);
+  std::size_t count = 0;
+  for (std::string line; std::getline(lines, line); ++count) EXPECT_EQ(line.rfind("sqm_", 0), 0U) << line;
+  EXPECT_GT(count, 100U);
+}
+
+TEST(CLibrary, HasAVersionInItsName) {
+  const Outcome dynamic = runProgram({"/usr/bin/readelf", "-d", kLibrary});
+  EXPECT_TRUE(holds(dynamic.out, "soname: [libsqm.so.0]")) << dynamic.out;
+}
+
+TEST(CProgram, RecordsUploadsAndReadsTheOutcome) {
+  const TemporaryFolder home;
+  const Collector collector;
+  const Outcome run =
+      runProgram({"/usr/bin/env", "HOME=" + home.path(), kPrograms + "/c_01_first_record", collector.address()});
+  EXPECT_EQ(run.status, 0) << run.err;
+  EXPECT_TRUE(holds(bodyOf(collector, "/connection"), "<ssid>Café &amp; Bar</ssid>"));
+}
+
+TEST(CProgram, RunsOnAnEventLoopOfItsOwn) {
+  const TemporaryFolder home;
+  const Collector collector;
+  const Outcome run = runProgram({kPrograms + "/c_02_own_loop", home.path(), collector.address()}, "Net A\nNet <B>\n");
+  EXPECT_EQ(run.status, 0) << run.err;
+  EXPECT_EQ(run.out, "  recorded: Net A\n  recorded: Net <B>\n  delivered: 1, kept: 0\n");
+  const std::string body = bodyOf(collector, "/connection");
+  EXPECT_TRUE(holds(body, "<ssid>Net A</ssid>"));
+  EXPECT_TRUE(holds(body, "<ssid>Net &lt;B&gt;</ssid>"));
+}
+
+TEST(CProgram, KeepsItsRecordsWhileNobodyAnswers) {
+  const TemporaryFolder home;
+  const tools::ReservedPort nobody;
+  const Outcome run = runProgram({kPrograms + "/c_02_own_loop", home.path(), nobody.address()}, "Net\n");
+  EXPECT_EQ(run.status, 1);
+  EXPECT_TRUE(holds(run.out, "  kept: ")) << run.out;
+  EXPECT_TRUE(holds(contentOf(home / "Library/Application Support/Trelk/Trelk Quenfa/SQM/SQMConnection.plist"), "Net"));
+  EXPECT_EQ(runProgram({kPrograms + "/c_02_own_loop"}).status, 2);
+}
+
+TEST(PythonScript, RecordsUploadsAndReadsTheOutcome) {
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+  GTEST_SKIP() << "a Python without the sanitizer cannot load a library that is built with it";
+#endif
+  const TemporaryFolder home;
+  const Collector collector;
+  const Outcome run = runProgram({"/usr/bin/env", "python3", kTests + "/first_record.py", kLibrary,
+                                  paths::sources() + "/examples", home.path(), collector.address()});
+  EXPECT_EQ(run.status, 0) << run.err;
+  EXPECT_EQ(run.out, "invalid argument: the key is outside 1 to 91\ndelivered with status 200\n");
+  EXPECT_TRUE(holds(bodyOf(collector, "/connection"), "<ssid>Café &amp; Bar</ssid>"));
+}
+
+}  // namespace
