@@ -1,15 +1,11 @@
-// Schedule, counts and consent.
+// Counts and consent.
 
 #include <algorithm>
 #include <array>
 #include <cstdint>
-#include <memory>
-#include <string>
 #include <system_error>
-#include <utility>
 
 #include "sqm/delivery/DeliveryStatistics.h"
-#include "sqm/delivery/UploadSchedule.h"
 #include "sqm/delivery/UserConsent.h"
 
 #include "faces/c/internal/Objects.h"
@@ -17,7 +13,6 @@
 using namespace sqm::c;  // NOLINT(google-build-using-namespace): the functions are in the global namespace
 using sqm::delivery::DeliveryCounts;
 using sqm::delivery::kDropReasonNames;
-using sqm::delivery::UploadSchedule;
 using sqm::delivery::UserConsent;
 
 namespace {
@@ -25,12 +20,6 @@ namespace {
 constexpr std::size_t kReasons = kDropReasonNames.size();
 static_assert(SQM_COUNT_DROPPED + kReasons == SQM_COUNTS);
 static_assert(static_cast<int>(sqm::delivery::DropReason::lost) == SQM_DROP_LOST);
-
-UploadSchedule& scheduleOf(const sqm_host* host) {
-  UploadSchedule* schedule = on(host).state->host.schedule();
-  if (schedule == nullptr) throw Failure(SQM_UNAVAILABLE, "the host was made without a schedule");
-  return *schedule;
-}
 
 UserConsent& consentOf(const sqm_host* host) {
   UserConsent* consent = on(host).state->host.consent();
@@ -45,45 +34,6 @@ std::array<std::uint64_t, SQM_COUNTS> numbersOf(const DeliveryCounts& counts) {
 }
 
 }  // namespace
-
-sqm_status sqm_schedule_add_manager(sqm_host* host, sqm_manager* manager) {
-  return attempt([&] {
-    const std::weak_ptr<sqm::SQMManager> weak = on(manager).manager;
-    scheduleOf(host).addTarget({[weak] {
-      if (const auto target = weak.lock()) target->uploadSQM();
-    }});
-  });
-}
-
-sqm_status sqm_schedule_add_target(sqm_host* host, void (*start)(void* context), bool (*is_idle)(void* context),
-                                   void* context) {
-  return attempt([&] {
-    require(start != nullptr, "the callback is NULL");
-    UploadSchedule::Target target = {[=] { start(context); }};
-    if (is_idle != nullptr) target.isIdle = [=] { return is_idle(context); };
-    scheduleOf(host).addTarget(std::move(target));
-  });
-}
-
-sqm_status sqm_schedule_start(sqm_host* host) {
-  return attempt([&] { scheduleOf(host).start(); });
-}
-
-sqm_status sqm_schedule_upload_now(sqm_host* host) {
-  return attempt([&] { scheduleOf(host).uploadNow(); });
-}
-
-sqm_status sqm_schedule_network_changed(sqm_host* host) {
-  return attempt([&] { scheduleOf(host).networkChanged(); });
-}
-
-bool sqm_schedule_is_uploading(const sqm_host* host) {
-  return valueOr(false, [&] { return scheduleOf(host).isUploading(); });
-}
-
-uint64_t sqm_schedule_uploads(const sqm_host* host) {
-  return valueOr(std::uint64_t{0}, [&] { return scheduleOf(host).uploads(); });
-}
 
 sqm_status sqm_host_statistics(const sqm_host* host, int32_t list, uint64_t* counts, size_t count) {
   return attempt([&] {

@@ -71,6 +71,13 @@ sqm_status sqm_host_make_folders(sqm_host* host) {
   });
 }
 
+int32_t sqm_host_folder_lock(const sqm_host* host) {
+  return valueOr(std::int32_t{-1}, [&] {
+    const auto state = on(host).state->host.folderLock();
+    return state ? static_cast<std::int32_t>(*state) : -1;
+  });
+}
+
 sqm_status sqm_host_install(sqm_host* host) {
   return attempt([&] {
     const SharedHost& state = on(host).state;

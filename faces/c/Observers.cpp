@@ -1,6 +1,9 @@
 // The callbacks of the options: each gets a structure with the values of the C++ observer's argument.
 
+#include <new>
 #include <string>
+#include <string_view>
+#include <utility>
 #include <vector>
 
 #include "faces/c/internal/Handles.h"
@@ -67,6 +70,35 @@ sqm_status sqm_options_on_http_exchange(sqm_options* options, sqm_http_exchange_
                                                     headers.size()};
                    callback(context, &given);
                  });
+}
+
+struct sqm_http_headers {
+  std::vector<sqm::platform::HttpHeader> added;
+  bool isComplete = true;
+};
+
+sqm_status sqm_options_on_http_headers(sqm_options* options, sqm_http_headers_callback callback, void* context) {
+  return attempt([&] {
+    sqm::platform::HttpHeaderSource& source = on(options).standard.http.headers;
+    source = nullptr;
+    if (callback == nullptr) return;
+    source = [callback, context](std::string_view address) {
+      sqm_http_headers headers;
+      callback(context, std::string(address).c_str(), &headers);
+      if (!headers.isComplete) throw std::bad_alloc();  // the request is then an error
+      return std::move(headers.added);
+    };
+  });
+}
+
+sqm_status sqm_http_headers_add(sqm_http_headers* headers, const char* name, const char* value) {
+  const sqm_status status = attempt([&] {
+    require(headers != nullptr, "the headers are NULL");
+    require(name != nullptr && value != nullptr, "a header's name or value is NULL");
+    headers->added.push_back({name, value});
+  });
+  if (status == SQM_NO_MEMORY) headers->isComplete = false;
+  return status;
 }
 
 sqm_status sqm_options_on_delivery(sqm_options* options, sqm_delivery_callback callback, void* context) {

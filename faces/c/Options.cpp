@@ -94,6 +94,9 @@ constexpr NumberOption kNumberOptions[] = {
     {SQM_OPTION_COUNTING, SQM_COUNTING_KEPT,
      [](Options& o, std::int64_t v) { o.counting = as<StandardHost::Counting>(v); }},
     {SQM_OPTION_CONSENT, SQM_CONSENT_REVOKED, [](Options& o, std::int64_t v) { o.consent = as<Consent>(v); }},
+    {SQM_OPTION_LOCK_WITHIN_MS, kMostMilliseconds, [](Options& o, std::int64_t v) { o.lockWithin = milliseconds(v); }},
+    {SQM_OPTION_HTTP_GZIP_FROM_BYTES, kMostBytes,
+     [](Options& o, std::int64_t v) { o.http.gzipFrom = as<std::size_t>(v); }},
 };
 // clang-format on
 
@@ -110,6 +113,16 @@ constexpr TextOption kTextOptions[] = {
     {SQM_TEXT_PROOF_TEXT, [](Options& o, const char* v) { o.proof.text = v; }},
     {SQM_TEXT_HTTP_KEPT_HEADER, [](Options& o, const char* v) { o.http.keptHeaders.emplace_back(v); }},
     {SQM_TEXT_SESSION_FOLDER, [](Options& o, const char* v) { o.sessionFolders.emplace_back(v); }},
+    {SQM_TEXT_TLS_CA_FILE, [](Options& o, const char* v) { o.http.tls.caFile = v; }},
+    {SQM_TEXT_TLS_CA_FOLDER, [](Options& o, const char* v) { o.http.tls.caFolder = v; }},
+    {SQM_TEXT_TLS_PINNED_KEYS, [](Options& o, const char* v) { o.http.tls.pinnedKeys = v; }},
+    {SQM_TEXT_TLS_CERTIFICATE_FILE, [](Options& o, const char* v) { o.http.tls.certificateFile = v; }},
+    {SQM_TEXT_TLS_KEY_FILE, [](Options& o, const char* v) { o.http.tls.keyFile = v; }},
+    {SQM_TEXT_TLS_KEY_PASSWORD, [](Options& o, const char* v) { o.http.tls.keyPassword = v; }},
+    {SQM_TEXT_PROXY_ADDRESS, [](Options& o, const char* v) { o.http.proxy.address = v; }},
+    {SQM_TEXT_PROXY_USER, [](Options& o, const char* v) { o.http.proxy.user = v; }},
+    {SQM_TEXT_PROXY_PASSWORD, [](Options& o, const char* v) { o.http.proxy.password = v; }},
+    {SQM_TEXT_HTTP_USER_AGENT, [](Options& o, const char* v) { o.http.userAgent = v; }},
 };
 
 static_assert(isInOrder(kNumberOptions) && isInOrder(kTextOptions));

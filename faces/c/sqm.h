@@ -24,5 +24,6 @@
 #include "sqm-c/records.h"
 #include "sqm-c/services.h"
 #include "sqm-c/sessionfiles.h"
+#include "sqm-c/targets.h"
 
 #endif

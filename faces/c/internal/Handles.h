@@ -31,6 +31,7 @@ constexpr HandleKind kindOf(const sqm_host*) { return {"host", Use::ownThread}; 
 constexpr HandleKind kindOf(const sqm_observer*) { return {"observer", Use::ownThread}; }
 constexpr HandleKind kindOf(const sqm_params*) { return {"params", Use::anyThread}; }
 constexpr HandleKind kindOf(const sqm_manager*) { return {"manager", Use::ownThread}; }
+constexpr HandleKind kindOf(const sqm_target*) { return {"target", Use::ownThread}; }
 constexpr HandleKind kindOf(const sqm_record*) { return {"record", Use::ownThread}; }
 constexpr HandleKind kindOf(const sqm_collector*) { return {"collector", Use::anyThread}; }
 constexpr HandleKind kindOf(const sqm_uploader*) { return {"uploader", Use::ownThread}; }

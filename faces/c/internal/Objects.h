@@ -52,5 +52,5 @@ struct sqm_observer {
 
 struct sqm_manager {
   sqm::c::SharedHost host;
-  std::shared_ptr<sqm::SQMManager> manager;  // shared with a schedule's target while it runs
+  std::shared_ptr<sqm::SQMManager> manager;  // shared with its targets while they run
 };

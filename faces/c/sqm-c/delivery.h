@@ -1,36 +1,12 @@
-/* What a host may ask for beyond the default rules of an upload, while it runs: schedule, counts, consent. */
+/* What became of the records, and what the user allows. */
 #ifndef SQM_C_DELIVERY_H
 #define SQM_C_DELIVERY_H
 
 #include "host.h"
-#include "manager.h"
 
 #ifdef __cplusplus
 extern "C" {
 #endif
-
-/* --- The schedule, with SQM_OPTION_SCHEDULE; else SQM_UNAVAILABLE --------------------------------------------- */
-
-/* Adds a manager whose records each upload posts, until the manager is destroyed. Before `sqm_schedule_start`. */
-SQM_API sqm_status sqm_schedule_add_manager(sqm_host* host, sqm_manager* manager);
-
-/* Adds another target: `start` begins its upload, and `is_idle` tells when it has ended; NULL: when no request is under
- * way. Neither may destroy the host. */
-SQM_API sqm_status sqm_schedule_add_target(sqm_host* host, void (*start)(void* context), bool (*is_idle)(void* context),
-                                           void* context);
-
-/* Begins. Call it once. */
-SQM_API sqm_status sqm_schedule_start(sqm_host* host);
-
-/* Starts an upload as soon as the smallest pause, and the one that a server has asked for, allow it. */
-SQM_API sqm_status sqm_schedule_upload_now(sqm_host* host);
-
-/* Call it when the machine is connected to a network. */
-SQM_API sqm_status sqm_schedule_network_changed(sqm_host* host);
-
-/* Whether an upload runs, and how many the schedule has started; false and 0 without a schedule. */
-SQM_API bool sqm_schedule_is_uploading(const sqm_host* host);
-SQM_API uint64_t sqm_schedule_uploads(const sqm_host* host);
 
 /* --- Counts, with SQM_OPTION_COUNTING or limits; else all zero ------------------------------------------------ */
 

@@ -22,8 +22,13 @@ SQM_API void sqm_host_destroy(sqm_host* host);
 /* Makes the folders of the application and of the records, where they are missing. */
 SQM_API sqm_status sqm_host_make_folders(sqm_host* host);
 
+/* Whether this host has the lock on the SQM folder: SQM_LOCK_...; -1 without SQM_OPTION_LOCK_WITHIN_MS. A host that
+ * does not have it works in memory. */
+enum { SQM_LOCK_OWNED = 0, SQM_LOCK_ELSEWHERE = 1, SQM_LOCK_FAILED = 2 };
+SQM_API int32_t sqm_host_folder_lock(const sqm_host* host);
+
 /* Sets the host of the process-wide queue and the shared diagnostics. They keep the host that was installed when they
- * were first used until the process ends. */
+ * were used, with its lock, until the process ends, also when it is destroyed. */
 SQM_API sqm_status sqm_host_install(sqm_host* host);
 
 /* The folder of the application below the home directory; NULL without memory. */

@@ -33,8 +33,10 @@ enum {
   SQM_OPTION_SCHEDULE_FIRST_BACK_OFF_S = 18,
   SQM_OPTION_SCHEDULE_LONGEST_BACK_OFF_S = 19,
   SQM_OPTION_SCHEDULE_LONGEST_RETRY_AFTER_S = 20,
-  SQM_OPTION_COUNTING = 21, /* SQM_COUNTING_... */
-  SQM_OPTION_CONSENT = 22   /* SQM_CONSENT_..., while the user has not chosen; setting it turns consent on */
+  SQM_OPTION_COUNTING = 21,            /* SQM_COUNTING_... */
+  SQM_OPTION_CONSENT = 22,             /* SQM_CONSENT_..., while the user has not chosen; setting it turns consent on */
+  SQM_OPTION_LOCK_WITHIN_MS = 23,      /* the SQM folder is locked; how long the host waits for another's lock */
+  SQM_OPTION_HTTP_GZIP_FROM_BYTES = 24 /* bodies from this size on are compressed; 0: none */
 };
 
 enum { SQM_RECORDING_AS_REQUIRED = 0, SQM_RECORDING_SURVIVES_CRASH = 1, SQM_RECORDING_SURVIVES_POWER_LOSS = 2 };
@@ -50,7 +52,17 @@ enum {
   SQM_TEXT_PROOF_VALUE = 3,
   SQM_TEXT_PROOF_TEXT = 4,
   SQM_TEXT_HTTP_KEPT_HEADER = 5, /* each call adds one */
-  SQM_TEXT_SESSION_FOLDER = 6    /* of .sqm files, removed when the consent is revoked; each call adds one */
+  SQM_TEXT_SESSION_FOLDER = 6,   /* of .sqm files, removed when the consent is revoked; each call adds one */
+  SQM_TEXT_TLS_CA_FILE = 7,      /* the authorities that are trusted; "": those of the system */
+  SQM_TEXT_TLS_CA_FOLDER = 8,
+  SQM_TEXT_TLS_PINNED_KEYS = 9,       /* "sha256//" and Base64, separated by ";" */
+  SQM_TEXT_TLS_CERTIFICATE_FILE = 10, /* of the client */
+  SQM_TEXT_TLS_KEY_FILE = 11,
+  SQM_TEXT_TLS_KEY_PASSWORD = 12,
+  SQM_TEXT_PROXY_ADDRESS = 13, /* "http://HOST:PORT"; "": the environment's settings */
+  SQM_TEXT_PROXY_USER = 14,
+  SQM_TEXT_PROXY_PASSWORD = 15,
+  SQM_TEXT_HTTP_USER_AGENT = 16
 };
 
 /* New options with the default behaviour, or with what a new application should begin with: a journal, atomic saves,
@@ -103,6 +115,13 @@ typedef struct sqm_http_exchange {
 typedef void (*sqm_http_exchange_callback)(void* context, const sqm_http_exchange* exchange);
 SQM_API sqm_status sqm_options_on_http_exchange(sqm_options* options, sqm_http_exchange_callback callback,
                                                 void* context);
+
+/* Further headers of a request to `address`, such as a token that changes: called for each request of the standard HTTP
+ * service. `sqm_http_headers_add` adds one; when one cannot be added, for lack of memory, the request is an error. */
+typedef struct sqm_http_headers sqm_http_headers;
+typedef void (*sqm_http_headers_callback)(void* context, const char* address, sqm_http_headers* headers);
+SQM_API sqm_status sqm_options_on_http_headers(sqm_options* options, sqm_http_headers_callback callback, void* context);
+SQM_API sqm_status sqm_http_headers_add(sqm_http_headers* headers, const char* name, const char* value);
 
 enum { SQM_DELIVERY_DELIVERED = 0, SQM_DELIVERY_RETRY = 1, SQM_DELIVERY_REFUSED = 2 };
 typedef struct sqm_delivery {

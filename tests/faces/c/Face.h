@@ -27,6 +27,7 @@ using Host = std::unique_ptr<sqm_host, Destroy<sqm_host_destroy>>;
 using Observer = std::unique_ptr<sqm_observer, Destroy<sqm_observer_destroy>>;
 using Params = std::unique_ptr<sqm_params, Destroy<sqm_params_destroy>>;
 using Manager = std::unique_ptr<sqm_manager, Destroy<sqm_manager_destroy>>;
+using Target = std::unique_ptr<sqm_target, Destroy<sqm_target_destroy>>;
 using Record = std::unique_ptr<sqm_record, Destroy<sqm_record_destroy>>;
 using Collector = std::unique_ptr<sqm_collector, Destroy<sqm_collector_destroy>>;
 using Uploader = std::unique_ptr<sqm_uploader, Destroy<sqm_uploader_destroy>>;

@@ -33,6 +33,7 @@ TEST(CHandles, DestroyingNullDoesNothing) {
   sqm_observer_destroy(nullptr);
   sqm_params_destroy(nullptr);
   sqm_manager_destroy(nullptr);
+  sqm_target_destroy(nullptr);
   sqm_record_destroy(nullptr);
   sqm_collector_destroy(nullptr);
   sqm_uploader_destroy(nullptr);

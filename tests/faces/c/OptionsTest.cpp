@@ -18,7 +18,7 @@ TEST(COptions, NumbersBecomeTheOptionsOfTheStandardHost) {
   const auto set = [&](int option, std::int64_t value) {
     EXPECT_EQ(sqm_options_set_number(options.get(), option, value), SQM_OK) << option << " " << sqm_last_error();
   };
-  for (int option = SQM_OPTION_ATOMIC_SAVES; option <= SQM_OPTION_CONSENT; ++option) set(option, 1);
+  for (int option = SQM_OPTION_ATOMIC_SAVES; option <= SQM_OPTION_HTTP_GZIP_FROM_BYTES; ++option) set(option, 1);
   set(SQM_OPTION_SYNC_WITHIN_MS, 250);
   set(SQM_OPTION_LOG_TEXT_BYTES, 0);
   set(SQM_OPTION_HTTP_CONNECT_LIMIT_MS, 1500);
@@ -36,6 +36,8 @@ TEST(COptions, NumbersBecomeTheOptionsOfTheStandardHost) {
   set(SQM_OPTION_SCHEDULE_FIRST_BACK_OFF_S, 18);
   set(SQM_OPTION_SCHEDULE_LONGEST_BACK_OFF_S, 19);
   set(SQM_OPTION_SCHEDULE_LONGEST_RETRY_AFTER_S, 20);
+  set(SQM_OPTION_LOCK_WITHIN_MS, 21);
+  set(SQM_OPTION_HTTP_GZIP_FROM_BYTES, 22);
 
   using std::chrono::milliseconds;
   using std::chrono::seconds;
@@ -63,6 +65,8 @@ TEST(COptions, NumbersBecomeTheOptionsOfTheStandardHost) {
   EXPECT_EQ(standard.schedule->longestRetryAfter, seconds(20));
   EXPECT_EQ(standard.counting, sqm::platform::StandardHost::Counting::inMemory);
   EXPECT_EQ(standard.consent, sqm::delivery::Consent::withheld);
+  EXPECT_EQ(standard.lockWithin, milliseconds(21));
+  EXPECT_EQ(standard.http.gzipFrom, 22U);
 
   set(SQM_OPTION_SCHEDULE, 0);
   EXPECT_FALSE(options->standard.schedule);
@@ -70,7 +74,7 @@ TEST(COptions, NumbersBecomeTheOptionsOfTheStandardHost) {
 
 TEST(COptions, TextsBecomeTheOptionsOfTheStandardHost) {
   const Options options(sqm_options_create());
-  for (int option = SQM_TEXT_HOME_DIRECTORY; option <= SQM_TEXT_SESSION_FOLDER; ++option) {
+  for (int option = SQM_TEXT_HOME_DIRECTORY; option <= SQM_TEXT_HTTP_USER_AGENT; ++option) {
     EXPECT_EQ(sqm_options_set_text(options.get(), option, std::to_string(option).c_str()), SQM_OK);
   }
   sqm_options_set_text(options.get(), SQM_TEXT_HTTP_KEPT_HEADER, "X-Second");
@@ -82,6 +86,13 @@ TEST(COptions, TextsBecomeTheOptionsOfTheStandardHost) {
   EXPECT_EQ(standard.proof.text, "4");
   EXPECT_THAT(standard.http.keptHeaders, ElementsAre("5", "X-Second"));
   EXPECT_THAT(standard.sessionFolders, ElementsAre("6"));
+  const auto& tls = standard.http.tls;
+  EXPECT_THAT(
+      (std::vector{tls.caFile, tls.caFolder, tls.pinnedKeys, tls.certificateFile, tls.keyFile, tls.keyPassword}),
+      ElementsAre("7", "8", "9", "10", "11", "12"));
+  const auto& proxy = standard.http.proxy;
+  EXPECT_THAT((std::vector{proxy.address, proxy.user, proxy.password, standard.http.userAgent}),
+              ElementsAre("13", "14", "15", "16"));
 }
 
 TEST(COptions, RejectsWhatAnOptionCannotHave) {
@@ -198,6 +209,28 @@ TEST(COptions, CallbacksGetTheValuesOfTheObservers) {
 
   sqm_options_on_drop(options.get(), nullptr, nullptr);
   EXPECT_FALSE(options->standard.onDrop);
+}
+
+TEST(COptions, HeadersComeFromACallback) {
+  const Options options(sqm_options_create());
+  int calls = 0;
+  EXPECT_EQ(sqm_options_on_http_headers(
+                options.get(),
+                [](void* context, const char* address, sqm_http_headers* headers) {
+                  ++*static_cast<int*>(context);
+                  EXPECT_STREQ(address, "http://server/");
+                  EXPECT_EQ(sqm_http_headers_add(headers, "Authorization", "Bearer 1"), SQM_OK);
+                  EXPECT_EQ(sqm_http_headers_add(headers, "X-A", nullptr), SQM_INVALID_ARGUMENT);
+                },
+                &calls),
+            SQM_OK);
+  const auto headers = options->standard.http.headers("http://server/");
+  ASSERT_EQ(headers.size(), 1U);
+  EXPECT_EQ(headers[0].name + ": " + headers[0].value, "Authorization: Bearer 1");
+  EXPECT_EQ(calls, 1);
+  EXPECT_EQ(sqm_http_headers_add(nullptr, "X-A", "b"), SQM_INVALID_ARGUMENT);
+  sqm_options_on_http_headers(options.get(), nullptr, nullptr);
+  EXPECT_FALSE(options->standard.http.headers);
 }
 
 }  // namespace

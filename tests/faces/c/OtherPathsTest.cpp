@@ -83,6 +83,7 @@ TEST_IN_FRESH_PROCESS(CQueue, NeedsAnInstalledHost) {
   EXPECT_TRUE(sqm_queue_is_idle());
   EXPECT_EQ(sqm_queue_current_url(), nullptr);
   EXPECT_EQ(sqm_diagnostics_shared(), nullptr);
+  EXPECT_EQ(sqm_target_of_queue(), nullptr);
 }
 
 void sendAQueue() {
@@ -124,6 +125,8 @@ void sendAQueue() {
   EXPECT_EQ(count, 1U);
   EXPECT_EQ(sqm_queue_set_upload_in_progress(false), SQM_OK);
   EXPECT_FALSE(sqm_queue_upload_in_progress());
+
+  EXPECT_NE(Target(sqm_target_of_queue()), nullptr) << sqm_last_error();
 
   const sqm_queue_request other = {nullptr, "alone"};
   EXPECT_EQ(sqm_queue_set_requests(&other, 1), SQM_OK);
