@@ -44,6 +44,12 @@ TEST(CLibrary, HasAVersionInItsName) {
   EXPECT_TRUE(holds(dynamic.out, "soname: [libsqm.so.0]")) << dynamic.out;
 }
 
+TEST(CPage, ShowsTheFirstProgramAsItIs) {
+  const std::string program = contentOf(paths::sources() + "/examples/c/01_first_record.c");
+  ASSERT_FALSE(program.empty());
+  EXPECT_TRUE(holds(contentOf(paths::sources() + "/docs/c.md"), "```c\n" + program + "```"));
+}
+
 TEST(CProgram, RecordsUploadsAndReadsTheOutcome) {
   const TemporaryFolder home;
   const Collector collector;

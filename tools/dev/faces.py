@@ -1,0 +1,187 @@
+#!/usr/bin/env python3
+"""Compares the public operations of the library with its C face, by the tables of docs/c.md.
+
+Every public member of the classes of a public header has a row in docs/c.md: with the C calls, options or structures
+that reach it, or with the reason why C does not need it. A header without a row for its classes is in NOT_IN_C, with
+the reason. Every C call has a place in a row, too.
+"""
+
+import pathlib
+import re
+import sys
+
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+PAGE = "docs/c.md"
+
+# Public headers, or folders of them, whose classes C does not reach, and why.
+NOT_IN_C = {
+    "sqm/common/": "services, which C replaces by tables of callbacks, and values in their interfaces",
+    "sqm/delivery/Journal.h": "a part of the standard host",
+    "sqm/delivery/StoredTimes.h": "a part of the standard host",
+    "sqm/platform/files/": "services of the standard host",
+    "sqm/platform/http/HttpClient.h": "a service of the standard host",
+    "sqm/platform/system/": "services of the standard host",
+    "sqm/platform/text/": "services of the standard host",
+    "sqm/store/SQMRecordStore.h": "the manager's own",
+    "sqm/sessionfiles/SQMStore.h": "the uploader's own",
+    "sqm/testing/": "for tests in C++",
+    "sqm/upload/": "the manager's own, but for the names of notifications",
+}
+
+# Headers in those folders that C reaches all the same.
+IN_C = {
+    "sqm/common/Host.h",
+    "sqm/common/NotificationCenter.h",
+    "sqm/common/UploadRequest.h",
+    "sqm/common/UploadTarget.h",
+    "sqm/platform/files/FileProblems.h",
+    "sqm/platform/files/PreferencesFile.h",
+    "sqm/platform/system/RunLoop.h",
+}
+
+# Classes of the headers that C reaches, which are not for a client to use.
+NOT_FOR_CLIENTS = {
+    "FileProblems",  # made by the standard host
+    "InFlight", "UploadStep",  # the rules of an upload
+    "KeptStatistics", "RecordLedger", "RecordLedger::Options",  # made by the standard host
+    "OutcomeRules", "OutcomeTransactions", "Answer",
+    "RefusedBodies", "RefusedBody",
+    "Deadline", "ScheduleDecision", "ScheduleEvent", "ScheduleState",  # the rules of a schedule
+    "SqmPositionName",
+    "UserConsent::Options",
+}
+
+DEFINITION = re.compile(r"^(?:class|struct)\s+(\w+)(?:\s+final)?(?:\s*:[^{]*)?$", re.DOTALL)
+CALL = re.compile(r"\bSQM_API\b[^;]*?\b(sqm_\w+)\s*\(")
+NAME = re.compile(r"\b(?:sqm|SQM)_\w+")
+
+
+def without_comments(text):
+    text = re.sub(r"//[^\n]*|/\*.*?\*/", " ", text, flags=re.DOTALL)
+    return re.sub(r'^[ \t]*#[^\n]*|"(?:\\.|[^"\\\n])*"', " ", text, flags=re.MULTILINE)
+
+
+def statements(text):
+    """The statements of a block, each with the content of its braces or None."""
+    start = at = depth = 0
+    opened = None
+    while at < len(text):
+        character = text[at]
+        if character in "{(":
+            if character == "{" and depth == 0:
+                opened = at
+            depth += 1
+        elif character in "})":
+            depth -= 1
+        ends_block = character == "}" and depth == 0 and not re.match(r"\s*[;,{)=*]", text[at + 1:])
+        if depth == 0 and (character == ";" or ends_block):
+            head = text[start:opened if opened is not None else at].strip()
+            body = text[opened + 1:text.rindex("}", opened, at + 1)] if opened is not None else None
+            yield head, body
+            start, opened = at + 1, None
+        at += 1
+
+
+def member_of(head):
+    """The name that a declaration in a class adds; None for those that C cannot have."""
+    head = re.sub(r"^(?:template\s*<[^>]*>\s*)?", "", head)
+    if not head or re.match(r"(?:using|friend|enum|static_assert|class|struct)\b", head) or "operator" in head:
+        return None
+    if re.search(r"=\s*(?:delete|default)$", head) or "~" in head:
+        return None
+    while (plain := re.sub(r"<[^<>]*>", "", head)) != head:
+        head = plain
+    function = re.match(r"[^(=]*?(\w+)\s*\(", head)
+    if function:
+        return function[1]
+    variable = re.match(r"[^=]*?(\w+)\s*(?:=.*)?$", head, re.DOTALL)
+    return variable[1] if variable else None
+
+
+def members_of(block, kind, name, found):
+    """Adds the public members of a class, and of the classes in it, to `found`."""
+    is_public = kind == "struct"
+    own = found.setdefault(name, [])
+    for head, body in statements(block):
+        for access in re.findall(r"\b(public|protected|private)\s*:(?!:)", head):
+            is_public = access == "public"
+        head = re.sub(r"\b(?:public|protected|private)\s*:(?!:)\s*", "", head).strip()
+        if not is_public:
+            continue
+        inner = DEFINITION.match(head)
+        if inner and body is not None:
+            members_of(body, head.split()[0], f"{name}::{inner[1]}", found)
+            continue
+        member = member_of(head)
+        if member and member != name.split("::")[-1] and member not in own:
+            own.append(member)
+
+
+def classes_of(text, found=None):
+    """The classes of a header with their public members."""
+    found = {} if found is None else found
+    for head, body in statements(without_comments(text)):
+        if body is None:
+            continue
+        if head.startswith("namespace"):
+            classes_of(body, found)
+        elif definition := DEFINITION.match(head):
+            members_of(body, head.split()[0], definition[1], found)
+    return found
+
+
+def is_in_c(header):
+    return header in IN_C or not any(header.startswith(path) for path in NOT_IN_C)
+
+
+def operations():
+    """The members that C must reach, as "Class::member"."""
+    headers = re.findall(r"^- `(sqm/[^`]+\.h)`: ", (ROOT / "docs/headers.md").read_text(encoding="utf-8"), re.MULTILINE)
+    for header in headers:
+        if not is_in_c(header):
+            continue
+        for name, members in classes_of((ROOT / header).read_text(encoding="utf-8")).items():
+            if name not in NOT_FOR_CLIENTS:
+                yield from (f"{name}::{member}" for member in members)
+
+
+def rows():
+    """The rows of the page's tables: (operations, C names, remark)."""
+    name = None
+    for line in (ROOT / PAGE).read_text(encoding="utf-8").splitlines():
+        if heading := re.match(r"#+ `([\w:]+)`$", line):
+            name = heading[1]
+        elif line.startswith("#"):
+            name = None
+        elif (cells := re.match(r"\| (`.*?`|–) \| (.*) \|$", line)) and name:
+            yield [f"{name}::{member}" for member in re.findall(r"`(\w+)`", cells[1])], NAME.findall(cells[2]), cells[2]
+
+
+def main():
+    declared, calls = set(), set()
+    for header in sorted((ROOT / "faces/c").glob("**/*.h")):
+        if "internal" in header.parts:
+            continue
+        text = re.sub(r"/\*.*?\*/", " ", header.read_text(encoding="utf-8"), flags=re.DOTALL)
+        declared |= set(NAME.findall(text))
+        calls |= set(CALL.findall(text))
+
+    faults, reached, used = [], set(), set()
+    for members, names, remark in rows():
+        reached |= set(members)
+        used |= set(names)
+        faults += [f"{PAGE}: {name} is not in the headers of C" for name in names if name not in declared]
+        if not names and not remark.startswith("not in C: "):
+            faults.append(f"{PAGE}: {members[0]}: neither a name of C nor a reason (\"not in C: ...\")")
+    public = set(operations())
+    faults += [f"{member} has no row in {PAGE}" for member in sorted(public - reached)]
+    faults += [f"{PAGE}: there is no public operation {member}" for member in sorted(reached - public)]
+    faults += [f"{call} has no row in {PAGE}" for call in sorted(calls - used)]
+    for fault in faults:
+        print(fault)
+    print(f"{len(public)} operations, {len(calls)} calls, {len(faults)} faults")
+    return 1 if faults or not public or not calls else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
