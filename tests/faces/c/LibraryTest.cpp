@@ -1,5 +1,6 @@
 // libsqm.so as programs in other languages use it: the built library, a C program, a Python script.
 
+#include <filesystem>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -79,6 +80,37 @@ TEST(CProgram, KeepsItsRecordsWhileNobodyAnswers) {
   EXPECT_TRUE(holds(contentOf(home / "Library/Application Support/Trelk/Trelk Quenfa/SQM/SQMConnection.plist"), "Net"));
   EXPECT_EQ(runProgram({kPrograms + "/c_02_own_loop"}).status, 2);
 }
+
+/// A program on the event loop of others, which is built where that is installed.
+class OnTheLoopOf : public testing::TestWithParam<const char*> {
+ protected:
+  void SetUp() override {
+    if (!std::filesystem::exists(program)) GTEST_SKIP() << "the libraries of " << program << " are not installed";
+  }
+
+  const std::string program = kPrograms + "/c_" + GetParam();
+};
+
+TEST_P(OnTheLoopOf, RecordsAndUploads) {
+  const TemporaryFolder home;
+  const Collector collector;
+  const Outcome run = runProgram({program, home.path(), collector.address()});
+  EXPECT_EQ(run.status, 0) << run.err;
+  EXPECT_EQ(run.out, "  delivered\n");
+  EXPECT_TRUE(holds(bodyOf(collector, "/connection"), "<connection"));
+}
+
+TEST_P(OnTheLoopOf, KeepsTheRecordWhileNobodyAnswers) {
+  const TemporaryFolder home;
+  const tools::ReservedPort nobody;
+  const Outcome run = runProgram({program, home.path(), nobody.address()});
+  EXPECT_EQ(run.status, 1) << run.err;
+  EXPECT_EQ(run.out, "  kept\n");
+  EXPECT_EQ(runProgram({program}).status, 2);
+}
+
+INSTANTIATE_TEST_SUITE_P(, OnTheLoopOf, testing::Values("03_glib", "04_asio", "05_qt"),
+                         [](const auto& each) { return std::string(each.param); });
 
 TEST(PythonScript, RecordsUploadsAndReadsTheOutcome) {
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
