@@ -1,7 +1,7 @@
 #pragma once
 
 #include <cstdlib>
-#include <cstring>
+#include <new>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -70,7 +70,7 @@ inline char* newText(std::optional<std::string_view> text) {
   if (!text) return nullptr;
   auto* copy = static_cast<char*>(std::malloc(text->size() + 1));
   if (copy == nullptr) throw std::bad_alloc();
-  std::memcpy(copy, text->data(), text->size());
+  text->copy(copy, text->size());
   copy[text->size()] = '\0';
   return copy;
 }
