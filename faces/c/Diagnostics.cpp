@@ -74,6 +74,20 @@ sqm_status add(sqm_diagnostics* diagnostics, std::int32_t number, MakeEntry&& en
   });
 }
 
+/// The handle of the process's record, with the host that the record was made with.
+struct SharedDiagnostics {
+  SharedDiagnostics() {
+    const SharedHost host = installedHost();
+    const std::shared_ptr<Record> record(Record::sharedSQMDiagnosticsRecord(), [](Record*) {});
+    handle = newHandle<sqm_diagnostics>([&] {
+      return std::make_unique<sqm_diagnostics>(sqm_diagnostics{host, record, true});
+    });
+    if (handle == nullptr) throw std::bad_alloc();
+  }
+
+  sqm_diagnostics* handle;
+};
+
 }  // namespace
 
 sqm_diagnostics* sqm_diagnostics_create(sqm_host* host) {
@@ -84,18 +98,7 @@ sqm_diagnostics* sqm_diagnostics_create(sqm_host* host) {
 }
 
 sqm_diagnostics* sqm_diagnostics_shared(void) {
-  return valueOr<sqm_diagnostics*>(nullptr, [] {
-    const SharedHost host = installedHost();
-    static sqm_diagnostics* const shared = [&] {
-      auto* made = newHandle<sqm_diagnostics>([&] {
-        const std::shared_ptr<Record> record(Record::sharedSQMDiagnosticsRecord(), [](Record*) {});
-        return std::make_unique<sqm_diagnostics>(sqm_diagnostics{host, record, true});
-      });
-      if (made == nullptr) throw std::bad_alloc();  // the next call tries again
-      return made;
-    }();
-    return shared;
-  });
+  return valueOr<sqm_diagnostics*>(nullptr, [] { return immortal<SharedDiagnostics>().handle; });
 }
 
 void sqm_diagnostics_destroy(sqm_diagnostics* diagnostics) {

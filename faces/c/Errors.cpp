@@ -11,6 +11,7 @@ namespace sqm::c {
 namespace {
 
 /// A buffer and not a string: keeping an error needs no memory, and the end of a thread runs nothing of the library.
+// NOLINTNEXTLINE(cppcoreguidelines-avoid-non-const-global-variables): each thread has its own
 thread_local std::array<char, 256> lastError{};
 
 void keep(std::string_view what) noexcept {
@@ -63,4 +64,5 @@ const char* sqm_status_name(sqm_status status) {
 
 const char* sqm_version(void) { return SQM_VERSION; }
 
+// NOLINTNEXTLINE(cppcoreguidelines-no-malloc): a text of `newText`
 void sqm_string_free(char* text) { std::free(text); }

@@ -21,12 +21,6 @@ struct Registry {
   std::unordered_map<const void*, Live> handles;
 };
 
-/// Never destroyed: a thread may use a handle while the process ends.
-Registry& registry() {
-  static auto& registry = *new Registry;
-  return registry;
-}
-
 [[noreturn]] void fail(const HandleKind& kind, const char* what) {
   std::fprintf(stderr, "sqm: %s: %s\n", kind.name, what);
   std::abort();
@@ -46,19 +40,19 @@ void checkThread(const Live& live, const HandleKind& kind, Use use) {
 }  // namespace
 
 void handleMade(const void* handle, const HandleKind& kind) {
-  Registry& all = registry();
+  auto& all = immortal<Registry>();
   const std::lock_guard lock(all.mutex);
   all.handles.insert_or_assign(handle, Live{kind.name, std::this_thread::get_id()});
 }
 
 void handleUsed(const void* handle, const HandleKind& kind, Use use) {
-  Registry& all = registry();
+  auto& all = immortal<Registry>();
   const std::lock_guard lock(all.mutex);
   checkThread(find(all, handle, kind), kind, use);
 }
 
 void handleEnded(const void* handle, const HandleKind& kind) {
-  Registry& all = registry();
+  auto& all = immortal<Registry>();
   const std::lock_guard lock(all.mutex);
   checkThread(find(all, handle, kind), kind, kind.use);
   all.handles.erase(handle);

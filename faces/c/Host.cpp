@@ -24,17 +24,11 @@ sqm::platform::StandardHost::Options standardOptions(const sqm_options& options,
   return standard;
 }
 
-/// Never destroyed: the process-wide objects use their hosts until the process ends.
+/// The host that was installed last.
 struct Installed {
   std::mutex mutex;
   SharedHost host;
-  std::vector<SharedHost> used;  // those that a process-wide object was made with
 };
-
-Installed& installed() {
-  static auto& installed = *new Installed;
-  return installed;
-}
 
 sqm::platform::RuleFilter& ruleFilterOf(sqm_host* host) { return on(host).state->host.filter(); }
 
@@ -47,10 +41,9 @@ HostState::HostState(const sqm_options& options) : host(standardOptions(options,
 }
 
 SharedHost installedHost() {
-  Installed& all = installed();
+  auto& all = immortal<Installed>();
   const std::lock_guard lock(all.mutex);
   if (!all.host) throw Failure(SQM_UNAVAILABLE, "no host is installed");
-  if (all.used.empty() || all.used.back() != all.host) all.used.push_back(all.host);
   return all.host;
 }
 
@@ -81,7 +74,7 @@ int32_t sqm_host_folder_lock(const sqm_host* host) {
 sqm_status sqm_host_install(sqm_host* host) {
   return attempt([&] {
     const SharedHost& state = on(host).state;
-    Installed& all = installed();
+    auto& all = immortal<Installed>();
     const std::lock_guard lock(all.mutex);
     all.host = state;
     sqm::Host::install(state->host);

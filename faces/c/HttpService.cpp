@@ -214,8 +214,8 @@ sqm_status sqm_http_request_end(sqm_http_request* request, const sqm_http_respon
     const std::shared_ptr<Request> ended = on(request).request;
     const auto shared = request->shared.lock();
     answer(*ended, known(response));
+    if (shared && ended->owner != nullptr && !ended->isAborted) CallbackHttp::Transaction::report(*shared, ended);
     ended->handle = nullptr;
     destroy(request);
-    if (shared && ended->owner != nullptr && !ended->isAborted) CallbackHttp::Transaction::report(*shared, ended);
   });
 }

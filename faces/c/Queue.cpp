@@ -14,10 +14,16 @@ using sqm::UploadRequest;
 
 namespace {
 
-QFRecordUploader& queue() {
-  const SharedHost host = installedHost();
-  return *QFRecordUploader::sharedQFRecordUploader();
-}
+/// The process's queue and the host that it was made with.
+struct Queue {
+  SharedHost host = installedHost();
+  QFRecordUploader& uploader = *QFRecordUploader::sharedQFRecordUploader();
+};
+
+/// The log of the queue, which borrows it.
+struct QueueLog {
+  std::unique_ptr<sqm::LogFile> file;
+};
 
 UploadRequest requestOf(const sqm_queue_request& request) {
   return {ownedTextOf(request.url), ownedTextOf(request.data)};
@@ -34,6 +40,12 @@ char* currentText(std::optional<std::string> UploadRequest::*text) {
 }
 
 }  // namespace
+
+namespace sqm::c {
+
+QFRecordUploader& queue() { return immortal<Queue>().uploader; }
+
+}  // namespace sqm::c
 
 sqm_status sqm_queue_add(const char* data, const char* url) {
   return attempt([&] {
@@ -93,14 +105,12 @@ sqm_status sqm_queue_set_current(const sqm_queue_request* request) {
 
 sqm_status sqm_queue_set_log(const char* file) {
   return attempt([&] {
-    // The queue borrows its log, and is never destroyed.
-    static auto& logs = *new std::unique_ptr<sqm::LogFile>;
     std::unique_ptr<sqm::LogFile> log;
     if (file != nullptr) {
-      log = installedHost()->host.logFiles->initWithFile(file, sqm::kLogLevel);
+      log = immortal<Queue>().host->host.logFiles->initWithFile(file, sqm::kLogLevel);
       if (!log) throw Failure(SQM_FAILED, "the log cannot be opened");
     }
     queue().setLogfile(log.get());
-    logs = std::move(log);
+    immortal<QueueLog>().file = std::move(log);
   });
 }

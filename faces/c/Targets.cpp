@@ -74,10 +74,7 @@ sqm_target* sqm_target_of_manager(sqm_manager* manager) {
 }
 
 sqm_target* sqm_target_of_queue(void) {
-  return newTarget([] {
-    const SharedHost host = installedHost();
-    return sqm::QFRecordUploader::sharedQFRecordUploader()->uploadTarget();
-  });
+  return newTarget([] { return queue().uploadTarget(); });
 }
 
 sqm_target* sqm_target_create(const sqm_target_table* table) {

@@ -68,6 +68,7 @@ inline std::optional<std::string> ownedTextOf(const char* text) {
 /// A text for the caller, who frees it; null when it is absent.
 inline char* newText(std::optional<std::string_view> text) {
   if (!text) return nullptr;
+  // NOLINTNEXTLINE(cppcoreguidelines-no-malloc): what C programs get is not from `new`
   auto* copy = static_cast<char*>(std::malloc(text->size() + 1));
   if (copy == nullptr) throw std::bad_alloc();
   text->copy(copy, text->size());

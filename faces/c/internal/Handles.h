@@ -18,6 +18,15 @@
 
 namespace sqm::c {
 
+/// An object of the process that is never destroyed: others use it until the process ends. An exception of its
+/// constructor propagates, and the next call tries again.
+template <typename Object>
+Object& immortal() {
+  // NOLINTNEXTLINE(cppcoreguidelines-avoid-non-const-global-variables): a reference, as its destructor would run
+  static Object& object = *new Object;
+  return object;
+}
+
 enum class Use { ownThread, anyThread };
 
 /// A kind of handle: what messages call it, and whether it belongs to the thread that made it.

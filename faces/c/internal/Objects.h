@@ -11,6 +11,10 @@
 #include "faces/c/internal/Options.h"
 #include "faces/c/internal/Services.h"
 
+namespace sqm {
+class QFRecordUploader;
+}  // namespace sqm
+
 namespace sqm::c {
 
 /// A host with the services of the application.
@@ -29,9 +33,11 @@ struct HostState {
 };
 using SharedHost = std::shared_ptr<HostState>;
 
-/// The installed host, for the process-wide objects, which keep it until the process ends. Throws `Failure` without
-/// one.
+/// The host that was installed last. Throws `Failure` without one.
 SharedHost installedHost();
+
+/// The process's queue, which keeps the host that was installed when it was made. Throws `Failure` without one.
+QFRecordUploader& queue();
 
 /// An observer that calls `callback`.
 sqm_observer* newObserver(const SharedHost& host, const char* name, const void* sender,
