@@ -12,6 +12,8 @@
 
 using namespace sqm::c;  // NOLINT(google-build-using-namespace): the functions are in the global namespace
 using sqm::delivery::DeliveryCounts;
+using sqm::delivery::DeliveryStatistics;
+using sqm::delivery::DropCounts;
 using sqm::delivery::kDropReasonNames;
 using sqm::delivery::UserConsent;
 
@@ -27,10 +29,18 @@ UserConsent& consentOf(const sqm_host* host) {
   return *consent;
 }
 
-std::array<std::uint64_t, SQM_COUNTS> numbersOf(const DeliveryCounts& counts) {
-  std::array<std::uint64_t, SQM_COUNTS> numbers = {counts.accepted, counts.delivered, counts.refused, counts.waiting};
-  std::copy(counts.dropped.begin(), counts.dropped.end(), numbers.begin() + SQM_COUNT_DROPPED);
+using Numbers = std::array<std::uint64_t, SQM_COUNTS>;
+
+Numbers numbersOf(const DropCounts& dropped, const DeliveryCounts& counts = {}) {
+  Numbers numbers = {counts.accepted, counts.delivered, counts.refused, counts.waiting};
+  std::copy(dropped.begin(), dropped.end(), numbers.begin() + SQM_COUNT_DROPPED);
   return numbers;
+}
+
+Numbers numbersOf(const DeliveryStatistics& all, std::int32_t list) {
+  if (list == SQM_LIST_REFUSED) return numbersOf(all.refusedBodies);
+  const DeliveryCounts& counts = list == SQM_LIST_QUEUE ? all.queue : all.lists[static_cast<std::size_t>(list)];
+  return numbersOf(counts.dropped, counts);
 }
 
 }  // namespace
@@ -38,11 +48,10 @@ std::array<std::uint64_t, SQM_COUNTS> numbersOf(const DeliveryCounts& counts) {
 sqm_status sqm_host_statistics(const sqm_host* host, int32_t list, uint64_t* counts, size_t count) {
   return attempt([&] {
     const SharedHost& state = on(host, Use::anyThread).state;
-    require(list >= 0 && list <= SQM_LIST_QUEUE, "there is no such list");
+    require(list >= 0 && list <= SQM_LIST_REFUSED, "there is no such list");
     require(counts != nullptr, "the counts are NULL");
     require(count <= SQM_COUNTS, "there are not so many counts");
-    const auto all = state->host.statistics();
-    const auto numbers = numbersOf(list == SQM_LIST_QUEUE ? all.queue : all.lists[static_cast<std::size_t>(list)]);
+    const Numbers numbers = numbersOf(state->host.statistics(), list);
     std::copy_n(numbers.begin(), count, counts);
   });
 }

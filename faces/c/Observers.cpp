@@ -12,6 +12,7 @@
 using namespace sqm::c;  // NOLINT(google-build-using-namespace): the functions are in the global namespace
 using sqm::delivery::Delivery;
 using sqm::delivery::Drop;
+using sqm::delivery::DropReason;
 using sqm::delivery::RefusedFile;
 using sqm::platform::FileProblem;
 using sqm::platform::HttpExchange;
@@ -127,8 +128,10 @@ sqm_status sqm_options_on_drop(sqm_options* options, sqm_drop_callback callback,
 }
 
 sqm_status sqm_options_on_refused_drop(sqm_options* options, sqm_refused_drop_callback callback, void* context) {
-  return observe(options, &sqm::platform::StandardHost::Options::onRefusedDrop, callback != nullptr,
-                 [callback, context](const RefusedFile& dropped, std::uint64_t count) {
-                   callback(context, dropped.path.c_str(), dropped.bytes, count);
-                 });
+  return observe(
+      options, &sqm::platform::StandardHost::Options::onRefusedDrop, callback != nullptr,
+      [callback, context](const RefusedFile& dropped, DropReason reason, std::uint64_t count) {
+        const sqm_refused_drop given = {dropped.path.c_str(), dropped.bytes, static_cast<std::int32_t>(reason), count};
+        callback(context, &given);
+      });
 }

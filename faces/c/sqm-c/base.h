@@ -50,8 +50,9 @@ enum {
   SQM_RECORD_TYPES = 5, /* how many there are */
 
   /* Where a limit or a count is asked for. */
-  SQM_LIST_QUEUE = 5, /* the upload queue */
-  SQM_LIST_EACH = -1  /* each list and the queue */
+  SQM_LIST_QUEUE = 5,   /* the upload queue */
+  SQM_LIST_REFUSED = 6, /* the folder of refused bodies: only what was dropped is counted */
+  SQM_LIST_EACH = -1    /* each list and the queue */
 };
 
 #ifdef __cplusplus

@@ -27,8 +27,8 @@ enum {
 };
 #define SQM_COUNTS 11 /* how many there are */
 
-/* Writes the first `count` counts of a list (SQM_RECORD_... or SQM_LIST_QUEUE) to `counts`, all taken at one time. Any
- * thread. */
+/* Writes the first `count` counts of a list (SQM_RECORD_..., SQM_LIST_QUEUE, SQM_LIST_REFUSED) to `counts`, all taken
+ * at one time. Any thread. */
 SQM_API sqm_status sqm_host_statistics(const sqm_host* host, int32_t list, uint64_t* counts, size_t count);
 
 /* The name of a reason, "records", "bytes", ...; NULL for a number that is none. */

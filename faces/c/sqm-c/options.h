@@ -146,8 +146,14 @@ typedef struct sqm_drop {
 typedef void (*sqm_drop_callback)(void* context, const sqm_drop* drop);
 SQM_API sqm_status sqm_options_on_drop(sqm_options* options, sqm_drop_callback callback, void* context);
 
-/* After a refused body was dropped for a newer one; `count` is how many were so far. */
-typedef void (*sqm_refused_drop_callback)(void* context, const char* path, uint64_t bytes, uint64_t count);
+typedef struct sqm_refused_drop {
+  const char* path;
+  uint64_t bytes;
+  int32_t reason; /* the limit: SQM_DROP_RECORDS (of the files), SQM_DROP_BYTES or SQM_DROP_AGE */
+  uint64_t count; /* of the files that were dropped so far */
+} sqm_refused_drop;
+/* After a refused body was dropped. */
+typedef void (*sqm_refused_drop_callback)(void* context, const sqm_refused_drop* drop);
 SQM_API sqm_status sqm_options_on_refused_drop(sqm_options* options, sqm_refused_drop_callback callback, void* context);
 
 #ifdef __cplusplus

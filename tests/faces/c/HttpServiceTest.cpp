@@ -104,6 +104,25 @@ TEST_F(CHttpService, RefusedBodiesAndProofsWorkAsWithTheStandardService) {
   EXPECT_EQ(deliveries.back().substr(0, 5), "0 204");
 }
 
+TEST_F(CHttpService, DroppedBodiesAreCounted) {
+  sqm_options_set_number(options.get(), SQM_OPTION_ACCEPT, SQM_ACCEPT_ONLY_2XX);
+  sqm_options_set_number(options.get(), SQM_OPTION_COUNTING, SQM_COUNTING_IN_MEMORY);
+  sqm_options_set_number(options.get(), SQM_OPTION_REFUSED_FILES, 1);
+  makeHost();
+  const Manager manager = makeManager();
+  for (int upload = 0; upload < 2; ++upload) {
+    recordConnection(manager.get(), "Net");
+    sqm_manager_upload(manager.get());
+    http.complete(404);
+    runPending();
+  }
+  std::uint64_t counts[SQM_COUNTS];
+  EXPECT_EQ(sqm_host_statistics(host.get(), SQM_LIST_REFUSED, counts, SQM_COUNTS), SQM_OK);
+  EXPECT_EQ(counts[SQM_COUNT_DROPPED + SQM_DROP_RECORDS], 1U);
+  EXPECT_EQ(counts[SQM_COUNT_ACCEPTED], 0U);
+  EXPECT_EQ(sqm_host_statistics(host.get(), SQM_LIST_REFUSED + 1, counts, 1), SQM_INVALID_ARGUMENT);
+}
+
 TEST_F(CHttpService, AnAbortIsReportedAndTheRequestIsStillToBeEnded) {
   makeHost();
   std::filesystem::create_directories(home / "sessions");

@@ -180,9 +180,9 @@ TEST(COptions, CallbacksGetTheValuesOfTheObservers) {
       &said);
   sqm_options_on_refused_drop(
       options.get(),
-      [](void* context, const char* path, uint64_t bytes, uint64_t count) {
-        *static_cast<std::string*>(context) +=
-            std::string(path) + " " + std::to_string(bytes) + " " + std::to_string(count) + "\n";
+      [](void* context, const sqm_refused_drop* drop) {
+        *static_cast<std::string*>(context) += std::string(drop->path) + " " + std::to_string(drop->bytes) + " " +
+                                               std::to_string(drop->reason) + " " + std::to_string(drop->count) + "\n";
       },
       &said);
 
@@ -202,10 +202,10 @@ TEST(COptions, CallbacksGetTheValuesOfTheObservers) {
       {sqm::delivery::Outcome::refused, 404, 200, std::chrono::seconds(9), "http://b", 10, "status 404"});
   standard.onDrop({std::nullopt, 2, sqm::delivery::DropReason::age});
   standard.onDrop({sqm::RecordType::device, 3, sqm::delivery::DropReason::lost});
-  standard.onRefusedDrop({1, "/refused/1", 11}, 12);
+  standard.onRefusedDrop({1, "/refused/1", 11}, sqm::delivery::DropReason::bytes, 12);
   EXPECT_EQ(said,
             "write /list full\n0 200 http://a 5 6 8 text/plain 7 X-A=b\n2 404 200 9 http://b 10 status 404\n"
-            "5 2 2\n2 3 6\n/refused/1 11 12\n");
+            "5 2 2\n2 3 6\n/refused/1 11 1 12\n");
 
   sqm_options_on_drop(options.get(), nullptr, nullptr);
   EXPECT_FALSE(options->standard.onDrop);
