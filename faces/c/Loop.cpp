@@ -2,8 +2,9 @@
 
 #include <cerrno>
 #include <chrono>
-#include <cstring>
 #include <string>
+#include <system_error>
+#include <utility>
 
 #include "sqm/common/HttpTransaction.h"
 #include "sqm/common/MainThread.h"
@@ -53,7 +54,7 @@ sqm_status sqm_host_stop(sqm_host* host) {
 int sqm_host_wake_fd(sqm_host* host) {
   return valueOr(-1, [&] {
     const int descriptor = on(host).state->host.runLoop().wakeDescriptor();
-    if (descriptor < 0) throw Failure(SQM_FAILED, std::strerror(errno));
+    if (descriptor < 0) throw Failure(SQM_FAILED, std::generic_category().message(errno));
     return descriptor;
   });
 }

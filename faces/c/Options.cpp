@@ -29,6 +29,14 @@ sqm::delivery::ScheduleOptions& scheduleOf(Options& options) {
   return options.schedule ? *options.schedule : options.schedule.emplace();
 }
 
+void setSchedule(Options& options, std::int64_t isOn) {
+  if (isOn != 0) {
+    scheduleOf(options);
+  } else {
+    options.schedule.reset();
+  }
+}
+
 /// An option that is a number from 0 to `most`.
 struct NumberOption {
   std::int32_t number;
@@ -73,13 +81,7 @@ constexpr NumberOption kNumberOptions[] = {
     {SQM_OPTION_REFUSED_BYTES, kMostBytes,
      [](Options& o, std::int64_t v) { o.refusedLimits.bytes = as<std::uintmax_t>(v); }},
     {SQM_OPTION_REFUSED_AGE_S, kMostSeconds, [](Options& o, std::int64_t v) { o.refusedLimits.age = seconds(v); }},
-    {SQM_OPTION_SCHEDULE, kSwitch,
-     [](Options& o, std::int64_t v) {
-       if (v != 0)
-         scheduleOf(o);
-       else
-         o.schedule.reset();
-     }},
+    {SQM_OPTION_SCHEDULE, kSwitch, setSchedule},
     {SQM_OPTION_SCHEDULE_FIRST_UPLOAD_S, kMostSeconds,
      [](Options& o, std::int64_t v) { scheduleOf(o).firstUpload = seconds(v); }},
     {SQM_OPTION_SCHEDULE_PERIOD_S, kMostSeconds, [](Options& o, std::int64_t v) { scheduleOf(o).period = seconds(v); }},

@@ -14,8 +14,8 @@ using namespace sqm::c;  // NOLINT(google-build-using-namespace): the functions 
 
 /// The values of a record while a callback of the filter runs.
 struct sqm_values {
-  const sqm::ValueDictionary* all;
-  sqm::ValueDictionary* changeable;  // null: they can only be read
+  const sqm::ValueDictionary* all = nullptr;
+  sqm::ValueDictionary* changeable = nullptr;  // null: they can only be read
   bool isChanged = false;
 };
 

@@ -10,6 +10,8 @@
 using namespace sqm::c;  // NOLINT(google-build-using-namespace): the functions are in the global namespace
 
 struct sqm_collector {
+  explicit sqm_collector(const SharedHost& owner) : host(owner), collector(owner->host) {}
+
   SharedHost host;
   sqm::SQMDataCollector collector;
 };
@@ -37,10 +39,7 @@ sqm_status call(sqm_collector* collector, Operation operation, Arguments... argu
 }  // namespace
 
 sqm_collector* sqm_collector_create(sqm_host* host) {
-  return newHandle<sqm_collector>([&] {
-    const SharedHost& state = on(host).state;
-    return std::unique_ptr<sqm_collector>(new sqm_collector{state, sqm::SQMDataCollector(state->host)});
-  });
+  return newHandle<sqm_collector>([&] { return std::make_unique<sqm_collector>(on(host).state); });
 }
 
 void sqm_collector_destroy(sqm_collector* collector) { destroy(collector); }
