@@ -39,6 +39,7 @@ void record(sqm_manager* manager) {
 
 }  // namespace
 
+// NOLINTNEXTLINE(bugprone-exception-escape): an error of the loop ends the program
 int main(int argc, char** argv) {
   if (argc != 3) {
     std::fprintf(stderr, "usage: %s HOME SERVER\n", argv[0]);

@@ -4,7 +4,6 @@
 
 #include <QCoreApplication>
 #include <QSocketNotifier>
-#include <QTimer>
 #include <cstdio>
 #include <sqm.h>
 #include <string>
@@ -49,10 +48,8 @@ int main(int argc, char** argv) {
   {
     QSocketNotifier wake(sqm_host_wake_fd(host), QSocketNotifier::Read);
     QObject::connect(&wake, &QSocketNotifier::activated, [host] { sqm_host_run_pending(host, nullptr); });
-    QTimer::singleShot(0, [manager] {
-      record(manager);
-      sqm_manager_upload(manager);
-    });
+    record(manager);
+    sqm_manager_upload(manager);
     QCoreApplication::exec();
   }
 
