@@ -37,7 +37,9 @@ class TextSlots {
   }
 
   /// The number of slots that have a text.
-  std::size_t size() const { return static_cast<std::size_t>(std::popcount(present_[0]) + std::popcount(present_[1])); }
+  std::size_t size() const {
+    return static_cast<std::size_t>(std::popcount(present_[0])) + static_cast<std::size_t>(std::popcount(present_[1]));
+  }
 
   /// Stores a copy of the text, which may be a view of one in this object.
   void set(std::size_t slot, std::string_view text);
