@@ -93,8 +93,8 @@ class OutcomeTransactions final : public HttpTransactionFactory {
   /// The outcome of the exchange whose notification is being posted; nothing at other times.
   std::optional<Outcome> reported() const;
 
-  /// From now on no request is sent, or they are sent again. Those under way are aborted; further ones end in the error
-  /// notification.
+  /// False: nothing is sent from now on. Requests under way are aborted, and further ones end in the error
+  /// notification. True: requests are sent again.
   void setMaySend(bool maySend);
 
  private:

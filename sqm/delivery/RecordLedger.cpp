@@ -8,7 +8,9 @@
 namespace sqm::delivery {
 
 RecordLedger::RecordLedger(std::unique_ptr<AppendFile> file, const Host& host, RecordJournal* inner, Options options)
-    : file_(std::move(file)), host_(host), inner_(inner), options_(std::move(options)) {}
+    : file_(std::move(file)), host_(host), inner_(inner), options_(std::move(options)) {
+  read();  // now, because the queue may be used before the lists are loaded, or without them
+}
 
 RecordLedger::~RecordLedger() { write(/*withLists=*/inner_ != nullptr); }
 
@@ -32,7 +34,6 @@ std::int64_t RecordLedger::now() const { return host_.clock->time(); }
 
 void RecordLedger::listsLoaded(std::span<TextArray> lists) {
   if (inner_ != nullptr) inner_->listsLoaded(lists);
-  if (!std::exchange(isRead_, true)) read();
   const std::lock_guard lock(mutex_);
   for (const RecordType type : kRecordTypes) fit(kindOf(type), lists[indexOf(type)].size());
 }
@@ -181,7 +182,6 @@ void RecordLedger::read() {
   if (problem == std::errc::no_such_file_or_directory) return;
   auto kept = problem ? std::nullopt : statisticsOf(text);
   if (kept) {
-    const std::lock_guard lock(mutex_);
     kept_ = saved_ = *std::move(kept);
     return;
   }

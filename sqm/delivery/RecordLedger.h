@@ -58,7 +58,7 @@ class RecordLedger final : public RecordJournal, public UploadQueueRules {
     std::function<void(const std::string& problem)> onProblem = {};
   };
 
-  /// Without a `file` (null), the counts are in memory alone. `inner` is the journal, null without one.
+  /// Reads the file. Without one (null), the counts are in memory alone. `inner` is the journal, null without one.
   RecordLedger(std::unique_ptr<AppendFile> file, const Host& host, RecordJournal* inner, Options options);
   RecordLedger(const RecordLedger&) = delete;
   RecordLedger& operator=(const RecordLedger&) = delete;
@@ -116,7 +116,6 @@ class RecordLedger final : public RecordJournal, public UploadQueueRules {
   bool hasNews_ = false;  // that the file does not have
 
   KeptStatistics saved_;  // what the file is to have, where that is not `kept_`
-  bool isRead_ = false;
   bool isFailing_ = false;
   std::int64_t lastWrite_ = 0;
 };

@@ -129,17 +129,21 @@ struct StandardHost::Services {
     return sqmFolderPath(*host.configuration) + "/" + std::string(file);
   }
 
+  /// Reports what is wrong with a file.
+  std::function<void(const std::string& problem)> reporterOf(const std::string& path) {
+    return [this, path](const std::string& problem) { problems->cannotWrite(path, problem); };
+  }
+
   void makeLedger(Host& host, const Options& options) {
     const std::string path = pathInSqmFolder(host, delivery::kStatisticsFile);
     const bool isKept = options.counting == Counting::kept || options.limits;
     ledger.emplace(
         isKept ? appendFile(path) : nullptr, host, host.recordJournal,
-        delivery::RecordLedger::Options{
-            .limits = options.limits.value_or(delivery::Limits{}),
-            .synced = options.recording == delivery::Recording::survivesPowerLoss,
-            .outcome = [this] { return outcomes ? outcomes->reported() : std::nullopt; },
-            .onDrop = options.onDrop,
-            .onProblem = [this, path](const std::string& problem) { problems->cannotWrite(path, problem); }});
+        delivery::RecordLedger::Options{.limits = options.limits.value_or(delivery::Limits{}),
+                                        .synced = options.recording == delivery::Recording::survivesPowerLoss,
+                                        .outcome = [this] { return outcomes ? outcomes->reported() : std::nullopt; },
+                                        .onDrop = options.onDrop,
+                                        .onProblem = reporterOf(path)});
     host.recordJournal = &*ledger;
     host.queueRules = &*ledger;
   }
@@ -168,9 +172,8 @@ struct StandardHost::Services {
   void makeJournal(Host& host, const Options& options) {
     const std::string path = pathInSqmFolder(host, delivery::kJournalFile);
     provide(host.recordJournal, journal, appendFile(path, {.syncWithin = options.syncWithin}), *host.clock,
-            delivery::Journal::Options{
-                .synced = options.recording == delivery::Recording::survivesPowerLoss,
-                .onProblem = [this, path](const std::string& problem) { problems->cannotWrite(path, problem); }});
+            delivery::Journal::Options{.synced = options.recording == delivery::Recording::survivesPowerLoss,
+                                       .onProblem = reporterOf(path)});
   }
 
   /// Uploads what the schedule and then each of `targets` has. Returns false when the time was too short.

@@ -315,6 +315,22 @@ TEST_F(RecordLedgerTest, RequestsThatWereAnsweredAreCountedByTheirOutcome) {
   EXPECT_EQ(statisticsOf(disk_.content.value()).value().counts.queue, ledger_->statistics().queue);
 }
 
+TEST_F(RecordLedgerTest, AProcessThatUsesTheQueueAloneKeepsTheCountsOfTheLists) {
+  begin();
+  add("<a/>");
+  const DeliveryCounts before = counts();
+  end();
+  RecordLedger ledger(std::make_unique<MemoryAppendFile>(disk_), host_.host, nullptr,
+                      {.outcome = [] { return Outcome::delivered; }});
+  UploadRequests queue = {request("a")};
+  ledger.queueLoaded(queue);
+  queue.clear();
+  ledger.requestPosted(queue);
+  const DeliveryStatistics kept = statisticsOf(disk_.content.value()).value().counts;
+  EXPECT_EQ(kept.lists[indexOf(kConnection)], before);
+  EXPECT_EQ(kept.queue, (DeliveryCounts{.accepted = 1, .delivered = 1}));
+}
+
 TEST_F(RecordLedgerTest, AQueueThatTheApplicationReplacedIsCountedAnew) {
   begin();
   UploadRequests queue = {request("a"), request("b"), request("c")};
