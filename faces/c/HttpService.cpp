@@ -11,6 +11,7 @@
 #include "sqm/common/MainThread.h"
 
 #include "faces/c/internal/Objects.h"
+#include "faces/c/internal/Options.h"
 
 using namespace sqm::c;  // NOLINT(google-build-using-namespace): the functions are in the global namespace
 
@@ -201,12 +202,7 @@ std::size_t CallbackHttp::requestsUnderWay() const { return shared_->underWay; }
 }  // namespace sqm::c
 
 sqm_status sqm_options_set_http(sqm_options* options, const sqm_http_service* service) {
-  return attempt([&] {
-    sqm_options& target = on(options);
-    const sqm_http_service table = known(service);
-    require(table.send != nullptr, "the HTTP service has no `send`");
-    target.http = table;
-  });
+  return setService(options, &sqm_options::http, service, &sqm_http_service::send, "the HTTP service has no `send`");
 }
 
 sqm_status sqm_http_request_end(sqm_http_request* request, const sqm_http_response* response) {

@@ -9,6 +9,7 @@
 #include "sqm/common/ValueDictionary.h"
 
 #include "faces/c/internal/Objects.h"
+#include "faces/c/internal/Options.h"
 
 using namespace sqm::c;  // NOLINT(google-build-using-namespace): the functions are in the global namespace
 
@@ -119,19 +120,9 @@ sqm_status sqm_options_set_filter(sqm_options* options, const sqm_filter_service
 }
 
 sqm_status sqm_options_set_log(sqm_options* options, const sqm_log_service* service) {
-  return attempt([&] {
-    sqm_options& target = on(options);
-    const sqm_log_service table = known(service);
-    require(table.write != nullptr, "the log has no `write`");
-    target.log = table;
-  });
+  return setService(options, &sqm_options::log, service, &sqm_log_service::write, "the log has no `write`");
 }
 
 sqm_status sqm_options_set_clock(sqm_options* options, const sqm_clock_service* service) {
-  return attempt([&] {
-    sqm_options& target = on(options);
-    const sqm_clock_service table = known(service);
-    require(table.now != nullptr, "the clock has no `now`");
-    target.clock = table;
-  });
+  return setService(options, &sqm_options::clock, service, &sqm_clock_service::now, "the clock has no `now`");
 }
