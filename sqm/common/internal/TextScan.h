@@ -12,9 +12,10 @@ namespace sqm {
 /// What a scan of text stops at.
 enum class StopAt : std::uint8_t {
   illFormedUtf8,
-  notXml,       ///< ill-formed UTF-8, and characters that XML 1.0 does not allow
-  markup,       ///< the same, and & < > " '
-  propertyList  ///< as `notXml`, and & < > and the carriage return
+  notXml,        ///< ill-formed UTF-8, and characters that XML 1.0 does not allow
+  markup,        ///< the same, and & < > " '
+  propertyList,  ///< as `notXml`, and & < > and the carriage return
+  json           ///< ill-formed UTF-8, control characters, and the quotation mark and backslash of RFC 8259
 };
 
 /// The beginning of a text that a scan has passed: whole characters.
@@ -75,7 +76,7 @@ inline void addIllFormed(const ScanBytes& bytes, ScanBytes& stops) {
            ((before1 == scanByte(0xED)) & (bytes >= scanByte(0xA0)));
   stops |= ((before1 == scanByte(0xF0)) & (bytes < scanByte(0x90))) |
            ((before1 == scanByte(0xF4)) & (bytes >= scanByte(0x90)));
-  if constexpr (stopAt != StopAt::illFormedUtf8) {  // U+FFFE and U+FFFF
+  if constexpr (stopAt != StopAt::illFormedUtf8 && stopAt != StopAt::json) {  // U+FFFE and U+FFFF
     stops |= (before2 == scanByte(0xEF)) & (before1 == scanByte(0xBF)) & (bytes >= scanByte(0xBE));
   }
 }
@@ -83,6 +84,7 @@ inline void addIllFormed(const ScanBytes& bytes, ScanBytes& stops) {
 /// Removes the control characters that do not stop the scan.
 template <StopAt stopAt>
 inline void passWhiteSpace(const ScanBytes& bytes, ScanBytes& stops) {
+  if constexpr (stopAt == StopAt::json) return;
   stops &= (bytes != '\t') & (bytes != '\n');
   if constexpr (stopAt != StopAt::propertyList) stops &= bytes != '\r';
 }
@@ -107,6 +109,8 @@ struct ScanBlock {
       stops |= ((bytes & scanByte(0xFE)) == '&') | ((bytes & scanByte(0xFD)) == '<') | (bytes == '"');
     } else if constexpr (stopAt == StopAt::propertyList) {
       stops |= (bytes == '&') | ((bytes & scanByte(0xFD)) == '<');
+    } else if constexpr (stopAt == StopAt::json) {
+      stops |= (bytes == '"') | (bytes == '\\');
     }
   }
 

@@ -5,11 +5,20 @@
 
 #include <nlohmann/json.hpp>
 
+#include "sqm/common/internal/TextScan.h"
+
 namespace sqm::platform {
 
 namespace {
 
+/// Copies a text that is written unchanged, as most are. The library writes the others.
 void append(std::string& out, const std::string& text) {
+  if (passedLength<StopAt::json>(text) == text.size()) {
+    out += '"';
+    out += text;
+    out += '"';
+    return;
+  }
   using Json = nlohmann::json;
   constexpr int kCompact = -1;
   out += Json(text).dump(kCompact, ' ', false, Json::error_handler_t::replace);

@@ -52,6 +52,19 @@ TEST(JsonText, IllFormedPartsBecomeReplacementCharacters) {
   }
 }
 
+TEST(JsonText, AByteIsEscapedWhereverItStands) {
+  for (int value = 0; value < 256; ++value) {
+    const char byte = static_cast<char>(value);
+    const std::string alone = written({std::string(1, byte)});
+    const std::string escaped = alone.substr(2, alone.size() - 4);
+    for (std::size_t before = 0; before < 40; ++before) {
+      const std::string text = std::string(before, 'b') + byte + std::string(39 - before, 'a');
+      EXPECT_EQ(written({text}), "[\"" + std::string(before, 'b') + escaped + std::string(39 - before, 'a') + "\"]")
+          << value << " after " << before;
+    }
+  }
+}
+
 TEST(JsonText, AnyPairOfBytesGivesAText) {
   for (int first = 0; first < 256; ++first) {
     for (int second = 0; second < 256; ++second) {
