@@ -36,6 +36,7 @@ int readOptions(int argc, char** argv, Options& options) {
       "Its page is at /, its data is at /_requests, /_records and /_events as JSON.\n"};
   program.name("sqm-collector");
   std::vector<std::string> rules;
+  std::string fields;
   std::size_t largestBody = options.limits.largestBody / kMiB;
   program.add_option("--port", options.port, "Port to listen on; 0 takes a free one")
       ->check(CLI::Range(0, 65535))
@@ -56,6 +57,13 @@ int readOptions(int argc, char** argv, Options& options) {
       ->type_name("PATH:FAULT[:TIMES]")
       ->expected(1)
       ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+  program
+      .add_option("--fields", fields,
+                  "What the fields of records mean, for clients with names of their own: a file such as the "
+                  "subcommand fields prints")
+      ->type_name("FILE");
+  const CLI::App* const printing =
+      program.add_subcommand("fields", "Print the default of --fields, as a file to edit, and end");
   program.add_flag("--quiet", options.isQuiet, "Print the address alone");
   addNumber(program, "--keep", options.mostRequests,
             CLI::Range(std::int64_t{0}, std::numeric_limits<std::int64_t>::max()), "NUMBER",
@@ -70,11 +78,20 @@ int readOptions(int argc, char** argv, Options& options) {
              "Give a client up whose request takes longer to arrive");
   try {
     program.parse(argc, argv);
-    for (const std::string& rule : rules) options.faults.push_back(parseFaultRule(rule));
   } catch (const CLI::ParseError& error) {
     return program.exit(error) == 0 ? 0 : kBadInput;
+  }
+  if (printing->parsed()) {
+    std::fputs(FieldMapping::defaultText().c_str(), stdout);
+    return 0;
+  }
+  const char* option = "--fail";
+  try {
+    for (const std::string& rule : rules) options.faults.push_back(parseFaultRule(rule));
+    option = "--fields";
+    if (!fields.empty()) options.fields = FieldMapping::ofFile(fields);
   } catch (const std::invalid_argument& error) {
-    std::fprintf(stderr, "sqm-collector: --fail: %s\n", error.what());
+    std::fprintf(stderr, "sqm-collector: %s: %s\n", option, error.what());
     return kBadInput;
   }
   options.limits.largestBody = largestBody * kMiB;

@@ -6,6 +6,7 @@
 
 #include "tools/collector/Connection.h"
 #include "tools/collector/Faults.h"
+#include "tools/collector/service/FieldMapping.h"
 
 namespace collector {
 
@@ -15,6 +16,7 @@ struct Options {
   int port = 8080;
   std::string database;  ///< empty: a temporary one
   std::vector<FaultRule> faults;
+  FieldMapping fields;
   Limits limits;
   std::size_t watchers = 32;
   std::int64_t mostRequests = 0;  ///< 0: all are kept
