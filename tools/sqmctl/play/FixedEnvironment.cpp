@@ -7,11 +7,11 @@
 #include <cstddef>
 #include <filesystem>
 #include <fstream>
-#include <regex>
 #include <stdlib.h>
 #include <string_view>
 
 #include "tools/sqmctl/Command.h"
+#include "tools/support/WallClock.h"
 
 namespace sqmctl::play {
 
@@ -24,38 +24,6 @@ using sqm::platform::IcuLocale;
 
 constexpr Date kFirstDate = sys_days(year(1) / 1 / 1);
 constexpr Date kLastDate = sys_days(year(10000) / 1 / 1) - microseconds(1);
-
-/// A local date and time, and its offset from GMT if the text has one.
-struct WallClock {
-  local_time<microseconds> time;
-  std::optional<seconds> aheadOfGmt;
-};
-
-/// Parses a calendar date in ISO 8601, with or without a time of day: "2026-11-21", "2026-11-21T10:00",
-/// "2026-11-21T10:00:00.25Z", "20261121T100000+0100". Nothing for any other text and for years other than 1 to 9999.
-std::optional<WallClock> wallClockOf(std::string_view iso8601) {
-  // A text uses dashes and colons everywhere or nowhere. std::regex recurses once for each character: hence the limit.
-  static const std::regex kForm(R"((\d{4})(-?)(\d\d)\2(\d\d))"                           // date
-                                R"((?:T([01]\d|2[0-3])(:?)([0-5]\d)(?:\6([0-5]\d))"      // time of day
-                                R"((?:[.,](\d+))?)?)"                                    // fraction
-                                R"((?:(Z)|([+-])([01]\d|2[0-3])(?::?([0-5]\d))?)?)?)");  // offset
-  constexpr std::size_t kLongest = 1000;
-  std::match_results<std::string_view::const_iterator> found;
-  if (iso8601.size() > kLongest || !std::regex_match(iso8601.begin(), iso8601.end(), found, kForm)) return std::nullopt;
-  const auto number = [&](std::size_t group) { return found[group].matched ? std::stoi(found[group].str()) : 0; };
-
-  const year_month_day date(year(number(1)), month(static_cast<unsigned>(number(3))),
-                            day(static_cast<unsigned>(number(4))));
-  if (!date.ok() || date.year() == year(0)) return std::nullopt;
-  const std::string fraction = (found[9].str() + "000000").substr(0, 6);
-  WallClock clock{
-      local_days(date) + hours(number(5)) + minutes(number(7)) + seconds(number(8)) + microseconds(std::stoi(fraction)),
-      std::nullopt};
-  if (found[10].matched) clock.aheadOfGmt = 0s;
-  const seconds offset = hours(number(12)) + minutes(number(13));
-  if (found[11].matched) clock.aheadOfGmt = found[11].str() == "-" ? -offset : offset;
-  return clock;
-}
 
 /// The moment of a local time in the zone. A time that occurs twice, as at the end of summer time, means the earlier
 /// moment. A time that does not occur, as at its beginning, is converted with the offset before the change.
@@ -71,7 +39,7 @@ Date momentOf(local_time<microseconds> shown, const IcuDates& dates) {
 
 std::optional<StandingClock> clockAt(const std::optional<std::string>& time, const IcuDates& dates) {
   if (!time) return std::nullopt;
-  const auto clock = wallClockOf(*time);
+  const auto clock = tools::wallClockOf(*time);
   if (!clock) {
     throw Problem(kBadInput, "--time: \"" + *time +
                                  "\" is not an ISO 8601 date and time, such as 2026-11-21T10:00:00Z, "
