@@ -47,9 +47,11 @@ enum {
   SQM_RECORD_DEVICE = 2,
   SQM_RECORD_APPLICATION = 3,
   SQM_RECORD_USER_ACCEPTANCE = 4,
-  SQM_RECORD_TYPES = 5, /* how many there are */
+  SQM_RECORD_TYPES = 5 /* how many there are */
+};
 
-  /* Where a limit or a count is asked for. */
+/* Where a limit or a count is asked for, beside the kinds of record. */
+enum {
   SQM_LIST_QUEUE = 5,   /* the upload queue */
   SQM_LIST_REFUSED = 6, /* the folder of refused bodies: only what was dropped is counted */
   SQM_LIST_EACH = -1    /* each list and the queue */
