@@ -1,0 +1,162 @@
+"""The documentation site: the check of its links, and the pages of the reference, on given input."""
+
+import contextlib
+import io
+import pathlib
+import sys
+import tempfile
+import unittest
+import xml.etree.ElementTree
+
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+sys.path.insert(0, str(ROOT / "tools/dev"))
+import site_links
+import site_pages
+import site_reference
+
+HEADER = """\
+/// A host.
+/// Ownership: none.
+class Host : public Base {
+ public:
+  explicit Host(int size) : size_(size) {}
+
+  /// Reads
+  /// a name.
+  bool read(const std::string& name,
+            int limit = 3) const;
+  bool readAll() const { return true; }
+
+  // Limits.
+
+  std::optional<int> limit;  ///< of bytes
+  void (*send)(int number);
+};
+SQM_API int sqm_read(const char* name,
+                     int limit);
+""".splitlines()
+
+
+def outcome(files):
+    """The exit status and the output of the check for a site with these files."""
+    with tempfile.TemporaryDirectory() as folder, contextlib.redirect_stdout(io.StringIO()) as output:
+        for name, text in files.items():
+            path = pathlib.Path(folder, name)
+            path.parent.mkdir(parents=True, exist_ok=True)
+            path.write_text(text, encoding="utf-8")
+        return site_links.check(pathlib.Path(folder).resolve()), output.getvalue()
+
+
+class Links(unittest.TestCase):
+    def test_files_and_anchors_that_exist_pass(self):
+        status, output = outcome({"index.html": '<a href="docs/a.html#part">a</a> <a href="#here">b</a> <p id="here">',
+                                  "docs/a.html": '<h2 id="part">A</h2><a href="../index.html">c</a>'})
+        self.assertEqual(status, 0, output)
+        self.assertIn("2 pages, 3 links, 0 faults", output)
+
+    def test_a_missing_file_and_a_missing_anchor_fail(self):
+        status, output = outcome({"index.html": '<a href="b.html">b</a> <a href="#there">c</a>'})
+        self.assertEqual(status, 1)
+        self.assertIn("index.html: leads to b.html, which is no file", output)
+        self.assertIn("index.html: leads to #there, which is no anchor", output)
+
+    def test_an_address_outside_is_listed_and_passes(self):
+        status, output = outcome({"index.html": '<a href="https://a.example/">a</a>'})
+        self.assertEqual(status, 0, output)
+        self.assertIn("  https://a.example/\n", output)
+
+    def test_what_is_loaded_from_another_host_fails(self):
+        for text in ('<img src="https://a.example/a.png">', '<script src="//a.example/a.js"></script>',
+                     '<link rel="stylesheet" href="https://a.example/a.css">'):
+            self.assertIn("from another host", outcome({"index.html": text})[1])
+        status, output = outcome({"index.html": '<a href="#">a</a>', "a.css": "i { src: url('https://a.example/f') }"})
+        self.assertEqual(status, 1)
+        self.assertIn("a.css: loads https://a.example/f from another host", output)
+
+    def test_a_site_without_links_fails(self):
+        self.assertEqual(outcome({"index.html": "<p>a</p>"})[0], 1)
+
+
+class Declarations(unittest.TestCase):
+    def of(self, text, kind="function"):
+        line = next(number for number, each in enumerate(HEADER, 1) if text in each)
+        return site_reference.declaration(HEADER, line, kind)
+
+    def test_a_function_has_no_body_and_no_initialisers(self):
+        self.assertEqual(self.of("explicit Host"), "explicit Host(int size);")
+        self.assertEqual(self.of("readAll"), "bool readAll() const;")
+
+    def test_a_declaration_keeps_its_lines(self):
+        self.assertEqual(self.of("bool read("), "bool read(const std::string& name,\n          int limit = 3) const;")
+
+    def test_the_mark_of_exported_calls_is_left_out(self):
+        self.assertEqual(self.of("sqm_read"), "int sqm_read(const char* name,\n             int limit);")
+
+    def test_classes_show_their_bases_and_variables_their_type(self):
+        self.assertEqual(self.of("class Host", "class"), "class Host : public Base")
+        self.assertEqual(self.of("limit;", "variable"), "std::optional<int> limit;")
+        self.assertEqual(self.of("send", "variable"), "void (*send)(int number);")
+
+    def test_a_plain_comment_belongs_to_what_follows_it(self):
+        line = next(number for number, each in enumerate(HEADER, 1) if "limit;" in each)
+        self.assertEqual(site_reference.plain_comment(HEADER, line), "Limits.")
+        self.assertEqual(site_reference.plain_comment(HEADER, line + 1), "")
+
+
+class Comments(unittest.TestCase):
+    def of(self, text):
+        description = f"<m><briefdescription/><detaileddescription>{text}</detaileddescription></m>"
+        return site_reference.comment_of(xml.etree.ElementTree.fromstring(description))
+
+    def test_labels_begin_paragraphs(self):
+        self.assertEqual(self.of("<para>A host. Ownership: none. Threading: any.</para>"),
+                         "A host.\n\n**Ownership:** none.\n\n**Threading:** any.")
+
+    def test_code_stays_code_and_text_is_escaped(self):
+        self.assertEqual(self.of("<para>Sets <computeroutput>a_b*</computeroutput> to a_b*, &lt;c&gt;.</para>"),
+                         r"Sets `a_b*` to a\_b\*, \<c>.")
+
+    def test_lists_stay_lists(self):
+        text = "<para>One:<itemizedlist><listitem><para>a</para></listitem></itemizedlist></para>"
+        self.assertEqual(self.of(text), "One:\n\n- a")
+
+
+class Reference(unittest.TestCase):
+    def items(self, *rows):
+        items = [site_reference.Item(kind, name, "", line, HEADER[line - 1].strip(), comment)
+                 for kind, name, line, comment in rows]
+        site_reference.set_anchors(items, set())
+        return items
+
+    def test_a_comment_describes_all_declarations_up_to_an_empty_line(self):
+        items = self.items(("function", "read", 9, "Reads."), ("function", "readAll", 11, ""),
+                           ("variable", "limit", 15, ""))
+        groups = site_reference.groups(items, HEADER)
+        self.assertEqual([[item.name for item in group] for group in groups], [["read", "readAll"], ["limit"]])
+
+    def test_overloads_have_anchors_of_their_own(self):
+        first, second = self.items(("function", "read", 9, ""), ("function", "read", 11, ""))
+        self.assertEqual(first.anchor, "read")
+        self.assertNotEqual(second.anchor, first.anchor)
+
+    def test_names_in_code_become_links_but_not_in_code_blocks_links_and_headings(self):
+        host = site_reference.Item("class", "Host", "", 1, "class Host", "", anchor="Host")
+        pages = site_pages.Pages(ROOT, {"sqm/common/Host.h": [host]})
+        text = "# `Host`\n`Host`, `host`, [the `Host`](threading.md)\n```cpp\n`Host`\n```\n"
+        self.assertEqual(pages.with_links(text, "docs/hosting.md", "docs/hosting.md"),
+                         text.replace("\n`Host`,", "\n[`Host`](../reference/sqm/common/Host.h.md#Host),"))
+
+    def test_links_to_sources_lead_to_their_pages(self):
+        pages = site_pages.Pages(ROOT, {})
+        text = "[a](../examples/01_first_record.cpp) [b](../README.md) [c](https://a.example/) [d](#d)"
+        self.assertEqual(pages.with_links(text, "docs/hosting.md", "docs/hosting.md"),
+                         "[a](../sources/examples/01_first_record.cpp.md) [b](../index.md) [c](https://a.example/) [d](#d)")
+        self.assertEqual(pages.sources, {"examples/01_first_record.cpp"})
+
+    def test_a_link_to_no_file_is_a_fault(self):
+        with self.assertRaisesRegex(site_pages.Fault, "docs/hosting.md: links to no.md, which is no file"):
+            site_pages.Pages(ROOT, {}).with_links("[a](no.md)", "docs/hosting.md", "docs/hosting.md")
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,53 @@
+"""Checks a static site: every link leads to a file and an anchor that exist, and nothing is loaded from other hosts."""
+
+import html.parser
+import re
+import urllib.parse
+
+
+class Page(html.parser.HTMLParser):
+    """The anchors of a page, where it leads to and what it loads."""
+
+    def __init__(self, text):
+        super().__init__()
+        self.anchors, self.links, self.loaded = {"", "top"}, [], []
+        self.feed(text)
+
+    def handle_starttag(self, tag, attributes):
+        values = dict(attributes)
+        self.anchors |= {values[name] for name in ("id", "name") if values.get(name)}
+        if tag == "a" and values.get("href"):
+            self.links.append(values["href"])
+        elif values.get("href") or values.get("src"):
+            self.loaded.append(values.get("href") or values["src"])
+
+
+def is_external(address):
+    return bool(urllib.parse.urlsplit(address).scheme or address.startswith("//"))
+
+
+def check(site):
+    """Prints the faults, and the addresses outside, which are not fetched. Returns an exit status."""
+    pages = {file: Page(file.read_text(encoding="utf-8")) for file in sorted(site.rglob("*.html"))}
+    faults, outside, count = [], set(), 0
+    for file, page in pages.items():
+        name = file.relative_to(site)
+        for address in page.links + page.loaded:
+            count += 1
+            path, _, anchor = address.partition("#")
+            target = (file.parent / urllib.parse.unquote(path)).resolve() if path else file
+            if is_external(address):
+                outside.add(address)
+                if address in page.loaded and not address.startswith("data:"):
+                    faults.append(f"{name}: loads {address} from another host")
+            elif not target.is_file():
+                faults.append(f"{name}: leads to {address}, which is no file")
+            elif target in pages and urllib.parse.unquote(anchor) not in pages[target].anchors:
+                faults.append(f"{name}: leads to {address}, which is no anchor")
+    for file in sorted(site.rglob("*.css")):
+        for address in re.findall(r"url\(\s*['\"]?([^'\")]+)", file.read_text(encoding="utf-8")):
+            if is_external(address) and not address.startswith("data:"):
+                faults.append(f"{file.relative_to(site)}: loads {address} from another host")
+    print("\n".join(["Addresses outside, which are not fetched:", *(f"  {address}" for address in sorted(outside))]))
+    print("\n".join([*faults, f"{len(pages)} pages, {count} links, {len(faults)} faults"]))
+    return 1 if faults or not count else 0
