@@ -16,7 +16,8 @@ TEST(CollectorOptions, AreAllExplained) {
   EXPECT_EQ(outcome.status, 0);
   EXPECT_EQ(outcome.err, "");
   for (const char* option : {"--port", "--listen", "--database", "--fail", "--quiet", "--keep", "--largest-body",
-                             "--connections", "--watchers", "--stall", "--request-time", "8080", "temporary"}) {
+                             "--connections", "--posts", "--connections-per-address", "--requests-per-address",
+                             "--watchers", "--stall", "--request-time", "8080", "temporary"}) {
     EXPECT_NE(outcome.out.find(option), std::string::npos) << option;
   }
 }
@@ -38,6 +39,9 @@ TEST(CollectorOptions, AreRejectedWithAReason) {
       {{"--largest-body", "0"}, "--largest-body"},
       {{"--largest-body", "901"}, "--largest-body"},
       {{"--connections", "0"}, "--connections"},
+      {{"--posts", "0"}, "--posts"},
+      {{"--connections-per-address", "-1"}, "--connections-per-address"},
+      {{"--requests-per-address", "many"}, "--requests-per-address"},
       {{"--watchers", "many"}, "--watchers"},
       {{"--stall", "0"}, "--stall"},
       {{"--request-time", "soon"}, "--request-time"},

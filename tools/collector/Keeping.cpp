@@ -30,13 +30,6 @@ constexpr std::size_t kLongestFaults = std::size_t{1} << 20;
 
 std::string utcNow() { return sqm::isoTimeStamp(std::chrono::floor<milliseconds>(std::chrono::system_clock::now())); }
 
-/// The text with every character that could control a terminal replaced.
-std::string printable(std::string_view text) {
-  std::string shown;
-  for (const char character : text) shown += character > ' ' && character < 0x7F ? character : '?';
-  return shown;
-}
-
 /// The head of a request as the client wrote it.
 struct RequestHead {
   std::string path;
@@ -76,13 +69,9 @@ RequestHead parseHead(std::string_view text) {
   return head;
 }
 
-void failAsTooLong(Response& response, std::size_t longest) {
-  fail(response, 413, "the body is longer than " + std::to_string(longest) + " bytes");
-}
-
-/// Reads a body of at most `longest` bytes. When it cannot be read, the response says why.
-std::optional<std::string> readBody(const Request& request, Response& response, const httplib::ContentReader& read,
-                                    std::size_t longest) {
+/// Reads a body of at most `longest` bytes. When it cannot be read, the request is refused.
+std::optional<std::string> readBody(Counters& counters, const Request& request, Response& response,
+                                    const httplib::ContentReader& read, std::size_t longest) {
   std::string body;
   bool isTooLong = false;
   const auto announced = tools::numberIn<std::uint64_t>(request.get_header_value("Content-Length"));
@@ -93,11 +82,11 @@ std::optional<std::string> readBody(const Request& request, Response& response, 
     return !isTooLong;
   });
   if (isWhole) return body;
-  HttpServer::connection().closeAfterAnswer();
   if (isTooLong) {
-    failAsTooLong(response, longest);
+    HttpServer::connection().endBy(Connection::End::drain);
+    refuseTooLong(counters, response, longest);
   } else {
-    fail(response, 400, "the body is not all there");
+    refusePost(counters, Count::postsIncomplete, "the body is not all there");
   }
   return std::nullopt;
 }
@@ -133,9 +122,13 @@ void answer(Response& response, const std::optional<FaultRule>& fault) {
 void keep(const Services& services, std::string body, std::size_t longest, const Request& request, Response& response) {
   RequestHead head = parseHead(HttpServer::connection().head());
   if (head.isGzip) {
-    auto decoded = gunzip(body, longest);
-    if (!decoded) return failAsTooLong(response, longest);
-    body = *std::move(decoded);
+    try {
+      auto decoded = gunzip(body, longest);
+      if (!decoded) return refuseTooLong(services.counters, response, longest);
+      body = *std::move(decoded);
+    } catch (const std::invalid_argument&) {
+      // It is kept as it was sent, with the problem that its records cannot be read.
+    }
   }
   const Misfortune misfortune = services.faults.next(head.path);
   const RequestRow kept = services.database.add({.time = utcNow(),
@@ -145,6 +138,7 @@ void keep(const Services& services, std::string body, std::size_t longest, const
                                                  .contentType = std::move(head.contentType),
                                                  .answered = answeredText(misfortune.fault)},
                                                 pairsJson(head.headers), body);
+  services.counters.add(Count::postsKept);
   services.events.notifyArrival();
   if (!services.isQuiet) {
     std::printf("%lld  %s %s  %lld bytes  %lld records  %s%s%s\n", static_cast<long long>(kept.id), kept.method.c_str(),
@@ -174,14 +168,14 @@ void addKeeping(HttpServer& server, const Services& services) {
   const auto take = [services, largestBody](const Request& request, Response& response,
                                             const httplib::ContentReader& read) {
     const bool isKept = !isOwn(request.path);
-    auto body = readBody(request, response, read, isKept ? largestBody : kLongestFaults);
+    auto body = readBody(services.counters, request, response, read, isKept ? largestBody : kLongestFaults);
     if (!body) return;
     if (isKept) {
       keep(services, *std::move(body), largestBody, request, response);
     } else if (request.method == "PUT" && request.path == "/_faults") {
       replaceFaults(services.faults, *body, response);
     } else {
-      fail(response, 404, "nothing is kept below /_");
+      refusePost(services.counters, Count::postsInvalid, "nothing is kept below /_");
     }
   };
   server.Post(R"([\s\S]*)", take);

@@ -69,8 +69,14 @@ int readOptions(int argc, char** argv, Options& options) {
             CLI::Range(std::int64_t{0}, std::numeric_limits<std::int64_t>::max()), "NUMBER",
             "Keep that many requests, the latest; 0 keeps all");
   addNumber(program, "--largest-body", largestBody, CLI::Range(1, 900), "MIB", "Refuse longer bodies with status 413");
-  addNumber(program, "--connections", options.limits.connections, CLI::Range(1, 900), "NUMBER",
-            "Serve that many clients at a time; others wait");
+  addNumber(program, "--connections", options.limits.connections, CLI::Range(1, 1'000'000), "NUMBER",
+            "Connections at a time. Beyond it, the one that has waited longest for a request is closed");
+  addNumber(program, "--posts", options.limits.posts, CLI::Range(1, 10'000), "NUMBER",
+            "Take that many posts at a time; others wait");
+  addNumber(program, "--connections-per-address", options.limits.connectionsOfAddress, CLI::Range(0, 1'000'000),
+            "NUMBER", "Connections of one client address at a time. Further ones are reset; 0 sets no limit");
+  addNumber(program, "--requests-per-address", options.limits.requestsOfAddress, CLI::Range(0, 1'000'000), "NUMBER",
+            "Requests of one client address in a second. Further ones wait, at most 10 s; 0 sets no limit");
   addNumber(program, "--watchers", options.watchers, CLI::Range(0, 900), "NUMBER",
             "Serve /_events to that many clients at a time");
   addSeconds(program, "--stall", options.limits.stall, "Give a client up that sends or takes nothing for so long");
@@ -95,6 +101,7 @@ int readOptions(int argc, char** argv, Options& options) {
     return kBadInput;
   }
   options.limits.largestBody = largestBody * kMiB;
+  options.limits.reads += options.watchers;
   return -1;
 }
 

@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
-#include "tools/collector/Connection.h"
 #include "tools/collector/Faults.h"
+#include "tools/collector/http/Connection.h"
 #include "tools/collector/service/FieldMapping.h"
 
 namespace collector {

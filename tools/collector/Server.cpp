@@ -16,8 +16,8 @@
 #include <utility>
 #include <vector>
 
-#include "tools/collector/HostNames.h"
 #include "tools/collector/Json.h"
+#include "tools/collector/http/HostNames.h"
 #include "tools/support/Number.h"
 
 namespace collector {
@@ -111,7 +111,8 @@ void watch(const Services& services, const Request& request, Response& response)
 std::optional<Refusal> refuseForeignName(const Request& request) {
   const std::string host = request.get_header_value("Host");
   if ((request.path != "/" && !isOwn(request.path)) || isOwnName(host)) return std::nullopt;
-  return Refusal{403, "'" + host + "' is no name of this machine: ask for localhost, or for its address"};
+  return Refusal{403, "'" + host + "' is no name of this machine: ask for localhost, or for its address",
+                 Count::readsRefused};
 }
 
 /// A file of the page.
@@ -173,16 +174,17 @@ void addRecords(HttpServer& server, Database& database) {
 
 void addRoutes(HttpServer& server, const Services& services) {
   server.set_default_headers({{"X-Content-Type-Options", "nosniff"}});
-  server.set_exception_handler([](const Request&, Response& response, const std::exception_ptr& thrown) {
-    try {
-      std::rethrow_exception(thrown);
-    } catch (const std::invalid_argument& error) {
-      fail(response, 400, error.what());
-    } catch (const std::exception& error) {
-      std::fprintf(stderr, "sqm-collector: a request failed: %s\n", error.what());
-      fail(response, 500, error.what());
-    }
-  });
+  server.set_exception_handler(
+      [services](const Request& request, Response& response, const std::exception_ptr& thrown) {
+        try {
+          std::rethrow_exception(thrown);
+        } catch (const std::exception& error) {
+          if (isPost(request)) return refusePost(services.counters, Count::postsFailed, error.what());
+          const bool isOfClient = dynamic_cast<const std::invalid_argument*>(&error) != nullptr;
+          if (!isOfClient) std::fprintf(stderr, "sqm-collector: a request failed: %s\n", error.what());
+          fail(response, isOfClient ? 400 : 500, error.what());
+        }
+      });
   if (services.isForThisMachine) server.addRefusal(refuseForeignName);
   addPage(server);
   addRequests(server, services.database);

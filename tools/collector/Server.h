@@ -2,10 +2,11 @@
 
 #include <string_view>
 
+#include "tools/collector/Counters.h"
 #include "tools/collector/Database.h"
 #include "tools/collector/Events.h"
 #include "tools/collector/Faults.h"
-#include "tools/collector/HttpServer.h"
+#include "tools/collector/http/HttpServer.h"
 
 namespace collector {
 
@@ -14,6 +15,7 @@ struct Services {
   Database& database;
   Faults& faults;
   Events& events;
+  Counters& counters;
   bool isQuiet;
   bool isForThisMachine;  ///< other machines must not read the data
 };

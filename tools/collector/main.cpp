@@ -4,24 +4,26 @@
 #include <csignal>
 #include <cstdio>
 #include <exception>
+#include <memory>
 #include <pthread.h>
 #include <stdexcept>
 #include <string>
+#include <sys/resource.h>
 #include <sys/signalfd.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "tools/collector/HostNames.h"
 #include "tools/collector/Options.h"
 #include "tools/collector/Server.h"
+#include "tools/collector/http/HostNames.h"
 
 namespace {
 
 using namespace collector;
 
-/// A descriptor that becomes readable when the process is asked to end. Called before any thread starts, so that no
-/// thread is interrupted.
-int stopDescriptor() {
+/// A descriptor that becomes readable when the process gets one of the signals that it handles. Called before any
+/// thread starts, so that no thread is interrupted.
+int signalDescriptor() {
   sigset_t signals;
   sigemptyset(&signals);
   sigaddset(&signals, SIGTERM);
@@ -36,15 +38,28 @@ void printAddress(const std::string& address, int port) {
   std::fflush(stdout);
 }
 
+/// Raises the limit of open files as far as this user may: each connection needs one.
+void allowManyFiles() {
+  rlimit files{};
+  if (getrlimit(RLIMIT_NOFILE, &files) != 0) return;
+  files.rlim_cur = files.rlim_max;
+  setrlimit(RLIMIT_NOFILE, &files);
+}
+
 void run(const Options& options) {
-  const int stop = stopDescriptor();
+  const int signals = signalDescriptor();
+  allowManyFiles();
   Database database(options.database, options.mostRequests);
   Faults faults(options.faults);
   Events events(options.watchers);
-  HttpServer server(options.limits);
-  addRoutes(server, {database, faults, events, options.isQuiet, isLoopback(options.address)});
+  Counters counters;
+  HttpServer server(options.limits, counters);
+  addRoutes(server, {database, faults, events, counters, options.isQuiet, isLoopback(options.address)});
   printAddress(options.address, server.listenOn(options.address, options.port));
-  server.run(stop, [&] { events.end(); });
+  const auto onSignal = [] { return false; };
+  const auto makeChannel = [](int socket) { return std::make_unique<Channel>(socket); };
+  server.run(
+      signals, onSignal, [&] { events.end(); }, makeChannel);
 }
 
 }  // namespace

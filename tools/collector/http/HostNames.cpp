@@ -1,4 +1,4 @@
-#include "tools/collector/HostNames.h"
+#include "tools/collector/http/HostNames.h"
 
 #include <algorithm>
 #include <arpa/inet.h>
