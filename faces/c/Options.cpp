@@ -52,7 +52,7 @@ static_assert(static_cast<int>(Recording::survivesPowerLoss) == SQM_RECORDING_SU
 static_assert(static_cast<int>(Accept::only2xx) == SQM_ACCEPT_ONLY_2XX);
 static_assert(static_cast<int>(StandardHost::Counting::kept) == SQM_COUNTING_KEPT);
 static_assert(static_cast<int>(Consent::revoked) == SQM_CONSENT_REVOKED);
-static_assert(sqm::kRecordTypes.size() == SQM_RECORD_TYPES && SQM_LIST_QUEUE == SQM_RECORD_TYPES);
+static_assert(sqm::kRecordTypes.size() == SQM_RECORD_TYPES && int{SQM_LIST_QUEUE} == SQM_RECORD_TYPES);
 
 template <typename Enumeration>
 Enumeration as(std::int64_t value) {
