@@ -10,13 +10,14 @@ import xml.etree.ElementTree
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 sys.path.insert(0, str(ROOT / "tools/dev"))
+import site_cpp
+import site_items
 import site_links
 import site_pages
+import site_plain
 import site_reference
 
-HEADER = """\
-/// A host.
-/// Ownership: none.
+CPP = """\
 class Host : public Base {
  public:
   explicit Host(int size) : size_(size) {}
@@ -29,12 +30,51 @@ class Host : public Base {
 
   // Limits.
 
-  std::optional<int> limit;  ///< of bytes
+  std::optional<int> limit{1};  ///< of bytes
   void (*send)(int number);
 };
+""".splitlines()
+
+PLAIN = """\
+/* A header. docs/c.md describes `a_b`. */
+#include <stddef.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* Reads a
+ * name.
+ *
+ * Threads: any. */
 SQM_API int sqm_read(const char* name,
                      int limit);
-""".splitlines()
+SQM_API int sqm_read_all(void (*visit)(void* context));
+
+/* --- Values ------- */
+
+/* Two. */
+enum { SQM_ONE = 1, SQM_TWO = 2 /* the second */ };
+typedef struct sqm_pair {
+  int first; /* of both */
+  /* The other. */
+  void (*second)(int number);
+} sqm_pair;
+
+/* A host. */
+@interface SQMHost : SQMBase <NSCopying> {
+ @private
+  int _size;
+}
+@property(nonatomic, retain) NSString *name; /* of the host */
+
+/* Reads. */
+- (BOOL)readName:(NSString *)name limit:(int)limit;
+- (id)init;
+@end
+
+#define SQM_NAME "name" /* its name */
+"""
 
 
 def outcome(files):
@@ -77,10 +117,12 @@ class Links(unittest.TestCase):
         self.assertEqual(outcome({"index.html": "<p>a</p>"})[0], 1)
 
 
-class Declarations(unittest.TestCase):
+class CppDeclarations(unittest.TestCase):
     def of(self, text, kind="function"):
-        line = next(number for number, each in enumerate(HEADER, 1) if text in each)
-        return site_reference.declaration(HEADER, line, kind)
+        return site_cpp.declaration(CPP, self.line(text), kind)
+
+    def line(self, text):
+        return next(number for number, each in enumerate(CPP, 1) if text in each)
 
     def test_a_function_has_no_body_and_no_initialisers(self):
         self.assertEqual(self.of("explicit Host"), "explicit Host(int size);")
@@ -89,24 +131,57 @@ class Declarations(unittest.TestCase):
     def test_a_declaration_keeps_its_lines(self):
         self.assertEqual(self.of("bool read("), "bool read(const std::string& name,\n          int limit = 3) const;")
 
-    def test_the_mark_of_exported_calls_is_left_out(self):
-        self.assertEqual(self.of("sqm_read"), "int sqm_read(const char* name,\n             int limit);")
-
-    def test_classes_show_their_bases_and_variables_their_type(self):
+    def test_classes_show_their_bases_and_variables_their_values(self):
         self.assertEqual(self.of("class Host", "class"), "class Host : public Base")
-        self.assertEqual(self.of("limit;", "variable"), "std::optional<int> limit;")
+        self.assertEqual(self.of("limit{", "variable"), "std::optional<int> limit{1};")
         self.assertEqual(self.of("send", "variable"), "void (*send)(int number);")
 
+    def test_a_comment_describes_all_declarations_up_to_an_empty_line(self):
+        self.assertTrue(site_cpp.is_continuation("", self.line("bool read("), self.line("readAll"), CPP))
+        self.assertFalse(site_cpp.is_continuation("", self.line("readAll"), self.line("limit{"), CPP))
+        self.assertFalse(site_cpp.is_continuation("Its own.", self.line("bool read("), self.line("readAll"), CPP))
+
     def test_a_plain_comment_belongs_to_what_follows_it(self):
-        line = next(number for number, each in enumerate(HEADER, 1) if "limit;" in each)
-        self.assertEqual(site_reference.plain_comment(HEADER, line), "Limits.")
-        self.assertEqual(site_reference.plain_comment(HEADER, line + 1), "")
+        self.assertEqual(site_cpp.plain_comment(CPP, self.line("limit{")), "Limits.")
+        self.assertEqual(site_cpp.plain_comment(CPP, self.line("send")), "")
+
+
+class PlainDeclarations(unittest.TestCase):
+    items = {item.name or item.members[0].name: item for item in site_plain.read(PLAIN)}
+
+    def test_the_first_comment_is_that_of_the_header(self):
+        self.assertEqual(site_plain.summary_of(PLAIN), "A header. docs/c.md describes `a_b`.")
+
+    def test_every_declaration_is_found_and_nothing_else(self):
+        self.assertEqual(list(self.items), ["sqm_read", "sqm_read_all", "SQM_ONE", "sqm_pair", "SQMHost", "SQM_NAME"])
+
+    def test_calls_are_shown_without_the_mark_of_exported_names(self):
+        self.assertEqual(self.items["sqm_read"].text, "int sqm_read(const char* name,\n             int limit);")
+
+    def test_a_comment_describes_all_declarations_up_to_an_empty_line(self):
+        self.assertEqual(self.items["sqm_read"].comment, "Reads a name.\n\n**Threads:** any.")
+        self.assertTrue(self.items["sqm_read_all"].is_continued)
+        self.assertFalse(self.items["SQM_ONE"].is_continued)
+
+    def test_a_comment_behind_a_declaration_describes_that_one(self):
+        self.assertEqual([(value.text, value.comment) for value in self.items["SQM_ONE"].members],
+                         [("SQM_ONE = 1", ""), ("SQM_TWO = 2", "the second")])
+        self.assertEqual([(member.text, member.comment) for member in self.items["sqm_pair"].members],
+                         [("int first;", "of both"), ("void (*second)(int number);", "The other.")])
+        self.assertEqual(self.items["SQM_NAME"].comment, "its name")
+
+    def test_classes_of_objective_c_have_selectors_and_no_variables(self):
+        host = self.items["SQMHost"]
+        self.assertEqual((host.text, host.comment), ("@interface SQMHost : SQMBase <NSCopying>", "A host."))
+        self.assertEqual(host.bases, ["SQMBase"])
+        self.assertEqual([member.name for member in host.members], ["name", "readName:limit:", "init"])
+        self.assertEqual([member.comment for member in host.members], ["of the host", "Reads.", ""])
 
 
 class Comments(unittest.TestCase):
     def of(self, text):
         description = f"<m><briefdescription/><detaileddescription>{text}</detaileddescription></m>"
-        return site_reference.comment_of(xml.etree.ElementTree.fromstring(description))
+        return site_cpp.comment_of(xml.etree.ElementTree.fromstring(description))
 
     def test_labels_begin_paragraphs(self):
         self.assertEqual(self.of("<para>A host. Ownership: none. Threading: any.</para>"),
@@ -122,25 +197,20 @@ class Comments(unittest.TestCase):
 
 
 class Reference(unittest.TestCase):
-    def items(self, *rows):
-        items = [site_reference.Item(kind, name, "", line, HEADER[line - 1].strip(), comment)
-                 for kind, name, line, comment in rows]
-        site_reference.set_anchors(items, set())
-        return items
-
-    def test_a_comment_describes_all_declarations_up_to_an_empty_line(self):
-        items = self.items(("function", "read", 9, "Reads."), ("function", "readAll", 11, ""),
-                           ("variable", "limit", 15, ""))
-        groups = site_reference.groups(items, HEADER)
-        self.assertEqual([[item.name for item in group] for group in groups], [["read", "readAll"], ["limit"]])
+    def test_items_that_one_comment_describes_are_together(self):
+        items = [site_items.Item("function", "read", "", "", "Reads."),
+                 site_items.Item("function", "readAll", "", "", "", is_continued=True),
+                 site_items.Item("function", "write", "", "", "Writes.")]
+        self.assertEqual(list(map(site_reference.title, site_reference.groups(items))), ["read, readAll", "write"])
 
     def test_overloads_have_anchors_of_their_own(self):
-        first, second = self.items(("function", "read", 9, ""), ("function", "read", 11, ""))
-        self.assertEqual(first.anchor, "read")
+        overloads = [site_items.Item("function", "operator[]", "Texts::", "", "") for _ in range(2)]
+        first, second = site_items.set_anchors(overloads)
+        self.assertEqual(first.anchor, "Texts-operator")
         self.assertNotEqual(second.anchor, first.anchor)
 
     def test_names_in_code_become_links_but_not_in_code_blocks_links_and_headings(self):
-        host = site_reference.Item("class", "Host", "", 1, "class Host", "", anchor="Host")
+        host = site_items.Item("class", "Host", "", "class Host", "", anchor="Host")
         pages = site_pages.Pages(ROOT, {"sqm/common/Host.h": [host]})
         text = "# `Host`\n`Host`, `host`, [the `Host`](threading.md)\n```cpp\n`Host`\n```\n"
         self.assertEqual(pages.with_links(text, "docs/hosting.md", "docs/hosting.md"),
@@ -148,9 +218,9 @@ class Reference(unittest.TestCase):
 
     def test_links_to_sources_lead_to_their_pages(self):
         pages = site_pages.Pages(ROOT, {})
-        text = "[a](../examples/01_first_record.cpp) [b](../README.md) [c](https://a.example/) [d](#d)"
+        text = "[a](../examples/01_first_record.cpp) [b](../README.md) [c](https://a.example/)"
         self.assertEqual(pages.with_links(text, "docs/hosting.md", "docs/hosting.md"),
-                         "[a](../sources/examples/01_first_record.cpp.md) [b](../index.md) [c](https://a.example/) [d](#d)")
+                         "[a](../sources/examples/01_first_record.cpp.md) [b](../index.md) [c](https://a.example/)")
         self.assertEqual(pages.sources, {"examples/01_first_record.cpp"})
 
     def test_a_link_to_no_file_is_a_fault(self):

@@ -13,8 +13,10 @@ import shutil
 import subprocess
 import sys
 
+import site_cpp
 import site_links
 import site_pages
+import site_plain
 import site_reference
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
@@ -24,8 +26,7 @@ CONFIGURATION = "docs/site/mkdocs.yml"
 FRONT_PAGE = "docs/site/index.md"
 TOP_PAGES = ("CHANGELOG.md", "CONTRIBUTING.md", "SECURITY.md")
 FILES = ("docs/site/site.css", "tools/collector/page/icon.svg")
-C_HEADERS = "faces/c"
-LANGUAGES = {".c": "c", ".cpp": "cpp", ".jsonl": "json", ".plist": "xml"}
+LANGUAGES = {".c": "c", ".cpp": "cpp", ".jsonl": "json", ".m": "objective-c", ".plist": "xml"}
 
 
 def text_of(path):
@@ -55,10 +56,20 @@ def described_headers():
             sections[line[3:]] = section = {}
         elif row := re.match(r"- `(sqm/[^`]+\.h)`: (.)(.*)", line):
             section[row[1]] = f"{row[2].upper()}{row[3]}."
-    files = [file for file in (ROOT / C_HEADERS).rglob("*.h") if "internal" not in file.parts]
-    files.sort(key=lambda file: (len(file.parts), file.name))
-    sections["C"] = {file.relative_to(ROOT).as_posix(): site_reference.summary_of_c_header(file) for file in files}
+    for face in site_reference.PLAIN:
+        files = [file for file in (ROOT / face.folder).rglob("*.h") if "internal" not in file.parts]
+        files.sort(key=lambda file: (len(file.parts), file.name))
+        paths = [file.relative_to(ROOT).as_posix() for file in files]
+        sections[face.language] = {path: site_plain.summary_of(text_of(path)) for path in paths}
     return sections
+
+
+def read_headers(paths):
+    """The declarations of each header."""
+    subprocess.run(["doxygen", "docs/site/Doxyfile"], cwd=ROOT, check=True)
+    items = site_cpp.read(ROOT, WORK / "xml")
+    return {path: items.get(path, []) if path.startswith(site_reference.CPP.folder) else site_plain.read(text_of(path))
+            for path in paths}
 
 
 def write_reference(pages, sections):
@@ -68,7 +79,7 @@ def write_reference(pages, sections):
         navigation.append(f"      - {json.dumps(section)}:")
         for path, summary in headers.items():
             page = pages.page_of(path)
-            text = site_reference.page(path, pages.headers[path], summary, text_of(path).splitlines())
+            text = site_reference.page(path, pages.headers[path], summary)
             text = re.sub(r"(?<![\w/`])docs/[\w-]+\.md",
                           lambda name: f"[{name[0]}]({site_pages.relative(name[0], path)})", text)
             pages.write(page, text, path)
@@ -95,10 +106,8 @@ def make():
     for folder in (WORK, SITE):
         shutil.rmtree(folder, ignore_errors=True)
     WORK.mkdir(parents=True)
-    subprocess.run(["doxygen", "docs/site/Doxyfile"], cwd=ROOT, check=True)
     sections = described_headers()
-    items = site_reference.read(ROOT, WORK / "xml")
-    pages = site_pages.Pages(ROOT, {path: items.get(path, []) for headers in sections.values() for path in headers})
+    pages = site_pages.Pages(ROOT, read_headers([path for headers in sections.values() for path in headers]))
     configuration = text_of(CONFIGURATION)
     for path in copy_pages(pages):
         if not re.search(rf" {re.escape(path)}$", configuration, re.MULTILINE):

@@ -26,7 +26,9 @@ class Pages:
     def __init__(self, root, headers):
         self.root = root
         self.headers = headers
-        self.symbols = site_reference.symbols(headers)
+        self.symbols = {face: site_reference.symbols({path: items for path, items in headers.items()
+                                                      if path.startswith(face.folder)})
+                        for face in site_reference.FACES}
         self.sources = set()  # the files that pages lead to
 
     def page_of(self, path):
@@ -51,12 +53,14 @@ class Pages:
         return relative(self.page_of(file_path), page) + hash_sign + anchor
 
     def code(self, text, page):
-        """A code span, with a link when the reference describes what it names."""
+        """A code span, with a link when the reference describes what it names, if possible for the page's language."""
         name = re.sub(r"^(?:sqm::)?(?:platform::|delivery::|testing::)?|\(\)$", "", text)
-        if name not in self.symbols:
-            return f"`{text}`"
-        header, anchor = self.symbols[name]
-        return f"[`{text}`]({relative(self.page_of(header), page)}{'#' * bool(anchor)}{anchor})"
+        name = re.sub(r"^[-+]\[(\w+) ([\w:]+)\]$", r"\1::\2", name)  # a method of Objective-C
+        for face in sorted(self.symbols, key=lambda face: not face.has(page)):
+            if name in self.symbols[face]:
+                header, anchor = self.symbols[face][name]
+                return f"[`{text}`]({relative(self.page_of(header), page)}{'#' * bool(anchor)}{anchor})"
+        return f"`{text}`"
 
     def with_links(self, text, page, path):
         """The text of `path` as `page` has it."""
