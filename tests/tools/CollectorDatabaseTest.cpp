@@ -7,7 +7,7 @@
 
 #include "tests/support/Bytes.h"
 #include "tests/tools/CollectorClient.h"
-#include "tools/collector/Sqlite.h"
+#include "tools/collector/storage/Sqlite.h"
 
 namespace {
 
@@ -113,18 +113,6 @@ TEST(CollectorDatabase, ThatIsEmptyIsTakenIntoUse) {
   putContent(folder / "empty.db", "");
   CollectorClient client({"--database", folder / "empty.db"});
   EXPECT_EQ(client.post("/queue", "a"), 200);
-}
-
-TEST(CollectorDatabase, ThatFailsResetsTheClient) {
-  const TemporaryFolder folder;
-  CollectorClient client({"--database", folder / "kept.db"});
-  EXPECT_EQ(client.post("/queue", "a"), 200);
-  collector::sqlite::Connection(folder / "kept.db")
-      .run("CREATE TRIGGER full BEFORE INSERT ON requests BEGIN SELECT RAISE(ABORT, 'the disk is full'); END");
-  EXPECT_EQ(client.post("/connection", kDocument), 0) << "no status, which a client would take for the receipt";
-  EXPECT_EQ(client.get("/_records").size(), 1U) << "a request is kept whole or not at all";
-  collector::sqlite::Connection(folder / "kept.db").run("DROP TRIGGER full");
-  EXPECT_EQ(client.post("/queue", "b"), 200);
 }
 
 }  // namespace

@@ -15,9 +15,10 @@ TEST(CollectorOptions, AreAllExplained) {
   const Outcome outcome = runProgram({kCollector, "--help"});
   EXPECT_EQ(outcome.status, 0);
   EXPECT_EQ(outcome.err, "");
-  for (const char* option : {"--port", "--listen", "--database", "--fail", "--quiet", "--keep", "--largest-body",
-                             "--connections", "--posts", "--connections-per-address", "--requests-per-address",
-                             "--watchers", "--stall", "--request-time", "8080", "temporary"}) {
+  for (const char* option :
+       {"--port", "--listen", "--database", "--fail", "--quiet", "--keep", "--patience", "--in-flight", "--no-sync",
+        "--largest-body", "--connections", "--posts", "--connections-per-address", "--requests-per-address",
+        "--watchers", "--stall", "--request-time", "8080", "temporary"}) {
     EXPECT_NE(outcome.out.find(option), std::string::npos) << option;
   }
 }
@@ -36,6 +37,8 @@ TEST(CollectorOptions, AreRejectedWithAReason) {
       {{"--fail", "/sqm:explode"}, "--fail: the fault rule '/sqm:explode' names no fault"},
       {{"--fail", "/sqm:cut", "--fail", "/sqm:status=9"}, "has a status that is none from 200 to 599"},
       {{"--keep", "-1"}, "--keep"},
+      {{"--patience", "0"}, "--patience"},
+      {{"--in-flight", "0"}, "--in-flight"},
       {{"--largest-body", "0"}, "--largest-body"},
       {{"--largest-body", "901"}, "--largest-body"},
       {{"--connections", "0"}, "--connections"},

@@ -3,8 +3,8 @@
 #include <charconv>
 #include <system_error>
 
-#include "tools/collector/Database.h"
 #include "tools/collector/Json.h"
+#include "tools/collector/storage/Storage.h"
 
 namespace collector {
 
@@ -27,10 +27,10 @@ std::optional<std::int64_t> takeNumber(std::string_view& text) {
 
 }  // namespace
 
-std::optional<Cursor> parseCursor(std::string_view text, Database& database) {
+std::optional<Cursor> parseCursor(std::string_view text, Storage& storage) {
   const auto request = takeNumber(text);
   if (!request) return std::nullopt;
-  if (text.empty()) return Cursor{*request, database.lastRecordUpTo(*request)};
+  if (text.empty()) return Cursor{*request, storage.lastRecordUpTo(*request)};
   if (!text.starts_with('-')) return std::nullopt;
   text.remove_prefix(1);
   const auto record = takeNumber(text);
@@ -38,14 +38,14 @@ std::optional<Cursor> parseCursor(std::string_view text, Database& database) {
   return Cursor{*request, *record};
 }
 
-Cursor startOf(Cursor cursor, Database& database) {
-  const auto [request, record] = database.last();
+Cursor startOf(Cursor cursor, Storage& storage) {
+  const auto [request, record] = storage.last();
   return cursor.request > request || cursor.record > record ? Cursor{} : cursor;
 }
 
-std::string nextEvents(Database& database, Cursor& cursor) {
-  const auto requests = database.requests(cursor.request, kAtATime);
-  const auto records = database.records(cursor.record, kAtATime);
+std::string nextEvents(Storage& storage, Cursor& cursor) {
+  const auto requests = storage.requests(cursor.request, kAtATime);
+  const auto records = storage.records(cursor.record, kAtATime);
   auto request = requests.begin();
   auto record = records.begin();
   std::string text;

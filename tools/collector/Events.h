@@ -12,7 +12,7 @@
 
 namespace collector {
 
-class Database;
+class Storage;
 
 /// The position of a watcher: the last request and the last record that it received. Written "12-40".
 struct Cursor {
@@ -23,15 +23,15 @@ struct Cursor {
 };
 
 /// Reads a cursor: "12-40", or "12", which means request 12 with all its records. Returns nothing for any other text.
-std::optional<Cursor> parseCursor(std::string_view text, Database& database);
+std::optional<Cursor> parseCursor(std::string_view text, Storage& storage);
 
 /// The position at which a watcher with this cursor starts. It is the beginning when the database has never reached the
 /// cursor, because then the cursor comes from another database.
-Cursor startOf(Cursor cursor, Database& database);
+Cursor startOf(Cursor cursor, Storage& storage);
 
 /// The next events of one watcher, as server-sent events: requests in order, each followed by its records. Empty when
 /// there are none. Moves the cursor.
-std::string nextEvents(Database& database, Cursor& cursor);
+std::string nextEvents(Storage& storage, Cursor& cursor);
 
 /// Wakes waiting threads when something has arrived or the server ends.
 ///

@@ -9,7 +9,7 @@
 #include "sqm/common/internal/Base64.h"
 #include "sqm/common/internal/Utf8.h"
 
-#include "tools/collector/Database.h"
+#include "tools/collector/storage/Rows.h"
 
 namespace collector {
 

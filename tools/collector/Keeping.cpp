@@ -1,6 +1,8 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdint>
+#include <cstdio>
+#include <memory>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -119,8 +121,34 @@ void answer(Response& response, const std::optional<FaultRule>& fault) {
   }
 }
 
-void keep(const Services& services, std::string body, std::size_t longest, const Request& request, Response& response) {
+/// The longest that a body can be in memory, as sent and decoded.
+std::size_t lengthInMemory(const Request& request, bool isGzip, std::size_t longest) {
+  constexpr std::size_t kMostOfOneByte = 1032;  // a byte of deflate (RFC 1951) becomes no more bytes than that
+  const auto announced = tools::numberIn<std::uint64_t>(request.get_header_value("Content-Length"));
+  const std::size_t sent = std::min<std::uint64_t>(announced.value_or(longest), longest);
+  return isGzip ? sent + std::min(sent * kMostOfOneByte, longest) : sent;
+}
+
+void print(const RequestRow& kept) {
+  std::printf("%lld  %s %s  %lld bytes  %lld records  %s%s%s\n", static_cast<long long>(kept.id), kept.method.c_str(),
+              printable(kept.path).c_str(), static_cast<long long>(kept.bytes), static_cast<long long>(kept.records),
+              kept.answered.c_str(), kept.problem ? "  " : "", kept.problem.value_or("").c_str());
+  std::fflush(stdout);
+}
+
+/// Reads a body and stores it. What is not stored is refused.
+void keep(const Services& services, std::size_t longest, const Request& request, Response& response,
+          const httplib::ContentReader& read) {
+  const auto fail = [&services] {
+    refusePost(services.counters, Count::postsFailed, "the body could not be stored in time");
+  };
+  const auto until = services.keeper.deadline();
   RequestHead head = parseHead(HttpServer::connection().head());
+  auto room = services.keeper.makeRoom(lengthInMemory(request, head.isGzip, longest), until);
+  if (!room) return fail();
+  auto received = readBody(services.counters, request, response, read, longest);
+  if (!received) return;
+  std::string body = *std::move(received);
   if (head.isGzip) {
     try {
       auto decoded = gunzip(body, longest);
@@ -131,21 +159,18 @@ void keep(const Services& services, std::string body, std::size_t longest, const
     }
   }
   const Misfortune misfortune = services.faults.next(head.path);
-  const RequestRow kept = services.database.add({.time = utcNow(),
-                                                 .method = request.method,
-                                                 .path = std::move(head.path),
-                                                 .query = std::move(head.query),
-                                                 .contentType = std::move(head.contentType),
-                                                 .answered = answeredText(misfortune.fault)},
-                                                pairsJson(head.headers), body);
+  RequestRow row = {.time = utcNow(),
+                    .method = request.method,
+                    .path = std::move(head.path),
+                    .query = std::move(head.query),
+                    .contentType = std::move(head.contentType),
+                    .answered = answeredText(misfortune.fault)};
+  room.shrinkTo(body.size());
+  const auto arrival = std::make_shared<Arrival>(std::move(row), pairsJson(head.headers), std::move(body));
+  if (!services.keeper.keep(arrival, std::move(room), until)) return fail();
   services.counters.add(Count::postsKept);
   services.events.notifyArrival();
-  if (!services.isQuiet) {
-    std::printf("%lld  %s %s  %lld bytes  %lld records  %s%s%s\n", static_cast<long long>(kept.id), kept.method.c_str(),
-                printable(kept.path).c_str(), static_cast<long long>(kept.bytes), static_cast<long long>(kept.records),
-                kept.answered.c_str(), kept.problem ? "  " : "", kept.problem.value_or("").c_str());
-    std::fflush(stdout);
-  }
+  if (!services.isQuiet) print(arrival->request);
   if (misfortune.delay.count() > 0) services.events.pause(misfortune.delay);
   answer(response, misfortune.fault);
 }
@@ -167,12 +192,10 @@ void addKeeping(HttpServer& server, const Services& services) {
   const std::size_t largestBody = server.limits().largestBody;
   const auto take = [services, largestBody](const Request& request, Response& response,
                                             const httplib::ContentReader& read) {
-    const bool isKept = !isOwn(request.path);
-    auto body = readBody(services.counters, request, response, read, isKept ? largestBody : kLongestFaults);
+    if (!isOwn(request.path)) return keep(services, largestBody, request, response, read);
+    const auto body = readBody(services.counters, request, response, read, kLongestFaults);
     if (!body) return;
-    if (isKept) {
-      keep(services, *std::move(body), largestBody, request, response);
-    } else if (request.method == "PUT" && request.path == "/_faults") {
+    if (request.method == "PUT" && request.path == "/_faults") {
       replaceFaults(services.faults, *body, response);
     } else {
       refusePost(services.counters, Count::postsInvalid, "nothing is kept below /_");

@@ -28,6 +28,34 @@ void addSeconds(CLI::App& program, const char* name, std::chrono::seconds& limit
       ->default_str(std::to_string(limit.count()));
 }
 
+void addMebibytes(CLI::App& program, const char* name, std::size_t& bytes, int most, const char* description) {
+  program
+      .add_option_function<std::size_t>(
+          name, [&bytes](const std::size_t& mebibytes) { bytes = mebibytes * kMiB; }, description)
+      ->check(CLI::Range(1, most))
+      ->type_name("MIB")
+      ->default_str(std::to_string(bytes / kMiB));
+}
+
+/// Where what arrives is stored, and what is done when it cannot be.
+void addStorageOptions(CLI::App& program, Options& options) {
+  program
+      .add_option(
+          "--database", options.storage.database,
+          "Database that keeps what arrives; made when it is missing. Without it: a temporary one, which is gone "
+          "when the server ends")
+      ->type_name("FILE");
+  addNumber(program, "--keep", options.storage.mostRequests,
+            CLI::Range(std::int64_t{0}, std::numeric_limits<std::int64_t>::max()), "NUMBER",
+            "Keep that many requests, the latest; 0 keeps all");
+  addSeconds(program, "--patience", options.keeping.patience,
+             "Try for so long to store a body, and then reset its connection: less than clients wait for an answer");
+  addMebibytes(program, "--in-flight", options.keeping.bytesInFlight, 65536,
+               "Hold bodies of that length in memory at a time; others wait unread");
+  program.add_flag("!--no-sync", options.storage.syncs,
+                   "Answer before the data is on the disk: a loss of power may take the latest bodies");
+}
+
 }  // namespace
 
 int readOptions(int argc, char** argv, Options& options) {
@@ -37,19 +65,12 @@ int readOptions(int argc, char** argv, Options& options) {
   program.name("sqm-collector");
   std::vector<std::string> rules;
   std::string fields;
-  std::size_t largestBody = options.limits.largestBody / kMiB;
   program.add_option("--port", options.port, "Port to listen on; 0 takes a free one")
       ->check(CLI::Range(0, 65535))
       ->capture_default_str();
   program.add_option("--listen", options.address, "Address to listen on; any but the default lets other machines in")
       ->type_name("ADDRESS")
       ->capture_default_str();
-  program
-      .add_option(
-          "--database", options.database,
-          "Database that keeps what arrives; made when it is missing. Without it: a temporary one, which is gone "
-          "when the server ends")
-      ->type_name("FILE");
   program
       .add_option("--fail", rules,
                   "Something to do wrong, as in /sqm:status=500:once. PATH is as posted, or *; FAULT is status=CODE, "
@@ -64,11 +85,9 @@ int readOptions(int argc, char** argv, Options& options) {
       ->type_name("FILE");
   const CLI::App* const printing =
       program.add_subcommand("fields", "Print the default of --fields, as a file to edit, and end");
+  addStorageOptions(program, options);
   program.add_flag("--quiet", options.isQuiet, "Print the address alone");
-  addNumber(program, "--keep", options.mostRequests,
-            CLI::Range(std::int64_t{0}, std::numeric_limits<std::int64_t>::max()), "NUMBER",
-            "Keep that many requests, the latest; 0 keeps all");
-  addNumber(program, "--largest-body", largestBody, CLI::Range(1, 900), "MIB", "Refuse longer bodies with status 413");
+  addMebibytes(program, "--largest-body", options.limits.largestBody, 900, "Refuse longer bodies with status 413");
   addNumber(program, "--connections", options.limits.connections, CLI::Range(1, 1'000'000), "NUMBER",
             "Connections at a time. Beyond it, the one that has waited longest for a request is closed");
   addNumber(program, "--posts", options.limits.posts, CLI::Range(1, 10'000), "NUMBER",
@@ -100,7 +119,6 @@ int readOptions(int argc, char** argv, Options& options) {
     std::fprintf(stderr, "sqm-collector: %s: %s\n", option, error.what());
     return kBadInput;
   }
-  options.limits.largestBody = largestBody * kMiB;
   options.limits.reads += options.watchers;
   return -1;
 }

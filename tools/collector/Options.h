@@ -7,6 +7,8 @@
 #include "tools/collector/Faults.h"
 #include "tools/collector/http/Connection.h"
 #include "tools/collector/service/FieldMapping.h"
+#include "tools/collector/storage/Keeper.h"
+#include "tools/collector/storage/Storage.h"
 
 namespace collector {
 
@@ -14,12 +16,12 @@ namespace collector {
 struct Options {
   std::string address = "127.0.0.1";  // other machines cannot reach it
   int port = 8080;
-  std::string database;  ///< empty: a temporary one
+  StorageOptions storage;
+  Keeper::Limits keeping;
   std::vector<FaultRule> faults;
   FieldMapping fields;
   Limits limits;
   std::size_t watchers = 32;
-  std::int64_t mostRequests = 0;  ///< 0: all are kept
   bool isQuiet = false;
 };
 

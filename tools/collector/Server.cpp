@@ -79,27 +79,27 @@ void sendList(const Request& request, Response& response,
 }
 
 void watch(const Services& services, const Request& request, Response& response) {
-  Database& database = services.database;
+  Storage& storage = services.storage;
   Events& events = services.events;
-  const auto [lastRequest, lastRecord] = database.last();
+  const auto [lastRequest, lastRecord] = storage.last();
   Cursor cursor{lastRequest, lastRecord};
   const bool isBack = request.has_header("Last-Event-ID");
   if (isBack || request.has_param("since")) {
     const auto asked =
-        parseCursor(isBack ? request.get_header_value("Last-Event-ID") : request.get_param_value("since"), database);
+        parseCursor(isBack ? request.get_header_value("Last-Event-ID") : request.get_param_value("since"), storage);
     if (!asked) return fail(response, 400, "since, or Last-Event-ID, is to be the id of an event, or 0");
-    cursor = startOf(*asked, database);
+    cursor = startOf(*asked, storage);
   }
   auto place = events.join();
   if (!place) return fail(response, 503, "there are as many watchers as --watchers allows");
   response.set_header("Cache-Control", "no-store");
-  response.set_chunked_content_provider("text/event-stream", [&database, &events, cursor, place = std::move(place)](
+  response.set_chunked_content_provider("text/event-stream", [&storage, &events, cursor, place = std::move(place)](
                                                                  std::size_t, httplib::DataSink& sink) mutable {
     const auto silentSince = std::chrono::steady_clock::now();
     for (;;) {
       if (events.hasEnded() || HttpServer::connection().hasPeerLeft()) return false;
       const auto count = events.count();
-      std::string text = nextEvents(database, cursor);
+      std::string text = nextEvents(storage, cursor);
       if (text.empty() && std::chrono::steady_clock::now() - silentSince >= kKeepAlive) text = ": still here\n\n";
       if (!text.empty()) return sink.write(text.data(), text.size());
       events.waitBeyond(count, kPeerCheck);
@@ -138,34 +138,34 @@ void addPage(HttpServer& server) {
   server.Get(R"(/_page/[\s\S]*)", show);
 }
 
-void addRequests(HttpServer& server, Database& database) {
+void addRequests(HttpServer& server, Storage& storage) {
   using Answering = std::function<void(const RequestRow&, Response&)>;
-  const auto one = [&server, &database](const std::string& pattern, const Answering& answering) {
-    server.Get(pattern, [&database, answering](const Request& request, Response& response) {
-      const auto row = database.request(std::stoll(request.matches[1].str()));
+  const auto one = [&server, &storage](const std::string& pattern, const Answering& answering) {
+    server.Get(pattern, [&storage, answering](const Request& request, Response& response) {
+      const auto row = storage.request(std::stoll(request.matches[1].str()));
       row ? answering(*row, response) : fail(response, 404, "there is no such request");
     });
   };
   server.Get("/_requests", [&](const Request& request, Response& response) {
     sendList<RequestRow>(
-        request, response, [&](auto since, auto limit) { return database.requests(since, limit); }, requestJson);
+        request, response, [&](auto since, auto limit) { return storage.requests(since, limit); }, requestJson);
   });
   one(R"(/_requests/(\d{1,18}))", [&](const RequestRow& row, Response& response) {
-    send(response, wholeRequestJson(row, database.headers(row.id), database.body(row.id)) + "\n", kJson);
+    send(response, wholeRequestJson(row, storage.headers(row.id), storage.body(row.id)) + "\n", kJson);
   });
   one(R"(/_requests/(\d{1,18})/body)", [&](const RequestRow& row, Response& response) {
     response.set_header("Content-Security-Policy", "sandbox");
-    send(response, database.body(row.id), row.contentType.empty() ? "application/octet-stream" : row.contentType);
+    send(response, storage.body(row.id), row.contentType.empty() ? "application/octet-stream" : row.contentType);
   });
 }
 
-void addRecords(HttpServer& server, Database& database) {
+void addRecords(HttpServer& server, Storage& storage) {
   server.Get("/_records", [&](const Request& request, Response& response) {
     sendList<RecordRow>(
-        request, response, [&](auto since, auto limit) { return database.records(since, limit); }, recordJson);
+        request, response, [&](auto since, auto limit) { return storage.records(since, limit); }, recordJson);
   });
   server.Get(R"(/_records/(\d{1,18}))", [&](const Request& request, Response& response) {
-    const auto row = database.record(std::stoll(request.matches[1].str()));
+    const auto row = storage.record(std::stoll(request.matches[1].str()));
     row ? send(response, recordJson(*row) + "\n", kJson) : fail(response, 404, "there is no such record");
   });
 }
@@ -187,8 +187,8 @@ void addRoutes(HttpServer& server, const Services& services) {
       });
   if (services.isForThisMachine) server.addRefusal(refuseForeignName);
   addPage(server);
-  addRequests(server, services.database);
-  addRecords(server, services.database);
+  addRequests(server, services.storage);
+  addRecords(server, services.storage);
   server.Get("/_faults", [services](const Request&, Response& response) {
     response.set_content(textsJson(services.faults.texts()) + "\n", kJson);
   });

@@ -3,16 +3,18 @@
 #include <string_view>
 
 #include "tools/collector/Counters.h"
-#include "tools/collector/Database.h"
 #include "tools/collector/Events.h"
 #include "tools/collector/Faults.h"
 #include "tools/collector/http/HttpServer.h"
+#include "tools/collector/storage/Keeper.h"
+#include "tools/collector/storage/Storage.h"
 
 namespace collector {
 
 /// The parts of the collection server.
 struct Services {
-  Database& database;
+  Storage& storage;
+  Keeper& keeper;
   Faults& faults;
   Events& events;
   Counters& counters;

@@ -49,17 +49,21 @@ void allowManyFiles() {
 void run(const Options& options) {
   const int signals = signalDescriptor();
   allowManyFiles();
-  Database database(options.database, options.mostRequests);
+  const auto storage = openStorage(options.storage);
+  Keeper keeper(*storage, options.keeping);
   Faults faults(options.faults);
   Events events(options.watchers);
   Counters counters;
   HttpServer server(options.limits, counters);
-  addRoutes(server, {database, faults, events, counters, options.isQuiet, isLoopback(options.address)});
+  addRoutes(server, {*storage, keeper, faults, events, counters, options.isQuiet, isLoopback(options.address)});
   printAddress(options.address, server.listenOn(options.address, options.port));
   const auto onSignal = [] { return false; };
+  const auto onStop = [&] {
+    events.end();
+    keeper.end();
+  };
   const auto makeChannel = [](int socket) { return std::make_unique<Channel>(socket); };
-  server.run(
-      signals, onSignal, [&] { events.end(); }, makeChannel);
+  server.run(signals, onSignal, onStop, makeChannel);
 }
 
 }  // namespace

@@ -1,4 +1,4 @@
-#include "tools/collector/Sqlite.h"
+#include "tools/collector/storage/Sqlite.h"
 
 #include <sqlite3.h>
 
@@ -6,7 +6,7 @@ namespace collector::sqlite {
 
 namespace {
 
-constexpr int kPatience = 5000;  // milliseconds, while another program holds the database
+constexpr int kPatience = 500;  // milliseconds, while another program holds the database
 
 }  // namespace
 

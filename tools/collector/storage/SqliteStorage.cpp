@@ -1,13 +1,13 @@
-#include "tools/collector/Database.h"
+// Requests and records in an SQLite file, or in a temporary one.
 
 #include <array>
 #include <filesystem>
 #include <fstream>
+#include <mutex>
 #include <utility>
 
-#include "tools/collector/Json.h"
-#include "tools/collector/RecordReader.h"
-#include "tools/collector/Sqlite.h"
+#include "tools/collector/storage/Sqlite.h"
+#include "tools/collector/storage/Storage.h"
 
 namespace collector {
 
@@ -130,14 +130,15 @@ std::optional<Row> firstRow(sqlite::Statement& statement, Row (*read)(const sqli
 std::string firstText(const sqlite::Statement& row) { return row.text(0); }
 std::int64_t firstNumber(const sqlite::Statement& row) { return row.number(0); }
 
-sqlite::Connection open(const std::string& file) {
+sqlite::Connection open(const std::string& file, bool syncs) {
   if (!file.empty()) checkFile(file);
   try {
     sqlite::Connection connection(file);
     // The identification is written before the journal is switched to write-ahead mode, so that it is in the file
     // itself, where the next start reads it even after a crash.
     connection.run(kMark);
-    connection.run("PRAGMA journal_mode = WAL; PRAGMA synchronous = NORMAL;");
+    connection.run("PRAGMA journal_mode = WAL");
+    connection.run(syncs ? "PRAGMA synchronous = FULL" : "PRAGMA synchronous = NORMAL");
     connection.run(kTables);
     return connection;
   } catch (const sqlite::Error& error) {
@@ -145,10 +146,8 @@ sqlite::Connection open(const std::string& file) {
   }
 }
 
-}  // namespace
-
-struct Database::Tables {
-  explicit Tables(const std::string& file) : connection(open(file)) {}
+struct Tables {
+  Tables(const std::string& file, bool syncs) : connection(open(file, syncs)) {}
 
   sqlite::Statement statement(const std::string& text) { return {connection, text}; }
 
@@ -175,88 +174,102 @@ struct Database::Tables {
   std::int64_t lastOf(std::string_view table) { return firstRow(last.bind(table), firstNumber).value_or(0); }
 };
 
-Database::Database(const std::string& file, std::int64_t mostRequests) : mostRequests_(mostRequests) {
-  try {
-    tables_ = std::make_unique<Tables>(file);
-  } catch (const sqlite::Error& error) {
-    throw CannotOpen("the database '" + file + "' cannot be read: " + error.what());
+class SqliteStorage : public Storage {
+ public:
+  explicit SqliteStorage(const StorageOptions& options)
+      : mostRequests_(options.mostRequests), tables_(options.database, options.syncs) {}
+
+  void add(std::span<Arrival* const> arrivals) override {
+    const std::lock_guard lock(mutex_);
+    sqlite::Transaction transaction(tables_.connection);
+    std::int64_t id = tables_.lastOf("requests");
+    for (Arrival* arrival : arrivals) {
+      arrival->request.id = ++id;
+      add(*arrival);
+    }
+    if (mostRequests_ > 0) {
+      tables_.dropRecords.bind(id - mostRequests_).run();
+      tables_.dropRequests.bind(id - mostRequests_).run();
+    }
+    transaction.commit();
   }
-}
 
-Database::~Database() = default;
+  std::vector<RequestRow> requests(std::int64_t since, std::int64_t limit) override {
+    const std::lock_guard lock(mutex_);
+    sqlite::Rows rows(tables_.requestsSince.bind(since, limit));
+    std::vector<RequestRow> found;
+    while (rows.next()) found.push_back(requestIn(tables_.requestsSince));
+    return found;
+  }
 
-RequestRow Database::add(RequestRow request, std::string_view headers, std::string_view body) {
-  const std::lock_guard lock(mutex_);
-  Tables& tables = *tables_;
-  sqlite::Transaction transaction(tables.connection);
-  request.id = tables.lastOf("requests") + 1;
-  request.bytes = static_cast<std::int64_t>(body.size());
-  request.problem = readRecords(request.path, body, [&](const Record& record) {
-    ++request.records;
-    const std::string values = pairsJson(record.values);
-    tables.addRecord
-        .bind(request.id, request.time, request.path, record.type, record.subType, record.event, record.problem, values,
-              record.raw)
+  std::vector<RecordRow> records(std::int64_t since, std::int64_t limit) override {
+    const std::lock_guard lock(mutex_);
+    sqlite::Rows rows(tables_.recordsSince.bind(since, limit));
+    std::vector<RecordRow> found;
+    for (std::size_t bytes = 0; bytes < kBytesAtATime && rows.next(); bytes += found.back().raw.size()) {
+      found.push_back(recordIn(tables_.recordsSince));
+    }
+    return found;
+  }
+
+  std::optional<RequestRow> request(std::int64_t id) override {
+    const std::lock_guard lock(mutex_);
+    return firstRow(tables_.oneRequest.bind(id), requestIn);
+  }
+
+  std::optional<RecordRow> record(std::int64_t id) override {
+    const std::lock_guard lock(mutex_);
+    return firstRow(tables_.oneRecord.bind(id), recordIn);
+  }
+
+  std::string headers(std::int64_t request) override {
+    const std::lock_guard lock(mutex_);
+    return firstRow(tables_.headers.bind(request), firstText).value_or("");
+  }
+
+  std::string body(std::int64_t request) override {
+    const std::lock_guard lock(mutex_);
+    return firstRow(tables_.body.bind(request), firstText).value_or("");
+  }
+
+  std::int64_t lastRecordUpTo(std::int64_t request) override {
+    const std::lock_guard lock(mutex_);
+    return firstRow(tables_.lastRecordUpTo.bind(request), firstNumber).value_or(0);
+  }
+
+  std::pair<std::int64_t, std::int64_t> last() override {
+    const std::lock_guard lock(mutex_);
+    return {tables_.lastOf("requests"), tables_.lastOf("records")};
+  }
+
+ private:
+  void add(const Arrival& arrival) {
+    const RequestRow& request = arrival.request;
+    for (const ArrivedRecord& record : arrival.records) {
+      tables_.addRecord
+          .bind(request.id, request.time, request.path, record.type, record.subType, record.event, record.problem,
+                record.values, record.raw)
+          .run();
+    }
+    tables_.addRequest
+        .bind(request.id, request.time, request.method, request.path, request.query, request.contentType, request.bytes,
+              request.answered, request.records, request.problem, arrival.headers, sqlite::Blob{arrival.body})
         .run();
-  });
-  tables.addRequest
-      .bind(request.id, request.time, request.method, request.path, request.query, request.contentType, request.bytes,
-            request.answered, request.records, request.problem, headers, sqlite::Blob{body})
-      .run();
-  if (mostRequests_ > 0) {
-    tables.dropRecords.bind(request.id - mostRequests_).run();
-    tables.dropRequests.bind(request.id - mostRequests_).run();
   }
-  transaction.commit();
-  return request;
-}
 
-std::vector<RequestRow> Database::requests(std::int64_t since, std::int64_t limit) {
-  const std::lock_guard lock(mutex_);
-  sqlite::Rows rows(tables_->requestsSince.bind(since, limit));
-  std::vector<RequestRow> found;
-  while (rows.next()) found.push_back(requestIn(tables_->requestsSince));
-  return found;
-}
+  std::mutex mutex_;
+  const std::int64_t mostRequests_;
+  Tables tables_;
+};
 
-std::vector<RecordRow> Database::records(std::int64_t since, std::int64_t limit) {
-  const std::lock_guard lock(mutex_);
-  sqlite::Rows rows(tables_->recordsSince.bind(since, limit));
-  std::vector<RecordRow> found;
-  for (std::size_t bytes = 0; bytes < kBytesAtATime && rows.next(); bytes += found.back().raw.size()) {
-    found.push_back(recordIn(tables_->recordsSince));
+}  // namespace
+
+std::unique_ptr<Storage> openStorage(const StorageOptions& options) {
+  try {
+    return std::make_unique<SqliteStorage>(options);
+  } catch (const sqlite::Error& error) {
+    throw CannotOpen("the database '" + options.database + "' cannot be read: " + error.what());
   }
-  return found;
-}
-
-std::optional<RequestRow> Database::request(std::int64_t id) {
-  const std::lock_guard lock(mutex_);
-  return firstRow(tables_->oneRequest.bind(id), requestIn);
-}
-
-std::optional<RecordRow> Database::record(std::int64_t id) {
-  const std::lock_guard lock(mutex_);
-  return firstRow(tables_->oneRecord.bind(id), recordIn);
-}
-
-std::string Database::headers(std::int64_t request) {
-  const std::lock_guard lock(mutex_);
-  return firstRow(tables_->headers.bind(request), firstText).value_or("");
-}
-
-std::string Database::body(std::int64_t request) {
-  const std::lock_guard lock(mutex_);
-  return firstRow(tables_->body.bind(request), firstText).value_or("");
-}
-
-std::int64_t Database::lastRecordUpTo(std::int64_t request) {
-  const std::lock_guard lock(mutex_);
-  return firstRow(tables_->lastRecordUpTo.bind(request), firstNumber).value_or(0);
-}
-
-std::pair<std::int64_t, std::int64_t> Database::last() {
-  const std::lock_guard lock(mutex_);
-  return {tables_->lastOf("requests"), tables_->lastOf("records")};
 }
 
 }  // namespace collector

@@ -1,0 +1,163 @@
+// The group commit of the collection server, before a storage that does what the test says.
+
+#include <condition_variable>
+#include <functional>
+#include <future>
+#include <mutex>
+#include <set>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "tests/support/Patience.h"
+#include "tools/collector/storage/Keeper.h"
+
+namespace {
+
+using namespace collector;
+using std::chrono::milliseconds;
+using Clock = std::chrono::steady_clock;
+
+/// Remembers the paths of each transaction.
+class FakeStorage : public Storage {
+ public:
+  void add(std::span<Arrival* const> arrivals) override {
+    std::unique_lock lock(mutex_);
+    isAdding_ = true;
+    changed_.notify_all();
+    changed_.wait(lock, [this] { return isOpen_; });
+    std::vector<std::string> paths;
+    for (const Arrival* arrival : arrivals) {
+      paths.push_back(arrival->request.path);
+      if (impossible.contains(paths.back())) throw std::runtime_error("it cannot be stored");
+    }
+    groups.push_back(paths);
+  }
+  std::vector<RequestRow> requests(std::int64_t, std::int64_t) override { return {}; }
+  std::vector<RecordRow> records(std::int64_t, std::int64_t) override { return {}; }
+  std::optional<RequestRow> request(std::int64_t) override { return {}; }
+  std::optional<RecordRow> record(std::int64_t) override { return {}; }
+  std::string headers(std::int64_t) override { return {}; }
+  std::string body(std::int64_t) override { return {}; }
+  std::int64_t lastRecordUpTo(std::int64_t) override { return 0; }
+  std::pair<std::int64_t, std::int64_t> last() override { return {}; }
+
+  /// While it is closed, transactions do not end.
+  void setOpen(bool isOpen) {
+    const std::lock_guard lock(mutex_);
+    isOpen_ = isOpen;
+    changed_.notify_all();
+  }
+
+  void waitUntilAdding() {
+    std::unique_lock lock(mutex_);
+    changed_.wait(lock, [this] { return isAdding_; });
+  }
+
+  std::set<std::string> impossible;
+  std::vector<std::vector<std::string>> groups;
+
+ private:
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  bool isOpen_ = true;
+  bool isAdding_ = false;
+};
+
+class KeeperTest : public testing::Test {
+ protected:
+  static Clock::time_point in(milliseconds time) { return Clock::now() + time; }
+
+  std::future<bool> keep(const std::string& path, Clock::time_point until = in(kPatience)) {
+    return std::async(std::launch::async, [this, path, until] {
+      auto room = keeper.makeRoom(10, until);
+      return room && keeper.keep(std::make_shared<Arrival>(RequestRow{.path = path}, "[]", ""), std::move(room), until);
+    });
+  }
+
+  void waitForWaiting(std::size_t count) {
+    while (keeper.counters().waiting != count) std::this_thread::yield();
+  }
+
+  FakeStorage storage;
+  Keeper keeper{storage, {.patience = kPatience, .bytesInFlight = 100}};
+};
+
+TEST_F(KeeperTest, StoresInOneTransactionWhatArrivesDuringAnother) {
+  storage.setOpen(false);
+  auto first = keep("/first");
+  storage.waitUntilAdding();
+  std::vector<std::future<bool>> others;
+  for (int i = 0; i < 5; ++i) others.push_back(keep("/other"));
+  waitForWaiting(6);
+  EXPECT_EQ(keeper.counters().bytesInFlight, 60U);
+  storage.setOpen(true);
+  EXPECT_TRUE(first.get());
+  for (auto& other : others) EXPECT_TRUE(other.get());
+  EXPECT_EQ(storage.groups, (std::vector<std::vector<std::string>>{{"/first"}, std::vector<std::string>(5, "/other")}));
+  const StorageCounters counters = keeper.counters();
+  EXPECT_EQ(counters.posts, 6U);
+  EXPECT_EQ(counters.commits, 2U);
+  EXPECT_EQ(counters.waiting, 0U);
+  EXPECT_EQ(counters.bytesInFlight, 0U);
+  EXPECT_EQ(counters.oldestWait, milliseconds(0));
+}
+
+TEST_F(KeeperTest, TriesAgainWhatCannotBeStoredAndStoresTheOthers) {
+  storage.setOpen(false);
+  storage.impossible = {"/3"};
+  auto first = keep("/first");
+  storage.waitUntilAdding();
+  std::vector<std::future<bool>> others;
+  for (int i = 0; i < 8; ++i)
+    others.push_back(keep("/" + std::to_string(i), i == 3 ? in(milliseconds(300)) : in(kPatience)));
+  waitForWaiting(9);
+  storage.setOpen(true);
+  EXPECT_TRUE(first.get());
+  for (std::size_t i = 0; i < others.size(); ++i) EXPECT_EQ(others[i].get(), i != 3) << i;
+  const StorageCounters counters = keeper.counters();
+  EXPECT_EQ(counters.posts, 8U);
+  EXPECT_EQ(counters.givenUp, 1U);
+  EXPECT_GE(counters.failures, 2U);
+}
+
+TEST_F(KeeperTest, AnswersInTimeAlsoWhenTheStorageDoesNot) {
+  storage.setOpen(false);
+  auto stuck = keep("/stuck", in(milliseconds(50)));
+  EXPECT_FALSE(stuck.get());
+  EXPECT_EQ(keeper.counters().bytesInFlight, 10U) << "the writer still has it";
+  storage.setOpen(true);
+}
+
+TEST_F(KeeperTest, AdmitsNoMoreBytesThanItMay) {
+  auto first = keeper.makeRoom(60, in(kPatience));
+  EXPECT_TRUE(first);
+  EXPECT_FALSE(keeper.makeRoom(60, in(milliseconds(10))));
+  EXPECT_TRUE(keeper.makeRoom(40, in(kPatience)));
+  first.shrinkTo(40);
+  EXPECT_TRUE(keeper.makeRoom(60, in(kPatience)));
+  EXPECT_EQ(keeper.counters().bytesInFlight, 40U);
+}
+
+TEST_F(KeeperTest, AdmitsABodyThatIsLongerThanTheLimitAloneAndInItsTurn) {
+  auto first = std::make_unique<InFlight::Room>(keeper.makeRoom(10, in(kPatience)));
+  auto large = std::async(std::launch::async, [this] { return keeper.makeRoom(1000, in(kPatience)); });
+  while (keeper.makeRoom(10, in(milliseconds(10)))) {  // until the large one is waiting
+  }
+  first.reset();
+  EXPECT_TRUE(large.get());
+  EXPECT_TRUE(keeper.makeRoom(100, in(kPatience)));
+}
+
+TEST_F(KeeperTest, EndsWithEverythingStoredOrGivenUp) {
+  storage.impossible = {"/never"};
+  auto never = keep("/never");
+  storage.waitUntilAdding();
+  keeper.end();
+  EXPECT_FALSE(never.get());
+  EXPECT_FALSE(keep("/late").get());
+}
+
+}  // namespace

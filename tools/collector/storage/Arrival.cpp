@@ -1,0 +1,24 @@
+#include "tools/collector/storage/Arrival.h"
+
+#include <utility>
+
+#include "tools/collector/Json.h"
+#include "tools/collector/RecordReader.h"
+
+namespace collector {
+
+Arrival::Arrival(RequestRow head, std::string headersJson, std::string content)
+    : request(std::move(head)), headers(std::move(headersJson)), body(std::move(content)) {
+  request.bytes = static_cast<std::int64_t>(body.size());
+  request.problem = readRecords(request.path, body, [this](const Record& record) {
+    records.push_back({.type = record.type,
+                       .subType = record.subType,
+                       .event = record.event,
+                       .problem = record.problem,
+                       .values = pairsJson(record.values),
+                       .raw = record.raw});
+  });
+  request.records = static_cast<std::int64_t>(records.size());
+}
+
+}  // namespace collector

@@ -1,0 +1,101 @@
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "tools/collector/storage/InFlight.h"
+#include "tools/collector/storage/Storage.h"
+
+namespace collector {
+
+/// What happened to the bodies since the start, and what waits now.
+struct StorageCounters {
+  std::uint64_t posts = 0;    ///< that were kept
+  std::uint64_t records = 0;  ///< of these posts
+  std::uint64_t commits = 0;
+  std::uint64_t failures = 0;               ///< transactions that were not committed
+  std::uint64_t givenUp = 0;                ///< bodies that were not kept in time
+  std::size_t waiting = 0;                  ///< bodies that wait for their commit
+  std::size_t bytesInFlight = 0;            ///< of bodies that are read or wait
+  std::chrono::milliseconds oldestWait{0};  ///< how long the first of them has waited
+};
+
+/// Keeps what arrives: one thread stores all arrivals that wait in one transaction. What cannot be stored is tried
+/// again until the client would give up.
+///
+/// Threading: any thread.
+class Keeper {
+ public:
+  using Time = InFlight::Time;
+
+  struct Limits {
+    std::chrono::seconds patience{50};       ///< of a client: the longest time to its answer
+    std::size_t bytesInFlight = 256U << 20;  ///< the total length of the bodies in memory
+  };
+
+  /// The storage must outlive the keeper.
+  Keeper(Storage& storage, const Limits& limits);
+  Keeper(const Keeper&) = delete;
+  Keeper& operator=(const Keeper&) = delete;
+  ~Keeper();
+
+  /// When a client that sends its request now gives up.
+  Time deadline() const { return std::chrono::steady_clock::now() + limits_.patience; }
+
+  /// Waits for room for a body. False when there is none in time.
+  InFlight::Room makeRoom(std::size_t bytes, Time until) { return inFlight_.makeRoom(bytes, until); }
+
+  /// Stores an arrival. Returns true when it is stored and synced. Returns false when it could not be stored before
+  /// `until`, or before the end; it may then still be stored later.
+  bool keep(const std::shared_ptr<Arrival>& arrival, InFlight::Room room, Time until);
+
+  /// Tries once more to store what waits, and gives up what is not stored in half a second, or comes later. Returns at
+  /// once.
+  void end();
+
+  StorageCounters counters() const;
+
+ private:
+  enum class State : std::uint8_t { waiting, kept, givenUp };
+
+  struct Waiting {
+    std::shared_ptr<Arrival> arrival;
+    InFlight::Room room;
+    Time since;
+    Time until;
+    State state = State::waiting;
+    std::condition_variable decided;
+  };
+  using Group = std::vector<std::shared_ptr<Waiting>>;
+
+  void write();
+  void takeGroup(std::size_t most);
+  std::string storeGroup();
+  void noteKept();
+  void noteFailure(const std::string& problem);
+  template <typename Visit>
+  void forEachWaiting(const Visit& visit) const;
+
+  Storage& storage_;
+  const Limits limits_;
+  InFlight inFlight_;
+  mutable std::mutex mutex_;
+  std::condition_variable arrived_;
+  std::deque<std::shared_ptr<Waiting>> waiting_;
+  Group group_;                 // what the writer stores
+  std::uint64_t arrivals_ = 0;  // ever
+  StorageCounters counters_;
+  Time lastMessage_;  // about a failure; zero: all is well
+  bool isEnding_ = false;
+  std::thread writer_;
+};
+
+}  // namespace collector

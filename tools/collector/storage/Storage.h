@@ -1,0 +1,66 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <span>
+#include <stdexcept>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "tools/collector/storage/Arrival.h"
+#include "tools/collector/storage/Rows.h"
+
+namespace collector {
+
+/// Why a database cannot be opened; the text is for the user.
+class CannotOpen : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+/// The requests that arrived, and their records.
+///
+/// Failure: an exception that is a std::exception, whose text names the reason.
+/// Threading: any thread.
+class Storage {
+ public:
+  Storage() = default;
+  Storage(const Storage&) = delete;
+  Storage& operator=(const Storage&) = delete;
+  virtual ~Storage() = default;
+
+  /// Stores the arrivals in one transaction and sets the ids of their requests. When it returns, they survive the end
+  /// of the process and of the machine. When it throws, none is stored, unless the connection to the database was lost
+  /// while the transaction was committed.
+  virtual void add(std::span<Arrival* const> arrivals) = 0;
+
+  /// The next rows after `since`, oldest first: at most `limit`, and fewer when they are large. Empty only when there
+  /// are no more.
+  virtual std::vector<RequestRow> requests(std::int64_t since, std::int64_t limit) = 0;
+  virtual std::vector<RecordRow> records(std::int64_t since, std::int64_t limit) = 0;
+
+  virtual std::optional<RequestRow> request(std::int64_t id) = 0;
+  virtual std::optional<RecordRow> record(std::int64_t id) = 0;
+  virtual std::string headers(std::int64_t request) = 0;  ///< empty when there is no such request
+  virtual std::string body(std::int64_t request) = 0;     ///< empty when there is no such request
+
+  /// The number of the last record of the requests up to this one; 0 when they have none.
+  virtual std::int64_t lastRecordUpTo(std::int64_t request) = 0;
+
+  /// The numbers of the last request and the last record that were ever kept.
+  virtual std::pair<std::int64_t, std::int64_t> last() = 0;
+};
+
+/// What a storage is to do beside storing.
+struct StorageOptions {
+  std::string database;           ///< a file; empty: a temporary one, which is deleted at the end
+  std::int64_t mostRequests = 0;  ///< when there are more, the oldest are deleted; 0 keeps all
+  bool syncs = true;              ///< false: a loss of power may take the last arrivals
+};
+
+/// Throws CannotOpen, also for a file of another program, which it does not change.
+std::unique_ptr<Storage> openStorage(const StorageOptions& options);
+
+}  // namespace collector
