@@ -148,6 +148,17 @@ inline std::uint64_t stopsIn(const char* bytes) {
   return stops;
 }
 
+/// A bit for each of the 64 bytes at `bytes` that is beyond ASCII, the lowest for the first.
+inline std::uint64_t beyondAsciiIn(const char* bytes) {
+  std::uint64_t found = 0;
+  for (std::size_t at = 0; at < kScanGroup; at += kScanBlock) {
+    ScanBytes block;
+    std::memcpy(&block, bytes + at, sizeof block);
+    found |= bitsOf(block < 0) << at;
+  }
+  return found;
+}
+
 /// Scans the 16 bytes at `block`, where a character begins.
 template <StopAt stopAt>
 inline Passed passedInBlock(const char* block) {

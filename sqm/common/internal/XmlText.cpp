@@ -1,6 +1,7 @@
 #include "sqm/common/internal/XmlText.h"
 
 #include <algorithm>
+#include <array>
 #include <bit>
 #include <cstddef>
 #include <cstdint>
@@ -19,24 +20,25 @@ struct Replacement {
   std::size_t length;
 };
 
+constexpr Replacement kReplacementCharacter = {"\xEF\xBF\xBD", 3};
+
+/// What is written for a character to stop at, if it is below 64: a table, because which comes next is not predictable.
+constexpr auto kReplacements = [] {
+  std::array<Replacement, 64> table;
+  table.fill(kReplacementCharacter);
+  table['&'] = {"&amp;", 5};
+  table['<'] = {"&lt;", 4};
+  table['>'] = {"&gt;", 4};
+  table['"'] = {"&quot;", 6};
+  table['\''] = {"&apos;", 6};
+  table['\r'] = {"&#13;", 5};
+  return table;
+}();
+
 /// What is written for a character to stop at, by its first byte.
-constexpr Replacement replacementOf(char character) {
-  switch (character) {
-    case '&':
-      return {"&amp;", 5};
-    case '<':
-      return {"&lt;", 4};
-    case '>':
-      return {"&gt;", 4};
-    case '"':
-      return {"&quot;", 6};
-    case '\'':
-      return {"&apos;", 6};
-    case '\r':
-      return {"&#13;", 5};
-    default:
-      return {"\xEF\xBF\xBD", 3};
-  }
+constexpr const Replacement& replacementOf(char character) {
+  const auto byte = static_cast<unsigned char>(character);
+  return byte < kReplacements.size() ? kReplacements[byte] : kReplacementCharacter;
 }
 
 /// Appends to a string. The room for the text that is still to come is made beforehand: text without replacements is
@@ -106,9 +108,7 @@ std::size_t appendAsciiGroup(Output& output, std::string_view text) {
   if (text.size() < kScanGroup + kScanBlock) return 0;
   const char* const group = text.data();
   std::uint64_t stops = stopsIn<stopAt>(group);
-  for (std::uint64_t rest = stops; rest != 0; rest &= rest - 1) {
-    if (static_cast<signed char>(group[std::countr_zero(rest)]) < 0) return 0;
-  }
+  if ((stops & beyondAsciiIn(group)) != 0) return 0;
   output.makeRoom(kScanGroup * sizeof(Replacement::text), text.size());
   const char* at = group;
   for (; stops != 0; stops &= stops - 1) {
