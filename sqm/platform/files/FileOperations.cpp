@@ -11,7 +11,6 @@ namespace sqm::platform {
 
 namespace {
 
-constexpr mode_t kPrivateFile = 0600;
 constexpr mode_t kPrivateFolder = 0700;
 
 /// Calls `operation` with the path as a C string, in which a NUL would end it.

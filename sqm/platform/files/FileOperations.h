@@ -48,6 +48,9 @@ class FileOperations {
   virtual int mkdir(const std::string& path, mode_t mode) = 0;
 };
 
+/// The permissions of a new file: for this user alone.
+inline constexpr mode_t kPrivateFile = 0600;
+
 /// The error in `errno`.
 std::error_code lastError();
 

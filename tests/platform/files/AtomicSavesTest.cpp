@@ -92,10 +92,11 @@ TEST_F(AtomicSaves, AProcessKilledAtAnyCallLeavesTheOldOrTheNewList) {
       const bool renamed = call > renameCall_ || (call == renameCall_ && kind == Fault::Kind::killsAfter);
       EXPECT_TRUE(contentOf(path_) == (renamed ? newContent_ : oldContent_));
       EXPECT_LE(folder_.names().size(), 2U);
+      EXPECT_TRUE(save(FileOperations::posix(), new_));
+      EXPECT_TRUE(contentOf(path_) == newContent_);
+      EXPECT_EQ(folder_.names(), Strings{"SQMConnection.plist"}) << "a killed process's temporary file is still there";
     }
   }
-  EXPECT_TRUE(save(FileOperations::posix(), new_));
-  EXPECT_EQ(folder_.names(), Strings{"SQMConnection.plist"}) << "the temporary file of a killed process is still there";
 }
 
 TEST_F(AtomicSaves, AFailureAtAnyCallLeavesTheOldListAndNothingElse) {

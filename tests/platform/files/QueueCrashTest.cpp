@@ -28,6 +28,7 @@ namespace {
 
 using test::Fault;
 using test::FaultyFileOperations;
+using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using Words = std::vector<std::string>;
 
@@ -180,6 +181,9 @@ TEST_F(QueueCrash, AProcessKilledAtAnyCallLeavesTheQueueBeforeOrAfterTheChange) 
       const std::size_t step = call > loading ? (call - loading - 1) % steps : 0;
       const bool isRenamed = step > renaming || (step == renaming && kind == Fault::Kind::killsAfter);
       EXPECT_EQ(read, kStates.at(isRenamed || begun == 0 ? begun : begun - 1));
+      // The next change succeeds, and leaves nothing beside the archive.
+      EXPECT_TRUE(ArchiveFiles(logs_).serializeObject(kStates[0], archive()));
+      EXPECT_THAT(folder_.names(), ElementsAre(QFRecordUploader::kArchiveFile));
     }
   }
   EXPECT_THAT(logs_.lines("SQMFiles.log"), IsEmpty()) << "no archive was unreadable";

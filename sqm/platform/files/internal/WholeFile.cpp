@@ -67,15 +67,15 @@ FileReplacement::FileReplacement(FileOperations& files, std::string path, Mode m
     return;
   }
   // The folder is opened first, so that a failure leaves the old file.
-  problem_ = folder_.open(files_, folderOf(path_), O_RDONLY | O_DIRECTORY);
+  problem_ = folder_.openAny(files_, folderOf(path_), O_RDONLY | O_DIRECTORY, 0);
   if (problem_) return;
   const std::string temporary = path_ + std::string(kTemporarySuffix);
-  if (files_.unlink(temporary) != 0 && errno != ENOENT) {
-    problem_ = lastError();
-    return;
+  const auto create = [&] { return file_.openAny(files_, temporary, O_WRONLY | O_CREAT | O_EXCL, kPrivateFile); };
+  problem_ = create();
+  if (problem_ == std::errc::file_exists) {  // a crash has left it
+    problem_ = files_.unlink(temporary) == 0 ? create() : lastError();
   }
-  temporary_ = temporary;
-  problem_ = file_.open(files_, temporary_, O_WRONLY | O_CREAT | O_EXCL);
+  if (!problem_) temporary_ = temporary;
 }
 
 FileReplacement::~FileReplacement() {
