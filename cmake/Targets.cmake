@@ -15,11 +15,17 @@ if(SQM_SANITIZE)
   target_link_options(sqm_build_options INTERFACE -fsanitize=${SQM_SANITIZE})
 endif()
 
-# sqm_library(<name>): a library of the package, as the target sqm_<name> and as sqm::<name>.
+# sqm_library(<name>): a library of the package, as the target sqm_<name> and as sqm::<name>. Static, or shared with
+# BUILD_SHARED_LIBS: then its SONAME has the minor version, since that may change the C++ interface.
 function(sqm_library name)
-  add_library(sqm_${name} STATIC)
+  add_library(sqm_${name})
   add_library(sqm::${name} ALIAS sqm_${name})
-  set_target_properties(sqm_${name} PROPERTIES EXPORT_NAME ${name})
+  set_target_properties(sqm_${name} PROPERTIES
+    EXPORT_NAME ${name}
+    VERSION ${PROJECT_VERSION}
+    SOVERSION ${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR}
+    DEFINE_SYMBOL "" # the same flags for both kinds
+  )
   target_include_directories(sqm_${name} PUBLIC
     $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}> $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
   target_compile_features(sqm_${name} PUBLIC cxx_std_20)
