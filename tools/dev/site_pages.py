@@ -3,6 +3,7 @@
 import posixpath
 import re
 
+import site_links
 import site_reference
 
 FOLDER = "build/site-pages/pages"
@@ -45,7 +46,7 @@ class Pages:
     def address(self, target, page, path):
         """The address on `page` of what `path` leads to by `target`."""
         file, hash_sign, anchor = target.partition("#")
-        if not file or "://" in file:
+        if not file or site_links.is_external(file):
             return target
         file_path = posixpath.normpath(posixpath.join(posixpath.dirname(path), file))
         if not (self.root / file_path).is_file():
