@@ -8,7 +8,7 @@ import collections
 import re
 import xml.etree.ElementTree
 
-from site_items import CLASSES, Item, escaped, set_anchors, with_labels
+from docs_items import CLASSES, Item, escaped, set_anchors, with_labels
 
 NAMESPACES = r"^sqm::(?:(?:platform|delivery|testing)::)?"
 SYMBOLS = {"mdash": "---", "ndash": "--", "linebreak": "\n", "sp": " "}

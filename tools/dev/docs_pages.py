@@ -3,8 +3,8 @@
 import posixpath
 import re
 
-import site_links
-import site_reference
+import docs_links
+import docs_reference
 
 FOLDER = "build/site-pages/pages"
 FRONT = {"README.md": "index.md"}  # on the site, the front page is there in place of the README
@@ -27,9 +27,9 @@ class Pages:
     def __init__(self, root, headers):
         self.root = root
         self.headers = headers
-        self.symbols = {face: site_reference.symbols({path: items for path, items in headers.items()
+        self.symbols = {face: docs_reference.symbols({path: items for path, items in headers.items()
                                                       if path.startswith(face.folder)})
-                        for face in site_reference.FACES}
+                        for face in docs_reference.FACES}
         self.sources = set()  # the files that pages lead to
 
     def page_of(self, path):
@@ -46,7 +46,7 @@ class Pages:
     def address(self, target, page, path):
         """The address on `page` of what `path` leads to by `target`."""
         file, hash_sign, anchor = target.partition("#")
-        if not file or site_links.is_external(file):
+        if not file or docs_links.is_external(file):
             return target
         file_path = posixpath.normpath(posixpath.join(posixpath.dirname(path), file))
         if not (self.root / file_path).is_file():

@@ -4,7 +4,7 @@ import dataclasses
 import os
 import pathlib
 
-from site_items import CLASSES
+from docs_items import CLASSES
 
 
 @dataclasses.dataclass(frozen=True)

@@ -7,7 +7,7 @@ not have is not understood.
 
 import re
 
-from site_items import Item, escaped, set_anchors, with_labels
+from docs_items import Item, escaped, set_anchors, with_labels
 
 HEAD = re.compile(r"/\*.*?\*/", re.DOTALL)
 LEFT_OUT = re.compile(r"^#ifdef __cplusplus$.*?^#endif$|^#(?!define \w+ \")[^\n]*|^@(?:optional|required)$"

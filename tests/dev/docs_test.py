@@ -10,12 +10,12 @@ import xml.etree.ElementTree
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 sys.path.insert(0, str(ROOT / "tools/dev"))
-import site_cpp
-import site_items
-import site_links
-import site_pages
-import site_plain
-import site_reference
+import docs_cpp
+import docs_items
+import docs_links
+import docs_pages
+import docs_plain
+import docs_reference
 
 CPP = """\
 class Host : public Base {
@@ -84,7 +84,7 @@ def outcome(files):
             path = pathlib.Path(folder, name)
             path.parent.mkdir(parents=True, exist_ok=True)
             path.write_text(text, encoding="utf-8")
-        return site_links.check(pathlib.Path(folder).resolve()), output.getvalue()
+        return docs_links.check(pathlib.Path(folder).resolve()), output.getvalue()
 
 
 class Links(unittest.TestCase):
@@ -119,7 +119,7 @@ class Links(unittest.TestCase):
 
 class CppDeclarations(unittest.TestCase):
     def of(self, text, kind="function"):
-        return site_cpp.declaration(CPP, self.line(text), kind)
+        return docs_cpp.declaration(CPP, self.line(text), kind)
 
     def line(self, text):
         return next(number for number, each in enumerate(CPP, 1) if text in each)
@@ -137,20 +137,20 @@ class CppDeclarations(unittest.TestCase):
         self.assertEqual(self.of("send", "variable"), "void (*send)(int number);")
 
     def test_a_comment_describes_all_declarations_up_to_an_empty_line(self):
-        self.assertTrue(site_cpp.is_continuation("", self.line("bool read("), self.line("readAll"), CPP))
-        self.assertFalse(site_cpp.is_continuation("", self.line("readAll"), self.line("limit{"), CPP))
-        self.assertFalse(site_cpp.is_continuation("Its own.", self.line("bool read("), self.line("readAll"), CPP))
+        self.assertTrue(docs_cpp.is_continuation("", self.line("bool read("), self.line("readAll"), CPP))
+        self.assertFalse(docs_cpp.is_continuation("", self.line("readAll"), self.line("limit{"), CPP))
+        self.assertFalse(docs_cpp.is_continuation("Its own.", self.line("bool read("), self.line("readAll"), CPP))
 
     def test_a_plain_comment_belongs_to_what_follows_it(self):
-        self.assertEqual(site_cpp.plain_comment(CPP, self.line("limit{")), "Limits.")
-        self.assertEqual(site_cpp.plain_comment(CPP, self.line("send")), "")
+        self.assertEqual(docs_cpp.plain_comment(CPP, self.line("limit{")), "Limits.")
+        self.assertEqual(docs_cpp.plain_comment(CPP, self.line("send")), "")
 
 
 class PlainDeclarations(unittest.TestCase):
-    items = {item.name or item.members[0].name: item for item in site_plain.read(PLAIN)}
+    items = {item.name or item.members[0].name: item for item in docs_plain.read(PLAIN)}
 
     def test_the_first_comment_is_that_of_the_header(self):
-        self.assertEqual(site_plain.summary_of(PLAIN), "A header. docs/c.md describes `a_b`.")
+        self.assertEqual(docs_plain.summary_of(PLAIN), "A header. docs/c.md describes `a_b`.")
 
     def test_every_declaration_is_found_and_nothing_else(self):
         self.assertEqual(list(self.items), ["sqm_read", "sqm_read_all", "SQM_ONE", "sqm_pair", "SQMHost", "SQM_NAME"])
@@ -181,7 +181,7 @@ class PlainDeclarations(unittest.TestCase):
 class Comments(unittest.TestCase):
     def of(self, text):
         description = f"<m><briefdescription/><detaileddescription>{text}</detaileddescription></m>"
-        return site_cpp.comment_of(xml.etree.ElementTree.fromstring(description))
+        return docs_cpp.comment_of(xml.etree.ElementTree.fromstring(description))
 
     def test_labels_begin_paragraphs(self):
         self.assertEqual(self.of("<para>A host. Ownership: none. Threading: any.</para>"),
@@ -198,34 +198,34 @@ class Comments(unittest.TestCase):
 
 class Reference(unittest.TestCase):
     def test_items_that_one_comment_describes_are_together(self):
-        items = [site_items.Item("function", "read", "", "", "Reads."),
-                 site_items.Item("function", "readAll", "", "", "", is_continued=True),
-                 site_items.Item("function", "write", "", "", "Writes.")]
-        self.assertEqual(list(map(site_reference.title, site_reference.groups(items))), ["read, readAll", "write"])
+        items = [docs_items.Item("function", "read", "", "", "Reads."),
+                 docs_items.Item("function", "readAll", "", "", "", is_continued=True),
+                 docs_items.Item("function", "write", "", "", "Writes.")]
+        self.assertEqual(list(map(docs_reference.title, docs_reference.groups(items))), ["read, readAll", "write"])
 
     def test_overloads_have_anchors_of_their_own(self):
-        overloads = [site_items.Item("function", "operator[]", "Texts::", "", "") for _ in range(2)]
-        first, second = site_items.set_anchors(overloads)
+        overloads = [docs_items.Item("function", "operator[]", "Texts::", "", "") for _ in range(2)]
+        first, second = docs_items.set_anchors(overloads)
         self.assertEqual(first.anchor, "Texts-operator")
         self.assertNotEqual(second.anchor, first.anchor)
 
     def test_names_in_code_become_links_but_not_in_code_blocks_links_and_headings(self):
-        host = site_items.Item("class", "Host", "", "class Host", "", anchor="Host")
-        pages = site_pages.Pages(ROOT, {"sqm/common/Host.h": [host]})
+        host = docs_items.Item("class", "Host", "", "class Host", "", anchor="Host")
+        pages = docs_pages.Pages(ROOT, {"sqm/common/Host.h": [host]})
         text = "# `Host`\n`Host`, `host`, [the `Host`](threading.md)\n```cpp\n`Host`\n```\n"
         self.assertEqual(pages.with_links(text, "docs/hosting.md", "docs/hosting.md"),
                          text.replace("\n`Host`,", "\n[`Host`](../reference/sqm/common/Host.h.md#Host),"))
 
     def test_links_to_sources_lead_to_their_pages(self):
-        pages = site_pages.Pages(ROOT, {})
+        pages = docs_pages.Pages(ROOT, {})
         text = "[a](../examples/01_first_record.cpp) [b](../README.md) [c](https://a.example/)"
         self.assertEqual(pages.with_links(text, "docs/hosting.md", "docs/hosting.md"),
                          "[a](../sources/examples/01_first_record.cpp.md) [b](../index.md) [c](https://a.example/)")
         self.assertEqual(pages.sources, {"examples/01_first_record.cpp"})
 
     def test_a_link_to_no_file_is_a_fault(self):
-        with self.assertRaisesRegex(site_pages.Fault, "docs/hosting.md: links to no.md, which is no file"):
-            site_pages.Pages(ROOT, {}).with_links("[a](no.md)", "docs/hosting.md", "docs/hosting.md")
+        with self.assertRaisesRegex(docs_pages.Fault, "docs/hosting.md: links to no.md, which is no file"):
+            docs_pages.Pages(ROOT, {}).with_links("[a](no.md)", "docs/hosting.md", "docs/hosting.md")
 
 
 if __name__ == "__main__":

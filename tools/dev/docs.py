@@ -13,11 +13,11 @@ import shutil
 import subprocess
 import sys
 
-import site_cpp
-import site_links
-import site_pages
-import site_plain
-import site_reference
+import docs_cpp
+import docs_links
+import docs_pages
+import docs_plain
+import docs_reference
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 WORK = ROOT / "build/site-pages"
@@ -40,11 +40,11 @@ def copy_pages(pages):
         pages.write(path, text_of(path), path)
     pages.write("index.md", text_of(FRONT_PAGE), FRONT_PAGE)
     for image in (*(ROOT / "docs").rglob("*.svg"), *(ROOT / "docs").rglob("*.png")):
-        copy = ROOT / site_pages.FOLDER / image.relative_to(ROOT)
+        copy = ROOT / docs_pages.FOLDER / image.relative_to(ROOT)
         copy.parent.mkdir(parents=True, exist_ok=True)
         shutil.copy(image, copy)
     for path in FILES:
-        shutil.copy(ROOT / path, ROOT / site_pages.FOLDER)
+        shutil.copy(ROOT / path, ROOT / docs_pages.FOLDER)
     return paths
 
 
@@ -56,19 +56,19 @@ def described_headers():
             sections[line[3:]] = section = {}
         elif row := re.match(r"- `(sqm/[^`]+\.h)`: (.)(.*)", line):
             section[row[1]] = f"{row[2].upper()}{row[3]}."
-    for face in site_reference.PLAIN:
+    for face in docs_reference.PLAIN:
         files = [file for file in (ROOT / face.folder).rglob("*.h") if "internal" not in file.parts]
         files.sort(key=lambda file: (len(file.parts), file.name))
         paths = [file.relative_to(ROOT).as_posix() for file in files]
-        sections[face.language] = {path: site_plain.summary_of(text_of(path)) for path in paths}
+        sections[face.language] = {path: docs_plain.summary_of(text_of(path)) for path in paths}
     return sections
 
 
 def read_headers(paths):
     """The declarations of each header."""
     subprocess.run(["doxygen", "docs/site/Doxyfile"], cwd=ROOT, check=True)
-    items = site_cpp.read(ROOT, WORK / "xml")
-    return {path: items.get(path, []) if path.startswith(site_reference.CPP.folder) else site_plain.read(text_of(path))
+    items = docs_cpp.read(ROOT, WORK / "xml")
+    return {path: items.get(path, []) if path.startswith(docs_reference.CPP.folder) else docs_plain.read(text_of(path))
             for path in paths}
 
 
@@ -79,9 +79,9 @@ def write_reference(pages, sections):
         navigation.append(f"      - {json.dumps(section)}:")
         for path, summary in headers.items():
             page = pages.page_of(path)
-            text = site_reference.page(path, pages.headers[path], summary)
+            text = docs_reference.page(path, pages.headers[path], summary)
             text = re.sub(r"(?<![\w/`])docs/[\w-]+\.md",
-                          lambda name: f"[{name[0]}]({site_pages.relative(name[0], path)})", text)
+                          lambda name: f"[{name[0]}]({docs_pages.relative(name[0], path)})", text)
             pages.write(page, text, path)
             navigation.append(f"          - {page}")
     return navigation
@@ -107,11 +107,11 @@ def make():
         shutil.rmtree(folder, ignore_errors=True)
     WORK.mkdir(parents=True)
     sections = described_headers()
-    pages = site_pages.Pages(ROOT, read_headers([path for headers in sections.values() for path in headers]))
+    pages = docs_pages.Pages(ROOT, read_headers([path for headers in sections.values() for path in headers]))
     configuration = text_of(CONFIGURATION)
     for path in copy_pages(pages):
         if not re.search(rf" {re.escape(path)}$", configuration, re.MULTILINE):
-            raise site_pages.Fault(f"{path}: is not in the navigation of {CONFIGURATION}")
+            raise docs_pages.Fault(f"{path}: is not in the navigation of {CONFIGURATION}")
     navigation = "\n".join(write_reference(pages, sections))
     write_sources(pages)
     (WORK / "mkdocs.yml").write_text(configuration + navigation + "\n", encoding="utf-8")
@@ -124,10 +124,10 @@ def make():
 def main():
     try:
         make()
-    except (site_pages.Fault, subprocess.CalledProcessError) as fault:
+    except (docs_pages.Fault, subprocess.CalledProcessError) as fault:
         print(fault)
         return 1
-    return site_links.check(SITE)
+    return docs_links.check(SITE)
 
 
 if __name__ == "__main__":
