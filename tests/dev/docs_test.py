@@ -98,9 +98,10 @@ class Links(unittest.TestCase):
         self.assertIn("2 pages, 3 links, 0 faults", output)
 
     def test_a_missing_file_and_a_missing_anchor_fail(self):
-        status, output = outcome({"index.html": '<a href="b.html">b</a> <a href="#there">c</a>'})
+        status, output = outcome({"index.html": '<a href="b.html">b</a> <a href="/">d</a> <a href="#there">c</a>'})
         self.assertEqual(status, 1)
         self.assertIn("index.html: leads to b.html, which is no file", output)
+        self.assertIn("index.html: leads to /, which is no file", output)
         self.assertIn("index.html: leads to #there, which is no anchor", output)
 
     def test_an_address_outside_is_listed_and_passes(self):
@@ -117,7 +118,7 @@ class Links(unittest.TestCase):
         self.assertIn("a.css: loads https://a.example/f from another host", output)
 
     def test_a_page_without_a_policy_fails(self):
-        for policy in ("", POLICY.replace("'self'", "*")):
+        for policy in ("", POLICY.replace("'self'", "*"), POLICY.replace("data:", "https:")):
             status, output = outcome({"index.html": '<a href="#">a</a>'}, policy)
             self.assertEqual(status, 1)
             self.assertIn("index.html: has no policy against loading from other hosts", output)
