@@ -86,8 +86,8 @@ std::vector<std::string> collectorCommand(const std::vector<std::string>& option
 
 }  // namespace
 
-Collector::Collector(const std::vector<std::string>& options, int port)
-    : process_(collectorCommand(options, port), /*readsOutput=*/true), address_(process_.readLine()) {
+Collector::Collector(const std::vector<std::string>& options, int port, const std::string& errorFile)
+    : process_(collectorCommand(options, port), /*readsOutput=*/true, errorFile), address_(process_.readLine()) {
   if (address_.empty()) {
     ADD_FAILURE() << "the collection server did not start";
   } else {

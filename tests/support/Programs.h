@@ -34,10 +34,11 @@ Outcome runProgram(const std::vector<std::string>& arguments, std::string_view i
 /// output is lost.
 Outcome runOnTerminal(const std::vector<std::string>& arguments);
 
-/// A running collection server, on a free port unless one is given.
+/// A running collection server, on a free port unless one is given. Its standard error is appended to `errorFile`, when
+/// one is given.
 class Collector {
  public:
-  explicit Collector(const std::vector<std::string>& options = {}, int port = 0);
+  explicit Collector(const std::vector<std::string>& options = {}, int port = 0, const std::string& errorFile = {});
 
   /// Its address, without a slash at the end.
   const std::string& address() const { return address_; }
@@ -48,6 +49,9 @@ class Collector {
   int end();
 
   void kill();
+
+  /// Has it read again what it reads on SIGHUP.
+  void reload() { process_.hangUp(); }
 
  private:
   tools::Process process_;

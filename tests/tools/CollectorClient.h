@@ -22,8 +22,8 @@
 /// A collection server, and a client that talks to it over one connection.
 class CollectorClient {
  public:
-  explicit CollectorClient(const std::vector<std::string>& options = {})
-      : collector_(options), http_(collector_.address()) {
+  explicit CollectorClient(const std::vector<std::string>& options = {}, const std::string& errorFile = {})
+      : collector_(options, 0, errorFile), http_(collector_.address()) {
     http_.set_keep_alive(true);
     http_.set_tcp_nodelay(true);
     http_.set_read_timeout(kPatience);

@@ -48,6 +48,8 @@ TEST(CollectorOptions, AreRejectedWithAReason) {
       {{"--watchers", "many"}, "--watchers"},
       {{"--stall", "0"}, "--stall"},
       {{"--request-time", "soon"}, "--request-time"},
+      {{"--tls-certificate", "file"}, "--tls-key"},
+      {{"--tls-key", "file"}, "--tls-certificate"},
       {{"--loud"}, "--loud"},
       {{"file.db"}, "file.db"},
   };
@@ -70,7 +72,7 @@ TEST(CollectorOptions, NoSecondServerTakesThePort) {
 }
 
 TEST(CollectorOptions, AnAddressThatIsNotTheMachinesOwnIsAFailure) {
-  const Outcome outcome = runProgram({kCollector, "--port", "0", "--listen", "192.0.2.1"});
+  const Outcome outcome = runProgram({kCollector, "--port", "0", "--listen", "192.0.2.1", "--open"});
   EXPECT_EQ(outcome.status, 1);
   EXPECT_NE(outcome.err.find("192.0.2.1"), std::string::npos) << outcome.err;
 }
@@ -84,7 +86,7 @@ TEST(CollectorOptions, ListensWhereItIsTold) {
 }
 
 TEST(CollectorOptions, IsAskedByAnyNameWhereOthersReachIt) {
-  const Collector here({"--listen", "0.0.0.0"});
+  const Collector here({"--listen", "0.0.0.0", "--open"});
   httplib::Client client("127.0.0.1", here.port());
   client.set_read_timeout(kPatience);
   EXPECT_EQ(client.Get("/_requests", {{"Host", "build-server:8080"}})->status, 200);

@@ -41,6 +41,9 @@ struct RequestHead {
   std::vector<std::pair<std::string, std::string>> headers;
 };
 
+/// True for a header whose value must not be stored: it holds the client's token.
+bool isSecret(std::string_view name) { return strcasecmp(std::string(name).c_str(), "Authorization") == 0; }
+
 /// Reads a request line and the headers after it.
 RequestHead parseHead(std::string_view text) {
   RequestHead head;
@@ -62,7 +65,7 @@ RequestHead parseHead(std::string_view text) {
   if (query != std::string_view::npos) head.query = target.substr(query + 1);
   for (std::string_view line = takeLine(); !line.empty(); line = takeLine()) {
     const auto colon = line.find(':');
-    if (colon == std::string_view::npos) continue;
+    if (colon == std::string_view::npos || isSecret(line.substr(0, colon))) continue;
     head.headers.emplace_back(line.substr(0, colon), trimmed(line.substr(colon + 1)));
     const auto& [name, value] = head.headers.back();
     if (strcasecmp(name.c_str(), "Content-Type") == 0) head.contentType = value;

@@ -6,6 +6,8 @@
 #include <limits>
 #include <stdexcept>
 
+#include "tools/collector/http/HostNames.h"
+
 namespace collector {
 
 namespace {
@@ -56,6 +58,41 @@ void addStorageOptions(CLI::App& program, Options& options) {
                    "Answer before the data is on the disk: a loss of power may take the latest bodies");
 }
 
+/// Who may use the server, and under which certificate.
+void addAccessOptions(CLI::App& program, Options& options) {
+  program
+      .add_option("--token-file", options.tokenFile,
+                  "Serve only requests with a token of this file: lines of a name, its rights (write, read, metrics, "
+                  "faults, with commas between them) and the token. SIGHUP has it read again")
+      ->type_name("FILE");
+  program.add_flag("--open", options.isOpen, "Let other machines read and write without a token");
+  auto* const certificate =
+      program.add_option("--tls-certificate", options.tls.certificate,
+                         "Serve https with this certificate and its chain (PEM). SIGHUP has it read again");
+  auto* const key = program.add_option("--tls-key", options.tls.key, "The private key of the certificate (PEM)");
+  certificate->type_name("FILE")->needs(key);
+  key->type_name("FILE")->needs(certificate);
+}
+
+/// The resources that clients may use.
+void addLimitOptions(CLI::App& program, Options& options) {
+  addMebibytes(program, "--largest-body", options.limits.largestBody, 900, "Refuse longer bodies with status 413");
+  addNumber(program, "--connections", options.limits.connections, CLI::Range(1, 1'000'000), "NUMBER",
+            "Connections at a time. Beyond it, the one that has waited longest for a request is closed");
+  addNumber(program, "--posts", options.limits.posts, CLI::Range(1, 10'000), "NUMBER",
+            "Take that many posts at a time; others wait");
+  addNumber(program, "--connections-per-address", options.limits.connectionsOfAddress, CLI::Range(0, 1'000'000),
+            "NUMBER", "Connections of one client address at a time. Further ones are reset; 0 sets no limit");
+  addNumber(program, "--requests-per-address", options.limits.requestsOfAddress, CLI::Range(0, 1'000'000), "NUMBER",
+            "Requests of one client address in a second. Further ones wait, at most 10 s; 0 sets no limit");
+  addNumber(program, "--watchers", options.watchers, CLI::Range(0, 900), "NUMBER",
+            "Serve /_events to that many clients at a time");
+  addSeconds(program, "--idle", options.limits.keepAlive, "Close a connection that has no request for so long");
+  addSeconds(program, "--stall", options.limits.stall, "Give a client up that sends or takes nothing for so long");
+  addSeconds(program, "--request-time", options.limits.request,
+             "Give a client up whose request takes longer to arrive");
+}
+
 }  // namespace
 
 int readOptions(int argc, char** argv, Options& options) {
@@ -68,7 +105,9 @@ int readOptions(int argc, char** argv, Options& options) {
   program.add_option("--port", options.port, "Port to listen on; 0 takes a free one")
       ->check(CLI::Range(0, 65535))
       ->capture_default_str();
-  program.add_option("--listen", options.address, "Address to listen on; any but the default lets other machines in")
+  program
+      .add_option("--listen", options.address,
+                  "Address to listen on. One that other machines reach needs --token-file or --open")
       ->type_name("ADDRESS")
       ->capture_default_str();
   program
@@ -86,21 +125,9 @@ int readOptions(int argc, char** argv, Options& options) {
   const CLI::App* const printing =
       program.add_subcommand("fields", "Print the default of --fields, as a file to edit, and end");
   addStorageOptions(program, options);
+  addAccessOptions(program, options);
   program.add_flag("--quiet", options.isQuiet, "Print the address alone");
-  addMebibytes(program, "--largest-body", options.limits.largestBody, 900, "Refuse longer bodies with status 413");
-  addNumber(program, "--connections", options.limits.connections, CLI::Range(1, 1'000'000), "NUMBER",
-            "Connections at a time. Beyond it, the one that has waited longest for a request is closed");
-  addNumber(program, "--posts", options.limits.posts, CLI::Range(1, 10'000), "NUMBER",
-            "Take that many posts at a time; others wait");
-  addNumber(program, "--connections-per-address", options.limits.connectionsOfAddress, CLI::Range(0, 1'000'000),
-            "NUMBER", "Connections of one client address at a time. Further ones are reset; 0 sets no limit");
-  addNumber(program, "--requests-per-address", options.limits.requestsOfAddress, CLI::Range(0, 1'000'000), "NUMBER",
-            "Requests of one client address in a second. Further ones wait, at most 10 s; 0 sets no limit");
-  addNumber(program, "--watchers", options.watchers, CLI::Range(0, 900), "NUMBER",
-            "Serve /_events to that many clients at a time");
-  addSeconds(program, "--stall", options.limits.stall, "Give a client up that sends or takes nothing for so long");
-  addSeconds(program, "--request-time", options.limits.request,
-             "Give a client up whose request takes longer to arrive");
+  addLimitOptions(program, options);
   try {
     program.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
@@ -115,6 +142,12 @@ int readOptions(int argc, char** argv, Options& options) {
     for (const std::string& rule : rules) options.faults.push_back(parseFaultRule(rule));
     option = "--fields";
     if (!fields.empty()) options.fields = FieldMapping::ofFile(fields);
+    option = "--listen";
+    if (!isLoopback(options.address) && options.tokenFile.empty() && !options.isOpen) {
+      throw std::invalid_argument("'" + options.address +
+                                  "' lets other machines in: give --token-file, or --open to let all of them read and "
+                                  "write");
+    }
   } catch (const std::invalid_argument& error) {
     std::fprintf(stderr, "sqm-collector: %s: %s\n", option, error.what());
     return kBadInput;

@@ -6,6 +6,7 @@
 
 #include "tools/collector/Faults.h"
 #include "tools/collector/http/Connection.h"
+#include "tools/collector/http/Tls.h"
 #include "tools/collector/service/FieldMapping.h"
 #include "tools/collector/storage/Keeper.h"
 #include "tools/collector/storage/Storage.h"
@@ -22,6 +23,9 @@ struct Options {
   FieldMapping fields;
   Limits limits;
   std::size_t watchers = 32;
+  std::string tokenFile;  ///< empty: no token is needed
+  TlsFiles tls;           ///< empty: no TLS
+  bool isOpen = false;    ///< serves other machines without a token
   bool isQuiet = false;
 };
 

@@ -111,8 +111,26 @@ void watch(const Services& services, const Request& request, Response& response)
 std::optional<Refusal> refuseForeignName(const Request& request) {
   const std::string host = request.get_header_value("Host");
   if ((request.path != "/" && !isOwn(request.path)) || isOwnName(host)) return std::nullopt;
-  return Refusal{403, "'" + host + "' is no name of this machine: ask for localhost, or for its address",
-                 Count::readsRefused};
+  return Refusal{403, "'" + host + "' is no name of this machine: ask for localhost, or for its address"};
+}
+
+/// The right that a request needs.
+Right rightFor(const Request& request) {
+  if (isPost(request)) return Right::write;
+  if (request.path == "/metrics") return Right::metrics;
+  return request.method == "PUT" ? Right::faults : Right::read;
+}
+
+std::optional<Refusal> refuseWithoutToken(const TokenFile& tokens, const Request& request) {
+  switch (tokens.check(request.get_header_value("Authorization"), rightFor(request))) {
+    case Tokens::Answer::allowed:
+      return std::nullopt;
+    case Tokens::Answer::notAllowed:
+      return Refusal{403, "its token does not allow this"};
+    case Tokens::Answer::unknown:
+      break;
+  }
+  return Refusal{401, "it has no valid token"};
 }
 
 /// A file of the page.
@@ -186,6 +204,9 @@ void addRoutes(HttpServer& server, const Services& services) {
         }
       });
   if (services.isForThisMachine) server.addRefusal(refuseForeignName);
+  if (services.tokens != nullptr) {
+    server.addRefusal([services](const Request& request) { return refuseWithoutToken(*services.tokens, request); });
+  }
   addPage(server);
   addRequests(server, services.storage);
   addRecords(server, services.storage);

@@ -6,6 +6,7 @@
 #include "tools/collector/Events.h"
 #include "tools/collector/Faults.h"
 #include "tools/collector/http/HttpServer.h"
+#include "tools/collector/http/Tokens.h"
 #include "tools/collector/storage/Keeper.h"
 #include "tools/collector/storage/Storage.h"
 
@@ -18,6 +19,7 @@ struct Services {
   Faults& faults;
   Events& events;
   Counters& counters;
+  const TokenFile* tokens;  ///< null: no token is needed
   bool isQuiet;
   bool isForThisMachine;  ///< other machines must not read the data
 };

@@ -1,5 +1,5 @@
-// sqm-collector: a collection server for development and demonstration. It keeps every request, splits it into records,
-// and serves both; it can simulate failures of servers and networks.
+// sqm-collector: a collection server. It keeps every request, splits it into records, and serves both; it can simulate
+// failures of servers and networks.
 
 #include <csignal>
 #include <cstdio>
@@ -28,13 +28,14 @@ int signalDescriptor() {
   sigemptyset(&signals);
   sigaddset(&signals, SIGTERM);
   sigaddset(&signals, SIGINT);
+  sigaddset(&signals, SIGHUP);
   pthread_sigmask(SIG_BLOCK, &signals, nullptr);
   return signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK);
 }
 
-void printAddress(const std::string& address, int port) {
+void printAddress(const char* scheme, const std::string& address, int port) {
   const bool isIpv6 = address.find(':') != std::string::npos;
-  std::printf("http://%s%s%s:%d/\n", isIpv6 ? "[" : "", address.c_str(), isIpv6 ? "]" : "", port);
+  std::printf("%s://%s%s%s:%d/\n", scheme, isIpv6 ? "[" : "", address.c_str(), isIpv6 ? "]" : "", port);
   std::fflush(stdout);
 }
 
@@ -46,23 +47,67 @@ void allowManyFiles() {
   setrlimit(RLIMIT_NOFILE, &files);
 }
 
+/// The files that an operator may change while the server runs.
+class ReadAgain {
+ public:
+  ReadAgain(const Options& options, Counters& counters) : counters_(counters) {
+    if (!options.tokenFile.empty()) tokens_ = std::make_unique<TokenFile>(options.tokenFile);
+    if (!options.tls.certificate.empty()) tls_ = makeTls(options.tls, counters);
+  }
+
+  /// Reads the files again. One that cannot be used leaves in force what is.
+  void reload() {
+    reload(tokens_.get());
+    reload(tls_.get());
+  }
+
+  const TokenFile* tokens() const { return tokens_.get(); }
+  Tls* tls() const { return tls_.get(); }
+
+ private:
+  void reload(auto* file) {
+    if (file == nullptr) return;
+    try {
+      file->reload();
+      counters_.add(Count::reloads);
+    } catch (const std::runtime_error& error) {
+      counters_.warn(Count::reloadsFailed, std::string(error.what()) + "; what was read before stays in force");
+    }
+  }
+
+  Counters& counters_;
+  std::unique_ptr<TokenFile> tokens_;
+  std::unique_ptr<Tls> tls_;
+};
+
 void run(const Options& options) {
   const int signals = signalDescriptor();
   allowManyFiles();
+  Counters counters;
+  ReadAgain files(options, counters);
   const auto storage = openStorage(options.storage);
   Keeper keeper(*storage, options.keeping);
   Faults faults(options.faults);
   Events events(options.watchers);
-  Counters counters;
   HttpServer server(options.limits, counters);
-  addRoutes(server, {*storage, keeper, faults, events, counters, options.isQuiet, isLoopback(options.address)});
-  printAddress(options.address, server.listenOn(options.address, options.port));
-  const auto onSignal = [] { return false; };
+  addRoutes(server,
+            {*storage, keeper, faults, events, counters, files.tokens(), options.isQuiet, isLoopback(options.address)});
+  const int port = server.listenOn(options.address, options.port);
+  printAddress(files.tls() != nullptr ? "https" : "http", options.address, port);
+  const auto onSignal = [&] {
+    signalfd_siginfo signal{};
+    if (read(signals, &signal, sizeof signal) != sizeof signal) return true;
+    if (signal.ssi_signo != SIGHUP) return false;
+    files.reload();
+    return true;
+  };
   const auto onStop = [&] {
     events.end();
     keeper.end();
   };
-  const auto makeChannel = [](int socket) { return std::make_unique<Channel>(socket); };
+  const auto makeChannel = [&](int socket) {
+    return files.tls() != nullptr ? files.tls()->makeChannel(socket) : std::make_unique<Channel>(socket);
+  };
   server.run(signals, onSignal, onStop, makeChannel);
 }
 

@@ -60,6 +60,8 @@ std::string Process::readLine() {
 
 void Process::terminate() const { ::kill(pid_, SIGTERM); }
 
+void Process::hangUp() const { ::kill(pid_, SIGHUP); }
+
 void Process::kill() const { ::kill(pid_, SIGKILL); }
 
 int Process::wait() {

@@ -26,6 +26,9 @@ class Process {
   /// Sends it SIGTERM.
   void terminate() const;
 
+  /// Sends it SIGHUP.
+  void hangUp() const;
+
   /// Sends it SIGKILL.
   void kill() const;
 

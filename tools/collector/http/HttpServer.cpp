@@ -36,15 +36,15 @@ std::string tooLong(std::size_t longest) { return "the body is longer than " + s
 /// Refuses a body whose end cannot be determined or that is longer than `longest` bytes.
 std::optional<Refusal> refuseBody(const httplib::Request& request, std::size_t longest) {
   if (request.has_header("Transfer-Encoding") && request.get_header_value("Transfer-Encoding") != "chunked") {
-    return Refusal{501, "the only transfer coding is chunked", Count::postsInvalid};
+    return Refusal{501, "the only transfer coding is chunked"};
   }
   if (!request.has_header("Content-Length")) return std::nullopt;
   const auto length = tools::numberIn<std::uint64_t>(request.get_header_value("Content-Length"));
   if (!length || request.get_header_value_count("Content-Length") > 1) {
-    return Refusal{400, "Content-Length is to be one number", Count::postsInvalid};
+    return Refusal{400, "Content-Length is to be one number"};
   }
   if (*length <= longest) return std::nullopt;
-  return Refusal{kTooLong, tooLong(longest), Count::postsTooLong};
+  return Refusal{kTooLong, tooLong(longest)};
 }
 
 /// Removes what would make the engine decompress the body, parse a form, compress the answer or send a part of it.
@@ -90,7 +90,6 @@ HttpServer::HttpServer(const Limits& limits, Counters& counters) : limits_(limit
     const int on = 1;  // a restart finds its port free; a second server does not
     setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
   });
-  addRefusal([this](const httplib::Request& request) { return refuseBody(request, limits_.largestBody); });
   set_pre_routing_handler([this](const httplib::Request& request, httplib::Response& response) {
     if (!current.refusal) return HandlerResponse::Unhandled;
     refuse(request, *current.refusal, response);
@@ -102,14 +101,16 @@ std::optional<Refusal> HttpServer::refusalOf(const httplib::Request& request) co
   for (const Refuse& refuse : refusing_) {
     if (auto refusal = refuse(request)) return refusal;
   }
-  return std::nullopt;
+  return refuseBody(request, limits_.largestBody);
 }
 
 void HttpServer::refuse(const httplib::Request& request, const Refusal& refusal, httplib::Response& response) {
   if (refusal.status == kTooLong) return refuseTooLong(counters_, response, limits_.largestBody);
-  if (isPost(request)) return refusePost(counters_, refusal.count, refusal.reason);
-  counters_.add(refusal.count);
+  if (isPost(request)) return refusePost(counters_, Count::postsRefused, refusal.reason);
+  counters_.warn(Count::readsRefused, aboutCurrent("was refused: " + refusal.reason));
   fail(response, refusal.status, refusal.reason);
+  // A browser asks its user for a name and a token.
+  if (refusal.status == 401) response.set_header("WWW-Authenticate", R"(Basic realm="sqm-collector", charset="UTF-8")");
 }
 
 int HttpServer::listenOn(const std::string& address, int port) {

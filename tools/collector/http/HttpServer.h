@@ -16,11 +16,10 @@
 
 namespace collector {
 
-/// Why a request is refused.
+/// Why a request is refused. A post is reset instead of being answered with the status, unless it is too long (413).
 struct Refusal {
   int status;
   std::string reason;
-  Count count;
 };
 
 /// Decides by the head of a request whether it is refused.
