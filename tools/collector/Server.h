@@ -7,6 +7,7 @@
 #include "tools/collector/Faults.h"
 #include "tools/collector/http/HttpServer.h"
 #include "tools/collector/http/Tokens.h"
+#include "tools/collector/service/FieldMapping.h"
 #include "tools/collector/storage/Keeper.h"
 #include "tools/collector/storage/Storage.h"
 
@@ -20,6 +21,7 @@ struct Services {
   Events& events;
   Counters& counters;
   const TokenFile* tokens;  ///< null: no token is needed
+  const FieldMapping& fields;
   bool isQuiet;
   bool isForThisMachine;  ///< other machines must not read the data
 };
