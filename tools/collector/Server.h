@@ -32,6 +32,10 @@ void addRoutes(HttpServer& server, const Services& services);
 /// Adds those of POST and PUT: they keep requests, and set the faults.
 void addKeeping(HttpServer& server, const Services& services);
 
+/// Adds GET /_service: the figures of the service page as JSON. Its parameters are those of `serviceQueryOf`. One
+/// report is made at a time; others wait. A server that is not built for a fleet has no such route.
+void addServiceRoutes(HttpServer& server, const Services& services);
+
 /// True for a path of the collector itself, below "/_". A body sent to any other path is kept.
 inline bool isOwn(std::string_view path) { return path.starts_with("/_"); }
 
