@@ -131,6 +131,17 @@ class Many(PageTest):
         self.assertEqual(len(self.rows()), 200)
 
 
+class Losses(PageTest):
+    options = ("--largest-body", "1")
+
+    def test_a_body_that_is_too_long_is_reported(self):
+        self.assertFalse(self.js("return document.getElementById('losses').checkVisibility()"))
+        self.collector.ask("POST", "/queue", "a" * (1 << 20) + "a")
+        self.open()
+        text = until(lambda: self.js("return document.getElementById('losses').innerText"), "the loss is reported")
+        self.assertTrue(text.startswith("1 body since the start of the server: too long, refused, and lost."), text)
+
+
 class Reconnection(PageTest):
     def test_a_restart_of_the_server_loses_and_doubles_nothing(self):
         self.collector.post("/connection", connections(wifi(ssid="before")))

@@ -66,6 +66,7 @@ TEST(CollectorClients, AreRefusedBodiesThatAreTooLong) {
   EXPECT_EQ(pieces.readAll().rfind("HTTP/1.1 413 ", 0), 0U);
 
   EXPECT_EQ(client.get("/_requests").size(), 1U);
+  EXPECT_EQ(client.get("/_counts").at("posts_total").at("too_long"), 3) << "the page shows it";
 }
 
 struct Broken {

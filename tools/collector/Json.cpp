@@ -9,6 +9,7 @@
 #include "sqm/common/internal/Base64.h"
 #include "sqm/common/internal/Utf8.h"
 
+#include "tools/collector/CountTable.h"
 #include "tools/collector/storage/Rows.h"
 
 namespace collector {
@@ -73,6 +74,15 @@ std::vector<std::string> textsOfJson(std::string_view json) {
 }
 
 std::string errorJson(std::string_view error) { return textOf({{"error", error}}); }
+
+std::string countsJson(const Counters& counters) {
+  Json json = Json::object();
+  for (const CountRow& row : kCountTable) {
+    Json& named = json[std::string(row.name)];
+    (row.label.empty() ? named : named[std::string(row.value)]) = counters.of(row.count);
+  }
+  return textOf(json);
+}
 
 std::string requestJson(const RequestRow& request) { return textOf(summary(request)); }
 

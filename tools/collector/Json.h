@@ -7,6 +7,7 @@
 
 namespace collector {
 
+class Counters;
 struct RequestRow;
 struct RecordRow;
 
@@ -23,6 +24,9 @@ std::vector<std::string> textsOfJson(std::string_view json);
 
 /// {"error":"…"}
 std::string errorJson(std::string_view error);
+
+/// {"posts_total":{"kept":5,…},"reads_total":7,…}, with the names of the metrics.
+std::string countsJson(const Counters& counters);
 
 std::string requestJson(const RequestRow& request);
 

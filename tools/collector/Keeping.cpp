@@ -86,6 +86,7 @@ std::optional<std::string> readBody(Counters& counters, const Request& request, 
     if (!isTooLong) body.append(data, size);
     return !isTooLong;
   });
+  counters.add(Count::postBytes, body.size());
   if (isWhole) return body;
   if (isTooLong) {
     HttpServer::connection().endBy(Connection::End::drain);
@@ -169,8 +170,7 @@ void keep(const Services& services, std::size_t longest, const Request& request,
                     .contentType = std::move(head.contentType),
                     .answered = answeredText(misfortune.fault)};
   room.shrinkTo(body.size());
-  const auto arrival =
-      std::make_shared<Arrival>(std::move(row), pairsJson(head.headers), std::move(body), services.fields);
+  const auto arrival = std::make_shared<Arrival>(std::move(row), pairsJson(head.headers), std::move(body));
   if (!services.keeper.keep(arrival, std::move(room), until)) return fail();
   services.counters.add(Count::postsKept);
   services.events.notifyArrival();

@@ -18,6 +18,7 @@
 
 #include "tools/collector/Json.h"
 #include "tools/collector/http/HostNames.h"
+#include "tools/collector/metrics/Metrics.h"
 #include "tools/support/Number.h"
 
 namespace collector {
@@ -30,9 +31,8 @@ using httplib::Response;
 using std::chrono::milliseconds;
 
 constexpr const char* kJson = "application/json";
-constexpr const char* kServicePage = "/service";  // of a server for a fleet; others have no such file
-constexpr std::chrono::seconds kKeepAlive{15};    // the longest silence of an event stream
-constexpr milliseconds kPeerCheck{500};           // between two checks whether a watcher is still connected
+constexpr std::chrono::seconds kKeepAlive{15};  // the longest silence of an event stream
+constexpr milliseconds kPeerCheck{500};         // between two checks whether a watcher is still connected
 
 /// Answers with a body that may be large, without copying it.
 void send(Response& response, std::string body, const std::string& contentType) {
@@ -111,8 +111,7 @@ void watch(const Services& services, const Request& request, Response& response)
 /// Keeps web pages of other names from reading the data.
 std::optional<Refusal> refuseForeignName(const Request& request) {
   const std::string host = request.get_header_value("Host");
-  const bool isPage = request.path == "/" || request.path == kServicePage;
-  if ((!isPage && !isOwn(request.path)) || isOwnName(host)) return std::nullopt;
+  if ((request.path != "/" && !isOwn(request.path)) || isOwnName(host)) return std::nullopt;
   return Refusal{403, "'" + host + "' is no name of this machine: ask for localhost, or for its address"};
 }
 
@@ -137,7 +136,7 @@ std::optional<Refusal> refuseWithoutToken(const TokenFile& tokens, const Request
 
 /// A file of the page.
 struct Asset {
-  std::string_view path;  ///< "/", "/service", or below "/_page/"
+  std::string_view path;  ///< "/", or below "/_page/"
   std::string_view contentType;
   std::string_view content;
 };
@@ -155,7 +154,6 @@ void addPage(HttpServer& server) {
     response.set_content(found->content.data(), found->content.size(), std::string(found->contentType));
   };
   server.Get("/", show);
-  server.Get(kServicePage, show);
   server.Get(R"(/_page/[\s\S]*)", show);
 }
 
@@ -219,7 +217,11 @@ void addRoutes(HttpServer& server, const Services& services) {
   server.Get("/_events",
              [services](const Request& request, Response& response) { watch(services, request, response); });
 
-  addServiceRoutes(server, services);
+  server.Get("/_counts", [services](const Request&, Response& response) {
+    response.set_content(countsJson(services.counters) + "\n", kJson);
+  });
+  addMetrics(server, services);
+
   addKeeping(server, services);
   server.Get(R"([\s\S]*)", [](const Request&, Response& response) {
     fail(response, 404, "there is nothing here: what is posted or put here is kept");

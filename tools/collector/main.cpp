@@ -90,7 +90,7 @@ void run(const Options& options) {
   Faults faults(options.faults);
   Events events(options.watchers);
   HttpServer server(options.limits, counters);
-  addRoutes(server, {*storage, keeper, faults, events, counters, files.tokens(), options.fields, options.isQuiet,
+  addRoutes(server, {*storage, keeper, faults, events, counters, files.tokens(), files.tls(), options.isQuiet,
                      isLoopback(options.address)});
   const int port = server.listenOn(options.address, options.port);
   printAddress(files.tls() != nullptr ? "https" : "http", options.address, port);

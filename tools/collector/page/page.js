@@ -4,6 +4,7 @@ import { byId, el, perFrame, plural } from "./dom.js";
 import { Detail } from "./detail.js";
 import { Feed } from "./feed.js";
 import { List } from "./list.js";
+import { drawLosses } from "./losses.js";
 import { labelOf, matches, startOf, types, wordsOf } from "./records.js";
 import { Summary } from "./summary.js";
 import { cut } from "./text.js";
@@ -278,5 +279,9 @@ for (const copier of document.querySelectorAll("[data-copies]")) {
   });
 }
 
-setInterval(draw, 15_000);  // the plot ends at the current minute
+setInterval(() => {
+  draw();  // the plot ends at the current minute
+  drawLosses();
+}, 15_000);
+drawLosses();
 feed.open();
