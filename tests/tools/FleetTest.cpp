@@ -1,9 +1,11 @@
 // The simulator of clients, run against a collection server.
 
 #include <algorithm>
+#include <chrono>
 #include <map>
 #include <set>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include <gmock/gmock.h>
@@ -89,6 +91,12 @@ TEST(Fleet, PrintsTheFiguresOfWhatArrives) {
   }
 }
 
+std::uint64_t madeRecords(const json& figures) {
+  std::uint64_t made = 0;
+  for (const auto& [type, number] : figures["records"].items()) made += number.get<std::uint64_t>();
+  return made;
+}
+
 /// The raw records of each user in the order in which they arrived.
 std::map<std::string, std::vector<std::string>> arrivalsOf(const std::vector<std::string>& options) {
   CollectorClient collector;
@@ -118,9 +126,7 @@ TEST(Fleet, DeliversEverythingToAServerThatResetsConnections) {
   EXPECT_FALSE(figures["posts"]["failed"].empty());
   std::set<std::string> arrived;
   for (const Record& record : recordsOf(collector)) arrived.insert(record.at("raw"));
-  std::uint64_t made = 0;
-  for (const auto& [type, number] : figures["records"].items()) made += number.get<std::uint64_t>();
-  EXPECT_EQ(arrived.size(), made);
+  EXPECT_EQ(arrived.size(), madeRecords(figures));
 }
 
 TEST(Fleet, KeepsWhatWasAnsweredInAFile) {
@@ -139,9 +145,13 @@ TEST(Fleet, KeepsWhatWasAnsweredInAFile) {
 }
 
 TEST(Fleet, SendsItsToken) {
-  CollectorClient collector;
-  ASSERT_EQ(runFleet(collector.collector().address(), {"--clients", "3", "--token", "secret-1"}).status, 0);
-  EXPECT_THAT(collector.get("/_requests/1")["headers"].dump(), HasSubstr("Bearer secret-1"));
+  const TemporaryFolder folder;
+  putContent(folder / "tokens", "clients  write  0123456789abcdef0123\n");
+  const Collector collector({"--token-file", folder / "tokens"});
+  EXPECT_EQ(runFleet(collector.address(), {"--clients", "3", "--token", "0123456789abcdef0123"}).status, 0);
+  const Outcome refused = runFleet(collector.address(), {"--clients", "3", "--token", "other", "--patience", "1"});
+  EXPECT_EQ(refused.status, 1);
+  EXPECT_GT(json::parse(refused.out)["waiting"], 0);
 }
 
 TEST(Fleet, SimulatesAThousandClients) {
@@ -151,6 +161,23 @@ TEST(Fleet, SimulatesAThousandClients) {
   const json figures = json::parse(outcome.out);
   EXPECT_GT(figures["records"]["client"], 500);
   EXPECT_EQ(figures["posts"]["failed"].size(), 0U);
+}
+
+TEST(Fleet, EndsEarlyWhenAskedAndDeliversWhatItHas) {
+  CollectorClient collector;
+  // Its day takes a quarter of an hour.
+  tools::Process fleet({kPrograms + "/sqm-fleet", "--server", collector.collector().address(), "--clients", "200",
+                        "--start", "2026-11-16", "--speed", "96"},
+                       /*readsOutput=*/true);
+  while (collector.get("/_requests").empty()) std::this_thread::sleep_for(std::chrono::milliseconds(20));
+  fleet.terminate();
+  std::string out;
+  while (!fleet.isAtEnd()) out += fleet.readLine();
+  EXPECT_EQ(fleet.wait(), 0);
+  const json figures = json::parse(out);
+  EXPECT_EQ(figures["waiting"], 0);
+  EXPECT_EQ(recordsOf(collector).size(), madeRecords(figures));
+  EXPECT_LT(madeRecords(figures), 200U);
 }
 
 TEST(Fleet, GivesUpAServerThatDoesNotAnswer) {

@@ -57,7 +57,7 @@ void Client::play() {
   if (!awake_) wake(dayOf(surroundings_.world, number_, day_, surroundings_.period));
   const Event event = awake_->day.events[awake_->played++];
   if (event.kind == Event::Kind::sleep) {
-    awake_.reset();
+    sleep();
     return findNextDay();
   }
   next_ = awake_->day.events[awake_->played].at;
@@ -68,17 +68,17 @@ void Client::play() {
 
 void Client::wake(Day day) { awake_ = std::make_unique<Awake>(surroundings_, files_, onUploadEnd_, std::move(day)); }
 
+void Client::sleep() { awake_.reset(); }
+
 bool Client::isUploading() const { return awake_ && awake_->transactions.requestsUnderWay() > 0; }
 
 void Client::uploadAgain() { awake_->manager->uploadSQM(); }
 
 std::size_t Client::waiting() const { return awake_ ? awake_->manager->uploadTarget().waiting() : files_.records(); }
 
-void Client::addUpload() {
-  const Time end = surroundings_.period.end;
-  wake({.connections = {},
-        .events = {{end, Event::Kind::device}, {end, Event::Kind::upload}, {end, Event::Kind::sleep}}});
-  next_ = end;
+void Client::addUpload(Time at) {
+  wake({.connections = {}, .events = {{at, Event::Kind::device}, {at, Event::Kind::upload}, {at, Event::Kind::sleep}}});
+  next_ = at;
 }
 
 }  // namespace fleet

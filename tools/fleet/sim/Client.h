@@ -57,9 +57,12 @@ class Client {
   /// The records that were not delivered.
   std::size_t waiting() const;
 
+  /// Ends the client's process, which saves its lists. What was still to happen does not.
+  void sleep();
+
   /// Makes a device report and an upload the next events of a sleeping client. Without the report, the answers to
   /// prompts could not be sent: a manager posts them only behind a list of devices or VPN sessions.
-  void addUpload();
+  void addUpload(Time at);
 
  private:
   struct Awake;

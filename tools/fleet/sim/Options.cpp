@@ -62,7 +62,13 @@ int readOptions(int argc, char** argv, Options& options) {
       ->capture_default_str();
   program.add_option("--answered", options.answered, "Write each body that was answered into this file")
       ->type_name("FILE");
-  program.add_flag("--progress", options.showsProgress, "Print a line on standard error each second");
+  program
+      .add_option_function<double>(
+          "--progress",
+          [&](const double& interval) { options.progress = std::chrono::milliseconds(std::llround(interval * 1000)); },
+          "Print the posts so far on standard error, this often")
+      ->check(CLI::Range(0.1, 3600.0))
+      ->type_name("SECONDS");
   try {
     program.parse(argc, argv);
     const auto length = seconds(std::llround(days * 86'400));

@@ -3,6 +3,7 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 
 #include "tools/fleet/sim/World.h"
@@ -19,9 +20,9 @@ struct Options {
   std::string caFile;
   std::size_t uploads = 128;  ///< at one time
   std::size_t threads = 2;
-  std::chrono::seconds patience{300};  ///< without an answer
-  std::string answered;                ///< a file; empty: none
-  bool showsProgress = false;
+  std::chrono::seconds patience{300};                 ///< without an answer
+  std::string answered;                               ///< a file; empty: none
+  std::optional<std::chrono::milliseconds> progress;  ///< how often it is printed
 };
 
 /// Fills the options from the command line. Returns the exit status with which the program is to end at once, or a

@@ -24,10 +24,10 @@ constexpr sqm::delivery::ScheduleOptions kRetries = {
 
 Worker::Worker(const Options& options, std::uint32_t first, const World& world,
                std::shared_ptr<const sqm::FieldNameTable> names, Truth& truth, Posts& posts,
-               const std::atomic<bool>& isStopped)
+               const std::atomic<Stop>& stop)
     : options_(options),
       posts_(posts),
-      isStopped_(isStopped),
+      stop_(stop),
       host_(hostOptions()),
       surroundings_{.world = world,
                     .period = options.period,
@@ -68,13 +68,16 @@ sqm::platform::StandardHost::Options Worker::hostOptions() {
 }
 
 void Worker::run() {
-  do {
-    playAll();
-  } while (!isStopped_ && addUploads());
+  playAll(Stop::soon);
+  if (stop_ == Stop::no) now_ = options_.period.end;
+  for (Client& client : clients_) client.sleep();
+  for (addUploads(); !due_.empty() && stop_ != Stop::now; addUploads()) playAll(Stop::now);
 }
 
-void Worker::playAll() {
-  while (!isStopped_ && (!due_.empty() || !uploading_.empty())) {
+/// Plays until no event is left, or until it is to stop at least so soon, and no upload is under way.
+void Worker::playAll(Stop endsAt) {
+  while (stop_ != Stop::now && (!due_.empty() || !uploading_.empty())) {
+    if (stop_ >= endsAt) due_ = {};
     host_.runLoop().poll();
     if (const milliseconds wait = timeToNext(); wait.count() > 0) {
       const std::size_t before = uploading_.size();
@@ -88,15 +91,16 @@ void Worker::playAll() {
 /// Until the next event may be played.
 milliseconds Worker::timeToNext() const {
   if (due_.empty() || uploading_.size() >= slots()) return kLongestWait;
-  if (options_.speed == 0) return milliseconds(0);
+  if (options_.speed == 0 || due_.top().first <= now_) return milliseconds(0);
   const std::chrono::duration<double> into = due_.top().first - options_.period.begin;
   const auto at = start_ + std::chrono::duration_cast<Steady::duration>(into / options_.speed);
   return std::max(std::chrono::ceil<milliseconds>(at - Steady::now()), milliseconds(0));
 }
 
 void Worker::playNext() {
-  const std::uint32_t index = due_.top().second;
+  const auto [time, index] = due_.top();
   due_.pop();
+  now_ = time;
   Client& client = clients_[index];
   client.play();
   if (client.isUploading()) {
@@ -124,14 +128,13 @@ void Worker::uploadEnded(std::uint32_t client, bool isDelivered) {
                             [this, client] { clients_[client].uploadAgain(); });
 }
 
-/// Makes the clients upload what waits after the end of the period. Returns false when nothing waits.
-bool Worker::addUploads() {
+/// Makes the sleeping clients upload what they still have.
+void Worker::addUploads() {
   for (std::uint32_t index = 0; index < clients_.size(); ++index) {
     if (clients_[index].waiting() == 0) continue;
-    clients_[index].addUpload();
+    clients_[index].addUpload(now_);
     push(index);
   }
-  return !due_.empty();
 }
 
 std::size_t Worker::waiting() const {

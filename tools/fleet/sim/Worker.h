@@ -23,6 +23,12 @@
 
 namespace fleet {
 
+enum class Stop : std::uint8_t {
+  no,
+  soon,  ///< nothing more happens to the clients; they upload what they have
+  now,
+};
+
 /// Simulates some of the clients on one thread: plays their events in the order of their times, and starts again the
 /// uploads that fail.
 ///
@@ -32,10 +38,9 @@ class Worker {
  public:
   /// The clients are `first`, `first + options.threads` and so on.
   Worker(const Options& options, std::uint32_t first, const World& world,
-         std::shared_ptr<const sqm::FieldNameTable> names, Truth& truth, Posts& posts,
-         const std::atomic<bool>& isStopped);
+         std::shared_ptr<const sqm::FieldNameTable> names, Truth& truth, Posts& posts, const std::atomic<Stop>& stop);
 
-  /// Returns when everything has been uploaded, or after `isStopped` is set.
+  /// Returns when everything has been uploaded, or when it is to stop now.
   void run();
 
   /// The records that were not delivered.
@@ -56,22 +61,23 @@ class Worker {
 
   sqm::platform::StandardHost::Options hostOptions();
   std::size_t slots() const;
-  void playAll();
+  void playAll(Stop endsAt);
   void playNext();
-  bool addUploads();
+  void addUploads();
   void push(std::uint32_t client);
   void uploadEnded(std::uint32_t client, bool isDelivered);
   std::chrono::milliseconds timeToNext() const;
 
   const Options& options_;
   Posts& posts_;
-  const std::atomic<bool>& isStopped_;
+  const std::atomic<Stop>& stop_;
   Services services_;
   sqm::platform::StandardHost host_;
   const Surroundings surroundings_;
   std::deque<Client> clients_;
   std::priority_queue<Due, std::vector<Due>, std::greater<>> due_;
   std::map<std::uint32_t, sqm::delivery::ScheduleState> uploading_;  // also in a pause after a failure
+  Time now_{};                                                       // of the event that was played last
   const Steady::time_point start_ = Steady::now();
 };
 

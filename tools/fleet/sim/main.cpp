@@ -24,8 +24,10 @@ namespace {
 using namespace fleet;
 using Json = nlohmann::ordered_json;
 
-std::atomic<bool> isStopped = false;
-static_assert(std::atomic<bool>::is_always_lock_free, "the handler of a signal sets it");
+std::atomic<Stop> stop = Stop::no;
+static_assert(std::atomic<Stop>::is_always_lock_free, "the handler of a signal sets it");
+
+void stopSooner(int /*signal*/) { stop = stop == Stop::no ? Stop::soon : Stop::now; }
 
 std::shared_ptr<const sqm::FieldNameTable> fieldNames() {
   const sqm::platform::StandardHost host;
@@ -42,9 +44,9 @@ void watch(const Options& options, const Posts& posts, std::vector<std::future<s
   };
   for (std::future<std::size_t>& worker : workers) {
     while (!isDone(worker)) {
-      worker.wait_for(std::chrono::seconds(1));
-      if (options.showsProgress) std::fprintf(stderr, "%s\n", posts.json().dump().c_str());
-      if (Posts::Clock::now() - posts.lastAnswer() > options.patience && !isStopped.exchange(true)) {
+      worker.wait_for(options.progress.value_or(std::chrono::seconds(1)));
+      if (options.progress) std::fprintf(stderr, "%s\n", posts.json().dump().c_str());
+      if (Posts::Clock::now() - posts.lastAnswer() > options.patience && stop.exchange(Stop::now) != Stop::now) {
         std::fputs("sqm-fleet: the server does not answer\n", stderr);
       }
     }
@@ -59,7 +61,7 @@ int run(const Options& options) {
   std::vector<std::future<std::size_t>> workers;
   for (std::size_t first = 0; first < options.threads; ++first) {
     workers.push_back(std::async(std::launch::async, [&, first] {
-      Worker worker(options, static_cast<std::uint32_t>(first), world, names, truth, posts, isStopped);
+      Worker worker(options, static_cast<std::uint32_t>(first), world, names, truth, posts, stop);
       worker.run();
       return worker.waiting();
     }));
@@ -73,7 +75,7 @@ int run(const Options& options) {
   figures["posts"] = posts.json();
   figures["waiting"] = waiting;
   std::printf("%s\n", figures.dump(2).c_str());
-  return waiting == 0 && !isStopped ? 0 : 1;
+  return waiting == 0 ? 0 : 1;
 }
 
 }  // namespace
@@ -82,7 +84,7 @@ int main(int argc, char** argv) {
   Options options;
   if (const int status = readOptions(argc, argv, options); status >= 0) return status;
   std::signal(SIGPIPE, SIG_IGN);
-  for (const int signal : {SIGINT, SIGTERM}) std::signal(signal, [](int /*signal*/) { isStopped = true; });
+  for (const int signal : {SIGINT, SIGTERM}) std::signal(signal, stopSooner);
   try {
     return run(options);
   } catch (const std::exception& problem) {
