@@ -31,6 +31,42 @@ WIDE = (1280, 860)
 PHONE = (360, 740)
 
 
+# The contrast of every text that is seen with what lies behind it: those below 4.5 to 1.
+FAINT = """
+const channels = (color) => color.match(/[\\d.]+/g).map(Number);
+const light = ([r, g, b]) => [r, g, b].map((c) => c / 255)
+  .map((c) => (c <= 0.04045 ? c / 12.92 : ((c + 0.055) / 1.055) ** 2.4))
+  .reduce((sum, c, at) => sum + c * [0.2126, 0.7152, 0.0722][at], 0);
+const ground = (element) => {
+  for (let at = element; at; at = at.parentElement) {
+    const color = channels(getComputedStyle(at).backgroundColor);
+    if (color.length === 3 || color[3] === 1) return color;
+    if (color[3] > 0) throw new Error('a ground that shines through');
+  }
+  return channels(getComputedStyle(document.documentElement).backgroundColor);
+};
+const faint = [];
+let seen = 0;
+const walker = document.createTreeWalker(document.body, NodeFilter.SHOW_TEXT);
+while (walker.nextNode()) {
+  const element = walker.currentNode.parentElement;
+  if (!walker.currentNode.data.trim() || !element.checkVisibility() || element.closest('.unseen, noscript')) continue;
+  const [one, other] = [light(channels(getComputedStyle(element).color)), light(ground(element))];
+  const contrast = (Math.max(one, other) + 0.05) / (Math.min(one, other) + 0.05);
+  ++seen;
+  if (contrast < 4.5) faint.push(`${contrast.toFixed(2)} ${element.outerHTML.slice(0, 120)}`);
+}
+return [seen, faint];
+"""
+
+# Everything that takes the focus and has no name.
+NAMELESS = """
+return [...document.querySelectorAll('a, button, input, select, summary, [tabindex="0"]')].filter((element) => {
+  const labels = [...(element.labels ?? [])].map((label) => label.textContent).join('');
+  return !(element.getAttribute('aria-label') || labels || element.textContent).trim();
+}).map((element) => element.outerHTML)"""
+
+
 class Options:
     programs = None  # the folder of the built programs
     screenshots = None  # where pictures go

@@ -43,6 +43,8 @@ class FakeStorage : public Storage {
   std::string body(std::int64_t) override { return {}; }
   std::int64_t lastRecordUpTo(std::int64_t) override { return 0; }
   std::pair<std::int64_t, std::int64_t> last() override { return {}; }
+  std::vector<FactRow> facts(ConnectionFact::Time, const FactPosition&, std::int64_t) override { return {}; }
+  ArrivalCounts arrivals(ConnectionFact::Time, ConnectionFact::Time) override { return {}; }
 
   /// While it is closed, transactions do not end.
   void setOpen(bool isOpen) {
@@ -73,7 +75,8 @@ class KeeperTest : public testing::Test {
   std::future<bool> keep(const std::string& path, Clock::time_point until = in(kPatience)) {
     return std::async(std::launch::async, [this, path, until] {
       auto room = keeper.makeRoom(10, until);
-      return room && keeper.keep(std::make_shared<Arrival>(RequestRow{.path = path}, "[]", ""), std::move(room), until);
+      return room && keeper.keep(std::make_shared<Arrival>(RequestRow{.path = path}, "[]", "", FieldMapping()),
+                                 std::move(room), until);
     });
   }
 

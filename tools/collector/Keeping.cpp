@@ -170,7 +170,8 @@ void keep(const Services& services, std::size_t longest, const Request& request,
                     .contentType = std::move(head.contentType),
                     .answered = answeredText(misfortune.fault)};
   room.shrinkTo(body.size());
-  const auto arrival = std::make_shared<Arrival>(std::move(row), pairsJson(head.headers), std::move(body));
+  const auto arrival =
+      std::make_shared<Arrival>(std::move(row), pairsJson(head.headers), std::move(body), services.fields);
   if (!services.keeper.keep(arrival, std::move(room), until)) return fail();
   services.counters.add(Count::postsKept);
   services.events.notifyArrival();

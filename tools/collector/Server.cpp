@@ -31,8 +31,9 @@ using httplib::Response;
 using std::chrono::milliseconds;
 
 constexpr const char* kJson = "application/json";
-constexpr std::chrono::seconds kKeepAlive{15};  // the longest silence of an event stream
-constexpr milliseconds kPeerCheck{500};         // between two checks whether a watcher is still connected
+constexpr const char* kServicePage = "/service";  // of a server for a fleet; others have no such file
+constexpr std::chrono::seconds kKeepAlive{15};    // the longest silence of an event stream
+constexpr milliseconds kPeerCheck{500};           // between two checks whether a watcher is still connected
 
 /// Answers with a body that may be large, without copying it.
 void send(Response& response, std::string body, const std::string& contentType) {
@@ -111,7 +112,8 @@ void watch(const Services& services, const Request& request, Response& response)
 /// Keeps web pages of other names from reading the data.
 std::optional<Refusal> refuseForeignName(const Request& request) {
   const std::string host = request.get_header_value("Host");
-  if ((request.path != "/" && !isOwn(request.path)) || isOwnName(host)) return std::nullopt;
+  const bool isPage = request.path == "/" || request.path == kServicePage;
+  if ((!isPage && !isOwn(request.path)) || isOwnName(host)) return std::nullopt;
   return Refusal{403, "'" + host + "' is no name of this machine: ask for localhost, or for its address"};
 }
 
@@ -136,7 +138,7 @@ std::optional<Refusal> refuseWithoutToken(const TokenFile& tokens, const Request
 
 /// A file of the page.
 struct Asset {
-  std::string_view path;  ///< "/", or below "/_page/"
+  std::string_view path;  ///< "/", "/service", or below "/_page/"
   std::string_view contentType;
   std::string_view content;
 };
@@ -154,6 +156,7 @@ void addPage(HttpServer& server) {
     response.set_content(found->content.data(), found->content.size(), std::string(found->contentType));
   };
   server.Get("/", show);
+  server.Get(kServicePage, show);
   server.Get(R"(/_page/[\s\S]*)", show);
 }
 
@@ -221,7 +224,7 @@ void addRoutes(HttpServer& server, const Services& services) {
     response.set_content(countsJson(services.counters) + "\n", kJson);
   });
   addMetrics(server, services);
-
+  addServiceRoutes(server, services);
   addKeeping(server, services);
   server.Get(R"([\s\S]*)", [](const Request&, Response& response) {
     fail(response, 404, "there is nothing here: what is posted or put here is kept");

@@ -8,6 +8,7 @@
 #include "tools/collector/http/HttpServer.h"
 #include "tools/collector/http/Tls.h"
 #include "tools/collector/http/Tokens.h"
+#include "tools/collector/service/FieldMapping.h"
 #include "tools/collector/storage/Keeper.h"
 #include "tools/collector/storage/Storage.h"
 
@@ -22,6 +23,7 @@ struct Services {
   Counters& counters;
   const TokenFile* tokens;  ///< null: no token is needed
   const Tls* tls;           ///< null: there is none
+  const FieldMapping& fields;
   bool isQuiet;
   bool isForThisMachine;  ///< other machines must not read the data
 };
@@ -31,6 +33,10 @@ void addRoutes(HttpServer& server, const Services& services);
 
 /// Adds those of POST and PUT: they keep requests, and set the faults.
 void addKeeping(HttpServer& server, const Services& services);
+
+/// Adds GET /_service: the figures of the service page as JSON. Its parameters are those of `serviceQueryOf`. One
+/// report is made at a time; others wait. A server that is not built for a fleet has no such route.
+void addServiceRoutes(HttpServer& server, const Services& services);
 
 /// True for a path of the collector itself, below "/_". A body sent to any other path is kept.
 inline bool isOwn(std::string_view path) { return path.starts_with("/_"); }

@@ -1,4 +1,4 @@
-// The build without SQM_BUILD_FLEET has no TLS and no metrics.
+// The build without SQM_BUILD_FLEET has no TLS, no metrics and no service page.
 
 #include <stdexcept>
 
@@ -12,5 +12,7 @@ std::unique_ptr<Tls> makeTls(const TlsFiles& /*files*/, Counters& /*counters*/) 
 }
 
 void addMetrics(HttpServer& /*server*/, const Services& /*services*/) {}
+
+void addServiceRoutes(HttpServer& /*server*/, const Services& /*services*/) {}
 
 }  // namespace collector

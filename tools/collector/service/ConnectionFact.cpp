@@ -23,10 +23,10 @@ constexpr std::string_view kConnection = rowOf(sqm::RecordType::connection).name
 constexpr std::string_view kApplication = rowOf(sqm::RecordType::application).name;
 constexpr std::string_view kClient = rowOf(sqm::RecordType::client).name;
 
-constexpr Fact::Time kEarliest = sys_days(year(2000) / 1 / 1);  // before, a clock was never set
-constexpr double kLongestConnecting = 3600;                     // seconds
-constexpr int kWeakestSignal = -150;                            // dBm
-constexpr int kStrongestSignal = -1;                            // dBm; 0 stands for none
+constexpr Fact::Time kEarliest = sys_days(year(2000) / 1 / 1);
+constexpr double kLongestConnecting = 3600;  // seconds
+constexpr int kWeakestSignal = -150;         // dBm
+constexpr int kStrongestSignal = -1;         // dBm; 0 stands for none
 
 /// A text of a client, fit to be kept and shown.
 std::string plain(std::string_view text) {
@@ -36,19 +36,6 @@ std::string plain(std::string_view text) {
       kept, [](char each) { return each == '\t' || each == '\n' || each == '\r'; }, ' ');
   kept.resize(sqm::utf8PrefixLength(kept, kLongestFactText));
   return kept;
-}
-
-/// The time in ISO 8601, or in seconds or milliseconds since 1970. Without a zone it is UTC.
-std::optional<Fact::Time> timeIn(std::string_view text) {
-  constexpr std::int64_t kLastDate = 99'991'231;                  // as ISO 8601 may be written, too
-  constexpr std::int64_t kFirstInMilliseconds = 100'000'000'000;  // in seconds, the year 5138
-  std::optional<Fact::Time> time;
-  if (const auto number = numberIn<std::int64_t>(text); number && *number > kLastDate) {
-    time = Fact::Time(*number < kFirstInMilliseconds ? milliseconds(*number * 1000) : milliseconds(*number));
-  } else if (const auto clock = tools::wallClockOf(text)) {
-    time = Fact::Time(floor<milliseconds>(clock->time.time_since_epoch() - clock->aheadOfGmt.value_or(0s)));
-  }
-  return time >= kEarliest ? time : std::nullopt;
 }
 
 Fact::Medium mediumOf(const Record& record, const FieldMapping& mapping) {
@@ -62,7 +49,7 @@ Fact::Medium mediumOf(const Record& record, const FieldMapping& mapping) {
 
 Fact::Outcome outcomeOf(std::string_view status, bool isStart, const FieldMapping& mapping) {
   if (mapping.is(Meaning::isFailed, status)) return Fact::Outcome::failed;
-  if (isStart && mapping.is(Meaning::isConnected, status)) return Fact::Outcome::connected;
+  if (mapping.is(Meaning::isConnected, status)) return Fact::Outcome::connected;
   if (!isStart && mapping.is(Meaning::isDropped, status)) return Fact::Outcome::dropped;
   return Fact::Outcome::unknown;
 }
@@ -79,6 +66,18 @@ std::optional<std::int32_t> signalIn(std::string_view text) {
 }
 
 }  // namespace
+
+std::optional<Fact::Time> timeIn(std::string_view text) {
+  constexpr std::int64_t kLastDate = 99'991'231;                  // as ISO 8601 may be written, too
+  constexpr std::int64_t kFirstInMilliseconds = 100'000'000'000;  // in seconds, the year 5138
+  std::optional<Fact::Time> time;
+  if (const auto number = numberIn<std::int64_t>(text); number && *number > kLastDate) {
+    time = Fact::Time(*number < kFirstInMilliseconds ? milliseconds(*number * 1000) : milliseconds(*number));
+  } else if (const auto clock = tools::wallClockOf(text)) {
+    time = Fact::Time(floor<milliseconds>(clock->time.time_since_epoch() - clock->aheadOfGmt.value_or(0s)));
+  }
+  return time >= kEarliest ? time : std::nullopt;
+}
 
 std::optional<Fact> factOf(const Record& record, const FieldMapping& mapping, Fact::Time arrival) {
   if (record.type != kConnection && record.type != kApplication) return std::nullopt;

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "tools/collector/RecordReader.h"
 #include "tools/collector/service/FieldMapping.h"
@@ -35,6 +36,10 @@ struct ConnectionFact {
 
   bool operator==(const ConnectionFact&) const = default;
 };
+
+/// A time in ISO 8601, or in seconds or milliseconds since 1970. Without a zone it is UTC. Nothing for any other text
+/// and for times before the year 2000, which a clock shows that was never set.
+std::optional<ConnectionFact::Time> timeIn(std::string_view text);
 
 /// The longest text of a fact, in bytes. Longer ones are cut at a character.
 inline constexpr std::size_t kLongestFactText = 120;

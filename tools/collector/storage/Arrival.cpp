@@ -7,16 +7,19 @@
 
 namespace collector {
 
-Arrival::Arrival(RequestRow head, std::string headersJson, std::string content)
+Arrival::Arrival(RequestRow head, std::string headersJson, std::string content, const FieldMapping& fields)
     : request(std::move(head)), headers(std::move(headersJson)), body(std::move(content)) {
   request.bytes = static_cast<std::int64_t>(body.size());
-  request.problem = readRecords(request.path, body, [this](const Record& record) {
+  const ConnectionFact::Time arrival = timeIn(request.time).value_or(ConnectionFact::Time());
+  request.problem = readRecords(request.path, body, [&](const Record& record) {
     records.push_back({.type = record.type,
                        .subType = record.subType,
                        .event = record.event,
                        .problem = record.problem,
                        .values = pairsJson(record.values),
-                       .raw = record.raw});
+                       .raw = record.raw,
+                       .fact = factOf(record, fields, arrival),
+                       .version = clientVersionOf(record, fields)});
   });
   request.records = static_cast<std::int64_t>(records.size());
 }

@@ -5,6 +5,8 @@
 #include <string_view>
 #include <vector>
 
+#include "tools/collector/service/ConnectionFact.h"
+#include "tools/collector/service/FieldMapping.h"
 #include "tools/collector/storage/Rows.h"
 
 namespace collector {
@@ -17,6 +19,8 @@ struct ArrivedRecord {
   std::optional<std::string> problem;
   std::string values;    ///< a JSON array of [name, value]
   std::string_view raw;  ///< within the body
+  std::optional<ConnectionFact> fact;
+  std::optional<ClientVersion> version;
 };
 
 /// A request that has arrived, split into its records: what is stored of it, except the numbers, which the storage
@@ -25,7 +29,7 @@ class Arrival {
  public:
   /// Splits the body and sets the request's length, number of records and problem. `headers` is a JSON array of
   /// [name, value].
-  Arrival(RequestRow head, std::string headersJson, std::string content);
+  Arrival(RequestRow head, std::string headersJson, std::string content, const FieldMapping& fields);
   Arrival(const Arrival&) = delete;
   Arrival& operator=(const Arrival&) = delete;
 

@@ -28,6 +28,8 @@ void Connection::run(const char* statements) {
   }
 }
 
+std::int64_t Connection::lastId() const { return sqlite3_last_insert_rowid(database_.get()); }
+
 void Statement::Finalize::operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
 
 Statement::Statement(Connection& connection, std::string_view text) : database_(connection.get()) {
@@ -74,6 +76,11 @@ void Statement::reset() {
 }
 
 std::int64_t Statement::number(int column) const { return sqlite3_column_int64(statement_.get(), column); }
+
+std::optional<std::int64_t> Statement::numberIfAny(int column) const {
+  if (sqlite3_column_type(statement_.get(), column) == SQLITE_NULL) return std::nullopt;
+  return number(column);
+}
 
 std::string Statement::text(int column) const {
   const auto* bytes = static_cast<const char*>(sqlite3_column_blob(statement_.get(), column));

@@ -28,6 +28,9 @@ class Connection {
   /// Runs statements without parameters and results.
   void run(const char* statements);
 
+  /// The id of the row that was inserted last.
+  std::int64_t lastId() const;
+
   sqlite3* get() const { return database_.get(); }
 
  private:
@@ -47,7 +50,7 @@ class Statement {
  public:
   Statement(Connection& connection, std::string_view text);
 
-  /// Binds its parameters, in their order: numbers, texts, optional texts and blobs.
+  /// Binds its parameters, in their order: numbers, texts, blobs, and optional numbers and texts.
   template <typename... Values>
   Statement& bind(const Values&... values) {
     int parameter = 0;
@@ -65,6 +68,7 @@ class Statement {
   void reset();
 
   std::int64_t number(int column) const;
+  std::optional<std::int64_t> numberIfAny(int column) const;
   std::string text(int column) const;  ///< or bytes
   std::optional<std::string> textIfAny(int column) const;
 
@@ -76,6 +80,9 @@ class Statement {
   void bindOne(int parameter, std::string_view text);
   void bindOne(int parameter, const std::same_as<std::optional<std::string>> auto& text) {
     if (text) bindOne(parameter, std::string_view(*text));  // a parameter that is not bound is NULL
+  }
+  void bindOne(int parameter, const std::same_as<std::optional<std::int64_t>> auto& number) {
+    if (number) bindOne(parameter, *number);
   }
   void bindOne(int parameter, Blob blob);
   void check(int result) const;

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "tools/collector/storage/Sqlite.h"
+#include "tools/collector/storage/SqliteFacts.h"
 #include "tools/collector/storage/Storage.h"
 
 namespace collector {
@@ -170,6 +171,7 @@ struct Tables {
   sqlite::Statement last = statement("SELECT seq FROM sqlite_sequence WHERE name = ?");
   sqlite::Statement dropRecords = statement("DELETE FROM records WHERE request <= ?");
   sqlite::Statement dropRequests = statement("DELETE FROM requests WHERE id <= ?");
+  SqliteFacts facts{connection};
 
   std::int64_t lastOf(std::string_view table) { return firstRow(last.bind(table), firstNumber).value_or(0); }
 };
@@ -188,6 +190,7 @@ class SqliteStorage : public Storage {
       add(*arrival);
     }
     if (mostRequests_ > 0) {
+      tables_.facts.dropUpTo(id - mostRequests_);
       tables_.dropRecords.bind(id - mostRequests_).run();
       tables_.dropRequests.bind(id - mostRequests_).run();
     }
@@ -242,6 +245,16 @@ class SqliteStorage : public Storage {
     return {tables_.lastOf("requests"), tables_.lastOf("records")};
   }
 
+  std::vector<FactRow> facts(ConnectionFact::Time from, const FactPosition& before, std::int64_t limit) override {
+    const std::lock_guard lock(mutex_);
+    return tables_.facts.facts(from, before, limit);
+  }
+
+  ArrivalCounts arrivals(ConnectionFact::Time from, ConnectionFact::Time to) override {
+    const std::lock_guard lock(mutex_);
+    return tables_.facts.arrivals(from, to);
+  }
+
  private:
   void add(const Arrival& arrival) {
     const RequestRow& request = arrival.request;
@@ -250,7 +263,9 @@ class SqliteStorage : public Storage {
           .bind(request.id, request.time, request.path, record.type, record.subType, record.event, record.problem,
                 record.values, record.raw)
           .run();
+      tables_.facts.add(record, tables_.connection.lastId());
     }
+    tables_.facts.count(request);
     tables_.addRequest
         .bind(request.id, request.time, request.method, request.path, request.query, request.contentType, request.bytes,
               request.answered, request.records, request.problem, arrival.headers, sqlite::Blob{arrival.body})

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "tools/collector/storage/Arrival.h"
+#include "tools/collector/storage/FactRows.h"
 #include "tools/collector/storage/Rows.h"
 
 namespace collector {
@@ -51,6 +52,12 @@ class Storage {
 
   /// The numbers of the last request and the last record that were ever kept.
   virtual std::pair<std::int64_t, std::int64_t> last() = 0;
+
+  /// The next facts before a position, the newest first: at most `limit`, and none before `from`.
+  virtual std::vector<FactRow> facts(ConnectionFact::Time from, const FactPosition& before, std::int64_t limit) = 0;
+
+  /// Sums over the requests of the minutes of a window, its ends included.
+  virtual ArrivalCounts arrivals(ConnectionFact::Time from, ConnectionFact::Time to) = 0;
 };
 
 /// What a storage is to do beside storing.

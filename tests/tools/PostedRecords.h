@@ -1,0 +1,50 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "sqm/common/internal/TimeStamp.h"
+
+#include "tools/collector/storage/Storage.h"
+
+/// Noon of 2026-11-21, when posts arrive unless they say otherwise.
+inline constexpr collector::ConnectionFact::Time kNoon =
+    std::chrono::sys_days(std::chrono::year(2026) / 11 / 21) + std::chrono::hours(12);
+
+/// A database with what was posted to it.
+class PostedRecords {
+ public:
+  using Time = collector::ConnectionFact::Time;
+
+  explicit PostedRecords(const collector::StorageOptions& options = {}) : storage_(collector::openStorage(options)) {}
+
+  void post(const std::string& body, Time at = kNoon) {
+    collector::Arrival arrival({.time = sqm::isoTimeStamp(at), .method = "POST", .path = "/"}, "[]", body,
+                               collector::FieldMapping());
+    collector::Arrival* const arrivals[] = {&arrival};
+    storage_->add(arrivals);
+  }
+
+  void postConnection(Time at, const std::string& client = "c", const std::string& event = "start") {
+    post("<connectionList><connectionRecord><eventTime>" + sqm::isoTimeStamp(at) + "</eventTime><clientId>" + client +
+         "</clientId><event>" + event + "</event><wifi><connectionStatus>connected</connectionStatus>" +
+         "<ssid>office</ssid><signalStrength>-60</signalStrength></wifi></connectionRecord></connectionList>");
+  }
+
+  void postClient(const std::string& client, const std::string& version) {
+    post("<clientList><client><clientId>" + client + "</clientId><productVersion>" + version +
+         "</productVersion></client></clientList>");
+  }
+
+  std::vector<collector::FactRow> facts(Time from = Time::min(), collector::FactPosition before = {Time::max()},
+                                        std::int64_t limit = 100) {
+    return storage_->facts(from, before, limit);
+  }
+
+  collector::Storage& storage() { return *storage_; }
+
+ private:
+  std::unique_ptr<collector::Storage> storage_;
+};

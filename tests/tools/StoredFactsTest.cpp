@@ -1,0 +1,114 @@
+// The facts of records in a database.
+
+#include <chrono>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "tests/support/TemporaryFolder.h"
+#include "tests/tools/PostedRecords.h"
+
+namespace {
+
+using namespace collector;
+using namespace std::chrono_literals;
+using Fact = ConnectionFact;
+using Time = Fact::Time;
+
+TEST(StoredFacts, AreReadAsTheyWere) {
+  PostedRecords posted;
+  posted.post(
+      "<connectionList><connectionRecord><eventTime>2026-11-21T11:00:00.250Z</eventTime><clientId>c</clientId>"
+      "<event>start</event><mobile><sessionId>s</sessionId><connectionStatus>failed</connectionStatus>"
+      "<loginResult>no <![CDATA[& yes]]></loginResult><carrier>Caf\u00E9 ' \"</carrier><technology>LTE</technology>"
+      "<roaming>1</roaming><receivedPower>-97</receivedPower><attachSeconds>1.5</attachSeconds></mobile>"
+      "</connectionRecord></connectionList>");
+  const auto rows = posted.facts();
+  ASSERT_EQ(rows.size(), 1U);
+  EXPECT_EQ(rows[0].id, 1);
+  const Fact expected = {.time = kNoon - 1h + 250ms,
+                         .age = 1h - 250ms,
+                         .medium = Fact::Medium::mobile,
+                         .isStart = true,
+                         .outcome = Fact::Outcome::failed,
+                         .client = "c",
+                         .session = "s",
+                         .network = "Caf\u00E9 ' \"",
+                         .reason = "no & yes",
+                         .technology = "LTE",
+                         .connecting = 1500ms,
+                         .signal = -97,
+                         .isRoaming = true};
+  EXPECT_EQ(rows[0].fact, expected);
+}
+
+TEST(StoredFacts, WithoutOptionalValuesAreReadAsTheyWere) {
+  PostedRecords posted;
+  posted.post("<connectionList><c><event>stop</event></c></connectionList>");
+  const auto rows = posted.facts();
+  ASSERT_EQ(rows.size(), 1U);
+  EXPECT_EQ(rows[0].fact, (Fact{.time = kNoon}));
+}
+
+TEST(StoredFacts, AreReadPieceByPieceFromTheNewest) {
+  PostedRecords posted;
+  for (int minute : {3, 1, 2, 2, 2, 4}) posted.postConnection(kNoon - minute * 1min);
+  std::vector<std::int64_t> ids;
+  for (FactPosition before{kNoon - 1min};;) {
+    const auto rows = posted.facts(kNoon - 3min, before, 2);
+    if (rows.empty()) break;
+    EXPECT_LE(rows.size(), 2U);
+    for (const FactRow& row : rows) ids.push_back(row.id);
+    before = {rows.back().fact.time, rows.back().id};
+  }
+  EXPECT_EQ(ids, (std::vector<std::int64_t>{5, 4, 3, 1}));
+}
+
+TEST(StoredFacts, HaveTheVersionThatTheirClientReportedLast) {
+  PostedRecords posted;
+  posted.postConnection(kNoon - 5min);
+  posted.postClient("c", "4.70");
+  posted.postClient("other", "1.0");
+  posted.postConnection(kNoon - 4min);
+  posted.postClient("c", "4.71");
+  posted.postConnection(kNoon - 3min);
+  posted.post(
+      "<sqmList><vpn><vpnEvent>start</vpnEvent><userName>c</userName><vpnClientVersion>2</vpnClientVersion>"
+      "</vpn></sqmList>");
+  std::vector<std::string> versions;
+  for (const FactRow& row : posted.facts()) versions.push_back(row.fact.version);
+  EXPECT_EQ(versions, (std::vector<std::string>{"2", "4.71", "4.70", ""}));
+}
+
+TEST(StoredFacts, GoWithTheirRecords) {
+  PostedRecords posted({.database = "", .mostRequests = 2});
+  for (int minute = 5; minute > 0; --minute) posted.postConnection(kNoon - minute * 1min);
+  const auto rows = posted.facts();
+  ASSERT_EQ(rows.size(), 2U);
+  EXPECT_EQ(rows[1].id, 4);
+}
+
+TEST(StoredFacts, SurviveARestartOfTheServer) {
+  const TemporaryFolder folder;
+  PostedRecords({.database = folder / "facts.db"}).postConnection(kNoon - 1h);
+  PostedRecords again({.database = folder / "facts.db"});
+  again.postConnection(kNoon);
+  EXPECT_EQ(again.facts().size(), 2U);
+}
+
+TEST(StoredArrivals, AreSumsOfMinutes) {
+  PostedRecords posted;
+  posted.post("<connectionList><c/><c/></connectionList>", kNoon);
+  posted.post("<connectionList><c/><c>", kNoon + 59s);
+  posted.post("<connectionList><c/></connectionList>", kNoon + 60s);
+  const ArrivalCounts first = posted.storage().arrivals(kNoon, kNoon + 59s);
+  EXPECT_EQ(first.posts, 2);
+  EXPECT_EQ(first.records, 4);
+  EXPECT_EQ(first.problems, 1);
+  EXPECT_EQ(posted.storage().arrivals(kNoon - 1h, kNoon + 1h).posts, 3);
+  EXPECT_EQ(posted.storage().arrivals(kNoon - 1h, kNoon - 1min).posts, 0);
+}
+
+}  // namespace

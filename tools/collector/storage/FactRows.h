@@ -1,0 +1,29 @@
+#pragma once
+
+#include <cstdint>
+#include <limits>
+
+#include "tools/collector/service/ConnectionFact.h"
+
+namespace collector {
+
+/// A stored fact.
+struct FactRow {
+  std::int64_t id = 0;  ///< that of its record
+  ConnectionFact fact;
+};
+
+/// A position among the facts, which are ordered by their time and then by their id.
+struct FactPosition {
+  ConnectionFact::Time time;
+  std::int64_t id = std::numeric_limits<std::int64_t>::min();
+};
+
+/// Sums over the requests that arrived in some minutes.
+struct ArrivalCounts {
+  std::int64_t posts = 0;
+  std::int64_t records = 0;
+  std::int64_t problems = 0;  ///< posts whose body has a problem
+};
+
+}  // namespace collector

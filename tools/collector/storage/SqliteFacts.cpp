@@ -1,0 +1,141 @@
+#include "tools/collector/storage/SqliteFacts.h"
+
+#include <chrono>
+#include <optional>
+
+namespace collector {
+
+namespace {
+
+using Fact = ConnectionFact;
+using std::chrono::milliseconds;
+
+// Times are in milliseconds since 1970, the others as in ConnectionFact. The index makes the newest facts of a window
+// cheap to find, however many there are.
+constexpr const char* kTables = R"(
+CREATE TABLE IF NOT EXISTS facts (
+  id INTEGER PRIMARY KEY,
+  time INTEGER NOT NULL,
+  age INTEGER,
+  medium INTEGER NOT NULL,
+  isStart INTEGER NOT NULL,
+  outcome INTEGER NOT NULL,
+  client TEXT NOT NULL,
+  session TEXT NOT NULL,
+  network TEXT NOT NULL,
+  reason TEXT NOT NULL,
+  technology TEXT NOT NULL,
+  version TEXT NOT NULL,
+  connecting INTEGER,
+  signal INTEGER,
+  isRoaming INTEGER
+);
+CREATE INDEX IF NOT EXISTS factsByTime ON facts (time);
+CREATE TABLE IF NOT EXISTS clients (
+  client TEXT PRIMARY KEY,
+  version TEXT NOT NULL
+) WITHOUT ROWID;
+CREATE TABLE IF NOT EXISTS minutes (
+  minute INTEGER PRIMARY KEY,
+  posts INTEGER NOT NULL,
+  records INTEGER NOT NULL,
+  problems INTEGER NOT NULL
+);
+)";
+
+sqlite::Connection& withTables(sqlite::Connection& connection) {
+  connection.run(kTables);
+  return connection;
+}
+
+template <typename Time>
+std::int64_t minuteOf(Time time) {
+  return std::chrono::floor<std::chrono::minutes>(time).time_since_epoch().count();
+}
+
+std::optional<std::int64_t> numberOf(const std::optional<milliseconds>& duration) {
+  return duration ? std::optional<std::int64_t>(duration->count()) : std::nullopt;
+}
+
+FactRow factIn(const sqlite::Statement& row) {
+  const auto age = row.numberIfAny(2);
+  const auto connecting = row.numberIfAny(12);
+  const auto signal = row.numberIfAny(13);
+  const auto isRoaming = row.numberIfAny(14);
+  return {.id = row.number(0),
+          .fact = {.time = Fact::Time(milliseconds(row.number(1))),
+                   .age = age ? std::optional(milliseconds(*age)) : std::nullopt,
+                   .medium = static_cast<Fact::Medium>(row.number(3)),
+                   .isStart = row.number(4) != 0,
+                   .outcome = static_cast<Fact::Outcome>(row.number(5)),
+                   .client = row.text(6),
+                   .session = row.text(7),
+                   .network = row.text(8),
+                   .reason = row.text(9),
+                   .technology = row.text(10),
+                   .version = row.text(11),
+                   .connecting = connecting ? std::optional(milliseconds(*connecting)) : std::nullopt,
+                   .signal = signal ? std::optional(static_cast<std::int32_t>(*signal)) : std::nullopt,
+                   .isRoaming = isRoaming ? std::optional(*isRoaming != 0) : std::nullopt}};
+}
+
+}  // namespace
+
+SqliteFacts::SqliteFacts(sqlite::Connection& connection)
+    : addFact_(withTables(connection),
+               "INSERT INTO facts (id, time, age, medium, isStart, outcome, client, session, network, reason, "
+               "technology, version, connecting, signal, isRoaming) VALUES (?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8, ?9, ?10, "
+               "?11, coalesce(nullif(?12, ''), (SELECT version FROM clients WHERE client = ?7), ''), ?13, ?14, ?15)"),
+      setVersion_(connection,
+                  "INSERT INTO clients (client, version) VALUES (?, ?) "
+                  "ON CONFLICT (client) DO UPDATE SET version = excluded.version"),
+      count_(connection,
+             "INSERT INTO minutes (minute, posts, records, problems) VALUES (?, 1, ?, ?) ON CONFLICT (minute) DO "
+             "UPDATE SET posts = posts + 1, records = records + excluded.records, problems = problems + "
+             "excluded.problems"),
+      drop_(connection, "DELETE FROM facts WHERE id IN (SELECT id FROM records WHERE request <= ?)"),
+      facts_(connection,
+             "SELECT id, time, age, medium, isStart, outcome, client, session, network, reason, technology, version, "
+             "connecting, signal, isRoaming FROM facts WHERE time >= ?1 AND (time, id) < (?2, ?3) "
+             "ORDER BY time DESC, id DESC LIMIT ?4"),
+      arrivals_(connection,
+                "SELECT total(posts), total(records), total(problems) FROM minutes WHERE minute BETWEEN ? AND ?") {}
+
+void SqliteFacts::add(const ArrivedRecord& record, std::int64_t id) {
+  if (record.version) setVersion_.bind(record.version->client, record.version->version).run();
+  if (!record.fact) return;
+  const Fact& fact = *record.fact;
+  const auto number = [](auto value) { return static_cast<std::int64_t>(value); };
+  const auto numberIfAny = [&](const auto& value) {
+    return value ? std::optional(number(*value)) : std::optional<std::int64_t>();
+  };
+  addFact_
+      .bind(id, fact.time.time_since_epoch().count(), numberOf(fact.age), number(fact.medium), number(fact.isStart),
+            number(fact.outcome), fact.client, fact.session, fact.network, fact.reason, fact.technology, fact.version,
+            numberOf(fact.connecting), numberIfAny(fact.signal), numberIfAny(fact.isRoaming))
+      .run();
+}
+
+void SqliteFacts::count(const RequestRow& request) {
+  const auto time = timeIn(request.time);
+  if (!time) return;
+  count_.bind(minuteOf(*time), request.records, std::int64_t{request.problem ? 1 : 0}).run();
+}
+
+void SqliteFacts::dropUpTo(std::int64_t request) { drop_.bind(request).run(); }
+
+std::vector<FactRow> SqliteFacts::facts(Fact::Time from, const FactPosition& before, std::int64_t limit) {
+  sqlite::Rows rows(
+      facts_.bind(from.time_since_epoch().count(), before.time.time_since_epoch().count(), before.id, limit));
+  std::vector<FactRow> found;
+  while (rows.next()) found.push_back(factIn(facts_));
+  return found;
+}
+
+ArrivalCounts SqliteFacts::arrivals(Fact::Time from, Fact::Time to) {
+  sqlite::Rows rows(arrivals_.bind(minuteOf(from), minuteOf(to)));
+  rows.next();
+  return {.posts = arrivals_.number(0), .records = arrivals_.number(1), .problems = arrivals_.number(2)};
+}
+
+}  // namespace collector

@@ -1,0 +1,42 @@
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "tools/collector/storage/Arrival.h"
+#include "tools/collector/storage/FactRows.h"
+#include "tools/collector/storage/Sqlite.h"
+
+namespace collector {
+
+/// The facts of the records in an SQLite database, the clients' versions, and sums of the arrivals of each minute. The
+/// caller makes the transactions.
+///
+/// Failure: sqlite::Error.
+class SqliteFacts {
+ public:
+  /// Creates the tables when they are missing.
+  explicit SqliteFacts(sqlite::Connection& connection);
+
+  /// Adds what a record says. `id` is the record's number.
+  void add(const ArrivedRecord& record, std::int64_t id);
+
+  /// Counts a request.
+  void count(const RequestRow& request);
+
+  /// Removes the facts of the records of requests up to this one, before these records are removed.
+  void dropUpTo(std::int64_t request);
+
+  std::vector<FactRow> facts(ConnectionFact::Time from, const FactPosition& before, std::int64_t limit);
+  ArrivalCounts arrivals(ConnectionFact::Time from, ConnectionFact::Time to);
+
+ private:
+  sqlite::Statement addFact_;
+  sqlite::Statement setVersion_;
+  sqlite::Statement count_;
+  sqlite::Statement drop_;
+  sqlite::Statement facts_;
+  sqlite::Statement arrivals_;
+};
+
+}  // namespace collector
