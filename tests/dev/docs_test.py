@@ -77,13 +77,16 @@ typedef struct sqm_pair {
 """
 
 
-def outcome(files):
-    """The exit status and the output of the check for a site with these files."""
+POLICY = """<meta http-equiv="Content-Security-Policy" content="default-src 'self' data:">"""
+
+
+def outcome(files, policy=POLICY):
+    """The exit status and the output of the check for a site with these files, whose pages have the policy."""
     with tempfile.TemporaryDirectory() as folder, contextlib.redirect_stdout(io.StringIO()) as output:
         for name, text in files.items():
             path = pathlib.Path(folder, name)
             path.parent.mkdir(parents=True, exist_ok=True)
-            path.write_text(text, encoding="utf-8")
+            path.write_text(policy * name.endswith(".html") + text, encoding="utf-8")
         return docs_links.check(pathlib.Path(folder).resolve()), output.getvalue()
 
 
@@ -95,9 +98,10 @@ class Links(unittest.TestCase):
         self.assertIn("2 pages, 3 links, 0 faults", output)
 
     def test_a_missing_file_and_a_missing_anchor_fail(self):
-        status, output = outcome({"index.html": '<a href="b.html">b</a> <a href="#there">c</a>'})
+        status, output = outcome({"index.html": '<a href="b.html">b</a> <a href="/">d</a> <a href="#there">c</a>'})
         self.assertEqual(status, 1)
         self.assertIn("index.html: leads to b.html, which is no file", output)
+        self.assertIn("index.html: leads to /, which is no file", output)
         self.assertIn("index.html: leads to #there, which is no anchor", output)
 
     def test_an_address_outside_is_listed_and_passes(self):
@@ -112,6 +116,12 @@ class Links(unittest.TestCase):
         status, output = outcome({"index.html": '<a href="#">a</a>', "a.css": "i { src: url('https://a.example/f') }"})
         self.assertEqual(status, 1)
         self.assertIn("a.css: loads https://a.example/f from another host", output)
+
+    def test_a_page_without_a_policy_fails(self):
+        for policy in ("", POLICY.replace("'self'", "*"), POLICY.replace("data:", "https:")):
+            status, output = outcome({"index.html": '<a href="#">a</a>'}, policy)
+            self.assertEqual(status, 1)
+            self.assertIn("index.html: has no policy against loading from other hosts", output)
 
     def test_a_site_without_links_fails(self):
         self.assertEqual(outcome({"index.html": "<p>a</p>"})[0], 1)

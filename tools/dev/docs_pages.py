@@ -24,6 +24,8 @@ def relative(target, page):
 
 
 class Pages:
+    """The pages, by the headers that the reference describes."""
+
     def __init__(self, root, headers):
         self.root = root
         self.headers = headers
