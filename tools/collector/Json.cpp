@@ -63,6 +63,10 @@ std::string pairsJson(const std::vector<std::pair<std::string, std::string>>& pa
   return textOf(list);
 }
 
+std::vector<std::pair<std::string, std::string>> pairsOfJson(std::string_view json) {
+  return Json::parse(json).get<std::vector<std::pair<std::string, std::string>>>();
+}
+
 std::string textsJson(const std::vector<std::string>& texts) { return textOf(Json(texts)); }
 
 std::vector<std::string> textsOfJson(std::string_view json) {

@@ -16,6 +16,9 @@ struct RecordRow;
 /// [["name","value"],…]
 std::string pairsJson(const std::vector<std::pair<std::string, std::string>>& pairs);
 
+/// The pairs of such a text. Throws a std::exception for anything else.
+std::vector<std::pair<std::string, std::string>> pairsOfJson(std::string_view json);
+
 /// ["text",…]
 std::string textsJson(const std::vector<std::string>& texts);
 

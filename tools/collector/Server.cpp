@@ -16,7 +16,9 @@
 #include <utility>
 #include <vector>
 
+#include "tools/collector/Export.h"
 #include "tools/collector/Json.h"
+#include "tools/collector/ListAnswer.h"
 #include "tools/collector/http/HostNames.h"
 #include "tools/collector/metrics/Metrics.h"
 #include "tools/support/Number.h"
@@ -31,6 +33,7 @@ using httplib::Response;
 using std::chrono::milliseconds;
 
 constexpr const char* kJson = "application/json";
+const ListFrame kJsonArray = {kJson, "[", ",\n", "]\n"};
 constexpr const char* kServicePage = "/service";  // of a server for a fleet; others have no such file
 constexpr std::chrono::seconds kKeepAlive{15};    // the longest silence of an event stream
 constexpr milliseconds kPeerCheck{500};           // between two checks whether a watcher is still connected
@@ -43,41 +46,6 @@ void send(Response& response, std::string body, const std::string& contentType) 
                                 [kept](std::size_t offset, std::size_t length, httplib::DataSink& sink) {
                                   return sink.write(kept->data() + offset, length);
                                 });
-}
-
-/// A number of the query, from 0 on; `otherwise` when there is none. Throws std::invalid_argument.
-std::int64_t queryNumber(const Request& request, const char* name, std::int64_t otherwise) {
-  if (!request.has_param(name)) return otherwise;
-  const auto number = tools::numberIn<std::int64_t>(request.get_param_value(name));
-  if (!number || *number < 0) throw std::invalid_argument(std::string(name) + " is to be a whole number from 0 on");
-  return *number;
-}
-
-/// Answers with a JSON array of the rows that `fetch` returns, read and sent piece by piece.
-template <typename Row>
-void sendList(const Request& request, Response& response,
-              std::function<std::vector<Row>(std::int64_t since, std::int64_t limit)> fetch,
-              std::string (*toJson)(const Row&)) {
-  constexpr std::int64_t kAtATime = 256;
-  std::int64_t since = queryNumber(request, "since", 0);
-  std::int64_t left = queryNumber(request, "limit", std::numeric_limits<std::int64_t>::max());
-  bool isFirst = true;
-  response.set_chunked_content_provider(kJson,
-                                        [=, fetch = std::move(fetch)](std::size_t, httplib::DataSink& sink) mutable {
-                                          std::string text = isFirst ? "[" : "";
-                                          const auto rows = fetch(since, std::min(left, kAtATime));
-                                          for (const Row& row : rows) {
-                                            if (!std::exchange(isFirst, false)) text += ",\n";
-                                            text += toJson(row);
-                                            since = row.id;
-                                            --left;
-                                          }
-                                          if (rows.empty()) text += "]\n";
-                                          isFirst = isFirst && !rows.empty();
-                                          const bool isSent = sink.write(text.data(), text.size());
-                                          if (rows.empty()) sink.done();
-                                          return isSent;
-                                        });
 }
 
 void watch(const Services& services, const Request& request, Response& response) {
@@ -170,7 +138,8 @@ void addRequests(HttpServer& server, Storage& storage) {
   };
   server.Get("/_requests", [&](const Request& request, Response& response) {
     sendList<RequestRow>(
-        request, response, [&](auto since, auto limit) { return storage.requests(since, limit); }, requestJson);
+        request, response, [&](auto since, auto limit) { return storage.requests(since, limit); }, kJsonArray,
+        requestJson);
   });
   one(R"(/_requests/(\d{1,18}))", [&](const RequestRow& row, Response& response) {
     send(response, wholeRequestJson(row, storage.headers(row.id), storage.body(row.id)) + "\n", kJson);
@@ -184,7 +153,8 @@ void addRequests(HttpServer& server, Storage& storage) {
 void addRecords(HttpServer& server, Storage& storage) {
   server.Get("/_records", [&](const Request& request, Response& response) {
     sendList<RecordRow>(
-        request, response, [&](auto since, auto limit) { return storage.records(since, limit); }, recordJson);
+        request, response, [&](auto since, auto limit) { return storage.records(since, limit); }, kJsonArray,
+        recordJson);
   });
   server.Get(R"(/_records/(\d{1,18}))", [&](const Request& request, Response& response) {
     const auto row = storage.record(std::stoll(request.matches[1].str()));
@@ -224,6 +194,7 @@ void addRoutes(HttpServer& server, const Services& services) {
     response.set_content(countsJson(services.counters) + "\n", kJson);
   });
   addMetrics(server, services);
+  addExport(server, services);
   addServiceRoutes(server, services);
   addKeeping(server, services);
   server.Get(R"([\s\S]*)", [](const Request&, Response& response) {
