@@ -181,17 +181,17 @@ export function vpn(report) {
   ];
 }
 
-const refusals = { tooLong: "too long", refused: "refused", incomplete: "incomplete", invalid: "invalid", failed: "not stored in time" };
+const refusals = { too_long: "too long and lost", failed: "not stored in time" };
 
 export function pipeline(report) {
   const { ages, pipeline: counts } = report;
-  const refused = Object.entries(report.refusals).filter(([, count]) => count > 0);
+  const refused = Object.entries(report.posts).filter(([outcome, count]) => outcome !== "kept" && count > 0);
   const total = refused.reduce((sum, [, count]) => sum + count, 0);
   return [
     headlines(headline(number(counts.posts), "posts that were kept"), headline(number(counts.records), "records in them"),
       headline(number(counts.problems), "posts with a problem"),
-      headline(number(total), "posts not kept since this server started",
-        total > 0 ? `: ${refused.map(([reason, count]) => `${number(count)} ${refusals[reason]}`).join(", ")}` : "")),
+      headline(number(total), "posts not kept since the server started",
+        total > 0 ? `: ${refused.map(([reason, count]) => `${number(count)} ${refusals[reason] ?? reason}`).join(", ")}` : "")),
     ...(ages.count === 0 ? [missing("No record has its time (meaning time).")] : [
       headlines(headline(duration(ages.p50), "age of records at arrival, p50"), headline(duration(ages.p95), "p95"),
         headline(duration(ages.p99), "p99")),

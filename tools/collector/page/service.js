@@ -118,6 +118,13 @@ function setState(state, text) {
   byId("state").textContent = text;
 }
 
+async function ask(address) {
+  const answer = await fetch(address);
+  const found = await answer.json();
+  if (!answer.ok) throw new Error(found.error);
+  return found;
+}
+
 let asked = 0;
 let timer = 0;
 
@@ -126,11 +133,9 @@ async function refresh() {
   clearTimeout(timer);
   const number = ++asked;
   try {
-    const answer = await fetch(`/_service?${queryOfFilter()}`);
-    const report = await answer.json();
+    const [report, { posts_total: posts }] = await Promise.all([ask(`/_service?${queryOfFilter()}`), ask("/_counts")]);
     if (number !== asked) return;
-    if (!answer.ok) throw new Error(report.error);
-    show(report);
+    show({ ...report, posts });
     setState("live", `As of ${new Date(report.to).toLocaleTimeString()}`);
   } catch (error) {
     if (number !== asked) return;

@@ -1,11 +1,11 @@
 #pragma once
 
 #include <chrono>
-#include <compare>
 #include <cstddef>
 #include <cstdint>
 #include <map>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "tools/collector/service/MeasuresJson.h"
@@ -30,7 +30,10 @@ class ConnectionFigures {
     ConnectionFact::Medium medium;
     std::string network;
     std::string client;
-    auto operator<=>(const Pair&) const = default;
+
+    bool operator<(const Pair& other) const {
+      return std::tie(medium, network, client) < std::tie(other.medium, other.network, other.client);
+    }
   };
 
   Json successJson() const;

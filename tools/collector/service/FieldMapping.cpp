@@ -104,7 +104,7 @@ FieldMapping FieldMapping::ofLines(std::istream& lines, const std::string& file)
     const std::string_view line = trimmed(whole);
     if (line.empty() || line.starts_with('#')) continue;
     const auto fail = [&](const std::string& problem) {
-      throw std::invalid_argument(file + ":" + std::to_string(number) + ": " + problem);
+      throw std::invalid_argument(std::string(file).append(":").append(std::to_string(number)) + ": " + problem);
     };
     const auto equals = line.find('=');
     if (equals == std::string_view::npos) fail("a line is to be 'meaning = text', such as 'client = clientId'");

@@ -1,7 +1,6 @@
 #include <chrono>
 #include <memory>
 #include <mutex>
-#include <utility>
 
 #include "tools/collector/Server.h"
 #include "tools/collector/service/ServiceQuery.h"
@@ -11,27 +10,19 @@ namespace collector {
 
 namespace {
 
-/// The posts that the server did not keep since its start, by the reason.
-Json refusalsJson(const Counters& counters) {
-  constexpr std::pair<const char*, Count> kRefusals[] = {
-      {"tooLong", Count::postsTooLong}, {"refused", Count::postsRefused}, {"incomplete", Count::postsIncomplete},
-      {"invalid", Count::postsInvalid}, {"failed", Count::postsFailed},
-  };
-  Json json;
-  for (const auto& [name, count] : kRefusals) json[name] = counters.of(count);
-  return json;
-}
+constexpr std::chrono::seconds kPatience{20};  // for the reports that others asked for before
 
 }  // namespace
 
 void addServiceRoutes(HttpServer& server, const Services& services) {
-  const auto oneAtATime = std::make_shared<std::mutex>();
-  server.Get("/_service", [services, oneAtATime](const httplib::Request& request, httplib::Response& response) {
+  const auto oneAtATime = std::make_shared<std::timed_mutex>();
+  server.Get("/_service", [&storage = services.storage, oneAtATime](const httplib::Request& request,
+                                                                    httplib::Response& response) {
     const auto now = std::chrono::floor<std::chrono::milliseconds>(std::chrono::system_clock::now());
     const ServiceQuery query = serviceQueryOf(request.params, now);
-    const std::lock_guard lock(*oneAtATime);
-    Json report = storedReport(services.storage, query);
-    report["refusals"] = refusalsJson(services.counters);
+    const std::unique_lock lock(*oneAtATime, kPatience);
+    if (!lock) return fail(response, 503, "others wait for their reports: ask again later");
+    const Json report = storedReport(storage, query);
     response.set_header("Cache-Control", "no-store");
     response.set_content(report.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n", "application/json");
   });

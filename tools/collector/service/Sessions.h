@@ -14,16 +14,16 @@ struct Session {
   const ConnectionFact* stop = nullptr;   ///< null: after the last fact, or never received
 
   /// The fact by which it is filed: the start if there is one.
-  const ConnectionFact& first() const { return start ? *start : *stop; }
+  const ConnectionFact& first() const { return start != nullptr ? *start : *stop; }
 
   /// How the attempt to connect ended: what the start says of it, else what the stop says. Never dropped.
   ConnectionFact::Outcome attempt() const;
 
   /// True when an attempt belongs to it: a connection whose start is unknown counts when it failed.
-  bool hasAttempt() const { return start || attempt() == ConnectionFact::Outcome::failed; }
+  bool hasAttempt() const { return start != nullptr || attempt() == ConnectionFact::Outcome::failed; }
 
   /// True when it was established and then ended.
-  bool hasEnded() const { return stop && attempt() != ConnectionFact::Outcome::failed; }
+  bool hasEnded() const { return stop != nullptr && attempt() != ConnectionFact::Outcome::failed; }
 };
 
 /// Finds the start of each stop. Facts are added from the newest to the oldest; a stop belongs to the next start of its
