@@ -129,3 +129,13 @@ inline const std::string kDocument =
     R"(<wifi><ssid>Café &amp; Bar</ssid></wifi></connectionRecord>)"
     R"(<connectionRecord><eventTime timestamp="0000000000">2026</eventTime><event>stop</event></connectionRecord>)"
     R"(</connectionList>)";
+
+/// The same document at another time: its records are others, each for itself.
+inline std::string documentAt(int time) {
+  const std::string text = std::to_string(time);
+  std::string document = kDocument;
+  for (std::size_t at = 0; (at = document.find("0000000000", at)) != std::string::npos; at += 10) {
+    document.replace(at + 10 - text.size(), text.size(), text);
+  }
+  return document;
+}

@@ -38,7 +38,7 @@ TEST(CollectorClients, MaySend10000RequestsAtOnce) {
       http.set_tcp_nodelay(true);
       http.set_read_timeout(kPatience);
       for (int n = 0; n < kEach; ++n) {
-        const auto answer = http.Post("/connection", kDocument, "text/xml");
+        const auto answer = http.Post("/connection", documentAt(i * kEach + n), "text/xml");
         if (!answer || answer->status != 200) ADD_FAILURE() << "client " << i << " is not served";
       }
     });

@@ -42,7 +42,7 @@ TEST(CollectorDatabase, OutlivesACrash) {
   const std::string file = folder / "kept.db";
   for (int run = 1; run <= 3; ++run) {
     CollectorClient client({"--database", file});
-    EXPECT_EQ(client.post("/connection", kDocument), 200);
+    EXPECT_EQ(client.post("/connection", documentAt(run)), 200);
     EXPECT_EQ(client.get("/_requests").size(), static_cast<std::size_t>(run));
     EXPECT_EQ(client.get("/_records").size(), static_cast<std::size_t>(2 * run));
     client.collector().kill();
@@ -78,7 +78,7 @@ TEST(CollectorDatabase, OfAnotherProgramStaysAsItIs) {
   const std::string newer = folder / "newer.db";
   collector::sqlite::Connection(other).run("CREATE TABLE requests (id INTEGER PRIMARY KEY, body BLOB)");
   collector::sqlite::Connection(newer).run(
-      "PRAGMA application_id = 0x53514D43; PRAGMA user_version = 2; CREATE TABLE a (b)");
+      "PRAGMA application_id = 0x53514D43; PRAGMA user_version = 3; CREATE TABLE a (b)");
   putContent(text, "no database at all");
   for (const std::string& file : {other, text, newer}) {
     const std::string before = contentOf(file);

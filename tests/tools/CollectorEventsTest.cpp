@@ -70,7 +70,7 @@ TEST(CollectorEvents, AreTheRequestsEachFollowedByItsRecords) {
 
 TEST(CollectorEvents, GoOnWhereTheWatcherWas) {
   CollectorClient client;
-  for (int i = 0; i < 40; ++i) client.post("/connection", kDocument);
+  for (int i = 0; i < 40; ++i) client.post("/connection", documentAt(i));
   const auto all = idsOf(watch(client, "/_events?since=0", 120));
   ASSERT_EQ(all.size(), 120U);
   for (const std::size_t known : {std::size_t{1}, std::size_t{50}, std::size_t{118}}) {

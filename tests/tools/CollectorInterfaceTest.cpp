@@ -57,6 +57,7 @@ TEST(CollectorInterface, TellsWhatArrived) {
                            {"bytes", kDocument.size()},
                            {"answered", "200"},
                            {"records", 2},
+                           {"duplicates", 0},
                            {"problem", nullptr}}));
 
   const auto records = client.get("/_records");
@@ -194,8 +195,7 @@ TEST(CollectorInterface, KeepsBodiesAsTheyWereSent) {
 
 TEST(CollectorInterface, TellsFromWhereItIsAskedTo) {
   CollectorClient client;
-  const std::string two = "<connectionList><r><a>1</a></r><r><a>2</a></r></connectionList>";
-  for (int i = 0; i < 300; ++i) client.post("/connection", two);
+  for (int i = 0; i < 300; ++i) client.post("/connection", documentAt(i));
   const auto ids = [&](const std::string& path) {
     std::vector<int> found;
     for (const auto& row : client.get(path)) found.push_back(row.at("id"));

@@ -17,9 +17,10 @@
 namespace {
 
 using collector::sqlite::Connection;
+using collector::sqlite::Statement;
 
 const char* const kFull =
-    "CREATE TRIGGER full BEFORE INSERT ON requests BEGIN SELECT RAISE(ABORT, 'the disk is full'); END";
+    "CREATE TRIGGER full BEFORE UPDATE ON last BEGIN SELECT RAISE(ABORT, 'the disk is full'); END";
 
 /// Posts a body on a connection of its own.
 void sendPost(const RawConnection& connection, const std::string& path, const std::string& body = "a") {
@@ -61,10 +62,14 @@ TEST(CollectorKeeping, HoldsABodyUntilItCanBeStored) {
 TEST(CollectorKeeping, StoresTheOthersWhenOneBodyCannotBeStored) {
   const TemporaryFolder folder;
   CollectorClient client({"--database", folder / "kept.db", "--patience", "250"});
-  Connection(folder / "kept.db")
-      .run(
-          "CREATE TRIGGER one BEFORE INSERT ON requests WHEN NEW.path = '/never' "
-          "BEGIN SELECT RAISE(ABORT, 'never'); END");
+  Connection database(folder / "kept.db");
+  Statement day(database, "SELECT day FROM days");
+  ASSERT_TRUE(day.next());
+  const std::string table = "requests_" + day.text(0);
+  day.reset();
+  database.run(("CREATE TRIGGER one BEFORE INSERT ON " + table +
+                " WHEN NEW.path = '/never' BEGIN SELECT RAISE(ABORT, 'never'); END")
+                   .c_str());
   RawConnection never(client.port());
   sendPost(never, "/never");
   for (int i = 0; i < 20; ++i) EXPECT_EQ(client.post("/sqm", ""), 200);
@@ -141,7 +146,7 @@ TEST(CollectorKeeping, LosesNothingThatWasAnsweredWhenItIsKilled) {
 class SyncedCopies {
  public:
   explicit SyncedCopies(const std::string& folder) {
-    ::setenv("LD_PRELOAD", (kPrograms + "/libsynced_copies.so").c_str(), 1);
+    ::setenv("LD_PRELOAD", (kPrograms + "/libfile_faults.so").c_str(), 1);
     ::setenv("SQM_SYNCED_COPIES", folder.c_str(), 1);
   }
   SyncedCopies(const SyncedCopies&) = delete;
@@ -166,7 +171,7 @@ TEST(CollectorKeeping, SyncsWhatItHasAnswered) {
         std::filesystem::copy_file(synced / name, afterLossOfPower / name);
       }
       Connection database(afterLossOfPower / "kept.db");
-      collector::sqlite::Statement count(database, "SELECT count(*) FROM requests");
+      Statement count(database, "SELECT count(*) FROM requests");
       ASSERT_TRUE(count.next());
       EXPECT_EQ(count.number(0), i);
     }

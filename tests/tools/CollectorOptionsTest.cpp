@@ -15,10 +15,26 @@ TEST(CollectorOptions, AreAllExplained) {
   const Outcome outcome = runProgram({kCollector, "--help"});
   EXPECT_EQ(outcome.status, 0);
   EXPECT_EQ(outcome.err, "");
-  for (const char* option :
-       {"--port", "--listen", "--database", "--fail", "--quiet", "--keep", "--patience", "--in-flight", "--no-sync",
-        "--largest-body", "--connections", "--posts", "--connections-per-address", "--requests-per-address",
-        "--watchers", "--stall", "--request-time", "8080", "temporary"}) {
+  for (const char* option : {"--port",
+                             "--listen",
+                             "--database",
+                             "--fail",
+                             "--quiet",
+                             "--keep",
+                             "--keep-days",
+                             "--patience",
+                             "--in-flight",
+                             "--no-sync",
+                             "--largest-body",
+                             "--connections",
+                             "--posts",
+                             "--connections-per-address",
+                             "--requests-per-address",
+                             "--watchers",
+                             "--stall",
+                             "--request-time",
+                             "8080",
+                             "temporary"}) {
     EXPECT_NE(outcome.out.find(option), std::string::npos) << option;
   }
 }
@@ -37,6 +53,7 @@ TEST(CollectorOptions, AreRejectedWithAReason) {
       {{"--fail", "/sqm:explode"}, "--fail: the fault rule '/sqm:explode' names no fault"},
       {{"--fail", "/sqm:cut", "--fail", "/sqm:status=9"}, "has a status that is none from 200 to 599"},
       {{"--keep", "-1"}, "--keep"},
+      {{"--keep-days", "401"}, "--keep-days"},
       {{"--patience", "0"}, "--patience"},
       {{"--in-flight", "0"}, "--in-flight"},
       {{"--largest-body", "0"}, "--largest-body"},
@@ -124,7 +141,8 @@ TEST(CollectorOptions, QuietPrintsTheAddressAlone) {
 
 TEST(CollectorOptions, KeepsTheLatestRequestsAlone) {
   CollectorClient client({"--keep", "2"});
-  for (const char* path : {"/a", "/connection", "/b", "/c"}) EXPECT_EQ(client.post(path, kDocument), 200);
+  int time = 0;
+  for (const char* path : {"/a", "/connection", "/b", "/c"}) EXPECT_EQ(client.post(path, documentAt(++time)), 200);
   const auto requests = client.get("/_requests");
   ASSERT_EQ(requests.size(), 2U);
   EXPECT_EQ(requests[0].at("id"), 3);

@@ -42,9 +42,10 @@ class FakeStorage : public Storage {
   std::string headers(std::int64_t) override { return {}; }
   std::string body(std::int64_t) override { return {}; }
   std::int64_t lastRecordUpTo(std::int64_t) override { return 0; }
-  std::pair<std::int64_t, std::int64_t> last() override { return {}; }
   std::vector<FactRow> facts(ConnectionFact::Time, const FactPosition&, std::int64_t) override { return {}; }
   ArrivalCounts arrivals(ConnectionFact::Time, ConnectionFact::Time) override { return {}; }
+  LastNumbers last() override { return {}; }
+  bool tidy() override { return false; }
 
   /// While it is closed, transactions do not end.
   void setOpen(bool isOpen) {

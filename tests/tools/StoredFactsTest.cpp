@@ -54,7 +54,8 @@ TEST(StoredFacts, WithoutOptionalValuesAreReadAsTheyWere) {
 
 TEST(StoredFacts, AreReadPieceByPieceFromTheNewest) {
   PostedRecords posted;
-  for (int minute : {3, 1, 2, 2, 2, 4}) posted.postConnection(kNoon - minute * 1min);
+  int client = 0;
+  for (int minute : {3, 1, 2, 2, 2, 4}) posted.postConnection(kNoon - minute * 1min, std::to_string(++client));
   std::vector<std::int64_t> ids;
   for (FactPosition before{kNoon - 1min};;) {
     const auto rows = posted.facts(kNoon - 3min, before, 2);

@@ -28,11 +28,17 @@ Json orNull(const std::optional<Value>& value) {
 }
 
 Json summary(const RequestRow& request) {
-  return {{"id", request.id},           {"time", request.time},
-          {"method", request.method},   {"path", request.path},
-          {"query", request.query},     {"contentType", request.contentType},
-          {"bytes", request.bytes},     {"answered", request.answered},
-          {"records", request.records}, {"problem", orNull(request.problem)}};
+  return {{"id", request.id},
+          {"time", request.time},
+          {"method", request.method},
+          {"path", request.path},
+          {"query", request.query},
+          {"contentType", request.contentType},
+          {"bytes", request.bytes},
+          {"answered", request.answered},
+          {"records", request.records},
+          {"duplicates", request.duplicates},
+          {"problem", orNull(request.problem)}};
 }
 
 Json whole(const RecordRow& record) {

@@ -50,6 +50,8 @@ void addStorageOptions(CLI::App& program, Options& options) {
   addNumber(program, "--keep", options.storage.mostRequests,
             CLI::Range(std::int64_t{0}, std::numeric_limits<std::int64_t>::max()), "NUMBER",
             "Keep that many requests, the latest; 0 keeps all");
+  addNumber(program, "--keep-days", options.storage.mostDays, CLI::Range(0, 400), "NUMBER",
+            "Keep what arrived on that many days, today's included; 0 keeps all");
   addSeconds(program, "--patience", options.keeping.patience,
              "Try for so long to store a body, and then reset its connection: less than clients wait for an answer");
   addMebibytes(program, "--in-flight", options.keeping.bytesInFlight, 65536,

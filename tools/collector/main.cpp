@@ -85,7 +85,7 @@ void run(const Options& options) {
   allowManyFiles();
   Counters counters;
   ReadAgain files(options, counters);
-  const auto storage = openStorage(options.storage);
+  const auto storage = openStorage(options.storage, options.fields);
   Keeper keeper(*storage, options.keeping);
   Faults faults(options.faults);
   Events events(options.watchers);

@@ -34,8 +34,9 @@ function entryOf({ id, request, time, path, type, subType, event, problem, value
   return { key: `record-${id}`, id, request, time, path, type, subType, event, problem, values: kept, isCut, beginning };
 }
 
-/// A request without records is an entry of the list itself.
-function entryOfRequest({ id, time, method, path, bytes, problem }) {
+/// A request without new records is an entry of the list itself.
+function entryOfRequest({ id, time, method, path, bytes, records, problem: ownProblem }) {
+  const problem = ownProblem ?? (records > 0 ? "all of its records had arrived before" : null);
   return { key: `request-${id}`, id: 0, request: id, time, path, type: "request", subType: null, event: method, values: [],
     bytes, problem };
 }
@@ -47,7 +48,7 @@ const feed = new Feed({
   },
   request(request) {
     summary.addRequest(request);
-    if (request.records === 0) arrived.push(entryOfRequest(request));
+    if (request.records === request.duplicates) arrived.push(entryOfRequest(request));
     draw();
   },
   state(now) {

@@ -38,8 +38,11 @@ Json storedReport(Storage& storage, const ServiceQuery& query, std::int64_t most
   const ArrivalCounts counts = storage.arrivals(query.from, query.to);
   Json json = report.finish();
   json["isCut"] = isCut;
-  json["stored"] = {{"records", storage.last().second}, {"newest", newestJson(storage)}};
-  json["pipeline"] = {{"posts", counts.posts}, {"records", counts.records}, {"problems", counts.problems}};
+  json["stored"] = {{"records", storage.last().record}, {"newest", newestJson(storage)}};
+  json["pipeline"] = {{"posts", counts.posts},
+                      {"records", counts.records},
+                      {"duplicates", counts.duplicates},
+                      {"problems", counts.problems}};
   return json;
 }
 

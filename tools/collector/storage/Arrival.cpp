@@ -11,6 +11,7 @@ Arrival::Arrival(RequestRow head, std::string headersJson, std::string content, 
     : request(std::move(head)), headers(std::move(headersJson)), body(std::move(content)) {
   request.bytes = static_cast<std::int64_t>(body.size());
   const ConnectionFact::Time arrival = timeIn(request.time).value_or(ConnectionFact::Time());
+  RecordKeys keys(fields);
   request.problem = readRecords(request.path, body, [&](const Record& record) {
     records.push_back({.type = record.type,
                        .subType = record.subType,
@@ -19,7 +20,8 @@ Arrival::Arrival(RequestRow head, std::string headersJson, std::string content, 
                        .values = pairsJson(record.values),
                        .raw = record.raw,
                        .fact = factOf(record, fields, arrival),
-                       .version = clientVersionOf(record, fields)});
+                       .version = clientVersionOf(record, fields),
+                       .key = keys.next(record)});
   });
   request.records = static_cast<std::int64_t>(records.size());
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -7,6 +8,7 @@
 
 #include "tools/collector/service/ConnectionFact.h"
 #include "tools/collector/service/FieldMapping.h"
+#include "tools/collector/storage/RecordKey.h"
 #include "tools/collector/storage/Rows.h"
 
 namespace collector {
@@ -21,10 +23,17 @@ struct ArrivedRecord {
   std::string_view raw;  ///< within the body
   std::optional<ConnectionFact> fact;
   std::optional<ClientVersion> version;
+  RecordKey key{};
+  std::int64_t id = 0;  ///< 0: not stored, because it had arrived before
 };
 
-/// A request that has arrived, split into its records: what is stored of it, except the numbers, which the storage
-/// gives it.
+/// The numbers of the last request and the last record that were ever stored.
+struct LastNumbers {
+  std::int64_t request = 0;
+  std::int64_t record = 0;
+};
+
+/// A request that has arrived, split into its records: what is stored of it. The storage sets the numbers.
 class Arrival {
  public:
   /// Splits the body and sets the request's length, number of records and problem. `headers` is a JSON array of
@@ -32,6 +41,18 @@ class Arrival {
   Arrival(RequestRow head, std::string headersJson, std::string content, const FieldMapping& fields);
   Arrival(const Arrival&) = delete;
   Arrival& operator=(const Arrival&) = delete;
+
+  /// Numbers the request and its new records after the last ones, and moves these on. `isNew` is called with each
+  /// record, in order.
+  template <typename IsNew>
+  void number(LastNumbers& last, const IsNew& isNew) {
+    request.id = ++last.request;
+    request.duplicates = 0;
+    for (ArrivedRecord& record : records) {
+      record.id = isNew(record) ? ++last.record : 0;
+      if (record.id == 0) ++request.duplicates;
+    }
+  }
 
   RequestRow request;
   const std::string headers;

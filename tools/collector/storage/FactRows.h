@@ -23,7 +23,8 @@ struct FactPosition {
 struct ArrivalCounts {
   std::int64_t posts = 0;
   std::int64_t records = 0;
-  std::int64_t problems = 0;  ///< posts whose body has a problem
+  std::int64_t duplicates = 0;  ///< records that had arrived before
+  std::int64_t problems = 0;    ///< posts whose body has a problem
 };
 
 }  // namespace collector

@@ -23,6 +23,7 @@ constexpr milliseconds kLongestPause{1000};
 constexpr milliseconds kGrace{500};  // for what waits when the keeper ends: less than the server's
 
 constexpr std::chrono::seconds kBetweenMessages{10};
+constexpr milliseconds kBetweenTidying{60'000};
 
 }  // namespace
 
@@ -91,8 +92,13 @@ void Keeper::write() {
   std::size_t most = kMostArrivals;
   milliseconds pause = kShortestPause;
   std::unique_lock lock(mutex_);
-  for (;;) {
-    arrived_.wait(lock, [this] { return isEnding_ || !waiting_.empty(); });
+  for (Time nextTidying = Clock::now();;) {
+    arrived_.wait_until(lock, nextTidying, [this] { return isEnding_ || !waiting_.empty(); });
+    if (Clock::now() >= nextTidying && !isEnding_) {
+      lock.unlock();
+      nextTidying = Clock::now() + (tidy() ? milliseconds(0) : kBetweenTidying);
+      lock.lock();
+    }
     takeGroup(most);
     if (group_.empty()) {
       if (isEnding_) return;
@@ -142,11 +148,21 @@ std::string Keeper::storeGroup() {
   }
 }
 
+/// Returns true when there is more to do.
+bool Keeper::tidy() {
+  try {
+    return storage_.tidy();
+  } catch (const std::exception&) {
+    return false;  // the storage fails: the next arrival says why
+  }
+}
+
 void Keeper::noteKept() {
   ++counters_.commits;
   for (const auto& waiting : group_) {
     ++counters_.posts;
     counters_.records += waiting->arrival->records.size();
+    counters_.duplicates += static_cast<std::uint64_t>(waiting->arrival->request.duplicates);
     if (waiting->state != State::waiting) continue;
     waiting->state = State::kept;
     waiting->decided.notify_one();

@@ -18,8 +18,9 @@ namespace collector {
 
 /// What happened to the bodies since the start, and what waits now.
 struct StorageCounters {
-  std::uint64_t posts = 0;    ///< that were kept
-  std::uint64_t records = 0;  ///< of these posts
+  std::uint64_t posts = 0;       ///< that were kept
+  std::uint64_t records = 0;     ///< of these posts
+  std::uint64_t duplicates = 0;  ///< those of the records that had been stored before
   std::uint64_t commits = 0;
   std::uint64_t failures = 0;               ///< transactions that were not committed
   std::uint64_t givenUp = 0;                ///< bodies that were not kept in time
@@ -79,6 +80,7 @@ class Keeper {
   void write();
   void takeGroup(std::size_t most);
   std::string storeGroup();
+  bool tidy();
   void noteKept();
   void noteFailure(const std::string& problem);
   template <typename Visit>

@@ -17,6 +17,7 @@ struct RequestRow {
   std::int64_t bytes = 0;
   std::string answered{};
   std::int64_t records = 0;
+  std::int64_t duplicates = 0;  ///< those of its records that had arrived before, and are stored with another request
   std::optional<std::string> problem{};
 };
 

@@ -6,7 +6,7 @@ namespace collector::sqlite {
 
 namespace {
 
-constexpr int kPatience = 500;  // milliseconds, while another program holds the database
+constexpr int kPatience = 5000;  // milliseconds, while another program holds the database
 
 }  // namespace
 
@@ -28,7 +28,7 @@ void Connection::run(const char* statements) {
   }
 }
 
-std::int64_t Connection::lastId() const { return sqlite3_last_insert_rowid(database_.get()); }
+bool Connection::hasChanged() const { return sqlite3_changes64(database_.get()) > 0; }
 
 void Statement::Finalize::operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
 

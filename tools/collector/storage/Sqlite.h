@@ -28,8 +28,8 @@ class Connection {
   /// Runs statements without parameters and results.
   void run(const char* statements);
 
-  /// The id of the row that was inserted last.
-  std::int64_t lastId() const;
+  /// True when the last statement changed rows.
+  bool hasChanged() const;
 
   sqlite3* get() const { return database_.get(); }
 

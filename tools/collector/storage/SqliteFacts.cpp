@@ -39,6 +39,7 @@ CREATE TABLE IF NOT EXISTS minutes (
   minute INTEGER PRIMARY KEY,
   posts INTEGER NOT NULL,
   records INTEGER NOT NULL,
+  duplicates INTEGER NOT NULL,
   problems INTEGER NOT NULL
 );
 )";
@@ -90,18 +91,20 @@ SqliteFacts::SqliteFacts(sqlite::Connection& connection)
                   "INSERT INTO clients (client, version) VALUES (?, ?) "
                   "ON CONFLICT (client) DO UPDATE SET version = excluded.version"),
       count_(connection,
-             "INSERT INTO minutes (minute, posts, records, problems) VALUES (?, 1, ?, ?) ON CONFLICT (minute) DO "
-             "UPDATE SET posts = posts + 1, records = records + excluded.records, problems = problems + "
+             "INSERT INTO minutes (minute, posts, records, duplicates, problems) VALUES (?, 1, ?, ?, ?) ON CONFLICT "
+             "(minute) DO "
+             "UPDATE SET posts = posts + 1, records = records + excluded.records, duplicates = duplicates + "
+             "excluded.duplicates, problems = problems + "
              "excluded.problems"),
-      drop_(connection, "DELETE FROM facts WHERE id IN (SELECT id FROM records WHERE request <= ?)"),
       facts_(connection,
              "SELECT id, time, age, medium, isStart, outcome, client, session, network, reason, technology, version, "
              "connecting, signal, isRoaming FROM facts WHERE time >= ?1 AND (time, id) < (?2, ?3) "
              "ORDER BY time DESC, id DESC LIMIT ?4"),
       arrivals_(connection,
-                "SELECT total(posts), total(records), total(problems) FROM minutes WHERE minute BETWEEN ? AND ?") {}
+                "SELECT total(posts), total(records), total(duplicates), total(problems) FROM minutes WHERE minute "
+                "BETWEEN ? AND ?") {}
 
-void SqliteFacts::add(const ArrivedRecord& record, std::int64_t id) {
+void SqliteFacts::add(const ArrivedRecord& record) {
   if (record.version) setVersion_.bind(record.version->client, record.version->version).run();
   if (!record.fact) return;
   const Fact& fact = *record.fact;
@@ -110,19 +113,18 @@ void SqliteFacts::add(const ArrivedRecord& record, std::int64_t id) {
     return value ? std::optional(number(*value)) : std::optional<std::int64_t>();
   };
   addFact_
-      .bind(id, fact.time.time_since_epoch().count(), numberOf(fact.age), number(fact.medium), number(fact.isStart),
-            number(fact.outcome), fact.client, fact.session, fact.network, fact.reason, fact.technology, fact.version,
-            numberOf(fact.connecting), numberIfAny(fact.signal), numberIfAny(fact.isRoaming))
+      .bind(record.id, fact.time.time_since_epoch().count(), numberOf(fact.age), number(fact.medium),
+            number(fact.isStart), number(fact.outcome), fact.client, fact.session, fact.network, fact.reason,
+            fact.technology, fact.version, numberOf(fact.connecting), numberIfAny(fact.signal),
+            numberIfAny(fact.isRoaming))
       .run();
 }
 
 void SqliteFacts::count(const RequestRow& request) {
   const auto time = timeIn(request.time);
   if (!time) return;
-  count_.bind(minuteOf(*time), request.records, std::int64_t{request.problem ? 1 : 0}).run();
+  count_.bind(minuteOf(*time), request.records, request.duplicates, std::int64_t{request.problem ? 1 : 0}).run();
 }
-
-void SqliteFacts::dropUpTo(std::int64_t request) { drop_.bind(request).run(); }
 
 std::vector<FactRow> SqliteFacts::facts(Fact::Time from, const FactPosition& before, std::int64_t limit) {
   sqlite::Rows rows(
@@ -135,7 +137,10 @@ std::vector<FactRow> SqliteFacts::facts(Fact::Time from, const FactPosition& bef
 ArrivalCounts SqliteFacts::arrivals(Fact::Time from, Fact::Time to) {
   sqlite::Rows rows(arrivals_.bind(minuteOf(from), minuteOf(to)));
   rows.next();
-  return {.posts = arrivals_.number(0), .records = arrivals_.number(1), .problems = arrivals_.number(2)};
+  return {.posts = arrivals_.number(0),
+          .records = arrivals_.number(1),
+          .duplicates = arrivals_.number(2),
+          .problems = arrivals_.number(3)};
 }
 
 }  // namespace collector

@@ -10,7 +10,7 @@
 namespace collector {
 
 /// The facts of the records in an SQLite database, the clients' versions, and sums of the arrivals of each minute. The
-/// caller makes the transactions.
+/// caller makes the transactions, and deletes the facts with their records.
 ///
 /// Failure: sqlite::Error.
 class SqliteFacts {
@@ -18,14 +18,11 @@ class SqliteFacts {
   /// Creates the tables when they are missing.
   explicit SqliteFacts(sqlite::Connection& connection);
 
-  /// Adds what a record says. `id` is the record's number.
-  void add(const ArrivedRecord& record, std::int64_t id);
+  /// Adds what a record says that is stored.
+  void add(const ArrivedRecord& record);
 
   /// Counts a request.
   void count(const RequestRow& request);
-
-  /// Removes the facts of the records of requests up to this one, before these records are removed.
-  void dropUpTo(std::int64_t request);
 
   std::vector<FactRow> facts(ConnectionFact::Time from, const FactPosition& before, std::int64_t limit);
   ArrivalCounts arrivals(ConnectionFact::Time from, ConnectionFact::Time to);
@@ -34,7 +31,6 @@ class SqliteFacts {
   sqlite::Statement addFact_;
   sqlite::Statement setVersion_;
   sqlite::Statement count_;
-  sqlite::Statement drop_;
   sqlite::Statement facts_;
   sqlite::Statement arrivals_;
 };

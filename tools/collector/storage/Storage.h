@@ -6,7 +6,6 @@
 #include <span>
 #include <stdexcept>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "tools/collector/storage/Arrival.h"
@@ -32,7 +31,8 @@ class Storage {
   Storage& operator=(const Storage&) = delete;
   virtual ~Storage() = default;
 
-  /// Stores the arrivals in one transaction and sets the ids of their requests. When it returns, they survive the end
+  /// Stores the arrivals in one transaction and sets their numbers. A record that is stored already, with this or an
+  /// earlier request, is not stored again. When it returns, they survive the end
   /// of the process and of the machine. When it throws, none is stored, unless the connection to the database was lost
   /// while the transaction was committed.
   virtual void add(std::span<Arrival* const> arrivals) = 0;
@@ -50,24 +50,28 @@ class Storage {
   /// The number of the last record of the requests up to this one; 0 when they have none.
   virtual std::int64_t lastRecordUpTo(std::int64_t request) = 0;
 
-  /// The numbers of the last request and the last record that were ever kept.
-  virtual std::pair<std::int64_t, std::int64_t> last() = 0;
+  virtual LastNumbers last() = 0;
 
   /// The next facts before a position, the newest first: at most `limit`, and none before `from`.
   virtual std::vector<FactRow> facts(ConnectionFact::Time from, const FactPosition& before, std::int64_t limit) = 0;
 
   /// Sums over the requests of the minutes of a window, its ends included.
   virtual ArrivalCounts arrivals(ConnectionFact::Time from, ConnectionFact::Time to) = 0;
+
+  /// Deletes what is to be kept no longer, as much as takes no long time. Returns true when there is more.
+  virtual bool tidy() = 0;
 };
 
 /// What a storage is to do beside storing.
 struct StorageOptions {
-  std::string database;           ///< a file; empty: a temporary one, which is deleted at the end
+  std::string database{};         ///< a file; empty: a temporary one, which is deleted at the end
   std::int64_t mostRequests = 0;  ///< when there are more, the oldest are deleted; 0 keeps all
+  int mostDays = 0;               ///< what arrived on earlier days is deleted; 0 keeps all
   bool syncs = true;              ///< false: a loss of power may take the last arrivals
 };
 
-/// Throws CannotOpen, also for a file of another program, which it does not change.
-std::unique_ptr<Storage> openStorage(const StorageOptions& options);
+/// The mapping is for the records of a database of an earlier version. Throws CannotOpen, also for a file of another
+/// program, which it does not change.
+std::unique_ptr<Storage> openStorage(const StorageOptions& options, const FieldMapping& fields = {});
 
 }  // namespace collector

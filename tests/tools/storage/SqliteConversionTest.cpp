@@ -1,0 +1,99 @@
+// A database file of the first version is converted as a whole or not at all.
+
+#include <cstdlib>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "tests/tools/CollectorClient.h"
+#include "tests/tools/storage/Arrivals.h"
+#include "tools/collector/storage/Sqlite.h"
+
+namespace {
+
+using namespace collector;
+
+/// Makes a file as the first version did, with requests of two records each.
+void makeVersion1(const std::string& file, int requests) {
+  sqlite::Connection database(file);
+  database.run(R"(
+PRAGMA application_id = 0x53514D43; PRAGMA user_version = 1; PRAGMA journal_mode = WAL;
+CREATE TABLE requests (
+  id INTEGER PRIMARY KEY AUTOINCREMENT, time TEXT NOT NULL, method TEXT NOT NULL, path TEXT NOT NULL,
+  query TEXT NOT NULL, contentType TEXT NOT NULL, bytes INTEGER NOT NULL, answered TEXT NOT NULL,
+  records INTEGER NOT NULL, problem TEXT, headers TEXT NOT NULL, body BLOB NOT NULL
+);
+CREATE TABLE records (
+  id INTEGER PRIMARY KEY AUTOINCREMENT, request INTEGER NOT NULL, time TEXT NOT NULL, path TEXT NOT NULL,
+  type TEXT NOT NULL, subType TEXT, event TEXT, problem TEXT, "values" TEXT NOT NULL, raw TEXT NOT NULL
+);
+CREATE INDEX recordsByRequest ON records (request);
+CREATE VIEW fields AS
+  SELECT records.id AS record, pair.key AS position, pair.value ->> 0 AS name, pair.value ->> 1 AS value
+  FROM records, json_each(records."values") AS pair;
+)");
+  sqlite::Statement addRequest(
+      database,
+      "INSERT INTO requests (time, method, path, query, contentType, bytes, answered, records, "
+      "headers, body) VALUES ('2026-11-21T08:00:00.000Z', 'POST', '/connection', '', '', 0, "
+      "'200', 2, '[]', ?)");
+  sqlite::Statement addRecord(database,
+                              "INSERT INTO records (request, time, path, type, \"values\", raw) VALUES (?, "
+                              "'2026-11-21T08:00:00.000Z', '/connection', 'connection', '[]', ?)");
+  database.run("BEGIN");
+  for (std::int64_t i = 1; i <= requests; ++i) {
+    const std::string number = std::to_string(i);
+    addRequest.bind(sqlite::Blob{documentOf({plainRecord(number), knownRecord("c", number)})}).run();
+    addRecord.bind(i, std::string_view(plainRecord(number))).run();
+    addRecord.bind(i, std::string_view(knownRecord("c", number))).run();
+  }
+  database.run("COMMIT");
+}
+
+TEST(SqliteConversion, KeepsWhatTheFirstVersionStored) {
+  const TemporaryFolder folder;
+  makeVersion1(folder / "kept.db", 3);
+  for (unsigned i = 1; i <= 2; ++i) {
+    const auto storage = openStorage({.database = folder / "kept.db"}, FieldMapping());
+    EXPECT_EQ(recordsOf(*storage).size(), 6U);
+    EXPECT_EQ(storage->requests(0, 10).size(), std::size_t{2} + i);
+    EXPECT_EQ(storage->record(3)->raw, plainRecord("2"));
+    EXPECT_EQ(storage->lastRecordUpTo(2), 4);
+    EXPECT_EQ(storage->last().request, 2 + i);
+    EXPECT_EQ(storage->last().record, 6);
+    EXPECT_EQ(add(*storage, documentOf({plainRecord("1"), knownRecord("c", "3")})).duplicates, 2);
+  }
+}
+
+TEST(SqliteConversion, OfAFileWithoutRequestsGivesAnEmptyOne) {
+  const TemporaryFolder folder;
+  makeVersion1(folder / "kept.db", 0);
+  const auto storage = openStorage({.database = folder / "kept.db"}, FieldMapping());
+  EXPECT_TRUE(storage->requests(0, 10).empty());
+  EXPECT_EQ(add(*storage, documentOf({plainRecord("1")})).id, 1);
+}
+
+TEST(SqliteConversion, ThatIsKilledIsDoneByTheNextStart) {
+  const TemporaryFolder folder;
+  constexpr int kRequests = 300;
+  bool isKilled = true;
+  for (int write = 1; isKilled; write += 11) {
+    const std::string file = folder / (std::to_string(write) + ".db");
+    makeVersion1(file, kRequests);
+    ::setenv("LD_PRELOAD", (kPrograms + "/libfile_faults.so").c_str(), 1);
+    ::setenv("SQM_KILL_AT_WRITE", std::to_string(write).c_str(), 1);
+    tools::Process collector({kPrograms + "/sqm-collector", "--port", "0", "--database", file}, /*readsOutput=*/true);
+    ::unsetenv("LD_PRELOAD");
+    ::unsetenv("SQM_KILL_AT_WRITE");
+    collector.readLine();
+    collector.terminate();
+    const int status = collector.wait();
+    isKilled = status == 128 + SIGKILL;
+    EXPECT_TRUE(isKilled || status == 0) << status;
+    const auto storage = openStorage({.database = file}, FieldMapping());
+    EXPECT_EQ(recordsOf(*storage).size(), std::size_t{2 * kRequests});
+    EXPECT_EQ(add(*storage, documentOf({plainRecord("1"), knownRecord("c", "300")})).duplicates, 2);
+  }
+}
+
+}  // namespace
