@@ -118,14 +118,21 @@ class Figures(ServiceTest):
         self.assertIn("Connection Timeout 1", self.card("vpn"))
 
     def test_the_arrival_of_records_is_shown(self):
-        self.assertEqual([value for value, _ in self.headlines("pipeline")][:4], ["2", "44", "0", "0"])
+        self.assertEqual([value for value, _ in self.headlines("pipeline")][:5], ["2", "44", "0", "0", "0"])
         self.assertEqual(sum(int(cells[0]) for cells in self.table("pipeline").values()), 44)
+
+    def test_records_that_arrive_again_count_once(self):
+        success = self.headlines("success")
+        self.post_known()
+        self.open()
+        self.assertEqual([value for value, _ in self.headlines("pipeline")][:3], ["4", "88", "44"])
+        self.assertEqual(self.headlines("success"), success)
 
     def test_posts_that_were_not_kept_are_counted(self):
         with self.assertRaises(ConnectionError):
             self.collector.ask("POST", "/_nowhere", b"x")
         self.open()
-        self.assertEqual(self.headlines("pipeline")[3], ["1", "posts not kept since the server started: 1 invalid"])
+        self.assertEqual(self.headlines("pipeline")[4], ["1", "posts not kept since the server started: 1 invalid"])
 
     def test_every_plot_has_a_name_and_its_numbers_as_a_table(self):
         plots = self.js("""return [...document.querySelectorAll('svg[role=img]')].map((plot) =>

@@ -189,6 +189,7 @@ export function pipeline(report) {
   const total = refused.reduce((sum, [, count]) => sum + count, 0);
   return [
     headlines(headline(number(counts.posts), "posts that were kept"), headline(number(counts.records), "records in them"),
+      headline(number(counts.duplicates), "that had arrived before, not stored again"),
       headline(number(counts.problems), "posts with a problem"),
       headline(number(total), "posts not kept since the server started",
         total > 0 ? `: ${refused.map(([reason, count]) => `${number(count)} ${refusals[reason] ?? reason}`).join(", ")}` : "")),

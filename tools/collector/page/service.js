@@ -136,7 +136,7 @@ async function refresh() {
     const [report, { posts_total: posts }] = await Promise.all([ask(`/_service?${queryOfFilter()}`), ask("/_counts")]);
     if (number !== asked) return;
     show({ ...report, posts });
-    setState("live", `As of ${new Date(report.to).toLocaleTimeString()}`);
+    setState("live", `As of ${new Date().toLocaleTimeString()}`);
   } catch (error) {
     if (number !== asked) return;
     byId("state").replaceChildren("No figures: ", foreign(String(error.message), { length: 200 }));
