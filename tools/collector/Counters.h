@@ -68,9 +68,11 @@ class Counters {
   /// `count` at most a line in ten seconds, so that a flood of events does not fill the log.
   void warn(Count count, std::string_view what);
 
-  Histogram postDurations;
+  void addPostDuration(std::chrono::steady_clock::duration duration) { postDurations_.add(duration); }
+  const Histogram& postDurations() const { return postDurations_; }
 
  private:
+  Histogram postDurations_;
   std::array<std::atomic<std::uint64_t>, kCounts> counts_{};
   std::array<std::atomic<std::int64_t>, kCounts> nextWarnings_{};  ///< ticks of the steady clock
 };

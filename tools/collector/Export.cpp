@@ -68,10 +68,10 @@ bool isCsv(const Request& request) {
 }
 
 void sendExport(Storage& storage, const Request& request, Response& response) {
-  const auto send = [&](ListFrame frame, std::function<std::string(const RecordRow&)> toText) {
+  const auto send = [&](const ListFrame& frame, std::function<std::string(const RecordRow&)> toText) {
     sendList<RecordRow>(
-        request, response, [&storage](auto since, auto limit) { return storage.records(since, limit); },
-        std::move(frame), std::move(toText));
+        request, response, [&storage](auto since, auto limit) { return storage.records(since, limit); }, frame,
+        std::move(toText));
   };
   const bool isTable = isCsv(request);
   response.set_header("Content-Disposition",

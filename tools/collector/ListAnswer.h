@@ -35,7 +35,7 @@ inline std::int64_t queryNumber(const httplib::Request& request, const char* nam
 /// which the list begins, `limit` the greatest number of rows.
 template <typename Row>
 void sendList(const httplib::Request& request, httplib::Response& response,
-              std::function<std::vector<Row>(std::int64_t since, std::int64_t limit)> fetch, ListFrame frame,
+              std::function<std::vector<Row>(std::int64_t since, std::int64_t limit)> fetch, const ListFrame& frame,
               std::function<std::string(const Row&)> toText) {
   constexpr std::int64_t kAtATime = 256;
   std::int64_t since = queryNumber(request, "since", 0);

@@ -23,7 +23,8 @@ class Address {
   /// usually has all addresses below them (RFC 4291, 2.5.1).
   Address network() const;
 
-  auto operator<=>(const Address&) const = default;
+  bool operator==(const Address&) const = default;
+  bool operator<(const Address& other) const { return bytes_ < other.bytes_; }
 
  private:
   bool isIpv4() const;

@@ -10,6 +10,7 @@
 #include <sys/epoll.h>
 #include <sys/eventfd.h>
 #include <sys/socket.h>
+#include <system_error>
 #include <unistd.h>
 
 namespace collector {
@@ -51,6 +52,10 @@ struct ConnectionPoller::Entry {
   Entry* nextDone = nullptr;
 };
 
+Descriptor::Descriptor(int descriptor) : descriptor_(descriptor) {
+  if (descriptor < 0) throw std::system_error(errno, std::generic_category(), "no descriptor");
+}
+
 Descriptor::~Descriptor() { ::close(descriptor_); }
 
 ConnectionPoller::ConnectionPoller(int listener, const Limits& limits, Counters& counters, MakeChannel makeChannel,
@@ -86,10 +91,7 @@ void ConnectionPoller::end() {
   for (Entries* entries : {&waiting_, &others_}) {
     for (auto next = entries->begin(); next != entries->end();) {
       Entry& entry = *next++;
-      if (entry.state == State::served)
-        entry.connection.stopReading();
-      else
-        close(entry);
+      entry.state == State::served ? entry.connection.stopReading() : close(entry);
     }
   }
   closed_.clear();
@@ -146,8 +148,8 @@ void ConnectionPoller::accept() {
     sockaddr_storage address{};
     socklen_t length = sizeof address;
     // NOLINTNEXTLINE(cppcoreguidelines-pro-type-reinterpret-cast): as every call for an address of any family has it
-    const int socket =
-        ::accept4(listener_, reinterpret_cast<sockaddr*>(&address), &length, SOCK_NONBLOCK | SOCK_CLOEXEC);
+    auto* const peer = reinterpret_cast<sockaddr*>(&address);
+    const int socket = ::accept4(listener_, peer, &length, SOCK_NONBLOCK | SOCK_CLOEXEC);
     if (socket >= 0) {
       if (count() >= limits_.connections) makeRoom();
       add(socket, Address(address));
@@ -232,15 +234,14 @@ void ConnectionPoller::serve(Entry& entry) {
   dispatch_(entry.connection, [this, &entry] {
     const std::lock_guard lock(mutex_);
     entry.nextDone = std::exchange(done_, &entry);
-    constexpr std::uint64_t kOne = 1;
-    (void)!write(wake_, &kOne, sizeof kOne);
+    eventfd_write(wake_, 1);
   });
 }
 
 /// Takes back the connections whose requests are served.
 void ConnectionPoller::takeBack() {
-  std::uint64_t ignored = 0;
-  (void)!read(wake_, &ignored, sizeof ignored);
+  eventfd_t ignored = 0;
+  eventfd_read(wake_, &ignored);
   std::unique_lock lock(mutex_);
   Entry* next = std::exchange(done_, nullptr);
   lock.unlock();

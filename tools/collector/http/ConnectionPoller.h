@@ -20,7 +20,8 @@ namespace collector {
 /// An open file descriptor.
 class Descriptor {
  public:
-  explicit Descriptor(int descriptor) : descriptor_(descriptor) {}
+  /// Throws std::system_error with the reason in errno when the descriptor is below 0.
+  explicit Descriptor(int descriptor);
   Descriptor(const Descriptor&) = delete;
   Descriptor& operator=(const Descriptor&) = delete;
   ~Descriptor();

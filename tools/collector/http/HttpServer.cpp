@@ -152,7 +152,7 @@ void HttpServer::serve(Connection& connection) {
     connection.breakOff();
   }
   if (connection.isPost()) {
-    counters_.postDurations.add(Clock::now() - begin);
+    counters_.addPostDuration(Clock::now() - begin);
   } else {
     counters_.add(Count::readsAnswered);
   }

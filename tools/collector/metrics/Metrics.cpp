@@ -80,7 +80,7 @@ void addCounts(Families& families, const Counters& counters) {
   families.addGauge("sqm_collector_connections", "Open connections.",
                     static_cast<double>(counters.of(Count::connectionsAccepted)) - ended);
   families.addHistogram("sqm_collector_post_duration_seconds",
-                        "From the head of a post to its answer, or to its reset.", counters.postDurations);
+                        "From the head of a post to its answer, or to its reset.", counters.postDurations());
 }
 
 void addStorage(Families& families, const StorageCounters& storage) {
