@@ -87,7 +87,8 @@ void addStorage(Families& families, const StorageCounters& storage) {
   const auto addCounter = [&](const char* name, const char* help, std::uint64_t value) {
     families.addCounter(name, help, static_cast<double>(value), {});
   };
-  addCounter("sqm_collector_records_total", "Records that were stored.", storage.records);
+  addCounter("sqm_collector_records_total", "Records that arrived in posts that were kept.", storage.records);
+  addCounter("sqm_collector_duplicate_records_total", "Those of them that had been stored before.", storage.duplicates);
   addCounter("sqm_collector_commits_total", "Transactions that were committed.", storage.commits);
   addCounter("sqm_collector_commits_failed_total", "Transactions that were not committed.", storage.failures);
   families.addGauge("sqm_collector_posts_waiting", "Posts that wait for their commit.",
