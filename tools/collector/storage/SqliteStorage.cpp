@@ -1,5 +1,7 @@
 // Requests and records in an SQLite file, or in a temporary one.
 
+#include "tools/collector/storage/SqliteStorage.h"
+
 #include <cstddef>
 #include <memory>
 #include <mutex>
@@ -11,7 +13,6 @@
 #include "tools/collector/storage/Sqlite.h"
 #include "tools/collector/storage/SqliteFacts.h"
 #include "tools/collector/storage/SqliteSchema.h"
-#include "tools/collector/storage/Storage.h"
 
 namespace collector {
 
@@ -244,9 +245,9 @@ class SqliteStorage : public Storage {
 
 }  // namespace
 
-std::unique_ptr<Storage> openStorage(const StorageOptions& options, const FieldMapping& mapping) {
+std::unique_ptr<Storage> openSqlite(const StorageOptions& options, const FieldMapping& fields) {
   try {
-    return std::make_unique<SqliteStorage>(options, mapping);
+    return std::make_unique<SqliteStorage>(options, fields);
   } catch (const sqlite::Error& error) {
     throw CannotOpen("the database '" + options.database + "' cannot be read: " + error.what());
   }

@@ -64,7 +64,7 @@ class Storage {
 
 /// What a storage is to do beside storing.
 struct StorageOptions {
-  std::string database{};         ///< a file; empty: a temporary one, which is deleted at the end
+  std::string database{};         ///< a file, or postgresql://…; empty: a temporary file, which is deleted at the end
   std::int64_t mostRequests = 0;  ///< when there are more, the oldest are deleted; 0 keeps all
   int mostDays = 0;               ///< what arrived on earlier days is deleted; 0 keeps all
   bool syncs = true;              ///< false: a loss of power may take the last arrivals

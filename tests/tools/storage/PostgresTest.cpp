@@ -1,0 +1,82 @@
+// What the storage in PostgreSQL does when the database is lost or does not confirm.
+
+#include <future>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "tests/tools/CollectorClient.h"
+#include "tests/tools/storage/Arrivals.h"
+#include "tests/tools/storage/PostgresServer.h"
+#include "tools/collector/storage/Postgres.h"
+
+namespace {
+
+using namespace collector;
+using postgres::Connection;
+using postgres::Statement;
+
+class PostgresTest : public testing::Test {
+ protected:
+  /// Waits until a query returns a row.
+  static void waitFor(const std::string& query) {
+    Connection connection(PostgresServer::shared().address());
+    while (connection.run({Statement(query)})[0].size() == 0) {
+    }
+  }
+
+  const std::string address = PostgresServer::shared().createDatabase();
+  const std::string database = address.substr(14, address.find('?') - 14);
+};
+
+TEST_F(PostgresTest, ConnectsAgainWhenItsConnectionsWereLost) {
+  const auto storage = openStorage({.database = address});
+  add(*storage, documentOf({plainRecord("1")}));
+  EXPECT_EQ(recordsOf(*storage).size(), 1U);
+  Connection(PostgresServer::shared().address())
+      .run("SELECT pg_terminate_backend(pid) FROM pg_stat_activity WHERE datname = '" + database + "'");
+  EXPECT_THROW(add(*storage, documentOf({plainRecord("2")})), postgres::Error);
+  EXPECT_EQ(add(*storage, documentOf({plainRecord("1"), plainRecord("2")})).duplicates, 1);
+  EXPECT_EQ(recordsOf(*storage).size(), 2U) << "reading tries again by itself";
+}
+
+TEST_F(PostgresTest, TakesACommitThatItsStandbyDidNotConfirmForNone) {
+  const auto storage = openStorage({.database = address});
+  add(*storage, documentOf({plainRecord("1")}));
+  const auto setStandby = [](const std::string& name) {
+    Connection connection(PostgresServer::shared().address());
+    connection.run("ALTER SYSTEM SET synchronous_standby_names = '" + name + "'");
+    connection.run("SELECT pg_reload_conf()");
+    waitFor("SELECT 1 FROM pg_settings WHERE name = 'synchronous_standby_names' AND setting = '" + name + "'");
+  };
+  setStandby("missing");
+  auto adding = std::async(std::launch::async, [&] { add(*storage, documentOf({plainRecord("2")})); });
+  waitFor("SELECT 1 FROM pg_stat_activity WHERE wait_event = 'SyncRep' AND datname = '" + database + "'");
+  Connection(PostgresServer::shared().address())
+      .run("SELECT pg_cancel_backend(pid) FROM pg_stat_activity WHERE wait_event = 'SyncRep'");
+  EXPECT_THROW(adding.get(), postgres::Error);
+  setStandby("");
+  EXPECT_EQ(add(*storage, documentOf({plainRecord("2"), plainRecord("3")})).duplicates, 1);
+  EXPECT_EQ(recordsOf(*storage).size(), 3U) << "sent again, it is stored once";
+}
+
+TEST_F(PostgresTest, IsSharedByTwoServers) {
+  CollectorClient first({"--database", address});
+  CollectorClient second({"--database", address});
+  EXPECT_EQ(first.post("/connection", kDocument), 200);
+  EXPECT_EQ(second.post("/connection", kDocument), 200);
+  EXPECT_EQ(first.get("/_requests")[1].at("duplicates"), 2);
+  EXPECT_EQ(second.get("/_records").size(), 2U);
+  first.collector().kill();
+  EXPECT_EQ(second.post("/connection", documentAt(1)), 200);
+  EXPECT_EQ(second.get("/_records").size(), 4U);
+}
+
+TEST_F(PostgresTest, IsAFailureToOpenWhenItIsNotThere) {
+  const Outcome outcome = runProgram(
+      {kPrograms + "/sqm-collector", "--port", "0", "--database", "postgresql:///x?host=/nowhere&connect_timeout=1"});
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_NE(outcome.err.find("/nowhere"), std::string::npos) << outcome.err;
+}
+
+}  // namespace

@@ -1,0 +1,111 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+struct pg_conn;
+struct pg_result;
+
+namespace collector::postgres {
+
+/// A failure that PostgreSQL or the network reports.
+class Error : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+/// The type of a parameter, by its number in PostgreSQL's catalogue. An array's is that of its elements.
+enum class Type : std::uint32_t { bytes = 17, number = 20, text = 25 };
+
+/// The values of a column, as one parameter: an array in PostgreSQL's binary format.
+class Column {
+ public:
+  explicit Column(Type type) : type_(type) {}
+
+  void add(std::int64_t number);
+  void add(std::string_view text);
+  void addNull();
+
+  template <typename Value>
+  void addIfAny(const std::optional<Value>& value) {
+    value ? add(*value) : addNull();
+  }
+
+  Type type() const { return type_; }
+  std::string array() const;
+
+ private:
+  Type type_;
+  std::int32_t count_ = 0;
+  std::string elements_;
+};
+
+/// A statement and its parameters.
+class Statement {
+ public:
+  explicit Statement(std::string text) : text_(std::move(text)) {}
+
+  Statement& bind(std::int64_t number);
+  Statement& bind(std::string_view text);
+  Statement& bind(const Column& column);
+
+ private:
+  friend class Connection;
+  std::string text_;
+  std::vector<std::uint32_t> types_;
+  std::vector<std::string> values_;  // in binary format
+};
+
+/// The rows that a statement returned.
+class Rows {
+ public:
+  explicit Rows(pg_result* result) : result_(result) {}
+
+  int size() const;
+  bool isNull(int row, int column) const;
+  std::int64_t number(int row, int column) const;
+  std::string text(int row, int column) const;  ///< or bytes
+  std::optional<std::int64_t> numberIfAny(int row, int column) const;
+  std::optional<std::string> textIfAny(int row, int column) const;
+
+ private:
+  struct Clear {
+    void operator()(pg_result* result) const;
+  };
+  std::unique_ptr<pg_result, Clear> result_;
+};
+
+/// A connection to a server. After an Error it must not be used.
+class Connection {
+ public:
+  /// `address` is a URI or a list of key=value, as libpq reads them; several hosts may be named.
+  explicit Connection(const std::string& address);
+
+  /// Runs statements without parameters and results.
+  void run(const std::string& statements);
+
+  /// Sends all statements at once and returns the rows of each. The first failure is thrown, and so is a warning: that
+  /// of a commit whose standby did not confirm it.
+  std::vector<Rows> run(const std::vector<Statement>& statements);
+
+ private:
+  struct Finish {
+    void operator()(pg_conn* connection) const;
+  };
+  static void notice(void* self, const pg_result* result);
+  pg_result* nextResult();
+  void wait(short events);
+  void check(bool isDone) const;
+
+  std::unique_ptr<pg_conn, Finish> connection_;
+  std::chrono::steady_clock::time_point until_;
+  std::string warning_;
+};
+
+}  // namespace collector::postgres

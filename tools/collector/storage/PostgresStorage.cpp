@@ -1,0 +1,279 @@
+// Requests and records in a PostgreSQL database, which several servers may share.
+
+#include "tools/collector/storage/PostgresStorage.h"
+
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <unordered_set>
+#include <utility>
+
+#include "tools/collector/storage/Days.h"
+#include "tools/collector/storage/Postgres.h"
+#include "tools/collector/storage/PostgresTables.h"
+
+namespace collector {
+
+namespace {
+
+using postgres::Column;
+using postgres::Rows;
+using postgres::Statement;
+using postgres::Type;
+using Fact = ConnectionFact;
+using std::chrono::milliseconds;
+
+/// The total length of records after which a call reads no more.
+constexpr std::int64_t kBytesAtATime = std::int64_t{4} * 1024 * 1024;
+
+constexpr const char* kRequestColumns =
+    "SELECT id, time, method, path, query, contentType, bytes, answered, records, duplicates, problem FROM requests ";
+constexpr const char* kRecordColumns =
+    R"(SELECT id, request, time, path, type, subType, event, "values", raw, problem FROM records )";
+
+// Who holds the numbers and does not go on loses its connection, so that the other servers can.
+constexpr const char* kSession = "SET idle_in_transaction_session_timeout = '10s'; SET synchronous_commit = ";
+
+RequestRow requestIn(const Rows& rows, int row) {
+  return {.id = rows.number(row, 0),
+          .time = rows.text(row, 1),
+          .method = rows.text(row, 2),
+          .path = rows.text(row, 3),
+          .query = rows.text(row, 4),
+          .contentType = rows.text(row, 5),
+          .bytes = rows.number(row, 6),
+          .answered = rows.text(row, 7),
+          .records = rows.number(row, 8),
+          .duplicates = rows.number(row, 9),
+          .problem = rows.textIfAny(row, 10)};
+}
+
+RecordRow recordIn(const Rows& rows, int row) {
+  return {.id = rows.number(row, 0),
+          .request = rows.number(row, 1),
+          .time = rows.text(row, 2),
+          .path = rows.text(row, 3),
+          .type = rows.text(row, 4),
+          .subType = rows.textIfAny(row, 5),
+          .event = rows.textIfAny(row, 6),
+          .values = rows.text(row, 7),
+          .raw = rows.text(row, 8),
+          .problem = rows.textIfAny(row, 9)};
+}
+
+FactRow factIn(const Rows& rows, int row) {
+  const auto duration = [&](int column) {
+    return rows.isNull(row, column) ? std::nullopt : std::optional(milliseconds(rows.number(row, column)));
+  };
+  const auto signal = rows.numberIfAny(row, 13);
+  const auto isRoaming = rows.numberIfAny(row, 14);
+  return {.id = rows.number(row, 0),
+          .fact = {.time = Fact::Time(milliseconds(rows.number(row, 1))),
+                   .age = duration(2),
+                   .medium = static_cast<Fact::Medium>(rows.number(row, 3)),
+                   .isStart = rows.number(row, 4) != 0,
+                   .outcome = static_cast<Fact::Outcome>(rows.number(row, 5)),
+                   .client = rows.text(row, 6),
+                   .session = rows.text(row, 7),
+                   .network = rows.text(row, 8),
+                   .reason = rows.text(row, 9),
+                   .technology = rows.text(row, 10),
+                   .version = rows.text(row, 11),
+                   .connecting = duration(12),
+                   .signal = signal ? std::optional(static_cast<std::int32_t>(*signal)) : std::nullopt,
+                   .isRoaming = isRoaming ? std::optional(*isRoaming != 0) : std::nullopt}};
+}
+
+template <typename Row>
+std::vector<Row> allOf(const Rows& rows, Row (*read)(const Rows&, int)) {
+  std::vector<Row> found;
+  for (int row = 0; row < rows.size(); ++row) found.push_back(read(rows, row));
+  return found;
+}
+
+/// A connection that is made when it is needed, and anew after a failure. One thread uses it at a time.
+class Link {
+ public:
+  explicit Link(const StorageOptions& options) : options_(options) {}
+
+  template <typename Use>
+  auto use(const Use& action) {
+    const std::lock_guard lock(mutex_);
+    try {
+      if (!connection_) {
+        connection_.emplace(options_.database);
+        connection_->run(std::string(kSession) + (options_.syncs ? "on" : "off"));
+      }
+      return action(*connection_);
+    } catch (const postgres::Error&) {
+      connection_.reset();
+      throw;
+    }
+  }
+
+ private:
+  const StorageOptions options_;
+  std::mutex mutex_;
+  std::optional<postgres::Connection> connection_;
+};
+
+class PostgresStorage : public Storage {
+ public:
+  explicit PostgresStorage(const StorageOptions& options) : options_(options), writing_(options), reading_(options) {
+    writing_.use([](postgres::Connection& connection) { postgres::createTables(connection); });
+  }
+
+  void add(std::span<Arrival* const> arrivals) override {
+    writing_.use([&](postgres::Connection& connection) { add(connection, arrivals); });
+  }
+
+  std::vector<RequestRow> requests(std::int64_t since, std::int64_t limit) override {
+    return allOf(
+        read(Statement(std::string(kRequestColumns) + "WHERE id > $1 ORDER BY id LIMIT $2").bind(since).bind(limit)),
+        requestIn);
+  }
+
+  std::vector<RecordRow> records(std::int64_t since, std::int64_t limit) override {
+    // The sizes come first, so that no more records are read than are returned.
+    const Rows sizes = read(Statement("SELECT id, length(raw)::bigint FROM records WHERE id > $1 ORDER BY id LIMIT $2")
+                                .bind(since)
+                                .bind(limit));
+    std::int64_t upTo = since;
+    std::int64_t bytes = 0;
+    for (int row = 0; row < sizes.size() && bytes < kBytesAtATime; ++row) {
+      upTo = sizes.number(row, 0);
+      bytes += sizes.number(row, 1);
+    }
+    return allOf(
+        read(Statement(std::string(kRecordColumns) + "WHERE id > $1 AND id <= $2 ORDER BY id").bind(since).bind(upTo)),
+        recordIn);
+  }
+
+  std::optional<RequestRow> request(std::int64_t id) override {
+    const Rows rows = read(Statement(std::string(kRequestColumns) + "WHERE id = $1").bind(id));
+    return rows.size() == 0 ? std::nullopt : std::optional(requestIn(rows, 0));
+  }
+
+  std::optional<RecordRow> record(std::int64_t id) override {
+    const Rows rows = read(Statement(std::string(kRecordColumns) + "WHERE id = $1").bind(id));
+    return rows.size() == 0 ? std::nullopt : std::optional(recordIn(rows, 0));
+  }
+
+  std::string headers(std::int64_t request) override {
+    return textOf(Statement("SELECT headers FROM requests WHERE id = $1").bind(request));
+  }
+
+  std::string body(std::int64_t request) override {
+    return textOf(Statement("SELECT body FROM requests WHERE id = $1").bind(request));
+  }
+
+  std::int64_t lastRecordUpTo(std::int64_t request) override {
+    const Rows rows =
+        read(Statement("SELECT lastRecord FROM requests WHERE id <= $1 ORDER BY id DESC LIMIT 1").bind(request));
+    return rows.size() == 0 ? 0 : rows.number(0, 0);
+  }
+
+  LastNumbers last() override {
+    const Rows rows = read(Statement("SELECT request, record FROM last"));
+    return {.request = rows.number(0, 0), .record = rows.number(0, 1)};
+  }
+
+  std::vector<FactRow> facts(Fact::Time from, const FactPosition& before, std::int64_t limit) override {
+    return allOf(read(Statement("SELECT id, time, age, medium, isStart, outcome, client, session, network, reason, "
+                                "technology, version, connecting, signal, isRoaming FROM facts "
+                                "WHERE time >= $1 AND (time, id) < ($2, $3) ORDER BY time DESC, id DESC LIMIT $4")
+                          .bind(from.time_since_epoch().count())
+                          .bind(before.time.time_since_epoch().count())
+                          .bind(before.id)
+                          .bind(limit)),
+                 factIn);
+  }
+
+  ArrivalCounts arrivals(Fact::Time from, Fact::Time to) override {
+    const auto minuteOf = [](Fact::Time time) {
+      return std::int64_t{std::chrono::floor<std::chrono::minutes>(time).time_since_epoch().count()};
+    };
+    const Rows rows = read(Statement("SELECT coalesce(sum(posts), 0)::bigint, coalesce(sum(records), 0)::bigint, "
+                                     "coalesce(sum(duplicates), 0)::bigint, coalesce(sum(problems), 0)::bigint "
+                                     "FROM minutes WHERE minute BETWEEN $1 AND $2")
+                               .bind(minuteOf(from))
+                               .bind(minuteOf(to)));
+    return {.posts = rows.number(0, 0),
+            .records = rows.number(0, 1),
+            .duplicates = rows.number(0, 2),
+            .problems = rows.number(0, 3)};
+  }
+
+  bool tidy() override {
+    if (options_.mostDays == 0) return false;
+    return writing_.use([this](postgres::Connection& connection) {
+      return postgres::dropBefore(connection, firstOfDays(options_.mostDays));
+    });
+  }
+
+ private:
+  void add(postgres::Connection& connection, std::span<Arrival* const> arrivals) {
+    const std::string day = dayOf(arrivals.front()->request.time);
+    if (day != std::exchange(today_, {})) postgres::createDay(connection, day);
+    Column keys(Type::bytes);
+    for (const Arrival* arrival : arrivals) {
+      for (const ArrivedRecord& record : arrival->records) keys.add(bytesOf(record.key));
+    }
+    const auto begun = connection.run({Statement("BEGIN"), Statement("SELECT request, record FROM last FOR UPDATE"),
+                                       Statement("INSERT INTO keys SELECT unnest($1) ON CONFLICT DO NOTHING RETURNING "
+                                                 "key")
+                                           .bind(keys)});
+    const LastNumbers before = {.request = begun[1].number(0, 0), .record = begun[1].number(0, 1)};
+    std::unordered_set<std::string> fresh;
+    for (int row = 0; row < begun[2].size(); ++row) fresh.insert(begun[2].text(row, 0));
+    LastNumbers last = before;
+    for (Arrival* arrival : arrivals) {
+      arrival->number(last,
+                      [&](const ArrivedRecord& record) { return fresh.erase(std::string(bytesOf(record.key))) > 0; });
+    }
+    auto statements = postgres::insertions(arrivals, day, before);
+    if (options_.mostRequests > 0) {
+      for (Statement& statement : postgres::dropUpTo(last.request - options_.mostRequests)) {
+        statements.push_back(std::move(statement));
+      }
+    }
+    statements.push_back(Statement("UPDATE last SET request = $1, record = $2").bind(last.request).bind(last.record));
+    statements.emplace_back("COMMIT");
+    connection.run(statements);
+    today_ = day;
+  }
+
+  /// A connection may have been lost since it was last used: reading is tried twice.
+  Rows read(const Statement& statement) {
+    const auto action = [&](postgres::Connection& connection) { return std::move(connection.run({statement})[0]); };
+    try {
+      return reading_.use(action);
+    } catch (const postgres::Error&) {
+      return reading_.use(action);
+    }
+  }
+
+  std::string textOf(const Statement& statement) {
+    const Rows rows = read(statement);
+    return rows.size() == 0 ? "" : rows.text(0, 0);
+  }
+
+  const StorageOptions options_;
+  Link writing_;
+  Link reading_;
+  std::string today_;  // the day of the last transaction, when it was committed
+};
+
+}  // namespace
+
+std::unique_ptr<Storage> openPostgres(const StorageOptions& options) {
+  try {
+    return std::make_unique<PostgresStorage>(options);
+  } catch (const postgres::Error& error) {
+    throw CannotOpen(std::string("the PostgreSQL database cannot be opened: ") + error.what());
+  }
+}
+
+}  // namespace collector

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <map>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "tools/collector/storage/Arrival.h"
+#include "tools/collector/storage/Postgres.h"
+
+namespace collector::postgres {
+
+// Requests and records are partitioned by day. The row of `last` has the numbers of the last request and record; it is
+// locked from before the first number of a transaction until its commit, so that transactions commit in the order of
+// their numbers: who reads after a number misses nothing that is committed later.
+
+/// Creates what is missing.
+void createTables(Connection& connection);
+
+/// Creates the tables of a day when they are missing.
+void createDay(Connection& connection, const std::string& day);
+
+/// Deletes a piece of the first day when it is before `day`. Returns false when there is nothing to delete.
+bool dropBefore(Connection& connection, const std::string& day);
+
+/// The statements that delete the requests up to this one, with their records.
+std::vector<Statement> dropUpTo(std::int64_t request);
+
+/// The statements that store numbered arrivals.
+std::vector<Statement> insertions(std::span<Arrival* const> arrivals, const std::string& day, LastNumbers before);
+
+}  // namespace collector::postgres
