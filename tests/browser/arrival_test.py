@@ -1,5 +1,6 @@
 """Records on their way into the page: the empty state, the list, the figures, and connections that are lost."""
 
+import http.client
 import subprocess
 
 from support import PATIENCE, PageTest, connections, main, run_library, until, wifi
@@ -140,6 +141,29 @@ class Losses(PageTest):
         self.open()
         text = until(lambda: self.js("return document.getElementById('losses').innerText"), "the loss is reported")
         self.assertTrue(text.startswith("1 body since the start of the server: too long, refused, and lost."), text)
+
+
+class Access(PageTest):
+    def start_collector(self, port=0):
+        tokens = self.folder / "tokens"
+        tokens.write_text("ada read,write a-token-to-read-with\n")
+        self.options = ("--token-file", tokens)
+        collector = super().start_collector(port)
+        # The browser asks its user once. Here the name and the token are in the first address.
+        self.driver.get(collector.address.replace("://", "://ada:a-token-to-read-with@"))
+        return collector
+
+    def test_the_name_and_the_token_of_a_reader_open_the_page(self):
+        def post(token):
+            connection = http.client.HTTPConnection("127.0.0.1", self.collector.port, timeout=PATIENCE)
+            connection.request("POST", "/connection", connections(wifi(ssid="here")),
+                               {"Authorization": f"Bearer {token}"})
+            status = connection.getresponse().status
+            connection.close()
+            return status
+
+        self.assertEqual(post("a-token-to-read-with"), 200)
+        self.wait_for_rows(["here"])
 
 
 class Reconnection(PageTest):

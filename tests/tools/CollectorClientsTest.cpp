@@ -65,6 +65,10 @@ TEST(CollectorClients, AreRefusedBodiesThatAreTooLong) {
   pieces.send("POST /sqm HTTP/1.1\r\nHost: localhost\r\nTransfer-Encoding: chunked\r\n\r\n100001\r\n" + body + "\r\n");
   EXPECT_EQ(pieces.readAll().rfind("HTTP/1.1 413 ", 0), 0U);
 
+  RawConnection reading(client.port());
+  reading.send("GET /_requests HTTP/1.1\r\nHost: localhost\r\nContent-Length: 99999999999\r\n\r\n");
+  EXPECT_EQ(reading.readAll().rfind("HTTP/1.1 413 ", 0), 0U) << "which is no loss";
+
   EXPECT_EQ(client.get("/_requests").size(), 1U);
   EXPECT_EQ(client.get("/_counts").at("posts_total").at("too_long"), 3) << "the page shows it";
 }

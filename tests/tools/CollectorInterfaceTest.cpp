@@ -22,7 +22,8 @@ TEST(CollectorInterface, TellsNothingToAPageOfTheWebWhoseNameLeadsHere) {
     raw.finish();
     return raw.readAll();
   };
-  for (const char* line : {"GET /", "GET /_requests", "GET /_records", "GET /_events", "PUT /_faults"}) {
+  for (const char* line : {"GET /", "GET /_requests", "GET /_records", "GET /_events", "GET /_export", "GET /metrics",
+                           "GET /service", "PUT /_faults"}) {
     const std::string answer = askedAs("evil.example:8080", line);
     EXPECT_TRUE(answer.starts_with("HTTP/1.1 403 ")) << line << answer;
     EXPECT_NE(answer.find("'evil.example:8080' is no name of this machine"), std::string::npos) << answer;

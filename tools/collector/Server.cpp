@@ -77,11 +77,10 @@ void watch(const Services& services, const Request& request, Response& response)
   });
 }
 
-/// Keeps web pages of other names from reading the data.
+/// Keeps web pages of other names from reading the data and setting faults. Clients may post under any name.
 std::optional<Refusal> refuseForeignName(const Request& request) {
   const std::string host = request.get_header_value("Host");
-  const bool isPage = request.path == "/" || request.path == kServicePage;
-  if ((!isPage && !isOwn(request.path)) || isOwnName(host)) return std::nullopt;
+  if (isPost(request) || isOwnName(host)) return std::nullopt;
   return Refusal{403, "'" + host + "' is no name of this machine: ask for localhost, or for its address"};
 }
 

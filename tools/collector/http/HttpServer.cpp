@@ -105,8 +105,11 @@ std::optional<Refusal> HttpServer::refusalOf(const httplib::Request& request) co
 }
 
 void HttpServer::refuse(const httplib::Request& request, const Refusal& refusal, httplib::Response& response) {
-  if (refusal.status == kTooLong) return refuseTooLong(counters_, response, limits_.largestBody);
-  if (isPost(request)) return refusePost(counters_, Count::postsRefused, refusal.reason);
+  if (isPost(request)) {
+    if (refusal.status == kTooLong) return refuseTooLong(counters_, response, limits_.largestBody);
+    const bool isForAccess = refusal.status == 401 || refusal.status == 403;
+    return refusePost(counters_, isForAccess ? Count::postsRefused : Count::postsInvalid, refusal.reason);
+  }
   counters_.warn(Count::readsRefused, aboutCurrent("was refused: " + refusal.reason));
   fail(response, refusal.status, refusal.reason);
   // A browser asks its user for a name and a token.
