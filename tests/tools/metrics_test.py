@@ -6,6 +6,7 @@ import pathlib
 import re
 import shutil
 import socket
+import ssl
 import subprocess
 import sys
 import tempfile
@@ -16,7 +17,8 @@ import urllib.parse
 import urllib.request
 
 PATIENCE = 120  # seconds for a condition to become true: it takes one, but the machine may be busy
-MONITORING = pathlib.Path(__file__).resolve().parents[2] / "tools/fleet/monitoring"
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+MONITORING = ROOT / "tools/fleet/monitoring"
 TOKEN = "0123456789abcdef"
 
 
@@ -42,9 +44,10 @@ def free_port():
         return listener.getsockname()[1]
 
 
-def fetch(url, body=None, token=TOKEN):
-    request = urllib.request.Request(url, data=body, headers={"Authorization": f"Bearer {token}"})
-    opener = urllib.request.build_opener(urllib.request.ProxyHandler({}))
+def fetch(url, body=None, authority=None):
+    request = urllib.request.Request(url, data=body, headers={"Authorization": f"Bearer {TOKEN}"})
+    https = urllib.request.HTTPSHandler(context=ssl.create_default_context(cafile=authority))
+    opener = urllib.request.build_opener(urllib.request.ProxyHandler({}), https)
     with opener.open(request, timeout=PATIENCE) as answer:
         return answer.read().decode()
 
@@ -108,6 +111,15 @@ class Metrics(unittest.TestCase):
         self.assertEqual(set(re.findall(r"[{,](\w+)=", text)), {"outcome", "limit", "result", "le"})
         for secret in ("Cafe", TOKEN, "127.0.0.1", "/connection"):
             self.assertNotIn(secret, text)
+
+    def test_the_guide_explains_every_metric_and_every_alert(self):
+        guide = (ROOT / "docs/fleet.md").read_text(encoding="utf-8")
+        for address in (self.collector, self.secure):
+            text = fetch(address + "/metrics", authority=self.folder / "certificate.pem")
+            for name in re.findall(r"^# TYPE sqm_collector_(\w+)", text, re.MULTILINE):
+                self.assertRegex(guide, rf"`{name}[`{{]")
+        alerts = re.findall(r"alert: (\w+)", (MONITORING / "alerts.yml").read_text(encoding="utf-8"))
+        self.assertEqual(sorted(alerts), sorted(re.findall(r"`(Sqm\w+)`", guide)))
 
     def test_a_body_that_is_too_long_is_counted(self):
         before = json.loads(self.counted("too_long"))
