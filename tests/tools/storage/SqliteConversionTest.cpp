@@ -65,6 +65,20 @@ TEST(SqliteConversion, KeepsWhatTheFirstVersionStored) {
   }
 }
 
+TEST(SqliteConversion, MakesTheFactsOfTheRecords) {
+  const TemporaryFolder folder;
+  makeVersion1(folder / "kept.db", 3);
+  const auto storage = openStorage({.database = folder / "kept.db"}, FieldMapping());
+  const auto facts = storage->facts(ConnectionFact::Time::min(), {ConnectionFact::Time::max()}, 10);
+  ASSERT_EQ(facts.size(), 3U);
+  EXPECT_EQ(facts[0].id, 6);
+  EXPECT_EQ(facts[0].fact.session, "3");
+  EXPECT_EQ(facts[0].fact.time, timeIn("2026-11-21T08:00:00Z")) << "it arrived before the time that it has";
+  const ArrivalCounts counts = storage->arrivals(ConnectionFact::Time::min(), ConnectionFact::Time::max());
+  EXPECT_EQ(counts.posts, 3);
+  EXPECT_EQ(counts.records, 6);
+}
+
 TEST(SqliteConversion, OfAFileWithoutRequestsGivesAnEmptyOne) {
   const TemporaryFolder folder;
   makeVersion1(folder / "kept.db", 0);

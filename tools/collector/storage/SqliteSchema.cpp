@@ -10,6 +10,7 @@
 
 #include "tools/collector/storage/Arrival.h"
 #include "tools/collector/storage/Days.h"
+#include "tools/collector/storage/SqliteFacts.h"
 #include "tools/collector/storage/Storage.h"
 
 namespace collector::schema {
@@ -158,20 +159,29 @@ void makeViews(sqlite::Connection& connection) {
   connection.run((requests + ";" + records + ";" + std::string(kFields)).c_str());
 }
 
-/// Makes the keys of a version that had none.
-void makeKeys(sqlite::Connection& connection, const std::string& day, const FieldMapping& mapping) {
-  sqlite::Statement requests(connection, "SELECT id, path, body FROM requests_" + day);
+/// Makes the keys and the facts of a version that had none. No statement is open while another writes: SQLite would
+/// keep a journal of all that is written meanwhile.
+void makeKeysAndFacts(sqlite::Connection& connection, const std::string& day, const FieldMapping& mapping) {
+  SqliteFacts facts(connection);
+  sqlite::Statement next(connection,
+                         "SELECT id, time, path, body FROM requests_" + day + " WHERE id > ? ORDER BY id LIMIT 1");
   sqlite::Statement records(connection, "SELECT id FROM records_" + day + " WHERE request = ? ORDER BY id");
   sqlite::Statement setKey(connection, "UPDATE records_" + day + " SET key = ? WHERE id = ?");
   sqlite::Statement addKey(connection, "INSERT OR IGNORE INTO keys VALUES (?)");
-  while (requests.next()) {
-    const Arrival arrival({.path = requests.text(1)}, "", requests.text(2), mapping);
-    sqlite::Rows rows(records.bind(requests.number(0)));
+  for (std::int64_t id = 0; next.bind(id).next();) {
+    id = next.number(0);
+    Arrival arrival({.time = next.text(1), .path = next.text(2)}, "", next.text(3), mapping);
+    next.reset();
+    facts.count(arrival.request);
+    records.bind(id);
+    for (ArrivedRecord& record : arrival.records) record.id = records.next() ? records.number(0) : 0;
+    records.reset();
     for (const ArrivedRecord& record : arrival.records) {
-      if (!rows.next()) break;
+      if (record.id == 0) break;
       const sqlite::Blob key{bytesOf(record.key)};
-      setKey.bind(key, records.number(0)).run();
+      setKey.bind(key, record.id).run();
       addKey.bind(key).run();
+      if (connection.hasChanged()) facts.add(record);
     }
   }
 }
@@ -185,7 +195,7 @@ void convert(sqlite::Connection& connection, const FieldMapping& mapping) {
         dayOf(oneText(connection, "SELECT time FROM requests ORDER BY id DESC LIMIT 1").value_or(""));
     connection.run(kTables);
     connection.run(forDay(kFromVersion1, day).c_str());
-    makeKeys(connection, day, mapping);
+    makeKeysAndFacts(connection, day, mapping);
     connection.run("DROP INDEX recordsByRequest");
     connection.run(kMark);
     makeViews(connection);
