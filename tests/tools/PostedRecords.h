@@ -7,7 +7,7 @@
 
 #include "sqm/common/internal/TimeStamp.h"
 
-#include "tools/collector/storage/Storage.h"
+#include "tests/tools/storage/Engine.h"
 
 /// Noon of 2026-11-21, when posts arrive unless they say otherwise.
 inline constexpr collector::ConnectionFact::Time kNoon =
@@ -18,7 +18,13 @@ class PostedRecords {
  public:
   using Time = collector::ConnectionFact::Time;
 
-  explicit PostedRecords(const collector::StorageOptions& options = {}) : storage_(collector::openStorage(options)) {}
+  explicit PostedRecords(const collector::StorageOptions& options = {}) : storage_(engine_->open(options)) {}
+
+  /// Closes the database, and opens it again.
+  void reopen() {
+    storage_.reset();
+    storage_ = engine_->open();
+  }
 
   void post(const std::string& body, Time at = kNoon) {
     collector::Arrival arrival({.time = sqm::isoTimeStamp(at), .method = "POST", .path = "/"}, "[]", body,
@@ -46,5 +52,6 @@ class PostedRecords {
   collector::Storage& storage() { return *storage_; }
 
  private:
+  std::unique_ptr<Engine> engine_ = makeEngine();
   std::unique_ptr<collector::Storage> storage_;
 };

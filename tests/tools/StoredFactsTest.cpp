@@ -7,7 +7,6 @@
 
 #include <gtest/gtest.h>
 
-#include "tests/support/TemporaryFolder.h"
 #include "tests/tools/PostedRecords.h"
 
 namespace {
@@ -92,11 +91,11 @@ TEST(StoredFacts, GoWithTheirRecords) {
 }
 
 TEST(StoredFacts, SurviveARestartOfTheServer) {
-  const TemporaryFolder folder;
-  PostedRecords({.database = folder / "facts.db"}).postConnection(kNoon - 1h);
-  PostedRecords again({.database = folder / "facts.db"});
-  again.postConnection(kNoon);
-  EXPECT_EQ(again.facts().size(), 2U);
+  PostedRecords posted;
+  posted.postConnection(kNoon - 1h);
+  posted.reopen();
+  posted.postConnection(kNoon);
+  EXPECT_EQ(posted.facts().size(), 2U);
 }
 
 TEST(StoredArrivals, AreSumsOfMinutes) {
