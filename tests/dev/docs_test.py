@@ -233,6 +233,11 @@ class Reference(unittest.TestCase):
                          "[a](../sources/examples/01_first_record.cpp.md) [b](../index.md) [c](https://a.example/)")
         self.assertEqual(pages.sources, {"examples/01_first_record.cpp"})
 
+    def test_a_link_to_a_folder_of_headers_leads_to_its_first(self):
+        pages = docs_pages.Pages(ROOT, {"sqm/common/Host.h": [], "sqm/common/Clock.h": []})
+        self.assertEqual(pages.with_links("[a](../sqm/common)", "docs/hosting.md", "docs/hosting.md"),
+                         "[a](../reference/sqm/common/Host.h.md)")
+
     def test_a_link_to_no_file_is_a_fault(self):
         with self.assertRaisesRegex(docs_pages.Fault, "docs/hosting.md: links to no.md, which is no file"):
             docs_pages.Pages(ROOT, {}).with_links("[a](no.md)", "docs/hosting.md", "docs/hosting.md")

@@ -61,7 +61,7 @@ def described_headers():
         files.sort(key=lambda file: (len(file.parts), file.name))
         paths = [file.relative_to(ROOT).as_posix() for file in files]
         sections[face.language] = {path: docs_plain.summary_of(text_of(path)) for path in paths}
-    return sections
+    return {section: headers for section, headers in sections.items() if headers}
 
 
 def read_headers(paths):

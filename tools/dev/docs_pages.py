@@ -51,6 +51,8 @@ class Pages:
         if not file or docs_links.is_external(file):
             return target
         file_path = posixpath.normpath(posixpath.join(posixpath.dirname(path), file))
+        # A folder of headers is shown by the page of the first, beside which the navigation has the others.
+        file_path = next((header for header in self.headers if header.startswith(f"{file_path}/")), file_path)
         if not (self.root / file_path).is_file():
             raise Fault(f"{path}: links to {file}, which is no file")
         return relative(self.page_of(file_path), page) + hash_sign + anchor

@@ -92,7 +92,7 @@ def items(text, scope=""):
             kind, head, body = classes[int(each[1:])].groups()
             name, *bases = re.findall(r"\w+(?: \(\w+\))?", head)
             found.append(Item("class" if kind == "interface" else kind, name, scope, f"@{kind} {head}", comment,
-                              members=items(body, f"{name}::"),
+                              members=items(body, f"{name.split()[0]}::"),  # also those of a category
                               bases=[base for base in bases if not base.startswith("NS")]))
         else:
             found.append(item_of(each, comment, is_continued, scope))

@@ -21,7 +21,10 @@ class Face:
 
 
 CPP = Face("C++", "cpp", "sqm/", '#include "sqm/{}"', "docs/cpp.md")
-PLAIN = (Face("C", "c", "faces/c/", "#include <{}>", "docs/c.md"),)
+PLAIN = (
+    Face("C", "c", "faces/c/", "#include <{}>", "docs/c.md"),
+    Face("Objective-C", "objective-c", "faces/objc/", "#import <{}>", "docs/objc.md"),
+)
 FACES = (CPP, *PLAIN)
 
 
