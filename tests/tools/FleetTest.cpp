@@ -165,9 +165,9 @@ TEST(Fleet, SimulatesAThousandClients) {
 
 TEST(Fleet, EndsEarlyWhenAskedAndDeliversWhatItHas) {
   CollectorClient collector;
-  // Its day takes a quarter of an hour.
+  // A day takes a quarter of an hour.
   tools::Process fleet({kPrograms + "/sqm-fleet", "--server", collector.collector().address(), "--clients", "200",
-                        "--start", "2026-11-16", "--speed", "96"},
+                        "--start", "2026-11-16", "--days", "9", "--speed", "96"},
                        /*readsOutput=*/true);
   while (collector.get("/_requests").empty()) std::this_thread::sleep_for(std::chrono::milliseconds(20));
   fleet.terminate();

@@ -43,12 +43,15 @@ Client::Client(const Surroundings& surroundings, std::uint32_t number, Transacti
 
 Client::~Client() = default;
 
+/// Zones are within a day of GMT.
+std::chrono::local_days Client::lastDay() const {
+  return std::chrono::local_days(std::chrono::ceil<std::chrono::days>(surroundings_.period.end).time_since_epoch());
+}
+
 void Client::findNextDay() {
-  const Period& period = surroundings_.period;
-  const std::chrono::local_seconds end(period.end.time_since_epoch() + std::chrono::days(1));
   next_.reset();
-  while (!next_ && ++day_ < end) {
-    const Day day = dayOf(surroundings_.world, number_, day_, period);
+  while (!next_ && day_ < lastDay()) {
+    const Day day = dayOf(surroundings_.world, number_, ++day_, surroundings_.period);
     if (!day.events.empty()) next_ = day.events.front().at;
   }
 }
@@ -57,7 +60,7 @@ void Client::play() {
   if (!awake_) wake(dayOf(surroundings_.world, number_, day_, surroundings_.period));
   const Event event = awake_->day.events[awake_->played++];
   if (event.kind == Event::Kind::sleep) {
-    sleep();
+    awake_.reset();
     return findNextDay();
   }
   next_ = awake_->day.events[awake_->played].at;
@@ -68,7 +71,10 @@ void Client::play() {
 
 void Client::wake(Day day) { awake_ = std::make_unique<Awake>(surroundings_, files_, onUploadEnd_, std::move(day)); }
 
-void Client::sleep() { awake_.reset(); }
+void Client::end() {
+  awake_.reset();
+  day_ = lastDay();
+}
 
 bool Client::isUploading() const { return awake_ && awake_->transactions.requestsUnderWay() > 0; }
 

@@ -58,7 +58,7 @@ class Client {
   std::size_t waiting() const;
 
   /// Ends the client's process, which saves its lists. What was still to happen does not.
-  void sleep();
+  void end();
 
   /// Makes a device report and an upload the next events of a sleeping client. Without the report, the answers to
   /// prompts could not be sent: a manager posts them only behind a list of devices or VPN sessions.
@@ -68,6 +68,7 @@ class Client {
   struct Awake;
 
   void wake(Day day);
+  std::chrono::local_days lastDay() const;
   void findNextDay();
 
   const Surroundings& surroundings_;

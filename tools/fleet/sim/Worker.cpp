@@ -70,7 +70,7 @@ sqm::platform::StandardHost::Options Worker::hostOptions() {
 void Worker::run() {
   playAll(Stop::soon);
   if (stop_ == Stop::no) now_ = options_.period.end;
-  for (Client& client : clients_) client.sleep();
+  for (Client& client : clients_) client.end();
   for (addUploads(); !due_.empty() && stop_ != Stop::now; addUploads()) playAll(Stop::now);
 }
 
