@@ -73,6 +73,7 @@ install(FILES ${PROJECT_BINARY_DIR}/SQMConfig.cmake ${PROJECT_BINARY_DIR}/SQMCon
 
 if(TARGET sqmctl)
   install(TARGETS sqmctl sqm-collector COMPONENT tools)
+  include(cmake/CollectorPage.cmake)
   install(FILES tools/sqmctl/sqmctl.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools)
   install(FILES tools/sqmctl/completion.bash DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions
     RENAME sqmctl COMPONENT tools)

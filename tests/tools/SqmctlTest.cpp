@@ -9,6 +9,7 @@
 
 #include "tests/support/CaseName.h"
 #include "tests/support/Paths.h"
+#include "tests/tools/HelpPage.h"
 #include "tests/tools/Sqmctl.h"
 
 namespace {
@@ -276,13 +277,9 @@ TEST(SqmctlCompletion, KnowsEveryOption) {
   for (Words command : commands) {
     command.insert(command.begin(), kSqmctl);
     command.emplace_back("--help");
-    const std::string help = runProgram(command).out;
-    for (std::size_t at = help.find("\n  --"); at != std::string::npos; at = help.find("\n  --", at + 1)) {
-      const std::string option = help.substr(at + 3, help.find_first_of(" \n", at + 3) - at - 3);
+    for (const std::string& option : optionsOf(runProgram(command).out)) {
       EXPECT_NE(completion.find(option), std::string::npos) << option;
-      std::string inPage;
-      for (const char c : option) inPage += c == '-' ? "\\-" : std::string(1, c);
-      EXPECT_NE(page.find(inPage), std::string::npos) << option;
+      EXPECT_NE(page.find(asInManual(option)), std::string::npos) << option;
     }
   }
 }

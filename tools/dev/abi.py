@@ -115,7 +115,7 @@ def symbols_text(name, version, present, before):
     """The symbols file of the package, in the format of deb-symbols(5); a symbol keeps the version that brought it."""
     known = dict(re.findall(r"^ (\S+@\S+) (\S+)$", before, re.MULTILINE))
     nodes = {f"{node}@{node}" for _, node in (symbol.split("@") for symbol in present)}
-    return f"{name} {package(name)} #MINVER#\n" + "".join(
+    return f"{name} {package(name)} #MINVER#\n* Build-Depends-Package: libsqm-dev\n" + "".join(
         f" {symbol} {known.get(symbol, version)}\n" for symbol in sorted(present | nodes))
 
 
