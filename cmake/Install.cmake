@@ -65,6 +65,14 @@ if(TARGET sqm_c)
   sqm_pkg_config(sqm-c DESCRIPTION "from C" LIBS -lsqm)
 endif()
 
+if(TARGET sqm_objc)
+  # libsqm-objc.so, sqm-objc.h and what it includes, of C too.
+  set(objc_face ${PROJECT_SOURCE_DIR}/faces/objc)
+  file(GLOB objc_headers CONFIGURE_DEPENDS ${objc_face}/sqm-objc/*.h)
+  target_sources(sqm_objc PUBLIC FILE_SET HEADERS BASE_DIRS ${objc_face} FILES ${objc_face}/sqm-objc.h ${objc_headers})
+  sqm_component(objc sqm_foundation sqm_objc)
+endif()
+
 configure_package_config_file(cmake/SQMConfig.cmake.in ${PROJECT_BINARY_DIR}/SQMConfig.cmake
   INSTALL_DESTINATION ${SQM_PACKAGE_DIR})
 write_basic_package_version_file(${PROJECT_BINARY_DIR}/SQMConfigVersion.cmake COMPATIBILITY SameMinorVersion)

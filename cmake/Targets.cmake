@@ -3,8 +3,9 @@
 # How the project's own code is compiled: every warning that helps, and the sanitizers asked for.
 add_library(sqm_build_options INTERFACE)
 target_compile_options(sqm_build_options INTERFACE
-  -Wall -Wextra -Wpedantic -Wconversion -Wsign-conversion -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual
-  -Wdeprecated-copy-dtor -Wcast-qual -Wold-style-cast -Wformat=2 -Wimplicit-fallthrough
+  -Wall -Wextra -Wconversion -Wsign-conversion -Wshadow -Wcast-qual -Wformat=2 -Wimplicit-fallthrough
+  $<$<COMPILE_LANGUAGE:CXX>:-Wpedantic>
+  $<$<COMPILE_LANGUAGE:CXX,OBJCXX>:-Wnon-virtual-dtor -Woverloaded-virtual -Wdeprecated-copy-dtor -Wold-style-cast>
   # Before version 13, GCC takes ordinary joining of strings for overlapping copies.
   $<$<AND:$<CXX_COMPILER_ID:GNU>,$<VERSION_LESS:$<CXX_COMPILER_VERSION>,13>>:-Wno-restrict>
   $<$<BOOL:${SQM_WARNINGS_AS_ERRORS}>:-Werror>

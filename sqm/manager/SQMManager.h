@@ -88,6 +88,9 @@ class SQMManager {
   /// The upload of this manager's records, for a schedule and for the end of the host. The manager must outlive it.
   UploadTarget uploadTarget();
 
+  /// The agent that posts the documents: the sender of the notifications. Null when the host gave none.
+  SQMUpdaterAgent* uploadAgent() { return mSQMUpdaterObj_.get(); }
+
   /// Which document is in flight, or was last. Observers of a success notification that registered after the manager
   /// was made read the next document's state.
   UploadState uploadState() const { return mUploadState_; }

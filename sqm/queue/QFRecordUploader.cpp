@@ -92,6 +92,7 @@ void QFRecordUploader::uploadRecord() {
 }
 
 void QFRecordUploader::httpStatus(const Notification& notification) {
+  if (!httpAgent_) return;
   if (remaining_ > 0) --remaining_;
   const int status = httpAgent_->httpResponseStatusCode();
   log("QFRecordUploader :: httpStatus- recieved response as %@ response code:%d",

@@ -94,13 +94,15 @@ class QFRecordUploader : public SharedInstance<QFRecordUploader> {
   LogFile* logfile() const { return logfile_; }
   void setLogfile(LogFile* log) { logfile_ = log; }
 
+  /// Acts on the outcome of the transaction; without one, does nothing. Called by the notification center.
+  void httpStatus(const Notification& notification);
+
  private:
   friend class SharedInstance<QFRecordUploader>;
   explicit QFRecordUploader(Host& host);
   QFRecordUploader(Host& host, KeyedCoder& coder);
   ~QFRecordUploader() = default;
 
-  void httpStatus(const Notification& notification);
   bool removeHead();
   void followRules();
   void applyRules();

@@ -49,11 +49,13 @@ class SQMUploader {
 
   std::int16_t getActivityStatus() const { return static_cast<std::int16_t>(mStatus_); }
 
+  /// Acts on the outcome of the transaction. Called by the notification center.
+  void httpStatus(const Notification& notification);
+
  private:
   explicit SQMUploader(Host& host);
 
   void post(std::string body);
-  void httpStatus(const Notification& notification);
   void continueAfterSuccess();
   void finish(Status status, std::string_view outcome);
 

@@ -44,10 +44,12 @@ class SQMUpdaterAgent {
   /// posted: an upload that an observer starts meanwhile shows the status of the one before it.
   Status uploadStatus() const { return mUploadStatus_; }
 
+  /// Acts on the outcome of the transaction. Called by the notification center.
+  void httpStatus(const Notification& notification);
+
  private:
   explicit SQMUpdaterAgent(Host& host);
 
-  void httpStatus(const Notification& notification);
   void finish(std::string_view outcome, Status status);
 
   Host& host_;

@@ -59,7 +59,7 @@ STANDARD = set(
 # The POSIX headers that the platform's public headers may include: they belong to the system, not to a library.
 POSIX = {"fcntl.h", "sys/stat.h", "sys/types.h"}
 
-INCLUDE = re.compile(r'^[ \t]*#[ \t]*include[ \t]*(<[^>\n]*>|"[^"\n]*"|\w+)', re.MULTILINE)
+INCLUDE = re.compile(r'^[ \t]*#[ \t]*(?:include|import)[ \t]*(<[^>\n]*>|"[^"\n]*"|\w+)', re.MULTILINE)
 
 
 def fault_of(path, include):
@@ -108,7 +108,7 @@ def main():
     files = 0
     for top in ("sqm", *ON_TOP):
         for file in sorted((root / top).rglob("*")):
-            if file.suffix not in (".h", ".cpp"):
+            if file.suffix not in (".h", ".cpp", ".m", ".mm"):
                 continue
             files += 1
             path = pathlib.PurePosixPath(file.relative_to(root).as_posix())

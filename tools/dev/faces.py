@@ -1,9 +1,14 @@
 #!/usr/bin/env python3
-"""Compares the public operations of the library with its C face, by the tables of docs/c.md.
+"""Compares the public operations of the library with its faces for C and Objective-C.
 
-Every public member of the classes of a public header has a row in docs/c.md: with the C calls, options or structures
-that reach it, or with the reason why C does not need it. A header without a row for its classes is in NOT_IN_C, with
-the reason. Every C call has a place in a row, too.
+C, by the tables of docs/c.md: every public member of the classes of a public header has a row there, with the C calls,
+options or structures that reach it, or with the reason why C does not need it. A header without a row for its classes
+is in NOT_IN_C, with the reason. Every C call has a place in a row, too.
+
+Objective-C: a member is reached by a selector of the class of the same name whose first label is the member; by a
+number or a structure of C that C reaches it by; or by a selector that the table of docs/objc.md names for it. What C
+does not need, Objective-C does not need for the same reason. Every selector has a member of that name or a row, and is
+used in a test.
 """
 
 import pathlib
@@ -12,6 +17,7 @@ import sys
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 PAGE = "docs/c.md"
+OBJC_PAGE = "docs/objc.md"
 
 # Public headers, or folders of them, whose classes C does not reach, and why.
 NOT_IN_C = {
@@ -134,12 +140,10 @@ def is_in_c(header):
     return header in IN_C or not any(header.startswith(path) for path in NOT_IN_C)
 
 
-def operations():
-    """The members that C must reach, as "Class::member"."""
+def operations(is_wanted=is_in_c):
+    """The members of the classes of the headers that are wanted, as "Class::member"."""
     headers = re.findall(r"^- `(sqm/[^`]+\.h)`: ", (ROOT / "docs/headers.md").read_text(encoding="utf-8"), re.MULTILINE)
-    for header in headers:
-        if not is_in_c(header):
-            continue
+    for header in filter(is_wanted, headers):
         for name, members in classes_of((ROOT / header).read_text(encoding="utf-8")).items():
             if name not in NOT_FOR_CLIENTS:
                 yield from (f"{name}::{member}" for member in members)
@@ -157,7 +161,8 @@ def rows():
             yield [f"{name}::{member}" for member in re.findall(r"`(\w+)`", cells[1])], NAME.findall(cells[2]), cells[2]
 
 
-def main():
+def faults_of_c(public):
+    """The faults of the C face, and how many calls it has."""
     declared, calls = set(), set()
     for header in sorted((ROOT / "faces/c").glob("**/*.h")):
         if "internal" in header.parts:
@@ -173,14 +178,77 @@ def main():
         faults += [f"{PAGE}: {name} is not in the headers of C" for name in names if name not in declared]
         if not names and not remark.startswith("not in C: "):
             faults.append(f"{PAGE}: {members[0]}: neither a name of C nor a reason (\"not in C: ...\")")
-    public = set(operations())
     faults += [f"{member} has no row in {PAGE}" for member in sorted(public - reached)]
     faults += [f"{PAGE}: there is no public operation {member}" for member in sorted(reached - public)]
     faults += [f"{call} has no row in {PAGE}" for call in sorted(calls - used)]
-    for fault in faults:
+    return faults, len(calls)
+
+
+def selectors():
+    """The selectors of the headers of Objective-C, as (class, selector), and the text of the headers."""
+    found, whole = [], ""
+    for header in sorted((ROOT / "faces/objc/sqm-objc").glob("*.h")):
+        text = re.sub(r"/\*.*?\*/", " ", header.read_text(encoding="utf-8"), flags=re.DOTALL)
+        whole += text
+        for name, body in re.findall(r"^@(?:interface|protocol) (\w+)(.*?)^@end", text, re.DOTALL | re.MULTILINE):
+            for method in re.findall(r"^[-+] (.*?);", body, re.DOTALL | re.MULTILINE):
+                method = re.sub(r"\([^()]*\)", " ", method)  # without types
+                labels = re.findall(r"(\w+)\s*:", method)
+                found.append((name, "".join(f"{label}:" for label in labels) or method.split()[0]))
+            for member in re.findall(r"^@property[^;]*?(\w+);", body, re.MULTILINE):
+                found += [(name, member), (name, f"set{member[0].upper()}{member[1:]}:")]
+    return found, whole
+
+
+def is_tested(selector, tests):
+    first, *rest = selector.rstrip(":").split(":")
+    return re.search(rf"\b{first}\b" + "".join(rf"[^;]*?\b{label}:" for label in rest), tests)
+
+
+def faults_of_objc(public):
+    """The faults of the face for Objective-C, and how many selectors it has."""
+    declared, headers = selectors()
+    declared_names = {f"{name} {selector}" for name, selector in declared}
+    same = {f"{name}::{selector.split(':')[0]}" for name, selector in declared}
+    shared_with_c = {name for name in NAME.findall(headers) if not name.startswith("sqm_objc")}
+
+    faults, reached, used = [], set(), set()
+    for members, names, _ in rows():
+        by_number = any(re.match("SQM_[A-Z]", name) for name in names)
+        if not names or by_number or shared_with_c & set(names):
+            reached |= set(members)
+    page = (ROOT / OBJC_PAGE).read_text(encoding="utf-8")
+    for left, right in re.findall(r"^\| ((?:`[\w:]+`(?:, )?)+|–) \| (.*) \|$", page, re.MULTILINE):
+        members = set(re.findall(r"`([\w:]+)`", left))
+        names = {f"{name} {selector}" for name, selector in re.findall(r"`[-+]\[(\w+) ([\w:]+)\]`", right)}
+        reached |= members
+        used |= names
+        faults += [f"{OBJC_PAGE}: {name} is not in the headers" for name in sorted(names - declared_names)]
+        faults += [f"{OBJC_PAGE}: there is no public operation {member}" for member in sorted(members - public)]
+        if not names and not right.startswith("not in Objective-C: "):
+            faults.append(f"{OBJC_PAGE}: {left}: neither a selector nor a reason (\"not in Objective-C: ...\")")
+    faults += [f"{member} is not reached from Objective-C" for member in sorted(public - reached - same)]
+
+    everything = set(operations(lambda header: True))
+    tests = "".join(test.read_text(encoding="utf-8") for test in sorted((ROOT / "tests/faces/objc").glob("*.m")))
+    for name, selector in declared:
+        counterpart = f"{name}::{selector.split(':')[0]}" in everything
+        if not counterpart and selector != "init" and f"{name} {selector}" not in used:
+            faults.append(f"[{name} {selector}] has no row in {OBJC_PAGE}")
+        if not is_tested(selector, tests):
+            faults.append(f"[{name} {selector}] is used in no test")
+    return faults, len(declared)
+
+
+def main():
+    public = set(operations())
+    c_faults, calls = faults_of_c(public)
+    objc_faults, selector_count = faults_of_objc(public)
+    for fault in c_faults + objc_faults:
         print(fault)
-    print(f"{len(public)} operations, {len(calls)} calls, {len(faults)} faults")
-    return 1 if faults or not public or not calls else 0
+    count = len(c_faults) + len(objc_faults)
+    print(f"{len(public)} operations, {calls} calls of C, {selector_count} selectors, {count} faults")
+    return 1 if count or not public or not calls or not selector_count else 0
 
 
 if __name__ == "__main__":

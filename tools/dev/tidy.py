@@ -29,6 +29,8 @@ def compilations(folders):
             source = pathlib.Path(entry["file"])
             if not source.is_relative_to(ROOT) or source.is_relative_to(ROOT / "build"):
                 continue
+            if source.suffix in (".m", ".mm"):  # for GCC's run time of Objective-C, whose headers clang does not find
+                continue
             words = shlex.split(entry["command"])
             flags = words[next(i for i, word in enumerate(words) if word.startswith("-")) : words.index("-o")]
             if "-include" in flags:  # GCC's precompiled header, which clang cannot read; the sources include what they use

@@ -1,0 +1,202 @@
+#import "faces/objc/sqm-objc/diagnostics.h"
+
+#include <cmath>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <variant>
+
+#include "sqm/diagnostics/SQMDiagnosticsRecord.h"
+
+#include "faces/objc/internal/Bridge.h"
+
+using sqm::objc::guarded;
+using sqm::objc::initialized;
+using sqm::objc::stringOf;
+using sqm::objc::textOf;
+
+using Record = sqm::SQMDiagnosticsRecord;
+
+struct sqm_objc_diagnostics {
+  sqm::objc::KeptHost host;
+  std::shared_ptr<Record> record;
+  NSMutableArray* discovery = [[NSMutableArray alloc] init];
+  NSMutableArray* loginPoll = [[NSMutableArray alloc] init];
+
+  sqm_objc_diagnostics() = default;
+  sqm_objc_diagnostics(const sqm_objc_diagnostics&) = delete;
+  sqm_objc_diagnostics& operator=(const sqm_objc_diagnostics&) = delete;
+  ~sqm_objc_diagnostics() {
+    [discovery release];
+    [loginPoll release];
+  }
+};
+
+namespace {
+
+std::string literalOf(NSNumber* number) {
+  if (number == [NSNumber numberWithBool:YES]) return "true";
+  if (number == [NSNumber numberWithBool:NO]) return "false";
+  if (!std::isfinite([number doubleValue])) throw std::invalid_argument("JSON has no such number");
+  return *textOf([number stringValue]);
+}
+
+sqm::JsonValue jsonOf(id object) {
+  if ([object isKindOfClass:[NSString class]]) return *textOf(object);
+  if ([object isKindOfClass:[NSNumber class]]) return sqm::JsonLiteral{literalOf(object)};
+  if (object == [NSNull null]) return sqm::JsonLiteral{"null"};
+  if ([object isKindOfClass:[NSArray class]]) {
+    sqm::JsonArray array;
+    for (NSUInteger at = 0; at < [object count]; ++at) array.push_back(jsonOf([object objectAtIndex:at]));
+    return array;
+  }
+  if ([object isKindOfClass:[NSDictionary class]]) {
+    sqm::JsonObject members;  // in the order of their keys, as the dictionary has none
+    NSArray* const keys = [[object allKeys] sortedArrayUsingSelector:@selector(compare:)];
+    for (NSUInteger at = 0; at < [keys count]; ++at) {
+      NSString* const key = [keys objectAtIndex:at];
+      members.push_back({*textOf(key), jsonOf([object objectForKey:key])});
+    }
+    return members;
+  }
+  throw std::invalid_argument("JSON has no such value: " + *textOf([object description]));
+}
+
+Record::Array arrayOf(NSArray* array) {
+  if (array == nil) return nullptr;
+  return std::make_shared<sqm::JsonArray>(std::get<sqm::JsonArray>(jsonOf(array)));
+}
+
+/// The record with the arrays as they are now.
+Record& upToDate(const sqm_objc_diagnostics& body) {
+  body.record->setDiscoveryDetails(arrayOf(body.discovery));
+  body.record->setLoginPollDetails(arrayOf(body.loginPoll));
+  return *body.record;
+}
+
+NSString* textFrom(const sqm_objc_diagnostics& body, const Record::Text& (Record::*property)() const) {
+  return guarded([&] { return stringOf((*body.record.*property)()); });
+}
+
+void setText(const sqm_objc_diagnostics& body, void (Record::*property)(Record::Text), NSString* text) {
+  guarded([&] { (*body.record.*property)(textOf(text)); });
+}
+
+void replace(NSMutableArray*& array, NSMutableArray* given) {
+  [given retain];
+  [array release];
+  array = given;
+}
+
+}  // namespace
+
+@interface SQMDiagnosticsRecord (Record)
+
+- (id)initWithRecord:(std::shared_ptr<Record> (*)(sqm::Host& host))make;
+@end
+
+@implementation SQMDiagnosticsRecord
+
++ (SQMDiagnosticsRecord*)sharedSQMDiagnosticsRecord {
+  return guarded([] {
+    static SQMDiagnosticsRecord* const shared = [[SQMDiagnosticsRecord alloc] initWithRecord:[](sqm::Host&) {
+      return std::shared_ptr<Record>(Record::sharedSQMDiagnosticsRecord(), [](Record*) {});
+    }];
+    return shared;
+  });
+}
+
+- (id)init {
+  return [self initWithRecord:[](sqm::Host& host) { return std::make_shared<Record>(host); }];
+}
+
+- (id)initWithRecord:(std::shared_ptr<Record> (*)(sqm::Host& host))make {
+  self = [super init];
+  return initialized(self, _body, [&] {
+    auto body = std::make_unique<sqm_objc_diagnostics>();
+    body->record = make(body->host.services());
+    return body->record ? body.release() : nullptr;
+  });
+}
+
+- (void)dealloc {
+  delete _body;
+  [super dealloc];
+}
+
+// The accessors of a text.
+#define SQM_TEXT(property, setter)              \
+  -(NSString*)property {                        \
+    return textFrom(*_body, &Record::property); \
+  }                                             \
+  -(void)setter : (NSString*)text {             \
+    setText(*_body, &Record::setter, text);     \
+  }
+
+SQM_TEXT(ssid, setSsid)
+SQM_TEXT(sigStrength, setSigStrength)
+SQM_TEXT(security, setSecurity)
+SQM_TEXT(apmac, setApmac)
+SQM_TEXT(nic, setNic)
+SQM_TEXT(ravixUrl, setRavixUrl)
+SQM_TEXT(ravixUagent, setRavixUagent)
+SQM_TEXT(ravixResp, setRavixResp)
+SQM_TEXT(ravixHttpStatusCode, setRavixHttpStatusCode)
+SQM_TEXT(authProtocol, setAuthProtocol)
+SQM_TEXT(dirID, setDirID)
+SQM_TEXT(authUagent, setAuthUagent)
+SQM_TEXT(loginURL, setLoginURL)
+SQM_TEXT(errorCode, setErrorCode)
+SQM_TEXT(errorDetails, setErrorDetails)
+
+#undef SQM_TEXT
+
+- (NSMutableArray*)discoveryDetails {
+  return _body->discovery;
+}
+
+- (void)setDiscoveryDetails:(NSMutableArray*)details {
+  replace(_body->discovery, details);
+}
+
+- (NSMutableArray*)loginPollDetails {
+  return _body->loginPoll;
+}
+
+- (void)setLoginPollDetails:(NSMutableArray*)details {
+  replace(_body->loginPoll, details);
+}
+
+- (NSString*)formatDiscoveryDetails {
+  auto& body = *_body;
+  return guarded([&] { return stringOf(upToDate(body).formatDiscoveryDetails()); });
+}
+
+- (NSString*)formatLoginPollDetails {
+  auto& body = *_body;
+  return guarded([&] { return stringOf(upToDate(body).formatLoginPollDetails()); });
+}
+
+- (void)validate {
+  auto& body = *_body;
+  guarded([&] { body.record->validate(); });
+}
+
+- (NSString*)formattedDiagnosticJsonBlob {
+  auto& body = *_body;
+  return guarded([&] { return stringOf(upToDate(body).formattedDiagnosticJsonBlob()); });
+}
+
+- (void)resetDiagnosticsRecord {
+  auto& body = *_body;
+  guarded([&] { body.record->resetDiagnosticsRecord(); });
+  [_body->discovery removeAllObjects];
+  [_body->loginPoll removeAllObjects];
+}
+
+- (void)resetRavixDiagnosticsRecord {
+  auto& body = *_body;
+  guarded([&] { body.record->resetRavixDiagnosticsRecord(); });
+}
+
+@end
