@@ -98,7 +98,7 @@ check_consumer() {
   install_moved build/release static
   consume_installation static
   consume static c -DCONSUMER_COMPONENTS=c -DCONSUMER_ALONE=ON
-  refuse static "SQM has no component 'morse' in this installation. It has: core, testing, platform, c." \
+  refuse static "SQM has no component 'morse' in this installation. It has: core, testing, platform, c" \
     -DCONSUMER_COMPONENTS="core;morse"
   refuse static "SQM's component 'platform' needs packages that are not found: Threads, CURL, pugixml, ICU, PkgConfig." \
     -DCONSUMER_ALONE=ON
