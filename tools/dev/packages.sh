@@ -79,4 +79,5 @@ TEXT
   quietly system-boot in_system --boot --private-network
   grep '^== ' "$system/root/log"
   [[ $(<"$system/root/status") == 0 ]] || { tail -n 40 "$system/root/log" && die 1 "failed: all is in $system/root/log"; }
+  rm -rf "$system"
 }
