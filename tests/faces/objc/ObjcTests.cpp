@@ -1,4 +1,5 @@
 #include <memory>
+#include <string>
 
 #include <gtest/gtest.h>
 
@@ -35,6 +36,7 @@ class ObjcTest : public testing::Test {
 }  // namespace
 
 void objc_test_register(const char* suite, const char* name, const char* file, int line, Body body) {
+  // NOLINTNEXTLINE(clang-analyzer-cplusplus.NewDeleteLeaks): GoogleTest owns the factory
   testing::RegisterTest(suite, name, nullptr, nullptr, file, line,
                         [body]() -> testing::Test* { return new ObjcTest(body); });
 }

@@ -32,14 +32,15 @@ std::vector<std::pair<std::string, std::string>> postsTo(const Collector& collec
     posts[id] = {request.at("path").get<std::string>(), body->body};
   }
   std::vector<std::pair<std::string, std::string>> inOrder;
+  inOrder.reserve(posts.size());
   for (auto& [id, post] : posts) inOrder.push_back(std::move(post));
   return inOrder;
 }
 
 /// The files below a folder, by path. Lines of logs are without their times, and durations are 0.
 std::map<std::string, std::string> filesBelow(const std::string& folder) {
-  static const std::regex kTimes("(^|\\n)\\d{4}-\\d\\d-\\d\\dT[\\d:.]+Z ");
-  static const std::regex kDurations("\\d+ ms");
+  static const std::regex kTimes(R"((^|\n)\d{4}-\d\d-\d\dT[\d:.]+Z )");
+  static const std::regex kDurations(R"(\d+ ms)");
   std::map<std::string, std::string> files;
   for (const auto& entry : std::filesystem::recursive_directory_iterator(folder)) {
     if (!entry.is_regular_file()) continue;
@@ -82,8 +83,7 @@ TEST(ObjcLibrary, ShowsItsOwnNamesAndNothingElse) {
       runProgram({"/usr/bin/nm", "-D", "--defined-only", "--format=posix", paths::build() + "/lib/libsqm-objc.so"});
   ASSERT_EQ(names.status, 0) << names.err;
   static const std::regex kOwn(
-      "(__objc_class_name_|_OBJC_)\\w+|TrelkSQMUpload\\w+|kQFRecordData|NsqmRecType|"
-      "NSSQMFields|NSSqmError");
+      R"((__objc_class_name_|_OBJC_)\w+|TrelkSQMUpload\w+|kQFRecordData|NsqmRecType|NSSQMFields|NSSqmError)");
   std::istringstream lines(names.out);
   std::size_t count = 0;
   for (std::string line; std::getline(lines, line); ++count) {

@@ -31,6 +31,8 @@ void printNumber(const char* what, std::int64_t value) {
   std::printf("%s: %lld\n", what, static_cast<long long>(value));
 }
 
+void printResult(const char* what, bool result) { printNumber(what, result ? 1 : 0); }
+
 /// The clock of the host.
 class FixedClock final : public sqm::Clock {
  public:
@@ -52,14 +54,14 @@ void record(sqm::SQMManager& manager, const sqm::SQMSessionParams& event) {
   for (std::int32_t medium = 0; medium <= 3; ++medium) {
     manager.setDeviceType(medium);
     print("medium", sqm::SQMManager::mediaType(medium));
-    printNumber("start", manager.sqmCreateStartRecord(&event));
-    printNumber("stop", manager.sqmCreateStopRecord(&event));
+    printResult("start", manager.sqmCreateStartRecord(&event));
+    printResult("stop", manager.sqmCreateStopRecord(&event));
   }
-  printNumber("device", manager.sqmCreateDeviceRecord(&event));
-  printNumber("client", manager.sqmCreateClientRecord(&event));
-  printNumber("application start", manager.sqmCreateApplicationStartRecord(&event));
-  printNumber("application stop", manager.sqmCreateApplicationStopRecord(&event));
-  printNumber("user acceptance", manager.sqmCreateUserAcceptanceRecord(&event));
+  printResult("device", manager.sqmCreateDeviceRecord(&event));
+  printResult("client", manager.sqmCreateClientRecord(&event));
+  printResult("application start", manager.sqmCreateApplicationStartRecord(&event));
+  printResult("application stop", manager.sqmCreateApplicationStopRecord(&event));
+  printResult("user acceptance", manager.sqmCreateUserAcceptanceRecord(&event));
 }
 
 void collect(sqm::Host& host, const std::string& folder) {
@@ -74,7 +76,7 @@ void collect(sqm::Host& host, const std::string& folder) {
   collector.setErrorCode(0);
   collector.setAutoConnect(1);
   collector.collectDataOnDisconnect(3, -70, "4.70", "2026-11-02", 5'000'000'000, 7);
-  printNumber("saved", collector.saveRec());
+  printResult("saved", collector.saveRec());
   const std::string file = collector.getSQMFileName();
   print("file", std::string_view(file).substr(file.rfind('/') + 1));
   for (std::int64_t position = 0; position < 86; ++position) print("position", collector.valueForField(position));
@@ -109,8 +111,8 @@ int main(int argc, char** argv) {
   options.services.clock = &clock;
   sqm::platform::StandardHost host(options);
   sqm::Host::install(host);
-  printNumber("folders", host.makeFolders());
-  printNumber("stamp", host.preferences().setClientTimeStamp("\"1763975258\""));
+  printResult("folders", host.makeFolders());
+  printResult("stamp", host.preferences().setClientTimeStamp("\"1763975258\""));
   std::vector<sqm::NotificationCenter::Registration> observers;
   for (const auto name : {sqm::TrelkSQMUploadSuccess, sqm::TrelkSQMUploadFailure, sqm::TrelkSQMUploadComplete,
                           sqm::TrelkSQMUploadError}) {
@@ -126,7 +128,7 @@ int main(int argc, char** argv) {
   manager.SetSQMUserAcceptanceURL(server + "/userAcceptance");
   record(manager, newEvent());
   manager.uploadSQM();
-  printNumber("idle", host.runUntilIdle(240s));
+  printResult("idle", host.runUntilIdle(240s));
   printNumber("state", static_cast<std::int64_t>(*sqm::typeInFlight(manager.uploadState())));
   record(manager, newEvent());
   manager.saveToDisk();
@@ -136,16 +138,16 @@ int main(int argc, char** argv) {
   uploader->setSQMDirPath(home);
   uploader->setSQMUploadUrl(server + "/sqm");
   uploader->startSend();
-  printNumber("idle", host.runUntilIdle(240s));
+  printResult("idle", host.runUntilIdle(240s));
   printNumber("status", uploader->getActivityStatus());
   collect(host, home);
 
   sqm::QFRecordUploader& queue = *sqm::QFRecordUploader::sharedQFRecordUploader();
-  printNumber("queued", queue.quequeRecord("one", server + "/one"));
-  printNumber("queued", queue.quequeRecord("two é", server + "/two"));
+  printResult("queued", queue.quequeRecord("one", server + "/one"));
+  printResult("queued", queue.quequeRecord("two é", server + "/two"));
   queue.uploadRecord();
-  printNumber("idle", host.runUntilIdle(240s));
-  printNumber("queued", queue.quequeRecord("three", "http://127.0.0.1:1/"));
+  printResult("idle", host.runUntilIdle(240s));
+  printResult("queued", queue.quequeRecord("three", "http://127.0.0.1:1/"));
   printNumber("left", static_cast<std::int64_t>(queue.recordQueue()->size()));
   report();
   return 0;
