@@ -101,7 +101,7 @@ class Figures(ServiceTest):
         self.assertTrue(any("wrong password" in title for title in titles), titles)
 
     def test_networks_are_compared_with_their_intervals(self):
-        self.assertEqual(self.table("networks"), {"Office": ["60.0 %38.7–78.1 %", "20", "4"]})
+        self.assertEqual(self.table("networks"), {"Office": ["77.8 %32.0–96.3 %", "20", "4"]})
 
     def test_drops_are_shown_by_the_signal(self):
         self.assertEqual({row: cells[0] for row, cells in self.table("signal").items()},
@@ -248,6 +248,12 @@ class Fleet(ServiceTest):
             true = connected["byMedium"][medium["medium"]]
             self.assertEqual((medium["attempts"], medium["connected"], medium["pairs"]),
                              (true["attempts"], true["succeeded"], true["pairs"]))
+        by_network = {(row["medium"], row["network"]): row for row in connected["byNetwork"]}
+        self.assertGreater(len(report["networks"]["worst"]), 0)
+        for row in report["networks"]["worst"]:
+            true = by_network[row["medium"], row["network"]]
+            self.assertEqual((row["attempts"], row["clients"]), (true["attempts"], true["pairs"]))
+            self.assertAlmostEqual(row["success"]["value"], true["ratePerClientAndNetwork"])
         for key, true in connected["secondsToConnect"].items():
             self.assertEqual(report["connecting"][key], true, key)
         counted = {row["text"]: row["count"] for row in report["reasons"]["frequent"]}

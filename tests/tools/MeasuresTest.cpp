@@ -25,13 +25,14 @@ Durations seconds(int from, int to) {
 TEST(Share, HasTheIntervalOfWilson) {
   // Newcombe, "Two-sided confidence intervals for the single proportion", 1998, table I, method 3.
   const struct {
-    std::int64_t part, whole;
+    double part;
+    std::int64_t whole;
     double low, high;
   } rows[] = {{81, 263, 0.2553, 0.3662}, {15, 148, 0.0624, 0.1605}, {0, 20, 0.0000, 0.1611}, {1, 29, 0.0061, 0.1718}};
   for (const auto& row : rows) {
     const auto share = shareOf(row.part, row.whole);
     ASSERT_TRUE(share);
-    EXPECT_DOUBLE_EQ(share->value, static_cast<double>(row.part) / static_cast<double>(row.whole));
+    EXPECT_DOUBLE_EQ(share->value, row.part / static_cast<double>(row.whole));
     EXPECT_NEAR(share->low, row.low, 0.00005) << row.part;
     EXPECT_NEAR(share->high, row.high, 0.00005) << row.part;
   }

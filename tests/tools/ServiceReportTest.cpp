@@ -165,12 +165,15 @@ TEST(ServiceReport, ComparesNetworksWithEnoughAttemptsAndClients) {
     traffic.attempts(6, client, "seldom", Outcome::failed);
   }
   traffic.attempts(50, "a", "home", Outcome::failed);
+  traffic.attempts(500, "loop", "fair", Outcome::failed);  // counts as one of four clients
   const Json networks = traffic.report()["networks"];
   ASSERT_EQ(networks["worst"].size(), 2U);
   EXPECT_EQ(networks["worst"][0]["network"], "bad");
   EXPECT_EQ(networks["worst"][0]["clients"], 3);
-  EXPECT_NEAR(networks["worst"][0]["success"]["high"].get<double>(), 0.1546, 0.0001);  // 0 of 21
+  EXPECT_NEAR(networks["worst"][0]["success"]["high"].get<double>(), 0.5615, 0.0001);  // 0 of 3
   EXPECT_EQ(networks["worst"][1]["network"], "fair");
+  EXPECT_NEAR(networks["worst"][1]["success"]["value"].get<double>(), 3 * 0.7 / 4, 1e-9);
+  EXPECT_EQ(networks["worst"][1]["attempts"], 530);
   EXPECT_EQ(networks["tooFew"], 2);
 }
 

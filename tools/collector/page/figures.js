@@ -126,8 +126,8 @@ export function networks(report) {
   return [
     table("Worst networks", ["Network", "Success", "Attempts", "Clients"], worst.map((row) =>
       [foreign(row.network, { length: 48 }), shareCell(row.success), number(row.attempts), number(row.clients)])),
-    note(`The ${worst.length} worst of ${plural(compared, "network")} with ${least}, by the upper end of the interval (Wilson score, ` +
-      `95 %). ${plural(tooFew, "network")} with fewer left out.`),
+    note(`The ${worst.length} worst of ${plural(compared, "network")} with ${least}. Each client counts once. In the order of the upper ` +
+      `end of the interval (Wilson score, 95 %). ${plural(tooFew, "network")} with fewer left out.`),
   ];
 }
 

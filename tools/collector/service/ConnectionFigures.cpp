@@ -16,12 +16,17 @@ using Fact = ConnectionFact;
 using std::chrono::milliseconds;
 
 constexpr std::int64_t kLeastOfNetwork = 20;  // attempts: with fewer, a network is not compared
-constexpr std::int64_t kLeastClients = 3;     // of a network that is compared: one client's trouble is its own
+constexpr std::int64_t kLeastClients = 3;     // of a network that is compared
 constexpr std::size_t kMostNetworks = 10;
 constexpr std::size_t kMostReasons = 8;
 constexpr std::size_t kMostTechnologies = 20;
 constexpr std::int64_t kSmallSample = 100;  // below, the Apdex is marked as that of a small sample
 constexpr std::int32_t kSignalStep = 5;     // dB
+
+/// The share of a pair's attempts that succeeded. There are attempts.
+double successOf(const Tally& pair) {
+  return static_cast<double>(pair.connected) / static_cast<double>(pair.attempts());
+}
 
 /// The success on a medium, or on all of them. Its mean is that of the pairs of a client and a network, each of which
 /// counts once, so that a client that tries again and again does not rule it.
@@ -30,7 +35,7 @@ class Success {
   void take(const Tally& pair, bool isClientKnown) {
     total_ += pair;
     if (pair.attempts() == 0 || !isClientKnown) return;
-    sum_ += static_cast<double>(pair.connected) / static_cast<double>(pair.attempts());
+    sum_ += successOf(pair);
     ++pairs_;
   }
 
@@ -51,7 +56,8 @@ struct Network {
   Fact::Medium medium;
   std::string_view name;
   std::int64_t clients = 0;
-  Tally tally{};
+  std::int64_t attempts = 0;
+  double shares = 0;  // of the clients' successes: their sum
 };
 
 /// The five-dB range that a strength belongs to, by its lower end.
@@ -161,26 +167,28 @@ Json ConnectionFigures::connectingJson() const {
 Json ConnectionFigures::worstNetworksJson() const {
   std::vector<Network> networks;
   for (const auto& [pair, tally] : pairs_) {  // in order: the pairs of a network are neighbours
-    if (pair.network.empty() || tally.attempts() == 0) continue;
+    if (pair.network.empty() || pair.client.empty() || tally.attempts() == 0) continue;
     if (networks.empty() || networks.back().medium != pair.medium || networks.back().name != pair.network) {
       networks.push_back({.medium = pair.medium, .name = pair.network});
     }
-    networks.back().tally += tally;
     ++networks.back().clients;
+    networks.back().attempts += tally.attempts();
+    networks.back().shares += successOf(tally);
   }
   const auto tooFew = std::erase_if(networks, [](const Network& network) {
-    return network.tally.attempts() < kLeastOfNetwork || network.clients < kLeastClients;
+    return network.attempts < kLeastOfNetwork || network.clients < kLeastClients;
   });
   // By the upper end of the interval: a network is among the worst when its success is surely low.
-  const auto best = [](const Network& network) {
-    return shareOf(network.tally.connected, network.tally.attempts())->high;
-  };
+  const auto best = [](const Network& network) { return shareOf(network.shares, network.clients)->high; };
   std::ranges::stable_sort(networks, {}, best);
   Json rows = Json::array();
   for (std::size_t at = 0; at < std::min(networks.size(), kMostNetworks); ++at) {
     const Network& network = networks[at];
-    rows.push_back(jsonOf(network.tally));
-    rows.back().update({{"network", network.name}, {"medium", nameOf(network.medium)}, {"clients", network.clients}});
+    rows.push_back({{"network", network.name},
+                    {"medium", nameOf(network.medium)},
+                    {"clients", network.clients},
+                    {"attempts", network.attempts},
+                    {"success", shareJson(network.shares, network.clients)}});
   }
   return {{"worst", std::move(rows)},
           {"compared", networks.size()},

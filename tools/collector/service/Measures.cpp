@@ -7,11 +7,11 @@ namespace collector {
 
 using std::chrono::milliseconds;
 
-std::optional<Share> shareOf(std::int64_t part, std::int64_t whole) {
+std::optional<Share> shareOf(double part, std::int64_t whole) {
   if (whole <= 0) return std::nullopt;
   constexpr double kZ = 1.959964;  // the quantile of the normal distribution for 95 %
   const auto n = static_cast<double>(whole);
-  const double share = static_cast<double>(part) / n;
+  const double share = part / n;
   const double divisor = 1 + kZ * kZ / n;
   const double centre = (share + kZ * kZ / (2 * n)) / divisor;
   const double half = kZ / divisor * std::sqrt(share * (1 - share) / n + kZ * kZ / (4 * n * n));

@@ -19,8 +19,9 @@ struct Share {
 
 /// The share of `part` in `whole`; nothing when the whole is 0. The interval is the Wilson score interval (E. B.
 /// Wilson, "Probable inference, the law of succession, and statistical inference", 1927), which holds for small counts
-/// and for shares near 0 and 1.
-std::optional<Share> shareOf(std::int64_t part, std::int64_t whole);
+/// and for shares near 0 and 1. `part` may be the sum of the shares of a number `whole` of groups: these vary less than
+/// single events, for which the interval is made.
+std::optional<Share> shareOf(double part, std::int64_t whole);
 
 /// Percentiles of durations: the smallest value that at least so many per cent of them do not exceed (nearest rank).
 struct Percentiles {

@@ -10,7 +10,7 @@ using std::chrono::milliseconds;
 
 Json secondsJson(milliseconds duration) { return std::chrono::duration<double>(duration).count(); }
 
-Json shareJson(std::int64_t part, std::int64_t whole) {
+Json shareJson(double part, std::int64_t whole) {
   const auto share = shareOf(part, whole);
   return share ? Json{{"value", share->value}, {"low", share->low}, {"high", share->high}} : Json(nullptr);
 }

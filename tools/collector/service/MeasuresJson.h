@@ -19,7 +19,7 @@ using Json = nlohmann::ordered_json;
 Json secondsJson(std::chrono::milliseconds duration);
 
 /// {"value","low","high"}, with the interval of `shareOf`; null when the whole is 0.
-Json shareJson(std::int64_t part, std::int64_t whole);
+Json shareJson(double part, std::int64_t whole);
 
 /// {"count","p50","p95","p99"}; the percentiles of nothing are null.
 Json percentilesJson(const std::vector<std::chrono::milliseconds>& durations);

@@ -10,7 +10,7 @@ namespace collector {
 
 namespace {
 
-constexpr std::int64_t kAtATime = 2048;
+constexpr std::int64_t kAtATime = 8192;
 
 /// Gives the report the newest facts of its window. Returns true when there are more than `most`.
 bool read(Storage& storage, const ServiceQuery& query, std::int64_t most, ServiceReport& report) {

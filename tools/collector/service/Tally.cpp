@@ -29,8 +29,8 @@ Json jsonOf(const Tally& tally) {
           {"undecided", tally.undecided},
           {"ended", tally.ended},
           {"dropped", tally.dropped},
-          {"success", shareJson(tally.connected, tally.attempts())},
-          {"drops", shareJson(tally.dropped, tally.ended)}};
+          {"success", shareJson(static_cast<double>(tally.connected), tally.attempts())},
+          {"drops", shareJson(static_cast<double>(tally.dropped), tally.ended)}};
 }
 
 }  // namespace collector
