@@ -8,6 +8,8 @@ target_compile_options(sqm_build_options INTERFACE
   $<$<COMPILE_LANGUAGE:CXX,OBJCXX>:-Wnon-virtual-dtor -Woverloaded-virtual -Wdeprecated-copy-dtor -Wold-style-cast>
   # Before version 13, GCC takes ordinary joining of strings for overlapping copies.
   $<$<AND:$<CXX_COMPILER_ID:GNU>,$<VERSION_LESS:$<CXX_COMPILER_VERSION>,13>>:-Wno-restrict>
+  # Clang also warns about the copies of a class whose destructor is defaulted.
+  $<$<CXX_COMPILER_ID:Clang>:-Wno-deprecated-copy-with-dtor>
   $<$<BOOL:${SQM_WARNINGS_AS_ERRORS}>:-Werror>
 )
 if(SQM_SANITIZE)

@@ -38,7 +38,8 @@ inline constexpr auto kRecordTypes = [] {
   for (std::size_t at = 0; at < kCount; ++at) types[at] = static_cast<RecordType>(at);
   return types;
 }();
-static_assert(std::ranges::all_of(kRecordTypes, isRecordType), "the numbers count from 0 without a gap");
+static_assert(std::all_of(kRecordTypes.begin(), kRecordTypes.end(), isRecordType),
+              "the numbers count from 0 without a gap");
 
 /// One value for each type; `indexOf` gives the position of a type's.
 template <typename T>
@@ -49,7 +50,17 @@ constexpr std::size_t indexOf(RecordType type) { return static_cast<std::size_t>
 /// True when a table has exactly one row for each type, in any order. `typeOf` gives a row's type: `&Row::type`.
 template <typename Table, typename Projection = std::identity>
 constexpr bool isPermutationOfTypes(const Table& table, Projection typeOf = {}) {
-  return std::size(table) == kRecordTypes.size() && std::ranges::is_permutation(table, kRecordTypes, {}, typeOf);
+  const auto hasRow = [&](RecordType type) {
+    const auto isOfType = [&](const auto& row) { return std::invoke(typeOf, row) == type; };
+    return std::any_of(std::begin(table), std::end(table), isOfType);
+  };
+  return std::size(table) == kRecordTypes.size() && std::all_of(kRecordTypes.begin(), kRecordTypes.end(), hasRow);
+}
+
+/// The first row of a table in which a member has this value; the table's end when there is none.
+template <typename Table, typename Row, typename Value>
+constexpr auto findRow(const Table& table, Value Row::*member, Value value) {
+  return std::find_if(std::begin(table), std::end(table), [&](const Row& row) { return row.*member == value; });
 }
 
 }  // namespace sqm

@@ -54,7 +54,7 @@ class TextArray {
 
   /// The element at a position below `size()`.
   value_type operator[](std::size_t position) const {
-    if (hasAbsent() && std::ranges::binary_search(absent_, position)) return std::nullopt;
+    if (hasAbsent() && std::binary_search(absent_.begin(), absent_.end(), position)) return std::nullopt;
     const std::size_t begin = beginOf(removed_ + position);
     return std::string_view(bytes_).substr(begin, ends_[removed_ + position] - begin);
   }

@@ -79,7 +79,7 @@ bool Journal::replayFile(std::span<TextArray> lists) {
                " bytes from there are dropped",
            {});
   }
-  const bool isUnknown = std::ranges::find(replay.files, ListFile::unknown) != replay.files.end();
+  const bool isUnknown = std::find(replay.files.begin(), replay.files.end(), ListFile::unknown) != replay.files.end();
   if (isUnknown)
     report("does not know the content of a list's file, to which it adds the records that are missing", {});
   if (isAnew_ || isUnknown || damaged > 0) beginAnew(lists);
@@ -132,7 +132,7 @@ void Journal::saveEnds(Lists lists, const ByType<bool>& written) {
     known_->bases[type] = known_->saving[type];
     known_->removedOfBase[type] = 0;
   }
-  if (std::ranges::find(written, false) != written.end()) return;
+  if (std::find(written.begin(), written.end(), false) != written.end()) return;
   if (isAnew_) {
     beginAnew(lists);
     write(lists);

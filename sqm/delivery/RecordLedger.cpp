@@ -68,7 +68,7 @@ void RecordLedger::saveBegins(Lists lists) {
 
 void RecordLedger::saveEnds(Lists lists, const ByType<bool>& written) {
   if (inner_ != nullptr) inner_->saveEnds(lists, written);
-  if (inner_ != nullptr || std::ranges::find(written, false) == written.end()) write(/*withLists=*/true);
+  if (inner_ != nullptr || std::find(written.begin(), written.end(), false) == written.end()) write(/*withLists=*/true);
 }
 
 /// Nothing for records that a server has answered.

@@ -91,7 +91,8 @@ std::error_code listRefused(Files& files, const std::string& folder, std::vector
     const std::uintmax_t size = files.size(path);
     refused.push_back({*numberOfFile(entry.name), std::move(path), size});
   }
-  std::ranges::sort(refused, {}, &RefusedFile::number);
+  const auto isOlder = [](const RefusedFile& one, const RefusedFile& other) { return one.number < other.number; };
+  std::sort(refused.begin(), refused.end(), isOlder);
   return {};
 }
 

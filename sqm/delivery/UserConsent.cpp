@@ -12,7 +12,7 @@ namespace {
 // The format of the file. Not to be changed: files of older versions are read.
 constexpr std::string_view kFirstLine = "SQM user consent 1\n";
 
-constexpr struct {
+constexpr struct ConsentName {
   Consent consent;
   std::string_view name;
 } kNames[] = {{Consent::granted, "granted"}, {Consent::withheld, "withheld"}, {Consent::revoked, "revoked"}};
@@ -46,9 +46,7 @@ std::error_code removeEntries(Files& files, const std::string& folder, Files::Na
 
 }  // namespace
 
-std::string_view nameOf(Consent consent) {
-  return std::ranges::find(kNames, consent, [](auto& row) { return row.consent; })->name;
-}
+std::string_view nameOf(Consent consent) { return findRow(kNames, &ConsentName::consent, consent)->name; }
 
 std::optional<Consent> consentNamed(std::string_view name) {
   for (const auto& row : kNames) {

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <algorithm>
 #include <concepts>
 #include <cstdint>
 #include <iterator>
@@ -72,13 +71,11 @@ inline constexpr InFlight kInFlight[] = {{RecordType::client, UploadState::clien
                                          {RecordType::userAcceptance, UploadState::userAcceptance}};
 static_assert(isPermutationOfTypes(kInFlight, &InFlight::type));
 
-constexpr UploadState uploadStateOf(RecordType type) {
-  return std::ranges::find(kInFlight, type, &InFlight::type)->state;
-}
+constexpr UploadState uploadStateOf(RecordType type) { return findRow(kInFlight, &InFlight::type, type)->state; }
 
 /// The type whose document is in flight, or was last. Nothing before the first upload.
 constexpr std::optional<RecordType> typeInFlight(UploadState state) {
-  const auto* found = std::ranges::find(kInFlight, state, &InFlight::state);
+  const auto* found = findRow(kInFlight, &InFlight::state, state);
   return found == std::end(kInFlight) ? std::nullopt : std::optional(found->type);
 }
 
@@ -90,17 +87,30 @@ constexpr std::optional<RecordType> nextTypeOf(const UploadStep& step, HasRecord
   return first && hasDocument(*first, hasRecords(*first)) ? first : step.postOtherwise;
 }
 
-/// The types whose documents an upload posts, in their order, provided that each post succeeds.
-template <std::predicate<RecordType> HasRecords>
-constexpr std::vector<RecordType> uploadPlan(HasRecords hasRecords) {
-  std::vector<RecordType> plan;
+/// Writes the types whose documents an upload posts to `out`, in their order, provided that each post succeeds.
+template <std::predicate<RecordType> HasRecords, std::output_iterator<RecordType> Out>
+constexpr Out writeUploadPlan(HasRecords hasRecords, Out out) {
   auto next = nextTypeOf(nextUploadStep(UploadState::idle, UploadEvent::started), hasRecords);
   while (next && hasDocument(*next, hasRecords(*next))) {
-    plan.push_back(*next);
+    *out++ = *next;
     next = nextTypeOf(nextUploadStep(uploadStateOf(*next), UploadEvent::succeeded), hasRecords);
   }
+  return out;
+}
+static_assert(
+    [] {
+      ByType<RecordType> plan{};
+      const auto* const end = writeUploadPlan([](RecordType /*type*/) { return true; }, plan.begin());
+      return end == plan.end() && isPermutationOfTypes(plan);
+    }(),
+    "every type is posted once");
+
+/// The same, as a list.
+template <std::predicate<RecordType> HasRecords>
+std::vector<RecordType> uploadPlan(HasRecords hasRecords) {
+  std::vector<RecordType> plan;
+  writeUploadPlan(hasRecords, std::back_inserter(plan));
   return plan;
 }
-static_assert(isPermutationOfTypes(uploadPlan([](RecordType /*type*/) { return true; })), "every type is posted once");
 
 }  // namespace sqm

@@ -23,7 +23,7 @@ constexpr std::string_view kNoTimeStamp = "\"0000000000\"";
 
 /// The table of a record without one.
 const FieldNameTable& noNames() {
-  static const FieldNameTable names(std::vector<TextArray::value_type>(FieldNameTable::kFields));
+  static const FieldNameTable names{std::vector<TextArray::value_type>(FieldNameTable::kFields)};
   return names;
 }
 

@@ -39,9 +39,7 @@ inline constexpr std::array<RecordTypeRow, kRecordTypes.size()> kRecordTypeTable
 static_assert(isPermutationOfTypes(kRecordTypeTable, &RecordTypeRow::type));
 
 /// The row of a type in the table.
-constexpr const RecordTypeRow& rowOf(RecordType type) {
-  return *std::ranges::find(kRecordTypeTable, type, &RecordTypeRow::type);
-}
+constexpr const RecordTypeRow& rowOf(RecordType type) { return *findRow(kRecordTypeTable, &RecordTypeRow::type, type); }
 
 /// The file of a type's list: absolute.
 inline std::string listFilePath(const TrelkConfiguration& configuration, RecordType type) {

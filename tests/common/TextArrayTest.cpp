@@ -48,7 +48,7 @@ TEST(TextArray, AnAbsentTextIsNotAnEmptyOne) {
 TEST(TextArray, AListThatIsAllAbsentIsNotEmpty) {
   const TextArray texts = std::vector<std::optional<std::string>>(1'000);
   EXPECT_EQ(texts.size(), 1'000U);
-  EXPECT_TRUE(std::ranges::all_of(texts, [](const auto& text) { return text == std::nullopt; }));
+  EXPECT_TRUE(std::all_of(texts.begin(), texts.end(), [](const auto& text) { return text == std::nullopt; }));
 }
 
 TEST(TextArray, ListsDifferWhereTheirTextsEnd) {

@@ -59,7 +59,10 @@ const SequenceCase kSequences[] = {
 
 class UploadOf : public ManagerUpload, public ::testing::WithParamInterface<SequenceCase> {
  protected:
-  static bool holds(RecordType type) { return std::ranges::find(GetParam().held, type) != GetParam().held.end(); }
+  static bool holds(RecordType type) {
+    const std::vector<RecordType>& held = GetParam().held;
+    return std::find(held.begin(), held.end(), type) != held.end();
+  }
 };
 
 INSTANTIATE_TEST_SUITE_P(Holdings, UploadOf, ::testing::ValuesIn(kSequences), CaseName());
@@ -83,7 +86,7 @@ TEST_F(ManagerUpload, PlanIsWhatIsPostedForEveryHolding) {
   for (unsigned holding = 0; holding < 1U << sqm::kRecordTypes.size(); ++holding) {
     const auto holds = [&](RecordType type) { return ((holding >> static_cast<unsigned>(type)) & 1U) != 0; };
     std::vector<RecordType> held;
-    std::ranges::copy_if(sqm::kRecordTypes, std::back_inserter(held), holds);
+    std::copy_if(sqm::kRecordTypes.begin(), sqm::kRecordTypes.end(), std::back_inserter(held), holds);
     restartWith(held);
     const std::size_t before = fakes.http.requests().size();
     std::vector<RecordType> posted;

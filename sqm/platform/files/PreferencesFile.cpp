@@ -54,8 +54,8 @@ PreferencesFile::PreferencesFile(const std::string& applicationFolder, FileProbl
     problems_.cannotRead(path_, failure ? failure.message() : "it is no property list with a dictionary as its root");
     return;
   }
-  const auto found = std::ranges::find(*dictionary, kClientTimeStamp, &Value::Dictionary::value_type::first);
-  const auto* const text = found == dictionary->end() ? nullptr : std::get_if<std::string>(&found->second.content);
+  const auto found = std::ranges::find(*dictionary, kClientTimeStamp, &Value::Entry::key);
+  const auto* const text = found == dictionary->end() ? nullptr : std::get_if<std::string>(&found->value.content);
   if (text != nullptr) clientTimeStamp_ = xmlAllowed(*text);
 }
 
@@ -64,9 +64,9 @@ bool PreferencesFile::setClientTimeStamp(std::optional<std::string_view> value) 
   std::error_code failure;
   auto dictionary = dictionaryOf(files_, path_, failure).value_or(Value::Dictionary{});
   if (!failure) {
-    const auto removed = std::erase_if(dictionary, [](const auto& entry) { return entry.first == kClientTimeStamp; });
+    const auto removed = std::erase_if(dictionary, [](const auto& entry) { return entry.key == kClientTimeStamp; });
     if (!value && removed == 0) return true;
-    if (value) dictionary.emplace_back(kClientTimeStamp, Value{clientTimeStamp_});
+    if (value) dictionary.push_back({std::string(kClientTimeStamp), {clientTimeStamp_}});
     failure = access_ == Access::readOnly ? make_error_code(std::errc::operation_not_permitted)
                                           : makeFolders(files_, folder_);
   }

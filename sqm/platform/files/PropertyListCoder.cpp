@@ -4,6 +4,7 @@
 #include <functional>
 #include <map>
 #include <new>
+#include <utility>
 
 #include "sqm/platform/files/internal/PropertyListForms.h"
 #include "sqm/platform/files/internal/RequestArchive.h"
@@ -31,7 +32,10 @@ class PropertyListCoder : public KeyedArchive {
   }
 
   std::string bytes() const override {
-    return binaryOf({PropertyListValue::Dictionary(entries_.begin(), entries_.end())}, kRequestKeys);
+    PropertyListValue::Dictionary dictionary;
+    dictionary.reserve(entries_.size());
+    for (const auto& [key, value] : entries_) dictionary.push_back({key, value});
+    return binaryOf({std::move(dictionary)}, kRequestKeys);
   }
 
   bool writeToFile(const std::string& path) const override {

@@ -1,9 +1,10 @@
 #pragma once
 
-#include <cstddef>
+#include <array>
 #include <cstdint>
 #include <span>
 #include <string_view>
+#include <utility>
 
 #include "sqm/common/FieldNameTable.h"
 
@@ -52,26 +53,23 @@ constexpr Row markedElement(std::uint8_t entry, Rows rows) {
 }
 constexpr Row section(Rows rows) { return {Row::Kind::section, When::always, 0, {}, rows}; }
 
-/// How often the rows write the value of the entry.
-constexpr std::size_t timesWritten(Rows rows, std::size_t entry) {
-  std::size_t times = 0;
-  for (const Row& row : rows) {
-    const bool isValue = row.kind == Row::Kind::value || row.kind == Row::Kind::timeStamped;
-    times += isValue && row.entry == entry ? 1 : timesWritten(row.rows, entry);
-  }
-  return times;
-}
+/// One bit for each field-name entry.
+using Entries = std::array<bool, FieldNameTable::kFields>;
 
-/// True when every row names an entry from 0 to 90, and no value is written twice.
-constexpr bool isSound(Rows rows) {
+/// True when every row names an entry from 0 to 90, and no value is written twice or is in `written`, to which they are
+/// added.
+constexpr bool isSound(Rows rows, Entries& written) {
   for (const Row& row : rows) {
-    if (row.entry >= FieldNameTable::kFields || !isSound(row.rows)) return false;
+    if (row.entry >= written.size() || !isSound(row.rows, written)) return false;
     if (row.kind == Row::Kind::environment && row.fixedName.empty()) return false;
-  }
-  for (std::size_t entry = 0; entry < FieldNameTable::kFields; ++entry) {
-    if (timesWritten(rows, entry) > 1) return false;
+    const bool isValue = row.kind == Row::Kind::value || row.kind == Row::Kind::timeStamped;
+    if (isValue && std::exchange(written[row.entry], true)) return false;
   }
   return true;
+}
+constexpr bool isSound(Rows rows) {
+  Entries written{};
+  return isSound(rows, written);
 }
 
 }  // namespace sqm

@@ -295,8 +295,7 @@ TEST(PropertyListValueTest, EntitiesAreNotExpanded) {
 
 TEST(PropertyListValueTest, TruncatedAndMutatedListsDoNoHarm) {
   Value value = everything();
-  std::erase_if(std::get<Value::Dictionary>(value.content),
-                [](const auto& entry) { return entry.first == "more data"; });
+  std::erase_if(std::get<Value::Dictionary>(value.content), [](const auto& entry) { return entry.key == "more data"; });
   for (const std::string& whole : {xmlOf(value), binaryOf(value)}) {
     for (std::size_t length = 0; length + 1 < whole.size(); ++length) {
       EXPECT_NE(read(whole.substr(0, length)), value) << length;

@@ -253,7 +253,7 @@ class ValueReader {
       auto* name = std::get_if<std::string>(&*key);
       if (auto* const data = std::get_if<Value::Data>(&*key)) name = &data->bytes;  // a text that is none for others
       if (name == nullptr) return failed(kDamaged);
-      dictionary.emplace_back(std::move(*name), Value{*std::move(value)});
+      dictionary.push_back({std::move(*name), {*std::move(value)}});
     }
     return dictionary;
   }

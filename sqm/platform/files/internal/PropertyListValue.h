@@ -4,7 +4,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
-#include <utility>
 #include <variant>
 #include <vector>
 
@@ -27,13 +26,20 @@ struct PropertyListValue {
   };
   using Array = std::vector<PropertyListValue>;
   /// The entries in file order. A damaged binary file may hold a key several times.
-  using Dictionary = std::vector<std::pair<std::string, PropertyListValue>>;
+  struct Entry;
+  using Dictionary = std::vector<Entry>;
   /// A text as the file holds it: not necessarily well-formed.
   using Content = std::variant<std::string, Data, Integer, double, bool, Date, Array, Dictionary>;
 
   Content content;
 
   friend bool operator==(const PropertyListValue&, const PropertyListValue&) = default;
+};
+
+struct PropertyListValue::Entry {
+  std::string key;
+  PropertyListValue value;
+  friend bool operator==(const Entry&, const Entry&) = default;
 };
 
 inline constexpr std::chrono::sys_seconds kReferenceDate = std::chrono::sys_days(std::chrono::year(2001) / 1 / 1);

@@ -25,7 +25,7 @@ PropertyListValue valueOf(const UploadRequests& requests) {
     PropertyListValue::Dictionary dictionary;
     for (std::size_t entry = 0; entry < kEntries.size(); ++entry) {
       if (const auto& text = request.*kEntries.at(entry))
-        dictionary.emplace_back(kRequestKeys.at(entry), PropertyListValue{*text});
+        dictionary.push_back({std::string(kRequestKeys.at(entry)), {*text}});
     }
     array.push_back({std::move(dictionary)});
   }

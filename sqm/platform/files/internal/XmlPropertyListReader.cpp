@@ -151,8 +151,8 @@ std::optional<Content> dictionaryOf(const pugi::xml_node& element, std::size_t d
     auto content = key ? contentOf(key, depth) : std::nullopt;
     if (!content) return std::nullopt;
     const auto [known, isNew] = places.try_emplace(name, dictionary.size());
-    if (isNew) dictionary.emplace_back(std::move(name), Value{});
-    dictionary[known->second].second.content = *std::move(content);
+    if (isNew) dictionary.push_back({std::move(name), {}});
+    dictionary[known->second].value.content = *std::move(content);
   }
   return dictionary;
 }

@@ -79,8 +79,8 @@ class ValueWriter {
   }
   void operator()(const Value::Dictionary& dictionary) {
     container("dict", dictionary, [this](const auto& entry) {
-      element("key", escaped(entry.first));
-      write(entry.second);
+      element("key", escaped(entry.key));
+      write(entry.value);
     });
   }
 
