@@ -6,6 +6,8 @@ alone, so that a host needs no third-party header. Headers in a folder called `i
 only their own folder may include them, but those of `common` and `upload` serve every folder that may include these.
 The tools, benchmarks and tests of this repository may include internal headers; the faces and the examples, which do
 what a host does, may not. All other headers of sqm/ are public and have a line in docs/headers.md.
+
+What only Linux has is used in sqm/platform/system alone, the list of what another system must supply.
 """
 
 import pathlib
@@ -57,9 +59,25 @@ STANDARD = set(
 )
 
 # The POSIX headers that the platform's public headers may include: they belong to the system, not to a library.
-POSIX = {"fcntl.h", "sys/stat.h", "sys/types.h"}
+PUBLIC_POSIX = {"fcntl.h", "sys/stat.h", "sys/types.h"}
+
+# The POSIX headers and the libraries that the platform's sources may include outside sqm/platform/system.
+POSIX = PUBLIC_POSIX | {"dirent.h", "signal.h", "strings.h", "sys/socket.h", "unistd.h"}
+LIBRARIES = ("curl/", "unicode/", "libdeflate.h", "nlohmann/", "pugixml.hpp")
+
+# Calls, flags and paths of Linux that headers of POSIX or no header declares.
+LINUX = re.compile(
+    r"""\b(accept4|copy_file_range|dirent64|dup3|fallocate|getdents64|getrandom|gettid|memfd_create|pipe2|prctl|
+    renameat2|statx|sync_file_range|syscall|F_OFD_\w+|O_PATH|O_TMPFILE)\b|/proc/|/etc/os-release""",
+    re.VERBOSE,
+)
 
 INCLUDE = re.compile(r'^[ \t]*#[ \t]*(?:include|import)[ \t]*(<[^>\n]*>|"[^"\n]*"|\w+)', re.MULTILINE)
+
+
+def is_of_system(path):
+    """True for the files that may use what only Linux has."""
+    return path.parts[:3] == ("sqm", "platform", "system")
 
 
 def fault_of(path, include):
@@ -75,9 +93,11 @@ def fault_of(path, include):
         if include.startswith('"') or not include.startswith("<"):
             return "a header of the project is included as \"sqm/...\""
         public = path.suffix == ".h" and not internal
-        allowed = STANDARD if folder in CORE else STANDARD | POSIX
+        allowed = STANDARD if folder in CORE else STANDARD | PUBLIC_POSIX
         if (folder in CORE or public) and name not in allowed:
             return "the core and all public headers include the standard library and \"sqm/...\" alone"
+        if not is_of_system(path) and name not in STANDARD | POSIX and not name.startswith(LIBRARIES):
+            return "a header that is not of POSIX is included in sqm/platform/system alone"
         return None
 
     target = pathlib.PurePosixPath(name)
@@ -116,11 +136,13 @@ def main():
                 faults.append(f"{path}: the folder is not in the table of arrows, tools/dev/arrows.py")
                 continue
             text = file.read_text(encoding="utf-8")
-            for match in INCLUDE.finditer(text):
-                wrong = fault_of(path, match[1])
+            found = [(match, fault_of(path, match[1])) for match in INCLUDE.finditer(text)]
+            if path.parts[0] == "sqm" and not is_of_system(path):
+                found += [(match, "only sqm/platform/system uses what Linux alone has") for match in LINUX.finditer(text)]
+            for match, wrong in found:
                 if wrong:
                     line = text.count("\n", 0, match.start()) + 1
-                    faults.append(f"{path}:{line}: {match[1]}: {wrong}")
+                    faults.append(f"{path}:{line}: {match[0].strip()}: {wrong}")
     faults += header_list_faults(root)
     for fault in faults:
         print(fault)

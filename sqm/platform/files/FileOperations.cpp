@@ -2,10 +2,11 @@
 
 #include <cerrno>
 #include <cstdio>
-#include <dirent.h>
 #include <fcntl.h>
 #include <unistd.h>
 #include <utility>
+
+#include "sqm/platform/system/internal/FolderEntries.h"
 
 namespace sqm::platform {
 
@@ -35,7 +36,9 @@ class PosixFileOperations : public FileOperations {
   ssize_t write(int descriptor, const void* bytes, std::size_t size) override {
     return ::write(descriptor, bytes, size);
   }
-  ssize_t getdents(int folder, void* buffer, std::size_t size) override { return ::getdents64(folder, buffer, size); }
+  ssize_t getdents(int folder, void* buffer, std::size_t size) override {
+    return readFolderEntries(folder, buffer, size);
+  }
   int fstat(int descriptor, struct ::stat& status) override { return ::fstat(descriptor, &status); }
   int ftruncate(int descriptor, off_t length) override { return ::ftruncate(descriptor, length); }
   int futimens(int descriptor, const struct ::timespec& modified) override {

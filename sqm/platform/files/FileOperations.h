@@ -31,7 +31,7 @@ class FileOperations {
   virtual ssize_t read(int descriptor, void* buffer, std::size_t size) = 0;
   virtual ssize_t pread(int descriptor, void* buffer, std::size_t size, off_t from) = 0;
   virtual ssize_t write(int descriptor, const void* bytes, std::size_t size) = 0;
-  /// Reads entries of an open folder, as records of `dirent64`.
+  /// Reads entries of an open folder, in the system's own form.
   virtual ssize_t getdents(int folder, void* buffer, std::size_t size) = 0;
   virtual int fstat(int descriptor, struct ::stat& status) = 0;
   virtual int ftruncate(int descriptor, off_t length) = 0;

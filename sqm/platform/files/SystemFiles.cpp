@@ -11,6 +11,7 @@
 
 #include "sqm/common/internal/TryReserve.h"
 #include "sqm/platform/files/internal/WholeFile.h"
+#include "sqm/platform/system/internal/FolderEntries.h"
 
 namespace sqm::platform {
 
@@ -59,7 +60,7 @@ template <typename Take>
 std::error_code forEachEntry(FileOperations& files, const File& folder, Take&& take) {
   constexpr std::size_t kBuffer = 32'768;
   // NOLINTNEXTLINE(cppcoreguidelines-pro-type-member-init): the system fills it
-  alignas(::dirent64) std::array<char, kBuffer> buffer;
+  alignas(kFolderEntryAlignment) std::array<char, kBuffer> buffer;
   for (;;) {
     const ssize_t size = files.getdents(folder.descriptor(), buffer.data(), buffer.size());
     if (size == 0) return {};
@@ -67,13 +68,9 @@ std::error_code forEachEntry(FileOperations& files, const File& folder, Take&& t
       if (errno == EINTR) continue;
       return lastError();
     }
-    for (ssize_t at = 0; at < size;) {
-      // NOLINTNEXTLINE(cppcoreguidelines-pro-type-reinterpret-cast): the system writes records of this type
-      const auto* entry = reinterpret_cast<const ::dirent64*>(buffer.data() + at);
-      const std::string_view name(entry->d_name);
-      if (name != "." && name != "..") take(name, entry->d_type);
-      at += entry->d_reclen;
-    }
+    forEachFolderEntry(buffer.data(), static_cast<std::size_t>(size), [&take](std::string_view name, int type) {
+      if (name != "." && name != "..") take(name, type);
+    });
   }
 }
 

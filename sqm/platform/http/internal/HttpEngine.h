@@ -11,7 +11,7 @@
 #include "sqm/platform/http/internal/HttpEndedRequests.h"
 #include "sqm/platform/http/internal/HttpRequest.h"
 #include "sqm/platform/http/internal/HttpTransfer.h"
-#include "sqm/platform/http/internal/WakeUp.h"
+#include "sqm/platform/system/internal/WakeUp.h"
 
 namespace sqm::platform {
 

@@ -8,7 +8,8 @@
 
 namespace sqm::platform {
 
-/// A descriptor that a thread waits for and that other threads make readable: one system call for each.
+/// A descriptor that a thread waits for and that other threads make readable, each by one system call: a Linux counter
+/// (eventfd).
 class WakeUp {
  public:
   /// Failure: std::system_error.
