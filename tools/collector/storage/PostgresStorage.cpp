@@ -33,8 +33,10 @@ constexpr const char* kRequestColumns =
 constexpr const char* kRecordColumns =
     R"(SELECT id, request, time, path, type, subType, event, "values", raw, problem FROM records )";
 
-// Who holds the numbers and does not go on loses its connection, so that the other servers can.
-constexpr const char* kSession = "SET idle_in_transaction_session_timeout = '10s'; SET synchronous_commit = ";
+// Who holds the numbers and does not go on loses its connection, so that the other servers can. The rows of a transaction
+// are in memory while they are inserted.
+constexpr const char* kSession =
+    "SET idle_in_transaction_session_timeout = '10s'; SET work_mem = '64MB'; SET synchronous_commit = ";
 
 RequestRow requestIn(const Rows& rows, int row) {
   return {.id = rows.number(row, 0),
