@@ -22,6 +22,7 @@ TEST(CollectorOptions, AreAllExplained) {
                              "--quiet",
                              "--keep",
                              "--keep-days",
+                             "migrate",
                              "--patience",
                              "--in-flight",
                              "--no-sync",

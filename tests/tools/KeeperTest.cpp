@@ -23,7 +23,7 @@ using Clock = std::chrono::steady_clock;
 /// Remembers the paths of each transaction.
 class FakeStorage : public Storage {
  public:
-  void add(std::span<Arrival* const> arrivals) override {
+  void add(std::span<Arrival* const> arrivals, const std::optional<Progress>&) override {
     std::unique_lock lock(mutex_);
     isAdding_ = true;
     changed_.notify_all();
@@ -45,6 +45,7 @@ class FakeStorage : public Storage {
   std::vector<FactRow> facts(ConnectionFact::Time, const FactPosition&, std::int64_t) override { return {}; }
   ArrivalCounts arrivals(ConnectionFact::Time, ConnectionFact::Time) override { return {}; }
   LastNumbers last() override { return {}; }
+  std::int64_t progressOf(const std::string&) override { return 0; }
   bool tidy() override { return false; }
 
   /// While it is closed, transactions do not end.

@@ -42,10 +42,9 @@ void addMebibytes(CLI::App& program, const char* name, std::size_t& bytes, int m
 /// Where what arrives is stored, and what is done when it cannot be.
 void addStorageOptions(CLI::App& program, Options& options) {
   program
-      .add_option(
-          "--database", options.storage.database,
-          "Database that keeps what arrives; made when it is missing. Without it: a temporary one, which is gone "
-          "when the server ends")
+      .add_option("--database", options.storage.database,
+                  "Database that keeps what arrives: a file, made when it is missing, or postgresql://... Without it: "
+                  "a temporary file, which is gone when the server ends")
       ->type_name("FILE");
   addNumber(program, "--keep", options.storage.mostRequests,
             CLI::Range(std::int64_t{0}, std::numeric_limits<std::int64_t>::max()), "NUMBER",
@@ -126,6 +125,12 @@ int readOptions(int argc, char** argv, Options& options) {
       ->type_name("FILE");
   const CLI::App* const printing =
       program.add_subcommand("fields", "Print the default of --fields, as a file to edit, and end");
+  CLI::App* const migrating = program.add_subcommand(
+      "migrate", "Copy a database to another, or go on with it, and end; no server may use the first");
+  migrating->add_option("--from", options.migrateFrom, "The database to copy")->type_name("FILE")->required();
+  migrating->add_option("--to", options.storage.database, "The database that gets the copy")
+      ->type_name("DATABASE")
+      ->required();
   addStorageOptions(program, options);
   addAccessOptions(program, options);
   program.add_flag("--quiet", options.isQuiet, "Print the address alone");

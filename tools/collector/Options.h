@@ -18,6 +18,7 @@ struct Options {
   std::string address = "127.0.0.1";  // other machines cannot reach it
   int port = 8080;
   StorageOptions storage;
+  std::string migrateFrom;  ///< not empty: copy this database to `storage`, and end
   Keeper::Limits keeping;
   std::vector<FaultRule> faults;
   FieldMapping fields;

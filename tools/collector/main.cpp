@@ -16,6 +16,7 @@
 #include "tools/collector/Options.h"
 #include "tools/collector/Server.h"
 #include "tools/collector/http/HostNames.h"
+#include "tools/collector/storage/Migration.h"
 
 namespace {
 
@@ -119,7 +120,7 @@ int main(int argc, char** argv) {
   umask(S_IRWXG | S_IRWXO);  // the data of clients is for this user only
   std::signal(SIGPIPE, SIG_IGN);
   try {
-    run(options);
+    options.migrateFrom.empty() ? run(options) : migrate(options.migrateFrom, options.storage, options.fields);
     return 0;
   } catch (const std::exception& error) {
     std::fprintf(stderr, "sqm-collector: %s\n", error.what());

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <string>
 
 #include "tools/collector/storage/Storage.h"
 
@@ -12,6 +13,9 @@ class Engine {
   Engine(const Engine&) = delete;
   Engine& operator=(const Engine&) = delete;
   virtual ~Engine() = default;
+
+  /// What --database names.
+  virtual std::string address() const = 0;
 
   /// Opens the database, once more when it is open already.
   virtual std::unique_ptr<collector::Storage> open(collector::StorageOptions options = {}) = 0;

@@ -5,6 +5,8 @@ namespace {
 
 class PostgresEngine : public Engine {
  public:
+  std::string address() const override { return address_; }
+
   std::unique_ptr<collector::Storage> open(collector::StorageOptions options) override {
     options.database = address_;
     return collector::openStorage(options);

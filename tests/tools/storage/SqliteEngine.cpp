@@ -5,8 +5,10 @@ namespace {
 
 class SqliteEngine : public Engine {
  public:
+  std::string address() const override { return folder_ / "kept.db"; }
+
   std::unique_ptr<collector::Storage> open(collector::StorageOptions options) override {
-    options.database = folder_ / "kept.db";
+    options.database = address();
     return collector::openStorage(options, collector::FieldMapping());
   }
 

@@ -33,8 +33,8 @@ constexpr const char* kRequestColumns =
 constexpr const char* kRecordColumns =
     R"(SELECT id, request, time, path, type, subType, event, "values", raw, problem FROM records )";
 
-// Who holds the numbers and does not go on loses its connection, so that the other servers can. The rows of a transaction
-// are in memory while they are inserted.
+// Who holds the numbers and does not go on loses its connection, so that the other servers can. The rows of a
+// transaction are in memory while they are inserted.
 constexpr const char* kSession =
     "SET idle_in_transaction_session_timeout = '10s'; SET work_mem = '64MB'; SET synchronous_commit = ";
 
@@ -127,8 +127,9 @@ class PostgresStorage : public Storage {
     writing_.use([](postgres::Connection& connection) { postgres::createTables(connection); });
   }
 
-  void add(std::span<Arrival* const> arrivals) override {
-    writing_.use([&](postgres::Connection& connection) { add(connection, arrivals); });
+  using Storage::add;
+  void add(std::span<Arrival* const> arrivals, const std::optional<Progress>& progress) override {
+    writing_.use([&](postgres::Connection& connection) { add(connection, arrivals, progress); });
   }
 
   std::vector<RequestRow> requests(std::int64_t since, std::int64_t limit) override {
@@ -208,6 +209,11 @@ class PostgresStorage : public Storage {
             .problems = rows.number(0, 3)};
   }
 
+  std::int64_t progressOf(const std::string& source) override {
+    const Rows rows = read(Statement("SELECT request FROM progress WHERE source = $1").bind(source));
+    return rows.size() == 0 ? 0 : rows.number(0, 0);
+  }
+
   bool tidy() override {
     if (options_.mostDays == 0) return false;
     return writing_.use([this](postgres::Connection& connection) {
@@ -216,7 +222,8 @@ class PostgresStorage : public Storage {
   }
 
  private:
-  void add(postgres::Connection& connection, std::span<Arrival* const> arrivals) {
+  void add(postgres::Connection& connection, std::span<Arrival* const> arrivals,
+           const std::optional<Progress>& progress) {
     const std::string day = dayOf(arrivals.front()->request.time);
     if (day != std::exchange(today_, {})) postgres::createDay(connection, day);
     Column keys(Type::bytes);
@@ -242,6 +249,13 @@ class PostgresStorage : public Storage {
       }
     }
     statements.push_back(Statement("UPDATE last SET request = $1, record = $2").bind(last.request).bind(last.record));
+    if (progress) {
+      statements.push_back(
+          Statement("INSERT INTO progress VALUES ($1, $2) ON CONFLICT (source) DO UPDATE SET request = "
+                    "excluded.request")
+              .bind(progress->source)
+              .bind(progress->request));
+    }
     statements.emplace_back("COMMIT");
     connection.run(statements);
     today_ = day;

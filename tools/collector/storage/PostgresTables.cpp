@@ -22,6 +22,7 @@ CREATE TABLE IF NOT EXISTS last (request bigint NOT NULL, record bigint NOT NULL
 INSERT INTO last SELECT 0, 0 WHERE NOT EXISTS (SELECT FROM last);
 CREATE TABLE IF NOT EXISTS days (day text PRIMARY KEY, cleared bigint NOT NULL DEFAULT 0);
 CREATE TABLE IF NOT EXISTS keys (key bytea PRIMARY KEY);
+CREATE TABLE IF NOT EXISTS progress (source text PRIMARY KEY, request bigint NOT NULL);
 CREATE TABLE IF NOT EXISTS requests (
   id bigint NOT NULL, day text NOT NULL, time text NOT NULL, method text NOT NULL, path bytea NOT NULL,
   query bytea NOT NULL, contentType bytea NOT NULL, bytes bigint NOT NULL, answered text NOT NULL,

@@ -178,7 +178,8 @@ class SqliteStorage : public Storage {
     reader_.emplace(reading_ ? *reading_ : writing_);
   }
 
-  void add(std::span<Arrival* const> arrivals) override {
+  using Storage::add;
+  void add(std::span<Arrival* const> arrivals, const std::optional<Progress>& progress) override {
     const std::lock_guard lock(writing_.mutex);
     sqlite::Connection& connection = writing_.connection;
     sqlite::Transaction transaction(connection);
@@ -197,6 +198,7 @@ class SqliteStorage : public Storage {
       facts_.count(arrival->request);
     }
     setLast_.bind(last.request, last.record).run();
+    if (progress) setProgress_.bind(progress->source, progress->request).run();
     if (options_.mostRequests > 0) schema::dropUpTo(connection, last.request - options_.mostRequests);
     transaction.commit();
   }
@@ -220,6 +222,11 @@ class SqliteStorage : public Storage {
     return reader_->arrivals(from, to);
   }
 
+  std::int64_t progressOf(const std::string& source) override {
+    const std::lock_guard lock(writing_.mutex);
+    return firstRow(progress_.bind(source), firstNumber).value_or(0);
+  }
+
   bool tidy() override {
     if (options_.mostDays == 0) return false;
     const std::lock_guard lock(writing_.mutex);
@@ -240,6 +247,8 @@ class SqliteStorage : public Storage {
   std::optional<DayWriter> today_;
   sqlite::Statement last_{writing_.connection, "SELECT request, record FROM last"};
   sqlite::Statement setLast_{writing_.connection, "UPDATE last SET request = ?, record = ?"};
+  sqlite::Statement progress_{writing_.connection, "SELECT request FROM progress WHERE source = ?"};
+  sqlite::Statement setProgress_{writing_.connection, "INSERT OR REPLACE INTO progress VALUES (?, ?)"};
   sqlite::Statement addKey_{writing_.connection, "INSERT INTO keys VALUES (?) ON CONFLICT DO NOTHING"};
 };
 

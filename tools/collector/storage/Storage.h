@@ -20,6 +20,12 @@ class CannotOpen : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
+/// How far the requests of another database were copied.
+struct Progress {
+  std::string source;  ///< the path of its file
+  std::int64_t request = 0;
+};
+
 /// The requests that arrived, and their records.
 ///
 /// Failure: an exception that is a std::exception, whose text names the reason.
@@ -32,10 +38,11 @@ class Storage {
   virtual ~Storage() = default;
 
   /// Stores the arrivals in one transaction and sets their numbers. A record that is stored already, with this or an
-  /// earlier request, is not stored again. When it returns, they survive the end
-  /// of the process and of the machine. When it throws, none is stored, unless the connection to the database was lost
-  /// while the transaction was committed.
-  virtual void add(std::span<Arrival* const> arrivals) = 0;
+  /// earlier request, is not stored again. `progress` is stored with them. When it returns, they survive the end of the
+  /// process and of the machine. When it throws, none is stored, unless the connection to the database was lost while
+  /// the transaction was committed.
+  virtual void add(std::span<Arrival* const> arrivals, const std::optional<Progress>& progress) = 0;
+  void add(std::span<Arrival* const> arrivals) { add(arrivals, std::nullopt); }
 
   /// The next rows after `since`, oldest first: at most `limit`, and fewer when they are large. Empty only when there
   /// are no more.
@@ -57,6 +64,9 @@ class Storage {
 
   /// Sums over the requests of the minutes of a window, its ends included.
   virtual ArrivalCounts arrivals(ConnectionFact::Time from, ConnectionFact::Time to) = 0;
+
+  /// The request of a source up to which its requests were copied; 0 when there is none.
+  virtual std::int64_t progressOf(const std::string& source) = 0;
 
   /// Deletes what is to be kept no longer, as much as takes no long time. Returns true when there is more.
   virtual bool tidy() = 0;
