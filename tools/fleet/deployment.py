@@ -59,8 +59,8 @@ class Disk:
 
     @contextlib.contextmanager
     def filled(self):
-        disk = os.statvfs(self._folder)
-        self._resize((disk.f_blocks - disk.f_bfree) * disk.f_frsize)
+        while not self._resize(self._used_bytes()):
+            pass  # more was written meanwhile
         try:
             yield
         finally:
@@ -70,8 +70,14 @@ class Disk:
         if self.is_mounted:
             subprocess.run(["umount", self._folder], check=True)
 
+    def _used_bytes(self):
+        disk = os.statvfs(self._folder)
+        return (disk.f_blocks - disk.f_bfree) * disk.f_frsize
+
     def _resize(self, size):
-        subprocess.run(["mount", "-o", f"remount,size={size}", self._folder], check=True)
+        """False for a size below what is used."""
+        mount = ["mount", "-o", f"remount,size={size}", self._folder]
+        return subprocess.run(mount, stderr=subprocess.DEVNULL).returncode == 0
 
 
 class Deployment:
