@@ -98,14 +98,14 @@ TEST_F(CollectorExport, GivesAllValuesWhenNoFieldIsNamed) {
 
 TEST_F(CollectorExport, BeginsAfterARecordAndIsNotShortenedByItsLength) {
   const std::string body =
-      "<connectionList>" + repeated("<r><a>" + std::string(10'000, 'x') + "</a></r>", 2000) + "</connectionList>";
+      "<connectionList>" + repeated("<r><a>" + std::string(10'000, 'x') + "</a></r>", 600) + "</connectionList>";
   EXPECT_EQ(client_.post("/connection", body), 200);
   const auto found = lines(get("/_export?format=jsonl&since=10").body);
-  ASSERT_EQ(found.size(), 1990U);
+  ASSERT_EQ(found.size(), 590U);
   EXPECT_EQ(nlohmann::json::parse(found.front()).at("id"), 11);
-  EXPECT_EQ(nlohmann::json::parse(found.back()).at("id"), 2000);
-  EXPECT_EQ(get("/_export?since=2000").body, "");
-  EXPECT_EQ(lines(get("/_export?format=csv&since=2000").body).size(), 1U) << "the head";
+  EXPECT_EQ(nlohmann::json::parse(found.back()).at("id"), 600);
+  EXPECT_EQ(get("/_export?since=600").body, "");
+  EXPECT_EQ(lines(get("/_export?format=csv&since=600").body).size(), 1U) << "the head";
 }
 
 TEST_F(CollectorExport, RejectsWhatItDoesNotKnow) {
