@@ -9,6 +9,7 @@
 #include "sqm/delivery/internal/JournalReplay.h"
 
 #include "tests/delivery/JournalSession.h"
+#include "tests/support/Golden.h"
 
 // A journal that is taken piece by piece, as a file is read.
 
@@ -27,6 +28,9 @@ Replay replayed(std::string_view journal, std::size_t piece, Lists& lists) {
   }
   return replay.finish();
 }
+
+// The order of the bytes is that of the file, whatever the processor's is: a journal written on one is read on the other.
+TEST(JournalReplay, TheJournalIsTheSameOnEveryProcessor) { expectGoldenFile(session().bytes(), "session.journal"); }
 
 TEST(JournalReplay, PiecesOfAnySizeGiveTheSame) {
   for (std::size_t piece = 1; piece <= session().bytes().size(); ++piece) {
