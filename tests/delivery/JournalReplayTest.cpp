@@ -29,7 +29,8 @@ Replay replayed(std::string_view journal, std::size_t piece, Lists& lists) {
   return replay.finish();
 }
 
-// The order of the bytes is that of the file, whatever the processor's is: a journal written on one is read on the other.
+// The order of the bytes is that of the file, whatever the processor's is: a journal written on one is read on the
+// other.
 TEST(JournalReplay, TheJournalIsTheSameOnEveryProcessor) { expectGoldenFile(session().bytes(), "session.journal"); }
 
 TEST(JournalReplay, PiecesOfAnySizeGiveTheSame) {
