@@ -188,7 +188,7 @@ class Looks(PageTest):
     def test_the_figures_and_the_list_have_their_roles(self):
         self.assertEqual(self.js("""return [...document.querySelectorAll('[role]')].map((e) => e.getAttribute('role'))
             .filter((role, at, all) => all.indexOf(role) === at).sort()"""),
-            ["img", "listbox", "option", "search", "status"])
+            ["alert", "img", "listbox", "option", "search", "status"])
         self.assertEqual(self.complaints(), [])
 
     def test_the_whole_page_is_the_servers_own(self):
