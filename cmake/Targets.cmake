@@ -38,9 +38,10 @@ function(sqm_library name)
   add_dependencies(programs sqm_${name})
 endfunction()
 
-# sqm_compile_for_size(<target> <source>...): sources of the calling folder that run seldom, or that mostly wait for the
+# sqm_sources_for_size(<target> <source>...): adds sources of the calling folder that run seldom, or that mostly wait for the
 # system. Inlined, their code would be nearly half of a small host.
-function(sqm_compile_for_size target)
+function(sqm_sources_for_size target)
+  target_sources(${target} PRIVATE ${ARGN})
   set_property(SOURCE ${ARGN} TARGET_DIRECTORY ${target} APPEND PROPERTY
     COMPILE_OPTIONS $<$<CONFIG:RelWithDebInfo,Release>:-Os>)
 endfunction()
