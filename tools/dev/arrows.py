@@ -90,7 +90,7 @@ def fault_of(path, include):
     if not include.startswith('"sqm/'):
         if not in_library:
             return None
-        if include.startswith('"') or not include.startswith("<"):
+        if not include.startswith("<"):
             return "a header of the project is included as \"sqm/...\""
         public = path.suffix == ".h" and not internal
         allowed = STANDARD if folder in CORE else STANDARD | PUBLIC_POSIX
@@ -122,28 +122,26 @@ def header_list_faults(root):
     return faults + [f"docs/headers.md: lists {header} twice" for header in public if listed.count(header) > 1]
 
 
-def main():
-    root = pathlib.Path(__file__).resolve().parents[2]
-    faults = []
+def source_faults(path, text):
+    """The faults of one source, each with its line."""
+    in_library = path.parts[0] == "sqm"
+    if in_library and path.parts[1] not in MAY_INCLUDE:
+        return [f"{path}: the folder is not in the table of arrows, tools/dev/arrows.py"]
+    found = [(match, fault_of(path, match[1])) for match in INCLUDE.finditer(text)]
+    if in_library and not is_of_system(path):
+        found += [(match, "only sqm/platform/system uses what Linux alone has") for match in LINUX.finditer(text)]
+    lines = ((text.count("\n", 0, match.start()) + 1, match[0].strip(), wrong) for match, wrong in found if wrong)
+    return [f"{path}:{line}: {what}: {wrong}" for line, what, wrong in lines]
+
+
+def main(root):
+    faults = header_list_faults(root)
     files = 0
     for top in ("sqm", *ON_TOP):
         for file in sorted((root / top).rglob("*")):
-            if file.suffix not in (".h", ".cpp", ".m", ".mm"):
-                continue
-            files += 1
-            path = pathlib.PurePosixPath(file.relative_to(root).as_posix())
-            if path.parts[0] == "sqm" and path.parts[1] not in MAY_INCLUDE:
-                faults.append(f"{path}: the folder is not in the table of arrows, tools/dev/arrows.py")
-                continue
-            text = file.read_text(encoding="utf-8")
-            found = [(match, fault_of(path, match[1])) for match in INCLUDE.finditer(text)]
-            if path.parts[0] == "sqm" and not is_of_system(path):
-                found += [(match, "only sqm/platform/system uses what Linux alone has") for match in LINUX.finditer(text)]
-            for match, wrong in found:
-                if wrong:
-                    line = text.count("\n", 0, match.start()) + 1
-                    faults.append(f"{path}:{line}: {match[0].strip()}: {wrong}")
-    faults += header_list_faults(root)
+            if file.suffix in (".h", ".cpp", ".m", ".mm"):
+                files += 1
+                faults += source_faults(file.relative_to(root), file.read_text(encoding="utf-8"))
     for fault in faults:
         print(fault)
     print(f"{files} files, {len(faults)} faults")
@@ -151,4 +149,4 @@ def main():
 
 
 if __name__ == "__main__":
-    sys.exit(main())
+    sys.exit(main(pathlib.Path(__file__).resolve().parents[2]))
