@@ -13,6 +13,7 @@
 #include "tools/collector/storage/Days.h"
 #include "tools/collector/storage/Postgres.h"
 #include "tools/collector/storage/PostgresTables.h"
+#include "tools/collector/storage/ReadRows.h"
 
 namespace collector {
 
@@ -25,74 +26,32 @@ using postgres::Type;
 using Fact = ConnectionFact;
 using std::chrono::milliseconds;
 
-/// The total length of records after which a call reads no more.
-constexpr std::int64_t kBytesAtATime = std::int64_t{4} * 1024 * 1024;
-
-constexpr const char* kRequestColumns =
-    "SELECT id, time, method, path, query, contentType, bytes, answered, records, duplicates, problem FROM requests ";
-constexpr const char* kRecordColumns =
-    R"(SELECT id, request, time, path, type, subType, event, "values", raw, problem FROM records )";
-
 // Who holds the numbers and does not go on loses its connection, so that the other servers can. The rows of a
 // transaction are in memory while they are inserted.
 constexpr const char* kSession =
     "SET idle_in_transaction_session_timeout = '10s'; SET work_mem = '64MB'; SET synchronous_commit = ";
 
-RequestRow requestIn(const Rows& rows, int row) {
-  return {.id = rows.number(row, 0),
-          .time = rows.text(row, 1),
-          .method = rows.text(row, 2),
-          .path = rows.text(row, 3),
-          .query = rows.text(row, 4),
-          .contentType = rows.text(row, 5),
-          .bytes = rows.number(row, 6),
-          .answered = rows.text(row, 7),
-          .records = rows.number(row, 8),
-          .duplicates = rows.number(row, 9),
-          .problem = rows.textIfAny(row, 10)};
-}
+/// One of the rows, for the functions that read it.
+struct RowAt {
+  const Rows& rows;
+  int row;
 
-RecordRow recordIn(const Rows& rows, int row) {
-  return {.id = rows.number(row, 0),
-          .request = rows.number(row, 1),
-          .time = rows.text(row, 2),
-          .path = rows.text(row, 3),
-          .type = rows.text(row, 4),
-          .subType = rows.textIfAny(row, 5),
-          .event = rows.textIfAny(row, 6),
-          .values = rows.text(row, 7),
-          .raw = rows.text(row, 8),
-          .problem = rows.textIfAny(row, 9)};
-}
+  std::int64_t number(int column) const { return rows.number(row, column); }
+  std::string text(int column) const { return rows.text(row, column); }
+  std::optional<std::int64_t> numberIfAny(int column) const { return rows.numberIfAny(row, column); }
+  std::optional<std::string> textIfAny(int column) const { return rows.textIfAny(row, column); }
+};
 
-FactRow factIn(const Rows& rows, int row) {
-  const auto duration = [&](int column) {
-    return rows.isNull(row, column) ? std::nullopt : std::optional(milliseconds(rows.number(row, column)));
-  };
-  const auto signal = rows.numberIfAny(row, 13);
-  const auto isRoaming = rows.numberIfAny(row, 14);
-  return {.id = rows.number(row, 0),
-          .fact = {.time = Fact::Time(milliseconds(rows.number(row, 1))),
-                   .age = duration(2),
-                   .medium = static_cast<Fact::Medium>(rows.number(row, 3)),
-                   .isStart = rows.number(row, 4) != 0,
-                   .outcome = static_cast<Fact::Outcome>(rows.number(row, 5)),
-                   .client = rows.text(row, 6),
-                   .session = rows.text(row, 7),
-                   .network = rows.text(row, 8),
-                   .reason = rows.text(row, 9),
-                   .technology = rows.text(row, 10),
-                   .version = rows.text(row, 11),
-                   .connecting = duration(12),
-                   .signal = signal ? std::optional(static_cast<std::int32_t>(*signal)) : std::nullopt,
-                   .isRoaming = isRoaming ? std::optional(*isRoaming != 0) : std::nullopt}};
+template <typename Row>
+std::vector<Row> allOf(const Rows& rows, Row (*read)(const RowAt&)) {
+  std::vector<Row> found;
+  for (int row = 0; row < rows.size(); ++row) found.push_back(read({rows, row}));
+  return found;
 }
 
 template <typename Row>
-std::vector<Row> allOf(const Rows& rows, Row (*read)(const Rows&, int)) {
-  std::vector<Row> found;
-  for (int row = 0; row < rows.size(); ++row) found.push_back(read(rows, row));
-  return found;
+std::optional<Row> firstOf(const Rows& rows, Row (*read)(const RowAt&)) {
+  return rows.size() == 0 ? std::nullopt : std::optional(read({rows, 0}));
 }
 
 /// A connection that is made when it is needed, and anew after a failure. One thread uses it at a time.
@@ -135,7 +94,7 @@ class PostgresStorage : public Storage {
   std::vector<RequestRow> requests(std::int64_t since, std::int64_t limit) override {
     return allOf(
         read(Statement(std::string(kRequestColumns) + "WHERE id > $1 ORDER BY id LIMIT $2").bind(since).bind(limit)),
-        requestIn);
+        requestIn<RowAt>);
   }
 
   std::vector<RecordRow> records(std::int64_t since, std::int64_t limit) override {
@@ -144,24 +103,22 @@ class PostgresStorage : public Storage {
                                 .bind(since)
                                 .bind(limit));
     std::int64_t upTo = since;
-    std::int64_t bytes = 0;
+    std::size_t bytes = 0;
     for (int row = 0; row < sizes.size() && bytes < kBytesAtATime; ++row) {
       upTo = sizes.number(row, 0);
-      bytes += sizes.number(row, 1);
+      bytes += static_cast<std::size_t>(sizes.number(row, 1));
     }
     return allOf(
         read(Statement(std::string(kRecordColumns) + "WHERE id > $1 AND id <= $2 ORDER BY id").bind(since).bind(upTo)),
-        recordIn);
+        recordIn<RowAt>);
   }
 
   std::optional<RequestRow> request(std::int64_t id) override {
-    const Rows rows = read(Statement(std::string(kRequestColumns) + "WHERE id = $1").bind(id));
-    return rows.size() == 0 ? std::nullopt : std::optional(requestIn(rows, 0));
+    return firstOf(read(Statement(std::string(kRequestColumns) + "WHERE id = $1").bind(id)), requestIn<RowAt>);
   }
 
   std::optional<RecordRow> record(std::int64_t id) override {
-    const Rows rows = read(Statement(std::string(kRecordColumns) + "WHERE id = $1").bind(id));
-    return rows.size() == 0 ? std::nullopt : std::optional(recordIn(rows, 0));
+    return firstOf(read(Statement(std::string(kRecordColumns) + "WHERE id = $1").bind(id)), recordIn<RowAt>);
   }
 
   std::string headers(std::int64_t request) override {
@@ -184,14 +141,13 @@ class PostgresStorage : public Storage {
   }
 
   std::vector<FactRow> facts(Fact::Time from, const FactPosition& before, std::int64_t limit) override {
-    return allOf(read(Statement("SELECT id, time, age, medium, isStart, outcome, client, session, network, reason, "
-                                "technology, version, connecting, signal, isRoaming FROM facts "
+    return allOf(read(Statement(std::string(kFactColumns) +
                                 "WHERE time >= $1 AND (time, id) < ($2, $3) ORDER BY time DESC, id DESC LIMIT $4")
                           .bind(from.time_since_epoch().count())
                           .bind(before.time.time_since_epoch().count())
                           .bind(before.id)
                           .bind(limit)),
-                 factIn);
+                 factIn<RowAt>);
   }
 
   ArrivalCounts arrivals(Fact::Time from, Fact::Time to) override {

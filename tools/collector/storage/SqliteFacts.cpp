@@ -2,6 +2,9 @@
 
 #include <chrono>
 #include <optional>
+#include <string>
+
+#include "tools/collector/storage/ReadRows.h"
 
 namespace collector {
 
@@ -58,28 +61,6 @@ std::optional<std::int64_t> numberOf(const std::optional<milliseconds>& duration
   return duration ? std::optional<std::int64_t>(duration->count()) : std::nullopt;
 }
 
-FactRow factIn(const sqlite::Statement& row) {
-  const auto age = row.numberIfAny(2);
-  const auto connecting = row.numberIfAny(12);
-  const auto signal = row.numberIfAny(13);
-  const auto isRoaming = row.numberIfAny(14);
-  return {.id = row.number(0),
-          .fact = {.time = Fact::Time(milliseconds(row.number(1))),
-                   .age = age ? std::optional(milliseconds(*age)) : std::nullopt,
-                   .medium = static_cast<Fact::Medium>(row.number(3)),
-                   .isStart = row.number(4) != 0,
-                   .outcome = static_cast<Fact::Outcome>(row.number(5)),
-                   .client = row.text(6),
-                   .session = row.text(7),
-                   .network = row.text(8),
-                   .reason = row.text(9),
-                   .technology = row.text(10),
-                   .version = row.text(11),
-                   .connecting = connecting ? std::optional(milliseconds(*connecting)) : std::nullopt,
-                   .signal = signal ? std::optional(static_cast<std::int32_t>(*signal)) : std::nullopt,
-                   .isRoaming = isRoaming ? std::optional(*isRoaming != 0) : std::nullopt}};
-}
-
 }  // namespace
 
 SqliteFacts::SqliteFacts(sqlite::Connection& connection)
@@ -96,10 +77,8 @@ SqliteFacts::SqliteFacts(sqlite::Connection& connection)
              "UPDATE SET posts = posts + 1, records = records + excluded.records, duplicates = duplicates + "
              "excluded.duplicates, problems = problems + "
              "excluded.problems"),
-      facts_(connection,
-             "SELECT id, time, age, medium, isStart, outcome, client, session, network, reason, technology, version, "
-             "connecting, signal, isRoaming FROM facts WHERE time >= ?1 AND (time, id) < (?2, ?3) "
-             "ORDER BY time DESC, id DESC LIMIT ?4"),
+      facts_(connection, std::string(kFactColumns) +
+                             "WHERE time >= ?1 AND (time, id) < (?2, ?3) ORDER BY time DESC, id DESC LIMIT ?4"),
       arrivals_(connection,
                 "SELECT total(posts), total(records), total(duplicates), total(problems) FROM minutes WHERE minute "
                 "BETWEEN ? AND ?") {}

@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "tools/collector/storage/Days.h"
+#include "tools/collector/storage/ReadRows.h"
 #include "tools/collector/storage/Sqlite.h"
 #include "tools/collector/storage/SqliteFacts.h"
 #include "tools/collector/storage/SqliteSchema.h"
@@ -17,41 +18,6 @@
 namespace collector {
 
 namespace {
-
-/// The total length of records after which a call reads no more.
-constexpr std::size_t kBytesAtATime = std::size_t{4} * 1024 * 1024;
-
-constexpr const char* kRequestColumns =
-    "SELECT id, time, method, path, query, contentType, bytes, answered, records, duplicates, problem FROM requests ";
-constexpr const char* kRecordColumns =
-    R"(SELECT id, request, time, path, type, subType, event, "values", raw, problem FROM records )";
-
-RequestRow requestIn(const sqlite::Statement& row) {
-  return {.id = row.number(0),
-          .time = row.text(1),
-          .method = row.text(2),
-          .path = row.text(3),
-          .query = row.text(4),
-          .contentType = row.text(5),
-          .bytes = row.number(6),
-          .answered = row.text(7),
-          .records = row.number(8),
-          .duplicates = row.number(9),
-          .problem = row.textIfAny(10)};
-}
-
-RecordRow recordIn(const sqlite::Statement& row) {
-  return {.id = row.number(0),
-          .request = row.number(1),
-          .time = row.text(2),
-          .path = row.text(3),
-          .type = row.text(4),
-          .subType = row.textIfAny(5),
-          .event = row.textIfAny(6),
-          .values = row.text(7),
-          .raw = row.text(8),
-          .problem = row.textIfAny(9)};
-}
 
 LastNumbers lastIn(const sqlite::Statement& row) { return {.request = row.number(0), .record = row.number(1)}; }
 std::string firstText(const sqlite::Statement& row) { return row.text(0); }
@@ -94,8 +60,8 @@ class Reader {
     return found;
   }
 
-  std::optional<RequestRow> request(std::int64_t id) { return first(oneRequest_, id, requestIn); }
-  std::optional<RecordRow> record(std::int64_t id) { return first(oneRecord_, id, recordIn); }
+  std::optional<RequestRow> request(std::int64_t id) { return first(oneRequest_, id, requestIn<sqlite::Statement>); }
+  std::optional<RecordRow> record(std::int64_t id) { return first(oneRecord_, id, recordIn<sqlite::Statement>); }
   std::optional<std::string> headers(std::int64_t request) { return first(headers_, request, firstText); }
   std::optional<std::string> body(std::int64_t request) { return first(body_, request, firstText); }
   std::optional<std::int64_t> lastRecordUpTo(std::int64_t request) { return first(lastRecord_, request, firstNumber); }
