@@ -1,8 +1,9 @@
-"""tools/fleet/fleet.py with one collector: it serves its pages, and leaves nothing behind.
+"""tools/fleet/fleet.py with one collector: it serves its pages, makes a backup, upgrades, measures, and leaves nothing behind.
 
 Arguments: the folder of the programs.
 """
 
+import json
 import os
 import pathlib
 import signal
@@ -26,9 +27,10 @@ class Run(unittest.TestCase):
         self.temporary = self.folder / "temporary"
         self.temporary.mkdir()
 
-    def start(self, programs=PROGRAMS):
+    def start(self, *options, programs=PROGRAMS):
         return subprocess.Popen(
-            [sys.executable, "-B", FLEET / "fleet.py", "--one", "--clients", "100", programs, self.folder, self.folder],
+            [sys.executable, "-B", FLEET / "fleet.py", "--one", "--clients", "100", *options, programs, self.folder,
+             self.folder],
             stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True,
             env={**os.environ, "TMPDIR": str(self.temporary), "RUN": str(self.folder)})
 
@@ -53,6 +55,31 @@ class Run(unittest.TestCase):
             self.assertIn("sqm-collector", fleet.communicate()[1])
             self.assertEqual(fleet.returncode, 1)
         self.check_that_nothing_is_left()
+
+    def figures(self, *options):
+        """What it prints when all holds that it judges."""
+        with self.start(*options) as fleet:
+            out, errors = fleet.communicate()
+        self.assertEqual(fleet.returncode, 0, out + errors)
+        self.check_that_nothing_is_left()
+        return json.loads(out[out.index("{"):])
+
+    def test_a_backup_of_a_database_that_is_written_has_what_was_answered_before(self):
+        figures = self.figures("--backup", "--speed", "7200")
+        self.assertGreater(figures["answeredBefore"], 0)
+        self.assertGreaterEqual(figures["restored"], figures["answeredBefore"])
+        self.assertGreater(figures["restoredAndSentAgain"], figures["restored"])
+        self.assertEqual(figures["restoredAndSentAgain"], figures["recordsMade"])
+
+    def test_an_upgrade_loses_nothing(self):
+        self.assertEqual(self.figures("--upgrade", "--speed", "7200")["actions"], {"restart": 1})
+
+    def test_a_measurement_names_what_each_program_takes(self):
+        with self.start("--hours", "8", "--speed", "7200") as fleet:  # too short to judge whether memory grows
+            figures = json.loads(fleet.communicate()[0])
+        self.assertEqual(figures["recordsKept"], figures["recordsMade"])
+        self.assertGreater(figures["storage"]["databaseBytes"], figures["bytesPosted"])
+        self.assertEqual(set(figures["quarters"]), {"collector one", "clients"})
 
 
 if __name__ == "__main__":

@@ -118,8 +118,9 @@ class Metrics(unittest.TestCase):
             text = fetch(address + "/metrics", authority=self.folder / "certificate.pem")
             for name in re.findall(r"^# TYPE sqm_collector_(\w+)", text, re.MULTILINE):
                 self.assertRegex(guide, rf"`{name}[`{{]")
-        alerts = re.findall(r"alert: (\w+)", (MONITORING / "alerts.yml").read_text(encoding="utf-8"))
-        self.assertEqual(sorted(alerts), sorted(re.findall(r"`(Sqm\w+)`", guide)))
+        rules = "".join(file.read_text(encoding="utf-8") for file in MONITORING.glob("*alerts.yml"))
+        alerts = re.findall(r"alert: (\w+)", rules)
+        self.assertEqual(set(alerts), set(re.findall(r"`(Sqm\w+)`", guide)))
 
     def test_a_body_that_is_too_long_is_counted(self):
         before = json.loads(self.counted("too_long"))
@@ -137,9 +138,11 @@ class Metrics(unittest.TestCase):
         address = f"127.0.0.1:{free_port()}"
         targets = [urllib.parse.urlsplit(url).netloc for url in (self.collector, self.secure)]
         (self.folder / "token").write_text(TOKEN)
-        shutil.copy(MONITORING / "alerts.yml", self.folder)
+        for rules in MONITORING.glob("*alerts.yml"):
+            shutil.copy(rules, self.folder)
         configuration = (MONITORING / "prometheus.yml").read_text(encoding="utf-8")
         configuration = configuration.replace("scrape_interval: 15s", "scrape_interval: 1s")
+        configuration, mark, cluster = configuration.partition("# The machines of a cluster")
         job = configuration[configuration.index("  - job_name"):]
         plain = job.replace("job_name: sqm-collector", "job_name: sqm-collector-plain").replace("https", "http", 1)
         plain = re.sub(r"\[.*\]", f'["{targets[0]}"]', plain)
@@ -149,7 +152,7 @@ class Metrics(unittest.TestCase):
         configuration = configuration.replace("/etc/prometheus/sqm-authority.pem", str(self.folder / "certificate.pem"))
         configuration = configuration.replace("/etc/prometheus/sqm-token", str(self.folder / "token"))
         file = self.folder / "prometheus.yml"
-        file.write_text(configuration)
+        file.write_text(configuration + mark + cluster)
         subprocess.run([Options.prometheus.with_name("promtool"), "check", "config", file], check=True,
                        stdout=subprocess.DEVNULL)
         fetch(self.collector + "/slow", b"a")

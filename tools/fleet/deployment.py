@@ -7,6 +7,7 @@ import pathlib
 import shutil
 import signal
 import socket
+import sqlite3
 import subprocess
 import sys
 import tempfile
@@ -31,12 +32,19 @@ def free_ports(count):
     return ports
 
 
-def wait_until(condition, seconds, what):
+def happens(condition, seconds):
+    """Waits until the condition is true. Returns False when it is not within the time."""
     end = time.monotonic() + seconds
     while not condition():
         if time.monotonic() > end:
-            raise Failure(f"{what} took longer than {seconds} s")
+            return False
         time.sleep(0.2)
+    return True
+
+
+def wait_until(condition, seconds, what):
+    if not happens(condition, seconds):
+        raise Failure(f"{what} took longer than {seconds} s")
 
 
 def get(url):
@@ -46,6 +54,16 @@ def get(url):
             return json.load(answer)
     except (OSError, ValueError):
         return None
+
+
+def post(url, value):
+    """Posts a value as JSON."""
+    request = urllib.request.Request(url, json.dumps(value).encode(), {"Content-Type": "application/json"})
+    try:
+        with urllib.request.urlopen(request, timeout=60):
+            pass
+    except OSError as problem:
+        raise Failure(f"{url}: {problem}") from problem
 
 
 class Disk:
@@ -88,6 +106,7 @@ class Deployment:
         self._collector = collector
         self.logs = logs
         self.collectors = []
+        self.collectors_environment = {}
         self.disks = []
 
     def __enter__(self):
@@ -111,7 +130,7 @@ class Deployment:
             disk.unmount()
         shutil.rmtree(self.folder)
 
-    def _make_folder(self, name, user=None):
+    def make_folder(self, name, user=None):
         folder = self.folder / name
         folder.mkdir(mode=0o700)
         if user:
@@ -119,23 +138,35 @@ class Deployment:
         return folder
 
     def _make_disk(self, name, user=None):
-        folder = self._make_folder(name, user)
+        folder = self.make_folder(name, user)
         self.disks.append(Disk(folder, user))
         return folder
 
-    def _start_collector(self, name, port, database, environment=None):
+    def start_collector(self, name, database, port=None):
+        """Returns its address."""
+        port = port or free_ports(1)[0]
         self.collectors.append(self.services.start(
             f"collector {name}", [self._collector, "--quiet", "--port", port, "--database", database],
-            self.logs / f"collector-{name}.log", environment=environment))
+            self.logs / f"collector-{name}.log", environment=self.collectors_environment))
+        return f"http://{LOOPBACK}:{port}"
+
+    def processes(self):
+        """The first process of each program, by its name."""
+        return self.services.processes()
+
+    def repair(self):
+        """Repairs what does not start again by itself. Returns its names."""
+        return []
 
     def has_disks(self):
         return all(disk.is_mounted for disk in self.disks)
 
-    def records(self):
-        """The texts of the records that are kept."""
+    def records(self, address=None):
+        """The texts of the records that the collector at an address keeps."""
         last = 0
         while True:
-            with urllib.request.urlopen(f"{self.address}/_export?format=jsonl&since={last}&limit=10000") as lines:
+            url = f"{address or self.address}/_export?format=jsonl&since={last}&limit=10000"
+            with urllib.request.urlopen(url) as lines:
                 some = [json.loads(line) for line in lines]
             if not some:
                 return
@@ -147,9 +178,14 @@ class Machine(Deployment):
     """One collector with SQLite."""
 
     def _start(self):
-        port = free_ports(1)[0]
-        self.address = f"http://{LOOPBACK}:{port}"
-        self._start_collector("one", port, self._make_disk("collector") / "arrived.db")
+        self.database = self._make_disk("collector") / "arrived.db"
+        self.address = self.start_collector("one", self.database)
 
     def is_whole(self):
         return self.collectors[0].is_running()
+
+    def storage(self):
+        connection = sqlite3.connect(self.database)
+        connection.execute("PRAGMA wal_checkpoint")
+        connection.close()
+        return {"databaseBytes": self.database.stat().st_size}

@@ -124,6 +124,10 @@ class Services:
         self._services.append(service)
         return service
 
+    def processes(self):
+        """The first process of each program, by its name."""
+        return {service.name: service.pid for service in self._services}
+
     def end(self):
         """Ends all of them, and whatever they have left."""
         self._is_ending.set()

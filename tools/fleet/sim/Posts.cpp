@@ -45,4 +45,10 @@ nlohmann::ordered_json Posts::json() const {
   return json;
 }
 
+nlohmann::ordered_json Posts::progressJson() const {
+  nlohmann::ordered_json progress = json();
+  progress["uploading"] = uploading_.load();
+  return progress;
+}
+
 }  // namespace fleet

@@ -32,10 +32,16 @@ class Posts {
 
   std::uint64_t answered() const { return answered_; }
 
+  /// Counts clients that begin an upload, or, with -1, have delivered it.
+  void addUploading(int change) { uploading_ += change; }
+
   /// When the last post was answered, or else when this object was made.
   Clock::time_point lastAnswer() const;
 
   nlohmann::ordered_json json() const;
+
+  /// The same and the number of clients that are uploading, those in a pause before they try again included.
+  nlohmann::ordered_json progressJson() const;
 
  private:
   mutable std::mutex mutex_;
@@ -45,6 +51,7 @@ class Posts {
   Clock::time_point lastAnswer_ = Clock::now();
   Clock::duration longestGap_{0};  // between two answers
   std::atomic<std::uint64_t> answered_ = 0;
+  std::atomic<std::int64_t> uploading_ = 0;
 };
 
 }  // namespace fleet

@@ -1,6 +1,5 @@
 #include "tools/fleet/sim/Truth.h"
 
-#include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <string>
@@ -31,19 +30,20 @@ std::string_view nameOf(Medium medium) {
   return "ethernet";
 }
 
-/// The value of the nearest rank, in seconds; null when there is none.
-Json percentile(const std::vector<std::int64_t>& sortedTenths, std::size_t percent) {
-  if (sortedTenths.empty()) return nullptr;
-  const std::size_t rank = (sortedTenths.size() * percent + 99) / 100;
-  return static_cast<double>(sortedTenths[rank - 1]) / 10;
-}
-
-Json percentiles(std::vector<std::int64_t> tenths) {
-  std::ranges::sort(tenths);
-  return {{"count", tenths.size()},
-          {"p50", percentile(tenths, 50)},
-          {"p95", percentile(tenths, 95)},
-          {"p99", percentile(tenths, 99)}};
+/// The percentiles by the nearest rank, in seconds; null when there are none. `tenths` has how often each duration was
+/// counted.
+Json percentiles(const std::map<std::int64_t, std::uint64_t>& tenths) {
+  std::uint64_t count = 0;
+  for (const auto& [value, times] : tenths) count += times;
+  const auto percentile = [&](std::uint64_t percent) -> Json {
+    std::uint64_t upTo = 0;
+    for (const auto& [value, times] : tenths) {
+      upTo += times;
+      if (100 * upTo >= count * percent) return static_cast<double>(value) / 10;
+    }
+    return nullptr;
+  };
+  return {{"count", count}, {"p50", percentile(50)}, {"p95", percentile(95)}, {"p99", percentile(99)}};
 }
 
 /// A rate of successes: over all attempts, and as the mean of the rates of each client at each network, in which no
@@ -96,7 +96,7 @@ void Truth::add(std::uint32_t client, const Day& day, const Event& event) {
 void Truth::addVpnStop(const Vpn& vpn) {
   const auto& codes = *sqm::SQMApplicationRecHelper::sharedSQMApplicationRecHelper();
   ++vpnEnds_[codes.vpnDisconnectReasonCode(vpn.endReason)];
-  vpnLengths_.push_back(10 * (vpn.end - vpn.begin).count());
+  ++vpnLengths_[10 * (vpn.end - vpn.begin).count()];
 }
 
 void Truth::addStart(std::uint32_t client, const Connection& connection) {
@@ -111,7 +111,7 @@ void Truth::addStart(std::uint32_t client, const Connection& connection) {
   }
   ++pair.succeeded;
   // Records have no field for the time that a wired connection takes.
-  if (network.medium != Medium::ethernet) connectTimes_[network.medium].push_back(connection.connectTenths);
+  if (network.medium != Medium::ethernet) ++connectTimes_[network.medium][connection.connectTenths];
 }
 
 void Truth::addStop(const Connection& connection) {
@@ -175,8 +175,10 @@ Json Truth::connectionsJson() const {
     json["byNetwork"].push_back(std::move(one));
   }
   Tenths times;
-  for (const auto& [medium, some] : connectTimes_) times.insert(times.end(), some.begin(), some.end());
-  json["secondsToConnect"] = percentiles(std::move(times));
+  for (const auto& [medium, some] : connectTimes_) {
+    for (const auto& [value, count] : some) times[value] += count;
+  }
+  json["secondsToConnect"] = percentiles(times);
   json["failures"] = failures_;
   json["ends"] = ends_;
   for (const auto& [step, drops] : drops_) {

@@ -5,7 +5,6 @@
 #include <mutex>
 #include <string_view>
 #include <utility>
-#include <vector>
 
 #include <nlohmann/json_fwd.hpp>
 
@@ -38,7 +37,7 @@ class Truth {
     std::uint64_t dropped = 0;
   };
   using Counts = std::map<std::string_view, std::uint64_t>;
-  using Tenths = std::vector<std::int64_t>;  // of a second
+  using Tenths = std::map<std::int64_t, std::uint64_t>;  // how often each duration was counted, in tenths of a second
 
   void addStart(std::uint32_t client, const Connection& connection);
   void addStop(const Connection& connection);

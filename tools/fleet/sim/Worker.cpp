@@ -105,6 +105,7 @@ void Worker::playNext() {
   client.play();
   if (client.isUploading()) {
     uploading_.try_emplace(index);
+    posts_.addUploading(1);
   } else {
     push(index);
   }
@@ -116,7 +117,7 @@ void Worker::push(std::uint32_t client) {
 
 void Worker::uploadEnded(std::uint32_t client, bool isDelivered) {
   if (isDelivered) {
-    uploading_.erase(client);
+    posts_.addUploading(-static_cast<int>(uploading_.erase(client)));
     return push(client);
   }
   auto& state = uploading_[client];

@@ -45,7 +45,7 @@ void watch(const Options& options, const Posts& posts, std::vector<std::future<s
   for (std::future<std::size_t>& worker : workers) {
     while (!isDone(worker)) {
       worker.wait_for(options.progress.value_or(std::chrono::seconds(1)));
-      if (options.progress) std::fprintf(stderr, "%s\n", posts.json().dump().c_str());
+      if (options.progress) std::fprintf(stderr, "%s\n", posts.progressJson().dump().c_str());
       if (Posts::Clock::now() - posts.lastAnswer() > options.patience && stop.exchange(Stop::now) != Stop::now) {
         std::fputs("sqm-fleet: the server does not answer\n", stderr);
       }
