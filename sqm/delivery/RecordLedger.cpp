@@ -34,8 +34,11 @@ std::int64_t RecordLedger::now() const { return host_.clock->time(); }
 
 void RecordLedger::listsLoaded(std::span<TextArray> lists) {
   if (inner_ != nullptr) inner_->listsLoaded(lists);
-  const std::lock_guard lock(mutex_);
-  for (const RecordType type : kRecordTypes) fit(kindOf(type), lists[indexOf(type)].size());
+  {
+    const std::lock_guard lock(mutex_);
+    for (const RecordType type : kRecordTypes) fit(kindOf(type), lists[indexOf(type)].size());
+  }
+  write(/*withLists=*/true);  // so that the next kill does not make the ages begin anew
 }
 
 Surplus RecordLedger::surplusOf(Lists lists, RecordType type) {
@@ -45,8 +48,11 @@ Surplus RecordLedger::surplusOf(Lists lists, RecordType type) {
 
 void RecordLedger::recordStored(Lists lists, RecordType type) {
   if (inner_ != nullptr) inner_->recordStored(lists, type);
-  const std::lock_guard lock(mutex_);
-  add(kindOf(type));
+  {
+    const std::lock_guard lock(mutex_);
+    add(kindOf(type));
+  }
+  if (lacksRemovals_ && now() != lastWrite_) write(/*withLists=*/true);
 }
 
 void RecordLedger::recordsRemoved(Lists lists, RecordType type, std::size_t count, Removal why) {
@@ -57,9 +63,10 @@ void RecordLedger::recordsRemoved(Lists lists, RecordType type, std::size_t coun
     remove(kindOf(type), count, reason);
   }
   if (reason) dropped({type, count, *reason});
-  if (inner_ != nullptr && (why == Removal::posted || now() != lastWrite_)) {
-    write(/*withLists=*/true);
-  }
+  if (inner_ == nullptr) return;
+  // After a removal by age, the times in the file must not be taken for those of the records that follow.
+  lacksRemovals_ = why != Removal::posted && why != Removal::age && now() == lastWrite_;
+  if (!lacksRemovals_) write(/*withLists=*/true);
 }
 
 void RecordLedger::saveBegins(Lists lists) {
@@ -200,6 +207,7 @@ void RecordLedger::write(bool withLists) {
     if (withLists) saved_ = kept_;
   }
   lastWrite_ = now();
+  if (withLists) lacksRemovals_ = false;
   bool isReplaced = false;
   if (const auto problem = file_->replace(savedStatisticsOf(saved_), options_.synced, isReplaced)) {
     report("cannot be written", problem);

@@ -35,11 +35,12 @@ using DropObserver = std::function<void(const Drop& drop)>;
 /// kept in a file over the end of the process.
 ///
 /// Without a journal the file describes the lists as they were saved last. With one it is written when records were
-/// posted, and after other removals at most once a second. When a process begins, records that the lists hold and the
-/// file does not know count as accepted, and records that the lists lack as lost.
+/// posted or dropped for their age, and after other removals at most once a second. When a process begins, records that
+/// the lists hold and the file does not know count as accepted, records that the lists lack as lost, and the file is
+/// written if there are any.
 ///
-/// An age is that of the record since it was stored, in whole seconds. Its limit applies when the list is used: at the
-/// next record, save or upload.
+/// An age is that of the record since it was stored, in whole seconds; of one that the file does not know, since the
+/// process began that found it. Its limit applies when the list is used: at the next record, save or upload.
 ///
 /// Ownership: `host` and `inner` are borrowed. The host's clock may be replaced later.
 /// Threading: that of the two interfaces; `statistics` on any thread.
@@ -115,7 +116,8 @@ class RecordLedger final : public RecordJournal, public UploadQueueRules {
   KeptStatistics kept_;
   bool hasNews_ = false;  // that the file does not have
 
-  KeptStatistics saved_;  // what the file is to have, where that is not `kept_`
+  KeptStatistics saved_;        // what the file is to have, where that is not `kept_`
+  bool lacksRemovals_ = false;  // the file does, which were made in the second of its last write
   bool isFailing_ = false;
   std::int64_t lastWrite_ = 0;
 };

@@ -11,6 +11,7 @@
 
 #include <gtest/gtest.h>
 
+#include "sqm/delivery/UploadSchedule.h"
 #include "sqm/manager/SQMManager.h"
 #include "sqm/platform/StandardHost.h"
 #include "sqm/testing/FakeServices.h"
@@ -83,12 +84,18 @@ class Scenario {
     options.services.console = &console_;
     if (policies_.journal) options.recording = Recording::survivesCrash;
     if (policies_.outcomes) options.accept = Accept::only2xx;
-    if (policies_.schedule) options.schedule.emplace();
+    if (policies_.schedule) {
+      options.onDelivery = [this](const Delivery& delivery) { schedule_->exchangeEnded(delivery); };
+    }
     if (policies_.limits) options.limits = Limits::ofEach(kLimit);
     if (policies_.consent) options.consent = Consent::granted;
     if (isCounting_) options.counting = StandardHost::Counting::kept;
     host_.emplace(options);
     ASSERT_TRUE(host_->makeFolders());
+    if (policies_.schedule) {
+      schedule_.emplace(*host_, ScheduleOptions(),
+                        [this] { return std::uniform_real_distribution<double>()(random_); });
+    }
     manager_.emplace(*host_);
     manager_->setDeviceType(3);
     for (const RecordType type : kRecordTypes) manager_->setURL(type, "http://server.example/");
@@ -100,11 +107,11 @@ class Scenario {
   /// Not in `begin`: the first upload starts at once.
   void startSchedule() {
     if (!policies_.schedule) return;
-    host_->schedule()->addTarget({[this] {
+    schedule_->addTarget({[this] {
       model_.startUpload(clock_.time());
       manager_->uploadSQM();
     }});
-    host_->schedule()->start();
+    schedule_->start();
     mainThread_->runAll();
     finishUploads();
   }
@@ -163,7 +170,7 @@ class Scenario {
   void upload() {
     if (policies_.schedule) {
       pass(11s);  // beyond the smallest pause
-      host_->schedule()->uploadNow();
+      schedule_->uploadNow();
       mainThread_->runAll();
       return;
     }
@@ -193,14 +200,25 @@ class Scenario {
     fs::copy(disk.path(), home_.path(), fs::copy_options::recursive);
     model_.crash();
     begin();
+    if (policies_.limits) adoptTimes();
     model_.boundAll(clock_.time());
     checkEquation();
     if (isCounting()) model_.adopt(host_->statistics());
     startSchedule();
   }
 
+  /// A record without a time begins its age with the process, and keeps it in the next one.
+  void adoptTimes() {
+    const fs::path file = fs::path(sqmFolderPath(*host_->configuration)) / kStatisticsFile;
+    if (!fs::exists(file)) return;
+    const auto kept = statisticsOf(contentOf(file));
+    ASSERT_TRUE(kept);
+    model_.adopt(kept->listTimes);
+  }
+
   void end() {
     manager_.reset();
+    schedule_.reset();
     host_.reset();
     mainThread_.reset();
   }
@@ -293,6 +311,7 @@ class Scenario {
   std::optional<testing::ManualMainThread> mainThread_;
   std::optional<testing::ScriptedHttp> http_;
   std::optional<StandardHost> host_;
+  std::optional<UploadSchedule> schedule_;  // not the host's, whose pauses are not those of the seed
   std::optional<SQMManager> manager_;
   std::vector<int> answers_ = {200, 200, 204, 404, 302, 500, 429, 0};
   int lastNumber_ = 0;

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <deque>
 #include <optional>
+#include <ranges>
 #include <utility>
 #include <vector>
 
@@ -91,13 +92,24 @@ class DeliveryModel {
     saved_ = lists_;
   }
 
-  /// The process ends without a save. What is counted then is not exact: the counts are taken over.
+  /// The process ends without a save. What is counted then is not exact: the counts are taken over, and the times.
   void crash() {
     inFlight_.reset();
     state_ = UploadState::idle;
     if (!policies_.journal) lists_ = saved_;
   }
   void adopt(const DeliveryStatistics& statistics) { counts_ = statistics.lists; }
+
+  /// The times may lack records that were dropped when the next process began.
+  void adopt(const ByType<StoredTimes>& times) {
+    for (const RecordType type : kRecordTypes) {
+      List& list = lists_[indexOf(type)];
+      auto record = list.rbegin();
+      for (const StoredTimes::Run& run : std::views::reverse(times[indexOf(type)].runs())) {
+        for (std::uint64_t each = 0; each < run.count && record != list.rend(); ++each) (record++)->time = run.time;
+      }
+    }
+  }
 
   void restart(std::int64_t now) {
     save(now);

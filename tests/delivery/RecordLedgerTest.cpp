@@ -181,6 +181,46 @@ TEST_F(RecordLedgerTest, AgesOutlastTheProcess) {
   EXPECT_EQ(counts().waiting, 1U);
 }
 
+TEST_F(RecordLedgerTest, AfterAKillTheAgeOfARecordThatTheFileLacksBeginsOnce) {
+  hasJournal_ = true;
+  limits_.lists[indexOf(kConnection)].age = 60s;
+  begin();
+  add("<a/>");
+  crash();
+  host_.clock.advance(40s);
+  crash();
+  host_.clock.advance(21s);
+  crash();
+  EXPECT_EQ(counts().of(DropReason::age), 1U);
+  EXPECT_EQ(counts().waiting, 0U);
+}
+
+TEST_F(RecordLedgerTest, AfterAKillNoRecordHasTheTimeOfOneThatWasDroppedForItsAge) {
+  hasJournal_ = true;
+  limits_.lists[indexOf(kConnection)].age = 60s;
+  begin();
+  add("<a/>");
+  host_.clock.advance(50s);
+  add("<b/>");
+  host_.clock.advance(11s);
+  ledger_->refusedBodyDropped(DropReason::bytes);  // writes the file
+  add("<c/>");                                     // drops the first
+  crash();
+  EXPECT_EQ(counts().waiting, 2U);
+}
+
+TEST_F(RecordLedgerTest, WhatTheFileLacksOfDropsIsWrittenInTheNextSecond) {
+  constexpr auto kClient = RecordType::client;
+  hasJournal_ = true;
+  limits_.lists[indexOf(kClient)].records = 1;
+  begin();
+  for (int record = 0; record < 3; ++record) store_->saveSQMRecordType(static_cast<std::int64_t>(kClient), "<a/>");
+  host_.clock.advance(1s);
+  add("<b/>");
+  crash();
+  EXPECT_EQ(ledger_->statistics().lists[indexOf(kClient)].of(DropReason::records), 2U);
+}
+
 TEST_F(RecordLedgerTest, TheCountsOutlastTheProcess) {
   begin();
   add("<a/>");
