@@ -45,6 +45,7 @@ enum Cost : std::size_t {
   kSaving,          ///< seconds per record
   kLoading,         ///< seconds per record
   kDocument,        ///< seconds per record
+  kCopying,         ///< seconds per record: `memcpy` of the document into new memory, the least that it can take
   kUpload,          ///< seconds per record
   kRecordedMemory,  ///< bytes per record that stay after recording
   kLoadedMemory,    ///< bytes per record that stay after loading
@@ -53,9 +54,9 @@ enum Cost : std::size_t {
   kUploadPeak,      ///< bytes above what there was before, per byte of the document
   kCosts
 };
-constexpr std::array<const char*, kCosts> kNames = {"recording",    "saving",          "loading",       "document",
-                                                    "upload",       "recorded memory", "loaded memory", "saving peak",
-                                                    "loading peak", "upload peak"};
+constexpr std::array<const char*, kCosts> kNames = {"recording",   "saving",       "loading",         "document",
+                                                    "copying",     "upload",       "recorded memory", "loaded memory",
+                                                    "saving peak", "loading peak", "upload peak"};
 constexpr std::size_t kTimes = kRecordedMemory;  // the costs before it are times
 
 using Costs = std::array<double, kCosts>;
@@ -159,14 +160,20 @@ void load(const std::string& home, std::size_t count, Costs& costs) {
   std::optional<sqm::SQMRecordStore> store;
   const Measured loading = measure([&] { store.emplace(client.host()); });
   const auto stays = static_cast<double>(bench::residentMemory() - before);
-  std::size_t length = 0;
-  const Measured document = measure([&] { length = store->document(kType).value_or("").size(); });
+  std::optional<std::string> text;
+  const Measured document = measure([&] { text = store->document(kType); });
+  bench::require(text.has_value(), "there is no document");
+  const std::size_t length = text->size();
+  std::string copy;
+  const Measured copying = measure([&] { copy.assign(text->data(), length); });
+  bench::require(copy.size() == length, "the copy has another size");
   const double size = static_cast<double>(length) / records;
   bench::require(size > 0.9 * kRecordSize && size < 1.1 * kRecordSize, "the records have another size");
   costs[kLoading] = loading.seconds / records;
   costs[kLoadingPeak] = std::max(0.0, loading.peak - stays) / fileSize;
   costs[kLoadedMemory] = stays / records;
   costs[kDocument] = document.seconds / records;
+  costs[kCopying] = copying.seconds / records;
 }
 
 /// The upload of the list, from the call until nothing is under way. An upload of nothing comes first: it starts the
@@ -255,10 +262,10 @@ int main(int argc, char** argv) {
       return 2;
     }
   }
-  std::printf("%10s %50s %19s %12s %12s %12s\n", "", "processor time per record, us", "bytes per record", "peak, KiB",
+  std::printf("%10s %59s %19s %12s %12s %12s\n", "", "processor time per record, us", "bytes per record", "peak, KiB",
               "peak/file", "peak/body");
-  std::printf("%10s %9s %9s %9s %9s %9s %9s %9s %12s %12s %12s\n", "records", "recording", "saving", "loading",
-              "document", "upload", "recorded", "loaded", "saving", "loading", "upload");
+  std::printf("%10s %9s %9s %9s %9s %9s %9s %9s %9s %12s %12s %12s\n", "records", "recording", "saving", "loading",
+              "document", "copying", "upload", "recorded", "loaded", "saving", "loading", "upload");
   if (file) *file << "[";
   for (const std::size_t count : counts) {
     const Costs costs = costsOf(count);

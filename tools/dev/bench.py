@@ -222,7 +222,7 @@ def arguments():
     parser.add_argument("--from", type=pathlib.Path, metavar="FILE", dest="source",
                         help="take the figures from FILE, which --json wrote, instead of measuring them")
     parser.add_argument("--largest", action="store_true",
-                        help="measure a million records, too, which takes minutes and 4 GB of memory and disk")
+                        help="measure a million records, too, which takes minutes and 5 GB of memory and disk")
     parser.add_argument("--rounds", type=int, metavar="N",
                         help=f"run each program N times (with an option above: {ROUNDS} times)")
     own, options = parser.parse_known_args()

@@ -98,10 +98,10 @@ def values_section(texts, values):
 
 
 def scale_section(texts, results):
-    steps = bench_scale.STEPS
-    rows = [(f"{size['records']:,}", *(number(size[step] * 1e6) for step in steps), number(size["loaded memory"]))
+    times = (*bench_scale.STEPS, bench_scale.COPYING)
+    rows = [(f"{size['records']:,}", *(number(size[time] * 1e6) for time in times), number(size["loaded memory"]))
             for size in results["sizes"]]
-    head = ("records", *(f"{step}, µs" for step in steps), "memory, bytes")
+    head = ("records", *(f"{step}, µs" for step in bench_scale.STEPS), "`memcpy` of the document, µs", "memory, bytes")
     drawing = f"![The processor time for one record, by the number of records]({DRAWING.removeprefix('docs/')})"
     return [drawing, "", *table(head, ["---:"] * len(head), rows), "", *values_section(texts, results["scale"])]
 

@@ -9,6 +9,7 @@ import tempfile
 
 PROGRAM = "bench_scale"
 STEPS = ("recording", "saving", "loading", "document", "upload")
+COPYING = "copying"  # the document into new memory, which bounds its time and that of the upload
 
 GROWTH_AIM = 1.2  # of the cost of a record, from the shortest list to the longest
 LOADING_AIM = 1.2  # bytes of memory above what stays, for each byte of the file
