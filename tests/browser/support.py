@@ -9,7 +9,6 @@ import signal
 import subprocess
 import sys
 import tempfile
-import time
 import unittest
 import urllib.parse
 from xml.sax.saxutils import escape
@@ -24,8 +23,9 @@ try:
 except ImportError:
     sys.exit("The browser tests need Selenium for Debian's Python: apt-get install python3-selenium")
 
-PATIENCE = 60  # seconds for a condition to become true: it takes milliseconds, but the machine may be busy
 SOURCES = pathlib.Path(__file__).resolve().parents[2]
+sys.path.insert(0, str(SOURCES / "tests/support"))
+from waiting import PATIENCE, until
 
 WIDE = (1280, 860)
 PHONE = (360, 740)
@@ -70,18 +70,6 @@ return [...document.querySelectorAll('a, button, input, select, summary, [tabind
 class Options:
     programs = None  # the folder of the built programs
     screenshots = None  # where pictures go
-
-
-def until(condition, what):
-    """The first true value that `condition` gives."""
-    end = time.monotonic() + PATIENCE
-    while True:
-        value = condition()
-        if value:
-            return value
-        if time.monotonic() > end:
-            raise AssertionError(f"not within {PATIENCE} s: {what}")
-        time.sleep(0.02)
 
 
 class Collector:

@@ -10,32 +10,22 @@ import ssl
 import subprocess
 import sys
 import tempfile
-import time
 import unittest
 import urllib.error
 import urllib.parse
 import urllib.request
 
-PATIENCE = 120  # seconds for a condition to become true: it takes one, but the machine may be busy
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 MONITORING = ROOT / "tools/fleet/monitoring"
 TOKEN = "0123456789abcdef"
+
+sys.path.insert(0, str(ROOT / "tests/support"))
+from waiting import PATIENCE, until
 
 
 class Options:
     programs = None  # the folder of the built programs
     prometheus = None  # the program
-
-
-def until(condition, what):
-    end = time.monotonic() + PATIENCE
-    while True:
-        value = condition()
-        if value:
-            return value
-        if time.monotonic() > end:
-            raise AssertionError(f"not within {PATIENCE} s: {what}")
-        time.sleep(0.05)
 
 
 def free_port():
