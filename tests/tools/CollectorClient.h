@@ -88,6 +88,13 @@ class RawConnection {
     return true;
   }
 
+  /// Receives some of what has arrived, without waiting.
+  void receiveSome() {
+    char buffer[16384];
+    const ssize_t count = ::recv(socket_, buffer, sizeof buffer, MSG_DONTWAIT);
+    if (count > 0) read_.append(buffer, static_cast<std::size_t>(count));
+  }
+
   /// Nothing more will be sent.
   void finish() const { ::shutdown(socket_, SHUT_WR); }
 

@@ -1,5 +1,7 @@
 // Clients that send a lot, many at once, slowly, or wrongly. The collection server serves all others meanwhile.
 
+#include <chrono>
+#include <cstddef>
 #include <memory>
 #include <string>
 #include <thread>
@@ -157,6 +159,20 @@ TEST(CollectorClients, ThatDoNotReadTheirAnswerAreGivenUp) {
   deaf.send("GET /_requests/1/body HTTP/1.1\r\nHost: localhost\r\n\r\n");
   deaf.readUntil("\r\n");
   EXPECT_EQ(client.post("/sqm", ""), 200) << "its place is free again";
+}
+
+TEST(CollectorClients, ThatReadTheirAnswerSlowlyGetAllOfIt) {
+  constexpr std::size_t kLength = 8'000'000;
+  CollectorClient client({"--stall", "1"});
+  EXPECT_EQ(client.post("/queue", repeated("a", kLength)), 200);
+  RawConnection slow(client.port());
+  slow.send("GET /_requests/1/body HTTP/1.1\r\nHost: localhost\r\nConnection: close\r\n\r\n");
+  for (int i = 0; i < 30; ++i) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    slow.receiveSome();
+  }
+  const std::string answer = slow.readAll();
+  EXPECT_EQ(answer.size() - answer.find("\r\n\r\n") - 4, kLength);
 }
 
 TEST(CollectorClients, BeyondTheLimitWaitForTheirTurn) {

@@ -1,9 +1,12 @@
 // Many connections at a time: they take no thread while they have no request, and keep neither posts nor readers out.
 
+#include <atomic>
 #include <chrono>
 #include <cstdlib>
+#include <functional>
 #include <memory>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -62,6 +65,71 @@ TEST(CollectorCrowd, OfPostsKeepsNoReaderOut) {
   slow.front()->send("a");
   for (const auto& connection : waiting) EXPECT_TRUE(connection->readUntil("kept\n").starts_with("HTTP/1.1 200 "));
   EXPECT_EQ(client.get("/_requests").size(), 21U);
+}
+
+TEST(CollectorCrowd, OfAnnouncementsTakesNoRoomFromWhatIsShort) {
+  CollectorClient client({"--posts", "16", "--in-flight", "1", "--stall", "300"});
+  const std::string body = repeated("a", 1'000'000);
+  const Crowd announcing =
+      crowd(client.port(), 8, "POST /queue HTTP/1.1\r\nContent-Length: " + std::to_string(body.size()) + "\r\n\r\na");
+  EXPECT_EQ(client.post("/queue", repeated("a", 30'000)), 200) << "within its share of 32 KiB";
+  for (const auto& connection : announcing) connection->send(body.substr(1));
+  for (const auto& connection : announcing) EXPECT_TRUE(connection->readUntil("kept\n").starts_with("HTTP/1.1 200 "));
+}
+
+/// Does something again and again while it exists.
+class Meanwhile {
+ public:
+  explicit Meanwhile(const std::function<void()>& act)
+      : thread_([this, act] {
+          while (!isOver_) {
+            act();
+            std::this_thread::sleep_for(std::chrono::milliseconds(20));
+          }
+        }) {}
+  Meanwhile(const Meanwhile&) = delete;
+  Meanwhile& operator=(const Meanwhile&) = delete;
+  ~Meanwhile() {
+    isOver_ = true;
+    thread_.join();
+  }
+
+ private:
+  std::atomic<bool> isOver_ = false;
+  std::thread thread_;
+};
+
+TEST(CollectorCrowd, OfSlowPostsGivesWayToThoseThatWait) {
+  CollectorClient client({"--posts", "2", "--stall", "1"});
+  const Crowd slow = crowd(client.port(), 2, "POST /queue HTTP/1.1\r\nContent-Length: 1000000\r\n\r\n");
+  const Meanwhile sending([&slow] {
+    for (const auto& connection : slow) connection->send("a");
+  });
+  EXPECT_EQ(client.post("/queue", "a"), 200);
+}
+
+TEST(CollectorCrowd, OfSlowPostsIsServedWhenNobodyWaits) {
+  CollectorClient client({"--posts", "1", "--stall", "1"});
+  RawConnection slow(client.port());
+  slow.send("POST /queue HTTP/1.1\r\nContent-Length: 30\r\n\r\n");
+  for (int i = 0; i < 30; ++i) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    slow.send("a");
+  }
+  EXPECT_TRUE(slow.readUntil("kept\n").starts_with("HTTP/1.1 200 "));
+}
+
+TEST(CollectorCrowd, OfSlowReadersKeepsNoReaderOut) {
+  CollectorClient client({"--watchers", "0", "--stall", "1"});
+  const std::string record = "<r><a>" + std::string(1000, 'x') + "</a></r>";
+  EXPECT_EQ(client.post("/connection", "<connectionList>" + repeated(record, 15'000) + "</connectionList>"), 200);
+  const Crowd slow = crowd(client.port(), 64, "GET /_export HTTP/1.1\r\nHost: localhost\r\n\r\n");
+  for (const auto& connection : slow) connection->readUntil("\r\n\r\n");
+  const Meanwhile reading([&slow] {
+    for (const auto& connection : slow) connection->receiveSome();
+  });
+  EXPECT_EQ(client.http().Get("/")->status, 200);
+  EXPECT_EQ(client.post("/queue", "a"), 200);
 }
 
 TEST(CollectorCrowd, BeyondTheLimitGivesWayToNewConnections) {

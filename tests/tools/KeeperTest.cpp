@@ -156,6 +156,20 @@ TEST_F(KeeperTest, AdmitsABodyThatIsLongerThanTheLimitAloneAndInItsTurn) {
   EXPECT_TRUE(keeper.makeRoom(100, in(kPatience)));
 }
 
+TEST_F(KeeperTest, LetsABodyWithinItsShareWaitForNoOther) {
+  Keeper shared{storage, {.patience = kPatience, .bytesInFlight = 100, .bodies = 5}};
+  ASSERT_EQ(shared.share(), 10U);
+  auto announced = shared.makeRoom(1000, in(kPatience));
+  EXPECT_TRUE(announced);
+  EXPECT_FALSE(shared.makeRoom(11, in(milliseconds(10))));
+  const auto first = shared.makeRoom(10, Clock::now());
+  const auto second = shared.makeRoom(10, Clock::now());
+  EXPECT_TRUE(first && second);
+  announced.shrinkTo(10);
+  EXPECT_TRUE(shared.makeRoom(50, in(kPatience))) << "it is back within its share";
+  EXPECT_EQ(shared.counters().bytesInFlight, 30U);
+}
+
 TEST_F(KeeperTest, EndsWithEverythingStoredOrGivenUp) {
   storage.impossible = {"/never"};
   auto never = keep("/never");

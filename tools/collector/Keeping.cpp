@@ -2,6 +2,7 @@
 #include <chrono>
 #include <cstdint>
 #include <cstdio>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <stdexcept>
@@ -28,6 +29,7 @@ using std::chrono::milliseconds;
 
 constexpr const char* kText = "text/plain";
 constexpr std::string_view kKept = "kept\n";
+constexpr std::string_view kNotInTime = "the body could not be stored in time";
 constexpr std::size_t kLongestFaults = std::size_t{1} << 20;
 
 std::string utcNow() { return sqm::isoTimeStamp(std::chrono::floor<milliseconds>(std::chrono::system_clock::now())); }
@@ -74,23 +76,40 @@ RequestHead parseHead(std::string_view text) {
   return head;
 }
 
+std::optional<std::uint64_t> announcedLength(const Request& request) {
+  return tools::numberIn<std::uint64_t>(request.get_header_value("Content-Length"));
+}
+
+/// Makes room in memory for a body of at least this length. Returns the length for which there is room, or 0 when there
+/// is none in time.
+using MakeRoom = std::function<std::size_t(std::size_t length)>;
+
 /// Reads a body of at most `longest` bytes. When it cannot be read, the request is refused.
 std::optional<std::string> readBody(Counters& counters, const Request& request, Response& response,
-                                    const httplib::ContentReader& read, std::size_t longest) {
+                                    const httplib::ContentReader& read, std::size_t longest, const MakeRoom& makeRoom) {
   std::string body;
   bool isTooLong = false;
-  const auto announced = tools::numberIn<std::uint64_t>(request.get_header_value("Content-Length"));
-  body.reserve(std::min<std::uint64_t>(announced.value_or(0), longest));
-  const bool isWhole = read([&](const char* data, std::size_t size) {
-    isTooLong = size > longest - body.size();
-    if (!isTooLong) body.append(data, size);
-    return !isTooLong;
+  bool hasRoom = true;
+  const std::uint64_t announced = announcedLength(request).value_or(0);
+  const bool isWhole = read([&, room = std::size_t{0}](const char* data, std::size_t size) mutable {
+    const std::size_t length = body.size() + size;
+    isTooLong = length > longest;
+    if (!isTooLong && length > room) {
+      room = makeRoom(length);
+      hasRoom = length <= room;
+      body.reserve(std::min<std::uint64_t>(announced, room));
+    }
+    if (isTooLong || !hasRoom) return false;
+    body.append(data, size);
+    return true;
   });
   counters.add(Count::postBytes, body.size());
   if (isWhole) return body;
   if (isTooLong) {
     HttpServer::connection().endBy(Connection::End::drain);
     refuseTooLong(counters, response, longest);
+  } else if (!hasRoom) {
+    refusePost(counters, Count::postsFailed, kNotInTime);
   } else {
     refusePost(counters, Count::postsIncomplete, "the body is not all there");
   }
@@ -128,8 +147,7 @@ void answer(Response& response, const std::optional<FaultRule>& fault) {
 /// The longest that a body can be in memory, as sent and decoded.
 std::size_t lengthInMemory(const Request& request, bool isGzip, std::size_t longest) {
   constexpr std::size_t kMostOfOneByte = 1032;  // a byte of deflate (RFC 1951) becomes no more bytes than that
-  const auto announced = tools::numberIn<std::uint64_t>(request.get_header_value("Content-Length"));
-  const std::size_t sent = std::min<std::uint64_t>(announced.value_or(longest), longest);
+  const std::size_t sent = std::min<std::uint64_t>(announcedLength(request).value_or(longest), longest);
   return isGzip ? sent + std::min(sent * kMostOfOneByte, longest) : sent;
 }
 
@@ -143,19 +161,27 @@ void print(const RequestRow& kept) {
 /// Reads a body and stores it. What is not stored is refused.
 void keep(const Services& services, std::size_t longest, const Request& request, Response& response,
           const httplib::ContentReader& read) {
-  const auto fail = [&services] {
-    refusePost(services.counters, Count::postsFailed, "the body could not be stored in time");
-  };
-  const auto until = services.keeper.deadline();
+  Keeper& keeper = services.keeper;
+  const auto fail = [&services] { refusePost(services.counters, Count::postsFailed, kNotInTime); };
+  const auto until = keeper.deadline();
   RequestHead head = parseHead(HttpServer::connection().head());
-  auto room = services.keeper.makeRoom(lengthInMemory(request, head.isGzip, longest), until);
-  if (!room) return fail();
-  auto received = readBody(services.counters, request, response, read, longest);
+  // A body that announces much and sends little takes no more than its share.
+  const std::size_t most = lengthInMemory(request, head.isGzip, longest);
+  InFlight::Room room;
+  const auto makeRoom = [&](std::size_t length) {
+    room = keeper.makeRoom(length <= keeper.share() ? std::min(most, keeper.share()) : most, until);
+    return room.bytes();
+  };
+  auto received = readBody(services.counters, request, response, read, longest, makeRoom);
   if (!received) return;
   std::string body = *std::move(received);
   if (head.isGzip) {
     try {
-      auto decoded = gunzip(body, longest);
+      auto decoded = gunzip(body, std::min(longest, room.bytes() - body.size()));
+      if (!decoded && room.bytes() < most) {
+        if (makeRoom(most) == 0) return fail();
+        decoded = gunzip(body, longest);
+      }
       if (!decoded) return refuseTooLong(services.counters, response, longest);
       body = *std::move(decoded);
     } catch (const std::invalid_argument&) {
@@ -172,7 +198,7 @@ void keep(const Services& services, std::size_t longest, const Request& request,
   room.shrinkTo(body.size());
   const auto arrival =
       std::make_shared<Arrival>(std::move(row), pairsJson(head.headers), std::move(body), services.fields);
-  if (!services.keeper.keep(arrival, std::move(room), until)) return fail();
+  if (!keeper.keep(arrival, std::move(room), until)) return fail();
   services.counters.add(Count::postsKept);
   services.events.notifyArrival();
   if (!services.isQuiet) print(arrival->request);
@@ -198,7 +224,8 @@ void addKeeping(HttpServer& server, const Services& services) {
   const auto take = [services, largestBody](const Request& request, Response& response,
                                             const httplib::ContentReader& read) {
     if (!isOwn(request.path)) return keep(services, largestBody, request, response, read);
-    const auto body = readBody(services.counters, request, response, read, kLongestFaults);
+    const auto body = readBody(services.counters, request, response, read, kLongestFaults,
+                               [](std::size_t) { return kLongestFaults; });
     if (!body) return;
     if (request.method == "PUT" && request.path == "/_faults") {
       replaceFaults(services.faults, *body, response);

@@ -160,6 +160,7 @@ int readOptions(int argc, char** argv, Options& options) {
     return kBadInput;
   }
   options.limits.reads += options.watchers;
+  options.keeping.bodies = options.limits.posts;
   return -1;
 }
 

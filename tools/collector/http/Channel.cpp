@@ -11,6 +11,8 @@ namespace collector {
 
 namespace {
 
+constexpr int kMostUnsent = 64 * 1024;  // bytes
+
 Transfer transferOf(ssize_t count, short event) {
   if (count >= 0) return {.count = count};
   return {.count = -1, .awaited = errno == EAGAIN ? event : short{0}};
@@ -21,6 +23,9 @@ Transfer transferOf(ssize_t count, short event) {
 Channel::Channel(int socket) : socket_(socket) {
   const int on = 1;
   setsockopt(socket_, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);  // the engine writes head and body apart
+  // The system's buffer of a slow reader stays small, and there is room in it again as soon as the reader has read
+  // some.
+  setsockopt(socket_, IPPROTO_TCP, TCP_NOTSENT_LOWAT, &kMostUnsent, sizeof kMostUnsent);
 }
 
 Channel::~Channel() { close(socket_); }

@@ -16,6 +16,7 @@ using std::chrono::milliseconds;
 
 constexpr std::size_t kBuffer = 64 * 1024;       // also the longest head
 constexpr std::size_t kLongestLine = 16 * 1024;  // of the head, or between the chunks of a body
+constexpr milliseconds kBetweenChecks{250};      // whether others need the thread of a slow client
 
 /// What to wait for after a transfer without bytes.
 Connection::Progress progressOf(const Transfer& transfer) {
@@ -40,6 +41,7 @@ Connection::Progress Connection::receiveHead() {
   if (isHeadRead_) {  // the request before is finished
     isHeadRead_ = false;
     lineLength_ = 0;
+    waited_ = {};
     headDeadline_ = Clock::now() + limits_.keepAlive;
     deadline_ = {};
     searched_ = bufferBegin_;
@@ -134,13 +136,18 @@ ssize_t Connection::write(const char* data, std::size_t size) {
   return static_cast<ssize_t>(written);
 }
 
-/// Returns false when none of the events occurs before `until`.
-bool Connection::waitFor(short events, Clock::time_point until) const {
+/// Returns false when none of the events occurs before `until`, or when the connection gives way.
+bool Connection::waitFor(short events, Clock::time_point until) {
   for (;;) {
-    const auto left = std::chrono::ceil<milliseconds>(until - Clock::now()).count();
+    const auto begin = Clock::now();
+    const auto longest = std::clamp(std::chrono::ceil<milliseconds>(until - begin), milliseconds(0), kBetweenChecks);
     pollfd descriptor = {.fd = socket(), .events = events, .revents = 0};
-    const int count = poll(&descriptor, 1, static_cast<int>(std::max<milliseconds::rep>(left, 0)));
-    if (count >= 0 || errno != EINTR) return count > 0;
+    const int count = poll(&descriptor, 1, static_cast<int>(longest.count()));
+    const bool hasFailed = count < 0 && errno != EINTR;
+    const auto now = Clock::now();
+    waited_ += now - begin;
+    hasGivenWay_ = waited_ > limits_.stall && threads_->mustGiveWay();
+    if (count > 0 || hasFailed || hasGivenWay_ || now >= until) return count > 0 && !hasGivenWay_;
   }
 }
 

@@ -9,6 +9,7 @@
 #include <httplib.h>
 
 #include "tools/collector/http/Channel.h"
+#include "tools/collector/http/ThreadPool.h"
 
 namespace collector {
 
@@ -54,6 +55,11 @@ class Connection : public httplib::Stream {
   /// True when the head is that of a POST or PUT.
   bool isPost() const { return head_.starts_with("POST ") || head_.starts_with("PUT "); }
 
+  /// The threads of which one serves the request. When all of them are taken and other requests wait, the connection is
+  /// closed once the server has waited for the client for `Limits::stall` in all.
+  void servedBy(ThreadPool& threads) { threads_ = &threads; }
+  bool hasGivenWay() const { return hasGivenWay_; }
+
   /// Marks the end of the head for the engine: what follows is the body.
   void endHead() { isHeadRead_ = true; }
   bool isHeadRead() const { return isHeadRead_; }
@@ -95,7 +101,7 @@ class Connection : public httplib::Stream {
   socket_t socket() const override { return channel_->socket(); }
 
  private:
-  bool waitFor(short events, Clock::time_point until) const;
+  bool waitFor(short events, Clock::time_point until);
   bool hasWholeHead();
   ssize_t fill(Clock::time_point until);
 
@@ -108,6 +114,9 @@ class Connection : public httplib::Stream {
   std::size_t searched_ = 0;  ///< up to here the buffer has no end of the head
   Clock::time_point headDeadline_;
   Clock::time_point deadline_;  ///< of the whole request
+  ThreadPool* threads_ = nullptr;
+  Clock::duration waited_{0};  ///< for the client, while a thread serves the request
+  bool hasGivenWay_ = false;
   std::string head_;
   std::size_t lineLength_ = 0;
   bool isHeadRead_ = false;

@@ -132,7 +132,9 @@ void HttpServer::run(int signals, const std::function<bool()>& onSignal, const s
   ThreadPool posts(limits_.posts);
   ThreadPool reads(limits_.reads);
   ConnectionPoller poller(svr_sock_, limits_, counters_, makeChannel, [&](Connection& connection, auto done) {
-    (connection.isPost() ? posts : reads).run([this, &connection, done = std::move(done)] {
+    ThreadPool& threads = connection.isPost() ? posts : reads;
+    connection.servedBy(threads);
+    threads.run([this, &connection, done = std::move(done)] {
       serve(connection);
       done();
     });
@@ -153,6 +155,9 @@ void HttpServer::serve(Connection& connection) {
     answer(connection);
   } catch (const std::exception&) {  // no memory for the head of a request
     connection.breakOff();
+  }
+  if (connection.hasGivenWay()) {
+    counters_.warn(Count::connectionsTimedOut, aboutCurrent("was slow, and gave way to requests that waited"));
   }
   if (connection.isPost()) {
     counters_.addPostDuration(Clock::now() - begin);

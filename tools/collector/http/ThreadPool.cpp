@@ -27,6 +27,13 @@ void ThreadPool::run(std::function<void()> task) {
   hasTask_.notify_one();
 }
 
+bool ThreadPool::mustGiveWay() {
+  const std::lock_guard lock(mutex_);
+  const bool must = threads_.size() == most_ && tasks_.size() > idle_ + ending_;
+  if (must) ++ending_;
+  return must;
+}
+
 void ThreadPool::runTasks() {
   std::unique_lock lock(mutex_);
   for (;;) {
@@ -39,6 +46,7 @@ void ThreadPool::runTasks() {
     lock.unlock();
     task();
     lock.lock();
+    if (ending_ > 0) --ending_;
   }
 }
 

@@ -25,6 +25,10 @@ class ThreadPool {
   /// Throws std::system_error when there is no thread and none can be started.
   void run(std::function<void()> task);
 
+  /// Called by a task that could end before it is done. Returns true when it must, because all threads have tasks and
+  /// others wait: for as many tasks as wait.
+  bool mustGiveWay();
+
  private:
   void runTasks();
 
@@ -34,6 +38,7 @@ class ThreadPool {
   std::deque<std::function<void()>> tasks_;
   std::vector<std::thread> threads_;
   std::size_t idle_ = 0;
+  std::size_t ending_ = 0;  // tasks that give way
   bool isEnding_ = false;
 };
 

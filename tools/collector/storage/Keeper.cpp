@@ -28,7 +28,10 @@ constexpr milliseconds kBetweenTidying{60'000};
 }  // namespace
 
 Keeper::Keeper(Storage& storage, const Limits& limits)
-    : storage_(storage), limits_(limits), inFlight_(limits.bytesInFlight), writer_([this] { write(); }) {}
+    : storage_(storage),
+      limits_(limits),
+      inFlight_(limits.bytesInFlight, limits.bodies),
+      writer_([this] { write(); }) {}
 
 Keeper::~Keeper() {
   end();

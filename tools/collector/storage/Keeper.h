@@ -40,6 +40,7 @@ class Keeper {
   struct Limits {
     std::chrono::seconds patience{50};       ///< of a client: the longest time to its answer
     std::size_t bytesInFlight = 256U << 20;  ///< the total length of the bodies in memory
+    std::size_t bodies = 256;                ///< that are in memory at a time
   };
 
   /// The storage must outlive the keeper.
@@ -50,6 +51,9 @@ class Keeper {
 
   /// When a client that sends its request now gives up.
   Time deadline() const { return std::chrono::steady_clock::now() + limits_.patience; }
+
+  /// The length up to which a body waits for no room.
+  std::size_t share() const { return inFlight_.share(); }
 
   /// Waits for room for a body. False when there is none in time.
   InFlight::Room makeRoom(std::size_t bytes, Time until) { return inFlight_.makeRoom(bytes, until); }
