@@ -45,13 +45,27 @@ inline collector::RequestRow add(collector::Storage& storage, const std::string&
   return arrival->request;
 }
 
+/// All rows, which `next` gives piece by piece after a number.
+template <typename Next>
+auto allRows(const Next& next) {
+  auto all = next(std::int64_t{0});
+  for (bool isMore = !all.empty(); isMore;) {
+    const auto more = next(all.back().id);
+    all.insert(all.end(), more.begin(), more.end());
+    isMore = !more.empty();
+  }
+  return all;
+}
+
+inline std::vector<collector::RequestRow> requestsOf(collector::Storage& storage) {
+  return allRows([&storage](std::int64_t since) { return storage.requests(since, 1000); });
+}
+
 /// The texts of all stored records.
 inline std::vector<std::string> recordsOf(collector::Storage& storage) {
   std::vector<std::string> texts;
-  std::int64_t since = 0;
-  for (auto rows = storage.records(since, 1000); !rows.empty(); rows = storage.records(since, 1000)) {
-    for (const collector::RecordRow& row : rows) texts.push_back(row.raw);
-    since = rows.back().id;
+  for (const auto& row : allRows([&storage](std::int64_t since) { return storage.records(since, 1000); })) {
+    texts.push_back(row.raw);
   }
   return texts;
 }

@@ -32,8 +32,8 @@ class MigrationTest : public testing::Test {
     const auto from = openStorage({.database = source});
     const auto to = engine->open();
     EXPECT_EQ(recordsOf(*to), recordsOf(*from));
-    const auto requests = from->requests(0, 10'000);
-    const auto copies = to->requests(0, 10'000);
+    const auto requests = requestsOf(*from);
+    const auto copies = requestsOf(*to);
     ASSERT_EQ(copies.size(), requests.size());
     for (std::size_t i = 0; i < copies.size(); ++i) {
       EXPECT_EQ(copies[i].time, requests[i].time);

@@ -5,7 +5,7 @@
 
 #include <gtest/gtest.h>
 
-#include "tests/tools/CollectorClient.h"
+#include "tests/support/Programs.h"
 #include "tests/tools/storage/Arrivals.h"
 #include "tests/tools/storage/PostgresServer.h"
 #include "tools/collector/storage/Postgres.h"
@@ -23,6 +23,14 @@ class PostgresTest : public testing::Test {
     Connection connection(PostgresServer::shared().address());
     while (connection.run({Statement(query)})[0].size() == 0) {
     }
+  }
+
+  /// Has each commit wait for a standby of this name; an empty one ends that.
+  static void setStandby(const std::string& name) {
+    Connection connection(PostgresServer::shared().address());
+    connection.run("ALTER SYSTEM SET synchronous_standby_names = '" + name + "'");
+    connection.run("SELECT pg_reload_conf()");
+    waitFor("SELECT 1 FROM pg_settings WHERE name = 'synchronous_standby_names' AND setting = '" + name + "'");
   }
 
   const std::string address = PostgresServer::shared().createDatabase();
@@ -43,12 +51,6 @@ TEST_F(PostgresTest, ConnectsAgainWhenItsConnectionsWereLost) {
 TEST_F(PostgresTest, TakesACommitThatItsStandbyDidNotConfirmForNone) {
   const auto storage = openStorage({.database = address});
   add(*storage, documentOf({plainRecord("1")}));
-  const auto setStandby = [](const std::string& name) {
-    Connection connection(PostgresServer::shared().address());
-    connection.run("ALTER SYSTEM SET synchronous_standby_names = '" + name + "'");
-    connection.run("SELECT pg_reload_conf()");
-    waitFor("SELECT 1 FROM pg_settings WHERE name = 'synchronous_standby_names' AND setting = '" + name + "'");
-  };
   setStandby("missing");
   auto adding = std::async(std::launch::async, [&] { add(*storage, documentOf({plainRecord("2")})); });
   waitFor("SELECT 1 FROM pg_stat_activity WHERE wait_event = 'SyncRep' AND datname = '" + database + "'");
@@ -60,16 +62,32 @@ TEST_F(PostgresTest, TakesACommitThatItsStandbyDidNotConfirmForNone) {
   EXPECT_EQ(recordsOf(*storage).size(), 3U) << "sent again, it is stored once";
 }
 
-TEST_F(PostgresTest, IsSharedByTwoServers) {
-  CollectorClient first({"--database", address});
-  CollectorClient second({"--database", address});
-  EXPECT_EQ(first.post("/connection", kDocument), 200);
-  EXPECT_EQ(second.post("/connection", kDocument), 200);
-  EXPECT_EQ(first.get("/_requests")[1].at("duplicates"), 2);
-  EXPECT_EQ(second.get("/_records").size(), 2U);
-  first.collector().kill();
-  EXPECT_EQ(second.post("/connection", documentAt(1)), 200);
-  EXPECT_EQ(second.get("/_records").size(), 4U);
+TEST_F(PostgresTest, StoresARequestOnceWhoseConnectionWasCutInItsCommit) {
+  const auto storage = openStorage({.database = address});
+  const auto arrival = arrivalOf(documentOf({plainRecord("1")}));
+  Arrival* const group[] = {arrival.get()};
+  setStandby("missing");
+  auto adding = std::async(std::launch::async, [&] { storage->add(group); });
+  waitFor("SELECT 1 FROM pg_stat_activity WHERE wait_event = 'SyncRep' AND datname = '" + database + "'");
+  Connection(PostgresServer::shared().address())
+      .run("SELECT pg_terminate_backend(pid) FROM pg_stat_activity WHERE wait_event = 'SyncRep'");
+  EXPECT_THROW(adding.get(), postgres::Error);
+  setStandby("");
+  storage->add(group);
+  EXPECT_EQ(storage->requests(0, 10).size(), 1U);
+  EXPECT_EQ(arrival->request.duplicates, 0);
+  EXPECT_EQ(recordsOf(*storage).size(), 1U);
+}
+
+TEST_F(PostgresTest, ReadsWhatAnEarlierVersionStored) {
+  const auto storage = openStorage({.database = address});
+  for (const char* day : {"2026-11-22", "2026-11-21"}) {
+    add(*storage, documentOf({plainRecord(day)}), day + std::string("T10:00:00.000Z"));
+  }
+  Connection(address).run("DELETE FROM spans");
+  add(*storage, documentOf({plainRecord("3")}), "2026-11-23T10:00:00.000Z");
+  EXPECT_EQ(recordsOf(*storage).size(), 3U);
+  EXPECT_EQ(storage->lastRecordUpTo(2), 2);
 }
 
 TEST_F(PostgresTest, IsAFailureToOpenWhenItIsNotThere) {

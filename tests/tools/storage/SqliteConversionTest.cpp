@@ -56,7 +56,7 @@ TEST(SqliteConversion, KeepsWhatTheFirstVersionStored) {
   for (unsigned i = 1; i <= 2; ++i) {
     const auto storage = openStorage({.database = folder / "kept.db"}, FieldMapping());
     EXPECT_EQ(recordsOf(*storage).size(), 6U);
-    EXPECT_EQ(storage->requests(0, 10).size(), std::size_t{2} + i);
+    EXPECT_EQ(requestsOf(*storage).size(), std::size_t{2} + i);
     EXPECT_EQ(storage->record(3)->raw, plainRecord("2"));
     EXPECT_EQ(storage->lastRecordUpTo(2), 4);
     EXPECT_EQ(storage->last().request, 2 + i);
@@ -108,6 +108,22 @@ TEST(SqliteConversion, ThatIsKilledIsDoneByTheNextStart) {
     EXPECT_EQ(recordsOf(*storage).size(), std::size_t{2 * kRequests});
     EXPECT_EQ(add(*storage, documentOf({plainRecord("1"), knownRecord("c", "300")})).duplicates, 2);
   }
+}
+
+TEST(SqliteConversion, ReadsWhatWasStoredWithoutSpans) {
+  const TemporaryFolder folder;
+  {
+    const auto storage = openStorage({.database = folder / "kept.db"});
+    for (const char* day : {"2026-11-22", "2026-11-21"}) {
+      add(*storage, documentOf({plainRecord(day)}), day + std::string("T10:00:00.000Z"));
+    }
+  }
+  sqlite::Connection(folder / "kept.db").run("DROP TABLE spans");
+  const auto storage = openStorage({.database = folder / "kept.db"});
+  add(*storage, documentOf({plainRecord("3")}), "2026-11-23T10:00:00.000Z");
+  EXPECT_EQ(recordsOf(*storage).size(), 3U);
+  EXPECT_EQ(storage->requests(0, 10).size(), 2U) << "of all days before the first span";
+  EXPECT_EQ(storage->lastRecordUpTo(2), 2);
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 // What every storage must do.
 
 #include <algorithm>
+#include <limits>
 #include <set>
 #include <string>
 #include <thread>
@@ -61,6 +62,59 @@ TEST_F(StorageTest, GoesOnWhereItWasClosed) {
   EXPECT_EQ(add(*storage, documentOf({plainRecord("1"), plainRecord("2")})).duplicates, 1);
   EXPECT_EQ(storage->last().request, 2);
   EXPECT_EQ(recordsOf(*storage), (Texts{plainRecord("1"), plainRecord("2")}));
+}
+
+TEST_F(StorageTest, ReadsInTheirOrderWhatWasStoredOnDaysThatAlternate) {
+  const Texts days = {"2026-11-22", "2026-11-21", "2026-11-21", "2026-11-22", "2026-11-23", "2026-11-20"};
+  Texts expected;
+  for (std::size_t i = 0; i < days.size(); ++i) {
+    const std::string number = std::to_string(i);
+    if (i == 4) {
+      add(*storage, "no document", days[i] + "T10:00:00.000Z");
+      continue;
+    }
+    expected.insert(expected.end(), {plainRecord(number), plainRecord(number + "b")});
+    add(*storage, documentOf({plainRecord(number), plainRecord(number + "b")}), days[i] + "T10:00:00.000Z");
+  }
+  EXPECT_EQ(recordsOf(*storage), expected);
+  std::int64_t request = 0;
+  for (const RequestRow& row : requestsOf(*storage)) EXPECT_EQ(row.id, ++request);
+  EXPECT_EQ(request, 6);
+  for (std::int64_t id = 1; id <= 6; ++id) {
+    EXPECT_EQ(storage->request(id)->time.substr(0, 10), days[static_cast<std::size_t>(id - 1)]);
+    EXPECT_EQ(storage->lastRecordUpTo(id), id < 5 ? 2 * id : 2 * id - 2);
+    EXPECT_NE(storage->body(id), "");
+  }
+  for (std::int64_t id = 1; id <= 10; ++id)
+    EXPECT_EQ(storage->record(id)->raw, expected[static_cast<std::size_t>(id - 1)]);
+  EXPECT_TRUE(storage->records(std::numeric_limits<std::int64_t>::max(), 1).empty());
+}
+
+TEST_F(StorageTest, StoresAnArrivalOnceThatIsAddedAgain) {
+  const auto first = arrivalOf(documentOf({plainRecord("1"), plainRecord("2")}));
+  const auto second = arrivalOf(documentOf({plainRecord("3")}));
+  const auto third = arrivalOf(documentOf({plainRecord("1")}));
+  Arrival* const group[] = {first.get(), second.get()};
+  Arrival* const withAnother[] = {second.get(), third.get()};
+  storage->add(group);
+  storage->add(withAnother);
+  EXPECT_EQ(second->request.id, 2);
+  EXPECT_EQ(second->request.duplicates, 0);
+  EXPECT_EQ(third->request.id, 3);
+  EXPECT_EQ(third->request.duplicates, 1);
+  EXPECT_EQ(storage->requests(0, 10).size(), 3U);
+  EXPECT_EQ(storage->last().record, 3);
+  EXPECT_EQ(storage->arrivals(*timeIn("2026-11-22T00:00:00Z"), *timeIn("2026-11-23T00:00:00Z")).posts, 3);
+}
+
+TEST_F(StorageTest, StoresAnArrivalAgainWhoseNumberAnotherGot) {
+  const auto first = arrivalOf(documentOf({plainRecord("1")}));
+  first->request.id = 1;  // by an attempt that failed
+  add(*storage, documentOf({plainRecord("2")}));
+  Arrival* const group[] = {first.get()};
+  storage->add(group);
+  EXPECT_EQ(first->request.id, 2);
+  EXPECT_EQ(recordsOf(*storage), (Texts{plainRecord("2"), plainRecord("1")}));
 }
 
 TEST_F(StorageTest, KeepsEveryByte) {
@@ -201,7 +255,7 @@ TEST_F(StorageTest, KeepsTheDaysThatItIsTo) {
   while (storage->tidy()) {
   }
   EXPECT_EQ(recordsOf(*storage), (Texts{plainRecord(days[2]), plainRecord(days[3])}));
-  EXPECT_EQ(storage->requests(0, 10).size(), 2U);
+  EXPECT_EQ(requestsOf(*storage).size(), 2U);
   EXPECT_EQ(storage->lastRecordUpTo(4), 4);
   EXPECT_EQ(add(*storage, documentOf({plainRecord(days[2])}), noon(today)).duplicates, 1) << "of an earlier day";
   EXPECT_EQ(add(*storage, documentOf({plainRecord(days[0])}), noon(today)).duplicates, 0) << "it was deleted";

@@ -9,6 +9,7 @@ namespace collector {
 
 Arrival::Arrival(RequestRow head, std::string headersJson, std::string content, const FieldMapping& fields)
     : request(std::move(head)), headers(std::move(headersJson)), body(std::move(content)) {
+  request.id = 0;
   request.bytes = static_cast<std::int64_t>(body.size());
   const ConnectionFact::Time arrival = timeIn(request.time).value_or(ConnectionFact::Time());
   RecordKeys keys(fields);

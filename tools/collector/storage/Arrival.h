@@ -54,6 +54,9 @@ class Arrival {
     }
   }
 
+  /// True after an attempt to store it, which may have stored it under its number.
+  bool isNumbered() const { return request.id != 0; }
+
   RequestRow request;
   const std::string headers;
   const std::string body;

@@ -19,8 +19,8 @@ constexpr std::int64_t kMostBytes = std::int64_t{8} << 20;
 
 using Arrivals = std::vector<std::unique_ptr<Arrival>>;
 
-/// The next requests of one day.
-Arrivals nextArrivals(Storage& from, std::int64_t since, const FieldMapping& fields) {
+/// The next requests of one day after `since`, which becomes the number of the last of them.
+Arrivals nextArrivals(Storage& from, std::int64_t& since, const FieldMapping& fields) {
   Arrivals arrivals;
   std::int64_t bytes = 0;
   for (RequestRow& row : from.requests(since, kMostRequests)) {
@@ -28,6 +28,7 @@ Arrivals nextArrivals(Storage& from, std::int64_t since, const FieldMapping& fie
     if (!arrivals.empty() && (bytes > kMostBytes || dayOf(row.time) != dayOf(arrivals.front()->request.time))) {
       break;
     }
+    since = row.id;
     std::string headers = from.headers(row.id);
     std::string body = from.body(row.id);
     arrivals.push_back(std::make_unique<Arrival>(std::move(row), std::move(headers), std::move(body), fields));
@@ -46,7 +47,6 @@ void migrate(const std::string& from, const StorageOptions& to, const FieldMappi
   for (;;) {
     const Arrivals arrivals = nextArrivals(*source, progress.request, fields);
     if (arrivals.empty()) return;
-    progress.request = arrivals.back()->request.id;
     std::vector<Arrival*> group;
     for (const auto& arrival : arrivals) group.push_back(arrival.get());
     target->add(group, progress);

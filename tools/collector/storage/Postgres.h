@@ -38,6 +38,7 @@ class Column {
   }
 
   Type type() const { return type_; }
+  std::int32_t count() const { return count_; }
   std::string array() const;
 
  private:

@@ -14,6 +14,7 @@
 #include "tools/collector/storage/Postgres.h"
 #include "tools/collector/storage/PostgresTables.h"
 #include "tools/collector/storage/ReadRows.h"
+#include "tools/collector/storage/Spans.h"
 
 namespace collector {
 
@@ -30,6 +31,10 @@ using std::chrono::milliseconds;
 // transaction are in memory while they are inserted.
 constexpr const char* kSession =
     "SET idle_in_transaction_session_timeout = '10s'; SET work_mem = '64MB'; SET synchronous_commit = ";
+
+// The planner knows the parameters, and opens only the partition of the day.
+constexpr const char* kOfDay = " WHERE ($1 = '' OR day = $1)";
+constexpr const char* kOfSpan = " WHERE ($1 = '' OR day = $1) AND id > $2 AND id < $3";
 
 /// One of the rows, for the functions that read it.
 struct RowAt {
@@ -92,46 +97,60 @@ class PostgresStorage : public Storage {
   }
 
   std::vector<RequestRow> requests(std::int64_t since, std::int64_t limit) override {
-    return allOf(
-        read(Statement(std::string(kRequestColumns) + "WHERE id > $1 ORDER BY id LIMIT $2").bind(since).bind(limit)),
-        requestIn<RowAt>);
+    return nextRows(since, spanBy(kSpanOfRequest), [&](const Span& span, std::int64_t after) {
+      return allOf(read(Statement(kRequestColumns + std::string(kOfSpan) + " ORDER BY id LIMIT $4")
+                            .bind(span.day)
+                            .bind(after)
+                            .bind(span.end)
+                            .bind(limit)),
+                   requestIn<RowAt>);
+    });
   }
 
   std::vector<RecordRow> records(std::int64_t since, std::int64_t limit) override {
-    // The sizes come first, so that no more records are read than are returned.
-    const Rows sizes = read(Statement("SELECT id, length(raw)::bigint FROM records WHERE id > $1 ORDER BY id LIMIT $2")
-                                .bind(since)
-                                .bind(limit));
-    std::int64_t upTo = since;
-    std::size_t bytes = 0;
-    for (int row = 0; row < sizes.size() && bytes < kBytesAtATime; ++row) {
-      upTo = sizes.number(row, 0);
-      bytes += static_cast<std::size_t>(sizes.number(row, 1));
-    }
-    return allOf(
-        read(Statement(std::string(kRecordColumns) + "WHERE id > $1 AND id <= $2 ORDER BY id").bind(since).bind(upTo)),
-        recordIn<RowAt>);
+    return nextRows(since, spanBy(kSpanOfRecord), [&](const Span& span, std::int64_t after) {
+      // The sizes come first, so that no more records are read than are returned.
+      const Rows sizes =
+          read(Statement("SELECT id, length(raw)::bigint FROM records" + std::string(kOfSpan) + " ORDER BY id LIMIT $4")
+                   .bind(span.day)
+                   .bind(after)
+                   .bind(span.end)
+                   .bind(limit));
+      std::int64_t upTo = after;
+      std::size_t bytes = 0;
+      for (int row = 0; row < sizes.size() && bytes < kBytesAtATime; ++row) {
+        upTo = sizes.number(row, 0);
+        bytes += static_cast<std::size_t>(sizes.number(row, 1));
+      }
+      return allOf(read(Statement(kRecordColumns + std::string(kOfSpan) + " ORDER BY id")
+                            .bind(span.day)
+                            .bind(after)
+                            .bind(upTo + 1)),
+                   recordIn<RowAt>);
+    });
   }
 
   std::optional<RequestRow> request(std::int64_t id) override {
-    return firstOf(read(Statement(std::string(kRequestColumns) + "WHERE id = $1").bind(id)), requestIn<RowAt>);
+    return firstOf(rowOf(kSpanOfRequest, kRequestColumns, id), requestIn<RowAt>);
   }
 
   std::optional<RecordRow> record(std::int64_t id) override {
-    return firstOf(read(Statement(std::string(kRecordColumns) + "WHERE id = $1").bind(id)), recordIn<RowAt>);
+    return firstOf(rowOf(kSpanOfRecord, kRecordColumns, id), recordIn<RowAt>);
   }
 
   std::string headers(std::int64_t request) override {
-    return textOf(Statement("SELECT headers FROM requests WHERE id = $1").bind(request));
+    return textOf(rowOf(kSpanOfRequest, "SELECT headers FROM requests", request));
   }
 
   std::string body(std::int64_t request) override {
-    return textOf(Statement("SELECT body FROM requests WHERE id = $1").bind(request));
+    return textOf(rowOf(kSpanOfRequest, "SELECT body FROM requests", request));
   }
 
   std::int64_t lastRecordUpTo(std::int64_t request) override {
-    const Rows rows =
-        read(Statement("SELECT lastRecord FROM requests WHERE id <= $1 ORDER BY id DESC LIMIT 1").bind(request));
+    const Rows rows = read(
+        Statement("SELECT lastRecord FROM requests" + std::string(kOfDay) + " AND id <= $2 ORDER BY id DESC LIMIT 1")
+            .bind(spanBy(kSpanOfRequest)(request).day)
+            .bind(request));
     return rows.size() == 0 ? 0 : rows.number(0, 0);
   }
 
@@ -189,16 +208,28 @@ class PostgresStorage : public Storage {
     const auto begun = connection.run({Statement("BEGIN"), Statement("SELECT request, record FROM last FOR UPDATE"),
                                        Statement("INSERT INTO keys SELECT unnest($1) ON CONFLICT DO NOTHING RETURNING "
                                                  "key")
-                                           .bind(keys)});
+                                           .bind(keys),
+                                       Statement(kLastDay)});
+    const auto stored = postgres::storedOf(connection, arrivals);
     const LastNumbers before = {.request = begun[1].number(0, 0), .record = begun[1].number(0, 1)};
     std::unordered_set<std::string> fresh;
     for (int row = 0; row < begun[2].size(); ++row) fresh.insert(begun[2].text(row, 0));
     LastNumbers last = before;
+    std::vector<Arrival*> added;
     for (Arrival* arrival : arrivals) {
+      if (stored.contains(arrival->request.id)) continue;
       arrival->number(last,
                       [&](const ArrivedRecord& record) { return fresh.erase(std::string(bytesOf(record.key))) > 0; });
+      added.push_back(arrival);
     }
-    auto statements = postgres::insertions(arrivals, day, before);
+    auto statements = postgres::insertions(added, day, before);
+    if (begun[3].size() == 0 || begun[3].text(0, 0) != day) {
+      statements.push_back(
+          Statement("INSERT INTO spans VALUES ($1, $2, $3) ON CONFLICT (firstRequest) DO UPDATE SET day = excluded.day")
+              .bind(before.request + 1)
+              .bind(before.record + 1)
+              .bind(day));
+    }
     if (options_.mostRequests > 0) {
       for (Statement& statement : postgres::dropUpTo(last.request - options_.mostRequests)) {
         statements.push_back(std::move(statement));
@@ -227,10 +258,16 @@ class PostgresStorage : public Storage {
     }
   }
 
-  std::string textOf(const Statement& statement) {
-    const Rows rows = read(statement);
-    return rows.size() == 0 ? "" : rows.text(0, 0);
+  /// Finds the span of a number by a query.
+  std::function<Span(std::int64_t id)> spanBy(const char* query) {
+    return [this, query](std::int64_t id) { return spanIn(RowAt{read(Statement(query).bind(id)), 0}); };
   }
+
+  Rows rowOf(const char* spanQuery, const char* columns, std::int64_t id) {
+    return read(Statement(columns + std::string(kOfDay) + " AND id = $2").bind(spanBy(spanQuery)(id).day).bind(id));
+  }
+
+  static std::string textOf(const Rows& rows) { return rows.size() == 0 ? "" : rows.text(0, 0); }
 
   const StorageOptions options_;
   Link writing_;

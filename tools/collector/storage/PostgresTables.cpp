@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdint>
+#include <map>
 
 #include "tools/collector/service/ConnectionFact.h"
 #include "tools/collector/storage/FactRows.h"
@@ -21,6 +22,10 @@ SELECT pg_advisory_xact_lock(7596435);
 CREATE TABLE IF NOT EXISTS last (request bigint NOT NULL, record bigint NOT NULL);
 INSERT INTO last SELECT 0, 0 WHERE NOT EXISTS (SELECT FROM last);
 CREATE TABLE IF NOT EXISTS days (day text PRIMARY KEY, cleared bigint NOT NULL DEFAULT 0);
+CREATE TABLE IF NOT EXISTS spans (
+  firstRequest bigint PRIMARY KEY, firstRecord bigint NOT NULL, day text NOT NULL
+);
+CREATE INDEX IF NOT EXISTS spansByRecord ON spans (firstRecord);
 CREATE TABLE IF NOT EXISTS keys (key bytea PRIMARY KEY);
 CREATE TABLE IF NOT EXISTS progress (source text PRIMARY KEY, request bigint NOT NULL);
 CREATE TABLE IF NOT EXISTS requests (
@@ -73,6 +78,7 @@ BEGIN;
 SET LOCAL lock_timeout = '2s';
 SELECT FROM last FOR UPDATE;
 DELETE FROM days WHERE day = '#';
+DELETE FROM spans WHERE day = '#';
 DROP TABLE requests_#;
 DROP TABLE records_#;
 COMMIT;
@@ -256,6 +262,26 @@ bool dropBefore(Connection& connection, const std::string& day) {
   const std::string old = first[0].text(0, 0);
   if (connection.run({Statement(forDay(kClearDay, old))})[0].size() == 0) connection.run(forDay(kDropDay, old));
   return true;
+}
+
+std::set<std::int64_t> storedOf(Connection& connection, std::span<Arrival* const> arrivals) {
+  Column id(Type::number), time(Type::text), headers(Type::text), body(Type::bytes);
+  for (const Arrival* arrival : arrivals) {
+    if (!arrival->isNumbered()) continue;
+    id.add(arrival->request.id);
+    time.add(arrival->request.time);
+    headers.add(arrival->headers);
+    body.add(arrival->body);
+  }
+  std::set<std::int64_t> stored;
+  if (id.count() == 0) return stored;
+  Statement statement(
+      "SELECT id FROM requests JOIN unnest($1, $2, $3, $4) AS row (id, time, headers, body) "
+      "USING (id, time, headers, body)");
+  for (const Column* column : {&id, &time, &headers, &body}) statement.bind(*column);
+  const auto rows = connection.run({statement});
+  for (int row = 0; row < rows[0].size(); ++row) stored.insert(rows[0].number(row, 0));
+  return stored;
 }
 
 std::vector<Statement> dropUpTo(std::int64_t request) {

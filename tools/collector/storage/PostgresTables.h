@@ -1,6 +1,7 @@
 #pragma once
 
-#include <map>
+#include <cstdint>
+#include <set>
 #include <span>
 #include <string>
 #include <vector>
@@ -22,6 +23,10 @@ void createDay(Connection& connection, const std::string& day);
 
 /// Deletes a piece of the first day when it is before `day`. Returns false when there is nothing to delete.
 bool dropBefore(Connection& connection, const std::string& day);
+
+/// The numbers of the arrivals that are stored, because an attempt succeeded that was taken for a failure. Call it with
+/// the lock on `last`: the transaction of that attempt has then ended.
+std::set<std::int64_t> storedOf(Connection& connection, std::span<Arrival* const> arrivals);
 
 /// The statements that delete the requests up to this one, with their records.
 std::vector<Statement> dropUpTo(std::int64_t request);

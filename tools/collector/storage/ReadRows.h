@@ -17,9 +17,9 @@ namespace collector {
 inline constexpr std::size_t kBytesAtATime = std::size_t{4} * 1024 * 1024;
 
 inline constexpr const char* kRequestColumns =
-    "SELECT id, time, method, path, query, contentType, bytes, answered, records, duplicates, problem FROM requests ";
+    "SELECT id, time, method, path, query, contentType, bytes, answered, records, duplicates, problem FROM requests";
 inline constexpr const char* kRecordColumns =
-    R"(SELECT id, request, time, path, type, subType, event, "values", raw, problem FROM records )";
+    R"(SELECT id, request, time, path, type, subType, event, "values", raw, problem FROM records)";
 inline constexpr const char* kFactColumns =
     "SELECT id, time, age, medium, isStart, outcome, client, session, network, reason, technology, version, "
     "connecting, signal, isRoaming FROM facts ";

@@ -98,7 +98,9 @@ void Statement::check(int result) const {
 }
 
 // IMMEDIATE takes the write lock at the start, so that what the transaction reads stays valid until it writes.
-Transaction::Transaction(Connection& connection) : connection_(connection) { connection_.run("BEGIN IMMEDIATE"); }
+Transaction::Transaction(Connection& connection, Mode mode) : connection_(connection) {
+  connection_.run(mode == Mode::writes ? "BEGIN IMMEDIATE" : "BEGIN");
+}
 
 Transaction::~Transaction() {
   if (isOpen_) sqlite3_exec(connection_.get(), "ROLLBACK", nullptr, nullptr, nullptr);

@@ -105,10 +105,12 @@ class Rows {
   Statement& statement_;
 };
 
-/// A transaction, rolled back unless it is committed.
+/// A transaction, rolled back unless it is committed. One that only reads takes no lock, and sees one state of the
+/// database.
 class Transaction {
  public:
-  explicit Transaction(Connection& connection);
+  enum class Mode : std::uint8_t { writes, reads };
+  explicit Transaction(Connection& connection, Mode mode = Mode::writes);
   Transaction(const Transaction&) = delete;
   Transaction& operator=(const Transaction&) = delete;
   ~Transaction();

@@ -40,6 +40,11 @@ CREATE TABLE progress (source TEXT PRIMARY KEY, request INTEGER NOT NULL) WITHOU
 INSERT INTO last VALUES (0, 0);
 )";
 
+constexpr const char* kSpans = R"(
+CREATE TABLE IF NOT EXISTS spans (firstRequest INTEGER PRIMARY KEY, firstRecord INTEGER NOT NULL, day TEXT NOT NULL);
+CREATE INDEX IF NOT EXISTS spansByRecord ON spans (firstRecord);
+)";
+
 // In the tables of a day, # stands for the day.
 constexpr const char* kTablesOfDay = R"(
 CREATE TABLE requests_# (
@@ -97,6 +102,7 @@ UPDATE last SET request = coalesce((SELECT seq FROM sqlite_sequence WHERE name =
 UPDATE requests_# SET lastRecord = coalesce((SELECT id FROM records_# WHERE request <= requests_#.id
                                              ORDER BY request DESC, id DESC LIMIT 1), 0);
 INSERT INTO days VALUES ('#');
+INSERT INTO spans VALUES (1, 1, '#');
 )";
 
 /// The statements for one day.
@@ -190,6 +196,7 @@ void makeKeysAndFacts(sqlite::Connection& connection, const std::string& day, co
 /// Brings the tables to this version.
 void convert(sqlite::Connection& connection, const FieldMapping& mapping) {
   sqlite::Transaction transaction(connection);
+  connection.run(kSpans);
   const std::string version = oneText(connection, "PRAGMA user_version").value_or("");
   if (version == "1") {
     const std::string day =
@@ -266,7 +273,7 @@ bool dropDay(sqlite::Connection& connection, const std::string& day) {
     return true;
   }
   if (days(connection).size() == 1) return false;
-  connection.run(forDay("DELETE FROM days WHERE day = '#';", day).c_str());
+  connection.run(forDay("DELETE FROM days WHERE day = '#'; DELETE FROM spans WHERE day = '#';", day).c_str());
   makeViews(connection);
   connection.run(forDay("DROP TABLE requests_#; DROP TABLE records_#;", day).c_str());
   return true;

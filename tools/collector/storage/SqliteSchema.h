@@ -14,8 +14,8 @@ namespace collector {
 ///
 /// Requests and records are in two tables for each day, requests_20261122 and records_20261122, which are deleted
 /// together; the views `requests`, `records` and `fields` show those of all days. `keys` has the keys of all records.
-/// `last` has the numbers of the last request and record that were ever stored. `progress` says how far other databases
-/// were copied.
+/// `last` has the numbers of the last request and record that were ever stored, `spans` the days of all numbers.
+/// `progress` says how far other databases were copied.
 namespace schema {
 
 /// Opens a file for writing. Creates the tables in a new one, and converts one of an earlier version, as a whole or not

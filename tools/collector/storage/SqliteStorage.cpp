@@ -11,6 +11,7 @@
 
 #include "tools/collector/storage/Days.h"
 #include "tools/collector/storage/ReadRows.h"
+#include "tools/collector/storage/Spans.h"
 #include "tools/collector/storage/Sqlite.h"
 #include "tools/collector/storage/SqliteFacts.h"
 #include "tools/collector/storage/SqliteSchema.h"
@@ -37,34 +38,35 @@ struct Shared {
   std::mutex mutex;
 };
 
-/// The statements that read. They see all days.
+/// Reads requests and records.
 class Reader {
  public:
   explicit Reader(Shared& shared) : shared_(shared) {}
 
   std::vector<RequestRow> requests(std::int64_t since, std::int64_t limit) {
-    const std::lock_guard lock(shared_.mutex);
-    sqlite::Rows rows(requestsSince_.bind(since, limit));
-    std::vector<RequestRow> found;
-    while (rows.next()) found.push_back(requestIn(requestsSince_));
-    return found;
+    return rowsSince(spanOfRequest_, kRequestColumns, requestIn<sqlite::Statement>, since, limit);
   }
 
   std::vector<RecordRow> records(std::int64_t since, std::int64_t limit) {
-    const std::lock_guard lock(shared_.mutex);
-    sqlite::Rows rows(recordsSince_.bind(since, limit));
-    std::vector<RecordRow> found;
-    for (std::size_t bytes = 0; bytes < kBytesAtATime && rows.next(); bytes += found.back().raw.size()) {
-      found.push_back(recordIn(recordsSince_));
-    }
-    return found;
+    return rowsSince(spanOfRecord_, kRecordColumns, recordIn<sqlite::Statement>, since, limit);
   }
 
-  std::optional<RequestRow> request(std::int64_t id) { return first(oneRequest_, id, requestIn<sqlite::Statement>); }
-  std::optional<RecordRow> record(std::int64_t id) { return first(oneRecord_, id, recordIn<sqlite::Statement>); }
-  std::optional<std::string> headers(std::int64_t request) { return first(headers_, request, firstText); }
-  std::optional<std::string> body(std::int64_t request) { return first(body_, request, firstText); }
-  std::optional<std::int64_t> lastRecordUpTo(std::int64_t request) { return first(lastRecord_, request, firstNumber); }
+  std::optional<RequestRow> request(std::int64_t id) {
+    return first(spanOfRequest_, kRequestColumns, " WHERE id = ?", id, requestIn<sqlite::Statement>);
+  }
+  std::optional<RecordRow> record(std::int64_t id) {
+    return first(spanOfRecord_, kRecordColumns, " WHERE id = ?", id, recordIn<sqlite::Statement>);
+  }
+  std::optional<std::string> headers(std::int64_t request) {
+    return first(spanOfRequest_, "SELECT headers FROM requests", " WHERE id = ?", request, firstText);
+  }
+  std::optional<std::string> body(std::int64_t request) {
+    return first(spanOfRequest_, "SELECT body FROM requests", " WHERE id = ?", request, firstText);
+  }
+  std::optional<std::int64_t> lastRecordUpTo(std::int64_t request) {
+    return first(spanOfRequest_, "SELECT lastRecord FROM requests", " WHERE id <= ? ORDER BY id DESC LIMIT 1", request,
+                 firstNumber);
+  }
 
   LastNumbers last() {
     const std::lock_guard lock(shared_.mutex);
@@ -83,22 +85,50 @@ class Reader {
 
  private:
   template <typename Row>
-  std::optional<Row> first(sqlite::Statement& statement, std::int64_t id, Row (*read)(const sqlite::Statement&)) {
+  using Read = Row (*)(const sqlite::Statement&);
+
+  template <typename Row>
+  std::optional<Row> first(sqlite::Statement& spanOf, const char* columns, const char* where, std::int64_t id,
+                           Read<Row> read) {
     const std::lock_guard lock(shared_.mutex);
+    const sqlite::Transaction snapshot(shared_.connection, sqlite::Transaction::Mode::reads);
+    sqlite::Statement statement(shared_.connection, columns + tableOf(spanAt(spanOf, id)) + where);
     return firstRow(statement.bind(id), read);
   }
 
-  sqlite::Statement statement(const std::string& text) { return {shared_.connection, text}; }
+  template <typename Row>
+  std::vector<Row> rowsSince(sqlite::Statement& spanOf, const char* columns, Read<Row> read, std::int64_t since,
+                             std::int64_t limit) {
+    const std::lock_guard lock(shared_.mutex);
+    const sqlite::Transaction snapshot(shared_.connection, sqlite::Transaction::Mode::reads);
+    const auto rowsOf = [&](const Span& span, std::int64_t after) {
+      sqlite::Statement statement(shared_.connection,
+                                  columns + tableOf(span) + " WHERE id > ? AND id < ? ORDER BY id LIMIT ?");
+      sqlite::Rows rows(statement.bind(after, span.end, limit));
+      std::vector<Row> found;
+      for (std::size_t bytes = 0; bytes < kBytesAtATime && rows.next(); bytes += lengthOf(found.back())) {
+        found.push_back(read(statement));
+      }
+      return found;
+    };
+    return nextRows(
+        since, [&](std::int64_t id) { return spanAt(spanOf, id); }, rowsOf);
+  }
+
+  static Span spanAt(sqlite::Statement& spanOf, std::int64_t id) {
+    return firstRow(spanOf.bind(id), spanIn<sqlite::Statement>).value_or(Span{});
+  }
+
+  /// What the name of a table ends with.
+  static std::string tableOf(const Span& span) { return span.day.empty() ? "" : "_" + span.day; }
+
+  static std::size_t lengthOf(const RequestRow&) { return 0; }
+  static std::size_t lengthOf(const RecordRow& row) { return row.raw.size(); }
 
   Shared& shared_;
-  sqlite::Statement requestsSince_ = statement(std::string(kRequestColumns) + "WHERE id > ? ORDER BY id LIMIT ?");
-  sqlite::Statement recordsSince_ = statement(std::string(kRecordColumns) + "WHERE id > ? ORDER BY id LIMIT ?");
-  sqlite::Statement oneRequest_ = statement(std::string(kRequestColumns) + "WHERE id = ?");
-  sqlite::Statement oneRecord_ = statement(std::string(kRecordColumns) + "WHERE id = ?");
-  sqlite::Statement headers_ = statement("SELECT headers FROM requests WHERE id = ?");
-  sqlite::Statement body_ = statement("SELECT body FROM requests WHERE id = ?");
-  sqlite::Statement lastRecord_ = statement("SELECT lastRecord FROM requests WHERE id <= ? ORDER BY id DESC LIMIT 1");
-  sqlite::Statement last_ = statement("SELECT request, record FROM last");
+  sqlite::Statement spanOfRequest_{shared_.connection, kSpanOfRequest};
+  sqlite::Statement spanOfRecord_{shared_.connection, kSpanOfRecord};
+  sqlite::Statement last_{shared_.connection, "SELECT request, record FROM last"};
   SqliteFacts facts_{shared_.connection};
 };
 
@@ -152,7 +182,9 @@ class SqliteStorage : public Storage {
     const std::string day = schema::dayFor(connection, arrivals.front()->request.time);
     if (!today_ || today_->day != day) today_.emplace(connection, day);
     LastNumbers last = firstRow(last_, lastIn).value_or(LastNumbers{});
+    if (firstRow(lastDay_, firstText) != day) addSpan_.bind(last.request + 1, last.record + 1, day).run();
     for (Arrival* arrival : arrivals) {
+      if (isStored(*arrival)) continue;
       arrival->number(last, [this](const ArrivedRecord& record) {
         addKey_.bind(sqlite::Blob{bytesOf(record.key)}).run();
         return writing_.connection.hasChanged();
@@ -205,6 +237,13 @@ class SqliteStorage : public Storage {
   }
 
  private:
+  /// True when an attempt to store it succeeded that was taken for a failure.
+  bool isStored(const Arrival& arrival) {
+    return arrival.isNumbered() &&
+           firstRow(stored_.bind(arrival.request.id, arrival.request.time, arrival.headers, sqlite::Blob{arrival.body}),
+                    firstNumber);
+  }
+
   const StorageOptions options_;
   Shared writing_;
   SqliteFacts facts_{writing_.connection};
@@ -213,6 +252,10 @@ class SqliteStorage : public Storage {
   std::optional<DayWriter> today_;
   sqlite::Statement last_{writing_.connection, "SELECT request, record FROM last"};
   sqlite::Statement setLast_{writing_.connection, "UPDATE last SET request = ?, record = ?"};
+  sqlite::Statement lastDay_{writing_.connection, kLastDay};
+  sqlite::Statement addSpan_{writing_.connection, "INSERT OR REPLACE INTO spans VALUES (?, ?, ?)"};
+  sqlite::Statement stored_{writing_.connection,
+                            "SELECT id FROM requests WHERE id = ? AND time = ? AND headers = ? AND body = ?"};
   sqlite::Statement progress_{writing_.connection, "SELECT request FROM progress WHERE source = ?"};
   sqlite::Statement setProgress_{writing_.connection, "INSERT OR REPLACE INTO progress VALUES (?, ?)"};
   sqlite::Statement addKey_{writing_.connection, "INSERT INTO keys VALUES (?) ON CONFLICT DO NOTHING"};

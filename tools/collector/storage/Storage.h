@@ -40,12 +40,12 @@ class Storage {
   /// Stores the arrivals in one transaction and sets their numbers. A record that is stored already, with this or an
   /// earlier request, is not stored again. `progress` is stored with them. When it returns, they survive the end of the
   /// process and of the machine. When it throws, none is stored, unless the connection to the database was lost while
-  /// the transaction was committed.
+  /// the transaction was committed. They can be added again: what was stored all the same is not stored twice.
   virtual void add(std::span<Arrival* const> arrivals, const std::optional<Progress>& progress) = 0;
   void add(std::span<Arrival* const> arrivals) { add(arrivals, std::nullopt); }
 
-  /// The next rows after `since`, oldest first: at most `limit`, and fewer when they are large. Empty only when there
-  /// are no more.
+  /// The next rows after `since`, oldest first: at most `limit`, and fewer when they are large or of several days.
+  /// Empty only when there are no more.
   virtual std::vector<RequestRow> requests(std::int64_t since, std::int64_t limit) = 0;
   virtual std::vector<RecordRow> records(std::int64_t since, std::int64_t limit) = 0;
 
