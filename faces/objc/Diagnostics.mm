@@ -2,7 +2,6 @@
 
 #include <cmath>
 #include <memory>
-#include <stdexcept>
 #include <string>
 #include <variant>
 
@@ -34,23 +33,31 @@ struct sqm_objc_diagnostics {
 
 namespace {
 
-std::string literalOf(NSNumber* number) {
-  if (number == [NSNumber numberWithBool:YES]) return "true";
-  if (number == [NSNumber numberWithBool:NO]) return "false";
-  if (!std::isfinite([number doubleValue])) throw std::invalid_argument("JSON has no such number");
-  return *textOf([number stringValue]);
+sqm::JsonLiteral literalOf(NSNumber* number) {
+  if (number == [NSNumber numberWithBool:YES]) return {"true"};
+  if (number == [NSNumber numberWithBool:NO]) return {"false"};
+  if (!std::isfinite([number doubleValue])) return {};
+  return {*textOf([number stringValue])};
 }
 
+bool areTexts(NSArray* keys) {
+  for (NSUInteger at = 0; at < [keys count]; ++at) {
+    if (![[keys objectAtIndex:at] isKindOfClass:[NSString class]]) return false;
+  }
+  return true;
+}
+
+/// A literal without text for what JSON does not have.
 sqm::JsonValue jsonOf(id object) {
   if ([object isKindOfClass:[NSString class]]) return *textOf(object);
-  if ([object isKindOfClass:[NSNumber class]]) return sqm::JsonLiteral{literalOf(object)};
+  if ([object isKindOfClass:[NSNumber class]]) return literalOf(object);
   if (object == [NSNull null]) return sqm::JsonLiteral{"null"};
   if ([object isKindOfClass:[NSArray class]]) {
     sqm::JsonArray array;
     for (NSUInteger at = 0; at < [object count]; ++at) array.push_back(jsonOf([object objectAtIndex:at]));
     return array;
   }
-  if ([object isKindOfClass:[NSDictionary class]]) {
+  if ([object isKindOfClass:[NSDictionary class]] && areTexts([object allKeys])) {
     sqm::JsonObject members;  // in the order of their keys, as the dictionary has none
     NSArray* const keys = [[object allKeys] sortedArrayUsingSelector:@selector(compare:)];
     for (NSUInteger at = 0; at < [keys count]; ++at) {
@@ -59,7 +66,7 @@ sqm::JsonValue jsonOf(id object) {
     }
     return members;
   }
-  throw std::invalid_argument("JSON has no such value: " + *textOf([object description]));
+  return sqm::JsonLiteral{};
 }
 
 Record::Array arrayOf(NSArray* array) {

@@ -11,53 +11,61 @@ namespace sqm::platform {
 
 namespace {
 
+// Each returns false when there is no text for the value.
+
 /// Copies a text that is written unchanged, as most are. The library writes the others.
-void append(std::string& out, const std::string& text) {
+bool append(std::string& out, const std::string& text) {
   if (passedLength<StopAt::json>(text) == text.size()) {
     out += '"';
     out += text;
     out += '"';
-    return;
+    return true;
   }
   using Json = nlohmann::json;
   constexpr int kCompact = -1;
   out += Json(text).dump(kCompact, ' ', false, Json::error_handler_t::replace);
+  return true;
 }
 
-void append(std::string& out, const JsonLiteral& literal) { out += literal.text; }
+bool append(std::string& out, const JsonLiteral& literal) {
+  out += literal.text;
+  return !literal.text.empty();
+}
 
-void append(std::string& out, const JsonValue& value);
+bool append(std::string& out, const JsonValue& value);
 
-void append(std::string& out, const JsonObject& object) {
+bool append(std::string& out, const JsonObject& object) {
   std::string_view separator;
   out += '{';
   for (const auto& [key, value] : object) {
     out += std::exchange(separator, ",");
     append(out, key);
     out += ':';
-    append(out, value);
+    if (!append(out, value)) return false;
   }
   out += '}';
+  return true;
 }
 
-void append(std::string& out, const JsonArray& array) {
+bool append(std::string& out, const JsonArray& array) {
   std::string_view separator;
   out += '[';
   for (const JsonValue& value : array) {
     out += std::exchange(separator, ",");
-    append(out, value);
+    if (!append(out, value)) return false;
   }
   out += ']';
+  return true;
 }
 
-void append(std::string& out, const JsonValue& value) {
-  std::visit([&](const auto& alternative) { append(out, alternative); }, value);
+bool append(std::string& out, const JsonValue& value) {
+  return std::visit([&](const auto& alternative) { return append(out, alternative); }, value);
 }
 
 template <typename Container>
-std::string textOf(const Container& container) {
-  std::string text;
-  append(text, container);
+std::optional<std::string> textOf(const Container& container) {
+  std::optional<std::string> text(std::in_place);
+  if (!append(*text, container)) text.reset();
   return text;
 }
 

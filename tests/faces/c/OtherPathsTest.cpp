@@ -165,6 +165,8 @@ TEST_F(CFace, ADiagnosticsReportHasTextsAndArrays) {
             R"(["Portal \"found\"",{"Try":"1","Answer":"pending"},17])");
   EXPECT_EQ(sqm_diagnostics_add_text(d, SQM_DIAGNOSTICS_LOGIN_POLL, nullptr), SQM_INVALID_ARGUMENT);
   EXPECT_EQ(sqm_diagnostics_add_json(d, SQM_DIAGNOSTICS_LOGIN_POLL, nullptr), SQM_INVALID_ARGUMENT);
+  EXPECT_EQ(sqm_diagnostics_add_json(d, SQM_DIAGNOSTICS_LOGIN_POLL, ""), SQM_OK);
+  EXPECT_EQ(sqm_diagnostics_array_json(d, SQM_DIAGNOSTICS_LOGIN_POLL), nullptr);
   EXPECT_EQ(sqm_diagnostics_add_object(d, 1, nullptr, nullptr, 1), SQM_INVALID_ARGUMENT);
   const char* const absent[] = {nullptr};
   EXPECT_EQ(sqm_diagnostics_add_object(d, 1, keys, absent, 1), SQM_INVALID_ARGUMENT);

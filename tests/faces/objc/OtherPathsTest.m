@@ -293,8 +293,40 @@ OBJC_TEST(ObjcDiagnostics, WriteTheirArraysAsJson) {
   [record setDiscoveryDetails:nil];
   EXPECT([record discoveryDetails] == nil);
   EXPECT_EQUAL([record formatDiscoveryDetails], @"");
-  [record setDiscoveryDetails:[NSMutableArray arrayWithObject:[NSDate date]]];
-  EXPECT_RAISES(NSInvalidArgumentException, [record formatDiscoveryDetails]);
+}
+
+/* A report, as its receiver reads it. */
+static NSString* decoded(NSString* report) {
+  NSString* const file = [[NSString stringWithUTF8String:objc_test_home()] stringByAppendingPathComponent:@"report"];
+  EXPECT([report writeToFile:file atomically:NO encoding:NSUTF8StringEncoding error:NULL]);
+  FILE* const pipe = popen([[NSString stringWithFormat:@"base64 -d '%@' | gunzip", file] UTF8String], "r");
+  char text[4096];
+  const size_t length = fread(text, 1, sizeof text, pipe);
+  EXPECT(pclose(pipe) == 0);
+  return [[[NSString alloc] initWithBytes:text length:length encoding:NSUTF8StringEncoding] autorelease];
+}
+
+OBJC_TEST(ObjcDiagnostics, EndBeforeAnArrayWithAValueThatJsonDoesNotHave) {
+  TestHost(nil);
+  SQMDiagnosticsRecord* const record = [[[SQMDiagnosticsRecord alloc] init] autorelease];
+  NSNumber* const one = [NSNumber numberWithInt:1];
+  id const values[] = {[NSDate date],
+                       [NSNumber numberWithDouble:NAN],
+                       [NSNumber numberWithDouble:INFINITY],
+                       [NSDictionary dictionaryWithObject:@"value" forKey:one],
+                       [NSDictionary dictionaryWithObject:[NSData data] forKey:@"key"],
+                       [NSArray arrayWithObject:[NSSet set]]};
+  [[record loginPollDetails] addObject:@"poll"];
+  for (size_t at = 0; at < sizeof values / sizeof *values; ++at) {
+    [record setDiscoveryDetails:[NSMutableArray arrayWithObjects:@"found", values[at], nil]];
+    EXPECT([record formatDiscoveryDetails] == nil);
+    EXPECT([decoded([record formattedDiagnosticJsonBlob]) hasSuffix:@",\"Auth\":{\"P\":\"\",\"Dir\":\"\"}}}"]);
+  }
+  [record setLoginPollDetails:[record discoveryDetails]];
+  [record setDiscoveryDetails:nil];
+  EXPECT([record formatLoginPollDetails] == nil);
+  EXPECT([decoded([record formattedDiagnosticJsonBlob])
+      hasSuffix:@",\"Auth\":{\"P\":\"\",\"Dir\":\"\",\"Dis\":\"\",\"Login\":\"\"}}}"]);
 }
 
 OBJC_TEST(ObjcDiagnostics, AreReported) {

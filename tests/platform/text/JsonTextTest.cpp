@@ -24,6 +24,13 @@ TEST(JsonText, LiteralsAreWrittenUnchanged) {
             R"([1.10,true,{"a":null}])");
 }
 
+TEST(JsonText, AValueThatJsonDoesNotHaveLeavesNoText) {
+  const JsonLiteral none;
+  EXPECT_EQ(JsonText().JSONString(JsonArray{"a", none, "b"}), std::nullopt);
+  EXPECT_EQ(JsonText().JSONString(JsonArray{JsonArray{none}}), std::nullopt);
+  EXPECT_EQ(JsonText().JSONString(JsonObject{{"a", JsonObject{{"b", none}}}}), std::nullopt);
+}
+
 TEST(JsonText, TextsAreEscapedAsJsonRequires) {
   EXPECT_EQ(written({std::string("\" \\ / \b\f\n\r\t \x01\x1F\x7F \0", 17)}),
             "[\"\\\" \\\\ / \\b\\f\\n\\r\\t \\u0001\\u001f\x7F \\u0000\"]");
