@@ -13,33 +13,22 @@
 
 #include "faces/c/internal/Objects.h"
 #include "faces/objc/internal/Bridge.h"
+#include "faces/objc/internal/QueuedRequests.h"
 #import "faces/objc/internal/SQMSharedObject+Shared.h"
 
 using sqm::UploadRequest;
 using sqm::UploadRequests;
 using sqm::c::queue;
+using sqm::objc::dictionaryOf;
 using sqm::objc::guarded;
 using sqm::objc::initialized;
+using sqm::objc::requestOf;
 using sqm::objc::stringOf;
 using sqm::objc::textOf;
 
 NSString* const kQFRecordData = @"QFRecordData";
 
 namespace {
-
-NSString* const kURL = @"uploadURL";
-NSString* const kData = @"uploadData";
-
-NSDictionary* dictionaryOf(const UploadRequest& request) {
-  NSMutableDictionary* dictionary = [NSMutableDictionary dictionaryWithCapacity:2];
-  if (request.uploadURL) [dictionary setObject:stringOf(request.uploadURL) forKey:kURL];
-  if (request.uploadData) [dictionary setObject:stringOf(request.uploadData) forKey:kData];
-  return dictionary;
-}
-
-UploadRequest requestOf(NSDictionary* dictionary) {
-  return {textOf([dictionary objectForKey:kURL]), textOf([dictionary objectForKey:kData])};
-}
 
 NSMutableArray* arrayOf(const std::optional<UploadRequests>& requests) {
   if (!requests) return nil;
@@ -151,7 +140,12 @@ struct sqm_objc_queue {
 }
 
 - (NSMutableArray*)recordQueue {
-  return guarded([] { return arrayOf(queue().recordQueue()); });
+  return guarded([]() -> NSMutableArray* {
+    static SQMQueuedRequests* const shared = [[SQMQueuedRequests alloc] init];
+    bool exists = false;
+    queue().useRecordQueue([&](const auto& requests) { exists = requests.has_value(); });
+    return exists ? shared : nil;
+  });
 }
 
 - (void)setRecordQueue:(NSMutableArray*)requests {
@@ -178,7 +172,7 @@ struct sqm_objc_queue {
 }
 
 - (id<SQMLogFile>)logfile {
-  return queueLog().get();
+  return guarded([] { return queueLog().get(); });
 }
 
 - (void)setLogfile:(id<SQMLogFile>)log {

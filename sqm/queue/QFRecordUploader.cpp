@@ -153,6 +153,11 @@ void QFRecordUploader::setRecordQueue(std::optional<UploadRequests> queue) {
   recordQueue_ = std::move(queue);
 }
 
+void QFRecordUploader::useRecordQueue(const std::function<void(std::optional<UploadRequests>& queue)>& use) {
+  const std::lock_guard lock(mutex_);
+  use(recordQueue_);
+}
+
 std::optional<UploadRequest> QFRecordUploader::currentURLRequest() const {
   const std::lock_guard lock(mutex_);
   return currentURLRequest_;

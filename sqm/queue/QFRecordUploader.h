@@ -2,6 +2,7 @@
 
 #include <array>
 #include <atomic>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -81,6 +82,9 @@ class QFRecordUploader : public SharedInstance<QFRecordUploader> {
   std::optional<UploadRequests> recordQueue() const;
   /// Replaces the queue. The archive is written with the next change.
   void setRecordQueue(std::optional<UploadRequests> queue);
+  /// Calls `use` with the queue, which no other thread reads or changes meanwhile. The archive is written with the next
+  /// change.
+  void useRecordQueue(const std::function<void(std::optional<UploadRequests>& queue)>& use);
 
   /// True from the sending of a request until an answer 200, also after a failure.
   bool uploadInProgress() const { return uploadInProgress_; }

@@ -383,6 +383,8 @@ TEST_F(QFRecordUploaderTest, PropertiesAreWhatWasSet) {
   EXPECT_EQ(uploader_.logfile(), log_.get());
   uploader_.setRecordQueue(UploadRequests{requestOf("set")});
   EXPECT_THAT(queued(), ElementsAre("set"));
+  uploader_.useRecordQueue([](auto& requests) { requests->push_back(requestOf("added")); });
+  EXPECT_THAT(queued(), ElementsAre("set", "added"));
   EXPECT_EQ(writes(), 0U);
 }
 

@@ -46,7 +46,8 @@ extern NSString* const kQFRecordData;
 /* Acts on the outcome of the transaction. The library calls it. */
 - (void)httpStatus:(NSNotification*)notification;
 
-/* A copy of the queue; nil when the archive cannot be read. A new queue is written with its next change. */
+/* The queue: what is changed in this array is changed in the queue, and written with the queue's next change. nil when
+ * the archive cannot be read. The setter copies its array. */
 @property(retain) NSMutableArray* recordQueue;
 
 /* YES from the sending of a request until an answer 200, also after a failure. */

@@ -207,6 +207,39 @@ OBJC_TEST(ObjcQueue, PostsItsRequestsInOrder) {
   EXPECT([queue recordQueue] == nil);
 }
 
+OBJC_TEST(ObjcQueue, IsChangedByItsArray) {
+  TestHost(nil);
+  QFRecordUploader* const queue = [QFRecordUploader sharedQFRecordUploader];
+  [queue quequeRecord:@"one" serverDetails:@"http://server/"];
+  [queue quequeRecord:@"two" serverDetails:@"http://server/"];
+  NSMutableArray* const requests = [queue recordQueue];
+  EXPECT([queue recordQueue] == requests);
+  NSArray* const both = [NSArray arrayWithArray:requests];
+  EXPECT([both count] == 2);
+  [requests removeObjectAtIndex:0];
+  [requests addObject:[both objectAtIndex:0]];
+  EXPECT_EQUAL([requests valueForKey:@"uploadData"], ([NSArray arrayWithObjects:@"two", @"one", nil]));
+  [requests insertObject:[both objectAtIndex:1] atIndex:2];
+  [requests replaceObjectAtIndex:0 withObject:[both objectAtIndex:0]];
+  EXPECT_EQUAL([requests valueForKey:@"uploadData"], ([NSArray arrayWithObjects:@"one", @"one", @"two", nil]));
+  [requests removeLastObject];
+  [queue quequeRecord:@"three" serverDetails:@"http://server/"];
+  EXPECT_EQUAL([[requests lastObject] objectForKey:@"uploadData"], @"three");
+  EXPECT_RAISES(NSRangeException, [requests objectAtIndex:3]);
+  EXPECT_RAISES(NSRangeException, [requests removeObjectAtIndex:3]);
+  EXPECT_RAISES(NSRangeException, [requests insertObject:[both lastObject] atIndex:4]);
+  [requests removeAllObjects];
+  EXPECT_RAISES(NSRangeException, [requests removeLastObject]);
+  [queue uploadRecord];
+  EXPECT([queue isIdle]);
+
+  [queue setRecordQueue:[NSMutableArray arrayWithArray:both]];
+  EXPECT_EQUAL([queue recordQueue], both);
+  [queue setRecordQueue:nil];
+  [requests addObject:[both lastObject]];
+  EXPECT([requests count] == 0 && [queue recordQueue] == nil);
+}
+
 OBJC_TEST(ObjcQueue, IsEncodedAndDecoded) {
   TestHost(nil);
   NSMutableData* const archive = [NSMutableData data];
