@@ -1,8 +1,8 @@
 #import "faces/objc/sqm-objc/codes.h"
 
 #include <map>
-#include <memory>
 #include <mutex>
+#include <utility>
 
 #include "sqm/records/SQMApplicationRecHelper.h"
 #include "sqm/records/SQMClientHelper.h"
@@ -17,20 +17,19 @@ using sqm::objc::stringOf;
 
 namespace {
 
-/// The objects that were made, by class.
-struct SharedObjects {
-  std::recursive_mutex mutex;
-  std::map<Class, id> objects;
+/// The object of a class, nil before it is made. Another thread that asks for one waits for the end of this.
+struct LockedObject {
+  std::unique_lock<std::recursive_mutex> lock;
+  id& object;
 };
 
-SharedObjects& sharedObjects() {
-  static auto& all = *new SharedObjects;  // never destroyed, as its objects
-  return all;
-}
-
-/// The object of a class; nil before it is made.
-id& objectOf(SharedObjects& all, Class type) {
-  return *guarded([&] { return &all.objects[type]; });
+LockedObject objectOf(Class type) {
+  return guarded([&] {
+    static auto& mutex = *new std::recursive_mutex;   // neither is ever destroyed,
+    static auto& objects = *new std::map<Class, id>;  // as the objects are not
+    std::unique_lock lock(mutex);
+    return LockedObject{std::move(lock), objects[type]};
+  });
 }
 
 const auto& applicationCodes() { return *sqm::SQMApplicationRecHelper::sharedSQMApplicationRecHelper(); }
@@ -40,17 +39,13 @@ const auto& applicationCodes() { return *sqm::SQMApplicationRecHelper::sharedSQM
 @implementation SQMSharedObject
 
 + (id)shared {
-  auto& all = sharedObjects();
-  const std::lock_guard lock(all.mutex);
-  id const object = objectOf(all, self);
-  return object == nil ? [[self alloc] init] : object;
+  const LockedObject made = objectOf(self);
+  return made.object == nil ? [[self alloc] init] : made.object;
 }
 
 + (id)allocWithZone:(NSZone*)zone {
-  auto& all = sharedObjects();
-  const std::lock_guard lock(all.mutex);
-  id& object = objectOf(all, self);
-  return object == nil ? object = [super allocWithZone:zone] : nil;
+  const LockedObject made = objectOf(self);
+  return made.object == nil ? made.object = [super allocWithZone:zone] : nil;
 }
 
 - (id)copyWithZone:(NSZone*)zone {

@@ -89,6 +89,15 @@ void setText(const sqm_objc_diagnostics& body, void (Record::*property)(Record::
   guarded([&] { (*body.record.*property)(textOf(text)); });
 }
 
+using MakeRecord = std::shared_ptr<Record> (*)(sqm::Host& host);
+
+std::shared_ptr<Record> ownRecord(sqm::Host& host) { return std::make_shared<Record>(host); }
+
+/// The process's record, which is never destroyed.
+std::shared_ptr<Record> sharedRecord(sqm::Host& /*host*/) {
+  return {Record::sharedSQMDiagnosticsRecord(), [](Record*) {}};
+}
+
 void replace(NSMutableArray*& array, NSMutableArray* given) {
   [given retain];
   [array release];
@@ -99,25 +108,23 @@ void replace(NSMutableArray*& array, NSMutableArray* given) {
 
 @interface SQMDiagnosticsRecord (Record)
 
-- (id)initWithRecord:(std::shared_ptr<Record> (*)(sqm::Host& host))make;
+- (id)initWithRecord:(MakeRecord)make;
 @end
 
 @implementation SQMDiagnosticsRecord
 
 + (SQMDiagnosticsRecord*)sharedSQMDiagnosticsRecord {
   return guarded([] {
-    static SQMDiagnosticsRecord* const shared = [[SQMDiagnosticsRecord alloc] initWithRecord:[](sqm::Host&) {
-      return std::shared_ptr<Record>(Record::sharedSQMDiagnosticsRecord(), [](Record*) {});
-    }];
+    static SQMDiagnosticsRecord* const shared = [[SQMDiagnosticsRecord alloc] initWithRecord:sharedRecord];
     return shared;
   });
 }
 
 - (id)init {
-  return [self initWithRecord:[](sqm::Host& host) { return std::make_shared<Record>(host); }];
+  return [self initWithRecord:ownRecord];
 }
 
-- (id)initWithRecord:(std::shared_ptr<Record> (*)(sqm::Host& host))make {
+- (id)initWithRecord:(MakeRecord)make {
   self = [super init];
   return initialized(self, _body, [&] {
     auto body = std::make_unique<sqm_objc_diagnostics>();

@@ -57,10 +57,12 @@ Installed& installed() {
 @implementation SQMHost
 
 + (SQMHost*)sharedHost {
-  auto& one = installed();
-  const std::lock_guard lock(one.mutex);
-  if (one.host == nil) [[[[SQMHost alloc] init] autorelease] install];
-  return [[one.host retain] autorelease];
+  return guarded([] {
+    auto& one = installed();
+    const std::lock_guard lock(one.mutex);
+    if (one.host == nil) [[[[SQMHost alloc] init] autorelease] install];
+    return [[one.host retain] autorelease];
+  });
 }
 
 - (id)init {
@@ -94,11 +96,14 @@ Installed& installed() {
 
 - (void)install {
   succeeded(sqm_host_install(_body->handle));
-  auto& one = installed();
-  const std::lock_guard lock(one.mutex);
-  [self retain];
-  [one.host release];
-  one.host = self;
+  SQMHost* const host = self;
+  guarded([&] {
+    auto& one = installed();
+    const std::lock_guard lock(one.mutex);
+    [host retain];
+    [one.host release];
+    one.host = host;
+  });
 }
 
 - (BOOL)makeFolders {

@@ -7,6 +7,8 @@
 #include "faces/objc/internal/Bridge.h"
 #import "faces/objc/internal/SQMHttpRequest+Handle.h"
 
+using sqm::objc::guarded;
+
 namespace {
 
 /// The requests that have not ended, not retained.
@@ -51,10 +53,12 @@ Requests& requests() {
 }
 
 + (SQMHttpRequest*)requestWithHandle:(sqm_http_request*)handle {
-  auto& all = requests();
-  const std::lock_guard lock(all.mutex);
-  const auto found = all.byHandle.find(handle);
-  return found == all.byHandle.end() ? nil : found->second;
+  return guarded([&]() -> SQMHttpRequest* {
+    auto& all = requests();
+    const std::lock_guard lock(all.mutex);
+    const auto found = all.byHandle.find(handle);
+    return found == all.byHandle.end() ? nil : found->second;
+  });
 }
 
 - (NSString*)URL {
@@ -66,14 +70,13 @@ Requests& requests() {
 }
 
 - (void)end:(const sqm_http_response&)response {
-  auto& all = requests();
-  sqm_status status = SQM_OK;
-  {
+  auto& handle = _request;
+  guarded([&] {
+    auto& all = requests();
     const std::lock_guard lock(all.mutex);
-    status = sqm_http_request_end(_request, &response);
-    if (status == SQM_OK) all.byHandle.erase(std::exchange(_request, nullptr));
-  }
-  sqm::objc::succeeded(status);
+    if (sqm::objc::succeeded(sqm_http_request_end(handle, &response)))
+      all.byHandle.erase(std::exchange(handle, nullptr));
+  });
 }
 
 - (void)endAs:(int32_t)outcome reason:(NSString*)reason {
@@ -89,7 +92,7 @@ Requests& requests() {
               headers:(NSDictionary*)headers
            retryAfter:(NSTimeInterval)retryAfter {
   SQMHttpRequest* const request = self;
-  sqm::objc::guarded([&] {
+  guarded([&] {
     std::vector<sqm_http_header> given;
     NSEnumerator* const names = [headers keyEnumerator];
     for (NSString* name = [names nextObject]; name != nil; name = [names nextObject]) {

@@ -35,8 +35,11 @@ sqm::ValueDictionary* valuesOf(const std::shared_ptr<KeptRecord>* kept) { return
 }
 
 - (NSUInteger)count {
-  const auto* values = valuesOf(_kept);
-  return values == nullptr ? 0 : values->size();
+  const auto* const kept = _kept;
+  return guarded([&]() -> NSUInteger {
+    const auto* values = valuesOf(kept);
+    return values == nullptr ? 0 : values->size();
+  });
 }
 
 - (id)objectForKey:(id)key {

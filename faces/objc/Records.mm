@@ -9,6 +9,7 @@
 using sqm::objc::guarded;
 using sqm::objc::initialized;
 using sqm::objc::KeptRecord;
+using sqm::objc::MakeRecord;
 using sqm::objc::stringOf;
 using sqm::objc::textOf;
 
@@ -28,6 +29,11 @@ struct sqm_objc_record {
 
 namespace {
 
+template <typename Record>
+sqm::TableRecord* makeRecord(sqm::Host& host) {
+  return new Record(host);
+}
+
 /// The text of an operation of the record's own class.
 template <typename Record>
 NSString* textFrom(const sqm_objc_record& body, std::string (Record::*operation)() const) {
@@ -40,11 +46,12 @@ NSString* textFrom(const sqm_objc_record& body, std::string (Record::*operation)
 
 - (id)init {
   self = [super init];
-  SQMTableRecord* const object = self;
-  return initialized(self, _body, [&] {
+  const MakeRecord make = [self maker];
+  return initialized(self, _body, [&]() -> sqm_objc_record* {
+    if (make == nullptr) return nullptr;
     auto kept = std::make_shared<KeptRecord>();
-    kept->record.reset([object newRecord:kept->host.services()]);
-    return kept->record ? new sqm_objc_record(std::move(kept)) : nullptr;
+    kept->record.reset(make(kept->host.services()));
+    return new sqm_objc_record(std::move(kept));
   });
 }
 
@@ -60,8 +67,7 @@ NSString* textFrom(const sqm_objc_record& body, std::string (Record::*operation)
   [super dealloc];
 }
 
-- (sqm::TableRecord*)newRecord:(sqm::Host&)host {
-  (void)host;
+- (MakeRecord)maker {
   return nullptr;
 }
 
@@ -95,9 +101,12 @@ NSString* textFrom(const sqm_objc_record& body, std::string (Record::*operation)
 }
 
 - (NSMutableDictionary*)recordValues {
-  if (_body->kept->record->recordValues() == nullptr) return nil;
-  if (_body->values == nil) _body->values = [[SQMRecordValues alloc] initWithKeptRecord:_body->kept];
-  return _body->values;
+  auto& body = *_body;
+  return guarded([&]() -> NSMutableDictionary* {
+    if (body.kept->record->recordValues() == nullptr) return nil;
+    if (body.values == nil) body.values = [[SQMRecordValues alloc] initWithKeptRecord:body.kept];
+    return body.values;
+  });
 }
 
 - (NSString*)recordName {
@@ -124,8 +133,8 @@ NSString* textFrom(const sqm_objc_record& body, std::string (Record::*operation)
 
 @implementation SQMConnectionRecord
 
-- (sqm::TableRecord*)newRecord:(sqm::Host&)host {
-  return new sqm::SQMConnectionRecord(host);
+- (MakeRecord)maker {
+  return makeRecord<sqm::SQMConnectionRecord>;
 }
 
 - (NSString*)FormatCommonSQMFields {
@@ -136,8 +145,8 @@ NSString* textFrom(const sqm_objc_record& body, std::string (Record::*operation)
 
 @implementation SQMWiFiConnectionRecord
 
-- (sqm::TableRecord*)newRecord:(sqm::Host&)host {
-  return new sqm::SQMWiFiConnectionRecord(host);
+- (MakeRecord)maker {
+  return makeRecord<sqm::SQMWiFiConnectionRecord>;
 }
 
 - (NSString*)FormatWiFiConnectionFields {
@@ -148,8 +157,8 @@ NSString* textFrom(const sqm_objc_record& body, std::string (Record::*operation)
 
 @implementation SQMMBConnectionRecord
 
-- (sqm::TableRecord*)newRecord:(sqm::Host&)host {
-  return new sqm::SQMMBConnectionRecord(host);
+- (MakeRecord)maker {
+  return makeRecord<sqm::SQMMBConnectionRecord>;
 }
 
 - (NSString*)FormatMBConnectionFields {
@@ -160,8 +169,8 @@ NSString* textFrom(const sqm_objc_record& body, std::string (Record::*operation)
 
 @implementation SQMEthernetConnectionRecord
 
-- (sqm::TableRecord*)newRecord:(sqm::Host&)host {
-  return new sqm::SQMEthernetConnectionRecord(host);
+- (MakeRecord)maker {
+  return makeRecord<sqm::SQMEthernetConnectionRecord>;
 }
 
 - (NSString*)FormatEthernetConnectionFields {
@@ -172,8 +181,8 @@ NSString* textFrom(const sqm_objc_record& body, std::string (Record::*operation)
 
 @implementation SQMClientRecord
 
-- (sqm::TableRecord*)newRecord:(sqm::Host&)host {
-  return new sqm::SQMClientRecord(host);
+- (MakeRecord)maker {
+  return makeRecord<sqm::SQMClientRecord>;
 }
 
 - (int64_t)setValue:(NSString*)value forKey:(NSString*)key {
@@ -190,8 +199,8 @@ NSString* textFrom(const sqm_objc_record& body, std::string (Record::*operation)
 
 @implementation SQMDeviceRecord
 
-- (sqm::TableRecord*)newRecord:(sqm::Host&)host {
-  return new sqm::SQMDeviceRecord(host);
+- (MakeRecord)maker {
+  return makeRecord<sqm::SQMDeviceRecord>;
 }
 
 - (NSString*)FormatMobileDeviceFields {
@@ -202,8 +211,8 @@ NSString* textFrom(const sqm_objc_record& body, std::string (Record::*operation)
 
 @implementation SQMApplicationRecord
 
-- (sqm::TableRecord*)newRecord:(sqm::Host&)host {
-  return new sqm::SQMApplicationRecord(host);
+- (MakeRecord)maker {
+  return makeRecord<sqm::SQMApplicationRecord>;
 }
 
 - (NSString*)FormatVPNApplicationTypeData {
@@ -222,8 +231,8 @@ NSString* textFrom(const sqm_objc_record& body, std::string (Record::*operation)
 
 @implementation SQMUserAcceptanceRecord
 
-- (sqm::TableRecord*)newRecord:(sqm::Host&)host {
-  return new sqm::SQMUserAcceptanceRecord(host);
+- (MakeRecord)maker {
+  return makeRecord<sqm::SQMUserAcceptanceRecord>;
 }
 
 @end

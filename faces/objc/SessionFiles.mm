@@ -21,20 +21,31 @@ struct sqm_objc_session {
   std::unique_ptr<sqm::SQMRecord> record;
 };
 
+namespace {
+
+using MakeRow = std::unique_ptr<sqm::SQMRecord> (*)(sqm::Host& host);
+
+template <typename Row>
+std::unique_ptr<sqm::SQMRecord> makeRow(sqm::Host& host) {
+  return std::make_unique<Row>(host);
+}
+
+}  // namespace
+
 @interface SQMRecord (Row)
 
-/* A new row of the class. */
-- (std::unique_ptr<sqm::SQMRecord>)newRow:(sqm::Host&)host;
+/* Makes a row of the class. */
+- (MakeRow)maker;
 @end
 
 @implementation SQMRecord
 
 - (id)init {
   self = [super init];
-  SQMRecord* const object = self;
+  const MakeRow make = [self maker];
   return initialized(self, _body, [&] {
     auto body = std::make_unique<sqm_objc_session>();
-    body->record = [object newRow:body->host.services()];
+    body->record = make(body->host.services());
     return body.release();
   });
 }
@@ -44,8 +55,8 @@ struct sqm_objc_session {
   [super dealloc];
 }
 
-- (std::unique_ptr<sqm::SQMRecord>)newRow:(sqm::Host&)host {
-  return std::make_unique<sqm::SQMRecord>(host);
+- (MakeRow)maker {
+  return makeRow<sqm::SQMRecord>;
 }
 
 - (void)clear {
@@ -89,11 +100,13 @@ struct sqm_objc_session {
 }
 
 - (uint64_t)recordType {
-  return _body->record->recordType();
+  auto& body = *_body;
+  return guarded([&] { return body.record->recordType(); });
 }
 
 - (void)setRecordType:(uint64_t)type {
-  _body->record->setRecordType(type);
+  auto& body = *_body;
+  guarded([&] { body.record->setRecordType(type); });
 }
 
 @end
@@ -108,8 +121,8 @@ Collector& collectorOf(const sqm_objc_session& body) { return static_cast<Collec
 
 @implementation SQMDataCollector
 
-- (std::unique_ptr<sqm::SQMRecord>)newRow:(sqm::Host&)host {
-  return std::make_unique<Collector>(host);
+- (MakeRow)maker {
+  return makeRow<Collector>;
 }
 
 - (void)collectDataOnCreation:(NSString*)first
@@ -312,7 +325,8 @@ struct sqm_objc_uploader {
 }
 
 - (int16_t)getActivityStatus {
-  return _body->uploader->getActivityStatus();
+  auto& body = *_body;
+  return guarded([&] { return body.uploader->getActivityStatus(); });
 }
 
 - (void)httpStatus:(NSNotification*)notification {

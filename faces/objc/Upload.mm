@@ -46,8 +46,11 @@ struct sqm_objc_agent {
 }
 
 - (void)end {
-  _body->announcer.stop();
-  _body->agent.reset();
+  auto& body = *_body;
+  guarded([&] {
+    body.announcer.stop();
+    body.agent.reset();
+  });
 }
 
 - (void)dealloc {
@@ -90,7 +93,8 @@ struct sqm_objc_agent {
 }
 
 - (int32_t)uploadStatus {
-  return _body->agent ? static_cast<int32_t>(_body->agent->uploadStatus()) : 0;
+  auto& body = *_body;
+  return guarded([&] { return body.agent ? static_cast<int32_t>(body.agent->uploadStatus()) : 0; });
 }
 
 @end

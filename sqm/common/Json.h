@@ -15,8 +15,8 @@ using JsonObject = std::vector<JsonMember>;
 
 using JsonArray = std::vector<JsonValue>;
 
-/// A number, `true`, `false` or `null` as JSON text, written unchanged. The empty text stands for a value that JSON does
-/// not have: nothing that contains it can be written.
+/// A number, `true`, `false` or `null` as JSON text, written unchanged. The empty text stands for a value that JSON
+/// does not have: nothing that contains it can be written.
 struct JsonLiteral {
   std::string text;
 
@@ -38,7 +38,8 @@ struct JsonMember {
 /// Writes values as JSON text (RFC 8259) without white space between them.
 ///
 /// Threading: any thread.
-/// Failure: nothing when the text cannot be made, as for a `JsonLiteral` without text. Ill-formed UTF-8 is not a failure: it is written as U+FFFD.
+/// Failure: nothing when the text cannot be made, as for a `JsonLiteral` without text. Ill-formed UTF-8 is not a
+/// failure: it is written as U+FFFD.
 class JsonWriter {
  public:
   virtual ~JsonWriter() = default;

@@ -47,8 +47,8 @@ SQM_API char* sqm_diagnostics_get(const sqm_diagnostics* diagnostics, int32_t pr
 SQM_API sqm_status sqm_diagnostics_add_text(sqm_diagnostics* diagnostics, int32_t array, const char* value);
 SQM_API sqm_status sqm_diagnostics_add_object(sqm_diagnostics* diagnostics, int32_t array, const char* const* keys,
                                               const char* const* values, size_t count);
-/* Append an entry that is JSON text, which is written unchanged and is not checked. "" stands for a value that JSON does
- * not have: there is no text of an array with it, and `Auth` in the report ends before that array. */
+/* Append an entry that is JSON text, which is written unchanged and is not checked. "" stands for a value that JSON
+ * does not have: there is no text of an array with it, and `Auth` in the report ends before that array. */
 SQM_API sqm_status sqm_diagnostics_add_json(sqm_diagnostics* diagnostics, int32_t array, const char* json);
 
 /* Makes an array empty, or absent. */

@@ -16,6 +16,9 @@ struct KeptRecord {
   std::shared_ptr<TableRecord> record;
 };
 
+/// Makes a record, which the caller owns.
+using MakeRecord = TableRecord* (*)(Host& host);
+
 }  // namespace sqm::objc
 
 /* The values of a record, which it shares with the record. */
@@ -31,8 +34,8 @@ struct KeptRecord {
 
 - (id)initWithRecord:(const std::shared_ptr<sqm::TableRecord>&)record ofHost:(const sqm::objc::KeptHost&)host;
 
-/* A new record of the class, which the caller owns; null for a class that is made by itself. */
-- (sqm::TableRecord*)newRecord:(sqm::Host&)host;
+/* Makes a record of the class; null for one that is not made by itself. */
+- (sqm::objc::MakeRecord)maker;
 
 - (std::shared_ptr<sqm::TableRecord>)record;
 @end

@@ -98,6 +98,7 @@ OBJC_TEST(ObjcHost, IsMadeForClientsThatKnowNone) {
   SQMHost* const host = [SQMHost sharedHost];
   EXPECT(host != nil && [SQMHost sharedHost] == host);
   EXPECT([[host applicationFolder] hasSuffix:@"Library/Application Support/Trelk/Trelk Quenfa"]);
+  EXPECT_EQUAL([[[[SQMHost alloc] init] autorelease] applicationFolder], [host applicationFolder]);
   SQMHost* const other = TestHost(nil);
   EXPECT([SQMHost sharedHost] == other && other != host);
   EXPECT([host folderLock] == -1);
@@ -330,6 +331,21 @@ OBJC_TEST(ObjcHost, FollowsTheUsersConsent) {
   EXPECT([host consent] == SQM_CONSENT_REVOKED);
   EXPECT(![[NSFileManager defaultManager] fileExistsAtPath:session]);
   EXPECT_EQUAL([[host statisticsOfList:SQM_RECORD_DEVICE] objectAtIndex:SQM_COUNT_WAITING], [NSNumber numberWithInt:0]);
+}
+
+OBJC_TEST(ObjcMemory, IsMissedByAnException) {
+  EXPECT_RAISES(NSMallocException, WITHOUT_MEMORY([SQMHost sharedHost]));
+  EXPECT_RAISES(NSMallocException, WITHOUT_MEMORY([SQMApplicationRecHelper sharedSQMApplicationRecHelper]));
+  TestHost(nil);
+  EXPECT_RAISES(NSMallocException, WITHOUT_MEMORY([[SQMSessionParams alloc] init]));
+  EXPECT_RAISES(NSMallocException, WITHOUT_MEMORY([[SQMDeviceRecord alloc] init]));
+  EXPECT_RAISES(NSMallocException, WITHOUT_MEMORY([[SQMDataCollector alloc] init]));
+  QFRecordUploader* const queue = [QFRecordUploader sharedQFRecordUploader];
+  EXPECT_RAISES(NSMallocException, WITHOUT_MEMORY([queue logfile]));
+  EXPECT([queue logfile] == nil);
+  SQMTableRecord* const record = [[[SQMDeviceRecord alloc] init] autorelease];
+  EXPECT_RAISES(NSMallocException, WITHOUT_MEMORY([record updateRecordValues:[record recordValues]]));
+  EXPECT([SQMHost sharedHost] != nil && [SQMApplicationRecHelper sharedSQMApplicationRecHelper] != nil);
 }
 
 static NSUInteger openFiles(void) {

@@ -1,8 +1,10 @@
 #include <memory>
+#include <optional>
 #include <string>
 
 #include <gtest/gtest.h>
 
+#include "tests/support/AllocationProbe.h"
 #include "tests/support/Paths.h"
 #include "tests/support/TemporaryFolder.h"
 
@@ -13,6 +15,8 @@ void objc_test_register(const char* suite, const char* name, const char* file, i
 void objc_test_fail(const char* file, int line, const char* what);
 const char* objc_test_home();
 const char* objc_test_resources();
+void objc_test_exhaust_memory();
+void objc_test_restore_memory();
 void objc_test_run(Body body);
 }
 
@@ -20,6 +24,8 @@ namespace {
 
 // NOLINTNEXTLINE(cppcoreguidelines-avoid-non-const-global-variables): of the test that runs
 std::unique_ptr<const TemporaryFolder> home;
+// NOLINTNEXTLINE(cppcoreguidelines-avoid-non-const-global-variables): while no memory can be allocated
+std::optional<AllocationProbe> exhausted;
 
 class ObjcTest : public testing::Test {
  public:
@@ -44,6 +50,10 @@ void objc_test_register(const char* suite, const char* name, const char* file, i
 void objc_test_fail(const char* file, int line, const char* what) { ADD_FAILURE_AT(file, line) << what; }
 
 const char* objc_test_home() { return home->path().c_str(); }
+
+void objc_test_exhaust_memory() { exhausted.emplace().failAfter(0); }
+
+void objc_test_restore_memory() { exhausted.reset(); }
 
 const char* objc_test_resources() {
   static const std::string folder = paths::sources() + "/examples";

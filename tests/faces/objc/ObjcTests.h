@@ -14,6 +14,8 @@ void objc_test_register(const char* suite, const char* name, const char* file, i
 void objc_test_fail(const char* file, int line, const char* what);
 const char* objc_test_home(void);
 const char* objc_test_resources(void); /* the folder of SQMFieldNames.plist */
+void objc_test_exhaust_memory(void);   /* what C++ allocates from now on fails */
+void objc_test_restore_memory(void);
 
 /* By Support.m. */
 void objc_test_run(objc_test_body body);
@@ -48,6 +50,15 @@ void objc_test_equal(const char* file, int line, id actual, id expected);
     }                                                       \
     objc_test_equal(__FILE__, __LINE__, raised, exception); \
   } while (0)
+
+/* A statement for which C++ has no memory. */
+#define WITHOUT_MEMORY(statement) \
+  @try {                          \
+    objc_test_exhaust_memory();   \
+    statement;                    \
+  } @finally {                    \
+    objc_test_restore_memory();   \
+  }
 
 /* An application, with every method of a delegate that a host may have. Its HTTP service keeps the requests until the
  * test ends them. */
