@@ -2,7 +2,7 @@
 
 #include <string>
 
-/// The folders of this build, all absolute.
+/// The folders of this build and programs that its tests run, all absolute.
 namespace paths {
 
 std::string sources();
@@ -10,5 +10,6 @@ std::string golden();    ///< tests/golden
 std::string programs();  ///< the built programs
 std::string build();     ///< the build tree
 std::string cmake();     ///< the CMake program that configured it
+std::string postgres();  ///< the server of PostgreSQL, with which SQM_BUILD_FLEET is tested
 
 }  // namespace paths

@@ -8,6 +8,7 @@
 #include <unistd.h>
 #include <vector>
 
+#include "tests/support/Paths.h"
 #include "tests/support/Patience.h"
 #include "tests/support/Programs.h"
 #include "tools/collector/storage/Postgres.h"
@@ -16,22 +17,29 @@ namespace {
 
 using collector::postgres::Connection;
 
-constexpr const char* kUser = "postgres";
+constexpr const char* kUser = "nobody";
+constexpr const char* kGroup = "nogroup";
 
-/// The folder of the server's programs, of the latest version.
-std::filesystem::path programs() {
-  std::filesystem::path latest;
-  for (const auto& version : std::filesystem::directory_iterator("/usr/lib/postgresql")) {
-    latest = std::max(latest, version.path());
+/// The folder of the server's programs. Root's may be in a folder that no other user can read: they are then copied to
+/// `copies`, with the files that they find by the way from their own folder, lib/postgresql/15/bin.
+std::filesystem::path programs(const std::filesystem::path& copies) {
+  const std::filesystem::path own = std::filesystem::path(paths::postgres()).parent_path();
+  if (::geteuid() != 0) return own;
+  const std::filesystem::path version = own.parent_path().filename();
+  const std::filesystem::path installed = own.parent_path().parent_path().parent_path().parent_path();
+  for (const char* part : {"lib/postgresql", "share/postgresql"}) {
+    std::filesystem::create_directories(copies / part);
+    std::filesystem::copy(installed / part / version, copies / part / version,
+                          std::filesystem::copy_options::recursive | std::filesystem::copy_options::copy_symlinks);
   }
-  return latest / "bin";
+  return copies / "lib/postgresql" / version / "bin";
 }
 
 /// The command line, as a user who may run the server.
 std::vector<std::string> command(const std::vector<std::string>& words) {
   std::vector<std::string> line;
   if (::geteuid() == 0) {
-    line = {"/usr/bin/setpriv", std::string("--reuid=") + kUser, std::string("--regid=") + kUser, "--clear-groups",
+    line = {"/usr/bin/setpriv", std::string("--reuid=") + kUser, std::string("--regid=") + kGroup, "--clear-groups",
             "--pdeathsig=KILL"};
   }
   line.insert(line.end(), words.begin(), words.end());
@@ -45,13 +53,15 @@ PostgresServer::PostgresServer() {
   if (user && ::chown(folder_.path().c_str(), user->pw_uid, user->pw_gid) != 0) {
     throw std::runtime_error("cannot give the folder to the user of PostgreSQL");
   }
+  const std::filesystem::path server = programs(folder_ / "server");
   const std::string data = folder_ / "data";
-  const Outcome made = runProgram(command({programs() / "initdb", "--pgdata", data, "--auth=trust", "--username=sqm",
+  const Outcome made = runProgram(command({server / "initdb", "--pgdata", data, "--auth=trust", "--username=sqm",
                                            "--encoding=UTF8", "--locale=C", "--no-sync"}));
   if (made.status != 0) throw std::runtime_error("initdb failed: " + made.err);
-  process_.emplace(command({programs() / "postgres", "-D", data, "-k", folder_.path(), "-c", "listen_addresses=", "-c",
-                            "fsync=off", "-c", "log_min_messages=fatal", "-c", "logging_collector=off"}),
-                   /*readsOutput=*/false, folder_ / "log");
+  process_.emplace(
+      command({server / "postgres", "-D", data, "-k", folder_.path(), "-c", "listen_addresses=", "-c", "fsync=off",
+               "-c", "jit=off", "-c", "log_min_messages=fatal", "-c", "logging_collector=off"}),
+      /*readsOutput=*/false, folder_ / "log");
   const auto until = std::chrono::steady_clock::now() + kPatience;
   for (;;) {
     try {

@@ -7,7 +7,7 @@
 #include "tools/support/Process.h"
 
 /// A PostgreSQL server of its own, in a temporary folder, reached by a socket there. It ends with this object. It runs
-/// as the user postgres when the tests run as root, which PostgreSQL refuses.
+/// as the user nobody when the tests run as root, which PostgreSQL refuses.
 class PostgresServer {
  public:
   PostgresServer();
