@@ -19,7 +19,7 @@ consume() {
   say "Consumer: $1, $2"
   quietly "consumer-$1-$2" configure_consumer "$@"
   quietly "consumer-$1-$2" cmake --build "$folder"
-  for program in "$folder"/consumer "$folder"/consumer_c; do
+  for program in "$folder"/consumer "$folder"/consumer_c "$folder"/consumer_objc; do
     if [[ -e $program ]]; then run_consumer "$program"; fi
   done
 }
@@ -93,12 +93,13 @@ check_private_modules() {
 
 check_consumer() {
   rm -rf build/consumer
-  configure_release
+  configure_release OBJC
   compile release programs
   install_moved build/release static
   consume_installation static
   consume static c -DCONSUMER_COMPONENTS=c -DCONSUMER_ALONE=ON
-  refuse static "SQM has no component 'morse' in this installation. It has: core, testing, platform, c" \
+  consume static objc -DCONSUMER_COMPONENTS=objc -DCONSUMER_ALONE=ON
+  refuse static "SQM has no component 'morse' in this installation. It has: core, testing, platform, c, objc." \
     -DCONSUMER_COMPONENTS="core;morse"
   refuse static "SQM's component 'platform' needs packages that are not found: Threads, CURL, pugixml, ICU, PkgConfig." \
     -DCONSUMER_ALONE=ON
