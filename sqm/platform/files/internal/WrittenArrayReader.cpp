@@ -110,7 +110,7 @@ class Parser {
           textEnd_ = copied(at, stop, out);
           isInText_ = false;
           return beginsWith(stop, kStringEnd) && flush(textSize()) ? stop + kStringEnd.size() : nullptr;
-        } else if (*stop < 0) {
+        } else if (static_cast<unsigned char>(*stop) >= 0x80) {
           isAscii_ = false;
         } else if (*stop != '\t' && *stop != '\n') {
           return nullptr;
