@@ -153,15 +153,15 @@ class Cluster(Deployment):
         return {}
 
     def standbys(self):
-        """The names of the nodes that follow the primary, by its own word, and how each does: "sync", or otherwise."""
+        """The names of the nodes that follow the primary, by its own word."""
         status = get(f"{self.primary().rest}/patroni") or {}
-        return {each["application_name"]: each["sync_state"] for each in status.get("replication") or []
+        return {each["application_name"] for each in status.get("replication") or []
                 if each["state"] == "streaming" and each["application_name"] in NAMES}
 
     def is_whole(self):
-        """True when both standbys follow the primary, one of them synchronously."""
-        ways = list(self.standbys().values())
-        return len(ways) == 2 and "sync" in ways
+        """True when both standbys follow the primary, and Patroni knows one that may take over."""
+        standbys, members = self.standbys(), self.members()
+        return len(standbys) == 2 and any(members.get(name, {}).get("role") == "sync_standby" for name in standbys)
 
     def processes(self):
         return {**super().processes(), **{f"database {node.name}": node.postmaster() for node in self.nodes}}
