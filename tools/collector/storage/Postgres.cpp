@@ -17,6 +17,8 @@ using Clock = std::chrono::steady_clock;
 constexpr std::chrono::seconds kLongestAnswer{20};
 constexpr const char* kConnecting = "5";  // seconds, for each host
 
+constexpr std::size_t kPiece = std::size_t{1} << 20;  // bytes of a copy that are sent at a time
+
 /// The bytes of a number, the most significant first.
 template <typename Number>
 std::string networkBytes(Number number) {
@@ -48,19 +50,19 @@ std::string oneLine(std::string text) {
 
 }  // namespace
 
-void Column::add(std::int64_t number) {
+void Values::add(std::int64_t number) {
   const std::string bytes = networkBytes(number);
   add(std::string_view(bytes));
 }
 
-void Column::add(std::string_view text) {
-  elements_ += networkBytes(static_cast<std::int32_t>(text.size()));
-  elements_ += text;
+void Values::add(std::string_view text) {
+  bytes_ += networkBytes(static_cast<std::int32_t>(text.size()));
+  bytes_ += text;
   ++count_;
 }
 
-void Column::addNull() {
-  elements_ += networkBytes(std::int32_t{-1});
+void Values::addNull() {
+  bytes_ += networkBytes(std::int32_t{-1});
   ++count_;
 }
 
@@ -72,8 +74,15 @@ std::string Column::array() const {
            networkBytes(static_cast<std::uint32_t>(type_));
   return networkBytes(std::int32_t{1}) + networkBytes(std::int32_t{1}) +
          networkBytes(static_cast<std::uint32_t>(type_)) + networkBytes(count_) + networkBytes(std::int32_t{1}) +
-         elements_;
+         bytes_;
 }
+
+/// The signature, no flags, no extension of the header (PostgreSQL's documentation of COPY, "Binary Format").
+CopiedRows::CopiedRows() { bytes_.assign("PGCOPY\n\xFF\r\n\0\0\0\0\0\0\0\0\0", 19); }
+
+void CopiedRows::row(std::int16_t columns) { bytes_ += networkBytes(columns); }
+
+std::string_view CopiedRows::whole() { return bytes_ += networkBytes(std::int16_t{-1}); }
 
 Statement& Statement::bind(std::int64_t number) {
   types_.push_back(static_cast<std::uint32_t>(Type::number));
@@ -94,6 +103,8 @@ Statement& Statement::bind(const Column& column) {
 }
 
 void Rows::Clear::operator()(pg_result* result) const { PQclear(result); }
+
+bool Rows::isCopying() const { return PQresultStatus(result_.get()) == PGRES_COPY_IN; }
 
 int Rows::size() const { return PQntuples(result_.get()); }
 
@@ -133,7 +144,27 @@ Connection::Connection(const std::string& address) {
 void Connection::run(const std::string& statements) {
   until_ = Clock::now() + kLongestAnswer;
   check(PQsendQuery(connection_.get(), statements.c_str()) == 1);
-  std::string problem;
+  endResults({});
+}
+
+void Connection::copy(const std::string& table, CopiedRows rows) {
+  until_ = Clock::now() + kLongestAnswer;
+  check(PQsendQuery(connection_.get(), ("COPY " + table + " FROM STDIN (FORMAT binary)").c_str()) == 1);
+  const Rows begun(nextResult());
+  if (!begun.isCopying()) return endResults(PQerrorMessage(connection_.get()));
+  std::string_view unsent = rows.whole();
+  while (!unsent.empty()) {
+    const std::string_view piece = unsent.substr(0, kPiece);
+    check(PQputCopyData(connection_.get(), piece.data(), static_cast<int>(piece.size())) == 1);
+    flush();
+    unsent.remove_prefix(piece.size());
+  }
+  check(PQputCopyEnd(connection_.get(), nullptr) == 1);
+  endResults({});
+}
+
+/// Reads the results up to the last. Throws `problem`, or else the first failure.
+void Connection::endResults(std::string problem) {
   while (pg_result* result = nextResult()) {
     const Rows rows(result);
     if (PQresultStatus(result) == PGRES_FATAL_ERROR && problem.empty()) problem = PQresultErrorMessage(result);
@@ -197,6 +228,17 @@ pg_result* Connection::nextResult() {
     check(PQconsumeInput(connection_.get()) == 1);
   }
   return PQgetResult(connection_.get());
+}
+
+/// Waits until all is sent.
+void Connection::flush() {
+  for (;;) {
+    const int unsent = PQflush(connection_.get());
+    check(unsent >= 0);
+    if (unsent == 0) return;
+    wait(POLLIN | POLLOUT);
+    check(PQconsumeInput(connection_.get()) == 1);
+  }
 }
 
 void Connection::wait(short events) {

@@ -23,11 +23,9 @@ class Error : public std::runtime_error {
 /// The type of a parameter, by its number in PostgreSQL's catalogue. An array's is that of its elements.
 enum class Type : std::uint32_t { bytes = 17, number = 20, text = 25 };
 
-/// The values of a column, as one parameter: an array in PostgreSQL's binary format.
-class Column {
+/// Values in PostgreSQL's binary format, each after its length.
+class Values {
  public:
-  explicit Column(Type type) : type_(type) {}
-
   void add(std::int64_t number);
   void add(std::string_view text);
   void addNull();
@@ -37,14 +35,35 @@ class Column {
     value ? add(*value) : addNull();
   }
 
-  Type type() const { return type_; }
   std::int32_t count() const { return count_; }
+
+ protected:
+  std::int32_t count_ = 0;
+  std::string bytes_;
+};
+
+/// The values of a column, as one parameter: an array.
+class Column : public Values {
+ public:
+  explicit Column(Type type) : type_(type) {}
+
+  Type type() const { return type_; }
   std::string array() const;
 
  private:
   Type type_;
-  std::int32_t count_ = 0;
-  std::string elements_;
+};
+
+/// Rows for a table, with the values of all its columns in their order: the binary format of COPY.
+class CopiedRows : public Values {
+ public:
+  CopiedRows();
+
+  /// Begins a row.
+  void row(std::int16_t columns);
+
+  /// All of them. Call it once.
+  std::string_view whole();
 };
 
 /// A statement and its parameters.
@@ -68,6 +87,7 @@ class Rows {
  public:
   explicit Rows(pg_result* result) : result_(result) {}
 
+  bool isCopying() const;  ///< the server waits for the rows of a copy
   int size() const;
   bool isNull(int row, int column) const;
   std::int64_t number(int row, int column) const;
@@ -95,12 +115,17 @@ class Connection {
   /// of a commit whose standby did not confirm it.
   std::vector<Rows> run(const std::vector<Statement>& statements);
 
+  /// Adds rows to a table, within a transaction.
+  void copy(const std::string& table, CopiedRows rows);
+
  private:
   struct Finish {
     void operator()(pg_conn* connection) const;
   };
   static void notice(void* self, const pg_result* result);
   pg_result* nextResult();
+  void endResults(std::string problem);
+  void flush();
   void wait(short events);
   void check(bool isDone) const;
 

@@ -27,10 +27,8 @@ using postgres::Type;
 using Fact = ConnectionFact;
 using std::chrono::milliseconds;
 
-// Who holds the numbers and does not go on loses its connection, so that the other servers can. The rows of a
-// transaction are in memory while they are inserted.
-constexpr const char* kSession =
-    "SET idle_in_transaction_session_timeout = '10s'; SET work_mem = '64MB'; SET synchronous_commit = ";
+// Who holds the numbers and does not go on loses its connection, so that the other servers can.
+constexpr const char* kSession = "SET idle_in_transaction_session_timeout = '10s'; SET synchronous_commit = ";
 
 // The planner knows the parameters, and opens only the partition of the day.
 constexpr const char* kOfDay = " WHERE ($1 = '' OR day = $1)";
@@ -209,7 +207,7 @@ class PostgresStorage : public Storage {
                                        Statement("INSERT INTO keys SELECT unnest($1) ON CONFLICT DO NOTHING RETURNING "
                                                  "key")
                                            .bind(keys),
-                                       Statement(kLastDay)});
+                                       Statement(kLastDay), postgres::versionsOf(arrivals)});
     const auto stored = postgres::storedOf(connection, arrivals);
     const LastNumbers before = {.request = begun[1].number(0, 0), .record = begun[1].number(0, 1)};
     std::unordered_set<std::string> fresh;
@@ -222,7 +220,8 @@ class PostgresStorage : public Storage {
                       [&](const ArrivedRecord& record) { return fresh.erase(std::string(bytesOf(record.key))) > 0; });
       added.push_back(arrival);
     }
-    auto statements = postgres::insertions(added, day, before);
+    postgres::insert(connection, added, day, before, begun[4]);
+    std::vector<Statement> statements;
     if (begun[3].size() == 0 || begun[3].text(0, 0) != day) {
       statements.push_back(
           Statement("INSERT INTO spans VALUES ($1, $2, $3) ON CONFLICT (firstRequest) DO UPDATE SET day = excluded.day")

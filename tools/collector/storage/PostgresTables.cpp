@@ -4,6 +4,8 @@
 #include <chrono>
 #include <cstdint>
 #include <map>
+#include <string_view>
+#include <utility>
 
 #include "tools/collector/service/ConnectionFact.h"
 #include "tools/collector/storage/FactRows.h"
@@ -94,119 +96,97 @@ std::optional<std::int64_t> numberOf(const std::optional<milliseconds>& duration
   return duration ? std::optional<std::int64_t>(duration->count()) : std::nullopt;
 }
 
-Statement insertRequests(std::span<Arrival* const> arrivals, const std::string& day, LastNumbers last) {
-  Column id(Type::number), time(Type::text), method(Type::text), path(Type::bytes), query(Type::bytes),
-      contentType(Type::bytes), bytes(Type::number), answered(Type::text), records(Type::number),
-      duplicates(Type::number), lastRecord(Type::number), problem(Type::text), headers(Type::text), body(Type::bytes);
+CopiedRows requestRows(std::span<Arrival* const> arrivals, const std::string& day, LastNumbers last) {
+  CopiedRows rows;
   for (const Arrival* arrival : arrivals) {
     const RequestRow& request = arrival->request;
     last.record += request.records - request.duplicates;
-    id.add(request.id);
-    time.add(request.time);
-    method.add(request.method);
-    path.add(request.path);
-    query.add(request.query);
-    contentType.add(request.contentType);
-    bytes.add(request.bytes);
-    answered.add(request.answered);
-    records.add(request.records);
-    duplicates.add(request.duplicates);
-    lastRecord.add(last.record);
-    problem.addIfAny(request.problem);
-    headers.add(arrival->headers);
-    body.add(arrival->body);
+    rows.row(15);
+    rows.add(request.id);
+    rows.add(day);
+    rows.add(request.time);
+    rows.add(request.method);
+    rows.add(request.path);
+    rows.add(request.query);
+    rows.add(request.contentType);
+    rows.add(request.bytes);
+    rows.add(request.answered);
+    rows.add(request.records);
+    rows.add(request.duplicates);
+    rows.add(last.record);
+    rows.addIfAny(request.problem);
+    rows.add(arrival->headers);
+    rows.add(arrival->body);
   }
-  Statement statement(
-      "INSERT INTO requests SELECT id, $1, time, method, path, query, contentType, bytes, answered, records, "
-      "duplicates, lastRecord, problem, headers, body FROM unnest($2, $3, $4, $5, $6, $7, $8, $9, $10, $11, $12, $13, "
-      "$14, $15) AS row (id, time, method, path, query, contentType, bytes, answered, records, duplicates, lastRecord, "
-      "problem, headers, body)");
-  statement.bind(day);
-  for (const Column* column : {&id, &time, &method, &path, &query, &contentType, &bytes, &answered, &records,
-                               &duplicates, &lastRecord, &problem, &headers, &body}) {
-    statement.bind(*column);
-  }
-  return statement;
+  return rows;
 }
 
-Statement insertRecords(std::span<Arrival* const> arrivals, const std::string& day) {
-  Column id(Type::number), request(Type::number), time(Type::text), path(Type::bytes), type(Type::text),
-      subType(Type::bytes), event(Type::bytes), problem(Type::text), values(Type::text), raw(Type::bytes),
-      key(Type::bytes);
+CopiedRows recordRows(std::span<Arrival* const> arrivals, const std::string& day) {
+  CopiedRows rows;
   for (const Arrival* arrival : arrivals) {
     for (const ArrivedRecord& record : arrival->records) {
       if (record.id == 0) continue;
-      id.add(record.id);
-      request.add(arrival->request.id);
-      time.add(arrival->request.time);
-      path.add(arrival->request.path);
-      type.add(record.type);
-      subType.addIfAny(record.subType);
-      event.addIfAny(record.event);
-      problem.addIfAny(record.problem);
-      values.add(record.values);
-      raw.add(record.raw);
-      key.add(bytesOf(record.key));
+      rows.row(12);
+      rows.add(record.id);
+      rows.add(day);
+      rows.add(arrival->request.id);
+      rows.add(arrival->request.time);
+      rows.add(arrival->request.path);
+      rows.add(record.type);
+      rows.addIfAny(record.subType);
+      rows.addIfAny(record.event);
+      rows.addIfAny(record.problem);
+      rows.add(record.values);
+      rows.add(record.raw);
+      rows.add(bytesOf(record.key));
     }
   }
-  Statement statement(
-      "INSERT INTO records SELECT id, $1, request, time, path, type, subType, event, problem, vals, raw, key "
-      "FROM unnest($2, $3, $4, $5, $6, $7, $8, $9, $10, $11, $12) "
-      "AS row (id, request, time, path, type, subType, event, problem, vals, raw, key)");
-  statement.bind(day);
-  for (const Column* column : {&id, &request, &time, &path, &type, &subType, &event, &problem, &values, &raw, &key}) {
-    statement.bind(*column);
-  }
-  return statement;
+  return rows;
 }
 
-/// The clients' versions by client, as of the end of the transaction.
+/// The clients' versions, by client.
 using Versions = std::map<std::string, std::string>;
 
-Statement insertFacts(std::span<Arrival* const> arrivals, Versions& versions) {
-  Column id(Type::number), time(Type::number), age(Type::number), medium(Type::number), isStart(Type::number),
-      outcome(Type::number), client(Type::text), session(Type::text), network(Type::text), reason(Type::text),
-      technology(Type::text), version(Type::text), connecting(Type::number), signal(Type::number),
-      isRoaming(Type::number);
+/// The rows of the facts. A fact without a version gets the one that its client reported last: in one of these
+/// arrivals, which is added to `reported`, or else in `known`.
+CopiedRows factRows(std::span<Arrival* const> arrivals, const Versions& known, Versions& reported) {
+  CopiedRows rows;
   const auto number = [](auto value) { return static_cast<std::int64_t>(value); };
   const auto numberIfAny = [&](const auto& value) {
     return value ? std::optional(number(*value)) : std::optional<std::int64_t>();
   };
+  const auto versionOf = [&](const ConnectionFact& fact) -> std::string_view {
+    if (!fact.version.empty()) return fact.version;
+    for (const Versions* versions : {&std::as_const(reported), &known}) {
+      if (const auto found = versions->find(fact.client); found != versions->end()) return found->second;
+    }
+    return {};
+  };
   for (const Arrival* arrival : arrivals) {
     for (const ArrivedRecord& record : arrival->records) {
       if (record.id == 0) continue;
-      if (record.version) versions[record.version->client] = record.version->version;
+      if (record.version) reported[record.version->client] = record.version->version;
       if (!record.fact) continue;
       const ConnectionFact& fact = *record.fact;
-      const auto known = versions.find(fact.client);
-      id.add(record.id);
-      time.add(number(fact.time.time_since_epoch().count()));
-      age.addIfAny(numberOf(fact.age));
-      medium.add(number(fact.medium));
-      isStart.add(number(fact.isStart));
-      outcome.add(number(fact.outcome));
-      client.add(fact.client);
-      session.add(fact.session);
-      network.add(fact.network);
-      reason.add(fact.reason);
-      technology.add(fact.technology);
-      version.add(fact.version.empty() && known != versions.end() ? known->second : fact.version);
-      connecting.addIfAny(numberOf(fact.connecting));
-      signal.addIfAny(numberIfAny(fact.signal));
-      isRoaming.addIfAny(numberIfAny(fact.isRoaming));
+      rows.row(15);
+      rows.add(record.id);
+      rows.add(number(fact.time.time_since_epoch().count()));
+      rows.addIfAny(numberOf(fact.age));
+      rows.add(number(fact.medium));
+      rows.add(number(fact.isStart));
+      rows.add(number(fact.outcome));
+      rows.add(fact.client);
+      rows.add(fact.session);
+      rows.add(fact.network);
+      rows.add(fact.reason);
+      rows.add(fact.technology);
+      rows.add(versionOf(fact));
+      rows.addIfAny(numberOf(fact.connecting));
+      rows.addIfAny(numberIfAny(fact.signal));
+      rows.addIfAny(numberIfAny(fact.isRoaming));
     }
   }
-  Statement statement(
-      "INSERT INTO facts SELECT id, time, age, medium, isStart, outcome, client, session, network, reason, technology, "
-      "coalesce(nullif(version, ''), (SELECT version FROM clients WHERE clients.client = row.client), ''), "
-      "connecting, signal, isRoaming "
-      "FROM unnest($1, $2, $3, $4, $5, $6, $7, $8, $9, $10, $11, $12, $13, $14, $15) AS row (id, time, age, medium, "
-      "isStart, outcome, client, session, network, reason, technology, version, connecting, signal, isRoaming)");
-  for (const Column* column : {&id, &time, &age, &medium, &isStart, &outcome, &client, &session, &network, &reason,
-                               &technology, &version, &connecting, &signal, &isRoaming}) {
-    statement.bind(*column);
-  }
-  return statement;
+  return rows;
 }
 
 Statement setVersions(const Versions& versions) {
@@ -294,15 +274,27 @@ std::vector<Statement> dropUpTo(std::int64_t request) {
   return statements;
 }
 
-std::vector<Statement> insertions(std::span<Arrival* const> arrivals, const std::string& day, LastNumbers before) {
-  Versions versions;
-  std::vector<Statement> statements;
-  statements.push_back(insertRequests(arrivals, day, before));
-  statements.push_back(insertRecords(arrivals, day));
-  statements.push_back(insertFacts(arrivals, versions));
-  statements.push_back(setVersions(versions));
-  statements.push_back(countArrivals(arrivals));
-  return statements;
+Statement versionsOf(std::span<Arrival* const> arrivals) {
+  std::set<std::string_view> clients;
+  for (const Arrival* arrival : arrivals) {
+    for (const ArrivedRecord& record : arrival->records) {
+      if (record.fact && record.fact->version.empty()) clients.insert(record.fact->client);
+    }
+  }
+  Column client(Type::text);
+  for (const std::string_view name : clients) client.add(name);
+  return Statement("SELECT client, version FROM clients WHERE client = ANY ($1)").bind(client);
+}
+
+void insert(Connection& connection, std::span<Arrival* const> arrivals, const std::string& day, LastNumbers before,
+            const Rows& versions) {
+  Versions known;
+  for (int row = 0; row < versions.size(); ++row) known.emplace(versions.text(row, 0), versions.text(row, 1));
+  Versions reported;
+  connection.copy("requests_" + day, requestRows(arrivals, day, before));
+  connection.copy("records_" + day, recordRows(arrivals, day));
+  connection.copy("facts", factRows(arrivals, known, reported));
+  connection.run({setVersions(reported), countArrivals(arrivals)});
 }
 
 }  // namespace collector::postgres

@@ -31,7 +31,11 @@ std::set<std::int64_t> storedOf(Connection& connection, std::span<Arrival* const
 /// The statements that delete the requests up to this one, with their records.
 std::vector<Statement> dropUpTo(std::int64_t request);
 
-/// The statements that store numbered arrivals.
-std::vector<Statement> insertions(std::span<Arrival* const> arrivals, const std::string& day, LastNumbers before);
+/// Finds the stored versions of the clients of facts that have none.
+Statement versionsOf(std::span<Arrival* const> arrivals);
+
+/// Stores numbered arrivals. `versions` has the rows of `versionsOf`.
+void insert(Connection& connection, std::span<Arrival* const> arrivals, const std::string& day, LastNumbers before,
+            const Rows& versions);
 
 }  // namespace collector::postgres
