@@ -59,13 +59,14 @@ std::size_t occurrences(const std::string& text, const std::string& part) {
   return count;
 }
 
+const std::string kRequests[] = {
+    "POST /queue HTTP/1.1\r\nHost: localhost\r\nContent-Length: 4\r\n\r\nabcd",
+    "POST /queue HTTP/1.1\r\nHost: localhost\r\nTransfer-Encoding: chunked\r\n\r\n3\r\nabc\r\n1\r\nd\r\n0\r\n\r\n",
+    "PUT /sqm HTTP/1.1\r\nContent-Encoding: gzip\r\nExpect: 100-continue\r\nContent-Length: 4\r\n\r\nabcd",
+    "GET /_records?since=0 HTTP/1.1\r\nHost: localhost\r\nRange: bytes=0-1\r\nAccept-Encoding: gzip\r\n\r\n",
+};
+
 TEST(CollectorNoise, InRequestsGetsNoFalseReceiptAndDoesNoHarm) {
-  const std::string requests[] = {
-      "POST /queue HTTP/1.1\r\nHost: localhost\r\nContent-Length: 4\r\n\r\nabcd",
-      "POST /queue HTTP/1.1\r\nHost: localhost\r\nTransfer-Encoding: chunked\r\n\r\n3\r\nabc\r\n1\r\nd\r\n0\r\n\r\n",
-      "PUT /sqm HTTP/1.1\r\nContent-Encoding: gzip\r\nExpect: 100-continue\r\nContent-Length: 4\r\n\r\nabcd",
-      "GET /_records?since=0 HTTP/1.1\r\nHost: localhost\r\nRange: bytes=0-1\r\nAccept-Encoding: gzip\r\n\r\n",
-  };
   const TemporaryFolder folder;
   CollectorClient client({"--largest-body", "1"}, folder / "log");
   const auto stored = [&client] { return client.get("/_counts").at("posts_total").at("kept").get<std::size_t>(); };
@@ -73,7 +74,7 @@ TEST(CollectorNoise, InRequestsGetsNoFalseReceiptAndDoesNoHarm) {
   std::size_t answered = 0;
   for (int i = 0; i < 600; ++i) {
     const bool isNoise = i % 10 == 0;
-    const std::string text = isNoise ? noise.bytes(1 + noise.below(300)) : noise.changed(requests[noise.below(4)]);
+    const std::string text = isNoise ? noise.bytes(1 + noise.below(300)) : noise.changed(kRequests[noise.below(4)]);
     const std::size_t before = stored();
     RawConnection raw(client.port());
     raw.send(text);
@@ -92,6 +93,30 @@ TEST(CollectorNoise, InRequestsGetsNoFalseReceiptAndDoesNoHarm) {
   EXPECT_GT(answered, 50U) << "some changes leave a post whole";
   EXPECT_EQ(client.get("/_requests").size(), stored());
   EXPECT_EQ(client.collector().end(), 0);
+}
+
+TEST(CollectorNoise, InRequestsAboutATokenGetsNoReceipt) {
+  const std::string token = "0123456789abcdef";
+  const TemporaryFolder folder;
+  putContent(folder / "tokens", "fleet write,read " + token + "\n");
+  CollectorClient client({"--token-file", folder / "tokens"}, folder / "log");
+  const std::string about[] = {"", "Authorization: Bearer " + token.substr(1) + "\r\n",
+                               "Authorization: Basic Og==\r\nAuthorization: Bearer\r\n"};
+  Noise noise;
+  for (int i = 0; i < 300; ++i) {
+    std::string text = kRequests[noise.below(4)];
+    text.insert(text.find("\r\n") + 2, about[noise.below(3)]);
+    text = noise.changed(text);
+    RawConnection raw(client.port());
+    raw.send(text);
+    raw.finish();
+    const std::string answer = raw.readAll();
+    EXPECT_EQ(answer.find("kept"), std::string::npos) << text;
+    EXPECT_FALSE(answer.starts_with("HTTP/1.1 200")) << text;
+  }
+  const httplib::Headers headers = {{"Authorization", "Bearer " + token}};
+  EXPECT_EQ(client.http().Get("/_requests", headers)->body, "[]\n");
+  EXPECT_EQ(client.http().Post("/queue", headers, "a", "text/plain")->status, 200);
 }
 
 }  // namespace

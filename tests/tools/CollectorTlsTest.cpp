@@ -1,6 +1,8 @@
 // The collection server over TLS.
 
+#include <cstddef>
 #include <memory>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -124,6 +126,23 @@ TEST_F(CollectorTls, GivesNoAnswerToWhatIsNoTls) {
   EXPECT_EQ(plain.readAll().find("HTTP/1.1"), std::string::npos);
   RawConnection(client.port()).finish();
   EXPECT_NE(contentOf(log_).find("TLS handshake failed: error:"), std::string::npos) << contentOf(log_);
+}
+
+TEST_F(CollectorTls, BytesAtRandomHoldUpNobody) {
+  Collector collector(options(), 0, log_);
+  // NOLINTNEXTLINE(cert-msc51-cpp,bugprone-random-generator-seed): a failure can be repeated
+  std::mt19937 random{20261122};
+  for (int i = 0; i < 300; ++i) {
+    // Half of them begin as a record of a handshake does, RFC 8446, 5.1.
+    std::string bytes = i % 2 == 0 ? std::string("\x16\x03\x01\x00\x40\x01\x00\x00\x3C\x03\x03", 11) : "";
+    for (std::size_t count = random() % 300; count > 0; --count) bytes += static_cast<char>(random());
+    RawConnection raw(collector.port());
+    raw.send(bytes);
+    raw.finish();
+    EXPECT_EQ(raw.readAll().find("HTTP/1.1"), std::string::npos) << i;
+  }
+  EXPECT_EQ(HttpsClient(collector.address(), authorityFile_).post("/sqm", "").status, 200);
+  EXPECT_EQ(collector.end(), 0);
 }
 
 TEST_F(CollectorTls, HandshakesThatDoNotEndHoldUpNobodyAndAreGivenUp) {
