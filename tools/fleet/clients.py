@@ -2,10 +2,13 @@
 
 import hashlib
 import json
+import os
 import re
 import subprocess
 import threading
 import time
+
+from processes import FEW_ARENAS
 
 SAMPLING = 0.2  # seconds between two looks at the number of answers
 
@@ -18,7 +21,8 @@ class Fleet:
         self._process = subprocess.Popen(
             [program, "--server", address, "--clients", str(clients), "--seed", str(seed), "--speed", str(speed),
              "--days", "3650", "--progress", str(SAMPLING), "--answered", self.answered_file],
-            stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True, start_new_session=True)
+            env={**os.environ, **FEW_ARENAS}, stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True,
+            start_new_session=True)
         self._reader = threading.Thread(target=self._read)
         self._reader.start()
 

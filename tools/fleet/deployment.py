@@ -14,7 +14,7 @@ import tempfile
 import time
 import urllib.request
 
-from processes import Services
+from processes import FEW_ARENAS, Services
 
 LOOPBACK = "127.0.0.1"
 DISK = "8g"  # the size of a disk of its own; it takes memory for what is written only
@@ -147,7 +147,7 @@ class Deployment:
         port = port or free_ports(1)[0]
         self.collectors.append(self.services.start(
             f"collector {name}", [self._collector, "--quiet", "--port", port, "--database", database],
-            self.logs / f"collector-{name}.log", environment=self.collectors_environment))
+            self.logs / f"collector-{name}.log", environment={**FEW_ARENAS, **self.collectors_environment}))
         return f"http://{LOOPBACK}:{port}"
 
     def processes(self):

@@ -8,6 +8,9 @@ import subprocess
 import threading
 import time
 
+# glibc keeps freed memory by arena, and gives a program with many threads 16 of them on two processors, which fill slowly.
+FEW_ARENAS = {"MALLOC_ARENA_MAX": "2"}
+
 _PR_SET_PDEATHSIG = 1
 _libc = ctypes.CDLL(None)
 
