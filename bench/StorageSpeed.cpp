@@ -1,10 +1,9 @@
-// Run by hand: how fast the collection server stores posts of 20 records, and reads them.
+// Run by hand: how fast the collection server stores posts of 20 records.
 //
-//   measure_storage FILE|postgresql://… [RECORDS]
+//   measure_storage FILE|postgresql://…
 //
-// The database must be new; it gets RECORDS records (100,000). `store` is Storage::add with groups of 256 posts, as
-// they arrive at once; `load` is the same rows by the engine's own fastest load, in one transaction: prepared inserts,
-// or COPY in binary format. The times of queries are the best of 20.
+// The database must be new. `store` is Storage::add with groups of 256 posts, as they arrive at once; `load` is the
+// same rows by the engine's own fastest load, in one transaction: prepared inserts, or COPY in binary format.
 
 #include <algorithm>
 #include <chrono>
@@ -19,6 +18,7 @@
 #include <string_view>
 #include <vector>
 
+#include "bench/StoragePosts.h"
 #include "tools/collector/storage/Days.h"
 #include "tools/collector/storage/Sqlite.h"
 #include "tools/collector/storage/Storage.h"
@@ -26,10 +26,10 @@
 namespace {
 
 using namespace collector;
+using bench::kRecordsOfPost;
 using Clock = std::chrono::steady_clock;
 using Arrivals = std::vector<std::unique_ptr<Arrival>>;
 
-constexpr int kRecordsOfPost = 20;
 constexpr std::size_t kGroup = 256;
 constexpr int kPosts = 2560;  // of each measured round
 constexpr int kRounds = 3;
@@ -41,39 +41,9 @@ double seconds(const std::function<void()>& action) {
   return std::chrono::duration<double>(Clock::now() - begin).count();
 }
 
-/// A post of a client: the records of ten connections.
-std::string bodyOf(int post) {
-  std::string body = "<connectionList>";
-  for (int i = 0; i < kRecordsOfPost; ++i) {
-    const std::string number = std::to_string(i / 2);
-    body +=
-        "<connectionRecord><eventTime timestamp=\"1795340000\">2026-11-22T09:00:" + std::to_string(10 + i) +
-        "Z</eventTime><clientId>client-" + std::to_string(post % 100'000) + "</clientId><event>" +
-        (i % 2 == 0 ? "start" : "stop") + "</event><recordIndex>" + std::to_string(i % 2) +
-        "</recordIndex><wifi><sessionId>" + std::to_string(post) + "-" + number +
-        "</sessionId><connectionStatus>connected</connectionStatus><userName>ada</userName>"
-        "<adapterName>Wireless-AC 9560</adapterName><profileName>Office</profileName><ipAddress>10.0.0.17</ipAddress>"
-        "<driverVersion>22.120.0.3</driverVersion><bytesSent>104857</bytesSent><bytesReceived>5242880</bytesReceived>"
-        "<signalStrength>-61</signalStrength><channel>36</channel><securityMode>WPA2</securityMode><ssid>office-" +
-        std::to_string(post % 50) +
-        "</ssid><accessPoint>00:11:22:33:44:55</accessPoint><band>5</band><linkSpeed>866</linkSpeed>"
-        "<loginSeconds>1.25</loginSeconds></wifi></connectionRecord>";
-  }
-  return body + "</connectionList>";
-}
-
 Arrivals arrivalsOf(int first, int count) {
   Arrivals arrivals;
-  for (int post = first; post < first + count; ++post) {
-    RequestRow head;
-    head.time = kTime;
-    head.method = "POST";
-    head.path = "/connection";
-    head.contentType = "text/xml; charset=utf-8";
-    head.answered = "200";
-    arrivals.push_back(
-        std::make_unique<Arrival>(std::move(head), R"([["Host","localhost"]])", bodyOf(post), FieldMapping()));
-  }
+  for (int post = first; post < first + count; ++post) arrivals.push_back(bench::arrivalOf(post, kTime));
   return arrivals;
 }
 
@@ -239,18 +209,11 @@ void loadPostgres(PGconn* connection, const CopyTables& tables, LastNumbers last
   run("COMMIT");
 }
 
-void measureQuery(const char* name, const std::function<void()>& query) {
-  double best = std::numeric_limits<double>::max();
-  for (int round = 0; round < 20; ++round) best = std::min(best, seconds(query));
-  std::printf("%-36s %8.3f ms\n", name, best * 1e3);
-}
-
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc < 2) return std::fprintf(stderr, "measure_storage FILE|postgresql://... [RECORDS]\n"), 2;
+  if (argc != 2) return std::fprintf(stderr, "measure_storage FILE|postgresql://...\n"), 2;
   const std::string database = argv[1];
-  const int posts = (argc > 2 ? std::atoi(argv[2]) : 100'000) / kRecordsOfPost;
   const bool isPostgres = database.starts_with("postgresql://");
   const auto storage = openStorage({.database = database});
   PGconn* connection = isPostgres ? PQconnectdb(database.c_str()) : nullptr;
@@ -277,18 +240,4 @@ int main(int argc, char** argv) {
   std::printf("%-36s %8.0f records/s\n", "store", rate(storing));
   std::printf("%-36s %8.0f records/s\n", "load (the limit)", rate(loading));
   std::printf("%-36s %8.2f\n", "store: part of the limit", loading / storing);
-
-  for (; next < posts; next += kPosts) store(*storage, arrivalsOf(next, kPosts));
-  const LastNumbers last = storage->last();
-  std::printf("%-36s %8lld\n", "records", static_cast<long long>(last.record));
-  measureQuery("_records, the last 256", [&] { storage->records(last.record - 256, 256); });
-  measureQuery("_records, 256 in the middle", [&] { storage->records(last.record / 2, 256); });
-  measureQuery("_records/ID", [&] { storage->record(last.record / 2); });
-  measureQuery("_requests, 256 in the middle", [&] { storage->requests(last.request / 2, 256); });
-  measureQuery("_requests/ID/body", [&] { storage->body(last.request / 2); });
-  measureQuery("the records up to a request", [&] { storage->lastRecordUpTo(last.request / 2); });
-  measureQuery("256 facts before a time", [&] {
-    const ConnectionFact::Time from = *timeIn("2026-11-22T00:00:00.000Z");
-    storage->facts(from, {.time = *timeIn("2026-11-22T09:00:20.000Z")}, 256);
-  });
 }
