@@ -48,8 +48,8 @@ class Judgement(unittest.TestCase):
         self.addCleanup(folder.cleanup)
         self.folder = pathlib.Path(folder.name)
 
-    def problems(self, records, rounds=(), **fleet):
-        return campaign.judge(FakeCluster(records), FakeFleet(self.folder, **fleet), list(rounds))[1]
+    def problems(self, records, **fleet):
+        return campaign.judge(FakeCluster(records), FakeFleet(self.folder, **fleet))[1]
 
     def test_what_was_answered_and_is_kept_once_is_no_problem(self):
         self.assertEqual(self.problems(RECORDS), [])
@@ -68,7 +68,7 @@ class Judgement(unittest.TestCase):
 
     def test_a_long_time_without_an_answer_is_a_problem(self):
         rounds = [{"action": "kill", "done": "killed it", "gap": gap, "repaired": []} for gap in (29.9, 30.1)]
-        self.assertEqual(self.problems(RECORDS, rounds), ["killed it: no answer for 30.1 s"])
+        self.assertEqual(campaign.judge_rounds(rounds)[1], ["killed it: no answer for 30.1 s"])
 
 
 class Gaps(unittest.TestCase):

@@ -60,16 +60,12 @@ def compare(answered, kept):
     return problems
 
 
-def judge(deployment, fleet, rounds=()):
+def judge(deployment, fleet):
     """Ends the fleet, and returns the figures and what does not hold."""
     status, truth = fleet.end()
     answered = answered_records(fleet.answered_file)
     kept = collections.Counter(map(fingerprint, deployment.records()))
     figures = {
-        "rounds": len(rounds),
-        "actions": collections.Counter(each["action"] for each in rounds),
-        "repaired": sum(len(each["repaired"]) for each in rounds),
-        "longestGapSeconds": max((each["gap"] for each in rounds), default=0),
         "posts": truth["posts"],
         "recordsMade": sum(truth["records"].values()),
         "recordsAnswered": len(answered),
@@ -78,12 +74,22 @@ def judge(deployment, fleet, rounds=()):
     problems = compare(answered, kept)
     if errors := {status: count for status, count in truth["posts"]["answered"].items() if status != "200"}:
         problems.append(f"clients got other statuses than 200: {errors}")
-    problems += [f"{each['done']}: no answer for {each['gap']} s" for each in rounds if each["gap"] > LONGEST_GAP]
     if truth["waiting"] or status != 0:
         problems.append(f"{truth['waiting']} records are still in the lists of the clients")
     if figures["recordsMade"] != len(answered):
         problems.append(f"{figures['recordsMade']} records were made and {len(answered)} were answered")
     return figures, problems
+
+
+def judge_rounds(rounds):
+    """The figures of the rounds, and what does not hold."""
+    figures = {
+        "rounds": len(rounds),
+        "actions": collections.Counter(each["action"] for each in rounds),
+        "repaired": sum(len(each["repaired"]) for each in rounds),
+        "longestGapSeconds": max((each["gap"] for each in rounds), default=0),
+    }
+    return figures, [f"{each['done']}: no answer for {each['gap']} s" for each in rounds if each["gap"] > LONGEST_GAP]
 
 
 def report(figures, problems):
@@ -94,9 +100,10 @@ def report(figures, problems):
 
 def run(deployment, actions, fleet, chance):
     """Plays the rounds. Returns the exit status."""
-    rounds, problems = play_rounds(deployment, actions, fleet, chance)
-    figures, more = judge(deployment, fleet, rounds)
-    return report(figures, problems + more)
+    rounds, failed = play_rounds(deployment, actions, fleet, chance)
+    figures, too_long = judge_rounds(rounds)
+    kept, problems = judge(deployment, fleet)
+    return report({**figures, **kept}, failed + too_long + problems)
 
 
 def of_all(faults, count, chance):
