@@ -163,11 +163,11 @@ TEST(CollectorClients, ThatDoNotReadTheirAnswerAreGivenUp) {
 
 TEST(CollectorClients, ThatReadTheirAnswerSlowlyGetAllOfIt) {
   constexpr std::size_t kLength = 8'000'000;
-  CollectorClient client({"--stall", "1"});
+  CollectorClient client({"--stall", "3"});
   EXPECT_EQ(client.post("/queue", repeated("a", kLength)), 200);
   RawConnection slow(client.port());
   slow.send("GET /_requests/1/body HTTP/1.1\r\nHost: localhost\r\nConnection: close\r\n\r\n");
-  for (int i = 0; i < 30; ++i) {
+  for (int i = 0; i < 45; ++i) {
     std::this_thread::sleep_for(std::chrono::milliseconds(100));
     slow.receiveSome();
   }

@@ -109,11 +109,11 @@ TEST(CollectorCrowd, OfSlowPostsGivesWayToThoseThatWait) {
 }
 
 TEST(CollectorCrowd, OfSlowPostsIsServedWhenNobodyWaits) {
-  CollectorClient client({"--posts", "1", "--stall", "1"});
+  CollectorClient client({"--posts", "1", "--stall", "3"});
   RawConnection slow(client.port());
   slow.send("POST /queue HTTP/1.1\r\nContent-Length: 30\r\n\r\n");
   for (int i = 0; i < 30; ++i) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    std::this_thread::sleep_for(std::chrono::milliseconds(120));
     slow.send("a");
   }
   EXPECT_TRUE(slow.readUntil("kept\n").starts_with("HTTP/1.1 200 "));
