@@ -68,14 +68,17 @@ std::invoke_result_t<Body> guarded(Body&& body) {
 /// Releases the object of an initializer that has failed.
 void discard(id object);
 
-/// Makes what an object keeps. When `make` gives null, and after an exception, the object is released.
+/// Makes what an object keeps. When `make` gives null, and after an exception, the object is released; a shared object,
+/// which has been made before, keeps what it has.
 template <typename Body, typename Make>
 id initialized(id object, Body*& body, Make&& make) {
   if (object == nil) return nil;
   Problem problem;
   try {
-    body = make();
-    if (body != nullptr) return object;
+    if (Body* const made = make()) {
+      body = made;
+      return object;
+    }
   } catch (...) {
     problem = problemInFlight();
   }
