@@ -58,6 +58,7 @@ class TextArray {
     const std::size_t begin = beginOf(removed_ + position);
     return std::string_view(bytes_).substr(begin, ends_[removed_ + position] - begin);
   }
+
   Iterator begin() const;
   Iterator end() const;
 

@@ -43,6 +43,7 @@ class TextSlots {
 
   /// Stores a copy of the text, which may be a view of one in this object.
   void set(std::size_t slot, std::string_view text);
+
   void erase(std::size_t slot);
   void clear();
 

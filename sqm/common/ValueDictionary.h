@@ -31,6 +31,7 @@ class ValueDictionary {
 
   /// Stores the value and replaces an earlier one. Key and value may be views of values in this dictionary.
   void set(std::string_view key, std::string_view value);
+
   void erase(std::string_view key);
   void clear();
 

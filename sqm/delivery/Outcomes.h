@@ -88,6 +88,7 @@ class OutcomeTransactions final : public HttpTransactionFactory {
 
   /// Null when `sender` makes none.
   std::unique_ptr<HttpTransaction> makeTransaction() override;
+
   std::size_t requestsUnderWay() const override { return sender_.requestsUnderWay(); }
 
   /// The outcome of the exchange whose notification is being posted; nothing at other times.

@@ -54,6 +54,7 @@ class ManualMainThread : public MainThread {
   std::optional<Time> nextLater() const {
     return later_.empty() ? std::nullopt : std::optional(std::max(later_.begin()->first - now_, Time(0)));
   }
+
   std::size_t waitingForLater() const { return later_.size(); }
 
   /// Runs the tasks that come due in this time, each followed by all queued ones.

@@ -29,6 +29,7 @@ class MemoryFiles : public Files {
 
   /// In descending order of the names: a caller that needs ascending order must sort.
   std::error_code list(const std::string& folder, NameTest isWanted, std::vector<Entry>& entries) override;
+
   std::error_code read(const std::string& path, std::string& content) override;
   std::unique_ptr<Folder> open(const std::string& folder) override;
   std::error_code write(const std::string& path, std::string_view content) override;

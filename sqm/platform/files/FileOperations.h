@@ -31,21 +31,24 @@ class FileOperations {
   virtual ssize_t read(int descriptor, void* buffer, std::size_t size) = 0;
   virtual ssize_t pread(int descriptor, void* buffer, std::size_t size, off_t from) = 0;
   virtual ssize_t write(int descriptor, const void* bytes, std::size_t size) = 0;
-  /// Reads entries of an open folder, in the system's own form.
-  virtual ssize_t getdents(int folder, void* buffer, std::size_t size) = 0;
   virtual int fstat(int descriptor, struct ::stat& status) = 0;
   virtual int ftruncate(int descriptor, off_t length) = 0;
-  /// Sets the time of the last change of the content.
-  virtual int futimens(int descriptor, const struct ::timespec& modified) = 0;
   virtual int fsync(int descriptor) = 0;
-  /// Locks the whole file for this process, without waiting. `EAGAIN` when another process has locked it, whose number
-  /// `owner` then is; 0 when that is not known.
-  virtual int lock(int descriptor, pid_t& owner) = 0;
   virtual int close(int descriptor) = 0;
   virtual int stat(const std::string& path, struct ::stat& status) = 0;
   virtual int rename(const std::string& from, const std::string& to) = 0;
   virtual int unlinkat(int folder, const std::string& path, int flags) = 0;
   virtual int mkdir(const std::string& path, mode_t mode) = 0;
+
+  /// Reads entries of an open folder, in the system's own form.
+  virtual ssize_t getdents(int folder, void* buffer, std::size_t size) = 0;
+
+  /// Sets the time of the last change of the content.
+  virtual int futimens(int descriptor, const struct ::timespec& modified) = 0;
+
+  /// Locks the whole file for this process, without waiting. `EAGAIN` when another process has locked it, whose number
+  /// `owner` then is; 0 when that is not known.
+  virtual int lock(int descriptor, pid_t& owner) = 0;
 };
 
 /// The permissions of a new file: for this user alone.
@@ -74,9 +77,10 @@ class File {
 
   bool isOpen() const { return descriptor_ >= 0; }
   int descriptor() const { return descriptor_; }
+  std::error_code close();
+
   /// The status when the file was opened.
   const struct ::stat& status() const { return status_; }
-  std::error_code close();
 
  private:
   FileOperations* files_ = nullptr;

@@ -47,6 +47,7 @@ class PropertyListFiles : public PropertyList {
   /// Reads the file, and parses it unless it holds the bytes that it held before: then the table is the same. The file
   /// stays open, so that it is not opened for each record.
   std::shared_ptr<const FieldNameTable> fieldNamesOfFile(const std::string& path) override;
+
   bool writeToFile(const TextArray& array, const std::string& path, bool atomically) override;
 
  private:
