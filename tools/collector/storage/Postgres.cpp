@@ -69,20 +69,20 @@ void Values::addNull() {
 /// The number of dimensions, whether there are nulls, the type, the size and the first index; then each element's
 /// length and bytes (array_send in PostgreSQL's arrayfuncs.c).
 std::string Column::array() const {
-  if (count_ == 0)
+  if (count() == 0)
     return networkBytes(std::int32_t{0}) + networkBytes(std::int32_t{0}) +
            networkBytes(static_cast<std::uint32_t>(type_));
   return networkBytes(std::int32_t{1}) + networkBytes(std::int32_t{1}) +
-         networkBytes(static_cast<std::uint32_t>(type_)) + networkBytes(count_) + networkBytes(std::int32_t{1}) +
-         bytes_;
+         networkBytes(static_cast<std::uint32_t>(type_)) + networkBytes(count()) + networkBytes(std::int32_t{1}) +
+         bytes();
 }
 
 /// The signature, no flags, no extension of the header (PostgreSQL's documentation of COPY, "Binary Format").
-CopiedRows::CopiedRows() { bytes_.assign("PGCOPY\n\xFF\r\n\0\0\0\0\0\0\0\0\0", 19); }
+CopiedRows::CopiedRows() { bytes().assign("PGCOPY\n\xFF\r\n\0\0\0\0\0\0\0\0\0", 19); }
 
-void CopiedRows::row(std::int16_t columns) { bytes_ += networkBytes(columns); }
+void CopiedRows::row(std::int16_t columns) { bytes() += networkBytes(columns); }
 
-std::string_view CopiedRows::whole() { return bytes_ += networkBytes(std::int16_t{-1}); }
+std::string_view CopiedRows::whole() { return bytes() += networkBytes(std::int16_t{-1}); }
 
 Statement& Statement::bind(std::int64_t number) {
   types_.push_back(static_cast<std::uint32_t>(Type::number));

@@ -38,6 +38,10 @@ class Values {
   std::int32_t count() const { return count_; }
 
  protected:
+  std::string& bytes() { return bytes_; }
+  const std::string& bytes() const { return bytes_; }
+
+ private:
   std::int32_t count_ = 0;
   std::string bytes_;
 };
