@@ -1,6 +1,5 @@
 // All combinations of the delivery policies run random scenarios and must do what the model says.
 
-#include <cstdlib>
 #include <filesystem>
 #include <memory>
 #include <optional>
@@ -19,6 +18,7 @@
 #include "sqm/testing/ScriptedHttp.h"
 
 #include "tests/delivery/DeliveryModel.h"
+#include "tests/support/AskedNumber.h"
 #include "tests/support/Paths.h"
 #include "tests/support/TemporaryFolder.h"
 
@@ -326,8 +326,7 @@ TEST_P(Combinations, DoWhatTheModelSays) {
                              .schedule = (bits & 4) != 0,
                              .limits = (bits & 8) != 0,
                              .consent = (bits & 16) != 0};
-  const char* const asked = std::getenv("SQM_SCENARIOS");
-  const unsigned scenarios = asked == nullptr ? 6 : static_cast<unsigned>(std::atoi(asked));
+  const std::size_t scenarios = askedNumber("SQM_SCENARIOS", 6);
   for (unsigned seed = 0; seed < scenarios && !HasFailure(); ++seed) {
     SCOPED_TRACE("seed " + std::to_string(seed));
     Scenario scenario(policies, seed);

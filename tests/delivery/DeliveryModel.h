@@ -5,7 +5,6 @@
 #include <cstdint>
 #include <deque>
 #include <optional>
-#include <ranges>
 #include <utility>
 #include <vector>
 
@@ -105,8 +104,9 @@ class DeliveryModel {
     for (const RecordType type : kRecordTypes) {
       List& list = lists_[indexOf(type)];
       auto record = list.rbegin();
-      for (const StoredTimes::Run& run : std::views::reverse(times[indexOf(type)].runs())) {
-        for (std::uint64_t each = 0; each < run.count && record != list.rend(); ++each) (record++)->time = run.time;
+      const std::deque<StoredTimes::Run>& runs = times[indexOf(type)].runs();
+      for (auto run = runs.rbegin(); run != runs.rend(); ++run) {
+        for (std::uint64_t each = 0; each < run->count && record != list.rend(); ++each) (record++)->time = run->time;
       }
     }
   }

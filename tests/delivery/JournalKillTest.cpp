@@ -15,6 +15,7 @@
 
 #include "tests/delivery/JournalProcess.h"
 #include "tests/platform/files/FaultyFileOperations.h"
+#include "tests/support/AskedNumber.h"
 #include "tests/support/TemporaryFolder.h"
 
 // A process with a journal that is killed, on real files. It is a child of the test, and writes one byte to a pipe for
@@ -115,13 +116,11 @@ TEST_P(JournalKill, AtAnyFileOperationLosesNothing) {
   std::printf("%zu kills, none of which lost or doubled a record\n", kills);
 }
 
-// $SQM_KILLS is the number of kills.
 TEST_P(JournalKill, AtARandomMomentLosesNothing) {
-  const char* const wanted = std::getenv("SQM_KILLS");
-  const int rounds = wanted == nullptr ? 100 : std::atoi(wanted);
+  const std::size_t rounds = askedNumber("SQM_KILLS", 100);
   std::minstd_rand random(7);
   int kills = 0;
-  for (int round = 0; round < rounds; ++round) {
+  for (std::size_t round = 0; round < rounds; ++round) {
     const Folder folder;
     const std::string home = homeIn(folder);
     const std::chrono::microseconds patience(1 + random() % 2500);

@@ -30,9 +30,10 @@ constexpr auto kConnection = RecordType::connection;
 
 /// A process with a store and a ledger, on lists and a disk that outlive it.
 class RecordLedgerTest : public ::testing::Test {
- protected:
+ public:
   ~RecordLedgerTest() override { end(); }
 
+ protected:
   void begin() {
     if (hasJournal_)
       journal_.emplace(std::make_unique<MemoryAppendFile>(journalDisk_), host_.clock, Journal::Options{});

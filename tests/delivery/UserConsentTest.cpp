@@ -21,13 +21,14 @@ using ::testing::IsEmpty;
 bool isSession(std::string_view name) { return name.ends_with(".sqm"); }
 
 class UserConsentTest : public ::testing::Test {
- protected:
+ public:
   UserConsentTest() {
     for (const char* folder : {"/app", "/sqm", "/sessions", "/logs"}) host_.files.makeFolder(folder);
     host_.configuration.applicationFolder = "/app";
   }
   ~UserConsentTest() override { host_.host.recordJournal = nullptr; }
 
+ protected:
   UserConsent& make(Consent initial = Consent::granted) {
     consent_.emplace(host_.host, nullptr, nullptr,
                      UserConsent::Options{.initial = initial,

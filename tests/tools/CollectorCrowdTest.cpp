@@ -2,7 +2,6 @@
 
 #include <atomic>
 #include <chrono>
-#include <cstdlib>
 #include <functional>
 #include <memory>
 #include <string>
@@ -11,6 +10,7 @@
 
 #include <gtest/gtest.h>
 
+#include "tests/support/AskedNumber.h"
 #include "tests/support/Bytes.h"
 #include "tests/tools/CollectorClient.h"
 
@@ -18,12 +18,6 @@ namespace {
 
 const std::string kPost = "POST /queue HTTP/1.1\r\nContent-Length: 1\r\n\r\na";
 const std::string kPostWithoutItsBody = kPost.substr(0, kPost.size() - 1);
-
-/// SQM_CONNECTIONS=10000 runs the test of many connections with that many.
-std::size_t manyConnections() {
-  const char* number = std::getenv("SQM_CONNECTIONS");
-  return number != nullptr ? std::stoul(number) : 400;
-}
 
 using Crowd = std::vector<std::unique_ptr<RawConnection>>;
 
@@ -39,7 +33,7 @@ Crowd crowd(int port, std::size_t size, const std::string& text) {
 
 TEST(CollectorCrowd, OfConnectionsLosesNothingThatWasAnswered) {
   CollectorClient client({"--connections", "20000", "--posts", "16", "--stall", "300"});
-  const std::size_t each = manyConnections() / 4;
+  const std::size_t each = askedNumber("SQM_CONNECTIONS", 400) / 4;
   const Crowd idle = crowd(client.port(), each, "");
   const Crowd inHead = crowd(client.port(), each, "POST /queue HT");
   const Crowd inBody = crowd(client.port(), 15, kPostWithoutItsBody);

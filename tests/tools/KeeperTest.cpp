@@ -95,6 +95,7 @@ TEST_F(KeeperTest, StoresInOneTransactionWhatArrivesDuringAnother) {
   auto first = keep("/first");
   storage.waitUntilAdding();
   std::vector<std::future<bool>> others;
+  others.reserve(5);
   for (int i = 0; i < 5; ++i) others.push_back(keep("/other"));
   waitForWaiting(6);
   EXPECT_EQ(keeper.counters().bytesInFlight, 60U);
@@ -116,6 +117,7 @@ TEST_F(KeeperTest, TriesAgainWhatCannotBeStoredAndStoresTheOthers) {
   auto first = keep("/first");
   storage.waitUntilAdding();
   std::vector<std::future<bool>> others;
+  others.reserve(8);
   for (int i = 0; i < 8; ++i)
     others.push_back(keep("/" + std::to_string(i), i == 3 ? in(milliseconds(300)) : in(kPatience)));
   waitForWaiting(9);

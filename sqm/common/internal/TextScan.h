@@ -1,6 +1,7 @@
 #pragma once
 
 #include <algorithm>
+#include <array>
 #include <bit>
 #include <cstddef>
 #include <cstdint>
@@ -31,7 +32,7 @@ using ScanBytes __attribute__((vector_size(kScanBlock))) = std::int8_t;  // sign
 /// The result of comparing vectors: each byte is 0 or 0xFF.
 class ScanMask {
  public:
-  explicit ScanMask(const ScanBytes& mask) { std::memcpy(words_, &mask, sizeof words_); }
+  explicit ScanMask(const ScanBytes& mask) : words_(std::bit_cast<std::array<std::uint64_t, 2>>(mask)) {}
   bool isAny() const { return (words_[0] | words_[1]) != 0; }
   /// The position of the first byte that is set; `kScanBlock` when none is.
   std::size_t first() const { return words_[0] != 0 ? firstIn(words_[0]) : 8 + firstIn(words_[1]); }
@@ -43,11 +44,11 @@ class ScanMask {
            8;
   }
 
-  std::uint64_t words_[2];
+  std::array<std::uint64_t, 2> words_;
 };
 
 template <typename Word>
-inline Word wordAt(const char* at) {
+inline Word wordAt(const void* at) {
   Word word;
   std::memcpy(&word, at, sizeof word);
   return word;
@@ -102,9 +103,8 @@ inline std::size_t incompleteBefore(const char* block, std::size_t end) {
 template <StopAt stopAt>
 struct ScanBlock {
   /// `block`: the address of 16 bytes.
-  explicit ScanBlock(const void* block) {
-    std::memcpy(&bytes, block, sizeof bytes);
-    stops = bytes < scanByte(stopAt == StopAt::illFormedUtf8 ? 0 : 0x20);
+  explicit ScanBlock(const void* block)
+      : bytes(wordAt<ScanBytes>(block)), stops(bytes < scanByte(stopAt == StopAt::illFormedUtf8 ? 0 : 0x20)) {
     if constexpr (stopAt == StopAt::markup) {
       stops |= ((bytes & scanByte(0xFE)) == '&') | ((bytes & scanByte(0xFD)) == '<') | (bytes == '"');
     } else if constexpr (stopAt == StopAt::propertyList) {

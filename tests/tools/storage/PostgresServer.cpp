@@ -23,7 +23,7 @@ constexpr const char* kGroup = "nogroup";
 /// The folder of the server's programs. Root's may be in a folder that no other user can read: they are then copied to
 /// `copies`, with the files that they find by the way from their own folder, lib/postgresql/15/bin.
 std::filesystem::path programs(const std::filesystem::path& copies) {
-  const std::filesystem::path own = std::filesystem::path(paths::postgres()).parent_path();
+  std::filesystem::path own = std::filesystem::path(paths::postgres()).parent_path();
   if (::geteuid() != 0) return own;
   const std::filesystem::path version = own.parent_path().filename();
   const std::filesystem::path installed = own.parent_path().parent_path().parent_path().parent_path();
@@ -49,7 +49,7 @@ std::vector<std::string> command(const std::vector<std::string>& words) {
 }  // namespace
 
 PostgresServer::PostgresServer() {
-  const passwd* user = ::geteuid() == 0 ? ::getpwnam(kUser) : nullptr;
+  const passwd* user = ::geteuid() == 0 ? ::getpwnam(kUser) : nullptr;  // NOLINT(concurrency-mt-unsafe): one thread
   if (user && ::chown(folder_.path().c_str(), user->pw_uid, user->pw_gid) != 0) {
     throw std::runtime_error("cannot give the folder to the user of PostgreSQL");
   }
@@ -65,7 +65,7 @@ PostgresServer::PostgresServer() {
   const auto until = std::chrono::steady_clock::now() + kPatience;
   for (;;) {
     try {
-      Connection{address()};
+      const Connection connection(address());
       return;
     } catch (const collector::postgres::Error&) {  // it is still starting
       if (std::chrono::steady_clock::now() > until) throw;

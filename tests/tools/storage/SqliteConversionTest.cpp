@@ -1,10 +1,12 @@
 // A database file of the first version is converted as a whole or not at all.
 
-#include <cstdlib>
+#include <optional>
 #include <string>
+#include <vector>
 
 #include <gtest/gtest.h>
 
+#include "tests/platform/system/Environment.h"
 #include "tests/tools/CollectorClient.h"
 #include "tests/tools/storage/Arrivals.h"
 #include "tools/collector/storage/Sqlite.h"
@@ -12,6 +14,7 @@
 namespace {
 
 using namespace collector;
+using sqm::platform::test::EnvironmentVariable;
 
 /// Makes a file as the first version did, with requests of two records each.
 void makeVersion1(const std::string& file, int requests) {
@@ -94,14 +97,16 @@ TEST(SqliteConversion, ThatIsKilledIsDoneByTheNextStart) {
   for (int write = 1; isKilled; write += 11) {
     const std::string file = folder / (std::to_string(write) + ".db");
     makeVersion1(file, kRequests);
-    ::setenv("LD_PRELOAD", (kPrograms + "/libfile_faults.so").c_str(), 1);
-    ::setenv("SQM_KILL_AT_WRITE", std::to_string(write).c_str(), 1);
-    tools::Process collector({kPrograms + "/sqm-collector", "--port", "0", "--database", file}, /*readsOutput=*/true);
-    ::unsetenv("LD_PRELOAD");
-    ::unsetenv("SQM_KILL_AT_WRITE");
-    collector.readLine();
-    collector.terminate();
-    const int status = collector.wait();
+    std::optional<tools::Process> collector;
+    {
+      const EnvironmentVariable library("LD_PRELOAD", (kPrograms + "/libfile_faults.so").c_str());
+      const EnvironmentVariable last("SQM_KILL_AT_WRITE", std::to_string(write).c_str());
+      collector.emplace(std::vector<std::string>{kPrograms + "/sqm-collector", "--port", "0", "--database", file},
+                        /*readsOutput=*/true);
+    }
+    collector->readLine();
+    collector->terminate();
+    const int status = collector->wait();
     isKilled = status == 128 + SIGKILL;
     EXPECT_TRUE(isKilled || status == 0) << status;
     const auto storage = openStorage({.database = file}, FieldMapping());
