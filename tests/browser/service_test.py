@@ -230,7 +230,9 @@ class Empty(ServiceTest):
 class Fleet(ServiceTest):
     def test_its_figures_are_those_of_a_simulated_fleet(self):
         program = Options.programs / "sqm-fleet"
-        start = (NOW - datetime.timedelta(days=2)).strftime("%Y-%m-%dT%H:%M:%SZ")
+        # On the first days of a week, when clients meet at the same networks, and in the window of a week.
+        days = (NOW - datetime.timedelta(days=ago) for ago in range(2, 7))
+        start = next(day for day in days if day.weekday() < 3).strftime("%Y-%m-%dT%H:%M:%SZ")
         fleet = subprocess.run([program, "--server", self.collector.address, "--clients", "80", "--seed", "5", "--days", "1.5",
                                 "--start", start], check=True, capture_output=True, timeout=4 * PATIENCE)
         truth = json.loads(fleet.stdout)
