@@ -74,7 +74,7 @@ TEST_F(CFace, TheEndSendsAndSavesWhatWaits) {
   sqm_target* const targets[] = {records.get(), other.get()};
   bool isCutOff = false;
   std::size_t waiting[3] = {7, 7, 7};
-  EXPECT_EQ(sqm_host_shut_down(host.get(), 1, targets, 2, &isCutOff, waiting, 3), SQM_OK);
+  EXPECT_EQ(sqm_host_shut_down(host.get(), 250, targets, 2, &isCutOff, waiting, 3), SQM_OK);
   EXPECT_TRUE(isCutOff) << "nobody ends the request";
   EXPECT_EQ(waiting[0], 1U);
   EXPECT_EQ(waiting[1], 3U);

@@ -114,6 +114,7 @@ class PostgresStorage : public Storage {
                    .bind(after)
                    .bind(span.end)
                    .bind(limit));
+      if (sizes.size() == 0) return std::vector<RecordRow>();
       std::int64_t upTo = after;
       std::size_t bytes = 0;
       for (int row = 0; row < sizes.size() && bytes < kBytesAtATime; ++row) {
