@@ -1,7 +1,9 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <limits>
+#include <optional>
 
 #include "tools/collector/service/ConnectionFact.h"
 
@@ -12,6 +14,11 @@ struct FactRow {
   std::int64_t id = 0;  ///< that of its record
   ConnectionFact fact;
 };
+
+/// A duration of a fact as it is stored.
+inline std::optional<std::int64_t> numberOf(const std::optional<std::chrono::milliseconds>& duration) {
+  return duration ? std::optional<std::int64_t>(duration->count()) : std::nullopt;
+}
 
 /// A position among the facts, which are ordered by their time and then by their id.
 struct FactPosition {

@@ -32,7 +32,7 @@ constexpr const char* kSession = "SET idle_in_transaction_session_timeout = '10s
 
 // The planner knows the parameters, and opens only the partition of the day.
 constexpr const char* kOfDay = " WHERE ($1 = '' OR day = $1)";
-constexpr const char* kOfSpan = " WHERE ($1 = '' OR day = $1) AND id > $2 AND id < $3";
+constexpr const char* kInSpan = " AND id > $2 AND id < $3";
 
 /// One of the rows, for the functions that read it.
 struct RowAt {
@@ -96,7 +96,7 @@ class PostgresStorage : public Storage {
 
   std::vector<RequestRow> requests(std::int64_t since, std::int64_t limit) override {
     return nextRows(since, spanBy(kSpanOfRequest), [&](const Span& span, std::int64_t after) {
-      return allOf(read(Statement(kRequestColumns + std::string(kOfSpan) + " ORDER BY id LIMIT $4")
+      return allOf(read(Statement(kRequestColumns + std::string(kOfDay) + kInSpan + " ORDER BY id LIMIT $4")
                             .bind(span.day)
                             .bind(after)
                             .bind(span.end)
@@ -108,12 +108,12 @@ class PostgresStorage : public Storage {
   std::vector<RecordRow> records(std::int64_t since, std::int64_t limit) override {
     return nextRows(since, spanBy(kSpanOfRecord), [&](const Span& span, std::int64_t after) {
       // The sizes come first, so that no more records are read than are returned.
-      const Rows sizes =
-          read(Statement("SELECT id, length(raw)::bigint FROM records" + std::string(kOfSpan) + " ORDER BY id LIMIT $4")
-                   .bind(span.day)
-                   .bind(after)
-                   .bind(span.end)
-                   .bind(limit));
+      const Rows sizes = read(Statement("SELECT id, length(raw)::bigint FROM records" + std::string(kOfDay) + kInSpan +
+                                        " ORDER BY id LIMIT $4")
+                                  .bind(span.day)
+                                  .bind(after)
+                                  .bind(span.end)
+                                  .bind(limit));
       if (sizes.size() == 0) return std::vector<RecordRow>();
       std::int64_t upTo = after;
       std::size_t bytes = 0;
@@ -121,7 +121,7 @@ class PostgresStorage : public Storage {
         upTo = sizes.number(row, 0);
         bytes += static_cast<std::size_t>(sizes.number(row, 1));
       }
-      return allOf(read(Statement(kRecordColumns + std::string(kOfSpan) + " ORDER BY id")
+      return allOf(read(Statement(kRecordColumns + std::string(kOfDay) + kInSpan + " ORDER BY id")
                             .bind(span.day)
                             .bind(after)
                             .bind(upTo + 1)),
@@ -160,7 +160,7 @@ class PostgresStorage : public Storage {
 
   std::vector<FactRow> facts(Fact::Time from, const FactPosition& before, std::int64_t limit) override {
     return allOf(read(Statement(std::string(kFactColumns) +
-                                "WHERE time >= $1 AND (time, id) < ($2, $3) ORDER BY time DESC, id DESC LIMIT $4")
+                                " WHERE time >= $1 AND (time, id) < ($2, $3) ORDER BY time DESC, id DESC LIMIT $4")
                           .bind(from.time_since_epoch().count())
                           .bind(before.time.time_since_epoch().count())
                           .bind(before.id)

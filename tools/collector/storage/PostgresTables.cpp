@@ -4,6 +4,7 @@
 #include <chrono>
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <string_view>
 #include <utility>
 
@@ -13,8 +14,6 @@
 namespace collector::postgres {
 
 namespace {
-
-using std::chrono::milliseconds;
 
 // Texts of clients can hold any bytes, and PostgreSQL's texts cannot. Two servers that start at once do not create the
 // tables at once: they wait for the lock, whose number is any.
@@ -90,10 +89,6 @@ std::string forDay(std::string_view statements, std::string_view day) {
   std::string text;
   for (const char character : statements) character == '#' ? text += day : text += character;
   return text;
-}
-
-std::optional<std::int64_t> numberOf(const std::optional<milliseconds>& duration) {
-  return duration ? std::optional<std::int64_t>(duration->count()) : std::nullopt;
 }
 
 CopiedRows requestRows(std::span<Arrival* const> arrivals, const std::string& day, LastNumbers last) {

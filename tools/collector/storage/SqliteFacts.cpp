@@ -11,7 +11,6 @@ namespace collector {
 namespace {
 
 using Fact = ConnectionFact;
-using std::chrono::milliseconds;
 
 // Times are in milliseconds since 1970, the others as in ConnectionFact. The index makes the newest facts of a window
 // cheap to find, however many there are.
@@ -57,10 +56,6 @@ std::int64_t minuteOf(Time time) {
   return std::chrono::floor<std::chrono::minutes>(time).time_since_epoch().count();
 }
 
-std::optional<std::int64_t> numberOf(const std::optional<milliseconds>& duration) {
-  return duration ? std::optional<std::int64_t>(duration->count()) : std::nullopt;
-}
-
 }  // namespace
 
 SqliteFacts::SqliteFacts(sqlite::Connection& connection)
@@ -78,7 +73,7 @@ SqliteFacts::SqliteFacts(sqlite::Connection& connection)
              "excluded.duplicates, problems = problems + "
              "excluded.problems"),
       facts_(connection, std::string(kFactColumns) +
-                             "WHERE time >= ?1 AND (time, id) < (?2, ?3) ORDER BY time DESC, id DESC LIMIT ?4"),
+                             " WHERE time >= ?1 AND (time, id) < (?2, ?3) ORDER BY time DESC, id DESC LIMIT ?4"),
       arrivals_(connection,
                 "SELECT total(posts), total(records), total(duplicates), total(problems) FROM minutes WHERE minute "
                 "BETWEEN ? AND ?") {}
