@@ -18,6 +18,10 @@ class FieldNameTable {
   static constexpr std::size_t kFields = 91;
 
   struct Tags {
+    /// `element`: the address of "<name></name>", with `length` bytes in the name.
+    constexpr Tags(const char* element, std::size_t length)
+        : opening(element, length + 2), closing(element + length + 2, length + 3) {}
+
     std::string_view opening;
     std::string_view closing;
   };
@@ -41,9 +45,7 @@ class FieldNameTable {
   /// Behind each tag there are `TextSlots::kPadding` more bytes that may be read. Failure: as `name`.
   Tags tags(std::int64_t field) const {
     const Entry& entry = entryOf(field);
-    const char* const opening = text_.data() + entry.begin;
-    const std::size_t length = entry.length + 2;
-    return {{opening, length}, {opening + length, length + 1}};
+    return {text_.data() + entry.begin, entry.length};
   }
 
   /// The first field of this name, under whose number the value of all fields of the name is stored.

@@ -4,6 +4,8 @@
 #include <cstring>
 #include <utility>
 
+#include "sqm/common/internal/CopyText.h"
+
 namespace sqm {
 
 namespace {
@@ -13,30 +15,6 @@ constexpr std::size_t kFirstBuffer = 1024;
 
 /// A buffer with at most so many bytes of texts is never compacted.
 constexpr std::size_t kSmallBuffer = 4096;
-
-/// Copies a text, faster than a call of `memcpy` where it is as short as most values are.
-inline void copyText(char* to, std::string_view text) {
-  const auto copyEnds = [&](auto word) {  // the words overlap
-    const std::size_t last = text.size() - sizeof word;
-    std::memcpy(&word, text.data(), sizeof word);
-    auto lastWord = word;
-    std::memcpy(&lastWord, text.data() + last, sizeof word);
-    std::memcpy(to, &word, sizeof word);
-    std::memcpy(to + last, &lastWord, sizeof word);
-  };
-  struct TwoWords {
-    std::uint64_t words[2];
-  };
-  if (text.size() > 2 * sizeof(TwoWords)) {
-    std::memcpy(to, text.data(), text.size());
-  } else if (text.size() >= sizeof(TwoWords)) {
-    copyEnds(TwoWords{});
-  } else if (text.size() >= sizeof(std::uint64_t)) {
-    copyEnds(std::uint64_t{});
-  } else {
-    for (std::size_t at = 0; at < text.size(); ++at) to[at] = text[at];
-  }
-}
 
 }  // namespace
 
@@ -49,9 +27,10 @@ void TextSlots::swap(TextSlots& other) noexcept {
 }
 
 void TextSlots::set(std::size_t slot, std::string_view text) {
-  if (has(slot)) return replace(places_[slot], text);
-  append(places_[slot], text);
-  present_[slot / 64] |= std::uint64_t{1} << slot % 64;
+  if (has(slot)) return replace(slot, text);
+  if (text.size() > kShortText || !hasRoomFor(text)) return append(slot, text);
+  copyShort(buffer_.data() + end_, text);
+  placeAtEnd(slot, text.size());
 }
 
 void TextSlots::erase(std::size_t slot) {
@@ -67,23 +46,28 @@ void TextSlots::clear() {
   used_ = 0;
 }
 
-inline void TextSlots::append(Place& place, std::string_view text) {
-  const std::size_t end = end_ + text.size();
-  if (buffer_.size() < end + kPadding) return appendEnlarging(place, text);
-  copyText(buffer_.data() + end_, text);
-  place = {end_, text.size()};
-  used_ += text.size();
-  end_ = end;
+inline void TextSlots::placeAtEnd(std::size_t slot, std::size_t length) {
+  places_[slot] = {end_, length};
+  present_[slot / 64] |= std::uint64_t{1} << slot % 64;
+  end_ += length;
+  used_ += length;
 }
 
-void TextSlots::appendEnlarging(Place& place, std::string_view text) {
+void TextSlots::append(std::size_t slot, std::string_view text) {
+  if (!hasRoomFor(text)) return appendEnlarging(slot, text);
+  text.copy(buffer_.data() + end_, text.size());
+  placeAtEnd(slot, text.size());
+}
+
+void TextSlots::appendEnlarging(std::size_t slot, std::string_view text) {
   std::string enlarged(std::max({kFirstBuffer, 2 * buffer_.size(), end_ + text.size() + kPadding}), '\0');
   if (end_ > 0) std::memcpy(enlarged.data(), buffer_.data(), end_);
   enlarged.swap(buffer_);
-  append(place, text);  // which may be a view of the earlier buffer
+  append(slot, text);  // which may be a view of the earlier buffer
 }
 
-void TextSlots::replace(Place& place, std::string_view text) {
+void TextSlots::replace(std::size_t slot, std::string_view text) {
+  Place& place = places_[slot];
   const std::size_t earlier = place.length;
   if (text.size() <= earlier) {
     if (!text.empty()) std::memmove(buffer_.data() + place.offset, text.data(), text.size());
@@ -91,7 +75,7 @@ void TextSlots::replace(Place& place, std::string_view text) {
     used_ -= earlier - text.size();
     return;
   }
-  append(place, text);
+  append(slot, text);
   used_ -= earlier;
   compactIfSparse();
 }

@@ -55,9 +55,11 @@ class TextSlots {
 
   void swap(TextSlots& other) noexcept;
   std::string_view text(const Place& place) const { return {buffer_.data() + place.offset, place.length}; }
-  void append(Place& place, std::string_view text);
-  void appendEnlarging(Place& place, std::string_view text);
-  void replace(Place& place, std::string_view text);
+  bool hasRoomFor(std::string_view text) const { return end_ + text.size() + kPadding <= buffer_.size(); }
+  void placeAtEnd(std::size_t slot, std::size_t length);
+  void append(std::size_t slot, std::string_view text);
+  void appendEnlarging(std::size_t slot, std::string_view text);
+  void replace(std::size_t slot, std::string_view text);
   /// Compacts the buffer when less than half of it belongs to texts.
   void compactIfSparse();
 

@@ -30,7 +30,7 @@ void ValueDictionary::set(std::string_view key, std::string_view value) {
   } else if (const auto field = fieldNamed(key)) {
     fields_.set(*field, value);
   } else {
-    others_.push_back({std::string(key), std::string(value)});
+    others_.emplace_back(key, value);
   }
 }
 

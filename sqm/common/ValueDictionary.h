@@ -52,8 +52,8 @@ class ValueDictionary {
     return fields_[names.firstNamesake(field)];
   }
   void setField(const FieldNameTable& names, std::size_t field, std::string_view value) {
-    if (&names != names_.get()) return set(*names.name(static_cast<std::int64_t>(field)), value);
-    fields_.set(names.firstNamesake(field), value);
+    if (&names == names_.get()) return fields_.set(names.firstNamesake(field), value);
+    set(*names.name(static_cast<std::int64_t>(field)), value);
   }
 
   /// The values of the fields of `names`, each under its first namesake's number; null in a dictionary that was not

@@ -40,9 +40,11 @@ std::int64_t TableRecord::FormatRecord(std::optional<std::string>& slot) {
   if (kind_.layout.empty()) return kRecordOk;
   if (!slot) return kRecordRejected;
   const std::int64_t status = ValidateRecordData();
-  std::string text;
-  if (status == kRecordOk) append(text, kind_.layout);
-  *slot = std::move(text);
+  if (status == kRecordOk) {
+    format(*slot, kind_.layout);
+  } else {
+    slot->clear();
+  }
   return status;
 }
 
@@ -62,17 +64,23 @@ std::int64_t TableRecord::store(std::int64_t field, const std::optional<std::str
   if (!values_) return kind_.fieldRejected;
   if (!isNamed) return setter == Setter::plain ? kind_.plainSetterNameMissing : kRecordOk;
 
+  if (!value) return storeAbsent(field);
   const auto index = static_cast<std::size_t>(field);
-  if (!value) {
-    if (!kind_.absentValueRemoves) throwAbsent(field);
-    values_->erase(*names_->name(field));
-  } else if (setter == Setter::plain || value->empty()) {
-    values_->setField(*names_, index, *value);
-  } else {
-    escaped_.clear();
-    host_.utilities->appendXmlCompatible(escaped_, *value);
-    values_->setField(*names_, index, escaped_);
-  }
+  if (setter == Setter::xmlCompatible && !value->empty()) return storeEscaped(index, *value);
+  values_->setField(*names_, index, *value);
+  return kRecordOk;
+}
+
+std::int64_t TableRecord::storeEscaped(std::size_t field, std::string_view value) {
+  escaped_.clear();
+  host_.utilities->appendXmlCompatible(escaped_, value);
+  values_->setField(*names_, field, escaped_);
+  return kRecordOk;
+}
+
+std::int64_t TableRecord::storeAbsent(std::int64_t field) {
+  if (!kind_.absentValueRemoves) throwAbsent(field);
+  values_->erase(*names_->name(field));
   return kRecordOk;
 }
 
@@ -109,22 +117,23 @@ bool TableRecord::holds(std::int64_t field) const {
 
 std::string TableRecord::format(Rows rows) const {
   std::string text;
-  append(text, rows);
+  format(text, rows);
   return text;
 }
 
-void TableRecord::append(std::string& out, Rows rows) const {
+void TableRecord::format(std::string& text, Rows rows) const {
   if (values_ && names_ && values_->fieldsOf(*names_) == nullptr) {
     // The client assigned the values of another dictionary.
-    append(out, rows, std::make_unique<const ValueDictionary>(ValueDictionary(*values_).madeWith(names_)).get());
+    const auto values = std::make_unique<const ValueDictionary>(ValueDictionary(*values_).madeWith(names_));
+    format(text, rows, values.get());
   } else {
-    append(out, rows, values_ ? &*values_ : nullptr);
+    format(text, rows, values_ ? &*values_ : nullptr);
   }
 }
 
-void TableRecord::append(std::string& out, Rows rows, const ValueDictionary* values) const {
+void TableRecord::format(std::string& text, Rows rows, const ValueDictionary* values) const {
   const std::string_view stamp = host_.userPrefs->clientTimeStamp();
-  appendRows(out, rows,
+  formatRows(text, rows,
              {.names = names_ ? names_.get() : &noNames(),
               .values = values,
               .timeStamp = stamp.empty() ? kNoTimeStamp : stamp,

@@ -50,9 +50,11 @@ class TableRecord : public SQM {
   enum class Setter : std::uint8_t { plain, xmlCompatible };
 
   std::int64_t store(std::int64_t field, const std::optional<std::string_view>& value, Setter setter);
+  std::int64_t storeEscaped(std::size_t field, std::string_view value);
+  std::int64_t storeAbsent(std::int64_t field);
   [[noreturn]] void throwAbsent(std::int64_t field) const;
-  void append(std::string& out, std::span<const Row> rows) const;
-  void append(std::string& out, std::span<const Row> rows, const ValueDictionary* values) const;
+  void format(std::string& text, std::span<const Row> rows) const;
+  void format(std::string& text, std::span<const Row> rows, const ValueDictionary* values) const;
   std::optional<std::string_view> nameOf(std::int64_t field) const;
 
   Host& host_;

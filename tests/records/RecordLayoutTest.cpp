@@ -10,22 +10,29 @@
 #include "sqm/testing/FakeServices.h"
 
 using sqm::FieldNameTable;
+using sqm::FixedName;
 using sqm::isSound;
 using sqm::Row;
 
 namespace {
 
+constexpr FixedName kGateway("gateway");
+constexpr FixedName kOs("os");
+constexpr FixedName kOuter("outer");
+constexpr FixedName kLongest("fifteen letters");
+constexpr FixedName kEmpty("");
+
 constexpr Row kOnce[] = {sqm::present(11), sqm::always(12)};
 constexpr Row kElements[] = {sqm::element(11, kOnce), sqm::section({})};
 constexpr Row kTwice[] = {sqm::timeStamped(11), sqm::element(5, kOnce)};
-constexpr Row kTwiceNamed[] = {sqm::alwaysNamed("gateway", 12), sqm::section(kOnce)};
+constexpr Row kTwiceNamed[] = {sqm::alwaysNamed(kGateway, 12), sqm::section(kOnce)};
 constexpr Row kLastEntry[] = {sqm::present(90)};
 constexpr Row kBeyond[] = {sqm::present(91)};
-constexpr Row kNestedBeyond[] = {sqm::element("outer", kBeyond)};
-constexpr Row kEnvironment[] = {sqm::environment("os")};
-constexpr Row kEveryKind[] = {sqm::timeStamped(6), sqm::present(7), sqm::alwaysNamed("gateway", 8),
-                              sqm::environment("os"), sqm::always(9)};
-constexpr Row kEnvironmentWithoutAKey[] = {sqm::environment("")};
+constexpr Row kNestedBeyond[] = {sqm::element(kOuter, kBeyond)};
+constexpr Row kEnvironment[] = {sqm::environment(kOs)};
+constexpr Row kEveryKind[] = {sqm::timeStamped(6), sqm::present(7), sqm::alwaysNamed(kGateway, 8),
+                              sqm::environment(kOs), sqm::always(9)};
+constexpr Row kEnvironmentWithoutAKey[] = {sqm::environment(kEmpty)};
 
 TEST(RecordLayout, IsSoundWhenEveryEntryExistsAndNoneIsWrittenTwice) {
   EXPECT_TRUE(isSound({}));
@@ -40,15 +47,25 @@ TEST(RecordLayout, IsSoundWhenEveryEntryExistsAndNoneIsWrittenTwice) {
   EXPECT_FALSE(isSound(kEnvironmentWithoutAKey));
 }
 
-TEST(RecordFormatter, AppendsToWhatIsThere) {
+TEST(FixedName, HasTheTagsOfItsElement) {
+  EXPECT_EQ(kGateway.name(), "gateway");
+  EXPECT_EQ(kGateway.tags().opening, "<gateway>");
+  EXPECT_EQ(kGateway.tags().closing, "</gateway>");
+  EXPECT_EQ(kLongest.tags().opening, "<fifteen letters>");
+  EXPECT_EQ(kLongest.tags().closing, "</fifteen letters>");
+  EXPECT_EQ(kEmpty.tags().opening, "<>");
+  EXPECT_EQ(kEmpty.tags().closing, "</>");
+}
+
+TEST(RecordFormatter, ReplacesWhatIsThere) {
   const auto names =
       std::make_shared<const FieldNameTable>(std::vector<std::optional<std::string>>(FieldNameTable::kFields, "name"));
   sqm::ValueDictionary values(names);
   values.set("name", "value");
   const sqm::testing::FixedUtilities utilities;
   std::string out = "before ";
-  sqm::appendRows(out, kLastEntry, {.names = names.get(), .values = &values, .timeStamp = "", .utilities = &utilities});
-  EXPECT_EQ(out, "before <name>value</name>");
+  sqm::formatRows(out, kLastEntry, {.names = names.get(), .values = &values, .timeStamp = "", .utilities = &utilities});
+  EXPECT_EQ(out, "<name>value</name>");
 }
 
 TEST(RecordFormatter, WritesTextsOfAnyLength) {
@@ -57,7 +74,8 @@ TEST(RecordFormatter, WritesTextsOfAnyLength) {
       std::make_shared<const FieldNameTable>(std::vector<std::optional<std::string>>(FieldNameTable::kFields, name));
   const sqm::testing::FixedUtilities utilities;
   // Around the steps of a copy, and beyond the buffer.
-  for (const std::size_t length : {0U, 1U, 15U, 16U, 17U, 31U, 32U, 33U, 7'000U, 8'191U, 8'192U, 8'193U, 100'000U}) {
+  for (const std::size_t length :
+       {0U, 1U, 3U, 4U, 7U, 8U, 15U, 16U, 17U, 31U, 32U, 33U, 7'000U, 8'191U, 8'192U, 8'193U, 100'000U}) {
     const std::string value(length, 'v');
     sqm::ValueDictionary values(names);
     values.set(name, value);
@@ -65,7 +83,7 @@ TEST(RecordFormatter, WritesTextsOfAnyLength) {
     std::string out;
     const sqm::RecordContents contents{
         .names = names.get(), .values = &values, .timeStamp = value, .utilities = &utilities};
-    sqm::appendRows(out, kEveryKind, contents);
+    sqm::formatRows(out, kEveryKind, contents);
     const std::string element = "<" + name + ">" + value + "</" + name + ">";
     EXPECT_EQ(out, "<" + name + " timestamp=" + value + ">" + value + "</" + name + ">" + element + "<gateway>" +
                        value + "</gateway><os>" + value + "</os>" + element);
@@ -77,7 +95,7 @@ TEST(RecordFormatter, LeavesTheTextWhenAnEntryIsBeyondAShortTable) {
   const sqm::testing::FixedUtilities utilities;
   std::string out = "before";
   EXPECT_THROW(
-      sqm::appendRows(out, kLastEntry, {.names = &names, .values = nullptr, .timeStamp = "", .utilities = &utilities}),
+      sqm::formatRows(out, kLastEntry, {.names = &names, .values = nullptr, .timeStamp = "", .utilities = &utilities}),
       std::out_of_range);
   EXPECT_EQ(out, "before");
 }

@@ -44,8 +44,8 @@ void addSources(std::vector<Source>& sources, Rows rows) {
   for (const Row& row : rows) {
     const bool isValue = row.kind == Row::Kind::value || row.kind == Row::Kind::timeStamped;
     const bool isNamed = row.kind != Row::Kind::section;
-    if (isNamed && !row.fixedName.empty()) sources.push_back({&row, std::nullopt, row.fixedName});
-    if (isValue || (isNamed && row.fixedName.empty())) sources.push_back({&row, row.entry, {}});
+    if (isNamed && row.fixedName != nullptr) sources.push_back({&row, std::nullopt, row.fixedName->name()});
+    if (isValue || (isNamed && row.fixedName == nullptr)) sources.push_back({&row, row.entry, {}});
     addSources(sources, row.rows);
   }
 }

@@ -4,6 +4,9 @@
 #include <cstddef>
 #include <cstring>
 #include <optional>
+#include <utility>
+
+#include "sqm/common/internal/CopyText.h"
 
 namespace sqm {
 
@@ -20,10 +23,10 @@ std::string_view textOf(const char& character) { return {&character, 1}; }
 std::string_view textOf(std::string_view text) { return text; }
 std::string_view textOf(Padded padded) { return padded.text; }
 
-/// Appends to a string by way of a buffer on the stack, so that the string grows once unless the text is very long.
+/// Makes a text in a buffer on the stack, so that its string is allocated once unless the text is very long.
 class Writer {
  public:
-  explicit Writer(std::string& out) : out_(out) {}
+  Writer() = default;
   Writer(const Writer&) = delete;
   Writer& operator=(const Writer&) = delete;
 
@@ -33,7 +36,7 @@ class Writer {
     if (length > static_cast<std::size_t>(buffer_ + kBuffer - at_)) {
       flush();
       if (length > kBuffer) {
-        (out_.append(textOf(pieces)), ...);
+        (beforeBuffer_.append(textOf(pieces)), ...);
         return;
       }
     }
@@ -41,19 +44,24 @@ class Writer {
     ((at = copied(at, pieces)), ...);
     at_ = at;
   }
-  void putXmlSafe(std::string_view value, const UtilityFunctions& utilities) {
-    escaped_.clear();
-    utilities.appendXmlCompatible(escaped_, value);
-    put(std::string_view(escaped_));
-  }
-  void flush() {
-    out_.append(buffer_, static_cast<std::size_t>(at_ - buffer_));
-    at_ = buffer_;
+  /// Assigns the text to `text`. Nothing is put afterwards.
+  void finish(std::string& text) {
+    if (beforeBuffer_.empty()) {
+      text.assign(buffer_, at_);
+    } else {
+      flush();
+      text = std::move(beforeBuffer_);
+    }
   }
 
  private:
   static constexpr std::size_t kBuffer = 8192;
   static constexpr std::size_t kStep = TextSlots::kPadding;
+
+  void flush() {
+    beforeBuffer_.append(buffer_, at_);
+    at_ = buffer_;
+  }
 
   /// Copies in steps that read and write beyond the end.
   static char* copied(char* at, Padded padded) {
@@ -67,10 +75,12 @@ class Writer {
     *at = character;
     return at + 1;
   }
-  static char* copied(char* at, std::string_view text) { return at + text.copy(at, text.size()); }
+  static char* copied(char* at, std::string_view text) {
+    copyText(at, text);
+    return at + text.size();
+  }
 
-  std::string& out_;
-  std::string escaped_;
+  std::string beforeBuffer_;
   char buffer_[kBuffer + kStep];
   char* at_ = buffer_;
 };
@@ -78,14 +88,13 @@ class Writer {
 /// Writes the elements of rows.
 class Formatter {
  public:
-  Formatter(std::string& out, const RecordContents& contents)
-      : writer_(out),
-        contents_(contents),
+  explicit Formatter(const RecordContents& contents)
+      : contents_(contents),
         fields_(contents.values == nullptr ? nullptr : contents.values->fieldsOf(*contents.names)) {}
 
-  void format(Rows layout) {
+  void format(std::string& text, Rows layout) {
     rows(layout);
-    writer_.flush();
+    writer_.finish(text);
   }
 
  private:
@@ -100,14 +109,11 @@ class Formatter {
   }
 
   void value(const Row& row) {
-    const auto tags = contents_.names->tags(row.entry);
+    const auto named = contents_.names->tags(row.entry);
+    const auto tags = row.fixedName == nullptr ? named : row.fixedName->tags();
     const auto value = valueOf(row);
     if (!isWritten(row, value)) return;
-    if (row.fixedName.empty()) {
-      writer_.put(Padded{tags.opening}, shown(value, tags), Padded{tags.closing});
-    } else {
-      wrap(row, [&] { writer_.put(shown(value, tags)); });
-    }
+    writer_.put(Padded{tags.opening}, shown(value, tags), Padded{tags.closing});
   }
 
   void row(const Row& row) {
@@ -121,15 +127,13 @@ class Formatter {
         break;
       }
       case Row::Kind::environment:
-        if (const auto value = environmentValue(row)) {
-          wrap(row, [&] { writer_.putXmlSafe(*value, *contents_.utilities); });
-        }
+        environment(row);
         break;
       case Row::Kind::element:
-        wrap(row, [&] { rows(row.rows); });
+        element(row);
         break;
       case Row::Kind::markedElement:
-        if (valueOf(row) && anyEnvironment(row.rows)) wrap(row, [&] { rows(row.rows); });
+        if (valueOf(row) && anyEnvironment(row.rows)) element(row);
         break;
       case Row::Kind::section:
         rows(row.rows);
@@ -137,18 +141,20 @@ class Formatter {
     }
   }
 
-  template <typename PutInner>
-  void wrap(const Row& row, PutInner putInner) {
-    if (row.fixedName.empty()) {
-      const auto tags = contents_.names->tags(row.entry);
-      writer_.put(Padded{tags.opening});
-      putInner();
-      writer_.put(Padded{tags.closing});
-    } else {
-      writer_.put('<', row.fixedName, '>');
-      putInner();
-      writer_.put('<', '/', row.fixedName, '>');
-    }
+  void environment(const Row& row) {
+    const auto value = environmentValue(row);
+    if (!value) return;
+    const auto tags = row.fixedName->tags();
+    escaped_.clear();
+    contents_.utilities->appendXmlCompatible(escaped_, *value);
+    writer_.put(Padded{tags.opening}, std::string_view(escaped_), Padded{tags.closing});
+  }
+
+  void element(const Row& row) {
+    const auto tags = row.fixedName == nullptr ? contents_.names->tags(row.entry) : row.fixedName->tags();
+    writer_.put(Padded{tags.opening});
+    rows(row.rows);
+    writer_.put(Padded{tags.closing});
   }
 
   static Padded shown(const std::optional<std::string_view>& value, const FieldNameTable::Tags& tags) {
@@ -160,7 +166,7 @@ class Formatter {
   }
 
   std::optional<std::string_view> environmentValue(const Row& row) const {
-    return contents_.values == nullptr ? std::nullopt : contents_.values->find(row.fixedName);
+    return contents_.values == nullptr ? std::nullopt : contents_.values->find(row.fixedName->name());
   }
 
   bool anyEnvironment(Rows inner) const {
@@ -180,12 +186,15 @@ class Formatter {
   }
 
   Writer writer_;
+  std::string escaped_;
   const RecordContents& contents_;
   const TextSlots* fields_;
 };
 
 }  // namespace
 
-void appendRows(std::string& out, Rows rows, const RecordContents& contents) { Formatter(out, contents).format(rows); }
+void formatRows(std::string& text, Rows rows, const RecordContents& contents) {
+  Formatter(contents).format(text, rows);
+}
 
 }  // namespace sqm

@@ -17,9 +17,9 @@ struct RecordContents {
   const UtilityFunctions* utilities;
 };
 
-/// Appends the rows' text to `out`: one line, without white space between elements. Grows `out` once for a text of up
-/// to 8 KiB. Failure: std::out_of_range when a row's entry is beyond the end of a short field-name table; `out` may
-/// then hold the beginning of a longer text.
-void appendRows(std::string& out, Rows rows, const RecordContents& contents);
+/// Assigns the rows' text to `text`: one line, without white space between elements. A text of up to 8 KiB takes one
+/// allocation. Failure: std::out_of_range when a row's entry is beyond the end of a short field-name table; `text` is
+/// then as it was.
+void formatRows(std::string& text, Rows rows, const RecordContents& contents);
 
 }  // namespace sqm

@@ -50,11 +50,15 @@ constexpr Row kEthernetLayout[] = {element(5, kEthernetRecordRows)};
 
 // --- Client record ------------------------------------------------------------------------------------------------
 
-constexpr Row kEnvironmentRows[] = {environment("locale"), environment("os"), environment("osVersion")};
+constexpr FixedName kLocale("locale");
+constexpr FixedName kOs("os");
+constexpr FixedName kOsVersion("osVersion");
+constexpr Row kEnvironmentRows[] = {environment(kLocale), environment(kOs), environment(kOsVersion)};
 constexpr Row kClientRecordRows[] = {
     timeStamped(6), present(7), markedElement(0, kEnvironmentRows), present(1), present(2), present(3), present(4),
 };
-constexpr Row kClientLayout[] = {element("client", kClientRecordRows)};
+constexpr FixedName kClient("client");
+constexpr Row kClientLayout[] = {element(kClient, kClientRecordRows)};
 
 // --- Device record ------------------------------------------------------------------------------------------------
 
@@ -71,17 +75,20 @@ constexpr Row kCommonSessionRows[] = {
     present(77), present(78), present(79), present(80), always(13),
     always(86),  present(81), present(82), present(83), present(84),
 };
+constexpr FixedName kGateway("gateway");
 constexpr Row kApplicationRecordRows[] = {
     section(kCommonApplicationRows),
     section(kCommonSessionRows),
-    alwaysNamed("gateway", 85),
+    alwaysNamed(kGateway, 85),
 };
-constexpr Row kApplicationLayout[] = {element("vpn", kApplicationRecordRows)};
+constexpr FixedName kVpn("vpn");
+constexpr Row kApplicationLayout[] = {element(kVpn, kApplicationRecordRows)};
 
 // --- User-acceptance record ---------------------------------------------------------------------------------------
 
 constexpr Row kUserAcceptanceRecordRows[] = {timeStamped(6), always(13), always(88), always(89), always(90)};
-constexpr Row kUserAcceptanceLayout[] = {element("userAcceptance", kUserAcceptanceRecordRows)};
+constexpr FixedName kUserAcceptance("userAcceptance");
+constexpr Row kUserAcceptanceLayout[] = {element(kUserAcceptance, kUserAcceptanceRecordRows)};
 
 static_assert(isSound(kWiFiLayout) && isSound(kMBLayout) && isSound(kEthernetLayout) && isSound(kClientLayout) &&
               isSound(kDeviceLayout) && isSound(kApplicationLayout) && isSound(kUserAcceptanceLayout));

@@ -1,12 +1,15 @@
 #pragma once
 
+#include <algorithm>
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <span>
 #include <string_view>
 #include <utility>
 
 #include "sqm/common/FieldNameTable.h"
+#include "sqm/common/TextSlots.h"
 
 namespace sqm {
 
@@ -15,6 +18,29 @@ enum class When : std::uint8_t {
   always,   ///< an absent value gives an empty element
   present,  ///< a value is stored, the empty text included
   notEmpty  ///< a value is stored, and it is not the empty text
+};
+
+/// The name of an element that no field-name table changes, and the element's tags. Behind each tag there are
+/// `TextSlots::kPadding` more bytes that may be read.
+class FixedName {
+ public:
+  /// `name`: of at most 15 bytes.
+  explicit consteval FixedName(std::string_view name) : length_(name.size()) {
+    char* at = text_;
+    for (const std::string_view piece : {std::string_view("<"), name, std::string_view("></"), name}) {
+      at = std::copy(piece.begin(), piece.end(), at);
+    }
+    *at = '>';
+  }
+
+  constexpr std::string_view name() const { return {text_ + 1, length_}; }
+  constexpr FieldNameTable::Tags tags() const { return {text_, length_}; }
+
+ private:
+  static constexpr std::size_t kLongestElement = 2 * 15 + 5;
+
+  std::size_t length_;
+  char text_[kLongestElement + TextSlots::kPadding] = {};
 };
 
 /// One line of a record's layout. Rows are made by the functions below. The element has the name of the field-name
@@ -32,7 +58,7 @@ struct Row {
   Kind kind;
   When when = When::always;
   std::uint8_t entry = 0;
-  std::string_view fixedName = {};
+  const FixedName* fixedName = nullptr;
   std::span<const Row> rows = {};
 };
 
@@ -41,15 +67,17 @@ using Rows = std::span<const Row>;
 constexpr Row always(std::uint8_t entry) { return {Row::Kind::value, When::always, entry}; }
 constexpr Row present(std::uint8_t entry) { return {Row::Kind::value, When::present, entry}; }
 constexpr Row notEmpty(std::uint8_t entry) { return {Row::Kind::value, When::notEmpty, entry}; }
-constexpr Row alwaysNamed(std::string_view name, std::uint8_t entry) {
-  return {Row::Kind::value, When::always, entry, name};
+constexpr Row alwaysNamed(const FixedName& name, std::uint8_t entry) {
+  return {Row::Kind::value, When::always, entry, &name};
 }
 constexpr Row timeStamped(std::uint8_t entry) { return {Row::Kind::timeStamped, When::always, entry}; }
-constexpr Row environment(std::string_view key) { return {Row::Kind::environment, When::present, 0, key}; }
-constexpr Row element(std::uint8_t entry, Rows rows) { return {Row::Kind::element, When::always, entry, {}, rows}; }
-constexpr Row element(std::string_view name, Rows rows) { return {Row::Kind::element, When::always, 0, name, rows}; }
+constexpr Row environment(const FixedName& key) { return {Row::Kind::environment, When::present, 0, &key}; }
+constexpr Row element(std::uint8_t entry, Rows rows) {
+  return {Row::Kind::element, When::always, entry, nullptr, rows};
+}
+constexpr Row element(const FixedName& name, Rows rows) { return {Row::Kind::element, When::always, 0, &name, rows}; }
 constexpr Row markedElement(std::uint8_t entry, Rows rows) {
-  return {Row::Kind::markedElement, When::present, entry, {}, rows};
+  return {Row::Kind::markedElement, When::present, entry, nullptr, rows};
 }
 constexpr Row section(Rows rows) { return {Row::Kind::section, When::always, 0, {}, rows}; }
 
@@ -61,7 +89,7 @@ using Entries = std::array<bool, FieldNameTable::kFields>;
 constexpr bool isSound(Rows rows, Entries& written) {
   for (const Row& row : rows) {
     if (row.entry >= written.size() || !isSound(row.rows, written)) return false;
-    if (row.kind == Row::Kind::environment && row.fixedName.empty()) return false;
+    if (row.kind == Row::Kind::environment && row.fixedName->name().empty()) return false;
     const bool isValue = row.kind == Row::Kind::value || row.kind == Row::Kind::timeStamped;
     if (isValue && std::exchange(written[row.entry], true)) return false;
   }

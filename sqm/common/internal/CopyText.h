@@ -1,0 +1,47 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <string_view>
+
+namespace sqm {
+
+/// Most values have at most so many bytes. `copyShort` copies them faster than a call of `memcpy` does.
+inline constexpr std::size_t kShortText = 32;
+
+/// Copies a text of at most `kShortText` bytes, which does not overlap its copy.
+inline void copyShort(char* to, std::string_view text) {
+  const auto copyEnds = [&](auto word) {  // the words overlap
+    const std::size_t last = text.size() - sizeof word;
+    std::memcpy(&word, text.data(), sizeof word);
+    auto lastWord = word;
+    std::memcpy(&lastWord, text.data() + last, sizeof word);
+    std::memcpy(to, &word, sizeof word);
+    std::memcpy(to + last, &lastWord, sizeof word);
+  };
+  struct TwoWords {
+    std::uint64_t words[2];
+  };
+  static_assert(2 * sizeof(TwoWords) == kShortText);
+  if (text.size() >= sizeof(TwoWords)) {
+    copyEnds(TwoWords{});
+  } else if (text.size() >= sizeof(std::uint64_t)) {
+    copyEnds(std::uint64_t{});
+  } else if (text.size() >= sizeof(std::uint32_t)) {
+    copyEnds(std::uint32_t{});
+  } else {
+    for (std::size_t at = 0; at < text.size(); ++at) to[at] = text[at];
+  }
+}
+
+/// Copies a text of any length, which does not overlap its copy.
+inline void copyText(char* to, std::string_view text) {
+  if (text.size() <= kShortText) {
+    copyShort(to, text);
+  } else {
+    std::memcpy(to, text.data(), text.size());
+  }
+}
+
+}  // namespace sqm
