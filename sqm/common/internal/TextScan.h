@@ -118,7 +118,7 @@ struct ScanBlock {
   ScanBytes stops;
 };
 
-/// A bit for each byte that is set in the mask, the lowest for the first byte.
+/// The highest bit of each byte: for a mask, which bytes are set. The lowest is that of the first byte.
 inline std::uint64_t bitsOf(const ScanBytes& mask) {
 #ifdef __SSE2__
   using Chars __attribute__((vector_size(sizeof mask))) = char;
@@ -151,11 +151,7 @@ inline std::uint64_t stopsIn(const char* bytes) {
 /// A bit for each of the 64 bytes at `bytes` that is beyond ASCII, the lowest for the first.
 inline std::uint64_t beyondAsciiIn(const char* bytes) {
   std::uint64_t found = 0;
-  for (std::size_t at = 0; at < kScanGroup; at += kScanBlock) {
-    ScanBytes block;
-    std::memcpy(&block, bytes + at, sizeof block);
-    found |= bitsOf(block < 0) << at;
-  }
+  for (std::size_t at = 0; at < kScanGroup; at += kScanBlock) found |= bitsOf(wordAt<ScanBytes>(bytes + at)) << at;
   return found;
 }
 

@@ -22,9 +22,9 @@ struct Replacement {
 
 constexpr Replacement kReplacementCharacter = {"\xEF\xBF\xBD", 3};
 
-/// What is written for a character to stop at, if it is below 64: a table, because which comes next is not predictable.
+/// What is written for an ASCII character to stop at: a table, because which comes next is not predictable.
 constexpr auto kReplacements = [] {
-  std::array<Replacement, 64> table;
+  std::array<Replacement, 128> table;
   table.fill(kReplacementCharacter);
   table['&'] = {"&amp;", 5};
   table['<'] = {"&lt;", 4};
@@ -59,10 +59,15 @@ class Output {
     std::memcpy(to_, block, kScanBlock);
     to_ += length;
   }
-  /// Copies the bytes in whole blocks: up to 15 more than asked are read, and written where there must be room.
+  /// Copies the bytes in whole blocks, and at least one: up to 16 more than asked are read, and written where there
+  /// must be room. Most runs are shorter than a block, so that no branch depends on their length.
   void copyRun(const char* from, const char* to) {
     char* const end = to_ + (to - from);
-    for (; from < to; from += kScanBlock, to_ += kScanBlock) std::memcpy(to_, from, kScanBlock);
+    do {
+      std::memcpy(to_, from, kScanBlock);
+      from += kScanBlock;
+      to_ += kScanBlock;
+    } while (from < to);
     to_ = end;
   }
   /// `remaining`: the bytes that follow.
@@ -115,7 +120,7 @@ std::size_t appendAsciiGroup(Output& output, std::string_view text) {
     const char* const stop = group + std::countr_zero(stops);
     if (isPassedWhiteSpace<stopAt>(*stop)) continue;
     output.copyRun(at, stop);
-    output.put(replacementOf(*stop));
+    output.put(kReplacements[static_cast<unsigned char>(*stop)]);
     at = stop + 1;
   }
   output.copyRun(at, group + kScanGroup);
