@@ -2,7 +2,9 @@
 
 #include <cmath>
 #include <memory>
+#include <optional>
 #include <string>
+#include <utility>
 #include <variant>
 
 #include "sqm/diagnostics/SQMDiagnosticsRecord.h"
@@ -33,11 +35,14 @@ struct sqm_objc_diagnostics {
 
 namespace {
 
-sqm::JsonLiteral literalOf(NSNumber* number) {
-  if (number == [NSNumber numberWithBool:YES]) return {"true"};
-  if (number == [NSNumber numberWithBool:NO]) return {"false"};
-  if (!std::isfinite([number doubleValue])) return {};
-  return {*textOf([number stringValue])};
+/// The deepest nesting that is written: a container may contain itself.
+constexpr int kDeepestNesting = 512;
+
+std::optional<sqm::JsonValue> literalOf(NSNumber* number) {
+  if (number == [NSNumber numberWithBool:YES]) return sqm::JsonLiteral{"true"};
+  if (number == [NSNumber numberWithBool:NO]) return sqm::JsonLiteral{"false"};
+  if (!std::isfinite([number doubleValue])) return std::nullopt;
+  return sqm::JsonLiteral{*textOf([number stringValue])};
 }
 
 bool areTexts(NSArray* keys) {
@@ -47,31 +52,47 @@ bool areTexts(NSArray* keys) {
   return true;
 }
 
-/// A literal without text for what JSON does not have.
-sqm::JsonValue jsonOf(id object) {
+std::optional<sqm::JsonValue> jsonOf(id object, int nesting);
+
+std::optional<sqm::JsonValue> elementsOf(NSArray* array, int nesting) {
+  sqm::JsonArray elements;
+  for (NSUInteger at = 0; at < [array count]; ++at) {
+    auto element = jsonOf([array objectAtIndex:at], nesting);
+    if (!element) return std::nullopt;
+    elements.push_back(*std::move(element));
+  }
+  return elements;
+}
+
+/// In the order of their keys, as the dictionary has none.
+std::optional<sqm::JsonValue> membersOf(NSDictionary* dictionary, int nesting) {
+  sqm::JsonObject members;
+  NSArray* const keys = [[dictionary allKeys] sortedArrayUsingSelector:@selector(compare:)];
+  for (NSUInteger at = 0; at < [keys count]; ++at) {
+    NSString* const key = [keys objectAtIndex:at];
+    auto value = jsonOf([dictionary objectForKey:key], nesting);
+    if (!value) return std::nullopt;
+    members.push_back({*textOf(key), *std::move(value)});
+  }
+  return members;
+}
+
+/// The object, whose containers may be nested `nesting` deep. Nothing for what JSON does not have.
+std::optional<sqm::JsonValue> jsonOf(id object, int nesting) {
   if ([object isKindOfClass:[NSString class]]) return *textOf(object);
   if ([object isKindOfClass:[NSNumber class]]) return literalOf(object);
   if (object == [NSNull null]) return sqm::JsonLiteral{"null"};
-  if ([object isKindOfClass:[NSArray class]]) {
-    sqm::JsonArray array;
-    for (NSUInteger at = 0; at < [object count]; ++at) array.push_back(jsonOf([object objectAtIndex:at]));
-    return array;
-  }
-  if ([object isKindOfClass:[NSDictionary class]] && areTexts([object allKeys])) {
-    sqm::JsonObject members;  // in the order of their keys, as the dictionary has none
-    NSArray* const keys = [[object allKeys] sortedArrayUsingSelector:@selector(compare:)];
-    for (NSUInteger at = 0; at < [keys count]; ++at) {
-      NSString* const key = [keys objectAtIndex:at];
-      members.push_back({*textOf(key), jsonOf([object objectForKey:key])});
-    }
-    return members;
-  }
-  return sqm::JsonLiteral{};
+  if (nesting == 0) return std::nullopt;
+  if ([object isKindOfClass:[NSArray class]]) return elementsOf(object, nesting - 1);
+  if ([object isKindOfClass:[NSDictionary class]] && areTexts([object allKeys])) return membersOf(object, nesting - 1);
+  return std::nullopt;
 }
 
+/// Holds a literal without text, of which there is no JSON text, when there is none of the array.
 Record::Array arrayOf(NSArray* array) {
   if (array == nil) return nullptr;
-  return std::make_shared<sqm::JsonArray>(std::get<sqm::JsonArray>(jsonOf(array)));
+  const auto json = jsonOf(array, kDeepestNesting);
+  return std::make_shared<sqm::JsonArray>(json ? std::get<sqm::JsonArray>(*json) : sqm::JsonArray{sqm::JsonLiteral{}});
 }
 
 /// The record with the arrays as they are now.

@@ -34,8 +34,8 @@
 @property(nonatomic, retain) NSMutableArray* discoveryDetails;
 @property(nonatomic, retain) NSMutableArray* loginPollDetails;
 
-/* An array as JSON text; "" when it is empty or nil. nil for an entry that JSON does not have: `Auth` in the report
- * ends before such an array. */
+/* An array as JSON text; "" when it is empty or nil. nil when an entry is what JSON does not have, or the array is
+ * nested more than 512 deep, as one is that contains itself: `Auth` in the report ends before such an array. */
 - (NSString*)formatDiscoveryDetails;
 - (NSString*)formatLoginPollDetails;
 

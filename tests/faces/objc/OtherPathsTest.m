@@ -362,6 +362,28 @@ OBJC_TEST(ObjcDiagnostics, EndBeforeAnArrayWithAValueThatJsonDoesNotHave) {
       hasSuffix:@",\"Auth\":{\"P\":\"\",\"Dir\":\"\",\"Dis\":\"\",\"Login\":\"\"}}}"]);
 }
 
+OBJC_TEST(ObjcDiagnostics, EndBeforeAnArrayThatIsNestedTooDeep) {
+  TestHost(nil);
+  SQMDiagnosticsRecord* const record = [[[SQMDiagnosticsRecord alloc] init] autorelease];
+  NSMutableArray* const details = [record discoveryDetails];
+  NSMutableDictionary* const entry = [NSMutableDictionary dictionary];
+  [details addObject:details];
+  [details addObject:details];
+  EXPECT([record formatDiscoveryDetails] == nil);
+  EXPECT([decoded([record formattedDiagnosticJsonBlob]) hasSuffix:@",\"Auth\":{\"P\":\"\",\"Dir\":\"\"}}}"]);
+  [details setArray:[NSArray arrayWithObject:entry]];
+  [entry setObject:details forKey:@"details"];
+  EXPECT([record formatDiscoveryDetails] == nil);
+
+  [details removeAllObjects];
+  for (int nesting = 2; nesting <= 512; ++nesting) {
+    [details setArray:[NSArray arrayWithObject:[NSArray arrayWithArray:details]]];
+  }
+  EXPECT([[record formatDiscoveryDetails] length] == 2 * 512);
+  [details setArray:[NSArray arrayWithObject:[NSArray arrayWithArray:details]]];
+  EXPECT([record formatDiscoveryDetails] == nil);
+}
+
 OBJC_TEST(ObjcDiagnostics, AreReported) {
   TestHost(nil);
   SQMDiagnosticsRecord* const record = [SQMDiagnosticsRecord sharedSQMDiagnosticsRecord];
