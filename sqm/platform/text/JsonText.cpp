@@ -1,5 +1,6 @@
 #include "sqm/platform/text/JsonText.h"
 
+#include <cstddef>
 #include <string_view>
 #include <utility>
 
@@ -16,9 +17,9 @@ namespace {
 /// Copies a text that is written unchanged, as most are. The library writes the others.
 bool append(std::string& out, const std::string& text) {
   if (passedLength<StopAt::json>(text) == text.size()) {
-    out += '"';
-    out += text;
-    out += '"';
+    const std::size_t begin = out.size();
+    out.append(text.size() + 2, '"');
+    text.copy(out.data() + begin + 1, text.size());
     return true;
   }
   using Json = nlohmann::json;
