@@ -55,7 +55,7 @@ inline void TextSlots::placeAtEnd(std::size_t slot, std::size_t length) {
 
 void TextSlots::append(std::size_t slot, std::string_view text) {
   if (!hasRoomFor(text)) return appendEnlarging(slot, text);
-  text.copy(buffer_.data() + end_, text.size());
+  copyText(buffer_.data() + end_, text);
   placeAtEnd(slot, text.size());
 }
 
@@ -70,7 +70,7 @@ void TextSlots::replace(std::size_t slot, std::string_view text) {
   Place& place = places_[slot];
   const std::size_t earlier = place.length;
   if (text.size() <= earlier) {
-    if (!text.empty()) std::memmove(buffer_.data() + place.offset, text.data(), text.size());
+    copyText(buffer_.data() + place.offset, text);
     place.length = text.size();
     used_ -= earlier - text.size();
     return;

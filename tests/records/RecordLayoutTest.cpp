@@ -32,6 +32,8 @@ constexpr Row kNestedBeyond[] = {sqm::element(kOuter, kBeyond)};
 constexpr Row kEnvironment[] = {sqm::environment(kOs)};
 constexpr Row kEveryKind[] = {sqm::timeStamped(6), sqm::present(7), sqm::alwaysNamed(kGateway, 8),
                               sqm::environment(kOs), sqm::always(9)};
+constexpr Row kMarked[] = {sqm::markedElement(7, kEnvironment)};
+constexpr Row kMarkedWithAValue[] = {sqm::markedElement(7, kOnce)};
 constexpr Row kEnvironmentWithoutAKey[] = {sqm::environment(kEmpty)};
 
 TEST(RecordLayout, IsSoundWhenEveryEntryExistsAndNoneIsWrittenTwice) {
@@ -40,11 +42,13 @@ TEST(RecordLayout, IsSoundWhenEveryEntryExistsAndNoneIsWrittenTwice) {
   EXPECT_TRUE(isSound(kElements));  // an element may have the name of a field inside it
   EXPECT_TRUE(isSound(kLastEntry));
   EXPECT_TRUE(isSound(kEnvironment));
+  EXPECT_TRUE(isSound(kMarked));
   EXPECT_FALSE(isSound(kTwice));
   EXPECT_FALSE(isSound(kTwiceNamed));
   EXPECT_FALSE(isSound(kBeyond));
   EXPECT_FALSE(isSound(kNestedBeyond));
   EXPECT_FALSE(isSound(kEnvironmentWithoutAKey));
+  EXPECT_FALSE(isSound(kMarkedWithAValue));
 }
 
 TEST(FixedName, HasTheTagsOfItsElement) {

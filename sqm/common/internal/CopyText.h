@@ -10,7 +10,7 @@ namespace sqm {
 /// Most values have at most so many bytes. `copyShort` copies them faster than a call of `memcpy` does.
 inline constexpr std::size_t kShortText = 32;
 
-/// Copies a text of at most `kShortText` bytes, which does not overlap its copy.
+/// Copies a text of at most `kShortText` bytes. It is read before its copy is written: they may overlap.
 inline void copyShort(char* to, std::string_view text) {
   const auto copyEnds = [&](auto word) {  // the words overlap
     const std::size_t last = text.size() - sizeof word;
@@ -30,17 +30,21 @@ inline void copyShort(char* to, std::string_view text) {
     copyEnds(std::uint64_t{});
   } else if (text.size() >= sizeof(std::uint32_t)) {
     copyEnds(std::uint32_t{});
-  } else {
-    for (std::size_t at = 0; at < text.size(); ++at) to[at] = text[at];
+  } else if (!text.empty()) {
+    const std::size_t middle = text.size() / 2;
+    const char copies[] = {text.front(), text[middle], text.back()};
+    to[0] = copies[0];
+    to[middle] = copies[1];
+    to[text.size() - 1] = copies[2];
   }
 }
 
-/// Copies a text of any length, which does not overlap its copy.
+/// Copies a text of any length. They may overlap.
 inline void copyText(char* to, std::string_view text) {
   if (text.size() <= kShortText) {
     copyShort(to, text);
   } else {
-    std::memcpy(to, text.data(), text.size());
+    std::memmove(to, text.data(), text.size());
   }
 }
 

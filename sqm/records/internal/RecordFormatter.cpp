@@ -1,6 +1,5 @@
 #include "sqm/records/internal/RecordFormatter.h"
 
-#include <algorithm>
 #include <cstddef>
 #include <cstring>
 #include <optional>
@@ -133,7 +132,7 @@ class Formatter {
         element(row);
         break;
       case Row::Kind::markedElement:
-        if (valueOf(row) && anyEnvironment(row.rows)) element(row);
+        if (valueOf(row)) markedElement(row);
         break;
       case Row::Kind::section:
         rows(row.rows);
@@ -144,17 +143,28 @@ class Formatter {
   void environment(const Row& row) {
     const auto value = environmentValue(row);
     if (!value) return;
-    const auto tags = row.fixedName->tags();
+    if (const Row* const unopened = std::exchange(unopened_, nullptr)) writer_.put(Padded{tagsOf(*unopened).opening});
+    const auto tags = tagsOf(row);
     escaped_.clear();
     contents_.utilities->appendXmlCompatible(escaped_, *value);
     writer_.put(Padded{tags.opening}, std::string_view(escaped_), Padded{tags.closing});
   }
 
   void element(const Row& row) {
-    const auto tags = row.fixedName == nullptr ? contents_.names->tags(row.entry) : row.fixedName->tags();
+    const auto tags = tagsOf(row);
     writer_.put(Padded{tags.opening});
     rows(row.rows);
     writer_.put(Padded{tags.closing});
+  }
+
+  void markedElement(const Row& row) {
+    unopened_ = &row;
+    rows(row.rows);
+    if (std::exchange(unopened_, nullptr) == nullptr) writer_.put(Padded{tagsOf(row).closing});
+  }
+
+  FieldNameTable::Tags tagsOf(const Row& row) const {
+    return row.fixedName == nullptr ? contents_.names->tags(row.entry) : row.fixedName->tags();
   }
 
   static Padded shown(const std::optional<std::string_view>& value, const FieldNameTable::Tags& tags) {
@@ -167,10 +177,6 @@ class Formatter {
 
   std::optional<std::string_view> environmentValue(const Row& row) const {
     return contents_.values == nullptr ? std::nullopt : contents_.values->find(row.fixedName->name());
-  }
-
-  bool anyEnvironment(Rows inner) const {
-    return std::any_of(inner.begin(), inner.end(), [&](const Row& each) { return environmentValue(each).has_value(); });
   }
 
   static bool isWritten(const Row& row, const std::optional<std::string_view>& value) {
@@ -189,6 +195,7 @@ class Formatter {
   std::string escaped_;
   const RecordContents& contents_;
   const TextSlots* fields_;
+  const Row* unopened_ = nullptr;  // the marked element whose opening tag is written with the first of its rows
 };
 
 }  // namespace

@@ -51,7 +51,7 @@ struct Row {
     timeStamped,    ///< the same, with the client time stamp as the attribute `timestamp`
     environment,    ///< an element around the value stored under the fixed name, made XML-safe when it is written
     element,        ///< an element around rows
-    markedElement,  ///< the same, where the entry has a value (of any text) and at least one of the rows is written
+    markedElement,  ///< an element around environments, where the entry has a value (of any text) and one of them has
     section         ///< rows, without an element around them
   };
 
@@ -84,12 +84,17 @@ constexpr Row section(Rows rows) { return {Row::Kind::section, When::always, 0, 
 /// One bit for each field-name entry.
 using Entries = std::array<bool, FieldNameTable::kFields>;
 
-/// True when every row names an entry from 0 to 90, and no value is written twice or is in `written`, to which they are
-/// added.
+constexpr bool isEnvironment(const Row& row) { return row.kind == Row::Kind::environment; }
+
+/// True when every row names an entry from 0 to 90, marked elements hold nothing but environments, and no value is
+/// written twice or is in `written`, to which they are added.
 constexpr bool isSound(Rows rows, Entries& written) {
   for (const Row& row : rows) {
     if (row.entry >= written.size() || !isSound(row.rows, written)) return false;
-    if (row.kind == Row::Kind::environment && row.fixedName->name().empty()) return false;
+    if (isEnvironment(row) && row.fixedName->name().empty()) return false;
+    if (row.kind == Row::Kind::markedElement && !std::all_of(row.rows.begin(), row.rows.end(), isEnvironment)) {
+      return false;
+    }
     const bool isValue = row.kind == Row::Kind::value || row.kind == Row::Kind::timeStamped;
     if (isValue && std::exchange(written[row.entry], true)) return false;
   }
