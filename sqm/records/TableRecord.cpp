@@ -122,16 +122,13 @@ std::string TableRecord::format(Rows rows) const {
 }
 
 void TableRecord::format(std::string& text, Rows rows) const {
-  if (values_ && names_ && values_->fieldsOf(*names_) == nullptr) {
+  const ValueDictionary* values = values_ ? &*values_ : nullptr;
+  std::unique_ptr<const ValueDictionary> copy;
+  if (values != nullptr && names_ && values->fieldsOf(*names_) == nullptr) {
     // The client assigned the values of another dictionary.
-    const auto values = std::make_unique<const ValueDictionary>(ValueDictionary(*values_).madeWith(names_));
-    format(text, rows, values.get());
-  } else {
-    format(text, rows, values_ ? &*values_ : nullptr);
+    copy = std::make_unique<const ValueDictionary>(ValueDictionary(*values).madeWith(names_));
+    values = copy.get();
   }
-}
-
-void TableRecord::format(std::string& text, Rows rows, const ValueDictionary* values) const {
   const std::string_view stamp = host_.userPrefs->clientTimeStamp();
   formatRows(text, rows,
              {.names = names_ ? names_.get() : &noNames(),

@@ -54,7 +54,6 @@ class TableRecord : public SQM {
   std::int64_t storeAbsent(std::int64_t field);
   [[noreturn]] void throwAbsent(std::int64_t field) const;
   void format(std::string& text, std::span<const Row> rows) const;
-  void format(std::string& text, std::span<const Row> rows, const ValueDictionary* values) const;
   std::optional<std::string_view> nameOf(std::int64_t field) const;
 
   Host& host_;
