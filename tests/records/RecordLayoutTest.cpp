@@ -36,6 +36,10 @@ constexpr Row kMarked[] = {sqm::markedElement(7, kEnvironment)};
 constexpr Row kMarkedWithAValue[] = {sqm::markedElement(7, kOnce)};
 constexpr Row kEnvironmentWithoutAKey[] = {sqm::environment(kEmpty)};
 
+std::string element(const std::string& name, const std::string& value, const std::string& attributes = "") {
+  return "<" + name + attributes + ">" + value + "</" + name + ">";
+}
+
 TEST(RecordLayout, IsSoundWhenEveryEntryExistsAndNoneIsWrittenTwice) {
   EXPECT_TRUE(isSound({}));
   EXPECT_TRUE(isSound(kOnce));
@@ -88,9 +92,11 @@ TEST(RecordFormatter, WritesTextsOfAnyLength) {
     const sqm::RecordContents contents{
         .names = names.get(), .values = &values, .timeStamp = value, .utilities = &utilities};
     sqm::formatRows(out, kEveryKind, contents);
-    const std::string element = "<" + name + ">" + value + "</" + name + ">";
-    EXPECT_EQ(out, "<" + name + " timestamp=" + value + ">" + value + "</" + name + ">" + element + "<gateway>" +
-                       value + "</gateway><os>" + value + "</os>" + element);
+    std::string expected = element(name, value, " timestamp=" + value);
+    for (const std::string& each : {name, std::string("gateway"), std::string("os"), name}) {
+      expected += element(each, value);
+    }
+    EXPECT_EQ(out, expected);
   }
 }
 

@@ -24,7 +24,7 @@ constexpr Replacement kReplacementCharacter = {"\xEF\xBF\xBD", 3};
 
 /// What is written for an ASCII character to stop at: a table, because which comes next is not predictable.
 constexpr auto kReplacements = [] {
-  std::array<Replacement, 128> table;
+  std::array<Replacement, 128> table{};
   table.fill(kReplacementCharacter);
   table['&'] = {"&amp;", 5};
   table['<'] = {"&lt;", 4};

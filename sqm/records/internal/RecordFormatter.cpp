@@ -25,7 +25,8 @@ std::string_view textOf(Padded padded) { return padded.text; }
 /// Makes a text in a buffer on the stack, so that its string is allocated once unless the text is very long.
 class Writer {
  public:
-  Writer() = default;
+  // NOLINTNEXTLINE(cppcoreguidelines-pro-type-member-init): the buffer is read where it has been written
+  Writer() : at_(buffer_) {}
   Writer(const Writer&) = delete;
   Writer& operator=(const Writer&) = delete;
 
@@ -81,7 +82,7 @@ class Writer {
 
   std::string beforeBuffer_;
   char buffer_[kBuffer + kStep];
-  char* at_ = buffer_;
+  char* at_;
 };
 
 /// Writes the elements of rows.
