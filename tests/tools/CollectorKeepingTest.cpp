@@ -1,5 +1,6 @@
 // What the collection server answers is stored, and what it cannot store it does not answer.
 
+#include <chrono>
 #include <cstdlib>
 #include <filesystem>
 #include <memory>
@@ -57,6 +58,15 @@ TEST(CollectorKeeping, HoldsABodyUntilItCanBeStored) {
   EXPECT_TRUE(first.readUntil("kept\n").starts_with("HTTP/1.1 200 "));
   EXPECT_TRUE(second.readUntil("kept\n").starts_with("HTTP/1.1 200 "));
   EXPECT_EQ(client.get("/_requests").size(), 2U);
+}
+
+TEST(CollectorKeeping, StoresABodyThatTakesLongerToArriveThanToBeStored) {
+  CollectorClient client({"--patience", "5"});
+  RawConnection raw(client.port());
+  raw.send("POST /queue HTTP/1.1\r\nHost: localhost\r\nContent-Length: 2\r\n\r\na");
+  std::this_thread::sleep_for(std::chrono::seconds(6));
+  raw.send("b");
+  EXPECT_TRUE(raw.readUntil("kept\n").starts_with("HTTP/1.1 200 "));
 }
 
 TEST(CollectorKeeping, StoresTheOthersWhenOneBodyCannotBeStored) {

@@ -163,7 +163,7 @@ void keep(const Services& services, std::size_t longest, const Request& request,
           const httplib::ContentReader& read) {
   Keeper& keeper = services.keeper;
   const auto fail = [&services] { refusePost(services.counters, Count::postsFailed, kNotInTime); };
-  const auto until = keeper.deadline();
+  Keeper::Time until;
   RequestHead head = parseHead(HttpServer::connection().head());
   // A body that announces much and sends little takes no more than its share.
   const std::size_t most = lengthInMemory(request, head.isGzip, longest);
@@ -172,8 +172,12 @@ void keep(const Services& services, std::size_t longest, const Request& request,
     room = keeper.makeRoom(length <= keeper.share() ? std::min(most, keeper.share()) : most, until);
     return room.bytes();
   };
-  auto received = readBody(services.counters, request, response, read, longest, makeRoom);
+  auto received = readBody(services.counters, request, response, read, longest, [&](std::size_t length) {
+    until = keeper.deadline();  // the client sends on after each wait
+    return makeRoom(length);
+  });
   if (!received) return;
+  until = keeper.deadline();  // it waits from the last byte on, however long the others took
   std::string body = *std::move(received);
   if (head.isGzip) {
     try {

@@ -52,7 +52,8 @@ void addStorageOptions(CLI::App& program, Options& options) {
   addNumber(program, "--keep-days", options.storage.mostDays, CLI::Range(0, 400), "NUMBER",
             "Keep what arrived on that many days, today's included; 0 keeps all");
   addSeconds(program, "--patience", options.keeping.patience,
-             "Try for so long to store a body, and then reset its connection: less than clients wait for an answer");
+             "Try for so long to store a body that has arrived, and then reset its connection: less than clients wait "
+             "for an answer");
   addMebibytes(program, "--in-flight", options.keeping.bytesInFlight, 65536,
                "Hold bodies of that length in memory at a time; others wait unread");
   program.add_flag("!--no-sync", options.storage.syncs,

@@ -49,7 +49,7 @@ class Keeper {
   Keeper& operator=(const Keeper&) = delete;
   ~Keeper();
 
-  /// When a client that sends its request now gives up.
+  /// When a client that begins to wait now gives up.
   Time deadline() const { return std::chrono::steady_clock::now() + limits_.patience; }
 
   /// The length up to which a body waits for no room.
