@@ -69,7 +69,7 @@ void loadSqlite(const std::string& file, const Arrivals& arrivals, LastNumbers l
   sqlite::Statement request(connection, "INSERT INTO requests_" + day + " VALUES (?,?,?,?,?,?,?,?,?,?,?,?,?,?)");
   sqlite::Statement record(connection, "INSERT INTO records_" + day + " VALUES (?,?,?,?,?,?,?,?,?,?,?)");
   sqlite::Statement key(connection, "INSERT INTO keys VALUES (?)");
-  sqlite::Statement fact(connection, "INSERT INTO facts VALUES (?,?,?,?,?,?,?,?,?,?,?,?,?,?,?)");
+  sqlite::Statement fact(connection, "INSERT INTO facts VALUES (?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?)");
   sqlite::Transaction transaction(connection);
   for (const auto& arrival : arrivals) {
     const RequestRow& row = arrival->request;

@@ -78,7 +78,7 @@ class Figures(ServiceTest):
     def test_success_is_that_of_the_mean_client_and_of_all_attempts(self):
         (mean, pairs), (share, attempts) = self.headlines("success")
         self.assertEqual(mean, "77.8 %")  # three clients with 1, one with 1 of 9
-        self.assertEqual(pairs, "mean of 4 pairs of client and network, each counted once")
+        self.assertEqual(pairs, "mean of 4 pairs of client and network, each counted once, 32.0–96.3 %")
         self.assertEqual(share, "60.0 %")
         self.assertEqual(attempts, "of 20 attempts, 38.7–78.1 %")
         self.assertEqual(self.table("success"), {"Wi-Fi": ["77.8 %", "60.0 %", "20"]})
@@ -165,6 +165,25 @@ class Filters(ServiceTest):
         self.driver.find_element(By.ID, "clear").click()
         until(lambda: self.headlines("success")[1][1].startswith("of 21 attempts"), "all")
         self.assertTrue(self.driver.current_url.endswith("/service"))
+
+    def test_a_chosen_network_leaves_the_others_to_choose(self):
+        self.collector.post("/connection", connections(*attempt("d", "d", 5, "connected", ssid="Home")))
+        self.open()
+        self.choose("network", "Home")
+        until(lambda: self.headlines("success")[1][1].startswith("of 1 attempt,"), "the network's attempt")
+        self.choose("network", "Office")
+        until(lambda: self.headlines("success")[1][1].startswith("of 20 attempts,"), "the other network's attempts")
+
+    def test_a_sample_is_named(self):
+        self.open()
+        self.assertFalse(self.driver.find_element(By.ID, "part").is_displayed())
+        self.js("""const ask = window.fetch;
+            window.fetch = async (address) => {
+              const answer = await ask(address);
+              return String(address).startsWith('/_service') ? Response.json({ ...await answer.json(), oneIn: 4096 }) : answer;
+            };
+            document.getElementById('filter').dispatchEvent(new Event('change'))""")
+        until(lambda: self.text("#part").startswith("A sample: 1 in 4,096 clients, with 44 records of all of this time."), "the sample")
 
     def test_the_version_is_the_one_that_the_client_reported(self):
         self.collector.post("/client", "<clientList><client><clientId>d</clientId><productVersion>4.71</productVersion>"

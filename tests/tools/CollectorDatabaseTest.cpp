@@ -78,7 +78,7 @@ TEST(CollectorDatabase, OfAnotherProgramStaysAsItIs) {
   const std::string newer = folder / "newer.db";
   collector::sqlite::Connection(other).run("CREATE TABLE requests (id INTEGER PRIMARY KEY, body BLOB)");
   collector::sqlite::Connection(newer).run(
-      "PRAGMA application_id = 0x53514D43; PRAGMA user_version = 3; CREATE TABLE a (b)");
+      "PRAGMA application_id = 0x53514D43; PRAGMA user_version = 1000; CREATE TABLE a (b)");
   putContent(text, "no database at all");
   for (const std::string& file : {other, text, newer}) {
     const std::string before = contentOf(file);

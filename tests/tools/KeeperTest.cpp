@@ -42,7 +42,8 @@ class FakeStorage : public Storage {
   std::string headers(std::int64_t) override { return {}; }
   std::string body(std::int64_t) override { return {}; }
   std::int64_t lastRecordUpTo(std::int64_t) override { return 0; }
-  std::vector<FactRow> facts(ConnectionFact::Time, const FactPosition&, std::int64_t) override { return {}; }
+  std::vector<FactRow> facts(const FactFilter&, const FactPosition&, std::int64_t) override { return {}; }
+  FactCounts countFacts(const FactFilter&, const FactPosition&, std::int64_t) override { return {}; }
   ArrivalCounts arrivals(ConnectionFact::Time, ConnectionFact::Time) override { return {}; }
   LastNumbers last() override { return {}; }
   std::int64_t progressOf(const std::string&) override { return 0; }

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "sqm/common/internal/TimeStamp.h"
@@ -26,17 +27,25 @@ class PostedRecords {
     storage_ = engine_->open();
   }
 
-  void post(const std::string& body, Time at = kNoon) {
-    collector::Arrival arrival({.time = sqm::isoTimeStamp(at), .method = "POST", .path = "/"}, "[]", body,
-                               collector::FieldMapping());
-    collector::Arrival* const arrivals[] = {&arrival};
-    storage_->add(arrivals);
+  void post(const std::string& body, Time at = kNoon) { post(std::vector{body}, at); }
+
+  /// Posts these bodies at once.
+  void post(const std::vector<std::string>& bodies, Time at = kNoon) {
+    std::vector<std::unique_ptr<collector::Arrival>> arrivals;
+    std::vector<collector::Arrival*> group;
+    for (const std::string& body : bodies) {
+      collector::RequestRow head = {.time = sqm::isoTimeStamp(at), .method = "POST", .path = "/"};
+      arrivals.push_back(std::make_unique<collector::Arrival>(std::move(head), "[]", body, collector::FieldMapping()));
+      group.push_back(arrivals.back().get());
+    }
+    storage_->add(group);
   }
 
-  void postConnection(Time at, const std::string& client = "c", const std::string& event = "start") {
+  void postConnection(Time at, const std::string& client = "c", const std::string& event = "start",
+                      const std::string& network = "office") {
     post("<connectionList><connectionRecord><eventTime>" + sqm::isoTimeStamp(at) + "</eventTime><clientId>" + client +
-         "</clientId><event>" + event + "</event><wifi><connectionStatus>connected</connectionStatus>" +
-         "<ssid>office</ssid><signalStrength>-60</signalStrength></wifi></connectionRecord></connectionList>");
+         "</clientId><event>" + event + "</event><wifi><connectionStatus>connected</connectionStatus>" + "<ssid>" +
+         network + "</ssid><signalStrength>-60</signalStrength></wifi></connectionRecord></connectionList>");
   }
 
   void postClient(const std::string& client, const std::string& version) {
@@ -44,9 +53,9 @@ class PostedRecords {
          "</productVersion></client></clientList>");
   }
 
-  std::vector<collector::FactRow> facts(Time from = Time::min(), collector::FactPosition before = {Time::max()},
-                                        std::int64_t limit = 100) {
-    return storage_->facts(from, before, limit);
+  std::vector<collector::FactRow> facts(const collector::FactFilter& filter = {},
+                                        collector::FactPosition before = {Time::max()}, std::int64_t limit = 10000) {
+    return storage_->facts(filter, before, limit);
   }
 
   collector::Storage& storage() { return *storage_; }

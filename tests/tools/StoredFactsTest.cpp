@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/tools/PostedRecords.h"
+#include "tools/collector/storage/Samples.h"
 
 namespace {
 
@@ -57,13 +58,81 @@ TEST(StoredFacts, AreReadPieceByPieceFromTheNewest) {
   for (int minute : {3, 1, 2, 2, 2, 4}) posted.postConnection(kNoon - minute * 1min, std::to_string(++client));
   std::vector<std::int64_t> ids;
   for (FactPosition before{kNoon - 1min};;) {
-    const auto rows = posted.facts(kNoon - 3min, before, 2);
+    const auto rows = posted.facts({.from = kNoon - 3min}, before, 2);
     if (rows.empty()) break;
     EXPECT_LE(rows.size(), 2U);
     for (const FactRow& row : rows) ids.push_back(row.id);
     before = {rows.back().fact.time, rows.back().id};
   }
   EXPECT_EQ(ids, (std::vector<std::int64_t>{5, 4, 3, 1}));
+}
+
+TEST(StoredFacts, AreSelectedByMediumNetworkAndVersion) {
+  PostedRecords posted;
+  posted.post(
+      "<connectionList><r><event>start</event><wifi><ssid>office</ssid><productVersion>4.70</productVersion></wifi></r>"
+      "<r><event>start</event><wifi><ssid>hotel</ssid><productVersion>4.71</productVersion></wifi></r>"
+      "<r><event>start</event><mobile><carrier>hotel</carrier></mobile></r></connectionList>");
+  posted.post(
+      "<sqmList><vpn><vpnEvent>start</vpnEvent><gateway>g</gateway><vpnClientVersion>4.71</vpnClientVersion></vpn>"
+      "</sqmList>");
+  const auto idsWith = [&posted](const FactFilter& filter) {
+    std::vector<std::int64_t> ids;
+    for (const FactRow& row : posted.facts(filter)) ids.push_back(row.id);
+    const FactCounts counts = posted.storage().countFacts(filter, {Time::max()}, 10);
+    EXPECT_EQ(counts.all, 4);
+    EXPECT_EQ(counts.selected, static_cast<std::int64_t>(ids.size()));
+    return ids;
+  };
+  using Ids = std::vector<std::int64_t>;
+  EXPECT_EQ(idsWith({}), (Ids{4, 3, 2, 1}));
+  EXPECT_EQ(idsWith({.medium = Fact::Medium::mobile}), (Ids{4, 3})) << "a VPN session has no medium";
+  EXPECT_EQ(idsWith({.network = "hotel"}), (Ids{4, 3, 2}));
+  EXPECT_EQ(idsWith({.medium = Fact::Medium::wiFi, .network = "hotel"}), (Ids{4, 2}));
+  EXPECT_EQ(idsWith({.version = "4.71"}), (Ids{4, 2}));
+  EXPECT_EQ(idsWith({.version = "4.70"}), (Ids{1}));
+  EXPECT_EQ(idsWith({.network = "' OR 1=1 --"}), (Ids{4}));
+}
+
+TEST(StoredFacts, AreCountedUpToALimit) {
+  PostedRecords posted;
+  for (int minute : {3, 2, 1}) posted.postConnection(kNoon - minute * 1min);
+  const auto counted = [&posted](Time from, Time before, std::int64_t most) {
+    return posted.storage().countFacts({.from = from}, {before}, most).all;
+  };
+  EXPECT_EQ(counted(kNoon - 3min, kNoon, 10), 3);
+  EXPECT_EQ(counted(kNoon - 2min, kNoon, 10), 2);
+  EXPECT_EQ(counted(kNoon - 3min, kNoon - 1min, 10), 2);
+  EXPECT_EQ(counted(kNoon - 3min, kNoon, 2), 2);
+}
+
+TEST(StoredFacts, OfASampleAreAllThoseOfItsClients) {
+  PostedRecords posted;
+  std::string records;
+  const auto record = [&records](const std::string& client, const std::string& session, const std::string& event) {
+    records += "<r><clientId>" + client + "</clientId><event>" + event + "</event><wifi><sessionId>" + session +
+               "</sessionId></wifi></r>";
+  };
+  for (int client = 0; client < 300; ++client) {
+    for (const char* event : {"start", "stop"}) {
+      record("DOMAIN\\Zoë '" + std::to_string(client), "s", event);
+      record("", "session " + std::to_string(client), event);
+    }
+    record("", "", "start");
+  }
+  posted.post("<connectionList>" + records + "</connectionList>");
+  const auto all = posted.facts();
+  ASSERT_EQ(all.size(), 1500U);
+  for (const std::int64_t oneIn : kSamples) {
+    std::vector<std::int64_t> expected, found;
+    for (const auto& [id, fact] : all) {
+      if (sampleOf(fact.client, fact.session, id) < 4096 / oneIn) expected.push_back(id);
+    }
+    for (const FactRow& row : posted.facts({.oneIn = oneIn})) found.push_back(row.id);
+    EXPECT_EQ(found, expected) << oneIn;
+    EXPECT_EQ(posted.storage().countFacts({.oneIn = oneIn}, {Time::max()}, 10'000).all,
+              static_cast<std::int64_t>(expected.size()));
+  }
 }
 
 TEST(StoredFacts, HaveTheVersionThatTheirClientReportedLast) {

@@ -1,11 +1,17 @@
 // The report on what a database contains.
 
 #include <chrono>
+#include <random>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
 
 #include <gtest/gtest.h>
 
 #include "tests/tools/PostedRecords.h"
 #include "tools/collector/service/StoredReport.h"
+#include "tools/collector/storage/Samples.h"
 
 namespace {
 
@@ -35,15 +41,113 @@ TEST(StoredReport, SaysWhatIsThereWhenTheWindowIsEmpty) {
             R"({"records":2,"newest":"2026-11-20T12:00:00.000Z"})");
 }
 
-TEST(StoredReport, ReadsTheNewestFactsUpToItsLimit) {
+const ServiceQuery kDay = {.from = kNoon - 24h, .to = kNoon};
+
+TEST(StoredReport, IsOfASampleWhenThereAreMoreFactsThanItsLimit) {
   PostedRecords posted;
   for (int minute = 10; minute > 0; --minute) posted.postConnection(kNoon - minute * 1min);
-  const ServiceQuery query = {.from = kNoon - 24h, .to = kNoon};
-  const Json cut = storedReport(posted.storage(), query, 9);
-  EXPECT_EQ(cut["facts"], 9);
+  const Json whole = storedReport(posted.storage(), kDay, 10);
+  EXPECT_EQ(whole["oneIn"], 1);
+  EXPECT_EQ(whole["facts"], 10);
+  EXPECT_EQ(storedReport(posted.storage(), kDay, 9)["oneIn"], 8);
+}
+
+TEST(StoredReport, ReadsTheNewestFactsWhenEvenTheSmallestSampleHasMore) {
+  PostedRecords posted;
+  int client = 0;
+  while (sampleOf(std::to_string(client), "", 0) != 0) ++client;  // in all samples
+  for (int minute = 10; minute > 0; --minute) posted.postConnection(kNoon - minute * 1min, std::to_string(client));
+  const Json cut = storedReport(posted.storage(), kDay, 9);
+  EXPECT_EQ(cut["oneIn"], 4096);
+  EXPECT_EQ(cut["selected"], 9);
   EXPECT_EQ(cut["isCut"], true);
   EXPECT_EQ(cut["oldest"], "2026-11-21T11:51:00.000Z");
-  EXPECT_EQ(storedReport(posted.storage(), query, 10)["isCut"], false);
+  EXPECT_EQ(storedReport(posted.storage(), kDay, 10)["isCut"], false);
+}
+
+TEST(StoredReport, WithANarrowFilterIsOfMoreClients) {
+  PostedRecords posted;
+  for (int minute = 80; minute > 0; --minute) {
+    posted.postConnection(kNoon - minute * 1min, std::to_string(minute), "start", minute == 80 ? "lab" : "office");
+  }
+  EXPECT_GT(storedReport(posted.storage(), kDay, 10)["oneIn"], 1);
+  ServiceQuery narrow = kDay;
+  narrow.network = "lab";
+  const Json report = storedReport(posted.storage(), narrow, 10);
+  EXPECT_EQ(report["oneIn"], 1);
+  EXPECT_EQ(report["facts"], 80);
+  EXPECT_EQ(report["selected"], 1);
+  narrow.network = "office";
+  EXPECT_GT(storedReport(posted.storage(), narrow, 10)["oneIn"], 1);
+}
+
+/// True when an interval of a report holds a value.
+bool holds(const Json& share, double value) { return share["low"] <= value && value <= share["high"]; }
+
+TEST(StoredReport, OfASampleIsTrueForTheWholeWindow) {
+  // Each client connects ten times at each of two networks, whose success differs, over the whole day. Every fifth
+  // client has a VPN session, and every fourth of these has no stop.
+  constexpr int kClients = 2000;
+  PostedRecords posted;
+  std::mt19937 random(1);
+  double shares = 0;
+  int attempts = 0;
+  const auto connection = [](int minute, const std::string& client, int session, const char* network, bool succeeds) {
+    return "<r><eventTime>" + sqm::isoTimeStamp(kNoon - minute * 1min) + "</eventTime><clientId>" + client +
+           "</clientId><event>start</event><wifi><sessionId>" + std::to_string(session) + "</sessionId><ssid>" +
+           network + "</ssid><connectionStatus>" + (succeeds ? "connected" : "failed") +
+           "</connectionStatus></wifi></r>";
+  };
+  const auto vpn = [](int minute, const std::string& client, const char* event) {
+    return "<vpn><eventTime>" + sqm::isoTimeStamp(kNoon - minute * 1min) + "</eventTime><vpnEvent>" + event +
+           "</vpnEvent><userName>" + client + "</userName><vpnProfile>p</vpnProfile><gateway>g</gateway>" +
+           (event == std::string_view("start") ? "<vpnResult>success</vpnResult>" : "") + "</vpn>";
+  };
+  std::vector<std::string> bodies;
+  for (int number = 0; number < kClients; ++number) {
+    const std::string client = "client-" + std::to_string(number);
+    std::string records;
+    for (const auto& [network, rate] : {std::pair("good", 0.9), std::pair("bad", 0.6)}) {
+      int succeeded = 0;
+      for (int session = 0; session < 10; ++session) {
+        const bool succeeds = std::uniform_real_distribution()(random) < rate;
+        succeeded += succeeds ? 1 : 0;
+        records += connection(10 + 140 * session, client, session, network, succeeds);
+      }
+      shares += succeeded / 10.0;
+      attempts += 10;
+    }
+    bodies.push_back("<connectionList>" + records + "</connectionList>");
+    if (number % 5 != 0) continue;
+    bodies.push_back("<sqmList>" + vpn(90, client, "start") + (number % 20 == 0 ? "" : vpn(30, client, "stop")) +
+                     "</sqmList>");
+  }
+  posted.post(bodies);
+  const Json whole = storedReport(posted.storage(), kDay);
+  EXPECT_EQ(whole["oneIn"], 1);
+  EXPECT_EQ(whole["success"]["attempts"], attempts);
+  EXPECT_NEAR(whole["success"]["mean"]["value"].get<double>(), shares / (2 * kClients), 1e-9);
+
+  const Json part = storedReport(posted.storage(), kDay, 8000);
+  EXPECT_EQ(part["oneIn"], 8);
+  EXPECT_EQ(part["isCut"], false);
+  EXPECT_LT(part["oldest"], "2026-11-20T15:00:00.000Z") << "it reaches back as far as the window";
+  EXPECT_NEAR(part["success"]["attempts"].get<double>(), attempts / 8.0, attempts / 8.0 * 0.2);
+  EXPECT_EQ(part["success"]["pairs"].get<int>() * 10, part["success"]["attempts"])
+      << "with all attempts of its clients";
+  EXPECT_TRUE(holds(part["success"]["mean"], whole["success"]["mean"]["value"])) << part["success"].dump();
+  EXPECT_TRUE(holds(part["success"]["success"], whole["success"]["success"]["value"])) << part["success"].dump();
+  ASSERT_EQ(part["networks"]["worst"].size(), 2U);
+  for (const std::size_t at : {0U, 1U}) {
+    const Json &of = part["networks"]["worst"][at], &all = whole["networks"]["worst"][at];
+    EXPECT_EQ(of["network"], all["network"]);
+    EXPECT_TRUE(holds(of["success"], all["success"]["value"])) << of.dump();
+  }
+  EXPECT_EQ(whole["vpn"]["withoutStop"], 100);
+  EXPECT_EQ(part["vpn"]["withoutStart"], 0) << "start and stop are in the same sample";
+  EXPECT_EQ(part["vpn"]["lengths"]["p50"], 3600);
+  EXPECT_TRUE(holds(shareJson(part["vpn"]["withoutStop"], part["vpn"]["attempts"]), 0.25)) << part["vpn"].dump();
+  EXPECT_EQ(part["pipeline"]["posts"], bodies.size()) << "of all clients";
 }
 
 }  // namespace

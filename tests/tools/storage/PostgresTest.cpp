@@ -1,7 +1,9 @@
 // What the storage in PostgreSQL does when the database is lost or does not confirm.
 
+#include <cstdint>
 #include <future>
 #include <string>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -88,6 +90,26 @@ TEST_F(PostgresTest, ReadsWhatAnEarlierVersionStored) {
   add(*storage, documentOf({plainRecord("3")}), "2026-11-23T10:00:00.000Z");
   EXPECT_EQ(recordsOf(*storage).size(), 3U);
   EXPECT_EQ(storage->lastRecordUpTo(2), 2);
+}
+
+TEST_F(PostgresTest, MakesTheSamplesOfFactsThatAnEarlierVersionStored) {
+  std::string records;
+  for (int client = 0; client < 100; ++client) records += knownRecord(std::to_string(client), "1");
+  const auto sampled = [](Storage& storage) {
+    std::vector<std::int64_t> ids;
+    for (const FactRow& row : storage.facts({.oneIn = 8}, {ConnectionFact::Time::max()}, 100)) ids.push_back(row.id);
+    return ids;
+  };
+  const auto before = openStorage({.database = address});
+  add(*before, documentOf({records}));
+  const auto ids = sampled(*before);
+  EXPECT_NEAR(static_cast<double>(ids.size()), 12.5, 3 * 3.3);
+  Connection(address).run("ALTER TABLE facts DROP COLUMN sample");
+  const auto after = openStorage({.database = address});
+  EXPECT_EQ(sampled(*after), ids);
+  add(*before, documentOf({knownRecord("0", "2")}));
+  EXPECT_EQ(after->facts({}, {ConnectionFact::Time::max()}, 1000).size(), 101U)
+      << "a server that was there before goes on";
 }
 
 TEST_F(PostgresTest, IsAFailureToOpenWhenItIsNotThere) {

@@ -1,5 +1,6 @@
-// A database file of the first version is converted as a whole or not at all.
+// A database file of an earlier version is converted as a whole or not at all.
 
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -9,6 +10,7 @@
 #include "tests/platform/system/Environment.h"
 #include "tests/tools/CollectorClient.h"
 #include "tests/tools/storage/Arrivals.h"
+#include "tools/collector/storage/Samples.h"
 #include "tools/collector/storage/Sqlite.h"
 
 namespace {
@@ -53,6 +55,52 @@ CREATE VIEW fields AS
   database.run("COMMIT");
 }
 
+/// Makes a file as the second version did, with a fact of each of so many clients.
+void makeVersion2(const std::string& file, int clients) {
+  std::string records;
+  for (int client = 0; client < clients; ++client) records += knownRecord(std::to_string(client), "1");
+  add(*openStorage({.database = file}), documentOf({records}));
+  sqlite::Connection database(file);
+  for (const std::int64_t oneIn : {8, 64, 512, 4096}) {
+    database.run(("DROP INDEX factsOfOneIn" + std::to_string(oneIn)).c_str());
+  }
+  database.run("ALTER TABLE facts DROP COLUMN sample; PRAGMA user_version = 2");
+}
+
+/// The clients of the facts in the sample of one in eight.
+std::vector<std::string> sampledClients(Storage& storage) {
+  std::vector<std::string> clients;
+  for (const FactRow& row : storage.facts({.oneIn = 8}, {ConnectionFact::Time::max()}, 10'000)) {
+    clients.push_back(row.fact.client);
+  }
+  return clients;
+}
+
+/// Opens files that `make` makes with a server that is killed at one of its writes, earlier or later, until it is not.
+/// `check` is called with each file.
+void killConversions(const std::function<void(const std::string& file)>& make,
+                     const std::function<void(const std::string& file)>& check) {
+  const TemporaryFolder folder;
+  bool isKilled = true;
+  for (int write = 1; isKilled; write += 11) {
+    const std::string file = folder / (std::to_string(write) + ".db");
+    make(file);
+    std::optional<tools::Process> collector;
+    {
+      const EnvironmentVariable library("LD_PRELOAD", (kPrograms + "/libfile_faults.so").c_str());
+      const EnvironmentVariable last("SQM_KILL_AT_WRITE", std::to_string(write).c_str());
+      collector.emplace(std::vector<std::string>{kPrograms + "/sqm-collector", "--port", "0", "--database", file},
+                        /*readsOutput=*/true);
+    }
+    collector->readLine();
+    collector->terminate();
+    const int status = collector->wait();
+    isKilled = status == 128 + SIGKILL;
+    EXPECT_TRUE(isKilled || status == 0) << status;
+    check(file);
+  }
+}
+
 TEST(SqliteConversion, KeepsWhatTheFirstVersionStored) {
   const TemporaryFolder folder;
   makeVersion1(folder / "kept.db", 3);
@@ -72,7 +120,7 @@ TEST(SqliteConversion, MakesTheFactsOfTheRecords) {
   const TemporaryFolder folder;
   makeVersion1(folder / "kept.db", 3);
   const auto storage = openStorage({.database = folder / "kept.db"}, FieldMapping());
-  const auto facts = storage->facts(ConnectionFact::Time::min(), {ConnectionFact::Time::max()}, 10);
+  const auto facts = storage->facts({}, {ConnectionFact::Time::max()}, 10);
   ASSERT_EQ(facts.size(), 3U);
   EXPECT_EQ(facts[0].id, 6);
   EXPECT_EQ(facts[0].fact.session, "3");
@@ -90,29 +138,37 @@ TEST(SqliteConversion, OfAFileWithoutRequestsGivesAnEmptyOne) {
   EXPECT_EQ(add(*storage, documentOf({plainRecord("1")})).id, 1);
 }
 
-TEST(SqliteConversion, ThatIsKilledIsDoneByTheNextStart) {
+TEST(SqliteConversion, OfTheSecondVersionMakesTheSamples) {
   const TemporaryFolder folder;
-  constexpr int kRequests = 300;
-  bool isKilled = true;
-  for (int write = 1; isKilled; write += 11) {
-    const std::string file = folder / (std::to_string(write) + ".db");
-    makeVersion1(file, kRequests);
-    std::optional<tools::Process> collector;
-    {
-      const EnvironmentVariable library("LD_PRELOAD", (kPrograms + "/libfile_faults.so").c_str());
-      const EnvironmentVariable last("SQM_KILL_AT_WRITE", std::to_string(write).c_str());
-      collector.emplace(std::vector<std::string>{kPrograms + "/sqm-collector", "--port", "0", "--database", file},
-                        /*readsOutput=*/true);
-    }
-    collector->readLine();
-    collector->terminate();
-    const int status = collector->wait();
-    isKilled = status == 128 + SIGKILL;
-    EXPECT_TRUE(isKilled || status == 0) << status;
-    const auto storage = openStorage({.database = file}, FieldMapping());
-    EXPECT_EQ(recordsOf(*storage).size(), std::size_t{2 * kRequests});
-    EXPECT_EQ(add(*storage, documentOf({plainRecord("1"), knownRecord("c", "300")})).duplicates, 2);
+  makeVersion2(folder / "kept.db", 100);
+  std::vector<std::string> expected;
+  for (int client = 99; client >= 0; --client) {
+    if (sampleOf(std::to_string(client), "1", 0) < 512) expected.push_back(std::to_string(client));
   }
+  for (int start = 1; start <= 2; ++start) {
+    EXPECT_EQ(sampledClients(*openStorage({.database = folder / "kept.db"})), expected);
+  }
+}
+
+TEST(SqliteConversion, ThatIsKilledIsDoneByTheNextStart) {
+  constexpr int kRequests = 300;
+  killConversions([](const std::string& file) { makeVersion1(file, kRequests); },
+                  [](const std::string& file) {
+                    const auto storage = openStorage({.database = file}, FieldMapping());
+                    EXPECT_EQ(recordsOf(*storage).size(), std::size_t{2 * kRequests});
+                    EXPECT_EQ(add(*storage, documentOf({plainRecord("1"), knownRecord("c", "300")})).duplicates, 2);
+                  });
+}
+
+TEST(SqliteConversion, OfTheSecondVersionThatIsKilledIsDoneByTheNextStart) {
+  std::vector<std::string> expected;
+  killConversions([](const std::string& file) { makeVersion2(file, 1000); },
+                  [&expected](const std::string& file) {
+                    const auto sampled = sampledClients(*openStorage({.database = file}));
+                    if (expected.empty()) expected = sampled;
+                    EXPECT_EQ(sampled, expected);
+                    EXPECT_NEAR(static_cast<double>(sampled.size()), 125, 3 * 11);
+                  });
 }
 
 TEST(SqliteConversion, ReadsWhatWasStoredWithoutSpans) {

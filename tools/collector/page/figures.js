@@ -74,7 +74,7 @@ export function success(report) {
   const axis = timeAxis(report);
   return [
     headlines(
-      headline(percent(mean), `mean of ${plural(pairs, "pair")} of client and network, each counted once`),
+      headline(shareText(mean), `mean of ${plural(pairs, "pair")} of client and network, each counted once, ${rangeText(mean)}`),
       headline(shareText(share), `of ${plural(attempts, "attempt")}, ${rangeText(share)}`)),
     stackedBars({
       label: `${plural(attempts, "attempt")} over time`, ...axis,
@@ -84,7 +84,7 @@ export function success(report) {
     legend([["succeeded ", el("b", {}, number(report.success.connected))], ["failed ", el("b", {}, number(report.success.failed))]]),
     ...(undecided > 0 ? [note(`${plural(undecided, "attempt")} without a known outcome left out.`)] : []),
     table("Success by medium", ["Medium", "Mean", "Succeeded", "Attempts"], media.filter((row) => row.attempts > 0).map((row) =>
-      [mediumNames[row.medium], percent(row.mean), shareText(row.success), number(row.attempts)])),
+      [mediumNames[row.medium], shareText(row.mean), shareText(row.success), number(row.attempts)])),
     numbers("Attempts over time", ["From", "Succeeded", "Failed", "Success"],
       rowsWith(axis.steps, overTime, (row) => [number(row.connected), number(row.failed), shareText(row.success)])),
   ];

@@ -49,11 +49,13 @@ function queryOfFilter() {
   return query;
 }
 
-/// Offers the names that occur in the window, and the chosen one.
+/// Offers the names that the figures are of. While a filter leaves some out, those that were offered before stay.
 function offer(name, seen) {
   const field = form.elements[name];
   const chosen = field.value;
-  const names = chosen === "" || seen.includes(chosen) ? seen : [chosen, ...seen];
+  const isNarrow = ["medium", "network", "version"].some((each) => form.elements[each].value !== "");
+  const offered = isNarrow ? [...field.options].map((option) => option.value).filter((value) => value !== "") : [];
+  const names = [...new Set([...offered, ...seen])];
   field.replaceChildren(el("option", { value: "" }, "all"), ...names.map((each) => el("option", { value: each }, each)));
   field.value = chosen;
 }
@@ -102,9 +104,10 @@ function show(report) {
     byId("empty-title").textContent = reason[0];
     byId("empty-text").replaceChildren(...reason.slice(1));
   }
-  byId("cut").hidden = !report.isCut || reason;
-  byId("cut").textContent = report.isCut
-    ? `Of the newest ${plural(report.facts, "record")} of this time, from ${new Date(report.oldest).toLocaleString()} on.` : "";
+  byId("part").hidden = (report.oneIn === 1 && !report.isCut) || reason;
+  byId("part").textContent = `A sample: 1 in ${report.oneIn.toLocaleString()} clients, with ${plural(report.facts, "record")} ` +
+    `${report.isCut ? `from ${new Date(report.oldest).toLocaleString()} on` : "of all of this time"}. ` +
+    "All numbers but those of posts are those of the sample.";
   if (reason) return;
   for (const card of cards) {
     const open = [...byId(card).querySelectorAll("details")].map((details) => details.open);

@@ -42,7 +42,7 @@ class Success {
   Json json() const {
     Json json = jsonOf(total_);
     json["pairs"] = pairs_;
-    json["mean"] = pairs_ > 0 ? Json(sum_ / static_cast<double>(pairs_)) : Json(nullptr);
+    json["mean"] = shareJson(sum_, pairs_);
     return json;
   }
 

@@ -60,12 +60,6 @@ milliseconds windowOf(const QueryParameters& parameters) {
 
 std::string_view nameOf(Fact::Medium medium) { return kMediumNames.at(static_cast<std::size_t>(medium)); }
 
-bool ServiceQuery::selects(const Fact& fact) const {
-  if (version && fact.version != *version) return false;
-  return fact.medium == Fact::Medium::vpn ||
-         ((!medium || fact.medium == *medium) && (!network || fact.network == *network));
-}
-
 ServiceQuery serviceQueryOf(const QueryParameters& parameters, Fact::Time now) {
   const Fact::Time to = timeOf(parameters, "to").value_or(now);
   ServiceQuery query{.from = timeOf(parameters, "from").value_or(to - windowOf(parameters)), .to = to};

@@ -13,8 +13,7 @@ namespace collector {
 /// The names of media in queries and answers: "wifi", "mobile", "ethernet", "vpn"; "" for an unknown one.
 std::string_view nameOf(ConnectionFact::Medium medium);
 
-/// What an operator asks about the service. The medium and the network select connections; the version selects VPN
-/// sessions, too.
+/// What an operator asks about the service: figures of the facts of a window, as FactFilter selects them.
 struct ServiceQuery {
   ConnectionFact::Time from;  ///< facts from this time on
   ConnectionFact::Time to;    ///< and before this one
@@ -22,8 +21,6 @@ struct ServiceQuery {
   std::optional<std::string> network{};
   std::optional<std::string> version{};
   std::chrono::milliseconds target{4000};  ///< of the Apdex: its default is four seconds
-
-  bool selects(const ConnectionFact& fact) const;
 };
 
 /// The parameters of an HTTP query, by name.

@@ -28,12 +28,10 @@ ServiceReport::ServiceReport(const ServiceQuery& query)
       }) {}
 
 void ServiceReport::take(const Fact& fact) {
-  ++read_;
+  ++selected_;
   oldest_ = fact.time;
   if (fact.medium != Fact::Medium::vpn && !fact.network.empty()) ++networks_[fact.network];
   if (!fact.version.empty()) ++versions_[fact.version];
-  if (!query_.selects(fact)) return;
-  ++selected_;
   if (fact.age) ages_.push_back(*fact.age);
   sessions_.add(fact);
 }
@@ -43,7 +41,6 @@ Json ServiceReport::finish() {
   Json json = {{"from", sqm::isoTimeStamp(query_.from)},
                {"to", sqm::isoTimeStamp(query_.to)},
                {"oldest", oldest_ ? Json(sqm::isoTimeStamp(*oldest_)) : Json(nullptr)},
-               {"facts", read_},
                {"selected", selected_},
                {"step", secondsJson(steps_.step())},
                {"steps", Json::array()},

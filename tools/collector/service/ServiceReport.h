@@ -25,7 +25,7 @@ class ServiceReport {
   ServiceReport(const ServiceReport&) = delete;
   ServiceReport& operator=(const ServiceReport&) = delete;
 
-  /// Takes the facts of the window, from the newest to the oldest.
+  /// Takes the facts that the query selects, from the newest to the oldest.
   void take(const ConnectionFact& fact);
 
   /// The figures, after the last fact. Call it once.
@@ -41,7 +41,6 @@ class ServiceReport {
   ConnectionFigures connections_;
   VpnFigures vpn_;
   Sessions sessions_;
-  std::int64_t read_ = 0;
   std::int64_t selected_ = 0;
   std::optional<ConnectionFact::Time> oldest_;
   std::vector<std::chrono::milliseconds> ages_;

@@ -5,6 +5,7 @@
 #include "sqm/common/internal/TimeStamp.h"
 
 #include "tools/collector/service/ServiceReport.h"
+#include "tools/collector/storage/Samples.h"
 
 namespace collector {
 
@@ -12,32 +13,39 @@ namespace {
 
 constexpr std::int64_t kAtATime = 8192;
 
-/// Gives the report the newest facts of its window. Returns true when there are more than `most`.
-bool read(Storage& storage, const ServiceQuery& query, std::int64_t most, ServiceReport& report) {
-  FactPosition before{query.to};
-  for (std::int64_t count = 0; count < most;) {
-    const auto rows = storage.facts(query.from, before, std::min(kAtATime, most - count));
-    if (rows.empty()) return false;
+/// Gives the report the newest facts before a time.
+void read(Storage& storage, const FactFilter& filter, FactPosition before, std::int64_t most, ServiceReport& report) {
+  while (most > 0) {
+    const auto rows = storage.facts(filter, before, std::min(kAtATime, most));
+    if (rows.empty()) return;
     for (const FactRow& row : rows) report.take(row.fact);
     before = {rows.back().fact.time, rows.back().id};
-    count += static_cast<std::int64_t>(rows.size());
+    most -= static_cast<std::int64_t>(rows.size());
   }
-  return !storage.facts(query.from, before, 1).empty();
 }
 
 Json newestJson(Storage& storage) {
-  const auto newest = storage.facts(ConnectionFact::Time::min(), {ConnectionFact::Time::max()}, 1);
+  const auto newest = storage.facts({}, {ConnectionFact::Time::max()}, 1);
   return newest.empty() ? Json(nullptr) : Json(sqm::isoTimeStamp(newest.front().fact.time));
 }
 
 }  // namespace
 
 Json storedReport(Storage& storage, const ServiceQuery& query, std::int64_t mostFacts) {
+  FactFilter filter = {.from = query.from, .medium = query.medium, .network = query.network, .version = query.version};
+  const std::int64_t mostLooks = filter.isNarrow() ? kMostLooks * mostFacts : mostFacts;
+  const ChosenSample sample = chooseSample(mostLooks, mostFacts, [&](std::int64_t oneIn) {
+    filter.oneIn = oneIn;
+    return storage.countFacts(filter, {query.to}, mostLooks + 1);
+  });
+  filter.oneIn = sample.oneIn;
   ServiceReport report(query);
-  const bool isCut = read(storage, query, mostFacts, report);
+  read(storage, filter, {query.to}, mostFacts, report);
   const ArrivalCounts counts = storage.arrivals(query.from, query.to);
   Json json = report.finish();
-  json["isCut"] = isCut;
+  json["oneIn"] = sample.oneIn;
+  json["facts"] = sample.counts.all;
+  json["isCut"] = !sample.isWithin;
   json["stored"] = {{"records", storage.last().record}, {"newest", newestJson(storage)}};
   json["pipeline"] = {{"posts", counts.posts},
                       {"records", counts.records},

@@ -8,15 +8,21 @@
 
 namespace collector {
 
-/// The most facts that a report reads: the newest of its window. It limits the time and the memory that a report takes,
-/// whatever the database contains: some 250 bytes for each fact.
+/// The most facts that a report is made of. It limits the time and the memory that a report takes, whatever the
+/// database contains: some 250 bytes for each fact.
 inline constexpr std::int64_t kMostFacts = 500'000;
+
+/// A report with a narrow filter may look at so many times as many facts to find those that it selects.
+inline constexpr std::int64_t kMostLooks = 8;
 
 /// The report on what is stored, and beside its figures:
 ///
-/// - "isCut": true when the window has more than `mostFacts` facts; the older ones are then left out;
+/// - "oneIn": the figures are those of one in so many clients, because the window has more than `mostFacts` facts; 1:
+///   of all clients;
+/// - "facts": the number of the facts of these clients in the window;
+/// - "isCut": true when even the smallest sample has more than `mostFacts`; the older ones are then left out;
 /// - "stored": the number of the "records" that ever arrived, and the time of the "newest" fact, or null;
-/// - "pipeline": the sums of the posts that arrived in the window.
+/// - "pipeline": the sums of the posts of all clients that arrived in the window.
 ///
 /// Between two pieces, other users of the storage have their turn. Failure: as the storage.
 Json storedReport(Storage& storage, const ServiceQuery& query, std::int64_t mostFacts = kMostFacts);

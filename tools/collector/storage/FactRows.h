@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <limits>
 #include <optional>
+#include <string>
 
 #include "tools/collector/service/ConnectionFact.h"
 
@@ -24,6 +25,23 @@ inline std::optional<std::int64_t> numberOf(const std::optional<std::chrono::mil
 struct FactPosition {
   ConnectionFact::Time time;
   std::int64_t id = std::numeric_limits<std::int64_t>::min();
+};
+
+/// Which facts are read. The medium and the network select connections; the version selects VPN sessions, too.
+struct FactFilter {
+  ConnectionFact::Time from = ConnectionFact::Time::min();
+  std::int64_t oneIn = 1;  ///< only those of one in so many clients: a number of kSamples
+  std::optional<ConnectionFact::Medium> medium{};
+  std::optional<std::string> network{};
+  std::optional<std::string> version{};
+
+  bool isNarrow() const { return medium || network || version; }
+};
+
+/// Numbers of facts.
+struct FactCounts {
+  std::int64_t all = 0;       ///< of a time and a sample
+  std::int64_t selected = 0;  ///< those of them that the whole filter selects
 };
 
 /// Sums over the requests that arrived in some minutes.

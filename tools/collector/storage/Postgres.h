@@ -112,8 +112,12 @@ class Connection {
   /// `address` is a URI or a list of key=value, as libpq reads them; several hosts may be named.
   explicit Connection(const std::string& address);
 
-  /// Runs statements without parameters and results.
-  void run(const std::string& statements);
+  /// A server that does not answer for so long is taken for lost. The statement is not cancelled: a commit that is
+  /// cancelled while it waits for its standby counts as done.
+  static constexpr std::chrono::seconds kLongestAnswer{20};
+
+  /// Runs statements without parameters and results. They may take `longest`.
+  void run(const std::string& statements, std::chrono::seconds longest = kLongestAnswer);
 
   /// Sends all statements at once and returns the rows of each. The first failure is thrown, and so is a warning: that
   /// of a commit whose standby did not confirm it.

@@ -14,6 +14,7 @@
 #include "tools/collector/storage/Postgres.h"
 #include "tools/collector/storage/PostgresTables.h"
 #include "tools/collector/storage/ReadRows.h"
+#include "tools/collector/storage/Samples.h"
 #include "tools/collector/storage/Spans.h"
 
 namespace collector {
@@ -55,6 +56,16 @@ std::vector<Row> allOf(const Rows& rows, Row (*read)(const RowAt&)) {
 template <typename Row>
 std::optional<Row> firstOf(const Rows& rows, Row (*read)(const RowAt&)) {
   return rows.size() == 0 ? std::nullopt : std::optional(read({rows, 0}));
+}
+
+Statement bound(std::string query, const FactParameters& parameters) {
+  return Statement(std::move(query))
+      .bind(parameters.from)
+      .bind(parameters.beforeTime)
+      .bind(parameters.beforeId)
+      .bind(parameters.version)
+      .bind(parameters.network)
+      .bind(parameters.medium);
 }
 
 /// A connection that is made when it is needed, and anew after a failure. One thread uses it at a time.
@@ -158,14 +169,13 @@ class PostgresStorage : public Storage {
     return {.request = rows.number(0, 0), .record = rows.number(0, 1)};
   }
 
-  std::vector<FactRow> facts(Fact::Time from, const FactPosition& before, std::int64_t limit) override {
-    return allOf(read(Statement(std::string(kFactColumns) +
-                                " WHERE time >= $1 AND (time, id) < ($2, $3) ORDER BY time DESC, id DESC LIMIT $4")
-                          .bind(from.time_since_epoch().count())
-                          .bind(before.time.time_since_epoch().count())
-                          .bind(before.id)
-                          .bind(limit)),
-                 factIn<RowAt>);
+  std::vector<FactRow> facts(const FactFilter& filter, const FactPosition& before, std::int64_t limit) override {
+    return allOf(read(bound(factsQuery(filter, limit), FactParameters(filter, before))), factIn<RowAt>);
+  }
+
+  FactCounts countFacts(const FactFilter& filter, const FactPosition& before, std::int64_t most) override {
+    const Rows rows = read(bound(countQuery(filter, most), FactParameters(filter, before)));
+    return {.all = rows.number(0, 0), .selected = rows.number(0, 1)};
   }
 
   ArrivalCounts arrivals(Fact::Time from, Fact::Time to) override {

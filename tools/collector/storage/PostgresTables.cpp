@@ -10,6 +10,7 @@
 
 #include "tools/collector/service/ConnectionFact.h"
 #include "tools/collector/storage/FactRows.h"
+#include "tools/collector/storage/Samples.h"
 
 namespace collector::postgres {
 
@@ -51,8 +52,17 @@ CREATE TABLE IF NOT EXISTS minutes (
   minute bigint PRIMARY KEY, posts bigint NOT NULL, records bigint NOT NULL, duplicates bigint NOT NULL,
   problems bigint NOT NULL
 );
-COMMIT;
 )";
+
+// What the first version of the table `facts` lacks. A server of that version stores facts beside this one: PostgreSQL
+// computes the column. The indexes alone are read where the table is vacuumed, which is made independent of its size.
+constexpr const char* kSampleColumn = R"(
+DO $$ BEGIN
+  IF NOT EXISTS (SELECT FROM pg_attribute WHERE attrelid = 'facts'::regclass AND attname = 'sample') THEN
+    ALTER TABLE facts SET (autovacuum_vacuum_insert_scale_factor = 0, autovacuum_vacuum_insert_threshold = 500000);
+    ALTER TABLE facts ADD COLUMN sample bigint GENERATED ALWAYS AS ()";
+constexpr const char* kEndOfSampleColumn = ") STORED; END IF; END $$;\n";
+constexpr std::chrono::hours kLongestConversion{6};
 
 // In what concerns one day, # stands for the day.
 constexpr const char* kTablesOfDay = R"(
@@ -227,7 +237,11 @@ Statement countArrivals(std::span<Arrival* const> arrivals) {
 
 }  // namespace
 
-void createTables(Connection& connection) { connection.run(kTables); }
+void createTables(Connection& connection) {
+  connection.run(
+      std::string(kTables) + kSampleColumn + kSampleOf + kEndOfSampleColumn + createSampleIndexes() + "COMMIT",
+      kLongestConversion);
+}
 
 void createDay(Connection& connection, const std::string& day) { connection.run(forDay(kTablesOfDay, day)); }
 

@@ -22,7 +22,7 @@ inline constexpr const char* kRecordColumns =
     R"(SELECT id, request, time, path, type, subType, event, "values", raw, problem FROM records)";
 inline constexpr const char* kFactColumns =
     "SELECT id, time, age, medium, isStart, outcome, client, session, network, reason, technology, version, "
-    "connecting, signal, isRoaming FROM facts";
+    "connecting, signal, isRoaming";
 
 template <typename Row>
 RequestRow requestIn(const Row& row) {

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "tools/collector/storage/ReadRows.h"
+#include "tools/collector/storage/Samples.h"
 
 namespace collector {
 
@@ -30,7 +31,8 @@ CREATE TABLE IF NOT EXISTS facts (
   version TEXT NOT NULL,
   connecting INTEGER,
   signal INTEGER,
-  isRoaming INTEGER
+  isRoaming INTEGER,
+  sample INTEGER NOT NULL
 );
 CREATE INDEX IF NOT EXISTS factsByTime ON facts (time);
 CREATE TABLE IF NOT EXISTS clients (
@@ -47,8 +49,13 @@ CREATE TABLE IF NOT EXISTS minutes (
 )";
 
 sqlite::Connection& withTables(sqlite::Connection& connection) {
-  connection.run(kTables);
+  connection.run((kTables + createSampleIndexes()).c_str());
   return connection;
+}
+
+void bind(sqlite::Statement& statement, const FactParameters& parameters) {
+  statement.bind(parameters.from, parameters.beforeTime, parameters.beforeId, parameters.version, parameters.network,
+                 parameters.medium);
 }
 
 template <typename Time>
@@ -59,10 +66,13 @@ std::int64_t minuteOf(Time time) {
 }  // namespace
 
 SqliteFacts::SqliteFacts(sqlite::Connection& connection)
-    : addFact_(withTables(connection),
-               "INSERT INTO facts (id, time, age, medium, isStart, outcome, client, session, network, reason, "
-               "technology, version, connecting, signal, isRoaming) VALUES (?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8, ?9, ?10, "
-               "?11, coalesce(nullif(?12, ''), (SELECT version FROM clients WHERE client = ?7), ''), ?13, ?14, ?15)"),
+    : connection_(withTables(connection)),
+      addFact_(
+          connection,
+          "INSERT INTO facts (id, time, age, medium, isStart, outcome, client, session, network, reason, "
+          "technology, version, connecting, signal, isRoaming, sample) VALUES (?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8, ?9, "
+          "?10, "
+          "?11, coalesce(nullif(?12, ''), (SELECT version FROM clients WHERE client = ?7), ''), ?13, ?14, ?15, ?16)"),
       setVersion_(connection,
                   "INSERT INTO clients (client, version) VALUES (?, ?) "
                   "ON CONFLICT (client) DO UPDATE SET version = excluded.version"),
@@ -72,8 +82,6 @@ SqliteFacts::SqliteFacts(sqlite::Connection& connection)
              "UPDATE SET posts = posts + 1, records = records + excluded.records, duplicates = duplicates + "
              "excluded.duplicates, problems = problems + "
              "excluded.problems"),
-      facts_(connection, std::string(kFactColumns) +
-                             " WHERE time >= ?1 AND (time, id) < (?2, ?3) ORDER BY time DESC, id DESC LIMIT ?4"),
       arrivals_(connection,
                 "SELECT total(posts), total(records), total(duplicates), total(problems) FROM minutes WHERE minute "
                 "BETWEEN ? AND ?") {}
@@ -90,7 +98,7 @@ void SqliteFacts::add(const ArrivedRecord& record) {
       .bind(record.id, fact.time.time_since_epoch().count(), numberOf(fact.age), number(fact.medium),
             number(fact.isStart), number(fact.outcome), fact.client, fact.session, fact.network, fact.reason,
             fact.technology, fact.version, numberOf(fact.connecting), numberIfAny(fact.signal),
-            numberIfAny(fact.isRoaming))
+            numberIfAny(fact.isRoaming), sampleOf(fact.client, fact.session, record.id))
       .run();
 }
 
@@ -100,12 +108,21 @@ void SqliteFacts::count(const RequestRow& request) {
   count_.bind(minuteOf(*time), request.records, request.duplicates, std::int64_t{request.problem ? 1 : 0}).run();
 }
 
-std::vector<FactRow> SqliteFacts::facts(Fact::Time from, const FactPosition& before, std::int64_t limit) {
-  sqlite::Rows rows(
-      facts_.bind(from.time_since_epoch().count(), before.time.time_since_epoch().count(), before.id, limit));
+std::vector<FactRow> SqliteFacts::facts(const FactFilter& filter, const FactPosition& before, std::int64_t limit) {
+  const FactParameters parameters(filter, before);
+  sqlite::Statement statement(connection_, factsQuery(filter, limit));
+  bind(statement, parameters);
   std::vector<FactRow> found;
-  while (rows.next()) found.push_back(factIn(facts_));
+  while (statement.next()) found.push_back(factIn(statement));
   return found;
+}
+
+FactCounts SqliteFacts::countFacts(const FactFilter& filter, const FactPosition& before, std::int64_t most) {
+  const FactParameters parameters(filter, before);
+  sqlite::Statement statement(connection_, countQuery(filter, most));
+  bind(statement, parameters);
+  statement.next();
+  return {.all = statement.number(0), .selected = statement.number(1)};
 }
 
 ArrivalCounts SqliteFacts::arrivals(Fact::Time from, Fact::Time to) {

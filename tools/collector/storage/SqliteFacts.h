@@ -24,14 +24,15 @@ class SqliteFacts {
   /// Counts a request.
   void count(const RequestRow& request);
 
-  std::vector<FactRow> facts(ConnectionFact::Time from, const FactPosition& before, std::int64_t limit);
+  std::vector<FactRow> facts(const FactFilter& filter, const FactPosition& before, std::int64_t limit);
+  FactCounts countFacts(const FactFilter& filter, const FactPosition& before, std::int64_t most);
   ArrivalCounts arrivals(ConnectionFact::Time from, ConnectionFact::Time to);
 
  private:
+  sqlite::Connection& connection_;
   sqlite::Statement addFact_;
   sqlite::Statement setVersion_;
   sqlite::Statement count_;
-  sqlite::Statement facts_;
   sqlite::Statement arrivals_;
 };
 

@@ -10,6 +10,7 @@
 
 #include "tools/collector/storage/Arrival.h"
 #include "tools/collector/storage/Days.h"
+#include "tools/collector/storage/Samples.h"
 #include "tools/collector/storage/SqliteFacts.h"
 #include "tools/collector/storage/Storage.h"
 
@@ -19,8 +20,8 @@ namespace {
 
 // The identification of this program's files, which must not change, and the version of their tables.
 constexpr std::uint32_t kApplicationId = 0x53514D43;  // "SQMC"
-constexpr std::uint32_t kVersion = 2;
-constexpr const char* kMark = "PRAGMA application_id = 0x53514D43; PRAGMA user_version = 2;";
+constexpr std::uint32_t kVersion = 3;
+constexpr const char* kMark = "PRAGMA application_id = 0x53514D43; PRAGMA user_version = 3;";
 
 // SQLite allows 500 tables in a view. After so many days the last day's tables get what arrives.
 constexpr std::size_t kMostDays = 400;
@@ -193,11 +194,27 @@ void makeKeysAndFacts(sqlite::Connection& connection, const std::string& day, co
   }
 }
 
+/// Makes the numbers of the facts of a version that had no samples.
+void makeSamples(sqlite::Connection& connection) {
+  connection.run("ALTER TABLE facts ADD COLUMN sample INTEGER NOT NULL DEFAULT 0");
+  sqlite::Statement next(connection, "SELECT id, client, session FROM facts WHERE id > ? ORDER BY id LIMIT 1");
+  sqlite::Statement set(connection, "UPDATE facts SET sample = ? WHERE id = ?");
+  for (std::int64_t id = 0; next.bind(id).next();) {
+    id = next.number(0);
+    const std::int64_t sample = sampleOf(next.text(1), next.text(2), id);
+    next.reset();
+    set.bind(sample, id).run();
+  }
+}
+
 /// Brings the tables to this version.
 void convert(sqlite::Connection& connection, const FieldMapping& mapping) {
   sqlite::Transaction transaction(connection);
   connection.run(kSpans);
   const std::string version = oneText(connection, "PRAGMA user_version").value_or("");
+  const auto hasTable = [&](const std::string& name) {
+    return oneText(connection, "SELECT name FROM sqlite_schema WHERE name = '" + name + "'").has_value();
+  };
   if (version == "1") {
     const std::string day =
         dayOf(oneText(connection, "SELECT time FROM requests ORDER BY id DESC LIMIT 1").value_or(""));
@@ -207,7 +224,10 @@ void convert(sqlite::Connection& connection, const FieldMapping& mapping) {
     connection.run("DROP INDEX recordsByRequest");
     connection.run(kMark);
     makeViews(connection);
-  } else if (!oneText(connection, "SELECT name FROM sqlite_schema WHERE name = 'days'")) {
+  } else if (version == "2" && hasTable("facts")) {
+    makeSamples(connection);
+    connection.run(kMark);
+  } else if (!hasTable("days")) {
     connection.run(kTables);
     dayFor(connection, *oneText(connection, "SELECT strftime('%Y-%m-%d')"));
   }

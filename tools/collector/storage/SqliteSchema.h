@@ -8,15 +8,13 @@
 #include "tools/collector/service/FieldMapping.h"
 #include "tools/collector/storage/Sqlite.h"
 
-namespace collector {
-
 /// The layout of an SQLite file of this program.
 ///
 /// Requests and records are in two tables for each day, requests_20261122 and records_20261122, which are deleted
 /// together; the views `requests`, `records` and `fields` show those of all days. `keys` has the keys of all records.
 /// `last` has the numbers of the last request and record that were ever stored, `spans` the days of all numbers.
 /// `progress` says how far other databases were copied.
-namespace schema {
+namespace collector::schema {
 
 /// Opens a file for writing. Creates the tables in a new one, and converts one of an earlier version, as a whole or not
 /// at all. Throws CannotOpen, also for a file of another program, which it does not change.
@@ -36,6 +34,4 @@ bool dropDay(sqlite::Connection& connection, const std::string& day);
 /// Deletes the requests up to this one, and their records. Call it within a transaction.
 void dropUpTo(sqlite::Connection& connection, std::int64_t request);
 
-}  // namespace schema
-
-}  // namespace collector
+}  // namespace collector::schema

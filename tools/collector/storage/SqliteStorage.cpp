@@ -73,9 +73,14 @@ class Reader {
     return firstRow(last_, lastIn).value_or(LastNumbers{});
   }
 
-  std::vector<FactRow> facts(ConnectionFact::Time from, const FactPosition& before, std::int64_t limit) {
+  std::vector<FactRow> facts(const FactFilter& filter, const FactPosition& before, std::int64_t limit) {
     const std::lock_guard lock(shared_.mutex);
-    return facts_.facts(from, before, limit);
+    return facts_.facts(filter, before, limit);
+  }
+
+  FactCounts countFacts(const FactFilter& filter, const FactPosition& before, std::int64_t most) {
+    const std::lock_guard lock(shared_.mutex);
+    return facts_.countFacts(filter, before, most);
   }
 
   ArrivalCounts arrivals(ConnectionFact::Time from, ConnectionFact::Time to) {
@@ -134,8 +139,8 @@ class Reader {
 
 /// The statements that store what arrives on one day.
 struct DayWriter {
-  DayWriter(sqlite::Connection& connection, const std::string& name)
-      : day(name),
+  DayWriter(sqlite::Connection& connection, std::string name)
+      : day(std::move(name)),
         addRequest(connection,
                    "INSERT INTO requests_" + day +
                        " (id, time, method, path, query, contentType, bytes, answered, records, duplicates, "
@@ -213,8 +218,11 @@ class SqliteStorage : public Storage {
   std::string body(std::int64_t request) override { return reader_->body(request).value_or(""); }
   std::int64_t lastRecordUpTo(std::int64_t request) override { return reader_->lastRecordUpTo(request).value_or(0); }
   LastNumbers last() override { return reader_->last(); }
-  std::vector<FactRow> facts(ConnectionFact::Time from, const FactPosition& before, std::int64_t limit) override {
-    return reader_->facts(from, before, limit);
+  std::vector<FactRow> facts(const FactFilter& filter, const FactPosition& before, std::int64_t limit) override {
+    return reader_->facts(filter, before, limit);
+  }
+  FactCounts countFacts(const FactFilter& filter, const FactPosition& before, std::int64_t most) override {
+    return reader_->countFacts(filter, before, most);
   }
   ArrivalCounts arrivals(ConnectionFact::Time from, ConnectionFact::Time to) override {
     return reader_->arrivals(from, to);

@@ -59,8 +59,11 @@ class Storage {
 
   virtual LastNumbers last() = 0;
 
-  /// The next facts before a position, the newest first: at most `limit`, and none before `from`.
-  virtual std::vector<FactRow> facts(ConnectionFact::Time from, const FactPosition& before, std::int64_t limit) = 0;
+  /// The next facts before a position, the newest first: at most `limit`.
+  virtual std::vector<FactRow> facts(const FactFilter& filter, const FactPosition& before, std::int64_t limit) = 0;
+
+  /// How many facts there are before a position. Counting stops at `most`.
+  virtual FactCounts countFacts(const FactFilter& filter, const FactPosition& before, std::int64_t most) = 0;
 
   /// Sums over the requests of the minutes of a window, its ends included.
   virtual ArrivalCounts arrivals(ConnectionFact::Time from, ConnectionFact::Time to) = 0;
