@@ -26,5 +26,10 @@ else()
     GNUSTEP GNUSTEP_BASE_LIBRARY=1 GNU_RUNTIME=1 _NATIVE_OBJC_EXCEPTIONS)
   target_compile_options(sqm_foundation INTERFACE
     $<$<COMPILE_LANGUAGE:OBJC,OBJCXX>:-fobjc-exceptions -fconstant-string-class=NSConstantString>)
+  if(CMAKE_OBJC_COMPILER_ID STREQUAL Clang) # uses the run-time library of GCC, whose headers GCC alone finds
+    find_path(SQM_OBJC_INCLUDE objc/objc.h HINTS ${CMAKE_C_IMPLICIT_LINK_DIRECTORIES} PATH_SUFFIXES include REQUIRED)
+    target_compile_options(sqm_foundation INTERFACE
+      "$<$<COMPILE_LANGUAGE:OBJC,OBJCXX>:SHELL:-fobjc-runtime=gcc -idirafter ${SQM_OBJC_INCLUDE}>")
+  endif()
   target_link_libraries(sqm_foundation INTERFACE ${SQM_GNUSTEP_BASE} objc)
 endif()

@@ -8,7 +8,7 @@ extern NSString* const kQFRecordData;
 
 /* Something that takes the lines of a log, as the class of the client's own framework does. */
 @protocol SQMLogFile <NSObject>
-- (void)writeLogToFileWithInfo:(NSString*)info userLevel:(int)level fmt:(NSString*)format, ...;
+- (void)writeLogToFileWithInfo:(NSString*)info userLevel:(int)level fmt:(NSString*)format, ... NS_FORMAT_FUNCTION(3, 4);
 @end
 
 /* The queue: first in, first out, one request at a time. A request is removed when the server has answered 200; the

@@ -37,7 +37,8 @@ std::string textOf(BIO* memory) {
 }  // namespace
 
 Certificate::Certificate(const Certificate* issuer, const char* address, long seconds)
-    : key_(owned(EVP_EC_gen("P-256"), EVP_PKEY_free)), certificate_(owned(X509_new(), X509_free)) {
+    : key_(owned(EVP_PKEY_Q_keygen(nullptr, nullptr, "EC", "P-256"), EVP_PKEY_free)),
+      certificate_(owned(X509_new(), X509_free)) {
   X509* const made = certificate_.get();
   static long serial = 0;
   X509_set_version(made, X509_VERSION_3);

@@ -9,6 +9,7 @@
 #include <mutex>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "tools/collector/storage/InFlight.h"
@@ -72,6 +73,9 @@ class Keeper {
   enum class State : std::uint8_t { waiting, kept, givenUp };
 
   struct Waiting {
+    Waiting(std::shared_ptr<Arrival> body, InFlight::Room itsRoom, Time now, Time last)
+        : arrival(std::move(body)), room(std::move(itsRoom)), since(now), until(last) {}
+
     std::shared_ptr<Arrival> arrival;
     InFlight::Room room;
     Time since;
