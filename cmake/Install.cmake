@@ -81,6 +81,9 @@ install(FILES ${PROJECT_BINARY_DIR}/SQMConfig.cmake ${PROJECT_BINARY_DIR}/SQMCon
 
 if(TARGET sqmctl)
   install(TARGETS sqmctl sqm-collector COMPONENT tools)
+  if(BUILD_SHARED_LIBS) # they need them, also where the component is installed alone
+    install(TARGETS sqm_core sqm_platform LIBRARY COMPONENT tools NAMELINK_SKIP)
+  endif()
   include(cmake/CollectorPage.cmake)
   install(FILES tools/sqmctl/sqmctl.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools)
   install(FILES tools/sqmctl/completion.bash DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions

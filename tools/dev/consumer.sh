@@ -65,6 +65,19 @@ consume_by_pkg_config() {
   grep -rqF -- '-61' "$HOME" || die 1 "the README's program stored nothing"
 }
 
+# consume_by_python <kind>: the script records, uploads to the installed server, and prints the outcome.
+consume_by_python() {
+  local installed=$root/build/consumer/$1/installed home=$root/build/consumer/$1/python address
+  say "Python: $1"
+  coproc server { exec "$installed/bin/sqm-collector" --port 0 --quiet; }
+  trap 'kill "$server_PID"' EXIT
+  read -r address <&"${server[0]}"
+  mkdir "$home"
+  quietly "python-$1" python3 tests/consumer/first_record.py "$(find "$installed" -name libsqm.so)" \
+    "$installed/share/sqm" "$home" "${address%/}"
+  grep -qx 'delivered with status 200' "build/log/python-$1.log" || die 1 "see build/log/python-$1.log"
+}
+
 # needs_the_language_alone <program>: no library but the language's own, and ours.
 needs_the_language_alone() {
   if ldd "$1" | grep -vE 'linux-vdso|ld-linux|lib(stdc\+\+|m|gcc_s|c)\.so|libsqm_(core|testing)\.so'; then
@@ -93,10 +106,11 @@ check_private_modules() {
 
 check_consumer() {
   rm -rf build/consumer
-  configure_release OBJC
+  configure_release TOOLS OBJC
   compile release programs
   install_moved build/release static
   consume_installation static
+  (consume_by_python static) # a subshell: it ends the server
   consume static c -DCONSUMER_COMPONENTS=c -DCONSUMER_ALONE=ON
   consume static objc -DCONSUMER_COMPONENTS=objc -DCONSUMER_ALONE=ON
   refuse static "SQM has no component 'morse' in this installation. It has: core, testing, platform, c, objc." \
