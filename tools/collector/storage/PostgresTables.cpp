@@ -52,16 +52,19 @@ CREATE TABLE IF NOT EXISTS minutes (
   minute bigint PRIMARY KEY, posts bigint NOT NULL, records bigint NOT NULL, duplicates bigint NOT NULL,
   problems bigint NOT NULL
 );
+COMMIT;
 )";
 
-// What the first version of the table `facts` lacks. A server of that version stores facts beside this one: PostgreSQL
-// computes the column. The indexes alone are read where the table is vacuumed, which is made independent of its size.
-constexpr const char* kSampleColumn = R"(
-DO $$ BEGIN
-  IF NOT EXISTS (SELECT FROM pg_attribute WHERE attrelid = 'facts'::regclass AND attname = 'sample') THEN
-    ALTER TABLE facts SET (autovacuum_vacuum_insert_scale_factor = 0, autovacuum_vacuum_insert_threshold = 500000);
-    ALTER TABLE facts ADD COLUMN sample bigint GENERATED ALWAYS AS ()";
-constexpr const char* kEndOfSampleColumn = ") STORED; END IF; END $$;\n";
+// What the first version of the table `facts` lacks, up to the expression of the column. A server of that version
+// stores facts beside this one: PostgreSQL computes the column. An index alone is read where the table was vacuumed:
+// after as many new rows, whatever the table's size.
+constexpr const char* kAddSamples = R"(
+BEGIN;
+SELECT pg_advisory_xact_lock(7596435);
+ALTER TABLE facts SET (autovacuum_vacuum_insert_scale_factor = 0, autovacuum_vacuum_insert_threshold = 500000);
+ALTER TABLE facts ADD COLUMN IF NOT EXISTS sample bigint GENERATED ALWAYS AS )";
+constexpr const char* kHasSamples =
+    "SELECT FROM pg_attribute WHERE attrelid = 'facts'::regclass AND attname = 'sample'";
 constexpr std::chrono::hours kLongestConversion{6};
 
 // In what concerns one day, # stands for the day.
@@ -195,7 +198,8 @@ CopiedRows factRows(std::span<Arrival* const> arrivals, const Versions& known, V
 }
 
 Statement setVersions(const Versions& versions) {
-  Column client(Type::text), version(Type::text);
+  Column client(Type::text);
+  Column version(Type::text);
   for (const auto& [name, value] : versions) {
     client.add(name);
     version.add(value);
@@ -218,8 +222,11 @@ Statement countArrivals(std::span<Arrival* const> arrivals) {
     sum.duplicates += arrival->request.duplicates;
     sum.problems += arrival->request.problem ? 1 : 0;
   }
-  Column minute(Type::number), posts(Type::number), records(Type::number), duplicates(Type::number),
-      problems(Type::number);
+  Column minute(Type::number);
+  Column posts(Type::number);
+  Column records(Type::number);
+  Column duplicates(Type::number);
+  Column problems(Type::number);
   for (const auto& [at, sum] : counts) {
     minute.add(at);
     posts.add(sum.posts);
@@ -238,9 +245,10 @@ Statement countArrivals(std::span<Arrival* const> arrivals) {
 }  // namespace
 
 void createTables(Connection& connection) {
-  connection.run(
-      std::string(kTables) + kSampleColumn + kSampleOf + kEndOfSampleColumn + createSampleIndexes() + "COMMIT",
-      kLongestConversion);
+  connection.run(kTables);
+  if (connection.run({Statement(kHasSamples)})[0].size() > 0) return;
+  connection.run(std::string(kAddSamples) + "(" + kSampleOf + ") STORED;" + createSampleIndexes() + "COMMIT",
+                 kLongestConversion);
 }
 
 void createDay(Connection& connection, const std::string& day) { connection.run(forDay(kTablesOfDay, day)); }
@@ -254,7 +262,10 @@ bool dropBefore(Connection& connection, const std::string& day) {
 }
 
 std::set<std::int64_t> storedOf(Connection& connection, std::span<Arrival* const> arrivals) {
-  Column id(Type::number), time(Type::text), headers(Type::text), body(Type::bytes);
+  Column id(Type::number);
+  Column time(Type::text);
+  Column headers(Type::text);
+  Column body(Type::bytes);
   for (const Arrival* arrival : arrivals) {
     if (!arrival->isNumbered()) continue;
     id.add(arrival->request.id);
