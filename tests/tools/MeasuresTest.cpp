@@ -39,10 +39,28 @@ TEST(Share, HasTheIntervalOfWilson) {
 }
 
 TEST(Share, StaysBetweenNothingAndAll) {
-  EXPECT_NEAR(shareOf(0, 3)->low, 0, 1e-12);
-  EXPECT_NEAR(shareOf(3, 3)->high, 1, 1e-12);
+  EXPECT_EQ(shareOf(0, 3)->low, 0);
+  EXPECT_EQ(shareOf(3, 3)->high, 1);
   EXPECT_LT(shareOf(3, 3)->low, 1);
   EXPECT_FALSE(shareOf(0, 0));
+}
+
+TEST(EffectiveSize, OfIndependentEventsIsTheirNumber) {
+  EXPECT_EQ(effectiveSize({}), 0);
+  EXPECT_EQ(effectiveSize(std::vector<Group>(100, {.part = 1, .whole = 1})), 100);
+  EXPECT_EQ(effectiveSize({{.part = 5, .whole = 10}, {.part = 5, .whole = 10}}), 20);
+}
+
+TEST(EffectiveSize, OfGroupsWhoseEventsAreAlikeIsTheNumberOfGroups) {
+  std::vector<Group> groups(90, {.part = 8, .whole = 8});
+  groups.resize(100, {.part = 0, .whole = 8});
+  EXPECT_EQ(effectiveSize(groups), 100);
+}
+
+TEST(EffectiveSize, IsSmallWhenOneGroupHasMostEvents) {
+  std::vector<Group> groups(99, {.part = 1, .whole = 1});
+  groups.push_back({.part = 0, .whole = 99});
+  EXPECT_EQ(effectiveSize(groups), 4);  // 198 x 49.5 / (49.5^2 + 99 / 4)
 }
 
 TEST(Percentiles, AreValuesThatOccurred) {

@@ -29,18 +29,25 @@ double successOf(const Tally& pair) {
 }
 
 /// The success on a medium, or on all of them. Its mean is that of the pairs of a client and a network, each of which
-/// counts once, so that a client that tries again and again does not rule it.
+/// counts once, so that a client that tries again and again does not rule it. The share of the attempts is as uncertain
+/// as the attempts of a client are alike.
 class Success {
  public:
-  void take(const Tally& pair, bool isClientKnown) {
+  void take(const Tally& pair, std::string_view client) {
     total_ += pair;
-    if (pair.attempts() == 0 || !isClientKnown) return;
+    Group& group = clients_[client];
+    group = {.part = group.part + pair.connected, .whole = group.whole + pair.attempts()};
+    if (pair.attempts() == 0 || client.empty()) return;
     sum_ += successOf(pair);
     ++pairs_;
   }
 
   Json json() const {
+    std::vector<Group> groups;
+    for (const auto& [client, group] : clients_) groups.push_back(group);
+    const std::int64_t size = effectiveSize(groups);
     Json json = jsonOf(total_);
+    if (size > 0) json["success"] = shareJson(successOf(total_) * static_cast<double>(size), size);
     json["pairs"] = pairs_;
     json["mean"] = shareJson(sum_, pairs_);
     return json;
@@ -48,6 +55,7 @@ class Success {
 
  private:
   Tally total_;
+  std::map<std::string_view, Group> clients_;
   double sum_ = 0;  // of the pairs' shares
   std::int64_t pairs_ = 0;
 };
@@ -128,8 +136,8 @@ Json ConnectionFigures::successJson() const {
   Success all;
   std::map<Fact::Medium, Success> media;
   for (const auto& [pair, tally] : pairs_) {
-    all.take(tally, !pair.client.empty());
-    media[pair.medium].take(tally, !pair.client.empty());
+    all.take(tally, pair.client);
+    media[pair.medium].take(tally, pair.client);
   }
   Json json = all.json();
   json["media"] = Json::array();

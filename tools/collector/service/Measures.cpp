@@ -15,7 +15,23 @@ std::optional<Share> shareOf(double part, std::int64_t whole) {
   const double divisor = 1 + kZ * kZ / n;
   const double centre = (share + kZ * kZ / (2 * n)) / divisor;
   const double half = kZ / divisor * std::sqrt(share * (1 - share) / n + kZ * kZ / (4 * n * n));
-  return Share{share, std::max(0.0, centre - half), std::min(1.0, centre + half)};
+  // At its ends the interval is exact, whatever was rounded.
+  return Share{share, share > 0 ? std::max(0.0, centre - half) : 0.0, share < 1 ? std::min(1.0, centre + half) : 1.0};
+}
+
+std::int64_t effectiveSize(const std::vector<Group>& groups) {
+  Group all;
+  for (const Group& group : groups) all = {.part = all.part + group.part, .whole = all.whole + group.whole};
+  if (all.whole == 0) return 0;
+  const auto n = static_cast<double>(all.whole);
+  const double share = static_cast<double>(all.part) / n;
+  double squares = 0;
+  for (const Group& group : groups) {
+    const double difference = static_cast<double>(group.part) - share * static_cast<double>(group.whole);
+    squares += difference * difference;
+  }
+  const double expected = n * share * (1 - share);  // of squares, when the events are independent
+  return squares <= expected ? all.whole : std::max<std::int64_t>(1, std::llround(n * expected / squares));
 }
 
 Percentiles percentilesOf(std::vector<milliseconds> durations) {

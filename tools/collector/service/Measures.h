@@ -23,6 +23,16 @@ struct Share {
 /// single events, for which the interval is made.
 std::optional<Share> shareOf(double part, std::int64_t whole);
 
+/// Events of one group, such as the attempts of a client, and those of them that count.
+struct Group {
+  std::int64_t part = 0;
+  std::int64_t whole = 0;
+};
+
+/// How many independent events tell a share as precisely as these groups do. It is less than their events when those of
+/// a group are alike (the design effect of clusters: L. Kish, "Survey Sampling", 1965).
+std::int64_t effectiveSize(const std::vector<Group>& groups);
+
 /// Percentiles of durations: the smallest value that at least so many per cent of them do not exceed (nearest rank).
 struct Percentiles {
   std::size_t count = 0;  ///< the others are 0 when it is 0
