@@ -1,7 +1,6 @@
 // What the collection server answers is stored, and what it cannot store it does not answer.
 
 #include <chrono>
-#include <cstdlib>
 #include <filesystem>
 #include <memory>
 #include <set>
@@ -11,6 +10,7 @@
 
 #include <gtest/gtest.h>
 
+#include "tests/platform/system/Environment.h"
 #include "tests/support/Bytes.h"
 #include "tests/tools/CollectorClient.h"
 #include "tools/collector/storage/Sqlite.h"
@@ -19,6 +19,7 @@ namespace {
 
 using collector::sqlite::Connection;
 using collector::sqlite::Statement;
+using sqm::platform::test::EnvironmentVariable;
 
 const char* const kFull =
     "CREATE TRIGGER full BEFORE UPDATE ON last BEGIN SELECT RAISE(ABORT, 'the disk is full'); END";
@@ -124,6 +125,7 @@ TEST(CollectorKeeping, LosesNothingThatWasAnsweredWhenItIsKilled) {
     CollectorClient client({"--database", folder / "kept.db"});
     std::vector<std::vector<std::string>> answered(kClients);
     std::vector<std::thread> clients;
+    clients.reserve(kClients);
     for (int each = 0; each < kClients; ++each) {
       clients.emplace_back([&, each] {
         httplib::Client http("127.0.0.1", client.port());
@@ -152,27 +154,14 @@ TEST(CollectorKeeping, LosesNothingThatWasAnsweredWhenItIsKilled) {
   }
 }
 
-/// While it exists, programs are started with a library that copies each file that they sync to a folder.
-class SyncedCopies {
- public:
-  explicit SyncedCopies(const std::string& folder) {
-    ::setenv("LD_PRELOAD", (kPrograms + "/libfile_faults.so").c_str(), 1);
-    ::setenv("SQM_SYNCED_COPIES", folder.c_str(), 1);
-  }
-  SyncedCopies(const SyncedCopies&) = delete;
-  SyncedCopies& operator=(const SyncedCopies&) = delete;
-  ~SyncedCopies() {
-    ::unsetenv("LD_PRELOAD");
-    ::unsetenv("SQM_SYNCED_COPIES");
-  }
-};
-
 TEST(CollectorKeeping, SyncsWhatItHasAnswered) {
   // What is not synced is lost: the second server gets the files as they were at their last sync.
   const TemporaryFolder folder;
   const TemporaryFolder synced;
   {
-    const SyncedCopies copies(synced.path());
+    // Copies each file that it syncs to a folder.
+    const EnvironmentVariable library("LD_PRELOAD", (kPrograms + "/libfile_faults.so").c_str());
+    const EnvironmentVariable copies("SQM_SYNCED_COPIES", synced.path().c_str());
     CollectorClient client({"--database", folder / "kept.db"});
     for (int i = 1; i <= 20; ++i) {
       EXPECT_EQ(client.post("/sqm", std::to_string(i)), 200);

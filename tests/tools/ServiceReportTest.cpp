@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <chrono>
 #include <functional>
+#include <ranges>
 #include <string>
 #include <vector>
 
@@ -50,7 +51,7 @@ class Traffic {
 
   Json report(const ServiceQuery& query = kDay) const {
     ServiceReport report(query);
-    for (auto fact = facts_.rbegin(); fact != facts_.rend(); ++fact) report.take(*fact);
+    for (const Fact& fact : std::views::reverse(facts_)) report.take(fact);
     return report.finish();
   }
 

@@ -124,7 +124,8 @@ TEST(StoredFacts, OfASampleAreAllThoseOfItsClients) {
   const auto all = posted.facts();
   ASSERT_EQ(all.size(), 1500U);
   for (const std::int64_t oneIn : kSamples) {
-    std::vector<std::int64_t> expected, found;
+    std::vector<std::int64_t> expected;
+    std::vector<std::int64_t> found;
     for (const auto& [id, fact] : all) {
       if (sampleOf(fact.client, fact.session, id) < 4096 / oneIn) expected.push_back(id);
     }

@@ -2,6 +2,7 @@
 
 #include "tools/collector/storage/PostgresStorage.h"
 
+#include <cstddef>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -49,6 +50,7 @@ struct RowAt {
 template <typename Row>
 std::vector<Row> allOf(const Rows& rows, Row (*read)(const RowAt&)) {
   std::vector<Row> found;
+  found.reserve(static_cast<std::size_t>(rows.size()));
   for (int row = 0; row < rows.size(); ++row) found.push_back(read({rows, row}));
   return found;
 }
@@ -71,7 +73,7 @@ Statement bound(std::string query, const FactParameters& parameters) {
 /// A connection that is made when it is needed, and anew after a failure. One thread uses it at a time.
 class Link {
  public:
-  explicit Link(const StorageOptions& options) : options_(options) {}
+  explicit Link(StorageOptions options) : options_(std::move(options)) {}
 
   template <typename Use>
   auto use(const Use& action) {

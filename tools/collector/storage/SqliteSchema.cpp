@@ -276,7 +276,7 @@ std::vector<std::string> days(sqlite::Connection& connection) {
 }
 
 std::string dayFor(sqlite::Connection& connection, std::string_view time) {
-  const std::string day = dayOf(time);
+  std::string day = dayOf(time);
   const auto known = days(connection);
   if (std::ranges::binary_search(known, day)) return day;
   if (known.size() >= kMostDays) return known.back();
