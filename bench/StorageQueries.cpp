@@ -4,7 +4,8 @@
 //
 // The database must be new. It gets 100,000 records a day, small ones, by SQL within the database; each query is timed
 // after 1, 10 and 100 days. A time is the best of 50, or of those that end in 10 s. The exit status is 1 when a query
-// takes more than three times as long after 100 days as after one.
+// takes more than three times as long after 100 days as after one; for a report on all days, which reads more, six
+// times.
 
 #include <algorithm>
 #include <chrono>
@@ -37,7 +38,6 @@ using Time = ConnectionFact::Time;
 constexpr int kDays[] = {1, 10, 100};
 constexpr int kRounds = 50;
 constexpr std::chrono::seconds kLongest{10};  // for one query, after which it is run no more
-constexpr double kMostGrowth = 3;
 constexpr Time kFirstDay = std::chrono::sys_days(std::chrono::year(2026) / 1 / 1);
 
 // The rows of a day behind its first post, which was stored as any post is. In them @day stands for the day, @request
@@ -121,6 +121,7 @@ class Database {
 struct Query {
   const char* name;
   std::function<void()> run;
+  double mostGrowth = 3;
 };
 
 std::vector<Query> queriesOf(Storage& storage) {
@@ -140,7 +141,9 @@ std::vector<Query> queriesOf(Storage& storage) {
       {"_service: the newest fact", [&storage] { storage.facts({}, {.time = Time::max()}, 1); }},
       {"_service: the count of a day's facts",
        [=, &storage] { storage.countFacts({.from = begin}, {.time = end}, 500'000); }},
-      {"_service of all days", [=, &storage] { storedReport(storage, {.from = kFirstDay, .to = end}); }},
+      {"_service of a day", [=, &storage] { storedReport(storage, {.from = begin, .to = end}); }},
+      // After 100 days it reads half as many facts again, of a sample, and counts those of the next larger one.
+      {"_service of all days", [=, &storage] { storedReport(storage, {.from = kFirstDay, .to = end}); }, 6},
       {"_service: the arrivals of a day", [=, &storage] { storage.arrivals(begin, end); }},
   };
 }
@@ -176,7 +179,7 @@ int main(int argc, char** argv) {
   const auto queries = queriesOf(*storage);
   for (std::size_t i = 0; i < queries.size(); ++i) {
     const double growth = times[2][i] / times[0][i];
-    isWithin = isWithin && growth <= kMostGrowth;
+    isWithin = isWithin && growth <= queries[i].mostGrowth;
     std::printf("%-34s %10.3f %10.3f %10.3f %8.2f\n", queries[i].name, times[0][i], times[1][i], times[2][i], growth);
   }
   return isWithin ? 0 : 1;

@@ -20,6 +20,7 @@
 
 #include "bench/StoragePosts.h"
 #include "tools/collector/storage/Days.h"
+#include "tools/collector/storage/Samples.h"
 #include "tools/collector/storage/Sqlite.h"
 #include "tools/collector/storage/Storage.h"
 
@@ -84,7 +85,7 @@ void loadSqlite(const std::string& file, const Arrivals& arrivals, LastNumbers l
                 static_cast<std::int64_t>(what.medium), std::int64_t{what.isStart},
                 static_cast<std::int64_t>(what.outcome), what.client, what.session, what.network, what.reason,
                 what.technology, what.version, milliseconds(what.connecting), std::int64_t{*what.signal},
-                std::optional<std::string>())
+                std::optional<std::string>(), sampleOf(what.client, what.session, one.id))
           .run();
     }
     request
