@@ -5,10 +5,12 @@
 #include <functional>
 #include <ranges>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
 
+#include "tools/collector/service/Measures.h"
 #include "tools/collector/service/ServiceReport.h"
 
 namespace {
@@ -89,6 +91,27 @@ TEST(ServiceReport, OneLoopingClientDoesNotRuleTheMean) {
   EXPECT_DOUBLE_EQ(success["success"]["value"], 12.0 / 1000);
   EXPECT_DOUBLE_EQ(success["mean"]["value"], 0.75);
   EXPECT_EQ(success["pairs"], 4);
+}
+
+TEST(ServiceReport, AShareIsAsUncertainAsItsClientsDiffer) {
+  Traffic alike;
+  Traffic different;
+  const auto withTechnology = [](Fact& fact) { fact.technology = "LTE"; };
+  for (int number = 0; number < 10; ++number) {
+    const std::string client = std::to_string(number);
+    for (const Outcome outcome : {Outcome::connected, Outcome::failed}) {
+      alike.attempts(5, client, "office", outcome, withTechnology);
+      different.attempts(5, client, "office", number < 5 ? Outcome::connected : Outcome::failed, withTechnology);
+    }
+  }
+  const auto lowOf = [](const Json& share) { return share["low"].get<double>(); };
+  for (const auto& [traffic, size] : {std::pair(&alike, 100), std::pair(&different, 10)}) {
+    const Json report = traffic->report();
+    const double low = shareOf(size / 2.0, size)->low;
+    EXPECT_DOUBLE_EQ(lowOf(report["success"]["success"]), low);
+    EXPECT_DOUBLE_EQ(lowOf(report["success"]["media"][0]["success"]), low);
+    EXPECT_DOUBLE_EQ(lowOf(report["technologies"][0]["success"]), low);
+  }
 }
 
 TEST(ServiceReport, AClientCountsOnceForEachNetworkAndAnUnknownOneForNone) {

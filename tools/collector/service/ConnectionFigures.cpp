@@ -29,33 +29,25 @@ double successOf(const Tally& pair) {
 }
 
 /// The success on a medium, or on all of them. Its mean is that of the pairs of a client and a network, each of which
-/// counts once, so that a client that tries again and again does not rule it. The share of the attempts is as uncertain
-/// as the attempts of a client are alike.
+/// counts once, so that a client that tries again and again does not rule it.
 class Success {
  public:
-  void take(const Tally& pair, std::string_view client) {
-    total_ += pair;
-    Group& group = clients_[client];
-    group = {.part = group.part + pair.connected, .whole = group.whole + pair.attempts()};
+  void take(const Tally& pair, const std::string& client) {
+    total_.add(client, pair);
     if (pair.attempts() == 0 || client.empty()) return;
     sum_ += successOf(pair);
     ++pairs_;
   }
 
   Json json() const {
-    std::vector<Group> groups;
-    for (const auto& [client, group] : clients_) groups.push_back(group);
-    const std::int64_t size = effectiveSize(groups);
-    Json json = jsonOf(total_);
-    if (size > 0) json["success"] = shareJson(successOf(total_) * static_cast<double>(size), size);
+    Json json = total_.json();
     json["pairs"] = pairs_;
     json["mean"] = shareJson(sum_, pairs_);
     return json;
   }
 
  private:
-  Tally total_;
-  std::map<std::string_view, Group> clients_;
+  ClientTally total_;
   double sum_ = 0;  // of the pairs' shares
   std::int64_t pairs_ = 0;
 };
@@ -100,30 +92,31 @@ void ConnectionFigures::take(const Session& session) {
   if (const auto duration = earlierOf(session, &Fact::connecting); duration && tally.connected > 0) {
     connecting_[step].push_back(*duration);
   }
-  if (const auto dBm = earlierOf(session, &Fact::signal)) signals_[signalStepOf(*dBm)] += tally;
+  if (const auto dBm = earlierOf(session, &Fact::signal)) signals_[signalStepOf(*dBm)].add(first.client, tally);
   if (auto technology = earlierOf(session, &Fact::technology); !technology.empty()) {
-    technologies_[std::move(technology)] += tally;
+    technologies_[std::move(technology)].add(first.client, tally);
   }
-  if (const auto isAbroad = earlierOf(session, &Fact::isRoaming)) roaming_[*isAbroad] += tally;
+  if (const auto isAbroad = earlierOf(session, &Fact::isRoaming)) roaming_[*isAbroad].add(first.client, tally);
 }
 
 Json ConnectionFigures::json() const {
   Json signal = Json::array();
   for (const auto& [from, tally] : signals_) {
-    signal.push_back(jsonOf(tally));
+    signal.push_back(tally.json());
     signal.back().update({{"from", from}, {"to", from + kSignalStep}});
   }
-  std::vector<std::pair<std::string, Tally>> kinds(technologies_.begin(), technologies_.end());
-  std::ranges::stable_sort(kinds, std::ranges::greater(), [](const auto& kind) { return kind.second.attempts(); });
+  std::vector<std::pair<std::string, ClientTally>> kinds(technologies_.begin(), technologies_.end());
+  std::ranges::stable_sort(kinds, std::ranges::greater(),
+                           [](const auto& kind) { return kind.second.total().attempts(); });
   kinds.resize(std::min(kinds.size(), kMostTechnologies));
   Json technologies = Json::array();
   for (const auto& [name, tally] : kinds) {
-    technologies.push_back(jsonOf(tally));
+    technologies.push_back(tally.json());
     technologies.back()["technology"] = name;
   }
   Json roaming = Json::array();
   for (const auto& [isAbroad, tally] : roaming_) {
-    roaming.push_back(jsonOf(tally));
+    roaming.push_back(tally.json());
     roaming.back()["isAbroad"] = isAbroad;
   }
   return {

@@ -46,9 +46,9 @@ class ConnectionFigures {
   std::map<Pair, Tally> pairs_;
   std::vector<std::vector<std::chrono::milliseconds>> connecting_;  // by step
   TextCounts reasons_;                                              // of failures
-  std::map<std::int32_t, Tally> signals_;                           // by the lower end of 5 dB
-  std::map<std::string, Tally> technologies_;
-  std::map<bool, Tally> roaming_;  // true: abroad
+  std::map<std::int32_t, ClientTally> signals_;                     // by the lower end of 5 dB
+  std::map<std::string, ClientTally> technologies_;
+  std::map<bool, ClientTally> roaming_;  // true: abroad
 };
 
 }  // namespace collector

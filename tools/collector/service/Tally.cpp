@@ -1,5 +1,9 @@
 #include "tools/collector/service/Tally.h"
 
+#include <vector>
+
+#include "tools/collector/service/Measures.h"
+
 namespace collector {
 
 Tally& Tally::operator+=(const Tally& other) {
@@ -9,6 +13,29 @@ Tally& Tally::operator+=(const Tally& other) {
   ended += other.ended;
   dropped += other.dropped;
   return *this;
+}
+
+void ClientTally::add(const std::string& client, const Tally& tally) {
+  total_ += tally;
+  clients_[client] += tally;
+}
+
+Json ClientTally::json() const {
+  std::vector<Group> attempts;
+  std::vector<Group> ends;
+  for (const auto& [client, tally] : clients_) {
+    attempts.push_back({.part = tally.connected, .whole = tally.attempts()});
+    ends.push_back({.part = tally.dropped, .whole = tally.ended});
+  }
+  const auto shareOfGroups = [](std::int64_t part, std::int64_t whole, const std::vector<Group>& groups) {
+    const std::int64_t size = effectiveSize(groups);
+    return shareJson(whole > 0 ? static_cast<double>(part) / static_cast<double>(whole) * static_cast<double>(size) : 0,
+                     size);
+  };
+  Json json = jsonOf(total_);
+  json["success"] = shareOfGroups(total_.connected, total_.attempts(), attempts);
+  json["drops"] = shareOfGroups(total_.dropped, total_.ended, ends);
+  return json;
 }
 
 Tally tallyOf(const Session& session) {

@@ -1,6 +1,8 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
+#include <string>
 
 #include "tools/collector/service/MeasuresJson.h"
 #include "tools/collector/service/Sessions.h"
@@ -22,6 +24,22 @@ struct Tally {
 
 /// That of one session.
 Tally tallyOf(const Session& session);
+
+/// Counts of the sessions of clients. A client's sessions are alike, so that shares of them are as uncertain as the
+/// clients differ.
+class ClientTally {
+ public:
+  void add(const std::string& client, const Tally& tally);
+
+  const Tally& total() const { return total_; }
+
+  /// As jsonOf, with intervals of the size that is effective.
+  Json json() const;
+
+ private:
+  Tally total_;
+  std::map<std::string, Tally> clients_;
+};
 
 /// The counts, the share of the attempts that succeeded, and that of the ended sessions that were dropped.
 Json jsonOf(const Tally& tally);

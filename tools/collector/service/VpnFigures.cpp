@@ -13,7 +13,7 @@ constexpr std::chrono::minutes kLengths[] = {1min, 10min, 60min, 4h, 8h, 24h};
 
 void VpnFigures::take(const Session& session) {
   const Tally tally = tallyOf(session);
-  total_ += tally;
+  total_.add(session.first().client, tally);
   const std::size_t step = steps_.of(session.first().time);
   if (tally.failed > 0) {
     failures_.add(session.stop && !session.stop->reason.empty() ? session.stop->reason : session.first().reason, step);
@@ -27,7 +27,7 @@ void VpnFigures::take(const Session& session) {
 }
 
 Json VpnFigures::json() const {
-  Json json = jsonOf(total_);
+  Json json = total_.json();
   json.update({{"withoutStop", withoutStop_},
                {"withoutStart", withoutStart_},
                {"setUp", percentilesJson(setUps_)},

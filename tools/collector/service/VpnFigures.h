@@ -21,7 +21,7 @@ class VpnFigures {
 
  private:
   TimeSteps steps_;
-  Tally total_;
+  ClientTally total_;
   std::int64_t withoutStop_ = 0;
   std::int64_t withoutStart_ = 0;
   std::vector<std::chrono::milliseconds> setUps_;
