@@ -112,6 +112,13 @@ TEST_F(PostgresTest, MakesTheSamplesOfFactsThatAnEarlierVersionStored) {
       << "a server that was there before goes on";
 }
 
+TEST_F(PostgresTest, OpensWhileAnotherServerWrites) {
+  add(*openStorage({.database = address}), documentOf({plainRecord("1")}));
+  Connection writer(address);
+  writer.run("BEGIN; LOCK TABLE facts, spans IN ROW EXCLUSIVE MODE");
+  EXPECT_EQ(recordsOf(*openStorage({.database = address})).size(), 1U);
+}
+
 TEST_F(PostgresTest, IsAFailureToOpenWhenItIsNotThere) {
   const Outcome outcome = runProgram(
       {kPrograms + "/sqm-collector", "--port", "0", "--database", "postgresql:///x?host=/nowhere&connect_timeout=1"});

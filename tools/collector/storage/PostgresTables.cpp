@@ -16,11 +16,9 @@ namespace collector::postgres {
 
 namespace {
 
-// Texts of clients can hold any bytes, and PostgreSQL's texts cannot. Two servers that start at once do not create the
-// tables at once: they wait for the lock, whose number is any.
+// Texts of clients can hold any bytes, and PostgreSQL's texts cannot.
 constexpr const char* kTables = R"(
 BEGIN;
-SELECT pg_advisory_xact_lock(7596435);
 CREATE TABLE IF NOT EXISTS last (request bigint NOT NULL, record bigint NOT NULL);
 INSERT INTO last SELECT 0, 0 WHERE NOT EXISTS (SELECT FROM last);
 CREATE TABLE IF NOT EXISTS days (day text PRIMARY KEY, cleared bigint NOT NULL DEFAULT 0);
@@ -52,19 +50,21 @@ CREATE TABLE IF NOT EXISTS minutes (
   minute bigint PRIMARY KEY, posts bigint NOT NULL, records bigint NOT NULL, duplicates bigint NOT NULL,
   problems bigint NOT NULL
 );
-COMMIT;
 )";
 
 // What the first version of the table `facts` lacks, up to the expression of the column. A server of that version
 // stores facts beside this one: PostgreSQL computes the column. An index alone is read where the table was vacuumed:
 // after as many new rows, whatever the table's size.
 constexpr const char* kAddSamples = R"(
-BEGIN;
-SELECT pg_advisory_xact_lock(7596435);
 ALTER TABLE facts SET (autovacuum_vacuum_insert_scale_factor = 0, autovacuum_vacuum_insert_threshold = 500000);
-ALTER TABLE facts ADD COLUMN IF NOT EXISTS sample bigint GENERATED ALWAYS AS )";
-constexpr const char* kHasSamples =
-    "SELECT FROM pg_attribute WHERE attrelid = 'facts'::regclass AND attname = 'sample'";
+ALTER TABLE facts ADD COLUMN sample bigint GENERATED ALWAYS AS )";
+
+// Servers that start at once do it one after another: the number of the lock is any. What is there is not created
+// again, which would lock tables that others write. The column that was added last stands for all.
+constexpr const char* kLock = "SELECT pg_advisory_lock(7596435)";
+constexpr const char* kUnlock = "SELECT pg_advisory_unlock(7596435)";
+constexpr const char* kIsCreated =
+    "SELECT FROM pg_attribute WHERE attrelid = to_regclass('facts') AND attname = 'sample'";
 constexpr std::chrono::hours kLongestConversion{6};
 
 // In what concerns one day, # stands for the day.
@@ -245,10 +245,13 @@ Statement countArrivals(std::span<Arrival* const> arrivals) {
 }  // namespace
 
 void createTables(Connection& connection) {
-  connection.run(kTables);
-  if (connection.run({Statement(kHasSamples)})[0].size() > 0) return;
-  connection.run(std::string(kAddSamples) + "(" + kSampleOf + ") STORED;" + createSampleIndexes() + "COMMIT",
-                 kLongestConversion);
+  connection.run(kLock);
+  if (connection.run({Statement(kIsCreated)})[0].size() == 0) {
+    connection.run(
+        std::string(kTables) + kAddSamples + "(" + kSampleOf + ") STORED;" + createSampleIndexes() + "COMMIT",
+        kLongestConversion);
+  }
+  connection.run(kUnlock);
 }
 
 void createDay(Connection& connection, const std::string& day) { connection.run(forDay(kTablesOfDay, day)); }
