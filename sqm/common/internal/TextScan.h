@@ -47,6 +47,7 @@ class ScanMask {
   std::array<std::uint64_t, 2> words_;
 };
 
+/// Not for vectors: a processor without them returns those in another way.
 template <typename Word>
 inline Word wordAt(const void* at) {
   Word word;
@@ -103,8 +104,9 @@ inline std::size_t incompleteBefore(const char* block, std::size_t end) {
 template <StopAt stopAt>
 struct ScanBlock {
   /// `block`: the address of 16 bytes.
-  explicit ScanBlock(const void* block)
-      : bytes(wordAt<ScanBytes>(block)), stops(bytes < scanByte(stopAt == StopAt::illFormedUtf8 ? 0 : 0x20)) {
+  explicit ScanBlock(const void* block) {
+    std::memcpy(&bytes, block, sizeof bytes);
+    stops |= bytes < scanByte(stopAt == StopAt::illFormedUtf8 ? 0 : 0x20);
     if constexpr (stopAt == StopAt::markup) {
       stops |= ((bytes & scanByte(0xFE)) == '&') | ((bytes & scanByte(0xFD)) == '<') | (bytes == '"');
     } else if constexpr (stopAt == StopAt::propertyList) {
@@ -114,8 +116,8 @@ struct ScanBlock {
     }
   }
 
-  ScanBytes bytes;
-  ScanBytes stops;
+  ScanBytes bytes{};
+  ScanBytes stops{};
 };
 
 /// The highest bit of each byte: for a mask, which bytes are set. The lowest is that of the first byte.
@@ -151,7 +153,11 @@ inline std::uint64_t stopsIn(const char* bytes) {
 /// A bit for each of the 64 bytes at `bytes` that is beyond ASCII, the lowest for the first.
 inline std::uint64_t beyondAsciiIn(const char* bytes) {
   std::uint64_t found = 0;
-  for (std::size_t at = 0; at < kScanGroup; at += kScanBlock) found |= bitsOf(wordAt<ScanBytes>(bytes + at)) << at;
+  for (std::size_t at = 0; at < kScanGroup; at += kScanBlock) {
+    ScanBytes block{};
+    std::memcpy(&block, bytes + at, sizeof block);
+    found |= bitsOf(block) << at;
+  }
   return found;
 }
 
