@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <chrono>
 #include <functional>
-#include <ranges>
 #include <string>
 #include <utility>
 #include <vector>
@@ -53,7 +52,7 @@ class Traffic {
 
   Json report(const ServiceQuery& query = kDay) const {
     ServiceReport report(query);
-    for (const Fact& fact : std::views::reverse(facts_)) report.take(fact);
+    std::for_each(facts_.rbegin(), facts_.rend(), [&report](const Fact& fact) { report.take(fact); });
     return report.finish();
   }
 
