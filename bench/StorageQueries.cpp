@@ -4,8 +4,7 @@
 //
 // The database must be new. It gets 100,000 records a day, small ones, by SQL within the database; each query is timed
 // after 1, 10 and 100 days. A time is the best of 50, or of those that end in 10 s. The exit status is 1 when a query
-// takes more than three times as long after 100 days as after one; for a report on all days, which reads more, six
-// times.
+// takes more than three times as long after 100 days as after one.
 
 #include <algorithm>
 #include <chrono>
@@ -37,6 +36,7 @@ using Time = ConnectionFact::Time;
 
 constexpr int kDays[] = {1, 10, 100};
 constexpr int kRounds = 50;
+constexpr double kMostGrowth = 3;
 constexpr std::chrono::seconds kLongest{10};  // for one query, after which it is run no more
 constexpr Time kFirstDay = std::chrono::sys_days(std::chrono::year(2026) / 1 / 1);
 
@@ -121,7 +121,6 @@ class Database {
 struct Query {
   const char* name;
   std::function<void()> run;
-  double mostGrowth = 3;
 };
 
 std::vector<Query> queriesOf(Storage& storage) {
@@ -143,7 +142,7 @@ std::vector<Query> queriesOf(Storage& storage) {
        [=, &storage] { storage.countFacts({.from = begin}, {.time = end}, 500'000); }},
       {"_service of a day", [=, &storage] { storedReport(storage, {.from = begin, .to = end}); }},
       // After 100 days it reads half as many facts again, of a sample, and counts those of the next larger one.
-      {"_service of all days", [=, &storage] { storedReport(storage, {.from = kFirstDay, .to = end}); }, 6},
+      {"_service of all days", [=, &storage] { storedReport(storage, {.from = kFirstDay, .to = end}); }},
       {"_service: the arrivals of a day", [=, &storage] { storage.arrivals(begin, end); }},
   };
 }
@@ -179,7 +178,7 @@ int main(int argc, char** argv) {
   const auto queries = queriesOf(*storage);
   for (std::size_t i = 0; i < queries.size(); ++i) {
     const double growth = times[2][i] / times[0][i];
-    isWithin = isWithin && growth <= queries[i].mostGrowth;
+    isWithin = isWithin && growth <= kMostGrowth;
     std::printf("%-34s %10.3f %10.3f %10.3f %8.2f\n", queries[i].name, times[0][i], times[1][i], times[2][i], growth);
   }
   return isWithin ? 0 : 1;
