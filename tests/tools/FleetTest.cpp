@@ -2,16 +2,21 @@
 
 #include <algorithm>
 #include <chrono>
+#include <ctime>
+#include <iomanip>
 #include <map>
 #include <set>
+#include <sstream>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "tests/tools/CollectorClient.h"
+#include "tools/fleet/sim/Model.h"
 
 namespace {
 
@@ -178,6 +183,43 @@ TEST(Fleet, EndsEarlyWhenAskedAndDeliversWhatItHas) {
   EXPECT_EQ(figures["waiting"], 0);
   EXPECT_EQ(recordsOf(collector).size(), madeRecords(figures));
   EXPECT_LT(madeRecords(figures), 200U);
+}
+
+/// A seed with which the only client makes a device record just before its first connection, and the time of that
+/// connection.
+std::pair<std::uint64_t, fleet::Time> deviceBeforeConnection() {
+  using Kind = fleet::Event::Kind;
+  const std::chrono::sys_days monday = std::chrono::year(2026) / 11 / 16;
+  for (std::uint64_t seed = 1;; ++seed) {
+    const fleet::World world(seed, 1);
+    const fleet::Day day = dayOf(world, 0, std::chrono::local_days(monday.time_since_epoch()),
+                                 {monday - std::chrono::days(9), monday + std::chrono::days(9)});
+    if (day.events.size() > 2 && day.events[1].kind == Kind::device && day.events[2].kind == Kind::connect) {
+      return {seed, day.events[2].at};
+    }
+  }
+}
+
+TEST(Fleet, MakesTwoRecordsDifferWhenItEndsAtADeviceReport) {
+  const TemporaryFolder folder;
+  CollectorClient collector;
+  const auto [seed, connection] = deviceBeforeConnection();
+  const std::time_t begin = (connection - std::chrono::seconds(1)).time_since_epoch().count();
+  std::ostringstream start;
+  start << std::put_time(std::gmtime(&begin), "%FT%TZ");
+  tools::Process fleet(
+      {kPrograms + "/sqm-fleet", "--server", collector.collector().address(), "--clients", "1", "--seed",
+       std::to_string(seed), "--start", start.str(), "--speed", "0.001", "--progress", "0.1"},
+      /*readsOutput=*/true, folder / "progress");
+  while (contentOf(folder / "progress").empty()) std::this_thread::sleep_for(std::chrono::milliseconds(20));
+  fleet.terminate();
+  std::string out;
+  while (!fleet.isAtEnd()) out += fleet.readLine();
+  EXPECT_EQ(fleet.wait(), 0);
+  EXPECT_EQ(json::parse(out)["records"]["device"], 2);
+  std::set<std::string> arrived;
+  for (const Record& record : recordsOf(collector)) arrived.insert(record.at("raw"));
+  EXPECT_EQ(arrived.size(), 3U);
 }
 
 TEST(Fleet, GivesUpAServerThatDoesNotAnswer) {

@@ -129,8 +129,10 @@ void Worker::uploadEnded(std::uint32_t client, bool isDelivered) {
                             [this, client] { clients_[client].uploadAgain(); });
 }
 
-/// Makes the sleeping clients upload what they still have.
+/// Makes the sleeping clients upload what they still have. In a second of their own: of two device reports in one
+/// second the records would be the same.
 void Worker::addUploads() {
+  now_ += seconds(1);
   for (std::uint32_t index = 0; index < clients_.size(); ++index) {
     if (clients_[index].waiting() == 0) continue;
     clients_[index].addUpload(now_);
