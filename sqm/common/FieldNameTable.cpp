@@ -11,26 +11,32 @@ namespace sqm {
 
 namespace {
 
-constexpr std::uint8_t kFree = 0xFF;
+constexpr std::uint8_t kFree = FieldNameTable::kFields;
+
+/// One bit for each length; names of 63 bytes and more share one.
+std::uint64_t lengthBit(std::string_view name) {
+  constexpr std::size_t kLongest = 63;
+  return std::uint64_t{1} << std::min(name.size(), kLongest);
+}
 
 }  // namespace
 
 FieldNameTable::FieldNameTable(const TextArray& names) : count_(std::min(names.size(), kFields)) {
   for (std::size_t field = 0; field < count_; ++field) {
-    const std::optional<std::string_view> name = names[field];
-    const std::string_view shown = name.value_or(kNullText);
-    entries_[field] = {text_.size(), shown.size(), name.has_value()};
+    const std::string_view shown = names[field].value_or(kNullText);
+    entries_[field].begin = text_.size();
+    entries_[field].length = shown.size();
     text_.append("<").append(shown).append("></").append(shown).append(">");
   }
   text_.append(TextSlots::kPadding, '\0');
-  firstNamesakes_.fill(kFields);
   buckets_.fill(kFree);
   for (std::size_t field = 0; field < count_; ++field) {
-    const auto own = name(static_cast<std::int64_t>(field));
-    if (!own) continue;
-    std::uint8_t& bucket = buckets_[bucketFor(*own)];
+    const auto name = names[field];
+    if (!name) continue;
+    std::uint8_t& bucket = buckets_[bucketFor(*name)];
     if (bucket == kFree) bucket = static_cast<std::uint8_t>(field);
-    firstNamesakes_[field] = bucket;
+    entries_[field].firstNamesake = bucket;
+    lengths_ |= lengthBit(*name);
   }
 }
 
@@ -39,9 +45,8 @@ void FieldNameTable::throwOutOfRange(std::int64_t field) const {
                           std::to_string(count_) + " of " + std::to_string(kFields) + " names");
 }
 
-std::optional<std::size_t> FieldNameTable::fieldNamed(std::string_view name) const {
-  const std::uint8_t field = buckets_[bucketFor(name)];
-  return field == kFree ? std::nullopt : std::optional<std::size_t>(field);
+std::size_t FieldNameTable::find(std::string_view name) const {
+  return (lengths_ & lengthBit(name)) == 0 ? kFields : buckets_[bucketFor(name)];
 }
 
 std::size_t FieldNameTable::bucketFor(std::string_view name) const {

@@ -33,13 +33,13 @@ class FieldNameTable {
   /// Failure: std::out_of_range when the number is negative or beyond the end of the list.
   std::optional<std::string_view> name(std::int64_t field) const {
     const Entry& entry = entryOf(field);
-    if (!entry.isPresent) return std::nullopt;
+    if (!entry.isPresent()) return std::nullopt;
     return std::string_view(text_.data() + entry.begin + 1, entry.length);
   }
 
   /// True when the field has a name.
   /// Failure: as `name`.
-  bool hasName(std::int64_t field) const { return entryOf(field).isPresent; }
+  bool hasName(std::int64_t field) const { return entryOf(field).isPresent(); }
 
   /// The tags of a field's element, "<name>" and "</name>". The element of an absent entry has the name "(null)".
   /// Behind each tag there are `TextSlots::kPadding` more bytes that may be read. Failure: as `name`.
@@ -49,19 +49,23 @@ class FieldNameTable {
   }
 
   /// The first field of this name, under whose number the value of all fields of the name is stored.
-  std::optional<std::size_t> fieldNamed(std::string_view name) const;
+  std::optional<std::size_t> fieldNamed(std::string_view name) const {
+    const std::size_t field = find(name);
+    return field == kFields ? std::nullopt : std::optional(field);
+  }
 
   /// The first field that has the same name as `field`; `kFields` when it has none.
-  std::size_t firstNamesake(std::size_t field) const { return firstNamesakes_[field]; }
+  std::size_t firstNamesake(std::size_t field) const { return entries_[field].firstNamesake; }
 
  private:
   static constexpr std::size_t kBuckets = 256;  // a power of two and more than twice kFields, so that probing is short
 
-  /// The position of "<name></name>" in the text, and the length of the name.
   struct Entry {
-    std::size_t begin = 0;
-    std::size_t length = 0;
-    bool isPresent = false;
+    bool isPresent() const { return firstNamesake != kFields; }
+
+    std::size_t begin = 0;   // of "<name></name>" in the text
+    std::size_t length = 0;  // of the name
+    std::uint8_t firstNamesake = kFields;
   };
 
   const Entry& entryOf(std::int64_t field) const {
@@ -69,13 +73,15 @@ class FieldNameTable {
     return entries_[static_cast<std::size_t>(field)];
   }
   [[noreturn]] void throwOutOfRange(std::int64_t field) const;
+  /// `kFields` when no field has the name: a number returns in a register, which an optional one does not.
+  std::size_t find(std::string_view name) const;
   std::size_t bucketFor(std::string_view name) const;
 
   std::size_t count_;
   std::string text_;
   std::array<Entry, kFields> entries_{};
-  std::array<std::uint8_t, kFields> firstNamesakes_;
   std::array<std::uint8_t, kBuckets> buckets_{};
+  std::uint64_t lengths_ = 0;  // a bit for each length of a name: most other keys differ from all names by their length
 };
 
 }  // namespace sqm

@@ -23,7 +23,6 @@ void TextSlots::swap(TextSlots& other) noexcept {
   std::swap(present_, other.present_);
   std::swap(buffer_, other.buffer_);
   std::swap(end_, other.end_);
-  std::swap(used_, other.used_);
 }
 
 void TextSlots::set(std::size_t slot, std::string_view text) {
@@ -36,21 +35,18 @@ void TextSlots::set(std::size_t slot, std::string_view text) {
 void TextSlots::erase(std::size_t slot) {
   if (!has(slot)) return;
   present_[slot / 64] &= ~(std::uint64_t{1} << slot % 64);
-  used_ -= places_[slot].length;
   compactIfSparse();
 }
 
 void TextSlots::clear() {
   present_ = {};
   end_ = 0;
-  used_ = 0;
 }
 
 inline void TextSlots::placeAtEnd(std::size_t slot, std::size_t length) {
   places_[slot] = {end_, length};
   present_[slot / 64] |= std::uint64_t{1} << slot % 64;
   end_ += length;
-  used_ += length;
 }
 
 void TextSlots::append(std::size_t slot, std::string_view text) {
@@ -68,21 +64,29 @@ void TextSlots::appendEnlarging(std::size_t slot, std::string_view text) {
 
 void TextSlots::replace(std::size_t slot, std::string_view text) {
   Place& place = places_[slot];
-  const std::size_t earlier = place.length;
-  if (text.size() <= earlier) {
+  if (text.size() <= place.length) {
     copyText(buffer_.data() + place.offset, text);
     place.length = text.size();
-    used_ -= earlier - text.size();
     return;
   }
   append(slot, text);
-  used_ -= earlier;
   compactIfSparse();
 }
 
 void TextSlots::compactIfSparse() {
-  if (end_ <= kSmallBuffer || used_ >= end_ / 2) return;
-  std::string compact(used_ + kPadding, '\0');
+  if (end_ <= kSmallBuffer) return;
+  const std::size_t used = this->used();
+  if (used < end_ / 2) compact(used);
+}
+
+std::size_t TextSlots::used() const {
+  std::size_t used = 0;
+  for (std::size_t slot = 0; slot < kSlots; ++slot) used += has(slot) ? places_[slot].length : 0;
+  return used;
+}
+
+void TextSlots::compact(std::size_t used) {
+  std::string compact(used + kPadding, '\0');
   std::size_t end = 0;
   for (std::size_t slot = 0; slot < kSlots; ++slot) {
     if (!has(slot)) continue;

@@ -60,14 +60,16 @@ class TextSlots {
   void append(std::size_t slot, std::string_view text);
   void appendEnlarging(std::size_t slot, std::string_view text);
   void replace(std::size_t slot, std::string_view text);
-  /// Compacts the buffer when less than half of it belongs to texts.
+  /// Compacts the buffer when it is large and less than half of it belongs to texts.
   void compactIfSparse();
+  void compact(std::size_t used);
+  /// The bytes that belong to texts.
+  std::size_t used() const;
 
   std::array<Place, kSlots> places_{};
   std::array<std::uint64_t, (kSlots + 63) / 64> present_{};  // a bit for each slot
   std::string buffer_;                                       // its size is that of the memory that may be written
   std::size_t end_ = 0;                                      // of the texts in the buffer
-  std::size_t used_ = 0;                                     // bytes of the buffer that belong to a text
 };
 
 }  // namespace sqm

@@ -22,8 +22,9 @@ constexpr std::string_view kRequiredLiteral = "6";
 constexpr std::string_view kNoTimeStamp = "\"0000000000\"";
 
 /// The table of a record without one.
-const FieldNameTable& noNames() {
-  static const FieldNameTable names{std::vector<TextArray::value_type>(FieldNameTable::kFields)};
+const std::shared_ptr<const FieldNameTable>& noNames() {
+  static const auto names =
+      std::make_shared<const FieldNameTable>(std::vector<TextArray::value_type>(FieldNameTable::kFields));
   return names;
 }
 
@@ -122,19 +123,18 @@ std::string TableRecord::format(Rows rows) const {
 }
 
 void TableRecord::format(std::string& text, Rows rows) const {
-  const ValueDictionary* values = values_ ? &*values_ : nullptr;
-  std::unique_ptr<const ValueDictionary> copy;
-  if (values != nullptr && names_ && values->fieldsOf(*names_) == nullptr) {
-    // The client assigned the values of another dictionary.
-    copy = std::make_unique<const ValueDictionary>(ValueDictionary(*values).madeWith(names_));
-    values = copy.get();
-  }
-  const std::string_view stamp = host_.userPrefs->clientTimeStamp();
-  formatRows(text, rows,
-             {.names = names_ ? names_.get() : &noNames(),
-              .values = values,
-              .timeStamp = stamp.empty() ? kNoTimeStamp : stamp,
-              .utilities = host_.utilities});
+  const auto& names = names_ ? names_ : noNames();
+  const auto formatValues = [&](const ValueDictionary& values) {
+    const std::string_view stamp = host_.userPrefs->clientTimeStamp();
+    formatRows(text, rows,
+               {.names = *names,
+                .values = values,
+                .timeStamp = stamp.empty() ? kNoTimeStamp : stamp,
+                .utilities = *host_.utilities});
+  };
+  if (values_ && values_->fieldsOf(*names) != nullptr) return formatValues(*values_);
+  // There is no table, or the client assigned the values of another dictionary.
+  formatValues(values_.value_or(ValueDictionary()).madeWith(names));
 }
 
 std::optional<std::string_view> TableRecord::nameOf(std::int64_t field) const {

@@ -39,6 +39,18 @@ TEST(FieldNameTable, FindsNoFieldForAnotherName) {
   for (const char* name : {"", "F", "f0", "F91", "F00", "6"}) EXPECT_EQ(table.fieldNamed(name), std::nullopt) << name;
 }
 
+TEST(FieldNameTable, FindsNamesOfAnyLength) {
+  Names names;
+  for (const std::size_t length : {0U, 1U, 31U, 62U, 63U, 64U, 65U, 1'000U})
+    names.emplace_back(std::string(length, 'n'));
+  const FieldNameTable table(names);
+  for (std::size_t field = 0; field < names.size(); ++field) EXPECT_EQ(table.fieldNamed(*names[field]), field);
+  for (const std::size_t length : {2U, 30U, 32U, 61U, 66U, 999U, 1'024U}) {
+    EXPECT_EQ(table.fieldNamed(std::string(length, 'n')), std::nullopt) << length;
+  }
+  EXPECT_EQ(FieldNameTable(Names{}).fieldNamed(""), std::nullopt);
+}
+
 TEST(FieldNameTable, ThrowsForNumbersBeyondTheList) {
   const struct {
     std::size_t entries;

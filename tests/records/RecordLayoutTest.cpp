@@ -72,7 +72,7 @@ TEST(RecordFormatter, ReplacesWhatIsThere) {
   values.set("name", "value");
   const sqm::testing::FixedUtilities utilities;
   std::string out = "before ";
-  sqm::formatRows(out, kLastEntry, {.names = names.get(), .values = &values, .timeStamp = "", .utilities = &utilities});
+  sqm::formatRows(out, kLastEntry, {.names = *names, .values = values, .timeStamp = "", .utilities = utilities});
   EXPECT_EQ(out, "<name>value</name>");
 }
 
@@ -89,8 +89,7 @@ TEST(RecordFormatter, WritesTextsOfAnyLength) {
     values.set(name, value);
     values.set("os", value);
     std::string out;
-    const sqm::RecordContents contents{
-        .names = names.get(), .values = &values, .timeStamp = value, .utilities = &utilities};
+    const sqm::RecordContents contents{.names = *names, .values = values, .timeStamp = value, .utilities = utilities};
     sqm::formatRows(out, kEveryKind, contents);
     std::string expected = element(name, value, " timestamp=" + value);
     for (const std::string& each : {name, std::string("gateway"), std::string("os"), name}) {
@@ -101,11 +100,12 @@ TEST(RecordFormatter, WritesTextsOfAnyLength) {
 }
 
 TEST(RecordFormatter, LeavesTheTextWhenAnEntryIsBeyondAShortTable) {
-  const FieldNameTable names({"only one"});
+  const auto names = std::make_shared<const FieldNameTable>(std::vector<std::optional<std::string>>{"only one"});
+  const sqm::ValueDictionary values(names);
   const sqm::testing::FixedUtilities utilities;
   std::string out = "before";
   EXPECT_THROW(
-      sqm::formatRows(out, kLastEntry, {.names = &names, .values = nullptr, .timeStamp = "", .utilities = &utilities}),
+      sqm::formatRows(out, kLastEntry, {.names = *names, .values = values, .timeStamp = "", .utilities = utilities}),
       std::out_of_range);
   EXPECT_EQ(out, "before");
 }

@@ -85,12 +85,17 @@ class Writer {
   char* at_;
 };
 
+/// The most that a row can ask for which this value is still written.
+When whenOf(const std::optional<std::string_view>& value) {
+  if (!value) return When::always;
+  return value->empty() ? When::present : When::notEmpty;
+}
+
 /// Writes the elements of rows.
 class Formatter {
  public:
   explicit Formatter(const RecordContents& contents)
-      : contents_(contents),
-        fields_(contents.values == nullptr ? nullptr : contents.values->fieldsOf(*contents.names)) {}
+      : contents_(contents), names_(contents.names), fields_(*contents.values.fieldsOf(names_)) {}
 
   void format(std::string& text, Rows layout) {
     rows(layout);
@@ -109,10 +114,10 @@ class Formatter {
   }
 
   void value(const Row& row) {
-    const auto named = contents_.names->tags(row.entry);
+    const auto named = names_.tags(row.entry);
     const auto tags = row.fixedName == nullptr ? named : row.fixedName->tags();
     const auto value = valueOf(row);
-    if (!isWritten(row, value)) return;
+    if (whenOf(value) < row.when) return;
     writer_.put(Padded{tags.opening}, shown(value, tags), Padded{tags.closing});
   }
 
@@ -121,7 +126,7 @@ class Formatter {
       case Row::Kind::value:
         break;  // in `rows`
       case Row::Kind::timeStamped: {
-        const auto tags = contents_.names->tags(row.entry);
+        const auto tags = names_.tags(row.entry);
         writer_.put(Padded{tags.opening.substr(0, tags.opening.size() - 1)}, kTimeStamp, contents_.timeStamp, '>',
                     shown(valueOf(row), tags), Padded{tags.closing});
         break;
@@ -147,7 +152,7 @@ class Formatter {
     if (const Row* const unopened = std::exchange(unopened_, nullptr)) writer_.put(Padded{tagsOf(*unopened).opening});
     const auto tags = tagsOf(row);
     escaped_.clear();
-    contents_.utilities->appendXmlCompatible(escaped_, *value);
+    contents_.utilities.appendXmlCompatible(escaped_, *value);
     writer_.put(Padded{tags.opening}, std::string_view(escaped_), Padded{tags.closing});
   }
 
@@ -165,37 +170,24 @@ class Formatter {
   }
 
   FieldNameTable::Tags tagsOf(const Row& row) const {
-    return row.fixedName == nullptr ? contents_.names->tags(row.entry) : row.fixedName->tags();
+    return row.fixedName == nullptr ? names_.tags(row.entry) : row.fixedName->tags();
   }
 
   static Padded shown(const std::optional<std::string_view>& value, const FieldNameTable::Tags& tags) {
     return {value.value_or(tags.closing.substr(0, 0))};
   }
 
-  std::optional<std::string_view> valueOf(const Row& row) const {
-    return fields_ == nullptr ? std::nullopt : (*fields_)[contents_.names->firstNamesake(row.entry)];
-  }
+  std::optional<std::string_view> valueOf(const Row& row) const { return fields_[names_.firstNamesake(row.entry)]; }
 
   std::optional<std::string_view> environmentValue(const Row& row) const {
-    return contents_.values == nullptr ? std::nullopt : contents_.values->find(row.fixedName->name());
-  }
-
-  static bool isWritten(const Row& row, const std::optional<std::string_view>& value) {
-    switch (row.when) {
-      case When::always:
-        return true;
-      case When::present:
-        return value.has_value();
-      case When::notEmpty:
-        return value.has_value() && !value->empty();
-    }
-    return false;
+    return contents_.values.find(row.fixedName->name());
   }
 
   Writer writer_;
   std::string escaped_;
   const RecordContents& contents_;
-  const TextSlots* fields_;
+  const FieldNameTable& names_;
+  const TextSlots& fields_;
   const Row* unopened_ = nullptr;  // the marked element whose opening tag is written with the first of its rows
 };
 

@@ -11,10 +11,10 @@ namespace sqm {
 
 /// The values that a layout writes. Missing names are written "(null)"; missing values count as absent.
 struct RecordContents {
-  const FieldNameTable* names;
-  const ValueDictionary* values;  ///< null without a value dictionary; otherwise made with `names`
+  const FieldNameTable& names;
+  const ValueDictionary& values;  ///< made with `names`
   std::string_view timeStamp;     ///< the attribute's value, with its quotes
-  const UtilityFunctions* utilities;
+  const UtilityFunctions& utilities;
 };
 
 /// Assigns the rows' text to `text`: one line, without white space between elements. A text of up to 8 KiB takes one
