@@ -1,10 +1,21 @@
 #include "tools/collector/service/Tally.h"
 
+#include <utility>
 #include <vector>
 
 #include "tools/collector/service/Measures.h"
 
 namespace collector {
+
+namespace {
+
+Json jsonOf(const Tally& tally, Json success, Json drops) {
+  return {{"attempts", tally.attempts()},  {"connected", tally.connected}, {"failed", tally.failed},
+          {"undecided", tally.undecided},  {"ended", tally.ended},         {"dropped", tally.dropped},
+          {"success", std::move(success)}, {"drops", std::move(drops)}};
+}
+
+}  // namespace
 
 Tally& Tally::operator+=(const Tally& other) {
   connected += other.connected;
@@ -32,10 +43,8 @@ Json ClientTally::json() const {
     return shareJson(whole > 0 ? static_cast<double>(part) / static_cast<double>(whole) * static_cast<double>(size) : 0,
                      size);
   };
-  Json json = jsonOf(total_);
-  json["success"] = shareOfGroups(total_.connected, total_.attempts(), attempts);
-  json["drops"] = shareOfGroups(total_.dropped, total_.ended, ends);
-  return json;
+  return jsonOf(total_, shareOfGroups(total_.connected, total_.attempts(), attempts),
+                shareOfGroups(total_.dropped, total_.ended, ends));
 }
 
 Tally tallyOf(const Session& session) {
@@ -50,14 +59,8 @@ Tally tallyOf(const Session& session) {
 }
 
 Json jsonOf(const Tally& tally) {
-  return {{"attempts", tally.attempts()},
-          {"connected", tally.connected},
-          {"failed", tally.failed},
-          {"undecided", tally.undecided},
-          {"ended", tally.ended},
-          {"dropped", tally.dropped},
-          {"success", shareJson(static_cast<double>(tally.connected), tally.attempts())},
-          {"drops", shareJson(static_cast<double>(tally.dropped), tally.ended)}};
+  return jsonOf(tally, shareJson(static_cast<double>(tally.connected), tally.attempts()),
+                shareJson(static_cast<double>(tally.dropped), tally.ended));
 }
 
 }  // namespace collector

@@ -67,12 +67,11 @@ std::int64_t minuteOf(Time time) {
 
 SqliteFacts::SqliteFacts(sqlite::Connection& connection)
     : connection_(withTables(connection)),
-      addFact_(
-          connection,
-          "INSERT INTO facts (id, time, age, medium, isStart, outcome, client, session, network, reason, "
-          "technology, version, connecting, signal, isRoaming, sample) VALUES (?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8, ?9, "
-          "?10, "
-          "?11, coalesce(nullif(?12, ''), (SELECT version FROM clients WHERE client = ?7), ''), ?13, ?14, ?15, ?16)"),
+      addFact_(connection,
+               "INSERT INTO facts (id, time, age, medium, isStart, outcome, client, session, network, reason, "
+               "technology, version, connecting, signal, isRoaming, sample) VALUES "
+               "(?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8, ?9, ?10, ?11, coalesce(nullif(?12, ''), (SELECT version FROM clients "
+               "WHERE client = ?7), ''), ?13, ?14, ?15, ?16)"),
       setVersion_(connection,
                   "INSERT INTO clients (client, version) VALUES (?, ?) "
                   "ON CONFLICT (client) DO UPDATE SET version = excluded.version"),
