@@ -113,7 +113,7 @@ std::int64_t TableRecord::ValidateRecordData() const {
 }
 
 bool TableRecord::holds(std::int64_t field) const {
-  return values_ && nameOf(field) && values_->findField(*names_, static_cast<std::size_t>(field));
+  return values_ && names_ && names_->hasName(field) && values_->findField(*names_, static_cast<std::size_t>(field));
 }
 
 std::string TableRecord::format(Rows rows) const {

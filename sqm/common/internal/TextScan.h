@@ -217,6 +217,8 @@ inline Passed passed(std::string_view text) {
 /// The length of the text before the first character to stop at.
 template <StopAt stopAt>
 std::size_t passedLength(std::string_view text) {
+  const bool isShort = text.size() - 1 < kScanBlock - 1;  // and not empty
+  if (isShort && !mayStop<stopAt>(text)) return text.size();
   std::size_t at = 0;
   Passed next{};
   while (at < text.size() && !next.isStopped) {

@@ -127,13 +127,9 @@ std::size_t appendAsciiGroup(Output& output, std::string_view text) {
   return kScanGroup;
 }
 
-/// Copies the text, with replacements for the characters that are to stop at.
+/// Copies a text that begins with a character to stop at, with replacements.
 template <StopAt stopAt>
-void append(std::string& out, std::string_view text) {
-  const std::size_t unchanged = passedLength<stopAt>(text);
-  out.append(text, 0, unchanged);
-  text.remove_prefix(unchanged);
-  if (text.empty()) return;
+[[gnu::noinline]] void appendStopped(std::string& out, std::string_view text) {
   Output output(out, text.size());
   std::size_t groupsBelow = text.size();  // what remains when the next group is tried
   while (!text.empty()) {
@@ -156,6 +152,14 @@ void append(std::string& out, std::string_view text) {
     text.remove_prefix(isAscii ? 1 : utf8SequenceAt(text).length);
     output.replace(replacementOf(stop), text.size());
   }
+}
+
+/// Copies the text, with replacements for the characters that are to stop at.
+template <StopAt stopAt>
+void append(std::string& out, std::string_view text) {
+  const std::size_t unchanged = passedLength<stopAt>(text);
+  out.append(text.data(), unchanged);
+  if (unchanged < text.size()) appendStopped<stopAt>(out, text.substr(unchanged));
 }
 
 }  // namespace
