@@ -1,6 +1,9 @@
 #include "sqm/common/ValueDictionary.h"
 
-#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+
+#include "sqm/common/internal/TextScan.h"
 
 namespace sqm {
 
@@ -8,10 +11,29 @@ static_assert(FieldNameTable::kFields <= TextSlots::kSlots);
 
 namespace {
 
+/// True when the first words of two texts of one length are equal, and their last ones, which overlap them.
+template <typename Word>
+bool haveEqualWords(std::string_view left, std::string_view right) {
+  const std::size_t last = left.size() - sizeof(Word);
+  return ((wordAt<Word>(left.data()) ^ wordAt<Word>(right.data())) |
+          (wordAt<Word>(left.data() + last) ^ wordAt<Word>(right.data() + last))) == 0;
+}
+
+/// Most keys are short: their words are compared faster than by a call of `memcmp`.
+bool areEqual(std::string_view left, std::string_view right) {
+  const std::size_t size = left.size();
+  if (size != right.size()) return false;
+  if (size >= 8 && size <= 16) return haveEqualWords<std::uint64_t>(left, right);
+  if (size >= 4 && size < 8) return haveEqualWords<std::uint32_t>(left, right);
+  return left == right;
+}
+
 /// The other keys are few: comparing them is faster than hashing the key, so that they are searched first.
 template <typename Others>
 auto otherNamed(Others& others, std::string_view key) {
-  return std::find_if(others.begin(), others.end(), [&](const auto& other) { return other.first == key; });
+  auto other = others.begin();
+  while (other != others.end() && !areEqual(other->first, key)) ++other;
+  return other;
 }
 
 }  // namespace

@@ -95,6 +95,20 @@ TEST_P(ValueDictionaryTest, LaterValueReplacesTheEarlierOne) {
   EXPECT_EQ(values.size(), 3U);
 }
 
+TEST_P(ValueDictionaryTest, KeysDifferInAnyByte) {
+  for (std::size_t length = 1; length <= 20; ++length) {
+    values.clear();
+    values.set(std::string(length, 'k'), "value");
+    EXPECT_EQ(values.find(std::string(length, 'k')), "value");
+    EXPECT_FALSE(values.contains(std::string(length + 1, 'k')));
+    for (std::size_t at = 0; at < length; ++at) {
+      std::string other(length, 'k');
+      other[at] = 'K';
+      EXPECT_FALSE(values.contains(other)) << other;
+    }
+  }
+}
+
 TEST_P(ValueDictionaryTest, KeysAndValuesMayHoldAnyBytes) {
   std::size_t number = 0;
   for (const std::string& text : kAwkwardTexts) {

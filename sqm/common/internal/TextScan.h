@@ -214,11 +214,9 @@ inline Passed passed(std::string_view text) {
   return {std::min(result.length, text.size()), result.isStopped};
 }
 
-/// The length of the text before the first character to stop at.
+/// As `passedLength`.
 template <StopAt stopAt>
-std::size_t passedLength(std::string_view text) {
-  const bool isShort = text.size() - 1 < kScanBlock - 1;  // and not empty
-  if (isShort && !mayStop<stopAt>(text)) return text.size();
+std::size_t passedLengthInBlocks(std::string_view text) {
   std::size_t at = 0;
   Passed next{};
   while (at < text.size() && !next.isStopped) {
@@ -233,6 +231,13 @@ std::size_t passedLength(std::string_view text) {
     at += next.length;
   }
   return at;
+}
+
+/// The length of the text before the first character to stop at.
+template <StopAt stopAt>
+inline std::size_t passedLength(std::string_view text) {
+  const bool isShort = text.size() - 1 < kScanBlock - 1;  // and not empty
+  return isShort && !mayStop<stopAt>(text) ? text.size() : passedLengthInBlocks<stopAt>(text);
 }
 
 }  // namespace sqm
