@@ -21,14 +21,14 @@ namespace {
 using Table = std::shared_ptr<const FieldNameTable>;
 using Pairs = std::vector<std::pair<std::string, std::string>>;
 
-Table tableOf(std::vector<std::optional<std::string>> names) {
-  return std::make_shared<const FieldNameTable>(std::move(names));
+Table tableOf(const std::vector<std::optional<std::string>>& names) {
+  return std::make_shared<const FieldNameTable>(names);
 }
 
 Table numberedTable() {
   std::vector<std::optional<std::string>> names;
   for (std::size_t field = 0; field < FieldNameTable::kFields; ++field) names.emplace_back("F" + std::to_string(field));
-  return tableOf(std::move(names));
+  return tableOf(names);
 }
 
 Pairs pairsOf(const ValueDictionary& values) {
