@@ -367,8 +367,7 @@ OBJC_TEST(ObjcDiagnostics, EndBeforeAnArrayThatIsNestedTooDeep) {
   SQMDiagnosticsRecord* const record = [[[SQMDiagnosticsRecord alloc] init] autorelease];
   NSMutableArray* const details = [record discoveryDetails];
   NSMutableDictionary* const entry = [NSMutableDictionary dictionary];
-  [details addObject:details];
-  [details addObject:details];
+  [details setArray:[NSArray arrayWithObjects:details, details, nil]];
   EXPECT([record formatDiscoveryDetails] == nil);
   EXPECT([decoded([record formattedDiagnosticJsonBlob]) hasSuffix:@",\"Auth\":{\"P\":\"\",\"Dir\":\"\"}}}"]);
   [details setArray:[NSArray arrayWithObject:entry]];
