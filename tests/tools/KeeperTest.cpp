@@ -11,6 +11,7 @@
 
 #include <gtest/gtest.h>
 
+#include "tests/support/Bytes.h"
 #include "tests/support/Patience.h"
 #include "tools/collector/storage/Keeper.h"
 
@@ -81,19 +82,31 @@ class KeeperTest : public testing::Test {
   static Clock::time_point in(milliseconds time) { return Clock::now() + time; }
 
   std::future<bool> keep(const std::string& path, Clock::time_point until = in(kPatience)) {
-    return std::async(std::launch::async, [this, path, until] {
-      auto room = keeper.makeRoom(10, until);
-      return room && keeper.keep(std::make_shared<Arrival>(RequestRow{.path = path}, "[]", "", FieldMapping()),
-                                 std::move(room), until);
+    return keepBody(keeper, path, "", 10, until);
+  }
+
+  static std::future<bool> keepBody(Keeper& keeper, const std::string& path, const std::string& body, std::size_t bytes,
+                                    Clock::time_point until = in(kPatience)) {
+    return std::async(std::launch::async, [&keeper, path, body, bytes, until] {
+      auto room = keeper.makeRoom(bytes, until);
+      return room &&
+             keeper.keep(std::make_shared<Arrival>(RequestRow{.path = path}, "[]", body), std::move(room), until);
     });
   }
 
-  void waitForWaiting(std::size_t count) {
+  static void waitForWaiting(Keeper& keeper, std::size_t count) {
     while (keeper.counters().waiting != count) std::this_thread::yield();
   }
+  void waitForWaiting(std::size_t count) { waitForWaiting(keeper, count); }
 
+  /// A body of the shortest records.
+  static std::string bodyOf(std::size_t records) {
+    return "<connectionList>" + repeated("<r/>", records) + "</connectionList>";
+  }
+
+  const FieldMapping fields;
   FakeStorage storage;
-  Keeper keeper{storage, {.patience = kPatience, .bytesInFlight = 100}};
+  Keeper keeper{storage, fields, {.patience = kPatience, .bytesInFlight = 200}};
 };
 
 TEST_F(KeeperTest, StoresInOneTransactionWhatArrivesDuringAnother) {
@@ -164,7 +177,7 @@ TEST_F(KeeperTest, AdmitsABodyThatIsLongerThanTheLimitAloneAndInItsTurn) {
 }
 
 TEST_F(KeeperTest, LetsABodyWithinItsShareWaitForNoOther) {
-  Keeper shared{storage, {.patience = kPatience, .bytesInFlight = 100, .bodies = 5}};
+  Keeper shared{storage, fields, {.patience = kPatience, .bytesInFlight = 200, .bodies = 5}};
   ASSERT_EQ(shared.share(), 10U);
   auto announced = shared.makeRoom(1000, in(kPatience));
   EXPECT_TRUE(announced);
@@ -175,6 +188,42 @@ TEST_F(KeeperTest, LetsABodyWithinItsShareWaitForNoOther) {
   announced.shrinkTo(10);
   EXPECT_TRUE(shared.makeRoom(50, in(kPatience))) << "it is back within its share";
   EXPECT_EQ(shared.counters().bytesInFlight, 30U);
+}
+
+TEST_F(KeeperTest, HoldsTheRecordsOfOneBodyAtATimeThatNeedMoreThanAllRoom) {
+  Keeper small{storage, fields, {.patience = kPatience, .bytesInFlight = 400'000, .bodies = 10}};
+  constexpr std::size_t kRecords = 1000;
+  storage.setOpen(false);
+  std::vector<std::future<bool>> all;
+  all.reserve(9);
+  for (int i = 0; i < 8; ++i) all.push_back(keepBody(small, "/large", bodyOf(kRecords), 10'000));
+  storage.waitUntilAdding();
+  all.push_back(keepBody(small, "/small", bodyOf(1), 10'000));
+  waitForWaiting(small, 2);
+  const std::size_t held = small.counters().bytesInFlight;
+  EXPECT_GE(held, kRecords * sizeof(ArrivedRecord));
+  EXPECT_LE(held, kRecords * (sizeof(ArrivedRecord) + 100) + 400'000) << "of one body";
+  storage.setOpen(true);
+  for (auto& kept : all) EXPECT_TRUE(kept.get());
+  EXPECT_EQ(small.counters().bytesInFlight, 0U);
+  EXPECT_EQ(small.counters().records, 8 * kRecords + 1);
+}
+
+TEST_F(KeeperTest, StoresSoManyRecordsAtOnceThatItTakesNoLongTime) {
+  Keeper large{storage, fields, {.patience = kPatience}};
+  storage.setOpen(false);
+  auto first = keepBody(large, "/first", "", 0);
+  storage.waitUntilAdding();
+  std::vector<std::future<bool>> others;
+  others.reserve(5);
+  for (int i = 0; i < 5; ++i) others.push_back(keepBody(large, "/other", bodyOf(9000), 40'000));
+  waitForWaiting(large, 6);
+  storage.setOpen(true);
+  EXPECT_TRUE(first.get());
+  for (auto& other : others) EXPECT_TRUE(other.get());
+  std::vector<std::size_t> sizes;
+  for (const auto& group : storage.groups) sizes.push_back(group.size());
+  EXPECT_EQ(sizes, (std::vector<std::size_t>{1, 2, 2, 1}));
 }
 
 TEST_F(KeeperTest, EndsWithEverythingStoredOrGivenUp) {

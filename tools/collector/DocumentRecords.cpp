@@ -22,9 +22,10 @@ namespace {
 
 constexpr auto npos = std::string_view::npos;
 
-// Larger records are kept but not parsed. The library's own records have some 70 tags.
+// Larger records are kept but not parsed: what a tag or an attribute takes in memory is many times its length. The
+// library's own records have some 70 tags.
 constexpr std::size_t kLongestRecord = std::size_t{16} * 1024 * 1024;
-constexpr std::ptrdiff_t kMostTags = 20'000;
+constexpr std::ptrdiff_t kMostMarks = 20'000;
 
 bool isSpace(char character) { return character == ' ' || character == '\t' || character == '\n' || character == '\r'; }
 
@@ -186,7 +187,8 @@ std::optional<std::string> eventOf(const Record& record) {
 
 /// Fills the record from its text. Returns false and sets its problem when the text is ill-formed.
 bool parse(Record& record) {
-  if (record.raw.size() > kLongestRecord || std::count(record.raw.begin(), record.raw.end(), '<') > kMostTags) {
+  const auto marks = std::ranges::count_if(record.raw, [](char each) { return each == '<' || each == '='; });
+  if (record.raw.size() > kLongestRecord || marks > kMostMarks) {
     record.problem = "it is too large to be taken apart";
     return true;
   }

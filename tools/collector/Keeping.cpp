@@ -199,9 +199,8 @@ void keep(const Services& services, std::size_t longest, const Request& request,
                     .query = std::move(head.query),
                     .contentType = std::move(head.contentType),
                     .answered = answeredText(misfortune.fault)};
-  room.shrinkTo(body.size());
-  const auto arrival =
-      std::make_shared<Arrival>(std::move(row), pairsJson(head.headers), std::move(body), services.fields);
+  room.shrinkTo(body.capacity());
+  const auto arrival = std::make_shared<Arrival>(std::move(row), pairsJson(head.headers), std::move(body));
   if (!keeper.keep(arrival, std::move(room), until)) return fail();
   services.counters.add(Count::postsKept);
   services.events.notifyArrival();

@@ -55,7 +55,7 @@ void addStorageOptions(CLI::App& program, Options& options) {
              "Try for so long to store a body that has arrived, and then reset its connection: less than clients wait "
              "for an answer");
   addMebibytes(program, "--in-flight", options.keeping.bytesInFlight, 65536,
-               "Hold bodies of that length in memory at a time; others wait unread");
+               "Hold that much of bodies and their records in memory; large ones beyond it wait");
   program.add_flag("!--no-sync", options.storage.syncs,
                    "Answer before the data is on the disk: a loss of power may take the latest bodies");
 }

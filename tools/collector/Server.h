@@ -8,7 +8,6 @@
 #include "tools/collector/http/HttpServer.h"
 #include "tools/collector/http/Tls.h"
 #include "tools/collector/http/Tokens.h"
-#include "tools/collector/service/FieldMapping.h"
 #include "tools/collector/storage/Keeper.h"
 #include "tools/collector/storage/Storage.h"
 
@@ -23,7 +22,6 @@ struct Services {
   Counters& counters;
   const TokenFile* tokens;  ///< null: no token is needed
   const Tls* tls;           ///< null: there is none
-  const FieldMapping& fields;
   bool isQuiet;
   bool isForThisMachine;  ///< other machines must not read the data
 };

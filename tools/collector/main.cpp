@@ -87,12 +87,12 @@ void run(const Options& options) {
   Counters counters;
   ReadAgain files(options, counters);
   const auto storage = openStorage(options.storage, options.fields);
-  Keeper keeper(*storage, options.keeping);
+  Keeper keeper(*storage, options.fields, options.keeping);
   Faults faults(options.faults);
   Events events(options.watchers);
   HttpServer server(options.limits, counters);
-  addRoutes(server, {*storage, keeper, faults, events, counters, files.tokens(), files.tls(), options.fields,
-                     options.isQuiet, isLoopback(options.address)});
+  addRoutes(server, {*storage, keeper, faults, events, counters, files.tokens(), files.tls(), options.isQuiet,
+                     isLoopback(options.address)});
   const int port = server.listenOn(options.address, options.port);
   printAddress(files.tls() != nullptr ? "https" : "http", options.address, port);
   const auto onSignal = [&] {

@@ -93,7 +93,8 @@ void addStorage(Families& families, const StorageCounters& storage) {
   addCounter("sqm_collector_commits_failed_total", "Transactions that were not committed.", storage.failures);
   families.addGauge("sqm_collector_posts_waiting", "Posts that wait for their commit.",
                     static_cast<double>(storage.waiting));
-  families.addGauge("sqm_collector_in_flight_bytes", "Bytes reserved for bodies that are read or wait.",
+  families.addGauge("sqm_collector_in_flight_bytes",
+                    "Bytes reserved for bodies that are read or wait, and their records.",
                     static_cast<double>(storage.bytesInFlight));
   families.addGauge("sqm_collector_oldest_wait_seconds", "How long the first post that waits has waited.",
                     std::chrono::duration<double>(storage.oldestWait).count());

@@ -1,10 +1,12 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <deque>
+#include <limits>
 #include <optional>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "tools/collector/service/ConnectionFact.h"
 #include "tools/collector/service/FieldMapping.h"
@@ -36,11 +38,17 @@ struct LastNumbers {
 /// A request that has arrived, split into its records: what is stored of it. The storage sets the numbers.
 class Arrival {
  public:
-  /// Splits the body and sets the request's length, number of records and problem. `headers` is a JSON array of
-  /// [name, value].
+  /// A request whose body is not split yet. `headersJson` is a JSON array of [name, value].
+  Arrival(RequestRow head, std::string headersJson, std::string content);
+
+  /// Splits the body, whatever memory its records take.
   Arrival(RequestRow head, std::string headersJson, std::string content, const FieldMapping& fields);
   Arrival(const Arrival&) = delete;
   Arrival& operator=(const Arrival&) = delete;
+
+  /// Splits the body and sets the request's number of records and problem. Returns the bytes that the records take
+  /// beside the body. When these are more than `mostBytes`, it has no records afterwards, and is to be split again.
+  std::size_t split(const FieldMapping& fields, std::size_t mostBytes = std::numeric_limits<std::size_t>::max());
 
   /// Numbers the request and its new records after the last ones, and moves these on. `isNew` is called with each
   /// record, in order.
@@ -60,7 +68,7 @@ class Arrival {
   RequestRow request;
   const std::string headers;
   const std::string body;
-  std::vector<ArrivedRecord> records;
+  std::deque<ArrivedRecord> records;  // which, unlike a vector, reserves no more than it holds
 };
 
 }  // namespace collector

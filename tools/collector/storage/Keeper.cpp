@@ -12,9 +12,11 @@ namespace {
 using std::chrono::milliseconds;
 using Clock = std::chrono::steady_clock;
 
-// The largest group. What is longer than kMostBytes is stored alone.
+// The largest group. What exceeds kMostBytes or kMostRecordsAtOnce is stored alone. So many records take a second or
+// two.
 constexpr std::size_t kMostArrivals = 1024;
-constexpr std::size_t kMostBytes = std::size_t{8} << 20;
+constexpr std::size_t kMostBytes = std::size_t{16} << 20;
+constexpr std::size_t kMostRecordsAtOnce = 20'000;
 
 // Between two attempts to store a single arrival.
 constexpr milliseconds kShortestPause{50};
@@ -27,10 +29,13 @@ constexpr milliseconds kBetweenTidying{60'000};
 
 }  // namespace
 
-Keeper::Keeper(Storage& storage, const Limits& limits)
+Keeper::Keeper(Storage& storage, const FieldMapping& fields, const Limits& limits)
     : storage_(storage),
+      fields_(fields),
       limits_(limits),
-      inFlight_(limits.bytesInFlight, limits.bodies),
+      bodies_(limits.bytesInFlight / 2, limits.bodies),
+      records_(limits.bytesInFlight / 2, limits.bodies),
+      splitting_(std::max(1U, std::thread::hardware_concurrency())),
       writer_([this] { write(); }) {}
 
 Keeper::~Keeper() {
@@ -39,9 +44,9 @@ Keeper::~Keeper() {
 }
 
 bool Keeper::keep(const std::shared_ptr<Arrival>& arrival, InFlight::Room room, Time until) {
-  const auto waiting = std::make_shared<Waiting>(arrival, std::move(room), Clock::now(), until);
+  const auto waiting = std::make_shared<Waiting>(arrival, std::move(room), split(*arrival, until), Clock::now(), until);
   std::unique_lock lock(mutex_);
-  if (!isEnding_) {
+  if (waiting->records && !isEnding_) {
     waiting_.push_back(waiting);
     ++arrivals_;
     arrived_.notify_one();
@@ -55,8 +60,37 @@ bool Keeper::keep(const std::shared_ptr<Arrival>& arrival, InFlight::Room room, 
   return false;
 }
 
+/// Splits an arrival. Returns the room of its records, or none when there is none in time. What takes more than a share
+/// is split twice: to measure it, and when there is room for it.
+InFlight::Room Keeper::split(Arrival& arrival, Time until) {
+  InFlight::Room room = records_.makeRoom(records_.share(), until);
+  if (!room) return room;
+  const std::size_t bytes = splitWithin(arrival, room.bytes());
+  if (bytes > room.bytes()) {
+    room = records_.makeRoom(bytes, until);
+    if (room) splitWithin(arrival, bytes);
+  }
+  room.shrinkTo(bytes);
+  return room;
+}
+
+/// While a record is parsed it takes several times its length, so that no more bodies are split at a time than there
+/// are processors.
+std::size_t Keeper::splitWithin(Arrival& arrival, std::size_t mostBytes) {
+  struct Turn {
+    explicit Turn(std::counting_semaphore<>& all) : turns(all) { turns.acquire(); }
+    Turn(const Turn&) = delete;
+    Turn& operator=(const Turn&) = delete;
+    ~Turn() { turns.release(); }
+    std::counting_semaphore<>& turns;
+  };
+  const Turn turn(splitting_);
+  return arrival.split(fields_, mostBytes);
+}
+
 void Keeper::end() {
-  inFlight_.end();
+  bodies_.end();
+  records_.end();
   const std::lock_guard lock(mutex_);
   isEnding_ = true;
   arrived_.notify_one();
@@ -69,7 +103,7 @@ void Keeper::end() {
 StorageCounters Keeper::counters() const {
   const std::lock_guard lock(mutex_);
   StorageCounters counters = counters_;
-  counters.bytesInFlight = inFlight_.bytes();
+  counters.bytesInFlight = bodies_.bytes() + records_.bytes();
   forEachWaiting([&counters](const Waiting& waiting) {
     ++counters.waiting;
     const auto wait = std::chrono::floor<milliseconds>(Clock::now() - waiting.since);
@@ -131,10 +165,14 @@ void Keeper::write() {
 
 /// Moves what waits longest to the group, and drops what was given up.
 void Keeper::takeGroup(std::size_t most) {
-  for (std::size_t bytes = 0; !waiting_.empty() && group_.size() < most; waiting_.pop_front()) {
-    if (waiting_.front()->state != State::waiting) continue;
-    bytes += waiting_.front()->arrival->body.size();
-    if (!group_.empty() && bytes > kMostBytes) return;
+  std::size_t bytes = 0;
+  std::size_t records = 0;
+  for (; !waiting_.empty() && group_.size() < most; waiting_.pop_front()) {
+    const Waiting& next = *waiting_.front();
+    if (next.state != State::waiting) continue;
+    bytes += next.bytes();
+    records += next.arrival->records.size();
+    if (!group_.empty() && (bytes > kMostBytes || records > kMostRecordsAtOnce)) return;
     group_.push_back(std::move(waiting_.front()));
   }
 }
