@@ -1,5 +1,6 @@
 // What the storage in PostgreSQL does when the database is lost or does not confirm.
 
+#include <chrono>
 #include <cstdint>
 #include <future>
 #include <string>
@@ -79,6 +80,40 @@ TEST_F(PostgresTest, StoresARequestOnceWhoseConnectionWasCutInItsCommit) {
   EXPECT_EQ(storage->requests(0, 10).size(), 1U);
   EXPECT_EQ(arrival->request.duplicates, 0);
   EXPECT_EQ(recordsOf(*storage).size(), 1U);
+}
+
+TEST_F(PostgresTest, LeavesNothingThatWaitsForALockWhenItGivesUp) {
+  const auto storage = openStorage({.database = address});
+  Connection holder(address);
+  holder.run("BEGIN; SELECT FROM last FOR UPDATE");
+  const std::string waiting =
+      "SELECT FROM pg_stat_activity WHERE wait_event_type = 'Lock' AND datname = '" + database + "'";
+  for (int attempt = 0; attempt < 3; ++attempt) {
+    Connection connection(address);
+    EXPECT_THROW(connection.run("SELECT FROM last FOR UPDATE", std::chrono::seconds(1)), postgres::Error);
+    waitFor(waiting);
+  }
+  waitFor("SELECT WHERE NOT EXISTS (" + waiting + ")");
+}
+
+TEST_F(PostgresTest, LeavesACommitThatWaitsForItsStandbyWhenItGivesUp) {
+  const auto storage = openStorage({.database = address});
+  setStandby("missing");
+  {
+    Connection connection(address);
+    EXPECT_THROW(connection.run("UPDATE last SET request = 7", std::chrono::seconds(1)), postgres::Error);
+  }
+  // The lock is free when the commit ends. A backend that waits for it notices meanwhile that its client is gone.
+  {
+    Connection connection(address);
+    EXPECT_THROW(connection.run("SELECT FROM last FOR UPDATE", std::chrono::seconds(1)), postgres::Error);
+  }
+  const std::string ours = "SELECT FROM pg_stat_activity WHERE datname = '" + database + "' AND wait_event";
+  waitFor("SELECT WHERE NOT EXISTS (" + ours + "_type = 'Lock')");
+  waitFor(ours + " = 'SyncRep'");
+  setStandby("");
+  while (storage->last().request != 7) {
+  }
 }
 
 TEST_F(PostgresTest, ReadsWhatAnEarlierVersionStored) {

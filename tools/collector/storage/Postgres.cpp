@@ -14,6 +14,10 @@ using Clock = std::chrono::steady_clock;
 
 constexpr const char* kConnecting = "5";  // seconds, for each host
 
+// A backend that waits for a lock ends soon after its client gave up. Without this it would wait on, and each attempt
+// of a client would add one. A commit that waits for its standby is not ended by it.
+constexpr const char* kOptions = "-c client_connection_check_interval=2s";
+
 constexpr std::size_t kPiece = std::size_t{1} << 20;  // bytes of a copy that are sent at a time
 
 /// The bytes of a number, the most significant first.
@@ -130,8 +134,8 @@ void Connection::Finish::operator()(pg_conn* connection) const { PQfinish(connec
 
 Connection::Connection(const std::string& address) {
   // What the address says counts more than what stands before it.
-  const std::array<const char*, 4> names = {"connect_timeout", "application_name", "dbname", nullptr};
-  const std::array<const char*, 4> values = {kConnecting, "sqm-collector", address.c_str(), nullptr};
+  const std::array<const char*, 5> names = {"connect_timeout", "application_name", "options", "dbname", nullptr};
+  const std::array<const char*, 5> values = {kConnecting, "sqm-collector", kOptions, address.c_str(), nullptr};
   connection_.reset(PQconnectdbParams(names.data(), values.data(), /*expand_dbname=*/1));
   if (!connection_ || PQstatus(connection_.get()) != CONNECTION_OK)
     throw Error(oneLine(PQerrorMessage(connection_.get())));
