@@ -150,6 +150,18 @@ TEST(SqliteConversion, OfTheSecondVersionMakesTheSamples) {
   }
 }
 
+TEST(SqliteConversion, OfTheSecondVersionWithoutFactsLeavesNoneToConvert) {
+  const TemporaryFolder folder;
+  makeVersion2(folder / "kept.db", 100);
+  sqlite::Connection(folder / "kept.db").run("DROP TABLE facts; DROP TABLE clients; DROP TABLE minutes");
+  for (std::size_t start = 1; start <= 2; ++start) {
+    const auto storage = openStorage({.database = folder / "kept.db"});
+    add(*storage, documentOf({knownRecord("new", std::to_string(start))}));
+    EXPECT_EQ(storage->facts({}, {ConnectionFact::Time::max()}, 10).size(), start);
+    EXPECT_EQ(recordsOf(*storage).size(), 100 + start);
+  }
+}
+
 TEST(SqliteConversion, ThatIsKilledIsDoneByTheNextStart) {
   constexpr int kRequests = 300;
   killConversions([](const std::string& file) { makeVersion1(file, kRequests); },

@@ -215,6 +215,10 @@ void convert(sqlite::Connection& connection, const FieldMapping& mapping) {
   const auto hasTable = [&](const std::string& name) {
     return oneText(connection, "SELECT name FROM sqlite_schema WHERE name = '" + name + "'").has_value();
   };
+  const auto lacks = [&](const std::string& table, const std::string& column) {
+    const std::string query = "SELECT name FROM pragma_table_info('" + table + "') WHERE name = '" + column + "'";
+    return hasTable(table) && !oneText(connection, query);
+  };
   if (version == "1") {
     const std::string day =
         dayOf(oneText(connection, "SELECT time FROM requests ORDER BY id DESC LIMIT 1").value_or(""));
@@ -222,15 +226,14 @@ void convert(sqlite::Connection& connection, const FieldMapping& mapping) {
     connection.run(forDay(kFromVersion1, day).c_str());
     makeKeysAndFacts(connection, day, mapping);
     connection.run("DROP INDEX recordsByRequest");
-    connection.run(kMark);
     makeViews(connection);
-  } else if (version == "2" && hasTable("facts")) {
-    makeSamples(connection);
-    connection.run(kMark);
   } else if (!hasTable("days")) {
     connection.run(kTables);
     dayFor(connection, *oneText(connection, "SELECT strftime('%Y-%m-%d')"));
+  } else if (lacks("facts", "sample")) {
+    makeSamples(connection);
   }
+  if (version != std::to_string(kVersion)) connection.run(kMark);
   transaction.commit();
 }
 
