@@ -48,9 +48,10 @@ class PostedRecords {
          network + "</ssid><signalStrength>-60</signalStrength></wifi></connectionRecord></connectionList>");
   }
 
-  void postClient(const std::string& client, const std::string& version) {
+  void postClient(const std::string& client, const std::string& version, Time at = kNoon) {
     post("<clientList><client><clientId>" + client + "</clientId><productVersion>" + version +
-         "</productVersion></client></clientList>");
+             "</productVersion></client></clientList>",
+         at);
   }
 
   std::vector<collector::FactRow> facts(const collector::FactFilter& filter = {},

@@ -160,6 +160,28 @@ TEST(StoredFacts, GoWithTheirRecords) {
   EXPECT_EQ(rows[1].id, 4);
 }
 
+TEST(StoredFacts, GoWithTheNamesOfTheirClientsAndTheSumsOfTheirMinutesWhenTheirDaysAreGone) {
+  PostedRecords posted({.mostDays = 2});
+  const auto today = std::chrono::floor<std::chrono::days>(std::chrono::system_clock::now());
+  const auto postFact = [&](const std::string& client, Time at) {
+    posted.post("<connectionList><c><clientId>" + client + "</clientId><event>start</event><at>" +
+                    sqm::isoTimeStamp(at) + "</at></c></connectionList>",
+                at);
+  };
+  for (const char* client : {"gone", "seen"}) posted.postClient(client, "4.70", today - 48h);
+  postFact("gone", today - 36h);
+  postFact("seen", today - 24h);
+  while (posted.storage().tidy()) {
+  }
+  postFact("gone", today);
+  postFact("seen", today);
+  std::vector<std::string> versions;
+  for (const FactRow& row : posted.facts()) versions.push_back(row.fact.client + " " + row.fact.version);
+  EXPECT_EQ(versions, (std::vector<std::string>{"seen 4.70", "gone ", "seen 4.70"}));
+  EXPECT_EQ(posted.storage().arrivals(Time::min(), today - 24h - 1min).posts, 0);
+  EXPECT_EQ(posted.storage().arrivals(today - 24h, today).posts, 3);
+}
+
 TEST(StoredFacts, SurviveARestartOfTheServer) {
   PostedRecords posted;
   posted.postConnection(kNoon - 1h);

@@ -64,7 +64,8 @@ void makeVersion2(const std::string& file, int clients) {
   for (const std::int64_t oneIn : {8, 64, 512, 4096}) {
     database.run(("DROP INDEX factsOfOneIn" + std::to_string(oneIn)).c_str());
   }
-  database.run("ALTER TABLE facts DROP COLUMN sample; PRAGMA user_version = 2");
+  database.run("ALTER TABLE facts DROP COLUMN sample; DROP INDEX clientsByDay; ALTER TABLE clients DROP COLUMN day");
+  database.run("PRAGMA user_version = 2");
 }
 
 /// The clients of the facts in the sample of one in eight.

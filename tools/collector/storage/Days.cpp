@@ -20,4 +20,10 @@ std::string firstOfDays(int number) {
   return dayOf(sqm::isoTimeStamp(now - std::chrono::days(number - 1)));
 }
 
+std::int64_t firstMinuteOf(const std::string& day) {
+  const int number = std::stoi(day);
+  const auto date = std::chrono::year(number / 10'000) / (number / 100 % 100) / (number % 100);
+  return std::chrono::minutes(std::chrono::sys_days(date).time_since_epoch()).count();
+}
+
 }  // namespace collector

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -12,5 +13,8 @@ std::string dayOf(std::string_view time);
 
 /// The first of so many days up to today, in UTC.
 std::string firstOfDays(int number);
+
+/// The first minute of a day, in minutes since 1970.
+std::int64_t firstMinuteOf(const std::string& day);
 
 }  // namespace collector

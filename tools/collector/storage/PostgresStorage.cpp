@@ -13,6 +13,7 @@
 
 #include "tools/collector/storage/Days.h"
 #include "tools/collector/storage/Postgres.h"
+#include "tools/collector/storage/PostgresFacts.h"
 #include "tools/collector/storage/PostgresTables.h"
 #include "tools/collector/storage/ReadRows.h"
 #include "tools/collector/storage/Samples.h"

@@ -3,13 +3,12 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdint>
-#include <map>
 #include <optional>
 #include <string_view>
 #include <utility>
 
-#include "tools/collector/service/ConnectionFact.h"
-#include "tools/collector/storage/FactRows.h"
+#include "tools/collector/storage/Days.h"
+#include "tools/collector/storage/PostgresFacts.h"
 #include "tools/collector/storage/Samples.h"
 
 namespace collector::postgres {
@@ -52,19 +51,22 @@ CREATE TABLE IF NOT EXISTS minutes (
 );
 )";
 
-// What the first version of the table `facts` lacks, up to the expression of the column. A server of that version
-// stores facts beside this one: PostgreSQL computes the column. An index alone is read where the table was vacuumed:
-// after as many new rows, whatever the table's size.
-constexpr const char* kAddSamples = R"(
+// What the first version of the tables `clients` and `facts` lacks, up to the expression of the last column. A server
+// of that version stores beside this one: PostgreSQL computes the columns. An index alone is read where the table was
+// vacuumed: after as many new rows, whatever the table's size.
+constexpr const char* kAddColumns = R"(
+ALTER TABLE clients ADD COLUMN IF NOT EXISTS day text NOT NULL
+  DEFAULT to_char(now() AT TIME ZONE 'UTC', 'YYYYMMDD');
+CREATE INDEX IF NOT EXISTS clientsByDay ON clients (day);
 ALTER TABLE facts SET (autovacuum_vacuum_insert_scale_factor = 0, autovacuum_vacuum_insert_threshold = 500000);
-ALTER TABLE facts ADD COLUMN sample bigint GENERATED ALWAYS AS )";
+ALTER TABLE facts ADD COLUMN IF NOT EXISTS sample bigint GENERATED ALWAYS AS )";
 
 // Servers that start at once do it one after another: the number of the lock is any. What is there is not created
 // again, which would lock tables that others write. The column that was added last stands for all.
 constexpr const char* kLock = "SELECT pg_advisory_lock(7596435)";
 constexpr const char* kUnlock = "SELECT pg_advisory_unlock(7596435)";
 constexpr const char* kIsCreated =
-    "SELECT FROM pg_attribute WHERE attrelid = to_regclass('facts') AND attname = 'sample'";
+    "SELECT FROM pg_attribute WHERE attrelid = to_regclass('clients') AND attname = 'day'";
 constexpr std::chrono::hours kLongestConversion{6};
 
 // In what concerns one day, # stands for the day.
@@ -85,6 +87,15 @@ WITH batch AS (SELECT id, key FROM records_# WHERE id > (SELECT cleared FROM day
      ofFacts AS (DELETE FROM facts USING batch WHERE facts.id = batch.id)
 UPDATE days SET cleared = (SELECT max(id) FROM batch) WHERE day = '#' AND EXISTS (SELECT FROM batch) RETURNING cleared
 )";
+
+// Rows that another transaction changes are left for the next time, so that neither waits for the other.
+constexpr const char* kDropClients =
+    "DELETE FROM clients WHERE client IN (SELECT client FROM clients WHERE day < $1 LIMIT 20000 FOR UPDATE SKIP "
+    "LOCKED) "
+    "RETURNING client";
+constexpr const char* kDropMinutes =
+    "DELETE FROM minutes WHERE minute IN (SELECT minute FROM minutes WHERE minute < $1 LIMIT 20000 FOR UPDATE SKIP "
+    "LOCKED) RETURNING minute";
 
 // Readers use the table for moments. When one does for longer, the day is deleted at the next attempt.
 constexpr const char* kDropDay = R"(
@@ -152,103 +163,13 @@ CopiedRows recordRows(std::span<Arrival* const> arrivals, const std::string& day
   return rows;
 }
 
-/// The clients' versions, by client.
-using Versions = std::map<std::string, std::string>;
-
-/// The rows of the facts. A fact without a version gets the one that its client reported last: in one of these
-/// arrivals, which is added to `reported`, or else in `known`.
-CopiedRows factRows(std::span<Arrival* const> arrivals, const Versions& known, Versions& reported) {
-  CopiedRows rows;
-  const auto number = [](auto value) { return static_cast<std::int64_t>(value); };
-  const auto numberIfAny = [&](const auto& value) {
-    return value ? std::optional(number(*value)) : std::optional<std::int64_t>();
-  };
-  const auto versionOf = [&](const ConnectionFact& fact) -> std::string_view {
-    if (!fact.version.empty()) return fact.version;
-    for (const Versions* versions : {&std::as_const(reported), &known}) {
-      if (const auto found = versions->find(fact.client); found != versions->end()) return found->second;
-    }
-    return {};
-  };
-  for (const Arrival* arrival : arrivals) {
-    for (const ArrivedRecord& record : arrival->records) {
-      if (record.id == 0) continue;
-      if (record.version) reported[record.version->client] = record.version->version;
-      if (!record.fact) continue;
-      const ConnectionFact& fact = *record.fact;
-      rows.row(15);
-      rows.add(record.id);
-      rows.add(number(fact.time.time_since_epoch().count()));
-      rows.addIfAny(numberOf(fact.age));
-      rows.add(number(fact.medium));
-      rows.add(number(fact.isStart));
-      rows.add(number(fact.outcome));
-      rows.add(fact.client);
-      rows.add(fact.session);
-      rows.add(fact.network);
-      rows.add(fact.reason);
-      rows.add(fact.technology);
-      rows.add(versionOf(fact));
-      rows.addIfAny(numberOf(fact.connecting));
-      rows.addIfAny(numberIfAny(fact.signal));
-      rows.addIfAny(numberIfAny(fact.isRoaming));
-    }
-  }
-  return rows;
-}
-
-Statement setVersions(const Versions& versions) {
-  Column client(Type::text);
-  Column version(Type::text);
-  for (const auto& [name, value] : versions) {
-    client.add(name);
-    version.add(value);
-  }
-  return Statement(
-             "INSERT INTO clients SELECT * FROM unnest($1, $2) ON CONFLICT (client) DO UPDATE SET version = "
-             "excluded.version")
-      .bind(client)
-      .bind(version);
-}
-
-Statement countArrivals(std::span<Arrival* const> arrivals) {
-  std::map<std::int64_t, ArrivalCounts> counts;
-  for (const Arrival* arrival : arrivals) {
-    const auto time = timeIn(arrival->request.time);
-    if (!time) continue;
-    ArrivalCounts& sum = counts[std::chrono::floor<std::chrono::minutes>(*time).time_since_epoch().count()];
-    ++sum.posts;
-    sum.records += arrival->request.records;
-    sum.duplicates += arrival->request.duplicates;
-    sum.problems += arrival->request.problem ? 1 : 0;
-  }
-  Column minute(Type::number);
-  Column posts(Type::number);
-  Column records(Type::number);
-  Column duplicates(Type::number);
-  Column problems(Type::number);
-  for (const auto& [at, sum] : counts) {
-    minute.add(at);
-    posts.add(sum.posts);
-    records.add(sum.records);
-    duplicates.add(sum.duplicates);
-    problems.add(sum.problems);
-  }
-  Statement statement(
-      "INSERT INTO minutes AS sum SELECT * FROM unnest($1, $2, $3, $4, $5) ON CONFLICT (minute) DO UPDATE SET "
-      "posts = sum.posts + excluded.posts, records = sum.records + excluded.records, "
-      "duplicates = sum.duplicates + excluded.duplicates, problems = sum.problems + excluded.problems");
-  for (const Column* column : {&minute, &posts, &records, &duplicates, &problems}) statement.bind(*column);
-  return statement;
-}
-
 }  // namespace
 
 void createTables(Connection& connection) {
   connection.run(kLock);
   if (connection.run({Statement(kIsCreated)})[0].size() == 0) {
     connection.run(
-        std::string(kTables) + kAddSamples + "(" + kSampleOf + ") STORED;" + createSampleIndexes() + "COMMIT",
+        std::string(kTables) + kAddColumns + "(" + kSampleOf + ") STORED;" + createSampleIndexes() + "COMMIT",
         kLongestConversion);
   }
   connection.run(kUnlock);
@@ -258,7 +179,11 @@ void createDay(Connection& connection, const std::string& day) { connection.run(
 
 bool dropBefore(Connection& connection, const std::string& day) {
   const auto first = connection.run({Statement("SELECT day FROM days ORDER BY day LIMIT 1")});
-  if (first[0].size() == 0 || first[0].text(0, 0) >= day) return false;
+  if (first[0].size() == 0 || first[0].text(0, 0) >= day) {
+    const auto dropped = connection.run(
+        {Statement(kDropClients).bind(std::string_view(day)), Statement(kDropMinutes).bind(firstMinuteOf(day))});
+    return dropped[0].size() > 0 || dropped[1].size() > 0;
+  }
   const std::string old = first[0].text(0, 0);
   if (connection.run({Statement(forDay(kClearDay, old))})[0].size() == 0) connection.run(forDay(kDropDay, old));
   return true;
@@ -297,18 +222,6 @@ std::vector<Statement> dropUpTo(std::int64_t request) {
   return statements;
 }
 
-Statement versionsOf(std::span<Arrival* const> arrivals) {
-  std::set<std::string_view> clients;
-  for (const Arrival* arrival : arrivals) {
-    for (const ArrivedRecord& record : arrival->records) {
-      if (record.fact && record.fact->version.empty()) clients.insert(record.fact->client);
-    }
-  }
-  Column client(Type::text);
-  for (const std::string_view name : clients) client.add(name);
-  return Statement("SELECT client, version FROM clients WHERE client = ANY ($1)").bind(client);
-}
-
 void insert(Connection& connection, std::span<Arrival* const> arrivals, const std::string& day, LastNumbers before,
             const Rows& versions) {
   Versions known;
@@ -317,7 +230,7 @@ void insert(Connection& connection, std::span<Arrival* const> arrivals, const st
   connection.copy("requests_" + day, requestRows(arrivals, day, before));
   connection.copy("records_" + day, recordRows(arrivals, day));
   connection.copy("facts", factRows(arrivals, known, reported));
-  connection.run({setVersions(reported), countArrivals(arrivals)});
+  connection.run({setVersions(reported, day), setDays(arrivals, day), countArrivals(arrivals)});
 }
 
 }  // namespace collector::postgres

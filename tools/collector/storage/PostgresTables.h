@@ -21,7 +21,8 @@ void createTables(Connection& connection);
 /// Creates the tables of a day when they are missing.
 void createDay(Connection& connection, const std::string& day);
 
-/// Deletes a piece of the first day when it is before `day`. Returns false when there is nothing to delete.
+/// Deletes a piece of the first day when it is before `day`; else a piece of the clients and the minutes before `day`.
+/// Returns false when there is nothing to delete.
 bool dropBefore(Connection& connection, const std::string& day);
 
 /// The numbers of the arrivals that are stored, because an attempt succeeded that was taken for a failure. Call it with
@@ -30,9 +31,6 @@ std::set<std::int64_t> storedOf(Connection& connection, std::span<Arrival* const
 
 /// The statements that delete the requests up to this one, with their records.
 std::vector<Statement> dropUpTo(std::int64_t request);
-
-/// Finds the stored versions of the clients of facts that have none.
-Statement versionsOf(std::span<Arrival* const> arrivals);
 
 /// Stores numbered arrivals. `versions` has the rows of `versionsOf`.
 void insert(Connection& connection, std::span<Arrival* const> arrivals, const std::string& day, LastNumbers before,

@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 
+#include "tools/collector/storage/Days.h"
 #include "tools/collector/storage/ReadRows.h"
 #include "tools/collector/storage/Samples.h"
 
@@ -37,8 +38,10 @@ CREATE TABLE IF NOT EXISTS facts (
 CREATE INDEX IF NOT EXISTS factsByTime ON facts (time);
 CREATE TABLE IF NOT EXISTS clients (
   client TEXT PRIMARY KEY,
-  version TEXT NOT NULL
+  version TEXT NOT NULL,
+  day TEXT NOT NULL
 ) WITHOUT ROWID;
+CREATE INDEX IF NOT EXISTS clientsByDay ON clients (day);
 CREATE TABLE IF NOT EXISTS minutes (
   minute INTEGER PRIMARY KEY,
   posts INTEGER NOT NULL,
@@ -73,8 +76,9 @@ SqliteFacts::SqliteFacts(sqlite::Connection& connection)
                "(?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8, ?9, ?10, ?11, coalesce(nullif(?12, ''), (SELECT version FROM clients "
                "WHERE client = ?7), ''), ?13, ?14, ?15, ?16)"),
       setVersion_(connection,
-                  "INSERT INTO clients (client, version) VALUES (?, ?) "
-                  "ON CONFLICT (client) DO UPDATE SET version = excluded.version"),
+                  "INSERT INTO clients (client, version, day) VALUES (?, ?, ?) ON CONFLICT (client) DO UPDATE SET "
+                  "version = excluded.version, day = max(day, excluded.day)"),
+      setDay_(connection, "UPDATE clients SET day = ?2 WHERE client = ?1 AND day < ?2"),
       count_(connection,
              "INSERT INTO minutes (minute, posts, records, duplicates, problems) VALUES (?, 1, ?, ?, ?) ON CONFLICT "
              "(minute) DO "
@@ -85,10 +89,11 @@ SqliteFacts::SqliteFacts(sqlite::Connection& connection)
                 "SELECT total(posts), total(records), total(duplicates), total(problems) FROM minutes WHERE minute "
                 "BETWEEN ? AND ?") {}
 
-void SqliteFacts::add(const ArrivedRecord& record) {
-  if (record.version) setVersion_.bind(record.version->client, record.version->version).run();
+void SqliteFacts::add(const ArrivedRecord& record, const std::string& day) {
+  if (record.version) setVersion_.bind(record.version->client, record.version->version, day).run();
   if (!record.fact) return;
   const Fact& fact = *record.fact;
+  setDay_.bind(fact.client, day).run();
   const auto number = [](auto value) { return static_cast<std::int64_t>(value); };
   const auto numberIfAny = [&](const auto& value) {
     return value ? std::optional(number(*value)) : std::optional<std::int64_t>();
@@ -105,6 +110,17 @@ void SqliteFacts::count(const RequestRow& request) {
   const auto time = timeIn(request.time);
   if (!time) return;
   count_.bind(minuteOf(*time), request.records, request.duplicates, std::int64_t{request.problem ? 1 : 0}).run();
+}
+
+bool SqliteFacts::dropBefore(const std::string& day) {
+  constexpr const char* kClients =
+      "DELETE FROM clients WHERE client IN (SELECT client FROM clients WHERE day < ? LIMIT 20000)";
+  constexpr const char* kMinutes =
+      "DELETE FROM minutes WHERE minute IN (SELECT minute FROM minutes WHERE minute < ? LIMIT 20000)";
+  sqlite::Statement(connection_, kClients).bind(day).run();
+  const bool hasClients = connection_.hasChanged();
+  sqlite::Statement(connection_, kMinutes).bind(firstMinuteOf(day)).run();
+  return connection_.hasChanged() || hasClients;
 }
 
 std::vector<FactRow> SqliteFacts::facts(const FactFilter& filter, const FactPosition& before, std::int64_t limit) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 #include <vector>
 
 #include "tools/collector/storage/Arrival.h"
@@ -9,8 +10,9 @@
 
 namespace collector {
 
-/// The facts of the records in an SQLite database, the clients' versions, and sums of the arrivals of each minute. The
-/// caller makes the transactions, and deletes the facts with their records.
+/// The facts of the records in an SQLite database, the clients' versions, each with the last day on which the client
+/// was seen, and sums of the arrivals of each minute. The caller makes the transactions, and deletes the facts with
+/// their records.
 ///
 /// Failure: sqlite::Error.
 class SqliteFacts {
@@ -18,11 +20,14 @@ class SqliteFacts {
   /// Creates the tables when they are missing.
   explicit SqliteFacts(sqlite::Connection& connection);
 
-  /// Adds what a record says that is stored.
-  void add(const ArrivedRecord& record);
+  /// Adds what a record says that is stored on a day.
+  void add(const ArrivedRecord& record, const std::string& day);
 
   /// Counts a request.
   void count(const RequestRow& request);
+
+  /// Deletes the clients and the minutes before a day, as many as take no long time. Returns false when there are none.
+  bool dropBefore(const std::string& day);
 
   std::vector<FactRow> facts(const FactFilter& filter, const FactPosition& before, std::int64_t limit);
   FactCounts countFacts(const FactFilter& filter, const FactPosition& before, std::int64_t most);
@@ -32,6 +37,7 @@ class SqliteFacts {
   sqlite::Connection& connection_;
   sqlite::Statement addFact_;
   sqlite::Statement setVersion_;
+  sqlite::Statement setDay_;
   sqlite::Statement count_;
   sqlite::Statement arrivals_;
 };

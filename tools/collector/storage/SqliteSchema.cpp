@@ -20,8 +20,8 @@ namespace {
 
 // The identification of this program's files, which must not change, and the version of their tables.
 constexpr std::uint32_t kApplicationId = 0x53514D43;  // "SQMC"
-constexpr std::uint32_t kVersion = 3;
-constexpr const char* kMark = "PRAGMA application_id = 0x53514D43; PRAGMA user_version = 3;";
+constexpr std::uint32_t kVersion = 4;
+constexpr const char* kMark = "PRAGMA application_id = 0x53514D43; PRAGMA user_version = 4;";
 
 // SQLite allows 500 tables in a view. After so many days the last day's tables get what arrives.
 constexpr std::size_t kMostDays = 400;
@@ -189,7 +189,7 @@ void makeKeysAndFacts(sqlite::Connection& connection, const std::string& day, co
       const sqlite::Blob key{bytesOf(record.key)};
       setKey.bind(key, record.id).run();
       addKey.bind(key).run();
-      if (connection.hasChanged()) facts.add(record);
+      if (connection.hasChanged()) facts.add(record, day);
     }
   }
 }
@@ -205,6 +205,12 @@ void makeSamples(sqlite::Connection& connection) {
     next.reset();
     set.bind(sample, id).run();
   }
+}
+
+/// Gives the clients of a version that had no days this one.
+void addDays(sqlite::Connection& connection) {
+  const std::string today = firstOfDays(1);
+  connection.run(("ALTER TABLE clients ADD COLUMN day TEXT NOT NULL DEFAULT '" + today + "'").c_str());
 }
 
 /// Brings the tables to this version.
@@ -230,9 +236,9 @@ void convert(sqlite::Connection& connection, const FieldMapping& mapping) {
   } else if (!hasTable("days")) {
     connection.run(kTables);
     dayFor(connection, *oneText(connection, "SELECT strftime('%Y-%m-%d')"));
-  } else if (lacks("facts", "sample")) {
-    makeSamples(connection);
   }
+  if (lacks("facts", "sample")) makeSamples(connection);
+  if (lacks("clients", "day")) addDays(connection);
   if (version != std::to_string(kVersion)) connection.run(kMark);
   transaction.commit();
 }

@@ -196,7 +196,7 @@ class SqliteStorage : public Storage {
       });
       today_->add(*arrival, last.record);
       for (const ArrivedRecord& record : arrival->records) {
-        if (record.id != 0) facts_.add(record);
+        if (record.id != 0) facts_.add(record, day);
       }
       facts_.count(arrival->request);
     }
@@ -237,9 +237,9 @@ class SqliteStorage : public Storage {
     if (options_.mostDays == 0) return false;
     const std::lock_guard lock(writing_.mutex);
     sqlite::Transaction transaction(writing_.connection);
-    const auto days = schema::days(writing_.connection);
-    const bool isMore =
-        days.front() < firstOfDays(options_.mostDays) && schema::dropDay(writing_.connection, days.front());
+    const std::string kept = firstOfDays(options_.mostDays);
+    const std::string day = schema::days(writing_.connection).front();
+    const bool isMore = (day < kept && schema::dropDay(writing_.connection, day)) || facts_.dropBefore(kept);
     transaction.commit();
     return isMore;
   }
