@@ -102,7 +102,7 @@ sqm_diagnostics* sqm_diagnostics_shared(void) {
 }
 
 void sqm_diagnostics_destroy(sqm_diagnostics* diagnostics) {
-  if (diagnostics == nullptr || !diagnostics->isShared) destroy(diagnostics);
+  if (diagnostics == nullptr || !on(diagnostics).isShared) destroy(diagnostics);
 }
 
 sqm_status sqm_diagnostics_set(sqm_diagnostics* diagnostics, int32_t property, const char* value) {

@@ -31,14 +31,7 @@ struct Header {
   std::string value;
 };
 
-struct Request {
-  CallbackHttp::Transaction* owner = nullptr;  // null: nobody waits for the outcome
-  sqm_http_request* handle = nullptr;          // null: the application has ended it, or never had it
-  std::string url;
-  std::string body;
-  bool isAborted = false;
-
-  // The outcome.
+struct Response {
   std::string_view notification = TrelkHttpTransactionErrorNotification;
   int status = 0;
   std::string content;
@@ -47,27 +40,38 @@ struct Request {
   std::vector<Header> headers;
 };
 
+struct Request {
+  CallbackHttp::Transaction* owner = nullptr;  // null: nobody waits for the outcome
+  sqm_http_request* handle = nullptr;          // null: the application has ended it, or never had it
+  std::string url;
+  std::string body;
+  bool isAborted = false;
+  Response response;
+};
+
 std::string_view notificationOf(std::int32_t outcome) {
   require(outcome >= SQM_HTTP_COMPLETED && outcome <= SQM_HTTP_TIMED_OUT, "there is no such outcome of a request");
   if (outcome == SQM_HTTP_COMPLETED) return TrelkHttpTransactionCompletedNotification;
   return outcome == SQM_HTTP_FAILED ? TrelkHttpTransactionErrorNotification : TrelkHttpTransactionTimeOutNotification;
 }
 
-/// Takes over a response. A request without a whole response has a reason, and nothing else of it.
-void answer(Request& request, const sqm_http_response& response) {
-  request.notification = notificationOf(response.outcome);
-  if (response.reason != nullptr) request.reason = response.reason;
-  if (response.outcome != SQM_HTTP_COMPLETED) return;
+/// What a request keeps of a response. Without a whole response it is a reason, and nothing else.
+Response keptOf(const sqm_http_response& response) {
+  Response kept;
+  kept.notification = notificationOf(response.outcome);
+  if (response.reason != nullptr) kept.reason = response.reason;
+  if (response.outcome != SQM_HTTP_COMPLETED) return kept;
   require(response.body != nullptr || response.body_size == 0, "the body is NULL");
   require(response.headers != nullptr || response.header_count == 0, "the headers are NULL");
-  request.status = response.status;
-  request.content.assign(response.body_size == 0 ? "" : response.body, response.body_size);
-  request.retryAfter = std::chrono::seconds(std::max<std::int64_t>(response.retry_after_seconds, 0));
+  kept.status = response.status;
+  kept.content.assign(response.body_size == 0 ? "" : response.body, response.body_size);
+  kept.retryAfter = std::chrono::seconds(std::max<std::int64_t>(response.retry_after_seconds, 0));
   for (std::size_t at = 0; at < response.header_count; ++at) {
     const sqm_http_header& header = response.headers[at];
     require(header.name != nullptr && header.value != nullptr, "a header's name or value is NULL");
-    request.headers.push_back({header.name, header.value});
+    kept.headers.push_back({header.name, header.value});
   }
+  return kept;
 }
 
 }  // namespace
@@ -106,14 +110,14 @@ class CallbackHttp::Transaction final : public HttpTransaction {
     running_.push_back(request);
     ++shared_->underWay;
     if (!url || withMethod != kHttpMethodPost) {
-      request->reason = url ? "the method is not POST" : "there is no address";
+      request->response.reason = url ? "the method is not POST" : "there is no address";
       return report(*shared_, request);
     }
     request->handle = newHandle<sqm_http_request>([&] {
       return std::make_unique<sqm_http_request>(sqm_http_request{request, shared_});
     });
     if (request->handle == nullptr) {
-      request->reason = "out of memory";
+      request->response.reason = "out of memory";
       return report(*shared_, request);
     }
     const sqm_http_service& service = shared_->service;
@@ -138,9 +142,9 @@ class CallbackHttp::Transaction final : public HttpTransaction {
     const bool isShown = ended_->url.find('@') == std::string::npos;
     return {.url = ended_->url,
             .shownAs = isShown ? std::string_view(ended_->url) : std::string_view(),
-            .reason = ended_->reason,
+            .reason = ended_->response.reason,
             .bytes = ended_->body.size(),
-            .retryAfter = ended_->retryAfter};
+            .retryAfter = ended_->response.retryAfter};
   }
 
   std::optional<std::string> takeRequestBody() override {
@@ -149,8 +153,9 @@ class CallbackHttp::Transaction final : public HttpTransaction {
 
   std::optional<std::string_view> httpResponseHeader(std::string_view name) const override {
     if (!ended_) return std::nullopt;
-    const auto found = std::ranges::find(ended_->headers, name, &Header::name);
-    return found == ended_->headers.end() ? std::nullopt : std::optional<std::string_view>(found->value);
+    const auto& headers = ended_->response.headers;
+    const auto found = std::ranges::find(headers, name, &Header::name);
+    return found == headers.end() ? std::nullopt : std::optional<std::string_view>(found->value);
   }
 
   /// Posts the notification of a request by a later task.
@@ -170,12 +175,12 @@ class CallbackHttp::Transaction final : public HttpTransaction {
     std::erase(running_, request);
     --shared_->underWay;
     const bool isWhole = !request->isAborted;
-    status_ = isWhole ? request->status : 0;
-    content_ = isWhole ? std::move(request->content) : std::string();
+    status_ = isWhole ? request->response.status : 0;
+    content_ = isWhole ? std::move(request->response.content) : std::string();
     ended_ = request;
     const Shared& shared = *shared_;
     shared.notifications->postNotificationName(
-        isWhole ? request->notification : TrelkHttpTransactionAbortedNotification,
+        isWhole ? request->response.notification : TrelkHttpTransactionAbortedNotification,
         static_cast<const HttpTransaction*>(this));
     if (request->owner != nullptr) ended_.reset();  // else a handler has destroyed this transaction
   }
@@ -209,7 +214,7 @@ sqm_status sqm_http_request_end(sqm_http_request* request, const sqm_http_respon
   return attempt([&] {
     const std::shared_ptr<Request> ended = on(request).request;
     const auto shared = request->shared.lock();
-    answer(*ended, known(response));
+    ended->response = keptOf(known(response));
     if (shared && ended->owner != nullptr && !ended->isAborted) CallbackHttp::Transaction::report(*shared, ended);
     ended->handle = nullptr;
     destroy(request);

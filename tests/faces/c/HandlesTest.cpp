@@ -1,3 +1,5 @@
+#include <array>
+#include <cstdint>
 #include <string>
 #include <thread>
 
@@ -63,6 +65,13 @@ TEST(CHandlesDeathTest, AHandleOfAnotherKindIsFound) {
   const Params params(sqm_params_create());
   auto* const wrong = reinterpret_cast<sqm_options*>(params.get());
   EXPECT_DEATH(sqm_options_set_number(wrong, SQM_OPTION_CONSENT, 0), "sqm: options: the handle is of another kind");
+}
+
+TEST(CHandlesDeathTest, AHandleThatIsNoneIsNotRead) {
+  std::array<std::uintptr_t, 64> none{};
+  none.fill(~std::uintptr_t{0});
+  auto* const wrong = reinterpret_cast<sqm_diagnostics*>(none.data());
+  EXPECT_DEATH(sqm_diagnostics_destroy(wrong), "sqm: diagnostics: the handle was destroyed, or is none");
 }
 
 TEST_F(CFace, AHandleOnAnotherThreadIsFound) {

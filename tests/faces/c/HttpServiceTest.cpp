@@ -155,6 +155,29 @@ TEST_F(CHttpService, ARequestMayOutliveItsTransactionAndItsHost) {
   http.complete(200);
 }
 
+TEST_F(CHttpService, ARejectedResponseLeavesNothing) {
+  sqm_options_set_number(options.get(), SQM_OPTION_ACCEPT, SQM_ACCEPT_ONLY_2XX);
+  sqm_options_set_text(options.get(), SQM_TEXT_PROOF_HEADER, "X-Server");
+  makeHost();
+  const Manager manager = makeManager();
+  recordConnection(manager.get(), "Net");
+  sqm_manager_upload(manager.get());
+  const sqm_http_header headers[] = {{"X-Server", "yes"}, {"X-A", nullptr}};
+  sqm_http_response rejected{};
+  rejected.size = sizeof rejected;
+  rejected.outcome = SQM_HTTP_COMPLETED;
+  rejected.reason = "rejected";
+  rejected.retry_after_seconds = 60;
+  rejected.headers = headers;
+  rejected.header_count = 2;
+  EXPECT_EQ(sqm_http_request_end(http.posts.back().handle, &rejected), SQM_INVALID_ARGUMENT);
+  http.complete(200);
+  runPending();
+  ASSERT_EQ(deliveries.size(), 1U);
+  EXPECT_EQ(deliveries[0].substr(0, 5), "1 200") << "the proof was in the rejected response alone";
+  EXPECT_EQ(deliveries[0].find("rejected"), std::string::npos) << deliveries[0];
+}
+
 TEST_F(CHttpService, WrongResponsesAndTablesAreInvalid) {
   makeHost();
   const Manager manager = makeManager();
