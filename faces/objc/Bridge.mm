@@ -85,6 +85,10 @@ Problem problemInFlight() {
   if (!std::current_exception()) throw;  // one of Objective-C
   try {
     throw;
+#ifdef __APPLE__
+  } catch (NSException*) {
+    throw;  // there, exceptions of Objective-C are exceptions of C++
+#endif
   } catch (const std::invalid_argument& error) {
     return {NSInvalidArgumentException, stringOf(error.what())};
   } catch (const std::out_of_range& error) {
@@ -109,9 +113,11 @@ BOOL succeeded(sqm_status status) {
   raise({names[status], stringOf(sqm_last_error())});
 }
 
-KeptHost::KeptHost() : host_([[SQMHost sharedHost] retain]) {}
+KeptHost::KeptHost() : KeptHost([SQMHost sharedHost]) {}
 
-KeptHost::KeptHost(const KeptHost& other) : host_([other.host_ retain]) {}
+KeptHost::KeptHost(SQMHost* host) : host_([host retain]) {}
+
+KeptHost::KeptHost(const KeptHost& other) : KeptHost(other.host_) {}
 
 KeptHost::~KeptHost() { [host_ release]; }
 

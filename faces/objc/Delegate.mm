@@ -9,6 +9,8 @@
 #import "faces/objc/internal/SQMHttpRequest+Handle.h"
 
 using sqm::objc::callOut;
+using sqm::objc::CText;
+using sqm::objc::guarded;
 using sqm::objc::stringOf;
 using sqm::objc::succeeded;
 using sqm::objc::textOf;
@@ -42,10 +44,12 @@ void refusedDrop(void* context, const sqm_refused_drop* drop) {
 void httpHeaders(void* context, const char* address, sqm_http_headers* headers) {
   callOut([=] {
     NSDictionary* const added = [delegateOf(context) sqmHttpHeadersForAddress:given(address)];
-    NSEnumerator* const names = [added keyEnumerator];
-    for (NSString* name = [names nextObject]; name != nil; name = [names nextObject]) {
-      sqm_http_headers_add(headers, [name UTF8String], [[added objectForKey:name] UTF8String]);
-    }
+    guarded([&] {
+      NSEnumerator* const names = [added keyEnumerator];
+      for (NSString* name = [names nextObject]; name != nil; name = [names nextObject]) {
+        sqm_http_headers_add(headers, CText(name), CText([added objectForKey:name]));
+      }
+    });
   });
 }
 
@@ -88,14 +92,17 @@ void applyFilters(void* context, const char* name, const char* subType, sqm_valu
                                                                   subType:given(subType)
                                                                    values:before];
     if (after == nil) return;
-    NSEnumerator* keys = [before keyEnumerator];
-    for (NSString* key = [keys nextObject]; key != nil; key = [keys nextObject]) {
-      if ([after objectForKey:key] == nil) sqm_values_set(values, [key UTF8String], nullptr);
-    }
-    keys = [after keyEnumerator];
-    for (NSString* key = [keys nextObject]; key != nil; key = [keys nextObject]) {
-      sqm_values_set(values, [key UTF8String], [[after objectForKey:key] UTF8String]);
-    }
+    guarded([&] {
+      NSEnumerator* keys = [before keyEnumerator];
+      for (NSString* key = [keys nextObject]; key != nil; key = [keys nextObject]) {
+        if ([after objectForKey:key] == nil) sqm_values_set(values, CText(key), nullptr);
+      }
+      keys = [after keyEnumerator];
+      for (NSString* key = [keys nextObject]; key != nil; key = [keys nextObject]) {
+        NSString* const value = [after objectForKey:key];
+        if (![value isEqual:[before objectForKey:key]]) sqm_values_set(values, CText(key), CText(value));
+      }
+    });
   });
 }
 

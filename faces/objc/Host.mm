@@ -1,3 +1,4 @@
+#include <deque>
 #include <memory>
 #include <mutex>
 #include <stdexcept>
@@ -8,6 +9,7 @@
 #import "faces/objc/internal/SQMHost+Handle.h"
 #import "faces/objc/internal/SQMHostOptions+Handle.h"
 
+using sqm::objc::CText;
 using sqm::objc::guarded;
 using sqm::objc::initialized;
 using sqm::objc::stringOf;
@@ -119,7 +121,8 @@ Installed& installed() {
 }
 
 - (BOOL)setClientTimeStamp:(NSString*)timeStamp {
-  return succeeded(sqm_host_set_client_time_stamp(_body->handle, [timeStamp UTF8String]));
+  auto& body = *_body;
+  return guarded([&] { return succeeded(sqm_host_set_client_time_stamp(body.handle, CText(timeStamp))); });
 }
 
 - (NSString*)clientTimeStamp {
@@ -129,13 +132,14 @@ Installed& installed() {
 - (void)setFilterRules:(NSArray*)rules {
   auto& body = *_body;
   guarded([&] {
+    std::deque<CText> texts;  // which stay where they are
+    const auto kept = [&](NSDictionary* rule, NSString* key) -> const char* {
+      return texts.emplace_back([rule objectForKey:key]);
+    };
     std::vector<sqm_filter_rule> all;
     for (NSUInteger at = 0; at < [rules count]; ++at) {
       NSDictionary* const rule = [rules objectAtIndex:at];
-      all.push_back({[[rule objectForKey:@"name"] UTF8String],
-                     [[rule objectForKey:@"subType"] UTF8String],
-                     [[rule objectForKey:@"key"] UTF8String],
-                     [[rule objectForKey:@"value"] UTF8String]});
+      all.push_back({kept(rule, @"name"), kept(rule, @"subType"), kept(rule, @"key"), kept(rule, @"value")});
     }
     succeeded(sqm_host_set_filter_rules(body.handle, all.data(), all.size()));
   });
@@ -162,8 +166,9 @@ Installed& installed() {
 - (void)wakeUp:(NSNotification*)notification {
   (void)notification;
   [[self retain] autorelease];  // a task may release the host
-  [self runPending];
-  [_body->wake waitForDataInBackgroundAndNotify];
+  const sqm_status status = sqm_host_run_pending(_body->handle, nullptr);
+  [_body->wake waitForDataInBackgroundAndNotify];  // also after a task that has failed
+  succeeded(status);
 }
 
 - (BOOL)runUntilIdleWithin:(NSTimeInterval)seconds {

@@ -4,15 +4,13 @@
 
 #include "sqm/common/LogFile.h"
 
-#include "faces/c/internal/Objects.h"
 #include "faces/objc/internal/Bridge.h"
-#import "faces/objc/internal/SQMHost+Handle.h"
 
 using sqm::objc::initialized;
 using sqm::objc::textOf;
 
 struct sqm_objc_log {
-  sqm::c::SharedHost host;
+  sqm::objc::KeptHost host;  // with the delegate that may write the log
   std::unique_ptr<sqm::LogFile> file;
 };
 
@@ -21,9 +19,9 @@ struct sqm_objc_log {
 - (id)initWithFile:(NSString*)file level:(int)level ofHost:(SQMHost*)host {
   self = [super init];
   return initialized(self, _body, [&] {
-    const sqm::c::SharedHost state = sqm::c::on([host handle], sqm::c::Use::anyThread).state;
-    auto log = state->host.logFiles->initWithFile(textOf(file).value_or(""), level);
-    return log ? new sqm_objc_log{state, std::move(log)} : nullptr;
+    const sqm::objc::KeptHost kept(host);
+    auto log = kept.services().logFiles->initWithFile(textOf(file).value_or(""), level);
+    return log ? new sqm_objc_log{kept, std::move(log)} : nullptr;
   });
 }
 

@@ -11,6 +11,7 @@
 #import "faces/objc/internal/SQMManager+Handle.h"
 
 using sqm::objc::callOut;
+using sqm::objc::CText;
 using sqm::objc::guarded;
 using sqm::objc::succeeded;
 using sqm::objc::takenString;
@@ -154,7 +155,8 @@ NSArray* arrayOf(const std::vector<uint64_t>& numbers) {
 }
 
 - (void)addSessionFolder:(NSString*)folder {
-  succeeded(sqm_consent_add_session_folder([self handle], [folder UTF8String]));
+  SQMHost* const host = self;
+  guarded([&] { succeeded(sqm_consent_add_session_folder([host handle], CText(folder))); });
 }
 
 @end

@@ -1,3 +1,4 @@
+#include <deque>
 #include <map>
 #include <mutex>
 #include <utility>
@@ -7,6 +8,7 @@
 #include "faces/objc/internal/Bridge.h"
 #import "faces/objc/internal/SQMHttpRequest+Handle.h"
 
+using sqm::objc::CText;
 using sqm::objc::guarded;
 
 namespace {
@@ -80,11 +82,15 @@ Requests& requests() {
 }
 
 - (void)endAs:(int32_t)outcome reason:(NSString*)reason {
-  sqm_http_response response{};
-  response.size = sizeof response;
-  response.outcome = outcome;
-  response.reason = [reason UTF8String];
-  [self end:response];
+  SQMHttpRequest* const request = self;
+  guarded([&] {
+    const CText text(reason);
+    sqm_http_response response{};
+    response.size = sizeof response;
+    response.outcome = outcome;
+    response.reason = text;
+    [request end:response];
+  });
 }
 
 - (void)endWithStatus:(int32_t)status
@@ -93,10 +99,12 @@ Requests& requests() {
            retryAfter:(NSTimeInterval)retryAfter {
   SQMHttpRequest* const request = self;
   guarded([&] {
+    std::deque<CText> texts;  // which stay where they are
     std::vector<sqm_http_header> given;
     NSEnumerator* const names = [headers keyEnumerator];
     for (NSString* name = [names nextObject]; name != nil; name = [names nextObject]) {
-      given.push_back({[name UTF8String], [[headers objectForKey:name] UTF8String]});
+      const CText& key = texts.emplace_back(name);
+      given.push_back({key, texts.emplace_back([headers objectForKey:name])});
     }
     sqm_http_response response{};
     response.size = sizeof response;

@@ -2,6 +2,7 @@
 #import "faces/objc/internal/SQMHostOptions+Handle.h"
 
 using sqm::objc::callOut;
+using sqm::objc::CText;
 using sqm::objc::stringOf;
 using sqm::objc::succeeded;
 using sqm::objc::textOf;
@@ -46,7 +47,8 @@ sqm_options* made(sqm_options* options) {
 }
 
 - (void)setText:(NSString*)value forOption:(int32_t)option {
-  succeeded(sqm_options_set_text(_options, option, [value UTF8String]));
+  sqm_options* const options = _options;
+  sqm::objc::guarded([&] { succeeded(sqm_options_set_text(options, option, CText(value))); });
 }
 
 - (void)setLimitOfList:(int32_t)list records:(int64_t)records bytes:(int64_t)bytes ageSeconds:(int64_t)age {

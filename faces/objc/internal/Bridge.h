@@ -28,6 +28,16 @@ using Text = std::optional<std::string>;
 /// A text that may be absent: nil. Unpaired surrogates are replaced.
 Text textOf(NSString* string);
 
+/// A text for a call of C, which sees it up to a NUL; null for nil.
+class CText {
+ public:
+  explicit CText(NSString* string) : text_(textOf(string)) {}
+  operator const char*() const { return text_ ? text_->c_str() : nullptr; }  // NOLINT(google-explicit-constructor)
+
+ private:
+  Text text_;
+};
+
 /// Autoreleased; nil for an absent text. A text of a file that is not UTF-8 is read as Latin 1.
 NSString* stringOf(std::optional<std::string_view> text);
 
@@ -95,10 +105,11 @@ inline std::int64_t millisecondsOf(NSTimeInterval seconds) {
 /// YES for SQM_OK, NO for SQM_FAILED; every other status of a call of C is raised.
 BOOL succeeded(sqm_status status);
 
-/// Retains a host: the one that is installed when it is made. The first member of what uses a host.
+/// Retains a host: the given one, or that which is installed when it is made. The first member of what uses a host.
 class KeptHost {
  public:
   KeptHost();
+  explicit KeptHost(SQMHost* host);
   KeptHost(const KeptHost& other);
   ~KeptHost();
   KeptHost& operator=(const KeptHost&) = delete;

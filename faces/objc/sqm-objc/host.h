@@ -59,7 +59,7 @@
 - (void)setFilterRules:(NSArray*)rules;
 
 /* A log of this host, for `-[QFRecordUploader setLogfile:]`; nil when it cannot be opened. Lines above the level are
- * left out. Any thread. */
+ * left out. The log retains the host. Any thread. */
 - (id<SQMLogFile>)logFile:(NSString*)file level:(int)level;
 
 /* Runs tasks until no request is under way and no task waits that could start one, or until the time is over. YES when

@@ -153,6 +153,28 @@ OBJC_TEST(ObjcHost, RejectsOptionsThatItDoesNotHave) {
   EXPECT(![host isUploading] && [host uploads] == 0);
 }
 
+/* Has the run loop work until the file of its host's tasks is watched again. */
+static void runOnce(void) {
+  [[NSRunLoop currentRunLoop] runMode:NSDefaultRunLoopMode beforeDate:[NSDate dateWithTimeIntervalSinceNow:0.05]];
+}
+
+OBJC_TEST(ObjcHost, WorksOnAfterATaskThatHasFailed) {
+  TestApplication* const application = [[[TestApplication alloc] init] autorelease];
+  TestHost(application);
+  SQMManager* const manager = [[[SQMManager alloc] init] autorelease];
+  [manager SetSQMConnectionURL:@"http://server/connection"];
+  [manager sqmCreateDeviceRecord:TestEvent(@"net")];
+  [manager uploadSQM];
+  [[application->requests lastObject] endWithStatus:200 body:nil headers:nil retryAfter:0];
+  WITHOUT_MEMORY(runOnce()); /* no document of the devices can be made */
+  EXPECT([application->requests count] == 1);
+  SQMUpdaterAgent* const agent = [[[SQMUpdaterAgent alloc] init] autorelease];
+  TestObserver* const observer = [[[TestObserver alloc] initWithName:nil sender:agent] autorelease];
+  [agent startUploadToURL:@"http://server/" withData:@"text"];
+  [[application->requests lastObject] endWithStatus:200 body:nil headers:nil retryAfter:0];
+  RUN_UNTIL([observer->names count] == 1);
+}
+
 OBJC_TEST(ObjcHost, WritesALog) {
   SQMHost* const host = TestHost(nil);
   id<SQMLogFile> const log = [host logFile:@"Client.log" level:2];
@@ -161,6 +183,24 @@ OBJC_TEST(ObjcHost, WritesALog) {
   NSString* const written = TestFile(@"Library/Logs/Trelk/Trelk Quenfa/Client.log");
   EXPECT([written hasSuffix:@" USER 2 count 7\n"]);
   EXPECT([host logFile:@"a/b" level:2] == nil);
+}
+
+OBJC_TEST(ObjcHost, IsRetainedByItsLogs) {
+  NSAutoreleasePool* const pool = [[NSAutoreleasePool alloc] init];
+  TestApplication* application = [[TestApplication alloc] init];
+  NSMutableArray* const logged = [[application->logged retain] autorelease];
+  SQMHostOptions* const options = TestOptions();
+  [options setDelegate:application];
+  SQMHost* const host = [[SQMHost alloc] initWithHostOptions:options];
+  id<SQMLogFile> const log = [[host logFile:@"Client.log" level:2] retain];
+  const NSUInteger references = [host retainCount];
+  EXPECT(references > 1);
+  [host release];
+  [application release];
+  [log writeLogToFileWithInfo:@"USER" userLevel:2 fmt:@"late"];
+  EXPECT_EQUAL([logged lastObject], @"Client.log USER 2 late");
+  [log release];
+  [pool release];
 }
 
 OBJC_TEST(ObjcHost, FiltersByRules) {
@@ -196,6 +236,45 @@ OBJC_TEST(ObjcDelegate, ReplacesServices) {
   EXPECT([[application->logged lastObject] rangeOfString:@"<ssid>hidden</ssid>"].location != NSNotFound);
   SQMRecord* const record = [[[SQMRecord alloc] init] autorelease];
   EXPECT([[record getSQMFileName] rangeOfString:@"/0Q2025112"].location != NSNotFound);
+}
+
+/* "a" and the first half of a pair: only a part of a string can be such a text. */
+static NSString* withUnpairedSurrogate(void) {
+  const unichar pair[] = {'a', 0xd83d, 0xde00};
+  return [[NSString stringWithCharacters:pair length:3] substringToIndex:2];
+}
+
+OBJC_TEST(ObjcDelegate, LeavesTheValuesThatItsFilterDoesNotChange) {
+  TestApplication* const application = [[[TestApplication alloc] init] autorelease];
+  TestHost(application);
+  SQMManager* const manager = [[[SQMManager alloc] init] autorelease];
+  [manager setDeviceType:1];
+  const unichar withNul[] = {'a', 0, 'b'};
+  application->replacement = [NSDictionary dictionaryWithObject:@"hidden" forKey:@"profileID"];
+  [manager sqmCreateStartRecord:TestEvent([NSString stringWithCharacters:withNul length:3])];
+  NSString* const record = [application->logged lastObject];
+  EXPECT([record rangeOfString:@"<ssid>a"].location != NSNotFound);
+  EXPECT([record rangeOfString:@"<ssid>a</ssid>"].location == NSNotFound);
+
+  application->replacement = [NSDictionary dictionaryWithObject:withUnpairedSurrogate() forKey:@"ssid"];
+  [manager sqmCreateStartRecord:TestEvent(@"net")];
+  EXPECT([[application->logged lastObject] rangeOfString:@"<ssid>a\ufffd</ssid>"].location != NSNotFound);
+}
+
+OBJC_TEST(ObjcHost, ReplacesUnpairedSurrogates) {
+  NSString* const unpaired = withUnpairedSurrogate();
+  SQMHost* const host = TestHost(nil);
+  EXPECT([host setClientTimeStamp:unpaired]);
+  EXPECT_EQUAL([host clientTimeStamp], @"a\ufffd");
+  SQMManager* const manager = [[[SQMManager alloc] init] autorelease];
+  [manager setDeviceType:1];
+  NSDictionary* const replace =
+      [NSDictionary dictionaryWithObjectsAndKeys:@"connection", @"name", @"ssid", @"key", unpaired, @"value", nil];
+  [host setFilterRules:[NSArray arrayWithObject:replace]];
+  [manager sqmCreateStartRecord:TestEvent(@"net")];
+  [manager saveToDisk];
+  SQMRecordStore* const store = [[[SQMRecordStore alloc] init] autorelease];
+  EXPECT([[store getConnectionRecordXMLAsString] rangeOfString:@"<ssid>a\ufffd</ssid>"].location != NSNotFound);
 }
 
 OBJC_TEST(ObjcDelegate, ObservesAndEndsNothingByAnException) {
