@@ -12,6 +12,7 @@
 #include "sqm/delivery/UploadSchedule.h"
 #include "sqm/queue/QFRecordUploader.h"
 
+#include "faces/c/internal/Growing.h"
 #include "faces/c/internal/Objects.h"
 
 using namespace sqm::c;  // NOLINT(google-build-using-namespace): the functions are in the global namespace

@@ -9,6 +9,9 @@ import unittest
 SCRIPT = pathlib.Path(__file__).resolve().parents[2] / "tools/dev/abi.py"
 
 HEADER = """
+#define SQM_API /* nothing */
+#define SQM_COUNTS 11 /* how many */
+#define SQM_DONE "upload done"
 enum { SQM_ONE = 1, SQM_TWO = 2 };
 typedef struct sqm_host sqm_host;
 typedef struct sqm_drop { int list; long count; } sqm_drop;
@@ -66,7 +69,7 @@ class Interface(unittest.TestCase):
 
     def test_the_described_interface_passes(self):
         result = self.compare()
-        self.assertEqual((result.returncode, result.stdout), (0, "3 functions and 2 constants are as described\n"))
+        self.assertEqual((result.returncode, result.stdout), (0, "3 functions and 4 constants are as described\n"))
 
     def test_what_no_program_sees_may_change(self):
         self.assertEqual(self.compare(changed=("{ int state; }", "{ char more[9]; int state; }")).returncode, 0)
@@ -91,6 +94,13 @@ class Interface(unittest.TestCase):
 
     def test_a_removed_constant_breaks(self):
         self.assert_breaks(", SQM_TWO = 2", "", "SQM_TWO was 2 and is gone")
+
+    def test_another_value_of_a_macro_breaks(self):
+        self.assert_breaks("SQM_COUNTS 11", "SQM_COUNTS 12", "SQM_COUNTS was 11 and is 12")
+        self.assert_breaks('"upload done"', '"upload ended"', "SQM_DONE was upload done and is upload ended")
+
+    def test_a_removed_macro_breaks(self):
+        self.assert_breaks('#define SQM_DONE "upload done"', "", "SQM_DONE was upload done and is gone")
 
     def test_a_further_member_of_what_a_callback_gets_is_described_first(self):
         self.assert_grows("long count; } sqm_drop", "long count; int reason; } sqm_drop")

@@ -8,7 +8,7 @@ abi.py LIBRARY --renew  writes the description, unless such a program no longer 
 
 LIBRARY is libsqm.so with debug information for the types of its interface (-g). The description has three files:
 libsqm.so.N.abi, which abidw of libabigail writes; libsqm.so.N.constants, since no function has a type that names them;
-and the symbols of the Debian package, with the version that brought each.
+and the symbols of the Debian package, with the version that brought each. Constants are enumerators and macros.
 """
 
 import argparse
@@ -45,16 +45,19 @@ def described(library, face):
 
 
 def constants(face):
-    """The value of each enumerator of the headers, as the compiler knows it: {name: value}."""
+    """The value of each enumerator, and of each macro that has one, as the compiler knows it: {name: value}."""
     headers = "".join(header.read_text() for header in sorted(face.glob("sqm-c/*.h")))
-    lists = re.findall(r"\benum\b[^{;]*\{(.*?)\}", re.sub(r"/\*.*?\*/", "", headers, flags=re.DOTALL), re.DOTALL)
+    headers = re.sub(r"/\*.*?\*/", "", headers, flags=re.DOTALL)
+    lists = re.findall(r"\benum\b[^{;]*\{(.*?)\}", headers, re.DOTALL)
     names = [name for text in lists for name in re.findall(r"\bSQM_\w+(?=\s*(?:[,=]|$))", text)]
-    printing = "".join(f'  printf("{name} %d\\n", (int){name});\n' for name in names)
+    names += re.findall(r'^#define (SQM_\w+) +["\d(-]', headers, re.MULTILINE)
+    printing = "".join(f'  printf(_Generic({name}, char*: "{name} %s\\n", default: "{name} %d\\n"), {name});\n'
+                       for name in names)
     with tempfile.TemporaryDirectory() as folder:
         source, program = pathlib.Path(folder, "constants.c"), pathlib.Path(folder, "constants")
         source.write_text(f"#include <sqm.h>\n#include <stdio.h>\nint main(void) {{\n{printing}  return 0;\n}}\n")
         output("cc", "-I", face, source, "-o", program)
-        return dict(line.split() for line in output(program).splitlines())
+        return dict(line.split(maxsplit=1) for line in output(program).splitlines())
 
 
 class Description:
@@ -106,9 +109,9 @@ def difference(old, new, *options, ignored=()):
 
 
 def changed_constants(old, new):
-    values = dict(line.split() for line in new.splitlines())
+    values = dict(line.split(maxsplit=1) for line in new.splitlines())
     return "".join(f"{name} was {value} and is {values.get(name, 'gone')}\n"
-                   for name, value in (line.split() for line in old.splitlines()) if values.get(name) != value)
+                   for name, value in (line.split(maxsplit=1) for line in old.splitlines()) if values.get(name) != value)
 
 
 def symbols_text(name, version, present, before):

@@ -82,13 +82,4 @@ char* textFrom(Body&& body) noexcept {
   return valueOr<char*>(nullptr, [&] { return newText(std::forward<Body>(body)()); });
 }
 
-/// The table of callbacks, or the response, of a caller that may have been compiled with a later version: the members
-/// that this version knows.
-template <typename Table>
-Table known(const Table* given) {
-  require(given != nullptr, "the table is NULL");
-  require(given->size >= sizeof(Table), "the table's `size` is not its size");
-  return *given;
-}
-
 }  // namespace sqm::c

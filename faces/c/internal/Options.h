@@ -4,6 +4,7 @@
 
 #include "sqm/platform/StandardHost.h"
 
+#include "faces/c/internal/Growing.h"
 #include "faces/c/internal/Handles.h"
 #include "faces/c/sqm.h"
 
