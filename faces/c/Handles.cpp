@@ -39,6 +39,8 @@ void checkThread(const Live& live, const HandleKind& kind, Use use) {
 
 }  // namespace
 
+constinit thread_local int InService::nesting = 0;
+
 void handleMade(const void* handle, const HandleKind& kind) {
   auto& all = immortal<Registry>();
   const std::lock_guard lock(all.mutex);
@@ -55,6 +57,7 @@ void handleEnded(const void* handle, const HandleKind& kind) {
   auto& all = immortal<Registry>();
   const std::lock_guard lock(all.mutex);
   checkThread(find(all, handle, kind), kind, kind.use);
+  if (InService::isInside() && !kind.isFreeInService) fail(kind, "destroyed inside a callback of a service");
   all.handles.erase(handle);
 }
 

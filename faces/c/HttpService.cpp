@@ -121,6 +121,7 @@ class CallbackHttp::Transaction final : public HttpTransaction {
       return report(*shared_, request);
     }
     const sqm_http_service& service = shared_->service;
+    const InService inside;
     service.send(service.context, request->handle, request->url.c_str(), request->body.data(), request->body.size());
   }
 
@@ -168,7 +169,9 @@ class CallbackHttp::Transaction final : public HttpTransaction {
  private:
   void tellAborted(const Request& request) const {
     const sqm_http_service& service = shared_->service;
-    if (request.handle != nullptr && service.abort != nullptr) service.abort(service.context, request.handle);
+    if (request.handle == nullptr || service.abort == nullptr) return;
+    const InService inside;
+    service.abort(service.context, request.handle);
   }
 
   void requestEnded(const std::shared_ptr<Request>& request) {

@@ -46,6 +46,7 @@ class CallbackLog final : public sqm::LogFile {
     if (line.userLevel > level_) return;
     std::string text;
     sqm::appendFormatted(text, line.format, line.arguments);
+    const InService inside;
     service_.write(service_.context, file_.c_str(), Terminated(line.info), line.userLevel, text.c_str());
   } catch (const std::bad_alloc&) {
     return;  // the line is lost
@@ -66,6 +67,7 @@ bool CallbackFilter::recordingDisabledForRecordName(std::optional<std::string_vi
                                                     const ValueDictionary& andSQMValues) {
   if (service_.is_disabled == nullptr) return false;
   const sqm_values values = {&andSQMValues, nullptr};
+  const InService inside;
   return service_.is_disabled(service_.context, Terminated(recordName), Terminated(subType), &values);
 }
 
@@ -75,6 +77,7 @@ std::optional<ValueDictionary> CallbackFilter::appyFiltersForRecord(std::optiona
   if (service_.apply == nullptr) return std::nullopt;
   ValueDictionary changed = values;
   sqm_values given = {&changed, &changed};
+  const InService inside;
   service_.apply(service_.context, Terminated(record), Terminated(subType), &given);
   return given.isChanged ? std::optional(std::move(changed)) : std::nullopt;
 }

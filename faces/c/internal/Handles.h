@@ -29,15 +29,17 @@ Object& immortal() {
 
 enum class Use { ownThread, anyThread };
 
-/// A kind of handle: what messages call it, and whether it belongs to the thread that made it.
+/// A kind of handle: what messages call it, whether it belongs to the thread that made it, and whether it may be
+/// destroyed inside a callback of a service.
 struct HandleKind {
   const char* name;
   Use use;
+  bool isFreeInService = false;
 };
 
 constexpr HandleKind kindOf(const sqm_options*) { return {"options", Use::anyThread}; }
 constexpr HandleKind kindOf(const sqm_host*) { return {"host", Use::ownThread}; }
-constexpr HandleKind kindOf(const sqm_observer*) { return {"observer", Use::ownThread}; }
+constexpr HandleKind kindOf(const sqm_observer*) { return {"observer", Use::ownThread, true}; }
 constexpr HandleKind kindOf(const sqm_params*) { return {"params", Use::anyThread}; }
 constexpr HandleKind kindOf(const sqm_manager*) { return {"manager", Use::ownThread}; }
 constexpr HandleKind kindOf(const sqm_target*) { return {"target", Use::ownThread}; }
@@ -45,13 +47,28 @@ constexpr HandleKind kindOf(const sqm_record*) { return {"record", Use::ownThrea
 constexpr HandleKind kindOf(const sqm_collector*) { return {"collector", Use::anyThread}; }
 constexpr HandleKind kindOf(const sqm_uploader*) { return {"uploader", Use::ownThread}; }
 constexpr HandleKind kindOf(const sqm_diagnostics*) { return {"diagnostics", Use::anyThread}; }
-constexpr HandleKind kindOf(const sqm_http_request*) { return {"HTTP request", Use::ownThread}; }
+constexpr HandleKind kindOf(const sqm_http_request*) { return {"HTTP request", Use::ownThread, true}; }
 
 // The live handles. A new handle at the address of a destroyed one of its kind is not told apart from it.
 // Threading: any thread. Failure: `handleMade` throws std::bad_alloc; the others end the process with a message.
 void handleMade(const void* handle, const HandleKind& kind);
 void handleUsed(const void* handle, const HandleKind& kind, Use use);
 void handleEnded(const void* handle, const HandleKind& kind);
+
+/// While it exists, a callback of a service runs on this thread: what has called the service is in use.
+class InService {
+ public:
+  InService() { nesting += 1; }
+  ~InService() { nesting -= 1; }
+  InService(const InService&) = delete;
+  InService& operator=(const InService&) = delete;
+
+  static bool isInside() { return nesting > 0; }
+
+ private:
+  // NOLINTNEXTLINE(cppcoreguidelines-avoid-non-const-global-variables): each thread has its own
+  static constinit thread_local int nesting;
+};
 
 /// The object of a handle. Throws `Failure` for NULL.
 template <typename Handle>

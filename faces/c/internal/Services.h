@@ -12,7 +12,7 @@
 #include "sqm/common/LogFile.h"
 #include "sqm/common/QFSQMFilterManager.h"
 
-#include "faces/c/sqm.h"
+#include "faces/c/internal/Handles.h"
 
 namespace sqm::c {
 
@@ -72,7 +72,10 @@ class CallbackClock final : public Clock {
   std::int64_t time() const override {
     return std::chrono::floor<std::chrono::seconds>(date()).time_since_epoch().count();
   }
-  Date date() const override { return Date(std::chrono::microseconds(service_.now(service_.context))); }
+  Date date() const override {
+    const InService inside;
+    return Date(std::chrono::microseconds(service_.now(service_.context)));
+  }
 
  private:
   const sqm_clock_service service_;

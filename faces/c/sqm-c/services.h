@@ -1,5 +1,7 @@
 /* Services of the application that take the place of the standard ones: tables of callbacks, which are copied. A table
- * begins with its own size, so that a later version of the library knows which members it has. */
+ * begins with its own size, so that another version of the library knows which members it has. Inside a callback what
+ * has called it is in use: no handle but an observer's may be destroyed there. `sqm_host_post` posts a task that may.
+ */
 #ifndef SQM_C_SERVICES_H
 #define SQM_C_SERVICES_H
 

@@ -31,8 +31,9 @@
 
 /* What an application may do for its host. A method that the delegate has takes the place of a service of the host, or
  * observes it. Methods are called on the host's thread unless a remark says otherwise; the observing ones must not use
- * the library. An exception that a method raises is logged by NSLog and goes no further. What a pointer leads to is
- * valid until the method returns. */
+ * the library. A service's must not release the last reference to what has called it, such as a manager: post that with
+ * `performSelector:withObject:afterDelay:`. An exception that a method raises is logged by NSLog and goes no further.
+ * What a pointer leads to is valid until the method returns. */
 @protocol SQMHostDelegate <NSObject>
 @optional
 

@@ -1,9 +1,11 @@
 #include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
 
+#include "faces/c/internal/Growing.h"
 #include "tests/faces/c/Face.h"
 
 namespace face {
@@ -110,6 +112,83 @@ TEST(CServices, TablesWithoutTheirCallbacksAreInvalid) {
   EXPECT_EQ(sqm_options_set_filter(options.get(), nullptr), SQM_INVALID_ARGUMENT);
   EXPECT_EQ(sqm_values_get(nullptr, "x"), nullptr);
   EXPECT_STREQ(sqm_last_error(), "the values are NULL");
+}
+
+/// A table that a later version has made larger, and the same as programs know it that were compiled before.
+struct LaterTable {
+  std::size_t size;
+  void* first;
+  void* further;
+};
+struct FirstTable {
+  std::size_t size;
+  void* first;
+};
+
+}  // namespace
+}  // namespace face
+
+template <>
+inline constexpr std::size_t sqm::c::kFirstSize<face::LaterTable> = sizeof(face::FirstTable);
+
+namespace face {
+namespace {
+
+TEST(CServices, TablesOfEarlierProgramsAreKnown) {
+  int value = 0;
+  const FirstTable first[] = {{sizeof(FirstTable), &value}, {1, &value}};  // what follows is not read
+  const auto table = sqm::c::known(reinterpret_cast<const LaterTable*>(first));
+  EXPECT_EQ(table.first, &value);
+  EXPECT_EQ(table.further, nullptr);
+  EXPECT_THROW(sqm::c::known(reinterpret_cast<const LaterTable*>(first + 1)), sqm::c::Failure) << "it is too small";
+
+  const LaterTable later[] = {{sizeof(LaterTable) + 8, &value, &value}, {}};
+  EXPECT_EQ(sqm::c::known(later).further, &value) << "a program of a version later still";
+}
+
+/// A service that destroys a manager, once there is one.
+template <typename... Arguments>
+void destroyManager(void* context, Arguments... /*arguments*/) {
+  sqm_manager_destroy(*static_cast<sqm_manager**>(context));
+}
+
+TEST_F(CFace, AHandleThatIsDestroyedInsideAServiceIsFound) {
+  sqm_manager* inUse = nullptr;
+  const sqm_http_service sending = {sizeof sending, &inUse, destroyManager, nullptr};
+  const sqm_filter_service filter = {sizeof filter, &inUse, nullptr, destroyManager};
+  const sqm_log_service log = {sizeof log, &inUse, destroyManager};
+  sqm_options_set_http(options.get(), &sending);
+  sqm_options_set_log(options.get(), &log);
+  host.reset(sqm_host_create(options.get()));
+  const Manager manager = makeManager();
+  inUse = manager.get();
+  EXPECT_DEATH(recordConnection(inUse, "Net"), "sqm: manager: destroyed inside a callback of a service");
+  EXPECT_DEATH(sqm_manager_upload(inUse), "sqm: manager: destroyed inside a callback of a service");
+  inUse = nullptr;
+
+  sqm_options_set_filter(options.get(), &filter);
+  host.reset(sqm_host_create(options.get()));
+  const Manager filtered = makeManager();
+  inUse = filtered.get();
+  EXPECT_DEATH(recordConnection(inUse, "Net"), "sqm: manager: destroyed inside a callback of a service");
+  inUse = nullptr;
+}
+
+TEST_F(CFace, AnObserverMayBeDestroyedInsideAService) {
+  sqm_observer* observer = nullptr;
+  const sqm_log_service log = {sizeof log, &observer,
+                               [](void* context, const char*, const char*, int32_t, const char*) {
+                                 sqm_observer_destroy(std::exchange(*static_cast<sqm_observer**>(context), nullptr));
+                               }};
+  sqm_options_set_log(options.get(), &log);
+  makeHost();
+  const Manager manager = makeManager();
+  observer = sqm_host_observe(
+      host.get(), SQM_UPLOAD_SUCCESS, [](void*, const char*) { FAIL(); }, nullptr);
+  sqm_manager_upload(manager.get());
+  EXPECT_EQ(observer, nullptr);
+  http.complete(200);
+  runPending();
 }
 
 }  // namespace
