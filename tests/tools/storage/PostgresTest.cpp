@@ -1,14 +1,17 @@
 // What the storage in PostgreSQL does when the database is lost or does not confirm.
 
+#include <atomic>
 #include <chrono>
 #include <cstdint>
 #include <future>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
 
 #include "tests/support/Programs.h"
+#include "tests/tools/CollectorClient.h"
 #include "tests/tools/storage/Arrivals.h"
 #include "tests/tools/storage/PostgresServer.h"
 #include "tools/collector/storage/Postgres.h"
@@ -152,6 +155,32 @@ TEST_F(PostgresTest, OpensWhileAnotherServerWrites) {
   Connection writer(address);
   writer.run("BEGIN; LOCK TABLE facts, spans IN ROW EXCLUSIVE MODE");
   EXPECT_EQ(recordsOf(*openStorage({.database = address})).size(), 1U);
+}
+
+TEST_F(PostgresTest, DoesNotHaveManyWaitForAReport) {
+  CollectorClient client({"--database", address});
+  EXPECT_EQ(client.post("/connection", kDocument), 200);
+  Connection lock(address);
+  lock.run("BEGIN; LOCK TABLE facts");
+  std::atomic<int> refused = 0;
+  std::vector<std::future<int>> reports;
+  reports.reserve(20);
+  for (int i = 0; i < 20; ++i) {
+    reports.push_back(std::async(std::launch::async, [&] {
+      httplib::Client http("127.0.0.1", client.port());
+      http.set_read_timeout(kPatience);
+      const auto answer = http.Get("/_service");
+      const int status = answer ? answer->status : 0;
+      if (status == 503) ++refused;
+      return status;
+    }));
+  }
+  while (refused < 11) std::this_thread::yield();
+  EXPECT_EQ(client.get("/_records").size(), 2U) << "others go on";
+  lock.run("COMMIT");
+  int made = 0;
+  for (auto& report : reports) made += report.get() == 200 ? 1 : 0;
+  EXPECT_EQ(made, 9) << "one, and those that waited for it";
 }
 
 TEST_F(PostgresTest, IsAFailureToOpenWhenItIsNotThere) {

@@ -99,7 +99,8 @@ class Link {
 
 class PostgresStorage : public Storage {
  public:
-  explicit PostgresStorage(const StorageOptions& options) : options_(options), writing_(options), reading_(options) {
+  explicit PostgresStorage(const StorageOptions& options)
+      : options_(options), writing_(options), reading_(options), reporting_(options) {
     writing_.use([](postgres::Connection& connection) { postgres::createTables(connection); });
   }
 
@@ -173,11 +174,11 @@ class PostgresStorage : public Storage {
   }
 
   std::vector<FactRow> facts(const FactFilter& filter, const FactPosition& before, std::int64_t limit) override {
-    return allOf(read(bound(factsQuery(filter, limit), FactParameters(filter, before))), factIn<RowAt>);
+    return allOf(read(reporting_, bound(factsQuery(filter, limit), FactParameters(filter, before))), factIn<RowAt>);
   }
 
   FactCounts countFacts(const FactFilter& filter, const FactPosition& before, std::int64_t most) override {
-    const Rows rows = read(bound(countQuery(filter, most), FactParameters(filter, before)));
+    const Rows rows = read(reporting_, bound(countQuery(filter, most), FactParameters(filter, before)));
     return {.all = rows.number(0, 0), .selected = rows.number(0, 1)};
   }
 
@@ -185,11 +186,12 @@ class PostgresStorage : public Storage {
     const auto minuteOf = [](Fact::Time time) {
       return std::int64_t{std::chrono::floor<std::chrono::minutes>(time).time_since_epoch().count()};
     };
-    const Rows rows = read(Statement("SELECT coalesce(sum(posts), 0)::bigint, coalesce(sum(records), 0)::bigint, "
-                                     "coalesce(sum(duplicates), 0)::bigint, coalesce(sum(problems), 0)::bigint "
-                                     "FROM minutes WHERE minute BETWEEN $1 AND $2")
-                               .bind(minuteOf(from))
-                               .bind(minuteOf(to)));
+    const Rows rows =
+        read(reporting_, Statement("SELECT coalesce(sum(posts), 0)::bigint, coalesce(sum(records), 0)::bigint, "
+                                   "coalesce(sum(duplicates), 0)::bigint, coalesce(sum(problems), 0)::bigint "
+                                   "FROM minutes WHERE minute BETWEEN $1 AND $2")
+                             .bind(minuteOf(from))
+                             .bind(minuteOf(to)));
     return {.posts = rows.number(0, 0),
             .records = rows.number(0, 1),
             .duplicates = rows.number(0, 2),
@@ -261,13 +263,15 @@ class PostgresStorage : public Storage {
     today_ = day;
   }
 
+  Rows read(const Statement& statement) { return read(reading_, statement); }
+
   /// A connection may have been lost since it was last used: reading is tried twice.
-  Rows read(const Statement& statement) {
+  static Rows read(Link& link, const Statement& statement) {
     const auto action = [&](postgres::Connection& connection) { return std::move(connection.run({statement})[0]); };
     try {
-      return reading_.use(action);
+      return link.use(action);
     } catch (const postgres::Error&) {
-      return reading_.use(action);
+      return link.use(action);
     }
   }
 
@@ -285,6 +289,7 @@ class PostgresStorage : public Storage {
   const StorageOptions options_;
   Link writing_;
   Link reading_;
+  Link reporting_;
   std::string today_;  // the day of the last transaction, when it was committed
 };
 

@@ -73,21 +73,6 @@ class Reader {
     return firstRow(last_, lastIn).value_or(LastNumbers{});
   }
 
-  std::vector<FactRow> facts(const FactFilter& filter, const FactPosition& before, std::int64_t limit) {
-    const std::lock_guard lock(shared_.mutex);
-    return facts_.facts(filter, before, limit);
-  }
-
-  FactCounts countFacts(const FactFilter& filter, const FactPosition& before, std::int64_t most) {
-    const std::lock_guard lock(shared_.mutex);
-    return facts_.countFacts(filter, before, most);
-  }
-
-  ArrivalCounts arrivals(ConnectionFact::Time from, ConnectionFact::Time to) {
-    const std::lock_guard lock(shared_.mutex);
-    return facts_.arrivals(from, to);
-  }
-
  private:
   template <typename Row>
   using Read = Row (*)(const sqlite::Statement&);
@@ -134,6 +119,30 @@ class Reader {
   sqlite::Statement spanOfRequest_{shared_.connection, kSpanOfRequest};
   sqlite::Statement spanOfRecord_{shared_.connection, kSpanOfRecord};
   sqlite::Statement last_{shared_.connection, "SELECT request, record FROM last"};
+};
+
+/// Reads what reports are made of.
+class FactReader {
+ public:
+  explicit FactReader(Shared& shared) : shared_(shared) {}
+
+  std::vector<FactRow> facts(const FactFilter& filter, const FactPosition& before, std::int64_t limit) {
+    const std::lock_guard lock(shared_.mutex);
+    return facts_.facts(filter, before, limit);
+  }
+
+  FactCounts countFacts(const FactFilter& filter, const FactPosition& before, std::int64_t most) {
+    const std::lock_guard lock(shared_.mutex);
+    return facts_.countFacts(filter, before, most);
+  }
+
+  ArrivalCounts arrivals(ConnectionFact::Time from, ConnectionFact::Time to) {
+    const std::lock_guard lock(shared_.mutex);
+    return facts_.arrivals(from, to);
+  }
+
+ private:
+  Shared& shared_;
   SqliteFacts facts_{shared_.connection};
 };
 
@@ -174,9 +183,12 @@ class SqliteStorage : public Storage {
  public:
   SqliteStorage(const StorageOptions& options, const FieldMapping& mapping)
       : options_(options), writing_(schema::open(options.database, options.syncs, mapping)) {
-    // Readers of a file do not wait for the writer. A temporary database has one connection.
-    if (!options.database.empty()) reading_.emplace(sqlite::Connection(options.database));
-    reader_.emplace(reading_ ? *reading_ : writing_);
+    // Readers of a file wait neither for the writer nor for reports. A temporary database has one connection.
+    const auto opened = [&](std::optional<Shared>& own) -> Shared& {
+      return options.database.empty() ? writing_ : own.emplace(sqlite::Connection(options.database));
+    };
+    reader_.emplace(opened(reading_));
+    factReader_.emplace(opened(reporting_));
   }
 
   using Storage::add;
@@ -219,13 +231,13 @@ class SqliteStorage : public Storage {
   std::int64_t lastRecordUpTo(std::int64_t request) override { return reader_->lastRecordUpTo(request).value_or(0); }
   LastNumbers last() override { return reader_->last(); }
   std::vector<FactRow> facts(const FactFilter& filter, const FactPosition& before, std::int64_t limit) override {
-    return reader_->facts(filter, before, limit);
+    return factReader_->facts(filter, before, limit);
   }
   FactCounts countFacts(const FactFilter& filter, const FactPosition& before, std::int64_t most) override {
-    return reader_->countFacts(filter, before, most);
+    return factReader_->countFacts(filter, before, most);
   }
   ArrivalCounts arrivals(ConnectionFact::Time from, ConnectionFact::Time to) override {
-    return reader_->arrivals(from, to);
+    return factReader_->arrivals(from, to);
   }
 
   std::int64_t progressOf(const std::string& source) override {
@@ -256,7 +268,9 @@ class SqliteStorage : public Storage {
   Shared writing_;
   SqliteFacts facts_{writing_.connection};
   std::optional<Shared> reading_;
+  std::optional<Shared> reporting_;
   std::optional<Reader> reader_;
+  std::optional<FactReader> factReader_;
   std::optional<DayWriter> today_;
   sqlite::Statement last_{writing_.connection, "SELECT request, record FROM last"};
   sqlite::Statement setLast_{writing_.connection, "UPDATE last SET request = ?, record = ?"};
