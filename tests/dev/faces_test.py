@@ -1,10 +1,15 @@
-"""tools/dev/faces_guards.py on given methods."""
+"""tools/dev/faces.py on this project with further operations, and faces_guards.py on given methods."""
 
 import pathlib
+import shutil
 import sys
+import tempfile
 import unittest
+import unittest.mock
 
-sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[2] / "tools/dev"))
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+sys.path.insert(0, str(ROOT / "tools/dev"))
+import faces
 import faces_guards
 
 SOURCE = """
@@ -30,6 +35,44 @@ BODY
 
 def faults(body):
     return faces_guards.faults(SOURCE.replace("BODY", body))[0]
+
+
+def unreached(header, before, after):
+    """What the check says of this project after a change of a header, but for the calls of the tests."""
+    with tempfile.TemporaryDirectory() as folder:
+        root = pathlib.Path(folder)
+        for name in ("docs", "faces", "sqm"):
+            shutil.copytree(ROOT / name, root / name)
+        text = (root / header).read_text(encoding="utf-8")
+        assert text.count(before) == 1
+        (root / header).write_text(text.replace(before, after), encoding="utf-8")
+        with unittest.mock.patch.object(faces, "ROOT", root):
+            public = set(faces.operations())
+            found = faces.faults_of_c(public)[0] + faces.faults_of_objc(public, [])[0]
+    return [fault for fault in found if not fault.startswith("no test has called ")]
+
+
+class Operations(unittest.TestCase):
+    def test_all_of_this_project_are_reached(self):
+        self.assertEqual(unreached("sqm/store/SQMRecordStore.h", "void LoadFromDisk();", "void LoadFromDisk();"), [])
+
+    def test_a_member_without_a_call_or_a_selector_is_named(self):
+        for header, known, member in (
+                ("sqm/store/SQMRecordStore.h", "void LoadFromDisk();", "SQMRecordStore::forgotten"),
+                ("sqm/upload/SQMUpdaterAgent.h", "void abortSend();", "SQMUpdaterAgent::forgotten"),
+                ("sqm/manager/SQMManager.h", "void saveToDisk();", "SQMManager::forgotten")):
+            self.assertEqual(unreached(header, known, f"{known} int forgotten(int number) const;"),
+                             [f"{member} has no row in docs/c.md", f"{member} is not reached from Objective-C"])
+
+    def test_a_function_outside_the_classes_is_named(self):
+        known = "bool isSqmFileName(std::string_view name);"
+        self.assertEqual(unreached("sqm/sessionfiles/SQMStore.h", known, f"{known} std::vector<int> forgotten(int number);"),
+                         ["sqm::forgotten has no row in docs/c.md", "sqm::forgotten is not reached from Objective-C"])
+
+    def test_what_is_gone_is_named(self):
+        self.assertEqual(unreached("sqm/store/SQMRecordStore.h", "void LoadFromDisk();", ""),
+                         ["docs/c.md: there is no public operation SQMRecordStore::LoadFromDisk",
+                          "[SQMRecordStore LoadFromDisk] has no row in docs/objc.md"])
 
 
 class Guards(unittest.TestCase):

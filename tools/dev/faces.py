@@ -1,13 +1,13 @@
 #!/usr/bin/env python3
 """Compares the public operations of the library with its faces for C and Objective-C.
 
-C, by the tables of docs/c.md: every public member of the classes of a public header has a row there, with the C calls,
-options or structures that reach it, or with the reason why C does not need it. A header without a row for its classes
-is in NOT_IN_C, with the reason. Every C call has a place in a row, too.
+C, by the tables of docs/c.md: every public member of the classes of a public header, and every function outside a class,
+has a row there, with the C calls, options or structures that reach it, or with the reason why C does not need it. A
+header without rows is in NOT_IN_C, with the reason. Every C call has a place in a row, too.
 
 Objective-C: a member is reached by a selector of the class of the same name whose first label is the member; by a
 number or a structure of C that C reaches it by; or by a selector that the table of docs/objc.md names for it. What C
-does not need, Objective-C does not need for the same reason. Every selector has a member of that name or a row. The
+does not need of a class that Objective-C does not have, either, it does not need for the same reason. Every selector has a member of that name or a row. The
 tests have called it, as the file says that they wrote: tests/faces/objc/SentMessages.m. No exception of C++ leaves a
 method: see faces_guards.py.
 """
@@ -31,10 +31,7 @@ NOT_IN_C = {
     "sqm/platform/http/HttpClient.h": "a service of the standard host",
     "sqm/platform/system/": "services of the standard host",
     "sqm/platform/text/": "services of the standard host",
-    "sqm/store/SQMRecordStore.h": "the manager's own",
-    "sqm/sessionfiles/SQMStore.h": "the uploader's own",
     "sqm/testing/": "for tests in C++",
-    "sqm/upload/": "the manager's own, but for the names of notifications",
 }
 
 # Headers in those folders that C reaches all the same.
@@ -91,6 +88,13 @@ def statements(text):
         at += 1
 
 
+def without_templates(head):
+    """A declaration without what templates are made with."""
+    while (plain := re.sub(r"<[^<>]*>", "", head)) != head:
+        head = plain
+    return head
+
+
 def member_of(head):
     """The name that a declaration in a class adds; None for those that C cannot have."""
     head = re.sub(r"^(?:template\s*<[^>]*>\s*)?", "", head)
@@ -98,8 +102,7 @@ def member_of(head):
         return None
     if re.search(r"=\s*(?:delete|default)$", head) or "~" in head:
         return None
-    while (plain := re.sub(r"<[^<>]*>", "", head)) != head:
-        head = plain
+    head = without_templates(head)
     function = re.match(r"[^(=]*?(\w+)\s*\(", head)
     if function:
         return function[1]
@@ -139,15 +142,26 @@ def classes_of(text, found=None):
     return found
 
 
+def functions_of(text):
+    """The functions of a header outside its classes."""
+    for head, body in statements(without_comments(text)):
+        if head.startswith("namespace"):
+            yield from functions_of(body or "")
+        elif function := re.match(r"[^(=]*[\s&*](\w+)\s*\(", without_templates(head)):
+            yield function[1]
+
+
 def is_in_c(header):
     return header in IN_C or not any(header.startswith(path) for path in NOT_IN_C)
 
 
 def operations(is_wanted=is_in_c):
-    """The members of the classes of the headers that are wanted, as "Class::member"."""
+    """The members of the classes of the headers that are wanted, as "Class::member", and the functions, as "sqm::name"."""
     headers = re.findall(r"^- `(sqm/[^`]+\.h)`: ", (ROOT / "docs/headers.md").read_text(encoding="utf-8"), re.MULTILINE)
     for header in filter(is_wanted, headers):
-        for name, members in classes_of((ROOT / header).read_text(encoding="utf-8")).items():
+        text = (ROOT / header).read_text(encoding="utf-8")
+        yield from (f"sqm::{name}" for name in functions_of(text))
+        for name, members in classes_of(text).items():
             if name not in NOT_FOR_CLIENTS:
                 yield from (f"{name}::{member}" for member in members)
 
@@ -212,9 +226,11 @@ def faults_of_objc(public, calls):
     shared_with_c = {name for name in NAME.findall(headers) if not name.startswith("sqm_objc")}
 
     faults, reached, used = [], set(), set()
+    classes = {name for name, _ in declared}
     for members, names, _ in rows():
         by_number = any(re.match("SQM_[A-Z]", name) for name in names)
-        if not names or by_number or shared_with_c & set(names):
+        is_in_neither = not names and members and members[0].split("::")[0] not in classes
+        if is_in_neither or by_number or shared_with_c & set(names):
             reached |= set(members)
     page = (ROOT / OBJC_PAGE).read_text(encoding="utf-8")
     for left, right in re.findall(r"^\| ((?:`[\w:]+`(?:, )?)+|–) \| (.*) \|$", page, re.MULTILINE):
