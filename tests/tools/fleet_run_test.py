@@ -50,6 +50,16 @@ class Run(unittest.TestCase):
                 self.assertEqual(fleet.returncode, status)
             self.check_that_nothing_is_left()
 
+    def test_fails_when_a_process_is_left(self):
+        with self.start() as fleet:
+            fleet.stdout.readline()
+            folder = next(self.temporary.iterdir())
+            with subprocess.Popen([sys.executable, "-c", "input()", folder], stdin=subprocess.PIPE) as other:
+                fleet.send_signal(signal.SIGINT)
+                self.assertIn(str(other.pid), fleet.communicate()[1])
+                self.assertEqual(fleet.returncode, 1)
+                other.communicate(b"\n")
+
     def test_leaves_nothing_when_it_cannot_start(self):
         with self.start(programs=self.folder / "none") as fleet:
             self.assertIn("sqm-collector", fleet.communicate()[1])

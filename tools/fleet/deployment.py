@@ -14,7 +14,7 @@ import tempfile
 import time
 import urllib.request
 
-from processes import FEW_ARENAS, Services
+from processes import FEW_ARENAS, Services, naming
 
 LOOPBACK = "127.0.0.1"
 DISK = "8g"  # the size of a disk of its own; it takes memory for what is written only
@@ -129,6 +129,8 @@ class Deployment:
         for disk in self.disks:
             disk.unmount()
         shutil.rmtree(self.folder)
+        if not happens(lambda: not naming(str(self.folder)), 5):
+            raise Failure(f"processes are left: {naming(str(self.folder))}")
 
     def make_folder(self, name, user=None):
         folder = self.folder / name

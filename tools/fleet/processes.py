@@ -53,6 +53,18 @@ def marked(mark):
     return found
 
 
+def naming(text):
+    """The processes that have this text in their command line."""
+    found = []
+    for entry in _running():
+        try:
+            if text.encode() in (entry / "cmdline").read_bytes():
+                found.append(int(entry.name))
+        except OSError:
+            pass  # it has ended
+    return found
+
+
 def send(number, processes):
     for process in processes:
         try:
