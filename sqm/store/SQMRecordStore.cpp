@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <new>
 #include <utility>
 
 #include "sqm/common/PropertyList.h"
@@ -28,7 +29,13 @@ SQMRecordStore::SQMRecordStore(Host& host) : host_(host) {
       kKeptRecordsChangedNotification, nullptr, [this](const Notification& /*posted*/) { SaveSQMStoreToDisk(); });
 }
 
-SQMRecordStore::~SQMRecordStore() { SaveSQMStoreToDisk(); }
+SQMRecordStore::~SQMRecordStore() {
+  try {
+    SaveSQMStoreToDisk();
+  } catch (const std::bad_alloc&) {
+    return;  // nobody is left to report it to
+  }
+}
 
 bool SQMRecordStore::saveSQMRecordType(std::int64_t type, TextView withData) {
   return isRecordType(static_cast<RecordType>(type)) && append(static_cast<RecordType>(type), withData);

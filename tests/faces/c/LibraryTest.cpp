@@ -59,6 +59,13 @@ TEST(CProgram, RecordsUploadsAndReadsTheOutcome) {
   EXPECT_TRUE(holds(bodyOf(collector, "/connection"), "<ssid>Café &amp; Bar</ssid>"));
 }
 
+TEST(CProgram, CallsEveryGroupOfTheLibrary) {
+  const TemporaryFolder home;
+  const Outcome run = runProgram({kPrograms + "/c_every_group", home.path(), paths::sources() + "/examples"});
+  EXPECT_EQ(run.status, 0) << run.err;
+  EXPECT_EQ(run.out, "faults: 0\n");
+}
+
 TEST(CProgram, RunsOnAnEventLoopOfItsOwn) {
   const TemporaryFolder home;
   const Collector collector;
