@@ -117,6 +117,7 @@ def make():
     (WORK / "mkdocs.yml").write_text(configuration + navigation + "\n", encoding="utf-8")
     subprocess.run(["mkdocs", "build", "--quiet", "--config-file", WORK / "mkdocs.yml"], cwd=ROOT, check=True)
     write_search()
+    shutil.rmtree(SITE / "assets/javascripts/lunr")  # to search pages in other languages than English
     for name in ("404.html", "sitemap.xml", "sitemap.xml.gz", "search/search_index.json"):
         (SITE / name).unlink()  # they serve a server, or are in search.js
 
