@@ -39,6 +39,7 @@ void checkThread(const Live& live, const HandleKind& kind, Use use) {
 
 }  // namespace
 
+// NOLINTNEXTLINE(cppcoreguidelines-avoid-non-const-global-variables): each thread has its own
 constinit thread_local int InService::nesting = 0;
 
 void handleMade(const void* handle, const HandleKind& kind) {
