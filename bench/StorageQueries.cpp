@@ -138,11 +138,12 @@ std::vector<Query> queriesOf(Storage& storage) {
       {"the last numbers", [&storage] { storage.last(); }},
       {"_service: 8192 facts of a day", [=, &storage] { storage.facts({.from = begin}, {.time = end}, 8192); }},
       {"_service: the newest fact", [&storage] { storage.facts({}, {.time = Time::max()}, 1); }},
-      {"_service: the count of a day's facts",
-       [=, &storage] { storage.countFacts({.from = begin}, {.time = end}, 500'000); }},
+      {"_service: the count of a day's facts", [=, &storage] { storage.countFacts(begin, end, 1, 500'000); }},
       {"_service of a day", [=, &storage] { storedReport(storage, {.from = begin, .to = end}); }},
       // After 100 days it reads half as many facts again, of a sample, and counts those of the next larger one.
       {"_service of all days", [=, &storage] { storedReport(storage, {.from = kFirstDay, .to = end}); }},
+      {"_service of all days, of a network",
+       [=, &storage] { storedReport(storage, {.from = kFirstDay, .to = end, .network = "network-7"}); }},
       {"_service: the arrivals of a day", [=, &storage] { storage.arrivals(begin, end); }},
   };
 }

@@ -44,7 +44,7 @@ class FakeStorage : public Storage {
   std::string body(std::int64_t) override { return {}; }
   std::int64_t lastRecordUpTo(std::int64_t) override { return 0; }
   std::vector<FactRow> facts(const FactFilter&, const FactPosition&, std::int64_t) override { return {}; }
-  FactCounts countFacts(const FactFilter&, const FactPosition&, std::int64_t) override { return {}; }
+  std::int64_t countFacts(ConnectionFact::Time, ConnectionFact::Time, std::int64_t, std::int64_t) override { return 0; }
   ArrivalCounts arrivals(ConnectionFact::Time, ConnectionFact::Time) override { return {}; }
   LastNumbers last() override { return {}; }
   std::int64_t progressOf(const std::string&) override { return 0; }

@@ -37,43 +37,40 @@ struct Choice {
   std::vector<std::int64_t> counted;
 };
 
-/// That for a database in which every `selectedOf`th of `facts` is selected, with at most 8000 facts of which at most
-/// 1000 are selected.
-Choice choiceFor(std::int64_t facts, std::int64_t selectedOf = 1) {
+/// That for a database with so many facts, of which a report may have 1000.
+Choice choiceFor(std::int64_t facts) {
   Choice choice;
-  choice.sample = chooseSample(8000, 1000, [&](std::int64_t oneIn) {
+  choice.sample = chooseSample(1000, [&](std::int64_t oneIn) {
     choice.counted.push_back(oneIn);
-    const std::int64_t all = std::min<std::int64_t>(facts / oneIn, 8001);
-    return FactCounts{.all = all, .selected = all / selectedOf};
+    return std::min<std::int64_t>(facts / oneIn, 1001);
   });
   return choice;
 }
 
-TEST(ChosenSample, IsTheLargestThatIsWithinTheLimits) {
+TEST(ChosenSample, IsTheLargestThatIsWithinTheLimit) {
   const struct {
-    std::int64_t facts, selectedOf, oneIn, selected;
+    std::int64_t facts, oneIn, inSample;
   } cases[] = {
-      {0, 1, 1, 0},       {1000, 1, 1, 1000},    {1001, 1, 8, 125},          {8000, 1, 8, 1000},
-      {8008, 1, 64, 125}, {64'064, 1, 512, 125}, {4'096'000, 1, 4096, 1000},  // all are selected
-      {2000, 2, 1, 1000}, {2002, 2, 8, 125},     {8000, 8, 1, 1000},          // half of them, an eighth
-      {8000, 1000, 1, 8}, {8001, 1000, 8, 1},    {64'000, 8000, 8, 1},       {64'008, 8000, 64, 0},  // few
+      {0, 1, 0},       {1000, 1, 1000},    {1001, 8, 125},          {8000, 8, 1000},
+      {8008, 64, 125}, {64'064, 512, 125}, {4'096'000, 4096, 1000},
   };
-  for (const auto& [facts, selectedOf, oneIn, selected] : cases) {
-    const ChosenSample chosen = choiceFor(facts, selectedOf).sample;
+  for (const auto& [facts, oneIn, inSample] : cases) {
+    const ChosenSample chosen = choiceFor(facts).sample;
     EXPECT_EQ(chosen.oneIn, oneIn) << facts;
-    EXPECT_EQ(chosen.counts.selected, selected) << facts;
+    EXPECT_EQ(chosen.facts, inSample) << facts;
     EXPECT_TRUE(chosen.isWithin) << facts;
   }
 }
 
-TEST(ChosenSample, IsTheSmallestWhenNoneIsWithinTheLimits) {
+TEST(ChosenSample, IsTheSmallestWhenNoneIsWithinTheLimit) {
   const Choice choice = choiceFor(4'100'096);
   EXPECT_EQ(choice.sample.oneIn, 4096);
   EXPECT_FALSE(choice.sample.isWithin);
 }
 
-TEST(ChosenSample, IsFoundWithoutACountOfLargerOnesThanTheNext) {
-  EXPECT_EQ(choiceFor(64'000).counted, (std::vector<std::int64_t>{4096, 512, 64, 8}));
+TEST(ChosenSample, IsFoundWithoutACountOfThoseThatHaveFarMore) {
+  EXPECT_EQ(choiceFor(64'000).counted, (std::vector<std::int64_t>{4096, 512, 64}));
+  EXPECT_EQ(choiceFor(64'000 / 4).counted, (std::vector<std::int64_t>{4096, 512, 64, 8})) << "2000, which is not far";
   EXPECT_EQ(choiceFor(1'000'000'000).counted, (std::vector<std::int64_t>{4096}));
 }
 

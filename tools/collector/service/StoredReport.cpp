@@ -33,18 +33,15 @@ Json newestJson(Storage& storage) {
 
 Json storedReport(Storage& storage, const ServiceQuery& query, std::int64_t mostFacts) {
   FactFilter filter = {.from = query.from, .medium = query.medium, .network = query.network, .version = query.version};
-  const std::int64_t mostLooks = filter.isNarrow() ? kMostLooks * mostFacts : mostFacts;
-  const ChosenSample sample = chooseSample(mostLooks, mostFacts, [&](std::int64_t oneIn) {
-    filter.oneIn = oneIn;
-    return storage.countFacts(filter, {query.to}, mostLooks + 1);
-  });
+  const ChosenSample sample = chooseSample(
+      mostFacts, [&](std::int64_t oneIn) { return storage.countFacts(query.from, query.to, oneIn, mostFacts + 1); });
   filter.oneIn = sample.oneIn;
   ServiceReport report(query);
   read(storage, filter, {query.to}, mostFacts, report);
   const ArrivalCounts counts = storage.arrivals(query.from, query.to);
   Json json = report.finish();
   json["oneIn"] = sample.oneIn;
-  json["facts"] = sample.counts.all;
+  json["facts"] = sample.facts;
   json["isCut"] = !sample.isWithin;
   json["stored"] = {{"records", storage.last().record}, {"newest", newestJson(storage)}};
   json["pipeline"] = {{"posts", counts.posts},

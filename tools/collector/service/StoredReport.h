@@ -8,12 +8,9 @@
 
 namespace collector {
 
-/// The most facts that a report is made of. It limits the time and the memory that a report takes, whatever the
-/// database contains: some 250 bytes for each fact.
+/// The most facts that a report is made of, or among which it selects some. It limits the time and the memory that a
+/// report takes, whatever the database contains: some 250 bytes for each fact.
 inline constexpr std::int64_t kMostFacts = 500'000;
-
-/// A report with a narrow filter may look at so many times as many facts to find those that it selects.
-inline constexpr std::int64_t kMostLooks = 8;
 
 /// The report on what is stored, and beside its figures:
 ///

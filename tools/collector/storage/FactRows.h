@@ -34,14 +34,6 @@ struct FactFilter {
   std::optional<ConnectionFact::Medium> medium{};
   std::optional<std::string> network{};
   std::optional<std::string> version{};
-
-  bool isNarrow() const { return medium || network || version; }
-};
-
-/// Numbers of facts.
-struct FactCounts {
-  std::int64_t all = 0;       ///< of a time and a sample
-  std::int64_t selected = 0;  ///< those of them that the whole filter selects
 };
 
 /// Sums over the requests that arrived in some minutes.

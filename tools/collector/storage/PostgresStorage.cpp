@@ -177,9 +177,11 @@ class PostgresStorage : public Storage {
     return allOf(read(reporting_, bound(factsQuery(filter, limit), FactParameters(filter, before))), factIn<RowAt>);
   }
 
-  FactCounts countFacts(const FactFilter& filter, const FactPosition& before, std::int64_t most) override {
-    const Rows rows = read(reporting_, bound(countQuery(filter, most), FactParameters(filter, before)));
-    return {.all = rows.number(0, 0), .selected = rows.number(0, 1)};
+  std::int64_t countFacts(Fact::Time from, Fact::Time before, std::int64_t oneIn, std::int64_t most) override {
+    return read(reporting_, Statement(countQuery(oneIn, most))
+                                .bind(std::int64_t{from.time_since_epoch().count()})
+                                .bind(std::int64_t{before.time_since_epoch().count()}))
+        .number(0, 0);
   }
 
   ArrivalCounts arrivals(Fact::Time from, Fact::Time to) override {

@@ -15,10 +15,7 @@ constexpr std::int64_t kNumbers = kSamples[0];  // of a fact: 0 to 4095
 /// The condition for a sample's facts, by which a database finds the sample's index.
 std::string inSample(std::int64_t oneIn) { return "sample < " + std::to_string(kNumbers / oneIn); }
 
-std::string inWindow(const FactFilter& filter) {
-  return " FROM facts WHERE time >= $1 AND (time, id) < ($2, $3)" +
-         (filter.oneIn == 1 ? "" : " AND " + inSample(filter.oneIn));
-}
+std::string andInSample(std::int64_t oneIn) { return oneIn == 1 ? "" : " AND " + inSample(oneIn); }
 
 constexpr const char* kIsSelected =
     "($4 = '' OR version = $4) AND (medium = 4 OR (($5 = '' OR network = $5) AND ($6 < 0 OR medium = $6)))";
@@ -46,13 +43,13 @@ std::string createSampleIndexes() {
 }
 
 std::string factsQuery(const FactFilter& filter, std::int64_t limit) {
-  return kFactColumns + inWindow(filter) + " AND " + kIsSelected + " ORDER BY time DESC, id DESC LIMIT " +
-         std::to_string(limit);
+  return kFactColumns + (" FROM facts WHERE time >= $1 AND (time, id) < ($2, $3)" + andInSample(filter.oneIn)) +
+         " AND " + kIsSelected + " ORDER BY time DESC, id DESC LIMIT " + std::to_string(limit);
 }
 
-std::string countQuery(const FactFilter& filter, std::int64_t most) {
-  return "WITH found AS (SELECT version, medium, network" + inWindow(filter) + " LIMIT " + std::to_string(most) +
-         ") SELECT count(*), count(*) FILTER (WHERE " + kIsSelected + ") FROM found";
+std::string countQuery(std::int64_t oneIn, std::int64_t most) {
+  return "SELECT count(*) FROM (SELECT 1 FROM facts WHERE time >= $1 AND time < $2" + andInSample(oneIn) + " LIMIT " +
+         std::to_string(most) + ") AS found";
 }
 
 FactParameters::FactParameters(const FactFilter& filter, const FactPosition& before)
@@ -63,13 +60,13 @@ FactParameters::FactParameters(const FactFilter& filter, const FactPosition& bef
       network(filter.network.value_or("")),
       medium(filter.medium ? static_cast<std::int64_t>(*filter.medium) : -1) {}
 
-ChosenSample chooseSample(std::int64_t mostAll, std::int64_t mostSelected,
-                          const std::function<FactCounts(std::int64_t oneIn)>& count) {
+ChosenSample chooseSample(std::int64_t most, const std::function<std::int64_t(std::int64_t oneIn)>& count) {
   ChosenSample chosen{};
   for (const std::int64_t oneIn : kSamples) {
-    const FactCounts counts = count(oneIn);
-    const bool isWithin = counts.all <= mostAll && counts.selected <= mostSelected;
-    if (isWithin || oneIn == kSamples[0]) chosen = {oneIn, counts, isWithin};
+    if (chosen.facts * chosen.oneIn / oneIn > 2 * most) break;
+    const std::int64_t facts = count(oneIn);
+    const bool isWithin = facts <= most;
+    if (isWithin || oneIn == kSamples[0]) chosen = {oneIn, facts, isWithin};
     if (!isWithin) break;
   }
   return chosen;

@@ -28,9 +28,10 @@ inline constexpr const char* kSampleOf =
 /// neighbouring pages and not one for each fact.
 std::string createSampleIndexes();
 
-// The queries of Storage::facts and Storage::countFacts. Their parameters are those of FactParameters, in their order.
+// The queries of Storage::facts, whose parameters are those of FactParameters in their order, and of
+// Storage::countFacts, whose parameters are the two times.
 std::string factsQuery(const FactFilter& filter, std::int64_t limit);
-std::string countQuery(const FactFilter& filter, std::int64_t most);
+std::string countQuery(std::int64_t oneIn, std::int64_t most);
 
 struct FactParameters {
   FactParameters(const FactFilter& filter, const FactPosition& before);
@@ -45,13 +46,12 @@ struct FactParameters {
 
 struct ChosenSample {
   std::int64_t oneIn = 1;
-  FactCounts counts{};
+  std::int64_t facts = 0;
   bool isWithin = false;  ///< else even the smallest sample has more facts
 };
 
-/// The largest sample with at most `mostSelected` selected facts among at most `mostAll`, or else the smallest. `count`
-/// counts the facts of a sample, and may stop when there are more.
-ChosenSample chooseSample(std::int64_t mostAll, std::int64_t mostSelected,
-                          const std::function<FactCounts(std::int64_t oneIn)>& count);
+/// The largest sample with at most `most` facts, or else the smallest. `count` counts the facts of a sample, and may
+/// stop when there are more. A sample that has likely more than twice as many is not counted, which would take long.
+ChosenSample chooseSample(std::int64_t most, const std::function<std::int64_t(std::int64_t oneIn)>& count);
 
 }  // namespace collector

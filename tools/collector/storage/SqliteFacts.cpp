@@ -132,12 +132,10 @@ std::vector<FactRow> SqliteFacts::facts(const FactFilter& filter, const FactPosi
   return found;
 }
 
-FactCounts SqliteFacts::countFacts(const FactFilter& filter, const FactPosition& before, std::int64_t most) {
-  const FactParameters parameters(filter, before);
-  sqlite::Statement statement(connection_, countQuery(filter, most));
-  bind(statement, parameters);
-  statement.next();
-  return {.all = statement.number(0), .selected = statement.number(1)};
+std::int64_t SqliteFacts::countFacts(Fact::Time from, Fact::Time before, std::int64_t oneIn, std::int64_t most) {
+  sqlite::Statement statement(connection_, countQuery(oneIn, most));
+  statement.bind(from.time_since_epoch().count(), before.time_since_epoch().count()).next();
+  return statement.number(0);
 }
 
 ArrivalCounts SqliteFacts::arrivals(Fact::Time from, Fact::Time to) {

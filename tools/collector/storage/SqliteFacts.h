@@ -30,7 +30,8 @@ class SqliteFacts {
   bool dropBefore(const std::string& day);
 
   std::vector<FactRow> facts(const FactFilter& filter, const FactPosition& before, std::int64_t limit);
-  FactCounts countFacts(const FactFilter& filter, const FactPosition& before, std::int64_t most);
+  std::int64_t countFacts(ConnectionFact::Time from, ConnectionFact::Time before, std::int64_t oneIn,
+                          std::int64_t most);
   ArrivalCounts arrivals(ConnectionFact::Time from, ConnectionFact::Time to);
 
  private:

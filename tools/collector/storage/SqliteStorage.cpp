@@ -131,9 +131,10 @@ class FactReader {
     return facts_.facts(filter, before, limit);
   }
 
-  FactCounts countFacts(const FactFilter& filter, const FactPosition& before, std::int64_t most) {
+  std::int64_t countFacts(ConnectionFact::Time from, ConnectionFact::Time before, std::int64_t oneIn,
+                          std::int64_t most) {
     const std::lock_guard lock(shared_.mutex);
-    return facts_.countFacts(filter, before, most);
+    return facts_.countFacts(from, before, oneIn, most);
   }
 
   ArrivalCounts arrivals(ConnectionFact::Time from, ConnectionFact::Time to) {
@@ -233,8 +234,9 @@ class SqliteStorage : public Storage {
   std::vector<FactRow> facts(const FactFilter& filter, const FactPosition& before, std::int64_t limit) override {
     return factReader_->facts(filter, before, limit);
   }
-  FactCounts countFacts(const FactFilter& filter, const FactPosition& before, std::int64_t most) override {
-    return factReader_->countFacts(filter, before, most);
+  std::int64_t countFacts(ConnectionFact::Time from, ConnectionFact::Time before, std::int64_t oneIn,
+                          std::int64_t most) override {
+    return factReader_->countFacts(from, before, oneIn, most);
   }
   ArrivalCounts arrivals(ConnectionFact::Time from, ConnectionFact::Time to) override {
     return factReader_->arrivals(from, to);

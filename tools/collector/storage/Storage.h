@@ -62,8 +62,10 @@ class Storage {
   /// The next facts before a position, the newest first: at most `limit`.
   virtual std::vector<FactRow> facts(const FactFilter& filter, const FactPosition& before, std::int64_t limit) = 0;
 
-  /// How many facts there are before a position. Counting stops at `most`.
-  virtual FactCounts countFacts(const FactFilter& filter, const FactPosition& before, std::int64_t most) = 0;
+  /// How many facts of one in so many clients (a number of kSamples) there are from a time on, before another. Counting
+  /// stops at `most`.
+  virtual std::int64_t countFacts(ConnectionFact::Time from, ConnectionFact::Time before, std::int64_t oneIn,
+                                  std::int64_t most) = 0;
 
   /// Sums over the requests of the minutes of a window, its ends included.
   virtual ArrivalCounts arrivals(ConnectionFact::Time from, ConnectionFact::Time to) = 0;
