@@ -412,21 +412,6 @@ OBJC_TEST(ObjcHost, FollowsTheUsersConsent) {
   EXPECT_EQUAL([[host statisticsOfList:SQM_RECORD_DEVICE] objectAtIndex:SQM_COUNT_WAITING], [NSNumber numberWithInt:0]);
 }
 
-OBJC_TEST(ObjcMemory, IsMissedByAnException) {
-  EXPECT_RAISES(NSMallocException, WITHOUT_MEMORY([SQMHost sharedHost]));
-  EXPECT_RAISES(NSMallocException, WITHOUT_MEMORY([SQMApplicationRecHelper sharedSQMApplicationRecHelper]));
-  TestHost(nil);
-  EXPECT_RAISES(NSMallocException, WITHOUT_MEMORY([[SQMSessionParams alloc] init]));
-  EXPECT_RAISES(NSMallocException, WITHOUT_MEMORY([[SQMDeviceRecord alloc] init]));
-  EXPECT_RAISES(NSMallocException, WITHOUT_MEMORY([[SQMDataCollector alloc] init]));
-  QFRecordUploader* const queue = [QFRecordUploader sharedQFRecordUploader];
-  EXPECT_RAISES(NSMallocException, WITHOUT_MEMORY([queue logfile]));
-  EXPECT([queue logfile] == nil);
-  SQMTableRecord* const record = [[[SQMDeviceRecord alloc] init] autorelease];
-  EXPECT_RAISES(NSMallocException, WITHOUT_MEMORY([record updateRecordValues:[record recordValues]]));
-  EXPECT([SQMHost sharedHost] != nil && [SQMApplicationRecHelper sharedSQMApplicationRecHelper] != nil);
-}
-
 static NSUInteger openFiles(void) {
   return [[[NSFileManager defaultManager] contentsOfDirectoryAtPath:@"/proc/self/fd" error:NULL] count];
 }

@@ -1,4 +1,4 @@
-/* Session files, the queue, diagnostics. */
+/* Session files, the queue, diagnostics, no memory. */
 #import "tests/faces/objc/ObjcTests.h"
 
 static NSString* newFolder(void) {
@@ -395,4 +395,19 @@ OBJC_TEST(ObjcDiagnostics, AreReported) {
   EXPECT([report length] > 0 && [report length] <= 4000);
   [[record discoveryDetails] addObject:@"entry"];
   EXPECT(![[record formattedDiagnosticJsonBlob] isEqual:report]);
+}
+
+OBJC_TEST(ObjcMemory, IsMissedByAnException) {
+  EXPECT_RAISES(NSMallocException, WITHOUT_MEMORY([SQMHost sharedHost]));
+  EXPECT_RAISES(NSMallocException, WITHOUT_MEMORY([SQMApplicationRecHelper sharedSQMApplicationRecHelper]));
+  TestHost(nil);
+  EXPECT_RAISES(NSMallocException, WITHOUT_MEMORY([[SQMSessionParams alloc] init]));
+  EXPECT_RAISES(NSMallocException, WITHOUT_MEMORY([[SQMDeviceRecord alloc] init]));
+  EXPECT_RAISES(NSMallocException, WITHOUT_MEMORY([[SQMDataCollector alloc] init]));
+  QFRecordUploader* const queue = [QFRecordUploader sharedQFRecordUploader];
+  EXPECT_RAISES(NSMallocException, WITHOUT_MEMORY([queue logfile]));
+  EXPECT([queue logfile] == nil);
+  SQMTableRecord* const record = [[[SQMDeviceRecord alloc] init] autorelease];
+  EXPECT_RAISES(NSMallocException, WITHOUT_MEMORY([record updateRecordValues:[record recordValues]]));
+  EXPECT([SQMHost sharedHost] != nil && [SQMApplicationRecHelper sharedSQMApplicationRecHelper] != nil);
 }
