@@ -43,6 +43,23 @@ class PostgresTest : public testing::Test {
   const std::string database = address.substr(14, address.find('?') - 14);
 };
 
+/// The records of 100 clients.
+std::string recordsOfClients() {
+  std::string records;
+  for (int client = 0; client < 100; ++client) records += knownRecord(std::to_string(client), "1");
+  return records;
+}
+
+/// The numbers of the facts of 1 in 8 clients.
+std::vector<std::int64_t> sampled(Storage& storage) {
+  std::vector<std::int64_t> ids;
+  for (const FactRow& row : storage.facts({.oneIn = 8}, {ConnectionFact::Time::max()}, 100)) ids.push_back(row.id);
+  return ids;
+}
+
+/// Removes what an earlier version did not have.
+constexpr const char* kMakeEarlier = "ALTER TABLE facts DROP COLUMN sample; ALTER TABLE clients DROP COLUMN day";
+
 TEST_F(PostgresTest, ConnectsAgainWhenItsConnectionsWereLost) {
   const auto storage = openStorage({.database = address});
   add(*storage, documentOf({plainRecord("1")}));
@@ -131,23 +148,36 @@ TEST_F(PostgresTest, ReadsWhatAnEarlierVersionStored) {
 }
 
 TEST_F(PostgresTest, MakesTheSamplesOfFactsThatAnEarlierVersionStored) {
-  std::string records;
-  for (int client = 0; client < 100; ++client) records += knownRecord(std::to_string(client), "1");
-  const auto sampled = [](Storage& storage) {
-    std::vector<std::int64_t> ids;
-    for (const FactRow& row : storage.facts({.oneIn = 8}, {ConnectionFact::Time::max()}, 100)) ids.push_back(row.id);
-    return ids;
-  };
   const auto before = openStorage({.database = address});
-  add(*before, documentOf({records}));
+  add(*before, documentOf({recordsOfClients()}));
   const auto ids = sampled(*before);
   EXPECT_NEAR(static_cast<double>(ids.size()), 12.5, 3 * 3.3);
-  Connection(address).run("ALTER TABLE facts DROP COLUMN sample; ALTER TABLE clients DROP COLUMN day");
+  Connection(address).run(kMakeEarlier);
   const auto after = openStorage({.database = address});
   EXPECT_EQ(sampled(*after), ids);
   add(*before, documentOf({knownRecord("0", "2")}));
   EXPECT_EQ(after->facts({}, {ConnectionFact::Time::max()}, 1000).size(), 101U)
       << "a server that was there before goes on";
+}
+
+TEST_F(PostgresTest, ConvertsAgainWhenItWasEndedInTheMiddle) {
+  add(*openStorage({.database = address}), documentOf({recordsOfClients()}));
+  const auto ids = sampled(*openStorage({.database = address}));
+  Connection connection(address);
+  connection.run(kMakeEarlier);
+  {
+    // It waits for a reader of the facts when it has changed the clients.
+    Connection reader(address);
+    reader.run("BEGIN; LOCK TABLE facts IN ACCESS SHARE MODE");
+    auto conversion = std::async(std::launch::async, [&] { openStorage({.database = address}); });
+    const std::string waiting = "FROM pg_stat_activity WHERE datname = '" + database + "' AND wait_event_type = 'Lock'";
+    waitFor("SELECT " + waiting);
+    connection.run("SELECT pg_terminate_backend(pid) " + waiting);
+    EXPECT_THROW(conversion.get(), CannotOpen);
+  }
+  connection.run("SELECT client, version FROM clients");
+  EXPECT_THROW(connection.run("SELECT day FROM clients"), postgres::Error);
+  EXPECT_EQ(sampled(*openStorage({.database = address})), ids);
 }
 
 TEST_F(PostgresTest, OpensWhileAnotherServerWrites) {
