@@ -185,10 +185,14 @@ std::optional<std::string> eventOf(const Record& record) {
   return found->second;
 }
 
+bool isTooLarge(std::string_view text) {
+  return text.size() > kLongestRecord ||
+         std::ranges::count_if(text, [](char each) { return each == '<' || each == '='; }) > kMostMarks;
+}
+
 /// Fills the record from its text. Returns false and sets its problem when the text is ill-formed.
 bool parse(Record& record) {
-  const auto marks = std::ranges::count_if(record.raw, [](char each) { return each == '<' || each == '='; });
-  if (record.raw.size() > kLongestRecord || marks > kMostMarks) {
+  if (isTooLarge(record.raw)) {
     record.problem = "it is too large to be taken apart";
     return true;
   }

@@ -23,6 +23,17 @@ class CHttpService : public CFace {
         &deliveries);
   }
 
+  /// A manager whose upload has begun, and counts as delivered with a status 2xx and the header X-Server.
+  Manager uploadThatNeedsAProof() {
+    sqm_options_set_number(options.get(), SQM_OPTION_ACCEPT, SQM_ACCEPT_ONLY_2XX);
+    sqm_options_set_text(options.get(), SQM_TEXT_PROOF_HEADER, "X-Server");
+    makeHost();
+    Manager manager = makeManager();
+    recordConnection(manager.get(), "Net");
+    sqm_manager_upload(manager.get());
+    return manager;
+  }
+
   std::vector<std::string> deliveries;
 };
 
@@ -84,12 +95,7 @@ TEST_F(CHttpService, UserNamesAndPasswordsAreNotShown) {
 }
 
 TEST_F(CHttpService, RefusedBodiesAndProofsWorkAsWithTheStandardService) {
-  sqm_options_set_number(options.get(), SQM_OPTION_ACCEPT, SQM_ACCEPT_ONLY_2XX);
-  sqm_options_set_text(options.get(), SQM_TEXT_PROOF_HEADER, "X-Server");
-  makeHost();
-  const Manager manager = makeManager();
-  recordConnection(manager.get(), "Net");
-  sqm_manager_upload(manager.get());
+  const Manager manager = uploadThatNeedsAProof();
   http.complete(200, "<html>a portal</html>");
   runPending();
   EXPECT_EQ(deliveries.back().substr(0, 5), "1 200") << "there is no proof";
@@ -156,12 +162,7 @@ TEST_F(CHttpService, ARequestMayOutliveItsTransactionAndItsHost) {
 }
 
 TEST_F(CHttpService, ARejectedResponseLeavesNothing) {
-  sqm_options_set_number(options.get(), SQM_OPTION_ACCEPT, SQM_ACCEPT_ONLY_2XX);
-  sqm_options_set_text(options.get(), SQM_TEXT_PROOF_HEADER, "X-Server");
-  makeHost();
-  const Manager manager = makeManager();
-  recordConnection(manager.get(), "Net");
-  sqm_manager_upload(manager.get());
+  const Manager manager = uploadThatNeedsAProof();
   const sqm_http_header headers[] = {{"X-Server", "yes"}, {"X-A", nullptr}};
   sqm_http_response rejected{};
   rejected.size = sizeof rejected;

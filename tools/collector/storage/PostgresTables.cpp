@@ -90,12 +90,11 @@ UPDATE days SET cleared = (SELECT max(id) FROM batch) WHERE day = '#' AND EXISTS
 
 // Rows that another transaction changes are left for the next time, so that neither waits for the other.
 constexpr const char* kDropClients =
-    "DELETE FROM clients WHERE client IN (SELECT client FROM clients WHERE day < $1 LIMIT 20000 FOR UPDATE SKIP "
-    "LOCKED) "
-    "RETURNING client";
+    "DELETE FROM clients WHERE client IN "
+    "(SELECT client FROM clients WHERE day < $1 LIMIT 20000 FOR UPDATE SKIP LOCKED) RETURNING client";
 constexpr const char* kDropMinutes =
-    "DELETE FROM minutes WHERE minute IN (SELECT minute FROM minutes WHERE minute < $1 LIMIT 20000 FOR UPDATE SKIP "
-    "LOCKED) RETURNING minute";
+    "DELETE FROM minutes WHERE minute IN "
+    "(SELECT minute FROM minutes WHERE minute < $1 LIMIT 20000 FOR UPDATE SKIP LOCKED) RETURNING minute";
 
 // Readers use the table for moments. When one does for longer, the day is deleted at the next attempt.
 constexpr const char* kDropDay = R"(
